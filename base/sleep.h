@@ -1,0 +1,12 @@
+// Sleeping for a whole duration.
+#ifndef QUORIN_BASE_SLEEP_H
+#define QUORIN_BASE_SLEEP_H
+
+#include <cstdint>
+
+// Sleeps the full time even when signals arrive in between: a stop signal lands on any thread, and a port's off time
+// must not be cut short by it. 0 or less returns at once.
+void sleepSeconds(int32_t seconds);
+void sleepMilliseconds(int32_t milliseconds);
+
+#endif

@@ -1,0 +1,84 @@
+#include "base/sqlite_guard.h"
+
+#include <sqlite3.h>
+
+namespace {
+
+// How long a statement waits for another process's lock on the file; the daemon's own threads never compete there.
+constexpr int kBusyTimeoutMs = 3000;
+
+}  // namespace
+
+void StatementFinalizer::operator()(sqlite3_stmt* statement) const {
+  sqlite3_finalize(statement);
+}
+
+StatementPtr prepareStatement(sqlite3* db, const char* sql) {
+  sqlite3_stmt* statement = nullptr;
+  if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) != SQLITE_OK) {
+    return nullptr;
+  }
+  return StatementPtr(statement);
+}
+
+void bindTextOrNull(sqlite3_stmt* statement, int index, const char* textOrNull) {
+  if (textOrNull == nullptr) {
+    sqlite3_bind_null(statement, index);
+    return;
+  }
+  sqlite3_bind_text(statement, index, textOrNull, -1, SQLITE_STATIC);
+}
+
+const char* columnText(sqlite3_stmt* statement, int column) {
+  return reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+}
+
+bool executeSql(sqlite3* db, const char* sql) {
+  return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+void DatabaseCloser::operator()(sqlite3* db) const {
+  sqlite3_close(db);
+}
+
+bool openDatabase(const char* path, DatabasePtr* db) {
+  sqlite3* opened = nullptr;
+  const int rc = sqlite3_open(path, &opened);
+  db->reset(opened);
+  return rc == SQLITE_OK;
+}
+
+bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement) {
+  if (!executeSql(db, script)) {
+    return false;
+  }
+  executeSql(db, upgradeStatement);
+  sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  return true;
+}
+
+Transaction::~Transaction() {
+  rollback();
+}
+
+bool Transaction::begin() {
+  open_ = executeSql(db_, "BEGIN;");
+  return open_;
+}
+
+bool Transaction::commit() {
+  if (!executeSql(db_, "COMMIT;")) {
+    return false;
+  }
+  open_ = false;
+  return true;
+}
+
+bool Transaction::rollback() {
+  if (!open_) {
+    return true;
+  }
+  open_ = false;
+  // A failure such as a full disk may have made SQLite roll back already; then there is nothing left to undo.
+  return sqlite3_get_autocommit(db_) != 0 || executeSql(db_, "ROLLBACK;");
+}

@@ -1,0 +1,63 @@
+// RAII guards for SQLite statements and transactions.
+//
+// REQUIRES: whoever uses one of these holds the mutex of the connection from before its construction until after its
+// destruction.
+#ifndef QUORIN_BASE_SQLITE_GUARD_H
+#define QUORIN_BASE_SQLITE_GUARD_H
+
+#include <memory>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+struct StatementFinalizer {
+  void operator()(sqlite3_stmt* statement) const;
+};
+// Owns a prepared statement and finalizes it.
+using StatementPtr = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
+// Prepares one statement; null on failure, with SQLite's message in the connection.
+StatementPtr prepareStatement(sqlite3* db, const char* sql);
+
+// Binds a text that stays valid until the statement is finalized, or NULL for a null pointer. Indexes start at 1.
+void bindTextOrNull(sqlite3_stmt* statement, int index, const char* textOrNull);
+
+// A text column, or null when it is NULL. Valid until the statement moves on.
+const char* columnText(sqlite3_stmt* statement, int column);
+
+// Executes a script without results; true on success. The message of a failure stays in the connection.
+bool executeSql(sqlite3* db, const char* sql);
+
+struct DatabaseCloser {
+  void operator()(sqlite3* db) const;
+};
+// Owns a connection and closes it.
+using DatabasePtr = std::unique_ptr<sqlite3, DatabaseCloser>;
+
+// Opens a database file, created if missing. On failure returns false with SQLite's message in *db, which may even be
+// null.
+bool openDatabase(const char* path, DatabasePtr* db);
+
+// Applies a store's schema script, then the upgrade statement, and sets the busy timeout to 3000 ms. The upgrade adds a
+// column that older layouts lack, so it fails on every database that has the column; its result is ignored. Returns
+// false, with the message in the connection, when the script fails.
+bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement);
+
+// An explicit transaction. Its destructor rolls back what was neither committed nor rolled back.
+class Transaction {
+ public:
+  explicit Transaction(sqlite3* db) : db_(db) {}
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  bool begin();
+  bool commit();
+  bool rollback();
+
+ private:
+  sqlite3* db_;
+  bool open_ = false;
+};
+
+#endif

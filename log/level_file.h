@@ -1,0 +1,18 @@
+// The log's level file: four bytes, mapped, whose first is the highest level written, as an ASCII digit.
+#ifndef QUORIN_LOG_LEVEL_FILE_H
+#define QUORIN_LOG_LEVEL_FILE_H
+
+#include <cstdint>
+
+// Opens the file at path (created with mode 0666 if missing), makes it four bytes long, maps it and puts '6' into a
+// first byte that is no digit. On any failure there is no level file, and the level is 6. path must stay valid.
+// REQUIRES: called by one thread at a time, like levelFileClose; does nothing when the file is open already.
+void levelFileOpen(const char* path);
+
+// Closes the file; the level is 6 from then on. Other threads may go on reading the level.
+void levelFileClose();
+
+// The highest level that is written: one memory read, no lock, any thread.
+int32_t levelFileThreshold();
+
+#endif

@@ -1,0 +1,212 @@
+#include "log/log.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "base/thread_annotations.h"
+#include "log/level_file.h"
+
+namespace {
+
+constexpr int32_t kMaxLogFileBytes = 1048576;
+constexpr long kNsPerMs = 1000000;
+constexpr size_t kTimestampBytes = 80;
+constexpr const char* kLevelNames[] = {"", "", "", "ERROR", "WARN", "NOTICE", "INFO", "DEBUG"};
+
+// Mode, facility and ident change only in logOpen and in the first record, when no other thread logs; a detached thread
+// may read them at any time.
+std::atomic<int32_t> logMode{-1};
+std::atomic<int32_t> logFacility{-1};
+std::atomic<const char*> logIdent{nullptr};
+std::atomic<bool> logStarted{false};
+
+Mutex fileMutex;
+FILE* logFile GUARDED_BY(fileMutex) = nullptr;
+int32_t bytesWritten GUARDED_BY(fileMutex) = 0;
+
+char processNameBuffer[64];  // written once, by the first record
+
+bool hasMode(int32_t mode, uint32_t bit) {
+  return mode > 0 && (static_cast<uint32_t>(mode) & bit) != 0;
+}
+
+const char* levelName(int32_t level) {
+  constexpr int32_t kNames = sizeof kLevelNames / sizeof kLevelNames[0];
+  return level >= 0 && level < kNames ? kLevelNames[level] : "";
+}
+
+void openLogFile() REQUIRES(fileMutex) {
+  if (logFile != nullptr) {
+    fclose(logFile);
+  }
+  logFile = fopen(kLogFilePath, "a+e");
+  struct stat status {};
+  if (logFile != nullptr && fileno(logFile) > 0 && fstat(fileno(logFile), &status) == 0) {
+    // What is past the limit already is rotated by the next record, however far past it is.
+    bytesWritten = static_cast<int32_t>(std::min<off_t>(status.st_size, kMaxLogFileBytes));
+  }
+}
+
+void closeLogFile() {
+  const MutexLock lock(fileMutex);
+  if (logFile != nullptr) {
+    fclose(logFile);
+    logFile = nullptr;
+  }
+}
+
+void closeDestinations() {
+  const int32_t mode = logMode.load();
+  if (hasMode(mode, LOG_TO_SYSLOG)) {
+    closelog();
+  }
+  if (hasMode(mode, LOG_TO_FILE)) {
+    closeLogFile();
+  }
+  levelFileClose();
+}
+
+// The process's name as the kernel knows it, or null.
+const char* readProcessName() {
+  FILE* status = fopen("/proc/self/status", "re");
+  if (status == nullptr) {
+    return nullptr;
+  }
+  const char* name = nullptr;
+  while (name == nullptr && fgets(processNameBuffer, sizeof processNameBuffer, status) != nullptr) {
+    if (strncmp(processNameBuffer, "Name:", 5) != 0) {
+      continue;
+    }
+    char* rest = nullptr;
+    strtok_r(processNameBuffer, "\t\n", &rest);
+    name = strtok_r(nullptr, "\t\n", &rest);
+    break;
+  }
+  fclose(status);
+  return name;
+}
+
+void startLog() {
+  if (logMode.load() < 0) {
+    logMode = static_cast<int32_t>(LOG_TO_STDOUT);
+  }
+  if (logFacility.load() < 0) {
+    logFacility = LOG_USER;
+  }
+  if (logIdent.load() == nullptr && logMode.load() != static_cast<int32_t>(LOG_TO_STDOUT)) {
+    logIdent = readProcessName();
+  }
+  if (hasMode(logMode.load(), LOG_TO_SYSLOG)) {
+    openlog(logIdent.load(), 0, logFacility.load());
+  }
+  logStarted = true;
+}
+
+// The local time with milliseconds; empty when it cannot be told.
+void formatTimestamp(char* text, size_t size) {
+  timespec now{};
+  tm local{};
+  text[0] = '\0';
+  if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
+    return;
+  }
+  snprintf(text, size, "%04d-%02d-%02d %02d:%02d:%02d.%03ld", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
+           local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / kNsPerMs);
+}
+
+int printPrefix(FILE* stream, int32_t level) {
+  char timestamp[kTimestampBytes];
+  formatTimestamp(timestamp, sizeof timestamp);
+  const char* ident = logIdent.load();
+  const char* name = ident != nullptr ? ident : "(null)";
+  if (timestamp[0] == '\0') {
+    return fprintf(stream, "(%s): %s: ", levelName(level), name);
+  }
+  return fprintf(stream, "%s (%s): %s: ", timestamp, levelName(level), name);
+}
+
+// Returns the bytes written.
+__attribute__((format(printf, 3, 0))) int logWriteRecord(FILE* stream, int32_t level, const char* format,
+                                                         va_list arguments) {
+  const int prefixBytes = printPrefix(stream, level);
+  const int messageBytes = vfprintf(stream, format, arguments);
+  return (prefixBytes > 0 ? prefixBytes : 0) + (messageBytes > 0 ? messageBytes : 0);
+}
+
+void rotateLogFile() REQUIRES(fileMutex) {
+  fclose(logFile);
+  remove(kOldLogFilePath);
+  rename(kLogFilePath, kOldLogFilePath);
+  logFile = fopen(kLogFilePath, "a+e");
+  bytesWritten = 0;
+}
+
+__attribute__((format(printf, 2, 0))) void writeToFile(int32_t level, const char* format, va_list arguments) {
+  const MutexLock lock(fileMutex);
+  if (logFile == nullptr) {
+    logWriteRecord(stdout, level, format, arguments);
+    return;
+  }
+  bytesWritten += logWriteRecord(logFile, level, format, arguments);
+  if (bytesWritten > kMaxLogFileBytes) {
+    rotateLogFile();
+  }
+  fflush(logFile);
+}
+
+}  // namespace
+
+void logOpen(uint32_t mode, int32_t facility, const char* ident) {
+  if (logStarted.load()) {
+    closeDestinations();
+    logStarted = false;
+  }
+  logMode = static_cast<int32_t>(mode);
+  logFacility = facility;
+  logIdent = ident;
+  levelFileOpen(kLogLevelPath);
+  if (hasMode(logMode.load(), LOG_TO_FILE)) {
+    const MutexLock lock(fileMutex);
+    openLogFile();
+  }
+}
+
+void logMessage(int32_t level, const char* format, ...) {
+  if (level > levelFileThreshold()) {
+    return;
+  }
+  if (!logStarted.load()) {
+    startLog();
+  }
+  const int32_t mode = logMode.load();
+  va_list arguments;
+  if (hasMode(mode, LOG_TO_STDOUT)) {
+    va_start(arguments, format);
+    logWriteRecord(stdout, level, format, arguments);
+    va_end(arguments);
+  }
+  if (hasMode(mode, LOG_TO_FILE)) {
+    va_start(arguments, format);
+    writeToFile(level, format, arguments);
+    va_end(arguments);
+  }
+  if (hasMode(mode, LOG_TO_SYSLOG)) {
+    va_start(arguments, format);
+    vsyslog(level, format, arguments);
+    va_end(arguments);
+  }
+}
+
+void logClose() {
+  if (!logStarted.load()) {
+    return;
+  }
+  closeDestinations();
+  logStarted = false;
+}
