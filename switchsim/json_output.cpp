@@ -1,0 +1,96 @@
+#include <cjson/cJSON.h>
+
+#include <memory>
+#include <new>
+
+#include "switchsim/output.h"
+
+namespace switchsim {
+namespace {
+
+struct JsonDelete {
+  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
+};
+using JsonTree = std::unique_ptr<cJSON, JsonDelete>;
+
+std::string jsonText(const JsonTree& tree, bool compact) {
+  const std::unique_ptr<char, void (*)(void*)> text(
+      compact ? cJSON_PrintUnformatted(tree.get()) : cJSON_Print(tree.get()), cJSON_free);
+  if (text == nullptr) throw std::bad_alloc();
+  return std::string(text.get()) + "\n";
+}
+
+JsonTree portTree(const PortView& port) {
+  JsonTree json(cJSON_CreateObject());
+  cJSON_AddStringToObject(json.get(), "name", port.name.c_str());
+  cJSON_AddNumberToObject(json.get(), "ifNum", port.ifNum);
+  cJSON_AddBoolToObject(json.get(), "poe", port.poe);
+  cJSON_AddNumberToObject(json.get(), "adminMode", port.adminOn ? 1 : 0);
+  cJSON_AddStringToObject(json.get(), "state", stateName(port));
+  cJSON_AddNumberToObject(json.get(), "detectionStatus", port.status);
+  cJSON_AddNumberToObject(json.get(), "powerMw", port.powerMw);
+  cJSON_AddNumberToObject(json.get(), "currentMa", port.currentMa);
+  cJSON_AddNumberToObject(json.get(), "voltageMv", port.voltageMv);
+  cJSON_AddNumberToObject(json.get(), "temperature", port.temperature);
+  cJSON_AddNumberToObject(json.get(), "class", port.powerClass);
+  cJSON_AddNumberToObject(json.get(), "deviceWatts", port.deviceMw / 1000.0);
+  cJSON_AddNumberToObject(json.get(), "priority", port.settings.priority);
+  cJSON_AddNumberToObject(json.get(), "limitMw", port.settings.limitMw);
+  return json;
+}
+
+JsonTree entryTree(const JournalEntry& entry) {
+  JsonTree json(cJSON_CreateObject());
+  cJSON_AddNumberToObject(json.get(), "seq", static_cast<double>(entry.seq));
+  cJSON_AddNumberToObject(json.get(), "timeMs", static_cast<double>(entry.timeMs));
+  cJSON_AddNumberToObject(json.get(), "monoMs", static_cast<double>(entry.monoMs));
+  cJSON_AddStringToObject(json.get(), "op", std::string(entry.op).c_str());
+  cJSON_AddNumberToObject(json.get(), "unit", entry.unit);
+  cJSON_AddNumberToObject(json.get(), "ifNum", entry.ifNum);
+  cJSON_AddNumberToObject(json.get(), "value", entry.value);
+  cJSON_AddNumberToObject(json.get(), "result", entry.result);
+  return json;
+}
+
+void addUnits(const SwitchView& view, cJSON* root) {
+  cJSON* units = cJSON_AddArrayToObject(root, "units");
+  cJSON* ports = nullptr;
+  for (const PortView& port : view.ports) {
+    if (port.port == 1) {
+      JsonTree unit(cJSON_CreateObject());
+      cJSON_AddNumberToObject(unit.get(), "unit", port.unit);
+      ports = cJSON_AddArrayToObject(unit.get(), "ports");
+      cJSON_AddItemToArray(units, unit.release());
+    }
+    cJSON_AddItemToArray(ports, portTree(port).release());
+  }
+}
+
+}  // namespace
+
+std::string panelJson(const SwitchView& view, bool compact) {
+  const JsonTree root(cJSON_CreateObject());
+  addUnits(view, root.get());
+  cJSON_AddStringToObject(root.get(), "server", view.serverUp ? "up" : "down");
+  cJSON* clock = cJSON_AddObjectToObject(root.get(), "clock");
+  cJSON_AddStringToObject(clock, "mode", clockModeName(view.clock.mode));
+  cJSON_AddStringToObject(clock, "time", view.clock.time.c_str());
+  cJSON_AddNumberToObject(root.get(), "faults", static_cast<double>(view.faults.size()));
+  cJSON_AddNumberToObject(root.get(), "misuse", static_cast<double>(view.misuseCount));
+  cJSON_AddStringToObject(root.get(), "lastMisuse", std::string(view.lastMisuse).c_str());
+  cJSON_AddStringToObject(root.get(), "lastClient", view.lastClientName.c_str());
+  return jsonText(root, compact);
+}
+
+std::string journalEntryJson(const JournalEntry& entry) {
+  return jsonText(entryTree(entry), true);
+}
+
+std::string journalJson(const std::vector<JournalEntry>& entries) {
+  const JsonTree root(cJSON_CreateObject());
+  cJSON* array = cJSON_AddArrayToObject(root.get(), "entries");
+  for (const JournalEntry& entry : entries) cJSON_AddItemToArray(array, entryTree(entry).release());
+  return jsonText(root, false);
+}
+
+}  // namespace switchsim

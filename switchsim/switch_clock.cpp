@@ -1,0 +1,77 @@
+#include "switchsim/switch_clock.h"
+
+#include <time.h>
+
+namespace switchsim {
+namespace {
+
+constexpr const char* kTimeFormat = "%Y-%m-%d %H:%M:%S";
+
+std::string formatTime(const struct tm& fields) {
+  char text[64];
+  return std::string(text, strftime(text, sizeof(text), kTimeFormat, &fields));
+}
+
+// Local times are counted without a zone, so that a frozen or running clock knows no daylight-saving jumps.
+std::string formatLocalSec(int64_t localSec) {
+  const time_t seconds = static_cast<time_t>(localSec);
+  struct tm fields = {};
+  gmtime_r(&seconds, &fields);
+  return formatTime(fields);
+}
+
+std::optional<int64_t> parseLocalSec(const std::string& text) {
+  struct tm fields = {};
+  const char* end = strptime(text.c_str(), kTimeFormat, &fields);
+  if (end == nullptr || *end != '\0') return std::nullopt;
+  const int64_t localSec = timegm(&fields);
+  // What does not come back the same was no real time (31 April) or not written out (2024-1-5).
+  if (formatLocalSec(localSec) != text) return std::nullopt;
+  return localSec;
+}
+
+struct tm hostTime() {
+  const time_t now = time(nullptr);
+  struct tm fields = {};
+  localtime_r(&now, &fields);
+  return fields;
+}
+
+}  // namespace
+
+std::string clockText(const ClockRecord& clock) {
+  switch (clock.mode) {
+    case ClockMode::follow:
+      return formatTime(hostTime());
+    case ClockMode::frozen:
+      return formatLocalSec(clock.localSec);
+    case ClockMode::running:
+      return formatLocalSec(clock.localSec + (int64_t{time(nullptr)} - clock.hostSec));
+    case ClockMode::fail:
+      break;
+  }
+  return "";
+}
+
+int32_t zoneOffsetMinutes() {
+  return static_cast<int32_t>(hostTime().tm_gmtoff / 60);
+}
+
+bool isLocalTime(const std::string& text) {
+  return parseLocalSec(text).has_value();
+}
+
+std::string setClock(ClockMode mode, const std::string& localTime) {
+  ClockRecord clock = {mode, 0, time(nullptr)};
+  if (mode == ClockMode::frozen || mode == ClockMode::running) {
+    const std::optional<int64_t> localSec = parseLocalSec(localTime);
+    if (!localSec) return "no time of the form YYYY-MM-DD HH:MM:SS: " + localTime;
+    clock.localSec = *localSec;
+  }
+  std::string error;
+  const LockedState state = lockState(&error);
+  if (state != nullptr) state->clock = clock;
+  return error;
+}
+
+}  // namespace switchsim
