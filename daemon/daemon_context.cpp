@@ -1,0 +1,63 @@
+#include "daemon/daemon_context.h"
+
+#include <sqlite3.h>
+
+#include <new>
+
+namespace {
+
+std::atomic<DaemonContext*> currentContext{nullptr};
+// Keeps a retired context reachable: nobody may free it. Atomic only so that the compiler keeps a store that nothing reads.
+std::atomic<DaemonContext*> retiredContext{nullptr};
+
+}  // namespace
+
+DaemonContext* daemonContext() {
+  return currentContext.load(std::memory_order_acquire);
+}
+
+bool contextCreate() {
+  auto* context = new (std::nothrow) DaemonContext;
+  currentContext.store(context, std::memory_order_release);
+  return context != nullptr;
+}
+
+void contextRetire() {
+  DaemonContext* context = daemonContext();
+  if (context == nullptr) {
+    return;
+  }
+  {
+    const MutexLock lock(context->scheduleDbMutex);
+    sqlite3_close(context->scheduleDb);
+    context->scheduleDb = nullptr;
+  }
+  {
+    const MutexLock lock(context->historyDbMutex);
+    sqlite3_close(context->historyDb);
+    context->historyDb = nullptr;
+  }
+  retiredContext = context;
+  currentContext.store(nullptr, std::memory_order_release);
+}
+
+bool stopRequested() {
+  const DaemonContext* context = daemonContext();
+  return context == nullptr || context->stopRequested.load() != 0;
+}
+
+DatabaseAccess::DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle) {
+  DaemonContext* context = daemonContext();
+  if (context == nullptr) {
+    return;
+  }
+  mutex_ = &(context->*mutex);
+  mutex_->lock();
+  db_ = context->*handle;
+}
+
+DatabaseAccess::~DatabaseAccess() {
+  if (mutex_ != nullptr) {
+    mutex_->unlock();
+  }
+}

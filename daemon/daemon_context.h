@@ -1,0 +1,59 @@
+// The one record that all modules share, and access to the databases in it.
+#ifndef QUORIN_DAEMON_DAEMON_CONTEXT_H
+#define QUORIN_DAEMON_DAEMON_CONTEXT_H
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/thread_annotations.h"
+
+struct sqlite3;
+
+struct DaemonContext {
+  sqlite3* scheduleDb GUARDED_BY(scheduleDbMutex) = nullptr;  // owned; null until the store is open and after teardown
+  sqlite3* historyDb GUARDED_BY(historyDbMutex) = nullptr;    // owned; null until the store is open and after teardown
+  Mutex scheduleDbMutex;
+  Mutex historyDbMutex;
+  std::atomic<int32_t> stopRequested{0};  // 0 or 1; set by the stop signal's handler, never cleared; no lock
+};
+
+// The context, or null before contextCreate and after contextRetire. Any thread, any time, signal handlers included: a
+// context once handed out stays valid for the life of the process.
+DaemonContext* daemonContext();
+
+// Allocates and publishes the context; false when memory runs out. REQUIRES: main thread, no other thread yet.
+bool contextCreate();
+
+// Withdraws the context: closes both databases, each under its mutex, and publishes null. The record itself is kept
+// until the process ends, because a detached thread may still be inside one of its mutexes; such a thread finds no
+// database. REQUIRES: main thread.
+void contextRetire();
+
+// True once a stop was asked for, or when there is no context.
+bool stopRequested();
+
+// Use of one database: holds its mutex from construction to destruction. db() is null when there is no context or the
+// database is not open; then the caller reports a failure.
+class DatabaseAccess {
+ public:
+  DatabaseAccess(const DatabaseAccess&) = delete;
+  DatabaseAccess& operator=(const DatabaseAccess&) = delete;
+  ~DatabaseAccess() NO_THREAD_SAFETY_ANALYSIS;
+
+  sqlite3* db() const { return db_; }
+  explicit operator bool() const { return db_ != nullptr; }
+
+ protected:
+  DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS;
+
+ private:
+  Mutex* mutex_ = nullptr;
+  sqlite3* db_ = nullptr;
+};
+
+class HistoryAccess : public DatabaseAccess {
+ public:
+  HistoryAccess() : DatabaseAccess(&DaemonContext::historyDbMutex, &DaemonContext::historyDb) {}
+};
+
+#endif

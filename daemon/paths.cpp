@@ -1,0 +1,20 @@
+#include "daemon/paths.h"
+
+#ifndef QUORIN_POED_ROOT
+#error "QUORIN_POED_ROOT must be defined: the prefix of all paths, \"\" in the product"
+#endif
+
+#define DATA_DIR QUORIN_POED_ROOT "/mnt/fastpath/quorin_poed"
+
+const char kLogFilePath[] = QUORIN_POED_ROOT "/tmp/sw900.log";
+const char kOldLogFilePath[] = QUORIN_POED_ROOT "/tmp/sw900.log.old";
+const char kLogLevelPath[] = QUORIN_POED_ROOT "/tmp/devmgr_log_level";
+
+const char kDataDirPath[] = DATA_DIR;
+const char kHistoryDbPath[] = DATA_DIR "/history.db";
+const char kPidFilePath[] = QUORIN_POED_ROOT "/var/run/quorin_poed.pid";
+const char kSocketPath[] = QUORIN_POED_ROOT "/var/run/quorin_poed.sock";
+const char kShowPortOutputPath[] = QUORIN_POED_ROOT "/tmp/quorin_poed_show_port";
+
+static_assert(sizeof kSocketPath <= 108, "the root is too long for a Unix-domain socket address");
+static_assert(sizeof kShowPortOutputPath <= 96, "the root is too long for the switch OS's output file");

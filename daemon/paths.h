@@ -1,0 +1,14 @@
+// Every path that the daemon uses. All are fixed in the program, each below the compile-time prefix QUORIN_POED_ROOT
+// (empty in the product), which exists so that builds on a developer's machine and tests keep to a tree of their own.
+#ifndef QUORIN_DAEMON_PATHS_H
+#define QUORIN_DAEMON_PATHS_H
+
+#include "log/log.h"  // the log's own paths
+
+extern const char kDataDirPath[];  // survives reboots
+extern const char kHistoryDbPath[];
+extern const char kPidFilePath[];
+extern const char kSocketPath[];  // at most 107 bytes, the room in a Unix-domain socket address
+extern const char kShowPortOutputPath[];
+
+#endif

@@ -1,0 +1,23 @@
+#include "daemon/stop_signal.h"
+
+#include <csignal>
+
+#include "daemon/daemon_context.h"
+
+static_assert(std::atomic<int32_t>::is_always_lock_free, "the stop flag is set from a signal handler");
+
+extern "C" void onStopSignal(int32_t) {
+  DaemonContext* context = daemonContext();
+  if (context != nullptr) {
+    context->stopRequested.store(1);
+  }
+}
+
+void installStopSignals() {
+  struct sigaction action {};
+  action.sa_handler = onStopSignal;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGTERM, &action, nullptr);
+  sigaction(SIGINT, &action, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+}

@@ -1,0 +1,69 @@
+#include "switchos/session.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "base/sleep.h"
+#include "log/log.h"
+
+OpenClientHandle openApiClient{};
+
+namespace {
+
+constexpr int32_t kServerChecks = 7;
+constexpr int32_t kServerCheckPauseSec = 3;
+constexpr size_t kClientNameBytes = 100;
+constexpr uint32_t kOsVersionBytes = 100;
+
+bool waitForServer(OpenClientHandle* handle) {
+  for (int32_t check = 1;; ++check) {
+    const int32_t result = rpcclt_openapiConnectivityCheck(handle);
+    if (result == OPENCLT_OK) {
+      return true;
+    }
+    if (check == kServerChecks) {
+      return false;
+    }
+    logMessage(LOG_WARNING, "[%s:%d] RPC call can fail until server starts. Keep trying (result = %d)\n", __func__,
+               __LINE__, result);
+    sleepSeconds(kServerCheckPauseSec);
+  }
+}
+
+void logVersions(OpenClientHandle* handle) {
+  char text[kOsVersionBytes + 1] = {};  // one more, for a server that fills the buffer to its end
+  OpenBuffDesc osVersion{kOsVersionBytes, text};
+  if (rpcclt_openapiNetworkOSVersionGet(handle, &osVersion) == OPENCLT_OK) {
+    logMessage(LOG_DEBUG, "[%s:%d] ICOS Version = %s\n", __func__, __LINE__, text);
+  } else {
+    logMessage(LOG_ERR, "[%s:%d] Network OS Version retrieve error\n", __func__, __LINE__);
+  }
+  OpenApiVersion version{};
+  if (rpcclt_openapiApiVersionGet(handle, &version) == OPENCLT_OK) {
+    logMessage(LOG_DEBUG, "[%s:%d] Open API Version = %d.%d.%d.%d\n", __func__, __LINE__, version.component[0],
+               version.component[1], version.component[2], version.component[3]);
+  } else {
+    logMessage(LOG_ERR, "[%s:%d] Open API Version retrieve error\n", __func__, __LINE__);
+  }
+}
+
+}  // namespace
+
+int32_t initHandler(const char* name, OpenClientHandle* handle) {
+  l7proc_crashlog_register();
+  char clientName[kClientNameBytes];
+  snprintf(clientName, sizeof clientName, "%s_%d", name != nullptr ? name : "common", static_cast<int>(getpid()));
+  const int32_t result = openapiClientRegister(clientName, handle);
+  if (result != OPENCLT_OK) {
+    logMessage(LOG_ERR, "[%s:%d] \nFailed to initialize RPC to OpEN. Exiting (result = %d)\n", __func__, __LINE__,
+               result);
+    return -1;
+  }
+  logMessage(LOG_DEBUG, "[%s:%d] Register RPC to OpEN success. (client name = %s)\n", __func__, __LINE__, clientName);
+  if (!waitForServer(handle)) {
+    return -1;
+  }
+  logVersions(handle);
+  return 0;
+}
