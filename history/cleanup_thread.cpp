@@ -1,0 +1,53 @@
+#include "history/cleanup_thread.h"
+
+#include "base/sleep.h"
+#include "daemon/daemon_context.h"
+#include "history/history_queries.h"
+#include "log/log.h"
+
+namespace {
+
+constexpr time_t kDaySec = 86400;
+constexpr int32_t kPollSec = 10;
+
+void purgeExpiredRuns(time_t now) {
+  const int32_t removed = historyPurgeBefore(now - HISTORY_RETENTION_SEC);
+  if (removed >= 1) {
+    logMessage(LOG_INFO, "[%s:%d] cleanup removed %d old history rows", __func__, __LINE__, removed);
+  }
+}
+
+}  // namespace
+
+time_t localMidnight(time_t now) {
+  tm local{};
+  localtime_r(&now, &local);
+  local.tm_sec = 0;
+  local.tm_min = 0;
+  local.tm_hour = 0;
+  local.tm_isdst = -1;  // the day's clock change may lie between midnight and now
+  return mktime(&local);
+}
+
+void* cleanupThread(void*) {
+  logMessage(LOG_INFO, "[%s:%d] cleanup thread starting", __func__, __LINE__);
+  time_t now = time(nullptr);
+  purgeExpiredRuns(now);
+  time_t nextPurge = localMidnight(now);
+  if (nextPurge <= now) {
+    nextPurge += kDaySec;
+  }
+  while (!stopRequested()) {
+    now = time(nullptr);
+    if (now >= nextPurge) {
+      purgeExpiredRuns(now);
+      const time_t midnight = localMidnight(now);
+      if (midnight <= now) {
+        nextPurge = midnight + kDaySec;
+      }
+    }
+    sleepSeconds(kPollSec);
+  }
+  logMessage(LOG_INFO, "[%s:%d] cleanup thread stopping", __func__, __LINE__);
+  return nullptr;
+}

@@ -1,0 +1,274 @@
+#include "history/history_queries.h"
+
+#include <cjson/cJSON.h>
+#include <sqlite3.h>
+
+#include <ctime>
+
+#include "base/result_codes.h"
+#include "base/sqlite_guard.h"
+#include "daemon/daemon_context.h"
+#include "history/port_counts.h"
+#include "log/log.h"
+
+namespace {
+
+constexpr size_t kTimeTextBytes = 32;
+
+// The columns that both queries of runs begin with.
+enum RunColumn {
+  kRunId,
+  kTrigger,
+  kScheduleId,
+  kScheduleName,
+  kScheduleType,
+  kExecutionMode,
+  kInterPortDelay,
+  kErrorMessage,
+  kStartedAt,
+  kCompletedAt,
+  kStatus,
+  kOverallResult,
+  kAllDay,  // detail only
+};
+
+bool isNull(sqlite3_stmt* row, int column) {
+  return sqlite3_column_type(row, column) == SQLITE_NULL;
+}
+
+bool addUtcTime(cJSON* object, const char* key, int64_t unixTime) {
+  const auto seconds = static_cast<time_t>(unixTime);
+  tm utc{};
+  char text[kTimeTextBytes] = "";
+  if (gmtime_r(&seconds, &utc) == nullptr || strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
+    text[0] = '\0';  // a year that no calendar time can hold
+  }
+  return jsonAddText(object, key, text);
+}
+
+// A running run shows its status, a finished one its result.
+const char* shownStatus(sqlite3_stmt* row) {
+  if (!isNull(row, kOverallResult)) {
+    return columnText(row, kOverallResult);
+  }
+  return isNull(row, kStatus) ? "success" : columnText(row, kStatus);
+}
+
+bool addSchedule(cJSON* run, sqlite3_stmt* row) {
+  const bool idAdded = isNull(row, kScheduleId)
+                           ? jsonAddNull(run, "scheduleId")
+                           : jsonAddNumber(run, "scheduleId", sqlite3_column_int64(row, kScheduleId));
+  // Unlike id and name, a missing type leaves no key at all: clients rely on it.
+  return idAdded && jsonAddText(run, "scheduleName", columnText(row, kScheduleName)) &&
+         (isNull(row, kScheduleType) || jsonAddText(run, "scheduleType", columnText(row, kScheduleType)));
+}
+
+bool addCounts(cJSON* run, const PortCounts& counts) {
+  return jsonAddNumber(run, "portCount", counts.total) && jsonAddNumber(run, "successPortCount", counts.success) &&
+         jsonAddNumber(run, "failedPortCount", counts.failed) && jsonAddNumber(run, "skippedPortCount", counts.skipped);
+}
+
+// The run object of the current row, or null when memory runs out.
+JsonPtr runRowToJson(sqlite3_stmt* row, int32_t unit, const PortCounts& counts) {
+  JsonPtr run(cJSON_CreateObject());
+  const bool built =
+      run != nullptr && jsonAddNumber(run.get(), "runId", sqlite3_column_int64(row, kRunId)) &&
+      jsonAddText(run.get(), "triggered", columnText(row, kTrigger)) && addSchedule(run.get(), row) &&
+      jsonAddNumber(run.get(), "unit", unit) && jsonAddText(run.get(), "status", shownStatus(row)) &&
+      jsonAddText(run.get(), "executionMode", columnText(row, kExecutionMode)) &&
+      addUtcTime(run.get(), "startedAt", sqlite3_column_int64(row, kStartedAt)) &&
+      (isNull(row, kCompletedAt) ? jsonAddNull(run.get(), "completedAt")
+                                 : addUtcTime(run.get(), "completedAt", sqlite3_column_int64(row, kCompletedAt))) &&
+      addCounts(run.get(), counts);
+  return built ? std::move(run) : nullptr;
+}
+
+int64_t countRunsLocked(sqlite3* db, int32_t unit) {
+  const StatementPtr statement = prepareStatement(db, "SELECT COUNT(*) FROM poe_history WHERE unit=?;");
+  if (statement == nullptr) {
+    return 0;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  return sqlite3_step(statement.get()) == SQLITE_ROW ? sqlite3_column_int64(statement.get(), 0) : 0;
+}
+
+// The product wraps at 32 bits, as clients see it.
+int32_t pageOffset(int32_t page, int32_t pageSize) {
+  return static_cast<int32_t>((static_cast<uint32_t>(page) - 1U) * static_cast<uint32_t>(pageSize));
+}
+
+int32_t listPageLocked(sqlite3* db, int32_t unit, int32_t page, int32_t pageSize, cJSON* runs) {
+  const StatementPtr statement = prepareStatement(
+      db,
+      "SELECT run_id, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, inter_port_delay, "
+      "error_message, started_at, completed_at, status, overall_result FROM poe_history WHERE unit=? ORDER BY "
+      "started_at "
+      "DESC LIMIT ? OFFSET ?;");
+  if (statement == nullptr) {
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  sqlite3_bind_int(statement.get(), 2, pageSize);
+  sqlite3_bind_int(statement.get(), 3, pageOffset(page, pageSize));
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    PortCounts counts;
+    countPorts(db, sqlite3_column_int64(statement.get(), kRunId), &counts);
+    if (!jsonAppend(runs, runRowToJson(statement.get(), unit, counts))) {
+      return ERR_GENERAL;
+    }
+  }
+  return RESULT_OK;
+}
+
+bool addDetailKeys(cJSON* run, sqlite3_stmt* row) {
+  const bool allDayKnown = !isNull(row, kAllDay);
+  return jsonAddNumber(run, "interPortDelaySec", sqlite3_column_int(row, kInterPortDelay)) &&
+         jsonAddText(run, "errorMessage", columnText(row, kErrorMessage)) &&
+         (allDayKnown ? jsonAddBool(run, "allDay", sqlite3_column_int(row, kAllDay) != 0) : jsonAddNull(run, "allDay"));
+}
+
+int32_t detailRunLocked(sqlite3* db, int32_t unit, int64_t runId, JsonPtr* run) {
+  const StatementPtr statement = prepareStatement(
+      db,
+      "SELECT run_id, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, inter_port_delay, "
+      "error_message, started_at, completed_at, status, overall_result, all_day_snapshot FROM poe_history WHERE unit=? "
+      "AND "
+      "run_id=?;");
+  if (statement == nullptr) {
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  sqlite3_bind_int64(statement.get(), 2, runId);
+  const int step = sqlite3_step(statement.get());
+  if (step != SQLITE_ROW) {
+    return step == SQLITE_DONE ? ERR_NOT_FOUND : ERR_GENERAL;
+  }
+  PortCounts counts;
+  countPorts(db, runId, &counts);
+  *run = runRowToJson(statement.get(), unit, counts);
+  return *run != nullptr && addDetailKeys(run->get(), statement.get()) ? RESULT_OK : ERR_GENERAL;
+}
+
+JsonPtr portStepToJson(sqlite3_stmt* row) {
+  JsonPtr step(cJSON_CreateObject());
+  const bool built = step != nullptr && jsonAddNumber(step.get(), "ifNum", sqlite3_column_int64(row, 0)) &&
+                     jsonAddText(step.get(), "status", columnText(row, 1)) &&
+                     jsonAddText(step.get(), "errorMessage", columnText(row, 2));
+  return built ? std::move(step) : nullptr;
+}
+
+// The run's ports, an empty array when they can't be queried; null when memory runs out.
+JsonPtr portStepsLocked(sqlite3* db, int64_t runId) {
+  JsonPtr steps(cJSON_CreateArray());
+  const StatementPtr statement = prepareStatement(
+      db, "SELECT if_num, status, error_msg, executed_at FROM poe_history_port WHERE run_id=? ORDER BY if_num ASC;");
+  if (statement == nullptr || steps == nullptr) {
+    return steps;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    if (!jsonAppend(steps.get(), portStepToJson(statement.get()))) {
+      return nullptr;
+    }
+  }
+  return steps;
+}
+
+int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRun* entries, int32_t capacity) {
+  int32_t count = 0;
+  while (count < capacity) {
+    const int step = sqlite3_step(statement);
+    if (step == SQLITE_DONE) {
+      return count;
+    }
+    if (step != SQLITE_ROW) {
+      logMessage(LOG_ERR, "[%s:%d] open-run list step failed after %d row(s): %s", __func__, __LINE__, count,
+                 sqlite3_errmsg(db));
+      return count;
+    }
+    entries[count].runId = sqlite3_column_int64(statement, 0);
+    entries[count].unit = sqlite3_column_int(statement, 1);
+    entries[count].scheduleId = sqlite3_column_int64(statement, 2);
+    entries[count].startedAt = sqlite3_column_int64(statement, 3);
+    ++count;
+  }
+  logMessage(LOG_WARNING, "[%s:%d] open-run list truncated at %d entries", __func__, __LINE__, capacity);
+  return count;
+}
+
+}  // namespace
+
+int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity) {
+  if (entries == nullptr || capacity <= 0) {
+    return -1;
+  }
+  const HistoryAccess access;
+  if (!access) {
+    return -1;
+  }
+  const StatementPtr statement = prepareStatement(
+      access.db(),
+      "SELECT run_id, unit, schedule_id, started_at FROM poe_history WHERE status='running' AND "
+      "trigger_source='scheduled' AND schedule_id IS NOT NULL AND schedule_type IN ('power_on','power_off') AND "
+      "(all_day_snapshot IS NULL OR all_day_snapshot=0) ORDER BY started_at ASC;");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] open-run list prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(access.db()));
+    return -1;
+  }
+  return readOpenRunsLocked(access.db(), statement.get(), entries, capacity);
+}
+
+int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answer) {
+  JsonPtr runs(cJSON_CreateArray());
+  int64_t total = 0;
+  {
+    const HistoryAccess access;
+    if (!access || runs == nullptr) {
+      return ERR_GENERAL;
+    }
+    total = countRunsLocked(access.db(), unit);
+    const int32_t rc = listPageLocked(access.db(), unit, page, pageSize, runs.get());
+    if (rc != RESULT_OK) {
+      return rc;
+    }
+  }
+  JsonPtr list(cJSON_CreateObject());
+  const bool built = list != nullptr && jsonAdd(list.get(), "runs", std::move(runs)) &&
+                     jsonAddNumber(list.get(), "page", page) && jsonAddNumber(list.get(), "pageSize", pageSize) &&
+                     jsonAddNumber(list.get(), "total", total);
+  if (!built) {
+    return ERR_GENERAL;
+  }
+  *answer = std::move(list);
+  return RESULT_OK;
+}
+
+int32_t historyDetail(int32_t unit, int64_t runId, JsonPtr* answer) {
+  const HistoryAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  JsonPtr run;
+  const int32_t rc = detailRunLocked(access.db(), unit, runId, &run);
+  if (rc != RESULT_OK) {
+    return rc;
+  }
+  if (!jsonAdd(run.get(), "portSteps", portStepsLocked(access.db(), runId))) {
+    return ERR_GENERAL;
+  }
+  *answer = std::move(run);
+  return RESULT_OK;
+}
+
+int32_t historyPurgeBefore(int64_t cutoff) {
+  const HistoryAccess access;
+  if (!access) {
+    return 0;
+  }
+  const StatementPtr statement = prepareStatement(access.db(), "DELETE FROM poe_history WHERE started_at < ?;");
+  if (statement == nullptr) {
+    return 0;
+  }
+  sqlite3_bind_int64(statement.get(), 1, cutoff);
+  return sqlite3_step(statement.get()) == SQLITE_DONE ? sqlite3_changes(access.db()) : 0;
+}

@@ -1,0 +1,28 @@
+#include "history/port_counts.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+
+#include "base/result_codes.h"
+#include "base/sqlite_guard.h"
+#include "log/log.h"
+
+int32_t countPorts(sqlite3* db, int64_t runId, PortCounts* counts) {
+  *counts = PortCounts{};
+  const StatementPtr statement = prepareStatement(db, "SELECT status FROM poe_history_port WHERE run_id=?;");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] port count prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    const char* text = columnText(statement.get(), 0);
+    const char* status = text != nullptr ? text : "";
+    ++counts->total;
+    counts->success += strcmp(status, "success") == 0 ? 1 : 0;
+    counts->failed += strcmp(status, "failed") == 0 ? 1 : 0;
+    counts->skipped += strcmp(status, "skipped") == 0 ? 1 : 0;
+  }
+  return RESULT_OK;
+}

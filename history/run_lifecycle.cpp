@@ -1,0 +1,378 @@
+#include "history/run_lifecycle.h"
+
+#include <sqlite3.h>
+
+#include <cstring>
+#include <ctime>
+
+#include "base/result_codes.h"
+#include "base/sqlite_guard.h"
+#include "daemon/daemon_context.h"
+#include "history/port_counts.h"
+#include "log/log.h"
+
+namespace {
+
+enum class RunState { running, notRunning, checkError };
+
+bool insertRunLocked(sqlite3* db, const RunBeginRequest& request) {
+  const StatementPtr statement = prepareStatement(
+      db,
+      "INSERT INTO poe_history (unit, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, "
+      "inter_port_delay, all_day_snapshot, started_at, status) VALUES (?,?,?,?,?,?,?,?,?,?);");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] history run insert prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return false;
+  }
+  sqlite3_stmt* insert = statement.get();
+  sqlite3_bind_int(insert, 1, request.unit);
+  bindTextOrNull(insert, 2, runTriggerText(request.trigger));
+  // A parameter that is never bound is NULL.
+  if (request.scheduleId > 0) {
+    sqlite3_bind_int64(insert, 3, request.scheduleId);
+  }
+  bindTextOrNull(insert, 4, request.scheduleName);
+  bindTextOrNull(insert, 5, poeActionText(request.action));
+  bindTextOrNull(insert, 6, executionModeText(request.executionMode));
+  sqlite3_bind_int(insert, 7, request.interPortDelaySec);
+  if (request.action == POE_ACTION_POWER_ON || request.action == POE_ACTION_POWER_OFF) {
+    sqlite3_bind_int(insert, 8, request.allDay);
+  }
+  sqlite3_bind_int64(insert, 9, time(nullptr));
+  bindTextOrNull(insert, 10, "running");
+  if (sqlite3_step(insert) != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] history run insert step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return false;
+  }
+  return true;
+}
+
+void insertPendingPortsLocked(sqlite3* db, int64_t runId, const RunBeginRequest& request) {
+  if (request.ifNums == nullptr || request.ifCount < 1) {
+    return;
+  }
+  const StatementPtr insert = prepareStatement(
+      db, "INSERT INTO poe_history_port (run_id, if_num, status, executed_at) VALUES (?, ?, 'pending', ?);");
+  if (insert == nullptr) {
+    return;
+  }
+  for (int32_t i = 0; i < request.ifCount; ++i) {
+    sqlite3_reset(insert.get());
+    sqlite3_bind_int64(insert.get(), 1, runId);
+    sqlite3_bind_int64(insert.get(), 2, request.ifNums[i]);
+    sqlite3_bind_int64(insert.get(), 3, time(nullptr));
+    if (sqlite3_step(insert.get()) != SQLITE_DONE) {
+      logMessage(LOG_WARNING, "[%s:%d] pre-populate port row ifNum=%d failed: %s", __func__, __LINE__,
+                 static_cast<int>(request.ifNums[i]), sqlite3_errmsg(db));
+    }
+  }
+}
+
+int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
+  Transaction transaction(db);
+  if (!transaction.begin()) {
+    // Not fatal: a run that is recorded statement by statement is better than none.
+    logMessage(LOG_WARNING, "[%s:%d] history BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+  }
+  if (!insertRunLocked(db, request)) {
+    return -1;
+  }
+  const int64_t runId = sqlite3_last_insert_rowid(db);
+  insertPendingPortsLocked(db, runId, request);
+  // Whether it could be committed or not, the action must go on: ports come first, their record second.
+  transaction.commit();
+  return runId;
+}
+
+RunState runIsRunningLocked(sqlite3* db, int64_t runId) {
+  const StatementPtr statement = prepareStatement(db, "SELECT status FROM poe_history WHERE run_id=?;");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] run-status check prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return RunState::checkError;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  switch (sqlite3_step(statement.get())) {
+    case SQLITE_ROW: {
+      const char* status = columnText(statement.get(), 0);
+      return status != nullptr && strcmp(status, "running") == 0 ? RunState::running : RunState::notRunning;
+    }
+    case SQLITE_DONE:
+      return RunState::notRunning;
+    default:
+      logMessage(LOG_ERR, "[%s:%d] run-status check step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+      return RunState::checkError;
+  }
+}
+
+int32_t portRecordLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
+                         int64_t executedAt) {
+  const StatementPtr statement = prepareStatement(db,
+                                                  "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, "
+                                                  "error_msg, executed_at) VALUES (?, ?, ?, ?, ?);");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] port record prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  sqlite3_bind_int64(statement.get(), 2, ifNum);
+  bindTextOrNull(statement.get(), 3, portOutcomeText(outcome));
+  bindTextOrNull(statement.get(), 4, error);
+  sqlite3_bind_int64(statement.get(), 5, executedAt);
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] port record step failed (run %lld ifNum %d): %s", __func__, __LINE__,
+               static_cast<long long>(runId), static_cast<int>(ifNum), sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  return RESULT_OK;
+}
+
+int32_t portRecordIfRunningLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
+                                  int64_t executedAt) {
+  switch (runIsRunningLocked(db, runId)) {
+    case RunState::running:
+      return portRecordLocked(db, runId, ifNum, outcome, error, executedAt);
+    case RunState::notRunning:
+      logMessage(LOG_WARNING, "[%s:%d] port record refused: run %lld is not running (ifNum=%d)", __func__, __LINE__,
+                 static_cast<long long>(runId), static_cast<int>(ifNum));
+      return ERR_GENERAL;
+    case RunState::checkError:
+      break;
+  }
+  return ERR_GENERAL;
+}
+
+// Sets *rank to that of the port's stored state, -1 when it has no row.
+int32_t storedRankLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t* rank) {
+  const StatementPtr statement =
+      prepareStatement(db, "SELECT status FROM poe_history_port WHERE run_id=? AND if_num=?;");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] worst-of port lookup prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  sqlite3_bind_int64(statement.get(), 2, ifNum);
+  switch (sqlite3_step(statement.get())) {
+    case SQLITE_ROW:
+      *rank = portStateRank(columnText(statement.get(), 0));
+      return RESULT_OK;
+    case SQLITE_DONE:
+      *rank = -1;
+      return RESULT_OK;
+    default:
+      logMessage(LOG_ERR, "[%s:%d] worst-of port lookup step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+      return ERR_GENERAL;
+  }
+}
+
+int32_t runFinishLocked(sqlite3* db, int64_t runId, int32_t result, const char* error, int64_t completedAt) {
+  const StatementPtr statement = prepareStatement(
+      db,
+      "UPDATE poe_history SET completed_at=?, status=?, overall_result=?, error_message=? WHERE run_id=? AND "
+      "status='running';");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] run finish prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int64(statement.get(), 1, completedAt);
+  bindTextOrNull(statement.get(), 2, runStatusText(result));
+  bindTextOrNull(statement.get(), 3, runResultText(result));
+  bindTextOrNull(statement.get(), 4, error);
+  sqlite3_bind_int64(statement.get(), 5, runId);
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] run %lld finish step failed: %s", __func__, __LINE__, static_cast<long long>(runId),
+               sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  if (sqlite3_changes(db) == 0) {
+    logMessage(LOG_WARNING, "[%s:%d] run %lld finish skipped: run is not in 'running' state", __func__, __LINE__,
+               static_cast<long long>(runId));
+    return ERR_NOT_FOUND;
+  }
+  return RESULT_OK;
+}
+
+void failPortsWithoutOutcomeLocked(sqlite3* db, int64_t runId) {
+  const StatementPtr statement = prepareStatement(db,
+                                                  "UPDATE poe_history_port SET status='failed', error_msg='no outcome "
+                                                  "recorded' WHERE run_id=? AND status='pending';");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] pending-flip prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] pending-flip step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+  }
+}
+
+int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, int64_t completedAt) {
+  PortCounts counts;
+  const int32_t rc = countPorts(db, runId, &counts);
+  const int32_t recorded = counts.success + counts.failed + counts.skipped;
+  if (rc == RESULT_OK && recorded < counts.total) {
+    const int32_t missing = counts.total - recorded;
+    failPortsWithoutOutcomeLocked(db, runId);
+    logMessage(LOG_WARNING, "[%s:%d] run %lld: %d port row(s) had no recorded outcome; failing them", __func__,
+               __LINE__, static_cast<long long>(runId), missing);
+    counts.failed += missing;
+  }
+  if (rc != RESULT_OK || counts.total == 0 || recorded == 0) {
+    logMessage(LOG_ERR, "[%s:%d] run %lld: no port outcomes readable (rc=%d total=%d); finishing as failed", __func__,
+               __LINE__, static_cast<long long>(runId), rc, counts.total);
+    return runFinishLocked(db, runId, RUN_RESULT_FAILED, error != nullptr ? error : "no port outcomes recorded",
+                           completedAt);
+  }
+  const RunResult result = historyResultFromCounts(counts.total, counts.success, counts.failed, counts.skipped);
+  return runFinishLocked(db, runId, result, error, completedAt);
+}
+
+int32_t forceFailPortsLocked(sqlite3* db, int64_t runId, const char* error) {
+  const StatementPtr statement = prepareStatement(
+      db, "UPDATE poe_history_port SET status='failed', error_msg=? WHERE run_id=? AND status='pending';");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] force-fail ports prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  bindTextOrNull(statement.get(), 1, error);
+  sqlite3_bind_int64(statement.get(), 2, runId);
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] force-fail ports step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  return RESULT_OK;
+}
+
+int32_t forceFailStepsLocked(sqlite3* db, Transaction& transaction, int64_t runId, const char* error) {
+  int32_t rc = forceFailPortsLocked(db, runId, error);
+  if (rc == RESULT_OK) {
+    rc = runFinishLocked(db, runId, RUN_RESULT_FAILED, error, time(nullptr));
+  }
+  if (rc == RESULT_OK && !transaction.commit()) {
+    logMessage(LOG_ERR, "[%s:%d] force-fail COMMIT failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    rc = ERR_GENERAL;
+  }
+  return rc;
+}
+
+}  // namespace
+
+int64_t historyRunBegin(const RunBeginRequest* request) {
+  if (request == nullptr) {
+    return -1;
+  }
+  const HistoryAccess access;
+  return access ? runBeginLocked(access.db(), *request) : -1;
+}
+
+int32_t historyPortRecord(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt) {
+  const HistoryAccess access;
+  return access ? portRecordIfRunningLocked(access.db(), runId, ifNum, outcome, error, executedAt) : ERR_GENERAL;
+}
+
+int32_t historyPortRecordWorst(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt) {
+  const HistoryAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  int32_t storedRank = -1;
+  const int32_t rc = storedRankLocked(access.db(), runId, ifNum, &storedRank);
+  if (rc != RESULT_OK) {
+    return rc;
+  }
+  if (portOutcomeRank(outcome) <= storedRank) {
+    return RESULT_OK;
+  }
+  return portRecordIfRunningLocked(access.db(), runId, ifNum, outcome, error, executedAt);
+}
+
+int32_t historyPortsResetSuccessToPending(int64_t runId) {
+  const HistoryAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  sqlite3* db = access.db();
+  const RunState state = runIsRunningLocked(db, runId);
+  if (state == RunState::notRunning) {
+    logMessage(LOG_WARNING, "[%s:%d] success->pending reset refused: run %lld is not running", __func__, __LINE__,
+               static_cast<long long>(runId));
+  }
+  if (state != RunState::running) {
+    return ERR_GENERAL;
+  }
+  const StatementPtr statement = prepareStatement(db,
+                                                  "UPDATE poe_history_port SET status='pending', error_msg=NULL, "
+                                                  "executed_at=? WHERE run_id=? AND status='success';");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] success->pending reset prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int64(statement.get(), 1, time(nullptr));
+  sqlite3_bind_int64(statement.get(), 2, runId);
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] success->pending reset step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  return RESULT_OK;
+}
+
+int32_t historyRunFinish(int64_t runId, int32_t result, const char* error, int64_t completedAt) {
+  const HistoryAccess access;
+  return access ? runFinishLocked(access.db(), runId, result, error, completedAt) : ERR_GENERAL;
+}
+
+int32_t historyRunFinishDerived(int64_t runId, const char* error, int64_t completedAt) {
+  const HistoryAccess access;
+  return access ? runFinishDerivedLocked(access.db(), runId, error, completedAt) : ERR_GENERAL;
+}
+
+int32_t historyRunForceFail(int64_t runId, const char* error) {
+  const HistoryAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  sqlite3* db = access.db();
+  Transaction transaction(db);
+  if (!transaction.begin()) {
+    logMessage(LOG_ERR, "[%s:%d] force-fail BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  const int32_t rc = forceFailStepsLocked(db, transaction, runId, error);
+  if (rc != RESULT_OK && !transaction.rollback()) {
+    logMessage(LOG_ERR, "[%s:%d] force-fail ROLLBACK failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+  }
+  return rc;
+}
+
+int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
+  if (runId == nullptr) {
+    return ERR_GENERAL;
+  }
+  *runId = 0;
+  if (scheduleId < 1) {
+    return RESULT_OK;
+  }
+  const HistoryAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  sqlite3* db = access.db();
+  const StatementPtr statement = prepareStatement(db,
+                                                  "SELECT run_id FROM poe_history WHERE unit=? AND schedule_id=? AND "
+                                                  "status='running' ORDER BY run_id DESC LIMIT 1;");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] open-run lookup prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  sqlite3_bind_int64(statement.get(), 2, scheduleId);
+  switch (sqlite3_step(statement.get())) {
+    case SQLITE_ROW:
+      *runId = sqlite3_column_int64(statement.get(), 0);
+      return RESULT_OK;
+    case SQLITE_DONE:
+      return RESULT_OK;
+    default:
+      logMessage(LOG_ERR, "[%s:%d] open-run lookup step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+      return ERR_GENERAL;
+  }
+}
