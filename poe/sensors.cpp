@@ -1,0 +1,159 @@
+#include "poe/sensors.h"
+
+#include <cjson/cJSON.h>
+
+#include <cstdio>
+
+#include "base/result_codes.h"
+#include "base/thread_annotations.h"
+#include "poe/poe_readings.h"
+#include "poe/port_enumeration.h"
+#include "switchos/session.h"
+
+namespace {
+
+constexpr uint32_t kAdminEnabled = 1;
+constexpr int32_t kNoPowerUpMode = -1;
+
+// Serialises whole builds: each makes ten calls to the switch OS for every PoE port.
+Mutex sensorsLock;
+
+// Texts of codes from firstCode on; null where the switch's codes have a gap. A code outside has no text.
+template <size_t N>
+const char* textOf(const char* const (&texts)[N], int64_t code, int64_t firstCode) {
+  const int64_t index = code - firstCode;
+  return index >= 0 && index < static_cast<int64_t>(N) ? texts[index] : nullptr;
+}
+
+const char* detectionStatusText(uint32_t code) {
+  constexpr const char* kTexts[] = {"disabled", "searching", "delivering", "fault", "denied"};
+  const char* text = textOf(kTexts, code, 0);
+  return text != nullptr ? text : "off";
+}
+
+const char* priorityText(uint32_t code) {
+  constexpr const char* kTexts[] = {"low", "medium", "high", "critical"};
+  return textOf(kTexts, code, 1);
+}
+
+const char* detectionTypeText(uint32_t code) {
+  constexpr const char* kTexts[] = {"legacy",         "4pt_dot3af", "4pt_dot3af_leg", "2pt_dot3af",
+                                    "2pt_dot3af_leg", "none",       "dot3bt",         "dot3bt_leg"};
+  return textOf(kTexts, code, 1);
+}
+
+const char* powerUpModeText(int32_t code) {
+  constexpr const char* kTexts[] = {"802.3af", "high_inrush", "pre_802.3at", "802.3at",
+                                    "upoe",    "pre_802.3bt", "type3",       "802.3bt"};
+  return textOf(kTexts, code, 0);
+}
+
+const char* violationTypeText(uint32_t code) {
+  constexpr const char* kTexts[] = {"dot3af", "user", "none"};
+  return textOf(kTexts, code, 1);
+}
+
+// Adds a text member unless there is no text; false only when memory runs out.
+bool addKnownText(cJSON* port, const char* key, const char* text) {
+  return text == nullptr || jsonAddText(port, key, text);
+}
+
+struct PortQuery {
+  int32_t unit;
+  uint32_t ifNum;
+};
+
+// One key each, in the order of the calls. A getter that fails leaves its key out; false only when memory runs out.
+bool addAdminMode(cJSON* port, PortQuery query) {
+  uint32_t mode = 0;
+  return rpcclt_openapiPoePsePortAdminEnableGet(&openApiClient, query.ifNum, &mode) != OPENCLT_OK ||
+         jsonAddText(port, "adminMode", mode == kAdminEnabled ? "enable" : "disable");
+}
+
+bool addPowerClass(cJSON* port, PortQuery query) {
+  uint32_t powerClass = 0;
+  if (rpcclt_openapiPoePsePortPowerClassificationsGet(&openApiClient, query.unit, query.ifNum, &powerClass) !=
+      OPENCLT_OK) {
+    return true;
+  }
+  char text[16];
+  snprintf(text, sizeof text, "%u", static_cast<unsigned>(powerClass));
+  return jsonAddText(port, "powerClass", text);
+}
+
+bool addPowerLimit(cJSON* port, PortQuery query) {
+  uint32_t limitMw = 0;
+  return rpcclt_openapiPoePsePortCurPowerLimitGet(&openApiClient, query.unit, query.ifNum, &limitMw) != OPENCLT_OK ||
+         jsonAddNumber(port, "powerLimitMw", limitMw);
+}
+
+using UnsignedGetter = int32_t (*)(OpenClientHandle*, int32_t, uint32_t, uint32_t*);
+
+// A setting whose code has a text.
+bool addCodeText(cJSON* port, PortQuery query, const char* key, UnsignedGetter get, const char* (*text)(uint32_t)) {
+  uint32_t code = 0;
+  return get(&openApiClient, query.unit, query.ifNum, &code) != OPENCLT_OK || addKnownText(port, key, text(code));
+}
+
+bool addPowerUpMode(cJSON* port, PortQuery query) {
+  int32_t mode = kNoPowerUpMode;
+  return rpcclt_openapiPoePsePortPowerUpModeGet(&openApiClient, query.unit, query.ifNum, &mode) != OPENCLT_OK ||
+         addKnownText(port, "powerUpMode", powerUpModeText(mode));
+}
+
+bool addReadings(cJSON* port, uint32_t ifNum, const PoeReadings& readings) {
+  return jsonAddNumber(port, "ifNum", ifNum) && jsonAddNumber(port, "powerMw", readings.powerMw) &&
+         jsonAddNumber(port, "currentMa", readings.currentMa) && jsonAddNumber(port, "voltageMv", readings.voltageMv) &&
+         jsonAddNumber(port, "temperature", readings.temperature);
+}
+
+bool addSettings(cJSON* port, PortQuery query) {
+  return addAdminMode(port, query) &&
+         addCodeText(port, query, "detectionStatus", rpcclt_openapiPoePsePortDetectionStatusGet, detectionStatusText) &&
+         addPowerClass(port, query) &&
+         addCodeText(port, query, "priority", rpcclt_openapiPoePsePortCurPowerPriorityGet, priorityText) &&
+         addPowerLimit(port, query) &&
+         addCodeText(port, query, "detectionType", rpcclt_openapiPoePsePortDetectionModeGet, detectionTypeText) &&
+         addPowerUpMode(port, query) &&
+         addCodeText(port, query, "violationType", rpcclt_openapiPoePsePortViolationTypeGet, violationTypeText);
+}
+
+struct SensorsBuild {
+  int32_t unit;
+  cJSON* ports;  // borrowed from the document
+  bool outOfMemory;
+};
+
+int32_t appendPort(uint32_t ifNum, void* argument) {
+  auto* build = static_cast<SensorsBuild*>(argument);
+  PoeReadings readings;
+  if (build->outOfMemory || !poeReadingsGet(build->unit, ifNum, &readings)) {
+    return 0;
+  }
+  JsonPtr port(cJSON_CreateObject());
+  const bool built =
+      port != nullptr && addReadings(port.get(), ifNum, readings) && addSettings(port.get(), {build->unit, ifNum});
+  build->outOfMemory = !built || !jsonAppend(build->ports, std::move(port));
+  return 0;
+}
+
+}  // namespace
+
+int32_t sensorsAll(uint32_t unit, JsonPtr* document) {
+  if (document == nullptr) {
+    return ERR_INVALID_ARG;
+  }
+  const MutexLock lock(sensorsLock);
+  JsonPtr built(cJSON_CreateObject());
+  cJSON* ports = built != nullptr ? cJSON_AddArrayToObject(built.get(), "ports") : nullptr;
+  if (ports == nullptr) {
+    return ERR_GENERAL;
+  }
+  SensorsBuild build{static_cast<int32_t>(unit), ports, false};
+  forEachPhysicalIntf(build.unit, appendPort, &build);
+  if (build.outOfMemory) {
+    return ERR_GENERAL;
+  }
+  *document = std::move(built);
+  return RESULT_OK;
+}
