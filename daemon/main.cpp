@@ -1,0 +1,131 @@
+// Start-up as a list of steps, and its mirror at the end.
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "daemon/daemon_context.h"
+#include "daemon/paths.h"
+#include "daemon/stop_signal.h"
+#include "history/cleanup_thread.h"
+#include "history/history_store.h"
+#include "ipc/ipc_server.h"
+#include "log/log.h"
+#include "poe/port_locks.h"
+#include "switchos/session.h"
+
+namespace {
+
+constexpr const char* kProcessName = "quorin_poed";
+constexpr mode_t kDataDirMode = 0755;
+
+struct DaemonThreads {
+  pthread_t ipcServer;
+  pthread_t cleanup;
+};
+
+bool ensureConfigDir() {
+  struct stat status {};
+  if (stat(kDataDirPath, &status) == 0 || mkdir(kDataDirPath, kDataDirMode) == 0) {
+    return true;
+  }
+  logMessage(LOG_ERR, "[%s:%d] mkdir(%s) failed: %s", __func__, __LINE__, kDataDirPath, strerror(errno));
+  return false;
+}
+
+// Whatever reads the pid file can do without; so can the daemon.
+void writePidFile() {
+  FILE* file = fopen(kPidFilePath, "we");
+  if (file != nullptr) {
+    fprintf(file, "%ld\n", static_cast<long>(getpid()));
+    fclose(file);
+  }
+}
+
+bool connectSwitchOs() {
+  if (initHandler(kProcessName, &openApiClient) >= 0) {
+    return true;
+  }
+  logMessage(LOG_ERR, "[%s:%d] openapi client init failed", __func__, __LINE__);
+  return false;
+}
+
+bool createContext() {
+  if (contextCreate()) {
+    return true;
+  }
+  logMessage(LOG_ERR, "[%s:%d] alloc ctx failed", __func__, __LINE__);
+  return false;
+}
+
+bool openStores() {
+  if (historyStoreInit() < 0) {
+    logMessage(LOG_ERR, "[%s:%d] history store init failed", __func__, __LINE__);
+    return false;
+  }
+  if (historyReconcileInterruptedRuns() < 0) {
+    // The runs stay open in the history; the ports are not affected.
+    logMessage(LOG_ERR, "[%s:%d] history reconcile of interrupted runs failed", __func__, __LINE__);
+  }
+  return true;
+}
+
+bool initPortLocks() {
+  if (portLockInit() >= 0) {
+    return true;
+  }
+  logMessage(LOG_ERR, "[%s:%d] port lock init failed", __func__, __LINE__);
+  return false;
+}
+
+bool startThreads(DaemonThreads* threads) {
+  if (pthread_create(&threads->ipcServer, nullptr, ipcServerThread, nullptr) != 0) {
+    logMessage(LOG_ERR, "[%s:%d] ipc thread create failed: %s", __func__, __LINE__, strerror(errno));
+    return false;
+  }
+  if (pthread_create(&threads->cleanup, nullptr, cleanupThread, nullptr) != 0) {
+    logMessage(LOG_ERR, "[%s:%d] cleanup thread create failed: %s", __func__, __LINE__, strerror(errno));
+    return false;
+  }
+  return true;
+}
+
+void joinThreads(const DaemonThreads& threads) {
+  pthread_join(threads.ipcServer, nullptr);
+  pthread_join(threads.cleanup, nullptr);
+}
+
+// Detached threads may still be working; each finds no database and no switch OS from here on, and ends with the
+// process.
+void tearDown() {
+  openapiClientTearDown(&openApiClient);
+  contextRetire();
+  unlink(kPidFilePath);
+  logMessage(LOG_INFO, "[%s:%d] quorin_poed exiting cleanly", __func__, __LINE__);
+  logClose();
+}
+
+}  // namespace
+
+int main() {
+  logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);
+  logMessage(LOG_INFO, "[%s:%d] quorin_poed starting (pid=%d)", __func__, __LINE__, static_cast<int>(getpid()));
+  installStopSignals();
+  if (!ensureConfigDir()) {
+    return 1;
+  }
+  writePidFile();
+  // A failed step ends the process as it stands: whoever starts it again finds the pid file and the log as evidence.
+  DaemonThreads threads{};
+  if (!connectSwitchOs() || !createContext() || !openStores() || !initPortLocks() || !startThreads(&threads)) {
+    return 1;
+  }
+  logMessage(LOG_INFO, "[%s:%d] quorin_poed ready", __func__, __LINE__);
+  joinThreads(threads);
+  tearDown();
+  return 0;
+}

@@ -1,0 +1,80 @@
+#include "ipc/client_worker.h"
+
+#include <cjson/cJSON.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "base/json.h"
+#include "base/result_codes.h"
+#include "base/unique_fd.h"
+#include "ipc/method_table.h"
+#include "ipc/request_reader.h"
+#include "log/log.h"
+
+namespace {
+
+// Writes until every byte is out; any error but an interruption abandons the rest.
+void writeAll(int connection, const char* bytes, size_t size) {
+  while (size > 0) {
+    const ssize_t written = send(connection, bytes, size, MSG_NOSIGNAL);
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written < 0) {
+      return;
+    }
+    bytes += written;
+    size -= static_cast<size_t>(written);
+  }
+}
+
+void answerRequest(int connection, const char* text) {
+  const JsonPtr request = jsonParse(text);
+  if (request == nullptr) {
+    sendResponse(connection, ERR_INVALID_ARG, nullptr);
+    return;
+  }
+  const cJSON* method = jsonMember(request.get(), "method");
+  const char* name = cJSON_IsString(method) ? method->valuestring : nullptr;
+  const RpcHandler handler = name != nullptr ? rpcFindMethod(name) : nullptr;
+  if (handler == nullptr) {
+    logMessage(LOG_WARNING, "[%s:%d] unknown RPC method: %s", __func__, __LINE__, name != nullptr ? name : "(null)");
+    sendResponse(connection, ERR_UNSUPPORTED, nullptr);
+    return;
+  }
+  JsonPtr result;
+  const int32_t code = handler(jsonMember(request.get(), "params"), &result);
+  sendResponse(connection, code, result.get());
+}
+
+}  // namespace
+
+void sendResponse(int connection, int32_t code, const cJSON* result) {
+  const JsonPtr envelope(cJSON_CreateObject());
+  const bool built =
+      envelope != nullptr && jsonAddBool(envelope.get(), "ok", code == RESULT_OK) &&
+      (code == RESULT_OK || jsonAddNumber(envelope.get(), "error", code)) &&
+      (result == nullptr || cJSON_AddItemReferenceToObject(envelope.get(), "result", const_cast<cJSON*>(result)));
+  const JsonTextPtr text(built ? cJSON_PrintUnformatted(envelope.get()) : nullptr);
+  if (text == nullptr) {
+    return;
+  }
+  std::string line(text.get());
+  line += '\n';
+  writeAll(connection, line.data(), line.size());
+}
+
+void* clientWorker(void* descriptor) try {
+  const UniqueFd connection(static_cast<int>(reinterpret_cast<intptr_t>(descriptor)));
+  std::string text;
+  if (readRequest(connection.get(), &text)) {
+    answerRequest(connection.get(), text.c_str());
+  }
+  return nullptr;
+} catch (const std::bad_alloc&) {
+  return nullptr;  // the connection is closed: no answer
+}

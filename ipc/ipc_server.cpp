@@ -1,0 +1,105 @@
+#include "ipc/ipc_server.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "base/detached_thread.h"
+#include "base/sleep.h"
+#include "base/unique_fd.h"
+#include "daemon/daemon_context.h"
+#include "daemon/paths.h"
+#include "ipc/client_worker.h"
+#include "log/log.h"
+
+namespace {
+
+constexpr int kListenBacklog = 32;
+constexpr int kStopPollMs = 500;
+constexpr mode_t kSocketMode = 0660;
+// Running out of descriptors makes accept fail at once, again and again, until a connection ends.
+constexpr int32_t kFailedAcceptPauseMs = 1000;
+
+bool bindSocket(int listener) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  snprintf(address.sun_path, sizeof address.sun_path, "%s", kSocketPath);
+  return bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+// The listening socket, or none (logged).
+UniqueFd openListener() {
+  unlink(kSocketPath);
+  UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!listener) {
+    logMessage(LOG_ERR, "[%s:%d] socket(AF_UNIX) failed: %s", __func__, __LINE__, strerror(errno));
+    return {};
+  }
+  if (!bindSocket(listener.get())) {
+    logMessage(LOG_ERR, "[%s:%d] bind(%s) failed: %s", __func__, __LINE__, kSocketPath, strerror(errno));
+    return {};
+  }
+  chmod(kSocketPath, kSocketMode);
+  if (listen(listener.get(), kListenBacklog) != 0) {
+    logMessage(LOG_ERR, "[%s:%d] listen() failed: %s", __func__, __LINE__, strerror(errno));
+    return {};
+  }
+  return listener;
+}
+
+void serveConnection(UniqueFd connection) {
+  void* argument = reinterpret_cast<void*>(static_cast<intptr_t>(connection.get()));
+  if (startDetachedThread(clientWorker, argument) != 0) {
+    logMessage(LOG_ERR, "[%s:%d] client worker create failed: %s", __func__, __LINE__, strerror(errno));
+    return;
+  }
+  connection.release();  // the worker's now
+}
+
+void acceptConnection(int listener) {
+  UniqueFd connection(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+  if (connection) {
+    serveConnection(std::move(connection));
+    return;
+  }
+  if (errno != EINTR) {
+    logMessage(LOG_ERR, "[%s:%d] accept failed: %s", __func__, __LINE__, strerror(errno));
+    sleepMilliseconds(kFailedAcceptPauseMs);
+  }
+}
+
+void acceptUntilStopped(int listener) {
+  while (!stopRequested()) {
+    pollfd readable{listener, POLLIN, 0};
+    const int ready = poll(&readable, 1, kStopPollMs);
+    if (ready < 0 && errno != EINTR) {
+      logMessage(LOG_ERR, "[%s:%d] poll failed: %s", __func__, __LINE__, strerror(errno));
+      return;
+    }
+    if (ready > 0) {
+      acceptConnection(listener);
+    }
+  }
+}
+
+}  // namespace
+
+void* ipcServerThread(void*) {
+  {
+    const UniqueFd listener = openListener();
+    if (!listener) {
+      return nullptr;
+    }
+    logMessage(LOG_INFO, "[%s:%d] IPC listening on %s", __func__, __LINE__, kSocketPath);
+    acceptUntilStopped(listener.get());
+  }
+  unlink(kSocketPath);
+  logMessage(LOG_INFO, "[%s:%d] IPC server stopped", __func__, __LINE__);
+  return nullptr;
+}

@@ -1,0 +1,156 @@
+#include "ipc/manual_reset.h"
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "base/result_codes.h"
+#include "history/run_lifecycle.h"
+#include "ipc/rpc_params.h"
+#include "log/log.h"
+#include "poe/executor.h"
+#include "poe/port_actions.h"
+
+namespace {
+
+constexpr const char* kRunName = "Manual Restart";
+constexpr int kMaxGivenPorts = 512;
+constexpr int32_t kMaxCollectedPorts = 128;
+
+struct ResetRequest {
+  int32_t unit = 0;
+  int32_t offTimeSec = 0;
+  int32_t interPortDelaySec = 0;
+  ExecutionMode executionMode = EXECUTION_SIMULTANEOUS;
+};
+
+ExecutionMode readExecutionMode(const cJSON* request) {
+  const cJSON* mode = jsonMember(request, "executionMode");
+  const bool sequential = cJSON_IsString(mode) && strcmp(mode->valuestring, "sequential") == 0;
+  return sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
+}
+
+// The numbers among the first elements of the array, in order; repeated ones are kept.
+std::vector<uint32_t> readGivenPorts(const cJSON* array) {
+  std::vector<uint32_t> ifNums;
+  int seen = 0;
+  const cJSON* element = nullptr;
+  cJSON_ArrayForEach(element, array) {
+    if (seen++ == kMaxGivenPorts) {
+      break;
+    }
+    if (cJSON_IsNumber(element)) {
+      ifNums.push_back(static_cast<uint32_t>(jsonToInt32(element->valuedouble)));
+    }
+  }
+  return ifNums;
+}
+
+// Fills *ifNums with the ports to restart. Returns a result code.
+int32_t resolvePorts(int32_t unit, const cJSON* request, std::vector<uint32_t>* ifNums) {
+  const cJSON* given = jsonMember(request, "ifNums");
+  if (!cJSON_IsArray(given) || cJSON_GetArraySize(given) == 0) {
+    *ifNums = poeUnitEnabledPortsGet(unit, kMaxCollectedPorts);
+    return ifNums->empty() ? ERR_INVALID_ARG : RESULT_OK;
+  }
+  *ifNums = readGivenPorts(given);
+  uint32_t badIfNum = 0;
+  if (poePortsCheckUnit(unit, ifNums->data(), static_cast<int32_t>(ifNums->size()), &badIfNum) != 0) {
+    logMessage(LOG_WARNING, "[%s:%d] manual-reset: ifNum %d does not belong to unit %d — rejecting", __func__, __LINE__,
+               static_cast<int>(badIfNum), unit);
+    return ERR_INVALID_ARG;
+  }
+  return RESULT_OK;
+}
+
+// Begins the run and starts its executor. Returns the run's id, or 0 when either fails.
+int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNums) {
+  RunBeginRequest begin;
+  begin.unit = request.unit;
+  begin.trigger = RUN_TRIGGER_MANUAL;
+  begin.scheduleName = kRunName;
+  begin.action = POE_ACTION_RESTART;
+  begin.executionMode = request.executionMode;
+  begin.interPortDelaySec = request.interPortDelaySec;
+  begin.ifNums = ifNums.data();
+  begin.ifCount = static_cast<int32_t>(ifNums.size());
+  const int64_t runId = historyRunBegin(&begin);
+  if (runId <= 0) {
+    return 0;
+  }
+  PoeActionJob job;
+  job.trigger = RUN_TRIGGER_MANUAL;
+  job.unit = request.unit;
+  job.runId = runId;
+  job.scheduleName = kRunName;
+  job.action = POE_ACTION_RESTART;
+  job.executionMode = request.executionMode;
+  job.interPortDelaySec = request.interPortDelaySec;
+  job.offTimeSec = request.offTimeSec;
+  job.ifNums = ifNums.data();
+  job.ifNumCount = static_cast<int32_t>(ifNums.size());
+  if (poeActionSpawn(&job) != 0) {
+    historyRunForceFail(runId, "spawn failed");
+    return 0;
+  }
+  return runId;
+}
+
+// The array of the resolved ports, or null when memory runs out.
+JsonPtr portArray(const std::vector<uint32_t>& ifNums) {
+  JsonPtr array(cJSON_CreateArray());
+  for (const uint32_t ifNum : ifNums) {
+    if (array == nullptr || !jsonAppend(array.get(), JsonPtr(cJSON_CreateNumber(ifNum)))) {
+      return nullptr;
+    }
+  }
+  return array;
+}
+
+// The ports are on their way already, so whatever of the answer memory allows is better than an error.
+JsonPtr buildAnswer(int64_t runId, const ResetRequest& request, const std::vector<uint32_t>& ifNums) {
+  JsonPtr answer(cJSON_CreateObject());
+  if (answer == nullptr) {
+    return nullptr;
+  }
+  jsonAddNumber(answer.get(), "runId", runId);
+  jsonAddText(answer.get(), "triggered", runTriggerText(RUN_TRIGGER_MANUAL));
+  jsonAddNull(answer.get(), "scheduleId");
+  jsonAddText(answer.get(), "scheduleName", kRunName);
+  jsonAddText(answer.get(), "scheduleType", poeActionText(POE_ACTION_RESTART));
+  jsonAddNumber(answer.get(), "unit", request.unit);
+  jsonAddText(answer.get(), "executionMode", executionModeText(request.executionMode));
+  jsonAddNumber(answer.get(), "offTimeSec", request.offTimeSec);
+  jsonAddNumber(answer.get(), "interPortDelaySec", request.interPortDelaySec);
+  jsonAdd(answer.get(), "resolvedIfNums", portArray(ifNums));
+  return answer;
+}
+
+}  // namespace
+
+int32_t rpcManualReset(const cJSON* params, JsonPtr* result) try {
+  ResetRequest reset;
+  const cJSON* request = jsonMember(params, "request");
+  if (!rpcUnitParam(params, &reset.unit) || request == nullptr) {
+    return ERR_INVALID_ARG;
+  }
+  reset.offTimeSec = jsonInt32Member(request, "offTimeSec", 0);
+  reset.interPortDelaySec = jsonInt32Member(request, "interPortDelaySec", 0);
+  reset.executionMode = readExecutionMode(request);
+  std::vector<uint32_t> ifNums;
+  const int32_t rc = resolvePorts(reset.unit, request, &ifNums);
+  if (rc != RESULT_OK) {
+    return rc;
+  }
+  const int64_t runId = startRun(reset, ifNums);
+  if (runId == 0) {
+    return ERR_GENERAL;
+  }
+  *result = buildAnswer(runId, reset, ifNums);
+  return RESULT_OK;
+} catch (const std::bad_alloc&) {
+  return ERR_GENERAL;  // thrown only while the ports are resolved, so no run has begun
+}
