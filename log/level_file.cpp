@@ -14,30 +14,28 @@ constexpr size_t kLevelFileBytes = 4;
 constexpr mode_t kLevelFileMode = 0666;
 constexpr char kDefaultLevel = '6';
 
-// The first mapping of the file. Once there, the page stays in the address space for good, because a detached thread
-// may be about to read it while the log is closed: closing puts an anonymous page in the file's place.
+// Where the level is read; null without a level file. A mapping is never removed: a detached thread may be about to
+// read it while the log is closed.
 std::atomic<char*> levelPage{nullptr};
+std::atomic<char*> lastMapping{nullptr};
 std::atomic<int> levelDescriptor{-1};
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// Maps the descriptor's file, or an anonymous page when it is negative, to the place where the level is read.
-char* mapLevelPage(int descriptor) {
-  char* page = levelPage.load();
-  const int flags = (descriptor >= 0 ? MAP_SHARED : MAP_PRIVATE | MAP_ANONYMOUS) | (page != nullptr ? MAP_FIXED : 0);
-  void* mapped = mmap(page, kLevelFileBytes, PROT_READ | PROT_WRITE, flags, descriptor, 0);
-  return mapped == MAP_FAILED ? nullptr : static_cast<char*>(mapped);
-}
-
 // A shell that writes the level file first truncates it to nothing, and reading a mapped page behind a file's end
 // raises SIGBUS. Giving the file its four bytes back makes the page readable again, and the interrupted read goes on.
+// On a full disk there is no block for them: then an empty page takes the file's place, which reads as level 6.
 void onBusError(int signalNumber, siginfo_t* info, void*) {
-  const char* page = levelPage.load();
+  char* page = lastMapping.load();
   const char* address = static_cast<const char*>(info->si_addr);
   const bool isLevelRead = page != nullptr && address >= page && address < page + kLevelFileBytes;
-  if (isLevelRead && ftruncate(levelDescriptor.load(), kLevelFileBytes) == 0) {
+  if (isLevelRead && fallocate(levelDescriptor.load(), 0, 0, kLevelFileBytes) == 0) {
+    return;
+  }
+  constexpr int kEmptyPage = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
+  if (isLevelRead && mmap(page, kLevelFileBytes, PROT_READ | PROT_WRITE, kEmptyPage, -1, 0) != MAP_FAILED) {
     return;
   }
   signal(signalNumber, SIG_DFL);
@@ -61,18 +59,22 @@ void levelFileOpen(const char* path) {
   if (descriptor < 0) {
     return;
   }
-  char* page = ftruncate(descriptor, kLevelFileBytes) == 0 ? mapLevelPage(descriptor) : nullptr;
-  if (page == nullptr) {
+  void* mapped = ftruncate(descriptor, kLevelFileBytes) == 0
+                     ? mmap(nullptr, kLevelFileBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0)
+                     : MAP_FAILED;
+  if (mapped == MAP_FAILED) {
     close(descriptor);
     return;
   }
+  char* page = static_cast<char*>(mapped);
   levelDescriptor = descriptor;
-  levelPage.store(page, std::memory_order_release);
+  lastMapping = page;
   installBusErrorHandler();
   volatile char* level = page;
   if (!isDigit(*level)) {
     *level = kDefaultLevel;
   }
+  levelPage.store(page, std::memory_order_release);
 }
 
 void levelFileClose() {
@@ -80,7 +82,7 @@ void levelFileClose() {
   if (descriptor < 0) {
     return;
   }
-  mapLevelPage(-1);
+  levelPage = nullptr;
   levelDescriptor = -1;
   close(descriptor);
 }

@@ -19,8 +19,7 @@ constexpr long kNsPerMs = 1000000;
 constexpr size_t kTimestampBytes = 80;
 constexpr const char* kLevelNames[] = {"", "", "", "ERROR", "WARN", "NOTICE", "INFO", "DEBUG"};
 
-// Mode, facility and ident change only in logOpen and in the first record, when no other thread logs; a detached thread
-// may read them at any time.
+// Atomic, because detached threads may still log while and after the main thread closes the log.
 std::atomic<int32_t> logMode{-1};
 std::atomic<int32_t> logFacility{-1};
 std::atomic<const char*> logIdent{nullptr};

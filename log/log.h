@@ -36,7 +36,7 @@ void logOpen(uint32_t mode, int32_t facility, const char* ident);
 void logMessage(int32_t level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Closes what logOpen and the first record opened; nothing when there was no record. Safe while other threads still
-// log: their records go to standard output from then on.
+// log: a record that comes too late goes to standard output, and to syslog, which it opens again, if the mode has it.
 void logClose();
 
 #endif
