@@ -18,7 +18,7 @@ constexpr int32_t kNoPowerUpMode = -1;
 // Serialises whole builds: each makes ten calls to the switch OS for every PoE port.
 Mutex sensorsLock;
 
-// Texts of codes from firstCode on; null where the switch's codes have a gap. A code outside has no text.
+// The text of a code, where texts holds those from firstCode on; null for any other code.
 template <size_t N>
 const char* textOf(const char* const (&texts)[N], int64_t code, int64_t firstCode) {
   const int64_t index = code - firstCode;
