@@ -7,6 +7,7 @@
 #include "base/sqlite_guard.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
+#include "history/run_lifecycle.h"
 #include "log/log.h"
 
 namespace {
@@ -46,7 +47,7 @@ constexpr const char* kUpgrade = "ALTER TABLE poe_history ADD COLUMN all_day_sna
 
 constexpr const char* kInterrupted = "Interrupted by unexpected reboot";
 
-// The two steps below bind the texts that they were given, run to completion and log their own failures.
+// The two steps of a reconcile; each logs its own failures.
 bool failPendingPorts(sqlite3* db) {
   const StatementPtr statement = prepareStatement(db,
                                                   "UPDATE poe_history_port SET status='failed', error_msg=? WHERE "
@@ -113,6 +114,7 @@ int32_t historyStoreInit() NO_THREAD_SAFETY_ANALYSIS {
     logMessage(LOG_ERR, "[%s:%d] history schema apply failed: %s", __func__, __LINE__, sqlite3_errmsg(db.get()));
     return -1;
   }
+  historyForgetLostRuns();
   daemonContext()->historyDb = db.release();
   return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 
@@ -68,6 +69,25 @@ void insertPendingPortsLocked(sqlite3* db, int64_t runId, const RunBeginRequest&
   }
 }
 
+// The highest id of a run whose begin could not be committed; guarded by the history mutex.
+int64_t lostRunId = 0;
+
+// Such a run is gone, but its id is with an executor. No later run may get that id, or the executor would record into
+// it: a new run that did is moved behind it. Returns the new run's id, or -1.
+int64_t claimFreshRunId(sqlite3* db, int64_t insertedId) {
+  if (insertedId > lostRunId) {
+    return insertedId;
+  }
+  const StatementPtr statement = prepareStatement(db, "UPDATE poe_history SET run_id=? WHERE run_id=?;");
+  if (statement == nullptr) {
+    return -1;
+  }
+  ++lostRunId;
+  sqlite3_bind_int64(statement.get(), 1, lostRunId);
+  sqlite3_bind_int64(statement.get(), 2, insertedId);
+  return sqlite3_step(statement.get()) == SQLITE_DONE ? lostRunId : -1;
+}
+
 int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
   Transaction transaction(db);
   if (!transaction.begin()) {
@@ -77,10 +97,18 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
   if (!insertRunLocked(db, request)) {
     return -1;
   }
-  const int64_t runId = sqlite3_last_insert_rowid(db);
+  const int64_t runId = claimFreshRunId(db, sqlite3_last_insert_rowid(db));
+  if (runId < 1) {
+    logMessage(LOG_ERR, "[%s:%d] history run id update failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return -1;
+  }
   insertPendingPortsLocked(db, runId, request);
-  // Whether it could be committed or not, the action must go on: ports come first, their record second.
-  transaction.commit();
+  if (!transaction.commit()) {
+    // As on a full disk. The action goes on all the same: the ports come first, their record second.
+    lostRunId = std::max(lostRunId, runId);
+    logMessage(LOG_ERR, "[%s:%d] history COMMIT failed, run %lld goes unrecorded: %s", __func__, __LINE__,
+               static_cast<long long>(runId), sqlite3_errmsg(db));
+  }
   return runId;
 }
 
@@ -226,6 +254,21 @@ int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, in
   return runFinishLocked(db, runId, result, error, completedAt);
 }
 
+// In one transaction, so that a run that somebody else has closed keeps its ports, too.
+int32_t runFinishDerivedAtomically(sqlite3* db, int64_t runId, const char* error, int64_t completedAt) {
+  Transaction transaction(db);
+  if (!transaction.begin()) {
+    logMessage(LOG_ERR, "[%s:%d] derived finish BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  const int32_t rc = runFinishDerivedLocked(db, runId, error, completedAt);
+  if (rc == RESULT_OK && !transaction.commit()) {
+    logMessage(LOG_ERR, "[%s:%d] derived finish COMMIT failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
+  }
+  return rc;
+}
+
 int32_t forceFailPortsLocked(sqlite3* db, int64_t runId, const char* error) {
   const StatementPtr statement = prepareStatement(
       db, "UPDATE poe_history_port SET status='failed', error_msg=? WHERE run_id=? AND status='pending';");
@@ -255,6 +298,8 @@ int32_t forceFailStepsLocked(sqlite3* db, Transaction& transaction, int64_t runI
 }
 
 }  // namespace
+
+void historyForgetLostRuns() { lostRunId = 0; }
 
 int64_t historyRunBegin(const RunBeginRequest* request) {
   if (request == nullptr) {
@@ -322,7 +367,7 @@ int32_t historyRunFinish(int64_t runId, int32_t result, const char* error, int64
 
 int32_t historyRunFinishDerived(int64_t runId, const char* error, int64_t completedAt) {
   const HistoryAccess access;
-  return access ? runFinishDerivedLocked(access.db(), runId, error, completedAt) : ERR_GENERAL;
+  return access ? runFinishDerivedAtomically(access.db(), runId, error, completedAt) : ERR_GENERAL;
 }
 
 int32_t historyRunForceFail(int64_t runId, const char* error) {
