@@ -1,5 +1,7 @@
 # Warnings, sanitizers and hardening, the same for every target of the project.
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+# Times beyond 2038 and large inode numbers on 32-bit boards, too.
+add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(QUORIN_POED_WERROR)
   add_compile_options(-Werror)
 endif()
