@@ -1,0 +1,330 @@
+#include <cjson/cJSON.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <future>
+#include <sstream>
+#include <vector>
+
+#include "base/sqlite_guard.h"
+#include "daemon/daemon_context.h"
+#include "daemon/paths.h"
+#include "history/cleanup_thread.h"
+#include "history/history_queries.h"
+#include "history/history_store.h"
+#include "history/run_lifecycle.h"
+#include "tests/support/daemon_process.h"
+#include "tests/support/fixtures.h"
+
+namespace {
+
+int64_t beginRun(const std::vector<uint32_t>& ifNums, RunBeginRequest request = {1}) {
+  request.ifNums = ifNums.data();
+  request.ifCount = static_cast<int32_t>(ifNums.size());
+  return historyRunBegin(&request);
+}
+
+// One step of a script on a run, with its number as its time and "m" and its number as its message.
+int32_t playStep(int64_t run, const std::string& step, int64_t number) {
+  const std::string message = "m" + std::to_string(number);
+  if (step == "reset") return historyPortsResetSuccessToPending(run);
+  if (step == "force") return historyRunForceFail(run, message.c_str());
+  if (step == "derive") return historyRunFinishDerived(run, message.c_str(), number);
+  if (step == "derive-") return historyRunFinishDerived(run, nullptr, number);
+  if (step == "reconcile") return historyReconcileInterruptedRuns() - 1;
+  const int32_t argument = std::stoi(step.substr(1));
+  if (step[0] == '=') return historyRunFinish(run, argument, message.c_str(), number);
+  const auto outcome = static_cast<int32_t>(std::string("SFKNX").find(static_cast<char>(toupper(step[0]))));
+  const auto record = isupper(step[0]) != 0 ? historyPortRecord : historyPortRecordWorst;
+  return record(run, static_cast<uint32_t>(argument), outcome, message.c_str(), number);
+}
+
+}  // namespace
+
+class HistoryTest : public StoreTest {
+ protected:
+  static std::string ofRun(int64_t run, const std::string& expression, const std::string& table = "poe_history") {
+    return query("SELECT " + expression + " FROM " + table + " WHERE run_id=" + std::to_string(run));
+  }
+  static void updateRuns(const std::string& change) { ASSERT_EQ(query("UPDATE poe_history SET " + change), ""); }
+
+  // A run, then its ports: state (two letters), time (* is later than any script's) and message if it is not that of
+  // the step of that time. - is NULL.
+  static std::string show(int64_t run) {
+    return ofRun(run,
+                 "status||' '||ifnull(overall_result, '-')||' '||ifnull(error_message, '-')||' '||"
+                 "ifnull(iif(completed_at>1000000, '*', completed_at), '-')") +
+           " | " +
+           ofRun(run,
+                 "group_concat(if_num||substr(status, 1, 2)||iif(executed_at<1000000, executed_at, '*')||"
+                 "ifnull(replace('\"'||error_msg||'\"', '\"m'||executed_at||'\"', ''), '-'), ' ')",
+                 "(SELECT * FROM poe_history_port ORDER BY if_num)");
+  }
+
+  // Plays a script on a new run and shows the run and the codes other than 0. P1 stands for port 1 in the run from its
+  // begin; S1 F1 K1 N1 X1 record a success, failure, skip, not-applicable and an unknown outcome on port 1, in lower
+  // case if worse; =3 finishes with result 3.
+  static std::string play(const std::string& script, const RunBeginRequest& request = {1}) {
+    std::istringstream steps(script);
+    std::vector<uint32_t> ports;
+    std::string step;
+    while (steps >> step && step[0] == 'P') ports.push_back(static_cast<uint32_t>(std::stoul(step.substr(1))));
+    const int64_t run = beginRun(ports, request);
+    std::string codes;
+    for (int64_t number = 1; steps; steps >> step, ++number) {
+      const int32_t code = playStep(run, step, number);
+      codes += code != 0 ? " " + std::to_string(code) : "";
+    }
+    return show(run) + codes;
+  }
+};
+
+TEST_F(HistoryTest, aBeginStoresWhatStartedTheRun) {
+  const std::pair<RunBeginRequest, const char*> cases[] = {
+      {{1, 0, 7, "Night", 1, 1, 3, 1}, "1 'scheduled' 7 'Night' 'power_on' 'sequential' 3 1"},
+      {{2, 7, 5000000000, "N\"'ü", 3, 0, 0, 0}, "2 'scheduled' 5000000000 'N\"''ü' 'power_off' 'simultaneous' 0 0"},
+      {{1, 1, 0, nullptr, 2, 1, 5, 1}, "1 'manual' NULL NULL 'restart' 'sequential' 5 NULL"},
+      {{1, 2, -1, "", 0, 2, 0, 1}, "1 'boot-delay' NULL '' NULL 'simultaneous' 0 NULL"}};
+  for (const auto& [request, stored] : cases) {
+    const int64_t run = beginRun({4294967295U, 5, 6}, request);
+    EXPECT_EQ(ofRun(run,
+                    "unit||' '||quote(trigger_source)||' '||quote(schedule_id)||' '||quote(schedule_name)||' '||"
+                    "quote(schedule_type)||' '||quote(execution_mode)||' '||quote(inter_port_delay)||' '||"
+                    "quote(all_day_snapshot)"),
+              stored);
+    EXPECT_EQ(show(run), "running - - - | 5pe*- 6pe*- 4294967295pe*-");
+    EXPECT_EQ(ofRun(run, "abs(started_at-strftime('%s'))<5"), "1") << ofRun(run, "started_at");
+  }
+  EXPECT_EQ(play("P6 P5 P6 P7"), "running - - - | 5pe*- 6pe*- 7pe*-") << "a repeated port is left out";
+}
+
+TEST_F(HistoryTest, aPortTakesOutcomesAsItsStateAllows) {
+  // From each state: ports 1 to 5 get every outcome recorded, 6 to 10 only if it is worse.
+  const std::pair<char, const char*> cases[] = {{'-', "1su1 2fa2 3sk3 4no4 5fa5 6su6 7fa7 8sk8 9no9 10fa10"},
+                                                {'P', "1su1 2fa2 3sk3 4no4 5fa5 6su6 7fa7 8sk8 9no9 10fa10"},
+                                                {'S', "1su11 2fa12 3sk13 4no14 5fa15 6su6 7fa17 8sk18 9su9 10fa20"},
+                                                {'N', "1su11 2fa12 3sk13 4no14 5fa15 6no6 7fa17 8sk18 9no9 10fa20"},
+                                                {'K', "1su11 2fa12 3sk13 4no14 5fa15 6sk6 7fa17 8sk8 9sk9 10fa20"},
+                                                {'F', "1su11 2fa12 3sk13 4no14 5fa15 6fa6 7fa7 8fa8 9fa9 10fa10"}};
+  for (const auto& [from, ports] : cases) {
+    std::string script;
+    for (int port = 1; from != '-' && port <= 10; ++port) script += from + std::to_string(port) + " ";
+    EXPECT_EQ(play(script + "S1 F2 K3 N4 X5 s6 f7 k8 n9 x10"), std::string("running - - - | ") + ports) << from;
+  }
+}
+
+TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"P1 =1", "completed success m1 1 | 1pe*-"},
+      {"P1 =2", "completed partial m1 1 | 1pe*-"},
+      {"P1 =3", "completed failed m1 1 | 1pe*-"},
+      {"P1 =4", "aborted aborted m1 1 | 1pe*-"},
+      {"P5 S1 F2 K3 N4 reset", "running - - - | 1pe*- 2fa2 3sk3 4no4 5pe*-"},
+      {"P5 S1 F2 K3 N4 force", "completed failed m5 * | 1su1 2fa2 3sk3 4no4 5fa*\"m5\""},
+      {"P3 S1 S4 derive", "completed partial m3 3 | 1su1 3fa*\"no outcome recorded\" 4su2"},
+      {"P1 derive-", "completed failed no port outcomes recorded 1 | 1fa*\"no outcome recorded\""},
+      {"derive-", "completed failed no port outcomes recorded 1 | NULL"},
+      {"S1 N2 derive-", "completed partial - 3 | 1su1 2no2"},
+      {"S1 K2 derive", "completed success m3 3 | 1su1 2sk2"},
+      {"P1 S4 reconcile",
+       "completed failed Interrupted by unexpected reboot * | 1fa*\"Interrupted by unexpected reboot\" 4su1"},
+      {"P1 S2 =1 =2 force derive F2 f2 s2 S9 reset",
+       "completed success m2 2 | 1pe*- 2su1 10023 10023 10023 10000 10000 10000 10000"},
+      {"S1 =4 reconcile", "aborted aborted m2 2 | 1su1 -1"}};
+  for (const auto& [script, expected] : cases) {
+    EXPECT_EQ(play(script), expected) << script;
+    query("DELETE FROM poe_history");
+  }
+  for (const char* step : {"=1", "force", "derive"}) EXPECT_EQ(playStep(99, step, 1), 10023) << "there is no such run";
+}
+
+TEST_F(HistoryTest, theResultFollowsFromTheCounts) {
+  const std::array<int32_t, 5> cases[] = {{3, 2, 1, 0, 2}, {3, 0, 2, 1, 3}, {3, 0, 0, 3, 3}, {1, 0, 0, 1, 3},
+                                          {3, 1, 0, 2, 1}, {3, 3, 0, 0, 1}, {3, 0, 0, 2, 1}, {0, 0, 0, 0, 1}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(historyResultFromCounts(c[0], c[1], c[2], c[3]), c[4]) << testing::PrintToString(c);
+  }
+}
+
+TEST_F(HistoryTest, aFullDiskIsReportedAndOvercome) {
+  play("P4 S5");
+  const std::string before = show(1);
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit old{};
+  getrlimit(RLIMIT_FSIZE, &old);
+  const rlimit full{std::filesystem::file_size(std::string(kHistoryDbPath) + "-wal"), old.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &full);
+  std::string codes;
+  for (const char* step : {"F4", "f5", "reset", "=1", "derive", "force", "reconcile"}) {
+    codes += std::to_string(playStep(1, step, 9)) + " ";
+  }
+  const int64_t unrecorded = beginRun({5});
+  setrlimit(RLIMIT_FSIZE, &old);
+  EXPECT_EQ(codes, "10000 10000 10000 10000 10000 10000 -2 ") << logText();
+  EXPECT_EQ(unrecorded, 2) << "its ports are switched all the same";
+  EXPECT_EQ(show(1) + query("SELECT COUNT(*) FROM poe_history"), before + "1");
+  EXPECT_EQ(play("P1 S1 F2 force"), "completed failed m3 * | 1su1 2fa2");
+}
+
+TEST_F(HistoryTest, aLockedDatabaseIsWaitedForThenReported) {
+  beginRun({});
+  DatabasePtr other;
+  ASSERT_TRUE(openDatabase(kHistoryDbPath, &other) && executeSql(other.get(), "BEGIN IMMEDIATE;"));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(historyRunFinish(1, RUN_RESULT_SUCCESS, nullptr, 1), 10000);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2900));
+  other.reset();
+  EXPECT_EQ(historyRunFinish(1, RUN_RESULT_SUCCESS, nullptr, 1), 0);
+}
+
+TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
+  beginRun({});
+  ASSERT_EQ(query("ALTER TABLE poe_history DROP COLUMN all_day_snapshot"), "");
+  for (int start = 1; start <= 2; ++start) reopenHistory();
+  EXPECT_EQ(ofRun(1, "all_day_snapshot"), "NULL");
+  EXPECT_EQ(ofRun(beginRun({}, {1, 0, 7, "Night", POE_ACTION_POWER_ON, 0, 0, 1}), "run_id||all_day_snapshot"), "21");
+}
+
+TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
+  const std::tuple<RunBeginRequest, const char*, std::string, std::string> cases[] = {
+      {{2, 0, 5000000000, "N \"ä\"", 3, 1, 3, 0},
+       "",
+       R"({"runId":1,"triggered":"scheduled","scheduleId":5000000000,"scheduleName":"N \"ä\"",)"
+       R"("scheduleType":"power_off","unit":2,"status":"running","executionMode":"sequential",)"
+       R"("startedAt":"2024-05-01T13:07:08Z","completedAt":null,"portCount":0,"successPortCount":0,)"
+       R"("failedPortCount":0,"skippedPortCount":0)",
+       R"(,"interPortDelaySec":3,"errorMessage":null,"allDay":false,"portSteps":[]})"},
+      {{2, 1, 0, "Reset", 1, 0, 0, 1},
+       "P9 S1 F3 F2 =2",
+       R"({"runId":2,"triggered":"manual","scheduleId":null,"scheduleName":"Reset","scheduleType":"power_on",)"
+       R"("unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2024-05-01T13:07:09Z",)"
+       R"("completedAt":"1970-01-01T00:00:04Z","portCount":4,"successPortCount":1,"failedPortCount":2,)"
+       R"("skippedPortCount":0)",
+       R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[{"ifNum":1,"status":"success",)"
+       R"("errorMessage":"m1"},{"ifNum":2,"status":"failed","errorMessage":"m3"},{"ifNum":3,"status":"failed",)"
+       R"("errorMessage":"m2"},{"ifNum":9,"status":"pending","errorMessage":null}]})"},
+      {{2, 2, 0, nullptr, 0, 0, 0, 0},
+       "K7 =4",
+       R"({"runId":3,"triggered":"boot-delay","scheduleId":null,"scheduleName":null,"unit":2,"status":"aborted",)"
+       R"("executionMode":"simultaneous","startedAt":"2024-05-01T13:07:10Z","completedAt":"1970-01-01T00:00:02Z",)"
+       R"("portCount":1,"successPortCount":0,"failedPortCount":0,"skippedPortCount":1)",
+       R"(,"interPortDelaySec":0,"errorMessage":"m2","allDay":null,"portSteps":[{"ifNum":7,"status":"skipped",)"
+       R"("errorMessage":"m1"}]})"}};
+  int64_t run = 0;
+  std::string runs;
+  JsonPtr answer;
+  for (const auto& [request, script, listed, onlyInDetail] : cases) {
+    play(script, request);
+    updateRuns("started_at=1714568827+run_id");
+    ASSERT_EQ(historyDetail(2, ++run, &answer), 0);
+    EXPECT_EQ(printJson(answer.get()), listed + onlyInDetail);
+    EXPECT_EQ(historyDetail(1, run, &answer), 10023) << "it is another unit's";
+    runs = listed + "}" + (runs.empty() ? "" : ",") + runs;
+  }
+  ASSERT_EQ(historyList(2, 1, 50, &answer), 0);
+  EXPECT_EQ(printJson(answer.get()), R"({"runs":[)" + runs + R"(],"page":1,"pageSize":50,"total":3})");
+}
+
+TEST_F(HistoryTest, aPageHoldsItsShareOfTheRuns) {
+  for (int64_t run = 1; run <= 5; ++run) beginRun({});
+  updateRuns("started_at=run_id");
+  beginRun({}, {2});
+  const std::tuple<int32_t, int32_t, const char*> cases[] = {
+      {1, 2, "54"}, {2, 2, "32"},     {3, 2, "1"},     {4, 2, ""},          {0, 2, "54"},           {-9, 2, "54"},
+      {1, 0, ""},   {1, -1, "54321"}, {0, -1, "4321"}, {2147483647, 1, ""}, {65537, 65536, "54321"}};
+  for (const auto& [page, pageSize, expected] : cases) {
+    JsonPtr answer;
+    ASSERT_EQ(historyList(1, page, pageSize, &answer), 0);
+    std::string runs;
+    const cJSON* run = nullptr;
+    cJSON_ArrayForEach(run, jsonMember(answer.get(), "runs")) runs += printJson(jsonMember(run, "runId"));
+    EXPECT_EQ(runs, expected) << "page " << page << " of " << pageSize;
+    EXPECT_EQ(jsonText(answer, "total"), "5");
+  }
+}
+
+TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
+  const RunBeginRequest requests[] = {{1, 0, 7, "n", 1},          {2, 0, 7, "n", 3}, {1, 0, 7, "n", 1},
+                                      {1, 0, 9, "n", 1, 0, 0, 1}, {1, 0, 9, "n", 2}, {1, 0, 0, "n", 1},
+                                      {1, 1, 9, "n", 1},          {1, 0, 7, "n", 1}};
+  for (const RunBeginRequest& request : requests) beginRun({}, request);
+  updateRuns("started_at=99-run_id, all_day_snapshot=iif(run_id=3, NULL, all_day_snapshot)");
+  updateRuns("status='completed' WHERE run_id=8");
+  std::array<OpenScheduledRun, 64> open;
+  ASSERT_EQ(historyListOpenScheduledRuns(open.data(), 64), 3);
+  std::ostringstream listed;
+  for (size_t i = 0; i < 3; ++i) {
+    listed << open[i].runId << '/' << open[i].unit << '/' << open[i].scheduleId << '/' << open[i].startedAt << ' ';
+  }
+  EXPECT_EQ(listed.str(), "3/1/7/96 2/2/7/97 1/1/7/98 ");
+  EXPECT_EQ(historyListOpenScheduledRuns(open.data(), 1), 1);
+  for (const auto& [unit, schedule, run] : {std::array{1, 7, 3}, {2, 7, 2}, {1, 8, 0}, {3, 7, 0}, {1, 0, 0}}) {
+    int64_t found = -1;
+    EXPECT_EQ(historyFindOpenRun(unit, schedule, &found), 0);
+    EXPECT_EQ(found, run) << "unit " << unit << " schedule " << schedule << ": the newest";
+  }
+}
+
+TEST_F(HistoryTest, oldRunsVanishWithTheirPortsAndTheirIdsForGood) {
+  const int64_t limit = time(nullptr) - HISTORY_RETENTION_SEC;
+  for (const int64_t started : {limit + 3600, int64_t{100}, int64_t{199}, int64_t{200}, limit - 1}) {
+    updateRuns("started_at=" + std::to_string(started) + " WHERE run_id=" + std::to_string(beginRun({5})));
+  }
+  const std::string left = "SELECT group_concat(DISTINCT run_id) FROM poe_history_port";
+  EXPECT_EQ(historyPurgeBefore(200), 2);
+  EXPECT_EQ(query(left), "1,4,5");
+  daemonContext()->stopRequested = 1;
+  cleanupThread(nullptr);
+  daemonContext()->stopRequested = 0;
+  EXPECT_EQ(query(left), "1");
+  reopenHistory();
+  EXPECT_EQ(beginRun({}), 6);
+}
+
+TEST_F(HistoryTest, theDaemonPurgesAgainAtLocalMidnight) {
+  constexpr int64_t kExpiresAfterSec = 120;  // of the daemon's clock, halfway to midnight
+  const int64_t now = time(nullptr);
+  beginRun({});
+  updateRuns("started_at=" + std::to_string(now - HISTORY_RETENTION_SEC + kExpiresAfterSec));
+  const int64_t west = (now + 2 * kExpiresAfterSec) % 86400;  // of Greenwich, seconds
+  std::ostringstream zone;
+  zone << "TST+" << west / 3600 << ':' << west / 60 % 60 << ':' << west % 60;
+  DaemonProcess daemon(TEST_DAEMON, 100);
+  ASSERT_TRUE(daemon.startReady([&] { setenv("TZ", zone.str().c_str(), 1); }));
+  EXPECT_TRUE(waitUntil([&] { return query("SELECT COUNT(*) FROM poe_history") == "0"; })) << zone.str() << logText();
+}
+
+TEST_F(HistoryTest, oneOfManyClosersWinsAndNothingIsWrittenAfterIt) {
+  for (int64_t run = 1; run <= 12; ++run) {
+    beginRun({5});
+    std::atomic<int64_t> lastStored{0};
+    std::atomic<bool> closed{false};
+    auto isRefusedOnceClosed = std::async(std::launch::async, [&] {
+      for (bool last = false; !last; ++lastStored) {
+        last = closed;
+        if (historyPortRecord(run, 5, PORT_SUCCESS, nullptr, lastStored + 1) != 0) return true;
+      }
+      return false;
+    });
+    EXPECT_TRUE(waitUntil([&] { return lastStored > 0; }));
+    const std::array<const char*, 3> steps = {"=1", "derive", "force"};
+    std::array<std::future<int32_t>, 6> closers;
+    for (size_t i = 0; i < closers.size(); ++i) {
+      closers[i] = std::async(std::launch::async, playStep, run, steps[(i + size_t(run)) % 3], int64_t(i));
+    }
+    std::vector<int32_t> codes;
+    for (auto& closer : closers) codes.push_back(closer.get());
+    closed = true;
+    EXPECT_TRUE(isRefusedOnceClosed.get());
+    EXPECT_EQ(std::count(codes.begin(), codes.end(), 0), 1) << testing::PrintToString(codes);
+    EXPECT_EQ(std::count(codes.begin(), codes.end(), 10023), 5) << testing::PrintToString(codes);
+    const auto winner = std::find(codes.begin(), codes.end(), 0) - codes.begin();
+    EXPECT_EQ(ofRun(run, "error_message"), "m" + std::to_string(winner));
+    EXPECT_EQ(show(run).substr(show(run).find('|')), "| 5su" + std::to_string(lastStored) + "-");
+  }
+}

@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <deque>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+#include "daemon/paths.h"
+#include "ipc/request_reader.h"
+#include "tests/support/daemon_process.h"
+#include "tests/support/fixtures.h"
+#include "tests/support/socket_client.h"
+
+namespace {
+
+constexpr int kClockSpeed = 20;
+const std::string kInvalid = "{\"ok\":false,\"error\":10003}\n";
+const std::string kUnknown = "{\"ok\":false,\"error\":17002}\n";
+const std::string kNotFound = "{\"ok\":false,\"error\":10023}\n";
+const std::string kEmptyList = "{\"ok\":true,\"result\":{\"runs\":[],\"page\":1,\"pageSize\":50,\"total\":0}}\n";
+const std::string kListRequest = R"({"method":"history.list","params":{"unit":1}})";
+
+// The daemon on this test's root, ready to answer.
+class IpcTest : public RootTest {
+ protected:
+  void SetUp() override {
+    RootTest::SetUp();
+    ASSERT_TRUE(daemon_.startReady()) << logText();
+  }
+  void TearDown() override { EXPECT_EQ(daemon_.stop(), 0) << logText(); }
+
+  DaemonProcess daemon_{TEST_DAEMON, kClockSpeed};
+};
+
+long residentKb(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("VmRSS:", 0) == 0) {
+      return atol(line.c_str() + 6);
+    }
+  }
+  return 0;
+}
+
+// Sends count list requests from so many clients at once; returns how many answers were not right.
+int hammer(int clients, int count) {
+  std::atomic<int> left{count};
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < clients; ++i) {
+    threads.emplace_back([&] {
+      while (left.fetch_sub(1) > 0) {
+        wrong += exchange(kListRequest + "\n") == kEmptyList ? 0 : 1;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  return wrong;
+}
+
+}  // namespace
+
+TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
+  const std::string padding(100000, ' ');
+  const std::string deep(2000, '[');
+  const struct {
+    const char* what;
+    std::string bytes;
+    bool halfClose;
+    std::string answer;
+  } cases[] = {
+      {"a request", kListRequest + "\n", false, kEmptyList},
+      {"no newline but the end of the stream", kListRequest, true, kEmptyList},
+      {"keys in capitals",
+       R"({"METHOD":"history.list","PARAMS":{"UNIT":1}})"
+       "\n",
+       false, kEmptyList},
+      {"a request of 100 kB",
+       R"({"method":"history.list",)" + padding +
+           R"("params":{"unit":1}})"
+           "\n",
+       false, kEmptyList},
+      {"what follows the newline", kListRequest + "\n{\"method\":\"nope\"}\n", false, kEmptyList},
+      {"blanks around", " \t" + kListRequest + " \r\n", false, kEmptyList},
+      {"a zero byte ends the text", kListRequest + std::string(1, '\0') + "junk\n", false, kEmptyList},
+      {"two objects on one line", kListRequest + kListRequest + "\n", false, kInvalid},
+      {"no JSON", "hello\n", false, kInvalid},
+      {"an empty line", "\n", false, kInvalid},
+      {"half a request", kListRequest.substr(0, 20), true, kInvalid},
+      {"nesting without end", deep + "\n", false, kInvalid},
+      {"no params", "{\"method\":\"history.list\"}\n", false, kInvalid},
+      {"params of another type", "{\"method\":\"history.list\",\"params\":[1]}\n", false, kInvalid},
+      {"a method in capitals", "{\"method\":\"HISTORY.LIST\",\"params\":{\"unit\":1}}\n", false, kUnknown},
+      {"a method that is no string", "{\"method\":7}\n", false, kUnknown},
+      {"no object", "[{\"method\":\"history.list\"}]\n", false, kUnknown},
+      {"no method", "{}\n", false, kUnknown},
+      {"nothing", "", true, ""},
+      {"a request without end", std::string(kMaxRequestBytes + 1, ' '), false, ""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(exchange(c.bytes, c.halfClose), c.answer) << c.what << "\n" << logText();
+  }
+  EXPECT_EQ(countOf(logText(), "unknown RPC method: HISTORY.LIST"), 1) << logText();
+  EXPECT_EQ(countOf(logText(), "unknown RPC method: (null)"), 3) << logText();
+  EXPECT_EQ(countOf(logText(), "(ERROR)"), 0) << logText();
+}
+
+TEST_F(IpcTest, checksParametersBeforeAnyWork) {
+  const struct {
+    const char* method;
+    const char* params;
+    std::string answer;
+  } cases[] = {
+      {"history.list", R"({"unit":"1"})", kInvalid},
+      {"history.list", R"({"unit":0})", kInvalid},
+      {"history.list", R"({"unit":-1e300})", kInvalid},
+      {"history.list", R"({"unit":1.9,"page":"2","pageSize":null})", kEmptyList},
+      {"history.list", R"({"unit":1,"page":1e300,"pageSize":-1e300})",
+       "{\"ok\":true,\"result\":{\"runs\":[],\"page\":2147483647,\"pageSize\":-2147483648,\"total\":0}}\n"},
+      {"history.detail", R"({"unit":1})", kInvalid},
+      {"history.detail", R"({"unit":1,"runId":0})", kInvalid},
+      {"history.detail", R"({"unit":1,"runId":"1"})", kInvalid},
+      {"history.detail", R"({"unit":1,"runId":1})", kNotFound},
+      {"history.detail", R"({"unit":1,"runId":4294967297})", kNotFound},
+      {"history.detail", R"({"unit":1,"runId":1e300})", kNotFound},
+      {"sensors.all", R"({"unit":0})", kInvalid},
+      {"sensors.all", R"({"unit":3})", "{\"ok\":true,\"result\":{\"ports\":[]}}\n"},
+      {"manual.reset", R"({"unit":1})", kInvalid},
+      {"manual.reset", R"({"request":{}})", kInvalid},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(rpc(c.method, c.params) + "\n", c.answer) << c.method << c.params;
+  }
+}
+
+TEST_F(IpcTest, takesRequestsInPiecesAndFromManyClients) {
+  SocketClient slow;
+  for (const char byte : kListRequest + "\n") {
+    ASSERT_TRUE(slow.sendBytes(std::string(1, byte)));
+  }
+  EXPECT_EQ(slow.readAll(), kEmptyList);
+  EXPECT_EQ(hammer(32, 10000), 0) << logText();
+}
+
+TEST_F(IpcTest, keepsNoDescriptorAndNoMemoryOfPastRequests) {
+  hammer(8, 2000);
+  ASSERT_TRUE(waitUntil([&] { return daemon_.openDescriptors() < 20; })) << daemon_.openDescriptors();
+  const int descriptors = daemon_.openDescriptors();
+  const long kb = residentKb(daemon_.pid());
+  const char* requests = getenv("QUORIN_LEAK_REQUESTS");
+  hammer(8, requests != nullptr ? atoi(requests) : 6000);
+  EXPECT_TRUE(waitUntil([&] { return daemon_.openDescriptors() <= descriptors; })) << daemon_.openDescriptors();
+  // Sanitizers keep freed memory aside; there, they find what leaks.
+  EXPECT_LT(residentKb(daemon_.pid()) - kb, 200000) << "from " << kb << " kB";
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  EXPECT_LT(residentKb(daemon_.pid()) - kb, 4000) << "from " << kb << " kB";
+#endif
+}
+
+TEST_F(RootTest, runningOutOfDescriptorsIsSurvivedAndDoesNotFloodTheLog) {
+  constexpr rlim_t kDescriptors = 24;
+  DaemonProcess daemon(TEST_DAEMON, 4);
+  ASSERT_TRUE(daemon.startReady([] {
+    const rlimit limit{kDescriptors, kDescriptors};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  })) << logText();
+  std::deque<SocketClient> silent;
+  for (rlim_t i = 0; i < kDescriptors; ++i) {
+    silent.emplace_back();
+  }
+  ASSERT_TRUE(waitUntil([] { return countOf(logText(), "accept failed: Too many open files") >= 2; })) << logText();
+  EXPECT_LT(logText().size(), 20000U);
+  silent.clear();
+  EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList) << logText();
+  EXPECT_EQ(daemon.stop(), 0);
+}
+
+TEST_F(IpcTest, letsOwnerAndGroupConnectAndNobodyElse) {
+  struct stat status {};
+  ASSERT_EQ(stat(kSocketPath, &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0660U);
+}
+
+TEST_F(IpcTest, theClientTellsHowItWentByItsExitStatus) {
+  const std::string client = std::string(TEST_CLIENT) + " --socket " + kSocketPath + " ";
+  const struct {
+    const char* arguments;
+    int status;
+    const char* printed;
+  } cases[] = {
+      {R"(call history.list '{"unit":1}')", 0, "{\"ok\":true,\"result\":{\"runs\":[]"},
+      {R"(call history.detail '{"unit":1,"runId":9}')", 4, "error 10023 (ERR_NOT_FOUND)"},
+      {"call history.list", 4, "error 10003 (ERR_INVALID_ARG)"},
+      {"call no.such", 4, "{\"ok\":false,\"error\":17002}\n"},
+      {"--socket /no/such.sock call history.list", 8, "no daemon answers at /no/such.sock"},
+      {"call history.list '{unit'", 2, "not a JSON document"},
+      {"call", 2, "METHOD is required"},
+      {"--help", 0, "Exit status"},
+  };
+  for (const auto& c : cases) {
+    std::string output;
+    EXPECT_EQ(runCommand(client + c.arguments + " 2>&1", &output), c.status) << c.arguments << "\n" << output;
+    EXPECT_NE(output.find(c.printed), std::string::npos) << c.arguments << "\n" << output;
+  }
+}

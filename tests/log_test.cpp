@@ -1,0 +1,218 @@
+#include "log/log.h"
+
+#include <atomic>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <map>
+#include <thread>
+#include <vector>
+
+#include "tests/support/fixtures.h"
+
+namespace fs = std::filesystem;
+using namespace std::string_literals;
+
+namespace {
+
+constexpr int kThreads = 16;
+constexpr uintmax_t kLimit = 1048576;  // bytes of a log file
+
+class LogTest : public RootTest {
+ protected:
+  void TearDown() override {
+    logMessage(LOG_EMERG, "test ends");  // closing without a record would leave the files open
+    logClose();
+  }
+  static void openLog(uint32_t mode = LOG_TO_FILE) { logOpen(mode, LOG_DAEMON, "quorin_poed"); }
+  static void writeFile(const char* path, const std::string& content) { std::ofstream(path) << content; }
+};
+
+std::string printedBy(const std::function<void()>& body) {
+  ::testing::internal::CaptureStdout();
+  body();
+  return ::testing::internal::GetCapturedStdout();
+}
+
+void inThreads(const std::function<void(int)>& body, const std::function<void()>& meanwhile) {
+  std::vector<std::future<void>> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.push_back(std::async(std::launch::async, body, t));
+  }
+  meanwhile();
+}
+
+}  // namespace
+
+TEST_F(LogTest, aRecordBeforeAnyOpenGoesToStandardOutputWithoutAName) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which no test has opened the log
+  const auto logEarly = [] {
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+    logMessage(LOG_ERR, "early");
+    exit(logText().empty() ? 0 : 1);
+  };
+  EXPECT_EXIT(logEarly(), ::testing::ExitedWithCode(0), "\\(ERROR\\): \\(null\\): early");
+}
+
+TEST_F(LogTest, openingLeavesALevelFileOfFourBytesThatBeginsWithADigit) {
+  const std::pair<const char*, std::string> cases[] = {{"", "6\0\0\0"s},     {"7", "7\0\0\0"s}, {"0\n", "0\n\0\0"s},
+                                                       {"x", "6\0\0\0"s},    {"/123", "6123"s}, {":123", "6123"s},
+                                                       {"9876543", "9876"s}, {" 7zz!", "67zz"s}};
+  openLog();
+  EXPECT_EQ(readFile(kLogLevelPath), "6\0\0\0"s) << "was missing";
+  for (const auto& [before, after] : cases) {
+    LogTest::TearDown();
+    writeFile(kLogLevelPath, before);
+    openLog();
+    EXPECT_EQ(readFile(kLogLevelPath), after) << "was '" << before << "'";
+  }
+}
+
+TEST_F(LogTest, whatIsWrittenToTheLevelFileCountsFromTheNextRecordOn) {
+  // An emptied file is what a shell that writes to it leaves for a moment.
+  const std::pair<const char*, const char*> cases[] = {{"7", "01234567"}, {"9", "01234567"}, {"3\n", "0123"},
+                                                       {"0", "0"},        {"x", "0123456"},  {"4", "01234"},
+                                                       {"", "0123456"},   {"5", "012345"},   {"", "0123456"}};
+  openLog();
+  for (const auto& [level, expected] : cases) {
+    const size_t before = logText().size();
+    writeFile(kLogLevelPath, level);
+    for (int32_t i = 0; i <= LOG_DEBUG; ++i) {
+      logMessage(i, "<%d>", i);
+    }
+    std::string written;
+    const std::string text = logText();
+    for (size_t at = before; (at = text.find('<', at)) != std::string::npos;) {
+      written += text[++at];
+    }
+    EXPECT_EQ(written, expected) << "level file: '" << level << "'";
+    EXPECT_TRUE(*level != '\0' || fs::file_size(kLogLevelPath) == 4) << fs::file_size(kLogLevelPath);
+  }
+}
+
+TEST_F(LogTest, aRecordIsLocalTimeLevelNameIdentAndMessageWithoutALineEnd) {
+  setenv("TZ", "TST-5:30", 1);
+  const time_t now = time(nullptr);
+  char earliest[32];
+  strftime(earliest, sizeof earliest, "%F %T", localtime(&now));
+  writeFile(kLogLevelPath, "7");
+  std::string pattern;
+  int32_t level = 0;
+  for (const std::string name : {"", "", "", "ERROR", "WARN", "NOTICE", "INFO", "DEBUG"}) {
+    const bool named = level % 2 == 0;  // without a name given, the process's own is printed
+    logOpen(LOG_TO_FILE, LOG_DAEMON, named ? "quorin_poed" : nullptr);
+    logMessage(level++, "[%s:%d] %s failed", "aFunction", 12, "it");
+    pattern += R"([0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \()" + name + R"(\): )" +
+               (named ? "quorin_poed" : "log_test") + R"(: \[aFunction:12\] it failed)";
+  }
+  unsetenv("TZ");
+  const ::testing::Matcher<std::string> layout = ::testing::MatchesRegex(pattern);
+  EXPECT_TRUE(layout.Matches(logText())) << logText();
+  EXPECT_GE(logText(), earliest);
+}
+
+TEST_F(LogTest, recordsReachAllDestinationsOfTheModeAndStandardOutputInPlaceOfAFileThatCannotBeOpened) {
+  struct {
+    uint32_t mode;
+    bool blocked;
+    int inFile;
+    int onStdout;
+  } cases[] = {{LOG_TO_FILE, false, 1, 0},   {LOG_TO_FILE | LOG_TO_SYSLOG, false, 1, 0},
+               {LOG_TO_STDOUT, false, 0, 1}, {LOG_TO_FILE | LOG_TO_STDOUT, false, 1, 1},
+               {LOG_TO_FILE, true, 0, 1},    {LOG_TO_FILE | LOG_TO_STDOUT, true, 0, 2},
+               {LOG_TO_SYSLOG, false, 0, 0}};
+  for (const auto& c : cases) {
+    fs::remove(kLogFilePath);
+    ASSERT_TRUE(!c.blocked || fs::create_directory(kLogFilePath));
+    openLog(c.mode);
+    logClose();  // does nothing before the first record
+    const std::string printed = printedBy([] { logMessage(LOG_ERR, "a record"); });
+    EXPECT_EQ(countOf(logText(), "quorin_poed: a record"), c.inFile) << c.mode << c.blocked << logText();
+    EXPECT_EQ(countOf(printed, "quorin_poed: a record"), c.onStdout) << c.mode << c.blocked << printed;
+  }
+}
+
+TEST_F(LogTest, theRecordThatCrossesTheLimitIsTheLastOfItsFile) {
+  openLog();
+  logMessage(LOG_ERR, "A");
+  const uintmax_t record = logText().size();
+  // Bytes in the file, and how many records later it is rotated; 0: not within these four.
+  const std::pair<uintmax_t, uintmax_t> cases[] = {
+      {kLimit - record, 2}, {kLimit - record + 1, 1},         {kLimit - 2 * record, 3},        {kLimit - 4 * record, 0},
+      {kLimit + 5000, 1},   {(uintmax_t{1} << 31) - 1000, 1}, {(uintmax_t{1} << 32) + 1000, 1}};
+  for (const auto& [bytes, rotatedAfter] : cases) {
+    writeFile(kOldLogFilePath, "older");
+    fs::resize_file(kLogFilePath, 0);
+    fs::resize_file(kLogFilePath, bytes);
+    openLog();
+    for (const char* message : {"A", "B", "C", "D"}) {
+      logMessage(LOG_ERR, "%s", message);
+    }
+    const bool rotated = rotatedAfter != 0;
+    EXPECT_EQ(fs::file_size(kOldLogFilePath), rotated ? bytes + rotatedAfter * record : 5) << bytes;
+    EXPECT_EQ(fs::file_size(kLogFilePath), (4 - rotatedAfter) * record + (rotated ? 0 : bytes)) << bytes;
+  }
+  fs::resize_file(kLogFilePath, kLimit);
+  openLog();
+  fs::remove_all(fs::path(kLogFilePath).parent_path());
+  const std::string printed = printedBy([] {
+    logMessage(LOG_ERR, "<the last one before a log that cannot be made>");
+    logMessage(LOG_ERR, "<the next>");
+  });
+  EXPECT_TRUE(countOf(printed, "<") == 1 && countOf(printed, "(ERROR): quorin_poed: <the next>") == 1) << printed;
+}
+
+TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
+  const std::string padding(1000, 'x');
+  constexpr const char* kLayout = "%*d-%*d-%*d %*d:%*d:%*d.%*d (ERROR): quorin_poed: <%d %d %n";
+  for (const int perThread : {90, 400}) {  // one rotation; several, so that only the end can be seen
+    openLog();
+    const auto logAll = [&](int t) {
+      for (int i = 0; i < perThread; ++i) {
+        logMessage(LOG_ERR, "<%d %d %s|", t, i, padding.c_str());
+      }
+    };
+    inThreads(logAll, [] {});
+    EXPECT_GT(fs::file_size(kOldLogFilePath), kLimit);
+    std::istringstream generations(readFile(kOldLogFilePath) + logText());
+    std::map<int, int> next;
+    for (std::string record; std::getline(generations, record, '|');) {
+      int t = 0;
+      int i = 0;
+      int at = 0;
+      ASSERT_EQ(sscanf(record.c_str(), kLayout, &t, &i, &at), 2) << record;
+      ASSERT_EQ(record.substr(static_cast<size_t>(at)), padding) << record;
+      const auto expected = next.try_emplace(t, perThread == 90 ? 0 : i).first;
+      ASSERT_EQ(expected->second++, i) << record;
+    }
+    EXPECT_TRUE(next.size() == kThreads || perThread > 90);
+    for (const auto& [t, count] : next) {
+      EXPECT_EQ(count, perThread) << t;
+    }
+    logClose();
+    fs::remove(kLogFilePath);
+  }
+}
+
+TEST_F(LogTest, threadsMayLogWhileAndAfterItIsClosed) {
+  openLog();
+  std::atomic<int> count{0};
+  std::atomic<bool> closed{false};
+  const auto logBeforeAndAfter = [&](int) {
+    for (int i = 0; i < 1100; ++i) {
+      // At most one rotation before the log is closed, however late that is.
+      EXPECT_TRUE(i != 1000 || waitUntil([&] { return closed.load(); }));
+      logMessage(LOG_ERR, "<record>");
+      ++count;
+    }
+  };
+  const auto closeUnderWay = [&] {
+    EXPECT_TRUE(waitUntil([&] { return count > 0; }));
+    logClose();
+    closed = true;
+  };
+  const std::string printed = printedBy([&] { inThreads(logBeforeAndAfter, closeUnderWay); });
+  EXPECT_EQ(countOf(printed + logText() + readFile(kOldLogFilePath), "<record>"), kThreads * 1100);
+  EXPECT_GE(countOf(printed, "<record>"), kThreads * 100);
+}

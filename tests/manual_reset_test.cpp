@@ -1,0 +1,193 @@
+// Restarting ports by hand: requests over the socket of a daemon whose clock runs fast.
+#include <cjson/cJSON.h>
+
+#include "base/sqlite_guard.h"
+#include "daemon/paths.h"
+#include "tests/support/daemon_process.h"
+#include "tests/support/fixtures.h"
+#include "tests/support/socket_client.h"
+
+using namespace switchsim;
+
+namespace {
+
+constexpr int kSpeed = 20;
+constexpr int64_t kRoundingMs = 2 * kSpeed;  // what the fast clock makes of a millisecond
+constexpr const char* kRefused = R"({"ok":false,"error":10003})";
+const std::string kBusy = "skipped (port busy (another run in progress))";
+
+// What was done to ports: "5+ 5- 5r 6+!" is port 5 on, off and reset, and port 6 refusing to go on.
+std::string acts() {
+  std::string text;
+  for (const JournalEntry& entry : journalSince(0)) {
+    const char* act = entry.op == operationName(Operation::portReset) ? "r" : entry.value != 0 ? "+" : "-";
+    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) + act + (entry.result != 0 ? "!" : "");
+  }
+  return text;
+}
+
+std::string reset(const std::string& request, const std::string& unit = "1") {
+  return rpc("manual.reset", R"({"unit":)" + unit + R"(,"request":)" + request + "}");
+}
+
+// The answer to an accepted request.
+std::string accepted(int runId, const std::string& ifNums, int offTimeSec = 0, int delaySec = 0,
+                     const std::string& mode = "simultaneous", int unit = 1) {
+  return R"({"ok":true,"result":{"runId":)" + std::to_string(runId) +
+         R"(,"triggered":"manual","scheduleId":null,"scheduleName":"Manual Restart","scheduleType":"restart","unit":)" +
+         std::to_string(unit) + R"(,"executionMode":")" + mode + R"(","offTimeSec":)" + std::to_string(offTimeSec) +
+         R"(,"interPortDelaySec":)" + std::to_string(delaySec) + R"(,"resolvedIfNums":[)" + ifNums + "]}}";
+}
+
+// A run of unit 1 as "partial, 5 success, 6 failed (reset failed)", or as "running, 5 pending".
+std::string runText(int runId) {
+  const JsonPtr run = rpcResult("history.detail", R"({"unit":1,"runId":)" + std::to_string(runId) + "}");
+  std::string text = jsonText(run, "status");
+  const cJSON* step = nullptr;
+  cJSON_ArrayForEach(step, jsonMember(run.get(), "portSteps")) {
+    const cJSON* error = jsonMember(step, "errorMessage");
+    text += ", " + printJson(jsonMember(step, "ifNum")) + " " + jsonMember(step, "status")->valuestring;
+    text += cJSON_IsString(error) ? " (" + std::string(error->valuestring) + ")" : "";
+  }
+  return text;
+}
+
+void expectRun(int runId, const std::string& want) {
+  EXPECT_TRUE(waitUntil([&] { return runText(runId) == want; })) << "run " << runId << ": " << runText(runId);
+}
+
+// Units of 8 ports: PoE on ifNums 1 to 6 of unit 1 and on 9 to 14 of unit 2.
+class ManualResetTest : public RootTest {
+ protected:
+  void SetUp() override {
+    RootTest::SetUp();
+    makeSwitch({2, 8, 6, NameForm::unitSlotPort});
+    ASSERT_TRUE(daemon_.startReady()) << logText();
+  }
+  void TearDown() override {
+    EXPECT_EQ(daemon_.stop(), 0) << logText();
+    EXPECT_EQ(misuseCount(), 0U) << viewSwitch()->lastMisuse;
+  }
+  DaemonProcess daemon_{TEST_DAEMON, kSpeed};
+};
+
+TEST_F(ManualResetTest, badRequestsAreRefusedAndBeginNoRun) {
+  for (const char* params : {"null", "[]", "{}", R"({"request":{}})", R"({"unit":1})"}) {
+    EXPECT_EQ(rpc("manual.reset", params), kRefused) << params;
+  }
+  for (const char* unit : {"\"1\"", "true", "null", "[1]", "0", "-1", "0.9", "-1e300", "1e300", "3"}) {
+    EXPECT_EQ(reset(R"({"offTimeSec":1e300,"interPortDelaySec":-1e300})", unit), kRefused) << unit;
+  }
+  const std::pair<const char*, const char*> foreign[] = {
+      {"[9]", "9"}, {"[5,10,7]", "10"}, {"[5,7,9]", "7"},          {"[99]", "99"},
+      {"[0]", "0"}, {"[-1]", "-1"},     {"[1e300]", "2147483647"}, {"[-1e300]", "-2147483648"}};
+  for (const auto& [ifNums, bad] : foreign) {
+    EXPECT_EQ(reset(std::string(R"({"offTimeSec":1e300,"ifNums":)") + ifNums + "}"), kRefused) << ifNums;
+    const std::string warning = std::string("manual-reset: ifNum ") + bad + " does not belong to unit 1 — rejecting";
+    EXPECT_EQ(countOf(logText(), warning), 1) << ifNums << logText();
+  }
+  EXPECT_EQ(jsonText(rpcResult("history.list", R"({"unit":1})"), "total"), "0");
+  EXPECT_EQ(acts(), "");
+}
+
+TEST_F(ManualResetTest, settingsOfTheWrongTypeReadAsAbsent) {
+  const std::pair<const char*, std::string> rows[] = {
+      {R"({"ifNums":[5]})", accepted(1, "5")},
+      {R"({"ifNums":[5],"offTimeSec":"9","interPortDelaySec":true,"executionMode":1})", accepted(2, "5")},
+      {R"({"ifNums":[5],"offTimeSec":null,"interPortDelaySec":[3],"executionMode":"SEQUENTIAL"})", accepted(3, "5")},
+      {R"({"ifNums":[5],"interPortDelaySec":2.9,"executionMode":"sequential"})", accepted(4, "5", 0, 2, "sequential")},
+      {R"({"ifNums":["a",5,null,[6],{"6":6},true],"offTimeSec":-1e300})", accepted(5, "5", INT32_MIN)}};
+  int runId = 0;
+  for (const auto& [request, want] : rows) {
+    EXPECT_EQ(reset(request), want) << request;
+    expectRun(++runId, "success, 5 success");
+  }
+  EXPECT_EQ(reset(R"({"ifNums":["a","b"]})"), accepted(6, ""));
+  expectRun(6, "success");
+  EXPECT_EQ(acts(), "5r 5r 5r 5r 5r");
+}
+
+TEST_F(ManualResetTest, withoutPortsGivenAllEnabledOnesOfTheUnitRestart) {
+  setAdmin(3, false);
+  std::string wantActs = "3-";
+  int runId = 0;
+  for (const char* request : {"{}", R"({"ifNums":[]})", R"({"ifNums":"5"})", R"({"ifNums":5})", "7", "null"}) {
+    EXPECT_EQ(reset(request), accepted(++runId, "1,2,4,5,6")) << request;
+    expectRun(runId, "success, 1 success, 2 success, 4 success, 5 success, 6 success");
+    wantActs += " 1r 2r 4r 5r 6r";
+  }
+  EXPECT_EQ(reset("{}", "2"), accepted(++runId, "9,10,11,12,13,14", 0, 0, "simultaneous", 2));
+  wantActs += " 9r 10r 11r 12r 13r 14r";
+  EXPECT_TRUE(waitUntil([&] { return acts() == wantActs; })) << acts();
+  for (uint32_t ifNum = 9; ifNum <= 14; ++ifNum) {
+    setAdmin(ifNum, false);
+  }
+  EXPECT_EQ(reset("{}", "2"), kRefused) << "no port is enabled";
+  addFault({Operation::cliShow, 0, -1, 0, 0});
+  EXPECT_EQ(reset("{}"), kRefused) << "the ports cannot be listed";
+}
+
+TEST_F(ManualResetTest, onlyTheFirst512EntriesCount) {
+  std::string given = R"("a",5)", counted = "5";
+  for (int i = 2; i < 600; ++i) {
+    given += i < 512 ? ",5" : ",9";  // another unit's, if they counted
+    counted += i < 512 ? ",5" : "";
+  }
+  EXPECT_EQ(reset(R"({"ifNums":[)" + given + "]}"), accepted(1, counted));
+  expectRun(1, "success, 5 success");
+  EXPECT_EQ(lastSeq(), 511U);
+}
+
+TEST_F(ManualResetTest, portsGoDarkTogetherForTheOffTimeAndComeBackInOrder) {
+  int runId = 0;
+  for (const std::string mode : {"simultaneous", "sequential"}) {
+    const uint64_t before = lastSeq();
+    const std::string request = R"({"ifNums":[6,4,5],"offTimeSec":20,"interPortDelaySec":5,"executionMode":")";
+    EXPECT_EQ(reset(request + mode + "\"}"), accepted(++runId, "6,4,5", 20, 5, mode));
+    expectRun(runId, "success, 4 success, 5 success, 6 success");
+    const std::vector<JournalEntry> journal = journalSince(before);
+    ASSERT_EQ(journal.size(), 6U) << acts();
+    EXPECT_GE(journal[3].monoMs - journal[2].monoMs, 20000 - kRoundingMs);
+    const int64_t delayMs = mode == "sequential" ? 5000 - kRoundingMs : 0;
+    EXPECT_GE(journal[4].monoMs - journal[3].monoMs, delayMs);
+    EXPECT_GE(journal[5].monoMs - journal[4].monoMs, delayMs);
+  }
+  EXPECT_EQ(acts(), "6- 4- 5- 6+ 4+ 5+ 6- 4- 5- 6+ 4+ 5+");
+}
+
+TEST_F(ManualResetTest, portOfAnotherRunIsSkipped) {
+  reset(R"({"ifNums":[5],"offTimeSec":120})");  // long enough for all that follows, even on a slow machine
+  ASSERT_TRUE(waitUntil([] { return acts() == "5-"; })) << acts();
+  EXPECT_EQ(reset(R"({"ifNums":[5,6]})"), accepted(2, "5,6"));
+  expectRun(2, "success, 5 " + kBusy + ", 6 success");
+  EXPECT_EQ(reset(R"({"ifNums":[5],"offTimeSec":1})"), accepted(3, "5", 1));
+  expectRun(3, "failed, 5 " + kBusy);
+  EXPECT_EQ(runText(1), "running, 5 pending");
+  expectRun(1, "success, 5 success");
+  EXPECT_EQ(acts(), "5- 6r 5+");
+}
+
+TEST_F(ManualResetTest, portsThatTheSwitchRefusesFail) {
+  addFault({Operation::portReset, 5, -1, 0, 0});
+  addFault({Operation::adminEnableSet, 6, -29, 0, 0});
+  reset(R"({"ifNums":[5]})");
+  expectRun(1, "failed, 5 failed (reset failed)");
+  reset(R"({"ifNums":[5,6]})");
+  expectRun(2, "partial, 5 failed (reset failed), 6 success");
+  reset(R"({"ifNums":[5,6],"offTimeSec":1})");
+  expectRun(3, "partial, 5 success, 6 failed (power_off failed)");
+  EXPECT_EQ(acts(), "5r! 5r! 6r 5- 6-! 5+");
+}
+
+TEST_F(ManualResetTest, noPortIsTouchedWithoutARunToRecordIt) {
+  DatabasePtr other;
+  ASSERT_TRUE(openDatabase(kHistoryDbPath, &other));
+  ASSERT_TRUE(executeSql(other.get(), "BEGIN IMMEDIATE"));
+  EXPECT_EQ(reset(R"({"ifNums":[5]})"), R"({"ok":false,"error":10000})");
+  ASSERT_TRUE(executeSql(other.get(), "ROLLBACK"));
+  EXPECT_EQ(acts(), "");
+  EXPECT_EQ(reset(R"({"ifNums":[5]})"), accepted(1, "5"));
+  expectRun(1, "success, 5 success");
+}
+
+}  // namespace

@@ -1,0 +1,95 @@
+#include "tests/support/daemon_process.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+
+#include "tests/support/fixtures.h"
+#include "tests/support/socket_client.h"
+
+namespace {
+
+constexpr int kTookTooLong = -1000;
+constexpr int kExecFailed = 127;
+
+int describeEnd(int status) {
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+void moveClock(const std::string& clock) {
+  setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
+  setenv("FAKETIME", clock.c_str(), 1);
+  setenv("NO_FAKE_STAT", "1", 1);  // the daemon reads no file times, and the library's stat is not safe at exit
+}
+
+}  // namespace
+
+DaemonProcess::DaemonProcess(std::string program, int speed)
+    : DaemonProcess(std::move(program), speed > 1 ? "+0 x" + std::to_string(speed) : "") {}
+
+DaemonProcess::~DaemonProcess() {
+  if (pid_ > 0) {
+    signal(SIGKILL);
+    wait();
+  }
+}
+
+void DaemonProcess::start(const std::function<void()>& beforeExec) {
+  pid_ = fork();
+  if (pid_ != 0) {
+    return;
+  }
+  if (beforeExec) {
+    beforeExec();
+  }
+  if (!clock_.empty()) {
+    moveClock(clock_);
+  }
+  execl(program_.c_str(), program_.c_str(), nullptr);
+  _exit(kExecFailed);
+}
+
+bool DaemonProcess::startReady(const std::function<void()>& beforeExec) {
+  start(beforeExec);
+  bool connected = false;
+  waitUntil([&] {
+    connected = SocketClient().connected();
+    return connected || hasEnded();
+  });
+  return connected;
+}
+
+bool DaemonProcess::hasEnded() const {
+  siginfo_t info{};
+  return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid_;
+}
+
+void DaemonProcess::signal(int signalNumber) const {
+  kill(pid_, signalNumber);
+}
+
+int DaemonProcess::wait(int deadlineSec) {
+  int status = 0;
+  const bool ended =
+      waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, std::chrono::seconds(deadlineSec));
+  if (!ended) {
+    signal(SIGKILL);
+    waitpid(pid_, &status, 0);
+  }
+  pid_ = -1;
+  return ended ? describeEnd(status) : kTookTooLong;
+}
+
+int DaemonProcess::stop() {
+  signal(SIGTERM);
+  return wait();
+}
+
+int DaemonProcess::openDescriptors() const {
+  const auto folder = std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd");
+  return static_cast<int>(std::distance(begin(folder), end(folder)));
+}

@@ -1,0 +1,42 @@
+// The real daemon as a child process.
+#ifndef QUORIN_TESTS_SUPPORT_DAEMON_PROCESS_H
+#define QUORIN_TESTS_SUPPORT_DAEMON_PROCESS_H
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+
+class DaemonProcess {
+ public:
+  // program: the daemon whose paths are below this test's root. speed: how much faster than real its clock runs, so
+  // that its ten-second polls take a moment.
+  explicit DaemonProcess(std::string program, int speed = 1);
+  // clock: as libfaketime's environment variable FAKETIME takes it.
+  DaemonProcess(std::string program, std::string clock) : program_(std::move(program)), clock_(std::move(clock)) {}
+  ~DaemonProcess();  // kills what still runs
+  DaemonProcess(const DaemonProcess&) = delete;
+  DaemonProcess& operator=(const DaemonProcess&) = delete;
+
+  // Starts it; beforeExec runs in the child, for limits of its own.
+  void start(const std::function<void()>& beforeExec = {});
+  // Starts it and waits until its socket accepts connections; false when it ends or takes too long.
+  bool startReady(const std::function<void()>& beforeExec = {});
+  void signal(int signalNumber) const;
+  // Waits for its end: its exit status, or -N when signal N ended it, or -1000 when it had to be killed after the
+  // deadline.
+  int wait(int deadlineSec = 60);
+  // SIGTERM, then wait.
+  int stop();
+  pid_t pid() const { return pid_; }
+  int openDescriptors() const;
+
+ private:
+  bool hasEnded() const;
+
+  std::string program_;
+  std::string clock_;  // empty: the host's
+  pid_t pid_ = -1;
+};
+
+#endif

@@ -1,0 +1,54 @@
+// What tests share: a fresh root with a simulated switch, the stores opened in this process, and waiting for what can
+// be observed.
+#ifndef QUORIN_TESTS_SUPPORT_FIXTURES_H
+#define QUORIN_TESTS_SUPPORT_FIXTURES_H
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "base/json.h"
+#include "switchsim/switch_state.h"
+
+// Polls until the condition holds; false when the deadline passes first.
+bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds deadline = std::chrono::seconds(20));
+
+// The whole content of a file; empty when it can't be read.
+std::string readFile(const std::string& path);
+
+// How often a text occurs in another.
+int countOf(const std::string& text, const std::string& part);
+
+// Runs a shell command; returns its exit status and what it printed (both streams if the command says 2>&1).
+int runCommand(const std::string& command, std::string* output);
+
+// A root without files of an earlier test, and a switch of its own (2 units of 28 ports, 24 of them PoE, all idle:
+// every port with a device).
+class RootTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  // A new switch in place of the present one.
+  static void makeSwitch(const switchsim::SwitchOptions& options);
+  // The log so far.
+  static std::string logText();
+};
+
+// Also: the daemon's context, history store, port locks and switch session live in this process, the log goes to its
+// file.
+class StoreTest : public RootTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+  // Closes the history database and opens it again.
+  static void reopenHistory();
+  // One value of a query on the history database, over a connection of its own; "NULL" for NULL, "" for no row.
+  static std::string query(const std::string& sql);
+};
+
+// A member of a JSON tree as text: a string's content, else as printed without blanks; "" when missing.
+std::string jsonText(const JsonPtr& tree, const char* key);
+std::string printJson(const cJSON* tree);
+
+#endif

@@ -1,0 +1,72 @@
+#include "tests/support/socket_client.h"
+
+#include <cjson/cJSON.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstring>
+
+#include "daemon/paths.h"
+
+SocketClient::SocketClient() : connection_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  strncpy(address.sun_path, kSocketPath, sizeof address.sun_path - 1);
+  if (connect(connection_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    connection_.reset(-1);
+  }
+}
+
+bool SocketClient::sendBytes(const std::string& bytes) {
+  size_t sent = 0;
+  while (sent < bytes.size()) {
+    const ssize_t n = send(connection_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+    if (n <= 0) {
+      return false;
+    }
+    sent += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+void SocketClient::endOfRequest() {
+  shutdown(connection_.get(), SHUT_WR);
+}
+
+std::string SocketClient::readAll() {
+  std::string text;
+  char chunk[65536];
+  for (ssize_t n = 0; (n = recv(connection_.get(), chunk, sizeof chunk, 0)) > 0;) {
+    text.append(chunk, static_cast<size_t>(n));
+  }
+  return text;
+}
+
+std::string exchange(const std::string& bytes, bool halfClose) {
+  SocketClient client;
+  if (!client.connected()) {
+    return "not connected";
+  }
+  client.sendBytes(bytes);
+  if (halfClose) {
+    client.endOfRequest();
+  }
+  return client.readAll();
+}
+
+std::string rpc(const std::string& method, const std::string& params) {
+  std::string answer = exchange(R"({"method":")" + method + R"(","params":)" + params + "}\n");
+  if (!answer.empty() && answer.back() == '\n') {
+    answer.pop_back();
+  }
+  return answer;
+}
+
+JsonPtr rpcResult(const std::string& method, const std::string& params) {
+  const std::string answer = rpc(method, params);
+  const JsonPtr envelope = jsonParse(answer.c_str());
+  JsonPtr result(cJSON_DetachItemFromObject(envelope.get(), "result"));
+  EXPECT_NE(result, nullptr) << method << " " << params << " answered " << answer;
+  return result;
+}

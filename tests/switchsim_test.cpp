@@ -1,0 +1,210 @@
+// The simulated switch: what its clients get from it, and what its command does to it.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <future>
+#include <regex>
+
+#include "switchos/openclt.h"
+#include "switchsim/shared_state.h"
+#include "tests/support/fixtures.h"
+
+using namespace switchsim;
+
+class SwitchsimTest : public RootTest {
+ protected:
+  // Two units of eight ports, of which the first six have PoE.
+  void SetUp() override {
+    RootTest::SetUp();
+    makeSwitch({2, 8, 6});
+    ASSERT_EQ(openapiClientRegister("test", &handle_), 0);
+  }
+  void TearDown() override { openapiClientTearDown(&handle_); }
+
+  int32_t set(uint32_t ifNum, uint32_t mode) { return rpcclt_openapiPoePsePortAdminEnableSet(&handle_, ifNum, mode); }
+  int32_t reset(int32_t unit, uint32_t ifNum) { return rpcclt_openapiPoePsePortReset(&handle_, unit, ifNum); }
+
+  OpenClientHandle handle_{};
+};
+
+TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
+  const std::tuple<bool, uint32_t, uint32_t, uint32_t, uint32_t> rows[] = {
+      {false, 12000, 30000, kDisabled, 0},  {true, 0, 30000, kSearching, 0},      {true, 3500, 30000, kDelivering, 1},
+      {true, 7000, 30000, kDelivering, 2},  {true, 15400, 30000, kDelivering, 3}, {true, 15500, 30000, kDelivering, 4},
+      {true, 30000, 30000, kDelivering, 4}, {true, 90000, 90000, kDelivering, 8}, {true, 90000, 89999, kDenied, 8}};
+  for (const auto& [on, deviceMw, limitMw, status, powerClass] : rows) {
+    SCOPED_TRACE(testing::Message() << (on ? "on, " : "off, ") << deviceMw << " mW, limit " << limitMw);
+    const auto watts = deviceMw == 0 ? std::nullopt : std::make_optional(deviceMw / 1000.0);
+    ASSERT_EQ(setPortSettings(1, {1, limitMw}) + setDevice(1, watts) + setAdmin(1, on), "");
+    EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; })) << portView(1)->status;
+    uint32_t powerMw = 9, currentMa = 9, voltageMv = 9, temperature = 0;
+    EXPECT_EQ(rpcclt_openapiPoePsePortSensorsGet(&handle_, 1, 1, &powerMw, &currentMa, &voltageMv, &temperature), 0);
+    const bool delivers = status == kDelivering;
+    EXPECT_EQ(powerMw, delivers ? deviceMw : 0);
+    EXPECT_NEAR(voltageMv, delivers ? 53500 : 0, delivers ? 1000 : 0);
+    EXPECT_NEAR(currentMa * (voltageMv / 1000.0), powerMw, 30);
+    EXPECT_TRUE(temperature > 20 && temperature < 90) << temperature;
+    EXPECT_EQ(portView(1)->powerClass, powerClass);
+  }
+}
+
+TEST_F(SwitchsimTest, APortIsDarkWhileItDetectsItsDevice) {
+  const std::function<void()> disturbances[] = {[&] { EXPECT_EQ(reset(1, 1), 0); },
+                                                [&] { EXPECT_EQ(set(1, 0) + set(1, 1), 0); },
+                                                [&] { EXPECT_EQ(setDevice(1, 4.5), ""); }};
+  for (const auto& disturb : disturbances) {
+    EXPECT_EQ(set(1, 1), 0);
+    EXPECT_EQ(portView(1)->status, kDelivering) << "switching on a port that is on leaves it alone";
+    const int64_t startMs = monotonicMs();
+    disturb();
+    ASSERT_TRUE(waitUntil([] { return portView(1)->status == kDelivering; }));
+    EXPECT_GE(monotonicMs() - startMs, kDetectionMs);
+  }
+}
+
+TEST_F(SwitchsimTest, MisuseIsRefusedAndCountedAndChangesNothing) {
+  OpenClientHandle stranger{}, forged = handle_;
+  forged.opaque[1] += 1;
+  uint32_t value = 0;
+  char text[] = "1/0/1";
+  OpenBuffDesc unterminated{5, text};
+  const std::pair<const char*, std::function<int32_t()>> rows[] = {
+      {"unregistered handle", [&] { return rpcclt_openapiPoePsePortAdminEnableSet(&stranger, 1, 0); }},
+      {"forged handle", [&] { return rpcclt_openapiPoePsePortReset(&forged, 1, 1); }},
+      {"null handle", [&] { return rpcclt_openapiConnectivityCheck(nullptr); }},
+      {"mode 2", [&] { return set(1, 2); }},
+      {"ifNum 0", [&] { return set(0, 0); }},
+      {"past the last ifNum", [&] { return set(17, 0); }},
+      {"wrong unit", [&] { return reset(2, 1); }},
+      {"null out", [&] { return rpcclt_openapiPoePsePortAdminEnableGet(&handle_, 1, nullptr); }},
+      {"unterminated text", [&] { return rpcclt_openapiIfNumGet(&handle_, &unterminated, &value); }}};
+  uint64_t misuses = 0;
+  for (const auto& [name, call] : rows) {
+    EXPECT_EQ(call(), OPENCLT_INVALID_ARGUMENT) << name;
+    EXPECT_EQ(misuseCount(), ++misuses) << name;
+  }
+  EXPECT_EQ(set(7, 0), OPENCLT_NOT_ALLOWED) << "a port without PoE";
+  EXPECT_EQ(misuseCount(), misuses);
+  EXPECT_EQ(portView(1)->status, kDelivering);
+}
+
+TEST_F(SwitchsimTest, FaultsBefallTheCallsTheyAreSetForAndADelayHoldsUpNobodyElse) {
+  constexpr uint32_t kDelayMs = 600;
+  ASSERT_EQ(addFault({Operation::adminEnableSet, 2, -29, 0, 2}), "");
+  ASSERT_EQ(addFault({Operation::adminEnableSet, 0, -7, 0, 1}), "");
+  ASSERT_EQ(addFault({Operation::portReset, 9, -5, 0, 0}), "");
+  for (const auto& [ifNum, result] : {std::pair{2, -29}, {3, -7}, {2, -29}, {2, 0}}) EXPECT_EQ(set(ifNum, 0), result);
+  EXPECT_TRUE(portView(3)->adminOn && !portView(2)->adminOn) << "a failed set changes nothing";
+  EXPECT_EQ(journalSince(0).at(1).result, -7);
+  for (int i = 0; i < 3; i++) EXPECT_EQ(reset(2, 9), -5) << "until cleared";
+  EXPECT_EQ(reset(2, 10), 0);
+  ASSERT_EQ(clearFaults(), "");
+  EXPECT_EQ(reset(2, 9), 0);
+
+  ASSERT_EQ(addFault({Operation::portReset, 1, -3, kDelayMs, 1}), "");
+  const int64_t startMs = monotonicMs();
+  auto slow = std::async(std::launch::async, [this] { return reset(1, 1); });
+  EXPECT_TRUE(waitUntil([] { return viewSwitch()->faults.empty(); }));
+  EXPECT_EQ(reset(1, 2), 0);
+  EXPECT_LT(monotonicMs() - startMs, kDelayMs);
+  EXPECT_EQ(slow.get(), -3);
+  EXPECT_GE(monotonicMs() - startMs, kDelayMs);
+}
+
+TEST_F(SwitchsimTest, AKilledOwnerOfTheLockWedgesNobody) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const LockedState state = lockState();
+    raise(SIGKILL);
+  }
+  waitpid(child, nullptr, 0);
+  alarm(20);  // a wedged lock would end the test here
+  for (const uint32_t mode : {0, 1}) EXPECT_EQ(set(1, mode), 0);
+  alarm(0);
+}
+
+TEST_F(SwitchsimTest, TheJournalHoldsTheLastChangesOfAllProcessesAndThreadsInOrder) {
+  constexpr uint32_t kPorts = 6, kCalls = kJournalCapacity / kPorts + 100;
+  const auto switchOffAndOn = [this](uint32_t ifNum) {
+    for (uint32_t i = 0; i < kCalls; i++) set(ifNum, i % 2);
+  };
+  for (uint32_t ifNum = 1; ifNum <= kPorts; ifNum += 2) {
+    if (fork() != 0) continue;
+    const auto other = std::async(std::launch::async, switchOffAndOn, ifNum + 1);
+    switchOffAndOn(ifNum);
+    other.wait();
+    _exit(0);
+  }
+  while (wait(nullptr) > 0) continue;
+  const auto journal = journalSince(0);
+  ASSERT_EQ(journal.size(), kJournalCapacity);
+  EXPECT_EQ(journalSince(kPorts * kCalls - 2).size(), 2u);
+  std::vector<uint32_t> lastValue(kPorts + 1, 2);  // by ifNum
+  for (size_t i = 0; i < journal.size(); i++) {
+    ASSERT_EQ(journal[i].seq, kPorts * kCalls - kJournalCapacity + 1 + i);
+    ASSERT_NE(journal[i].value, lastValue[journal[i].ifNum]) << i;
+    lastValue[journal[i].ifNum] = journal[i].value;
+    ASSERT_GE(journal[i].monoMs, journal[i == 0 ? 0 : i - 1].monoMs);
+  }
+}
+
+TEST_F(SwitchsimTest, ASwitchThatVanishesReturnsOrIsReplacedIsFollowed) {
+  const std::string path = statePath();
+  std::atomic<bool> stop{false};
+  const auto caller = std::async(std::launch::async, [&] {
+    for (uint32_t mode = 0; !stop;) rpcclt_openapiPoePsePortAdminEnableGet(&handle_, 2, &mode);
+  });
+  for (int i = 0; i < 20; i++) {
+    EXPECT_EQ(set(1, 0), 0);
+    EXPECT_EQ(rename(path.c_str(), (path + ".away").c_str()), 0);
+    EXPECT_LT(set(1, 1), 0);
+    makeSwitch({1, 8, 6, NameForm::slotPort});
+    EXPECT_TRUE(portView(1)->adminOn && portView(1)->name == "0/1") << "another switch";
+    EXPECT_EQ(rename((path + ".away").c_str(), path.c_str()), 0);
+    EXPECT_FALSE(portView(1)->adminOn) << "the first switch is back";
+  }
+  stop = true;
+  caller.wait();
+  std::ofstream(path) << "precious";  // cuts the mapped file short
+  EXPECT_NE(createSwitch({}, true), "");
+  EXPECT_EQ(readFile(path), "precious");
+}
+
+TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
+  const std::tuple<const char*, int, const char*> rows[] = {
+      {"set 1/0/2 off", 0, ""},
+      {"set 1/0/7 off", 1, "no PoE"},
+      {"device 2/0/6 12.5", 0, ""},
+      {"device 1 nan", 2, ""},
+      {"show", 0, "2/0/6        14  on"},
+      {"journal", 0, "cliSet"},
+      {"fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1", 0, ""},
+      {"clock '2024-02-29 23:59:59' --run", 0, ""},
+      {"create", 1, "--force"}};
+  std::string output;
+  for (const auto& [arguments, exitCode, says] : rows) {
+    EXPECT_EQ(runCommand(std::string(TEST_SWITCHSIM " ") + arguments + " 2>&1", &output), exitCode) << arguments;
+    EXPECT_NE(output.find(says), std::string::npos) << arguments << "\n" << output;
+  }
+  EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);
+  EXPECT_EQ(reset(2, 9), -22);
+  EXPECT_TRUE(waitUntil([] { return viewSwitch()->clock.time > "2024-03-01"; }));
+}
+
+TEST_F(SwitchsimTest, JsonHasTheSameShapeWhateverTheSwitchIs) {
+  const auto keysAfter = [](const std::string& change, const char* show) {
+    std::string output;
+    EXPECT_EQ(runCommand(TEST_SWITCHSIM " " + change + " && " TEST_SWITCHSIM " " + show + " --json", &output), 0);
+    return std::regex_replace(output, std::regex(R"x("(\w+)":)x"), "$1 ", std::regex_constants::format_no_copy);
+  };
+  makeSwitch({1, 1, 1});
+  for (const char* change : {"device 1 12", "device 1 none", "server down", "clock fail", "set 1 off", "set 1 on"}) {
+    EXPECT_EQ(keysAfter(change, "show"),
+              "units unit ports name ifNum poe adminMode state detectionStatus powerMw currentMa voltageMv temperature "
+              "class deviceWatts priority limitMw server clock mode time faults misuse lastMisuse lastClient ");
+  }
+  EXPECT_EQ(keysAfter("set 1 on", "journal --since 2"), "entries seq timeMs monoMs op unit ifNum value result ");
+}
