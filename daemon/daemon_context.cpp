@@ -7,7 +7,8 @@
 namespace {
 
 std::atomic<DaemonContext*> currentContext{nullptr};
-// Keeps a retired context reachable: nobody may free it. Atomic only so that the compiler keeps a store that nothing reads.
+// Keeps a retired context reachable: nobody may free it. Atomic only so that the compiler keeps a store that nothing
+// reads.
 std::atomic<DaemonContext*> retiredContext{nullptr};
 
 }  // namespace

@@ -299,7 +299,9 @@ int32_t forceFailStepsLocked(sqlite3* db, Transaction& transaction, int64_t runI
 
 }  // namespace
 
-void historyForgetLostRuns() { lostRunId = 0; }
+void historyForgetLostRuns() {
+  lostRunId = 0;
+}
 
 int64_t historyRunBegin(const RunBeginRequest* request) {
   if (request == nullptr) {
