@@ -46,7 +46,7 @@ int32_t portLockTry(int32_t unit, int32_t ifNum) {
     return ERR_GENERAL;
   }
   slot.held = 1;
-  pthread_mutex_trylock(&slot.mutex);  // free whenever held is 0, so this never fails
+  (void)pthread_mutex_trylock(&slot.mutex);  // free whenever held is 0, so this never fails
   return RESULT_OK;
 }
 

@@ -80,7 +80,7 @@ uint32_t unitOf(const SwitchOptions& options, uint32_t ifNum) {
 }
 
 std::string portName(const SwitchOptions& options, uint32_t ifNum) {
-  const std::string slotPort = "0/" + std::to_string((ifNum - 1) % options.portsPerUnit + 1);
+  std::string slotPort = "0/" + std::to_string((ifNum - 1) % options.portsPerUnit + 1);
   if (options.names == NameForm::slotPort) return slotPort;
   return std::to_string(unitOf(options, ifNum)) + "/" + slotPort;
 }
