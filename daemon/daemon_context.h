@@ -51,6 +51,11 @@ class DatabaseAccess {
   sqlite3* db_ = nullptr;
 };
 
+class ScheduleAccess : public DatabaseAccess {
+ public:
+  ScheduleAccess() : DatabaseAccess(&DaemonContext::scheduleDbMutex, &DaemonContext::scheduleDb) {}
+};
+
 class HistoryAccess : public DatabaseAccess {
  public:
   HistoryAccess() : DatabaseAccess(&DaemonContext::historyDbMutex, &DaemonContext::historyDb) {}

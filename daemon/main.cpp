@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "config/boot_delay_config.h"
+#include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "daemon/stop_signal.h"
@@ -63,6 +65,10 @@ bool createContext() {
 }
 
 bool openStores() {
+  if (scheduleStoreInit() < 0) {
+    logMessage(LOG_ERR, "[%s:%d] schedule store init failed", __func__, __LINE__);
+    return false;
+  }
   if (historyStoreInit() < 0) {
     logMessage(LOG_ERR, "[%s:%d] history store init failed", __func__, __LINE__);
     return false;
@@ -72,6 +78,14 @@ bool openStores() {
     logMessage(LOG_ERR, "[%s:%d] history reconcile of interrupted runs failed", __func__, __LINE__);
   }
   return true;
+}
+
+bool initBootDelayConfig() {
+  if (configStoreInit() >= 0) {
+    return true;
+  }
+  logMessage(LOG_ERR, "[%s:%d] config store init failed", __func__, __LINE__);
+  return false;
 }
 
 bool initPortLocks() {
@@ -121,7 +135,8 @@ int main() {
   writePidFile();
   // A failed step ends the process as it stands: whoever starts it again finds the pid file and the log as evidence.
   DaemonThreads threads{};
-  if (!connectSwitchOs() || !createContext() || !openStores() || !initPortLocks() || !startThreads(&threads)) {
+  if (!connectSwitchOs() || !createContext() || !openStores() || !initBootDelayConfig() || !initPortLocks() ||
+      !startThreads(&threads)) {
     return 1;
   }
   logMessage(LOG_INFO, "[%s:%d] quorin_poed ready", __func__, __LINE__);

@@ -11,7 +11,10 @@ const char kOldLogFilePath[] = QUORIN_POED_ROOT "/tmp/sw900.log.old";
 const char kLogLevelPath[] = QUORIN_POED_ROOT "/tmp/devmgr_log_level";
 
 const char kDataDirPath[] = DATA_DIR;
+const char kScheduleDbPath[] = DATA_DIR "/schedule.db";
 const char kHistoryDbPath[] = DATA_DIR "/history.db";
+const char kBootDelayConfigPath[] = DATA_DIR "/bootdelay.json";
+const char kBootDelayTempPath[] = DATA_DIR "/bootdelay.json.tmp";
 const char kPidFilePath[] = QUORIN_POED_ROOT "/var/run/quorin_poed.pid";
 const char kSocketPath[] = QUORIN_POED_ROOT "/var/run/quorin_poed.sock";
 const char kShowPortOutputPath[] = QUORIN_POED_ROOT "/tmp/quorin_poed_show_port";

@@ -6,7 +6,10 @@
 #include "log/log.h"  // the log's own paths
 
 extern const char kDataDirPath[];  // survives reboots
+extern const char kScheduleDbPath[];
 extern const char kHistoryDbPath[];
+extern const char kBootDelayConfigPath[];
+extern const char kBootDelayTempPath[];  // becomes the former by a rename
 extern const char kPidFilePath[];
 extern const char kSocketPath[];  // at most 107 bytes, the room in a Unix-domain socket address
 extern const char kShowPortOutputPath[];

@@ -1,0 +1,166 @@
+#include "config/boot_delay_config.h"
+
+#include <cjson/cJSON.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "base/json.h"
+#include "base/result_codes.h"
+#include "base/thread_annotations.h"
+#include "base/unique_fd.h"
+#include "daemon/paths.h"
+#include "log/log.h"
+
+namespace {
+
+constexpr uint32_t kSequential = 1;
+constexpr size_t kUnitKeyBytes = 16;
+constexpr const char* kUnits = "units";
+
+Mutex bootDelayConfigMutex;  // guards the file
+
+struct FileCloser {
+  void operator()(FILE* file) const { fclose(file); }
+};
+using FilePtr = std::unique_ptr<FILE, FileCloser>;
+
+struct UnitKey {
+  char text[kUnitKeyBytes];
+  explicit UnitKey(int32_t unit) { snprintf(text, sizeof text, "%d", static_cast<int>(unit)); }
+};
+
+// {"units": {}}, or null when memory runs out.
+JsonPtr emptyConfig() {
+  JsonPtr root(cJSON_CreateObject());
+  const bool built = root != nullptr && cJSON_AddObjectToObject(root.get(), kUnits) != nullptr;
+  return built ? std::move(root) : nullptr;
+}
+
+// The file's whole text; empty when it can't be read.
+std::string readConfigText() {
+  const FilePtr file(fopen(kBootDelayConfigPath, "rbe"));
+  std::string text;
+  char chunk[4096];
+  for (size_t n = 0; file != nullptr && (n = fread(chunk, 1, sizeof chunk, file.get())) > 0;) {
+    text.append(chunk, n);
+  }
+  return text;
+}
+
+// The file as a document with an object under "units"; null only when memory runs out.
+JsonPtr loadConfigFile() try {
+  JsonPtr root = jsonParse(readConfigText().c_str());
+  if (!cJSON_IsObject(root.get())) {
+    return emptyConfig();
+  }
+  const cJSON* units = jsonMember(root.get(), kUnits);
+  if (cJSON_IsObject(units)) {
+    return root;
+  }
+  return units == nullptr && cJSON_AddObjectToObject(root.get(), kUnits) != nullptr ? std::move(root) : emptyConfig();
+} catch (const std::bad_alloc&) {
+  return nullptr;
+}
+
+// Writes and syncs the temporary file; false when any of it fails, as on a full disk.
+bool writeTemporaryFile(const char* path, const char* text) {
+  FilePtr file(fopen(path, "wbe"));
+  if (file == nullptr) {
+    return false;
+  }
+  const bool written = fputs(text, file.get()) >= 0 && fflush(file.get()) == 0 && fsync(fileno(file.get())) == 0;
+  return fclose(file.release()) == 0 && written;
+}
+
+// Makes the rename itself survive a power cut.
+void syncDataDir() {
+  const UniqueFd folder(open(kDataDirPath, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  fsync(folder.get());
+}
+
+int32_t saveConfigFile(const cJSON* root) {
+  const JsonTextPtr text(cJSON_Print(root));
+  if (text == nullptr) {
+    return ERR_GENERAL;
+  }
+  if (!writeTemporaryFile(kBootDelayTempPath, text.get())) {
+    unlink(kBootDelayTempPath);
+    return ERR_GENERAL;
+  }
+  if (rename(kBootDelayTempPath, kBootDelayConfigPath) != 0) {
+    logMessage(LOG_ERR, "[%s:%d] rename bootdelay config failed: %s", __func__, __LINE__, strerror(errno));
+    unlink(kBootDelayTempPath);
+    return ERR_GENERAL;
+  }
+  syncDataDir();
+  return RESULT_OK;
+}
+
+JsonPtr unitToJson(const BootDelayConfig& config) {
+  JsonPtr object(cJSON_CreateObject());
+  const bool built =
+      object != nullptr && jsonAddNumber(object.get(), "delaySec", config.delaySec) &&
+      jsonAddText(object.get(), "executionMode", config.executionMode == kSequential ? "sequential" : "simultaneous") &&
+      jsonAddNumber(object.get(), "interPortDelaySec", config.interPortDelaySec);
+  return built ? std::move(object) : nullptr;
+}
+
+uint32_t readMode(const cJSON* entry) {
+  const cJSON* mode = jsonMember(entry, "executionMode");
+  return cJSON_IsString(mode) && strcmp(mode->valuestring, "sequential") == 0 ? kSequential : 0;
+}
+
+bool inRange(const BootDelayConfig& config) {
+  return config.delaySec <= kMaxBootDelaySec && config.interPortDelaySec <= kMaxBootInterPortDelaySec &&
+         config.executionMode <= kSequential;
+}
+
+}  // namespace
+
+int32_t configStoreInit() {
+  struct stat status {};
+  if (stat(kBootDelayConfigPath, &status) != 0) {
+    const JsonPtr fresh = emptyConfig();
+    if (fresh != nullptr) {
+      saveConfigFile(fresh.get());
+    }
+  }
+  return 0;
+}
+
+int32_t bootDelayConfigGet(int32_t unit, BootDelayConfig* config) {
+  if (config == nullptr) {
+    return ERR_INVALID_ARG;
+  }
+  *config = BootDelayConfig{};
+  const MutexLock lock(bootDelayConfigMutex);
+  const JsonPtr root = loadConfigFile();
+  const cJSON* entry = jsonMember(jsonMember(root.get(), kUnits), UnitKey(unit).text);
+  config->delaySec = static_cast<uint32_t>(jsonInt32Member(entry, "delaySec", 0));
+  config->executionMode = readMode(entry);
+  config->interPortDelaySec = static_cast<uint32_t>(jsonInt32Member(entry, "interPortDelaySec", 0));
+  return RESULT_OK;
+}
+
+int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config) {
+  if (config == nullptr || !inRange(*config)) {
+    return ERR_INVALID_ARG;
+  }
+  const MutexLock lock(bootDelayConfigMutex);
+  const JsonPtr root = loadConfigFile();
+  cJSON* units = cJSON_GetObjectItem(root.get(), kUnits);
+  const UnitKey key(unit);
+  cJSON_DeleteItemFromObject(units, key.text);
+  if (units == nullptr || !jsonAdd(units, key.text, unitToJson(*config))) {
+    return ERR_GENERAL;
+  }
+  return saveConfigFile(root.get());
+}

@@ -1,0 +1,362 @@
+#include "config/schedule_store.h"
+
+#include <cjson/cJSON.h>
+#include <sqlite3.h>
+
+#include <cstdio>
+#include <ctime>
+#include <new>
+
+#include "base/result_codes.h"
+#include "base/sqlite_guard.h"
+#include "config/schedule_json.h"
+#include "daemon/daemon_context.h"
+#include "daemon/paths.h"
+#include "log/log.h"
+
+namespace {
+
+constexpr const char* kSchema =
+    "PRAGMA journal_mode=WAL;"
+    "PRAGMA foreign_keys=ON;"
+    "CREATE TABLE IF NOT EXISTS poe_schedule ("
+    "  schedule_id      INTEGER PRIMARY KEY AUTOINCREMENT,"
+    "  unit             INTEGER NOT NULL,"
+    "  name             TEXT NOT NULL,"
+    "  schedule_type    TEXT NOT NULL,"
+    "  start_date       TEXT,"
+    "  end_date         TEXT,"
+    "  recurrence       TEXT NOT NULL,"
+    "  start_time       TEXT,"
+    "  end_time         TEXT,"
+    "  restart_time     TEXT,"
+    "  off_time_sec     INTEGER,"
+    "  sequential_power INTEGER NOT NULL DEFAULT 0,"
+    "  inter_port_delay INTEGER NOT NULL DEFAULT 0,"
+    "  all_day          INTEGER NOT NULL DEFAULT 0,"
+    "  enabled          INTEGER NOT NULL DEFAULT 1,"
+    "  created_at       INTEGER NOT NULL,"
+    "  UNIQUE(unit, name)"
+    ");"
+    "CREATE TABLE IF NOT EXISTS poe_schedule_days ("
+    "  schedule_id INTEGER NOT NULL,"
+    "  day         INTEGER NOT NULL,"
+    "  PRIMARY KEY (schedule_id, day),"
+    "  FOREIGN KEY(schedule_id) REFERENCES poe_schedule(schedule_id) ON DELETE CASCADE"
+    ");"
+    "CREATE TABLE IF NOT EXISTS poe_schedule_ifs ("
+    "  schedule_id INTEGER NOT NULL,"
+    "  if_num      INTEGER NOT NULL,"
+    "  PRIMARY KEY (schedule_id, if_num),"
+    "  FOREIGN KEY(schedule_id) REFERENCES poe_schedule(schedule_id) ON DELETE CASCADE"
+    ");"
+    "CREATE INDEX IF NOT EXISTS idx_poe_schedule_unit ON poe_schedule(unit);";
+
+// Tables of the first layout lack this column.
+constexpr const char* kUpgrade = "ALTER TABLE poe_schedule ADD COLUMN all_day INTEGER NOT NULL DEFAULT 0;";
+
+constexpr size_t kChildSqlBytes = 128;
+
+struct ChildTable {
+  const char* name;
+  const char* column;
+};
+constexpr ChildTable kDays{"poe_schedule_days", "day"};
+constexpr ChildTable kPorts{"poe_schedule_ifs", "if_num"};
+
+// The child rows of a schedule in ascending order; empty when they can't be read whole.
+template <typename Int>
+std::vector<Int> loadIntColumn(sqlite3* db, int64_t scheduleId, const ChildTable& table) try {
+  char sql[kChildSqlBytes];
+  snprintf(sql, sizeof sql, "SELECT %s FROM %s WHERE schedule_id=? ORDER BY %s ASC;", table.column, table.name,
+           table.column);
+  std::vector<Int> values;
+  const StatementPtr statement = prepareStatement(db, sql);
+  if (statement == nullptr) {
+    return values;
+  }
+  sqlite3_bind_int64(statement.get(), 1, scheduleId);
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    values.push_back(static_cast<Int>(sqlite3_column_int(statement.get(), 0)));
+  }
+  return values;
+} catch (const std::bad_alloc&) {
+  return {};
+}
+
+// Inserts the values up to the first that is refused; true when all are stored.
+template <typename Int>
+bool saveIntColumn(sqlite3* db, int64_t scheduleId, const std::vector<Int>& values, const ChildTable& table) {
+  char sql[kChildSqlBytes];
+  snprintf(sql, sizeof sql, "INSERT INTO %s (schedule_id, %s) VALUES (?, ?);", table.name, table.column);
+  const StatementPtr statement = prepareStatement(db, sql);
+  if (statement == nullptr) {
+    return false;
+  }
+  for (const Int value : values) {
+    sqlite3_reset(statement.get());
+    sqlite3_bind_int64(statement.get(), 1, scheduleId);
+    sqlite3_bind_int64(statement.get(), 2, value);
+    if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool saveChildren(sqlite3* db, const PoeSchedule& schedule) {
+  return saveIntColumn(db, schedule.scheduleId, schedule.days, kDays) &&
+         saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts);
+}
+
+void loadChildren(sqlite3* db, PoeSchedule* schedule) {
+  schedule->days = loadIntColumn<int32_t>(db, schedule->scheduleId, kDays);
+  schedule->ifNums = loadIntColumn<uint32_t>(db, schedule->scheduleId, kPorts);
+}
+
+// Binds start_date to enabled, the columns that insert and update share but for recurrence's neighbours, from index
+// first on.
+void bindContent(sqlite3_stmt* statement, int first, const PoeSchedule& schedule) {
+  bindTextOrNull(statement, first, schedule.startDate.orNull());
+  bindTextOrNull(statement, first + 1, schedule.endDate.orNull());
+  bindTextOrNull(statement, first + 2, recurrenceText(schedule.recurrence));
+  bindTextOrNull(statement, first + 3, schedule.startTime.orNull());
+  bindTextOrNull(statement, first + 4, schedule.endTime.orNull());
+  bindTextOrNull(statement, first + 5, schedule.restartTime.orNull());
+  sqlite3_bind_int(statement, first + 6, schedule.offTimeSec);
+  sqlite3_bind_int(statement, first + 7, schedule.sequential ? 1 : 0);
+  sqlite3_bind_int(statement, first + 8, schedule.interPortDelaySec);
+  sqlite3_bind_int(statement, first + 9, schedule.allDay);
+  sqlite3_bind_int(statement, first + 10, schedule.enabled);
+}
+
+int32_t insertScheduleLocked(sqlite3* db, int32_t unit, PoeSchedule* schedule) {
+  const StatementPtr statement = prepareStatement(
+      db,
+      "INSERT INTO poe_schedule (unit, name, schedule_type, start_date, end_date, recurrence, start_time, end_time, "
+      "restart_time, off_time_sec, sequential_power, inter_port_delay, all_day, enabled, created_at) VALUES "
+      "(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);");
+  if (statement == nullptr) {
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  bindTextOrNull(statement.get(), 2, schedule->name.c_str());
+  bindTextOrNull(statement.get(), 3, scheduleTypeText(schedule->type));
+  bindContent(statement.get(), 4, *schedule);
+  sqlite3_bind_int64(statement.get(), 15, time(nullptr));
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    return sqlite3_errcode(db) == SQLITE_CONSTRAINT ? ERR_EXISTS : ERR_GENERAL;
+  }
+  schedule->scheduleId = sqlite3_last_insert_rowid(db);
+  return saveChildren(db, *schedule) ? RESULT_OK : ERR_GENERAL;
+}
+
+// Fills a record from its row, without days and ports. RESULT_OK, ERR_NOT_FOUND or ERR_GENERAL.
+int32_t readScheduleLocked(sqlite3* db, int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
+  const StatementPtr statement =
+      prepareStatement(db, "SELECT " SCHEDULE_COLUMNS " FROM poe_schedule WHERE unit=? AND schedule_id=?;");
+  if (statement == nullptr) {
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  sqlite3_bind_int64(statement.get(), 2, scheduleId);
+  const int step = sqlite3_step(statement.get());
+  if (step != SQLITE_ROW) {
+    return step == SQLITE_DONE ? ERR_NOT_FOUND : ERR_GENERAL;
+  }
+  scheduleRowRead(statement.get(), schedule);
+  return RESULT_OK;
+}
+
+bool updateRowLocked(sqlite3* db, int32_t unit, const PoeSchedule& schedule) {
+  const StatementPtr statement = prepareStatement(
+      db,
+      "UPDATE poe_schedule SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, end_time=?, "
+      "restart_time=?, "
+      "off_time_sec=?, sequential_power=?, inter_port_delay=?, all_day=?, enabled=? WHERE unit=? AND schedule_id=?;");
+  if (statement == nullptr) {
+    return false;
+  }
+  bindTextOrNull(statement.get(), 1, schedule.name.c_str());
+  bindContent(statement.get(), 2, schedule);
+  sqlite3_bind_int(statement.get(), 13, unit);
+  sqlite3_bind_int64(statement.get(), 14, schedule.scheduleId);
+  return sqlite3_step(statement.get()) == SQLITE_DONE;
+}
+
+void deleteChildren(sqlite3* db, int64_t scheduleId) {
+  for (const char* sql :
+       {"DELETE FROM poe_schedule_days WHERE schedule_id=?;", "DELETE FROM poe_schedule_ifs  WHERE schedule_id=?;"}) {
+    const StatementPtr statement = prepareStatement(db, sql);
+    if (statement != nullptr) {
+      sqlite3_bind_int64(statement.get(), 1, scheduleId);
+      sqlite3_step(statement.get());
+    }
+  }
+}
+
+// Commits only what can also be answered, so that an error never hides a change.
+int32_t commitAndAnswer(Transaction& transaction, const PoeSchedule& schedule, JsonPtr* answer) {
+  JsonPtr built = scheduleToJson(schedule);
+  if (built == nullptr || !transaction.commit()) {
+    return ERR_GENERAL;
+  }
+  *answer = std::move(built);
+  return RESULT_OK;
+}
+
+int32_t appendScheduleLocked(sqlite3* db, int32_t unit, int64_t scheduleId, cJSON* array) {
+  PoeSchedule schedule;
+  if (readScheduleLocked(db, unit, scheduleId, &schedule) != RESULT_OK) {
+    return RESULT_OK;  // the others are worth showing
+  }
+  loadChildren(db, &schedule);
+  return jsonAppend(array, scheduleToJson(schedule)) ? RESULT_OK : ERR_GENERAL;
+}
+
+int32_t listSchedulesLocked(sqlite3* db, int32_t unit, cJSON* array) {
+  const StatementPtr statement =
+      prepareStatement(db, "SELECT schedule_id FROM poe_schedule WHERE unit=? ORDER BY schedule_id ASC;");
+  if (statement == nullptr) {
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  int32_t rc = RESULT_OK;
+  while (rc == RESULT_OK && sqlite3_step(statement.get()) == SQLITE_ROW) {
+    rc = appendScheduleLocked(db, unit, sqlite3_column_int64(statement.get(), 0), array);
+  }
+  return rc;
+}
+
+}  // namespace
+
+void scheduleRowRead(sqlite3_stmt* row, PoeSchedule* schedule) {
+  schedule->scheduleId = sqlite3_column_int64(row, 0);
+  schedule->unit = sqlite3_column_int(row, 1);
+  schedule->name.assign(columnText(row, 2));
+  schedule->type = scheduleTypeOf(columnText(row, 3));
+  schedule->startDate.assign(columnText(row, 4));
+  schedule->endDate.assign(columnText(row, 5));
+  schedule->recurrence = recurrenceOf(columnText(row, 6));
+  schedule->startTime.assign(columnText(row, 7));
+  schedule->endTime.assign(columnText(row, 8));
+  schedule->restartTime.assign(columnText(row, 9));
+  schedule->offTimeSec = sqlite3_column_int(row, 10);
+  schedule->sequential = sqlite3_column_int(row, 11) != 0;
+  schedule->interPortDelaySec = sqlite3_column_int(row, 12);
+  schedule->allDay = sqlite3_column_int(row, 13);
+  schedule->enabled = sqlite3_column_int(row, 14);
+}
+
+// No other thread exists yet, so the handle is published without its mutex.
+int32_t scheduleStoreInit() NO_THREAD_SAFETY_ANALYSIS {
+  DatabasePtr db;
+  if (!openDatabase(kScheduleDbPath, &db)) {
+    logMessage(LOG_ERR, "[%s:%d] schedule db open failed: %s", __func__, __LINE__, sqlite3_errmsg(db.get()));
+    return -1;
+  }
+  if (!applySchema(db.get(), kSchema, kUpgrade)) {
+    logMessage(LOG_ERR, "[%s:%d] schedule schema apply failed: %s", __func__, __LINE__, sqlite3_errmsg(db.get()));
+    return -1;
+  }
+  daemonContext()->scheduleDb = db.release();
+  return 0;
+}
+
+int32_t scheduleCreate(int32_t unit, const cJSON* content, JsonPtr* answer) {
+  PoeSchedule schedule;
+  if (scheduleFromJson(content, &schedule) != RESULT_OK) {
+    return ERR_INVALID_ARG;
+  }
+  const ScheduleAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  Transaction transaction(access.db());
+  if (!transaction.begin()) {
+    return ERR_GENERAL;
+  }
+  const int32_t rc = insertScheduleLocked(access.db(), unit, &schedule);
+  return rc == RESULT_OK ? commitAndAnswer(transaction, schedule, answer) : rc;
+}
+
+int32_t scheduleGet(int32_t unit, int64_t scheduleId, JsonPtr* answer) {
+  PoeSchedule schedule;
+  {
+    const ScheduleAccess access;
+    if (!access) {
+      return ERR_GENERAL;
+    }
+    const int32_t rc = readScheduleLocked(access.db(), unit, scheduleId, &schedule);
+    if (rc != RESULT_OK) {
+      return rc;
+    }
+    loadChildren(access.db(), &schedule);
+  }
+  JsonPtr built = scheduleToJson(schedule);
+  if (built == nullptr) {
+    return ERR_GENERAL;
+  }
+  *answer = std::move(built);
+  return RESULT_OK;
+}
+
+int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, JsonPtr* answer) {
+  PoeSchedule schedule;
+  if (scheduleFromJson(content, &schedule) != RESULT_OK) {
+    return ERR_INVALID_ARG;
+  }
+  schedule.scheduleId = scheduleId;
+  const ScheduleAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  PoeSchedule stored;
+  if (readScheduleLocked(access.db(), unit, scheduleId, &stored) != RESULT_OK) {
+    return ERR_NOT_FOUND;
+  }
+  if (stored.type != schedule.type) {
+    return ERR_INVALID_ARG;
+  }
+  Transaction transaction(access.db());
+  if (!transaction.begin() || !updateRowLocked(access.db(), unit, schedule)) {
+    return ERR_GENERAL;
+  }
+  deleteChildren(access.db(), scheduleId);
+  // Unlike in a create, what is refused here is left out: days and ports are saved apart from each other.
+  saveIntColumn(access.db(), scheduleId, schedule.days, kDays);
+  saveIntColumn(access.db(), scheduleId, schedule.ifNums, kPorts);
+  return commitAndAnswer(transaction, schedule, answer);
+}
+
+int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {
+  const ScheduleAccess access;
+  if (!access) {
+    return ERR_GENERAL;
+  }
+  const StatementPtr statement =
+      prepareStatement(access.db(), "DELETE FROM poe_schedule WHERE unit=? AND schedule_id=?;");
+  if (statement == nullptr) {
+    return ERR_GENERAL;
+  }
+  sqlite3_bind_int(statement.get(), 1, unit);
+  sqlite3_bind_int64(statement.get(), 2, scheduleId);
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    return ERR_GENERAL;
+  }
+  return sqlite3_changes(access.db()) == 0 ? ERR_NOT_FOUND : RESULT_OK;
+}
+
+int32_t scheduleList(int32_t unit, JsonPtr* answer) {
+  JsonPtr list(cJSON_CreateObject());
+  cJSON* array = list != nullptr ? cJSON_AddArrayToObject(list.get(), "schedules") : nullptr;
+  const ScheduleAccess access;
+  if (array == nullptr || !access) {
+    return ERR_GENERAL;
+  }
+  const int32_t rc = listSchedulesLocked(access.db(), unit, array);
+  if (rc == RESULT_OK) {
+    *answer = std::move(list);
+  }
+  return rc;
+}
