@@ -18,6 +18,7 @@
 #include "ipc/ipc_server.h"
 #include "log/log.h"
 #include "poe/port_locks.h"
+#include "scheduler/scheduler_thread.h"
 #include "switchos/session.h"
 
 namespace {
@@ -27,6 +28,7 @@ constexpr mode_t kDataDirMode = 0755;
 
 struct DaemonThreads {
   pthread_t ipcServer;
+  pthread_t scheduler;
   pthread_t cleanup;
 };
 
@@ -101,6 +103,10 @@ bool startThreads(DaemonThreads* threads) {
     logMessage(LOG_ERR, "[%s:%d] ipc thread create failed: %s", __func__, __LINE__, strerror(errno));
     return false;
   }
+  if (pthread_create(&threads->scheduler, nullptr, schedulerThread, nullptr) != 0) {
+    logMessage(LOG_ERR, "[%s:%d] scheduler thread create failed: %s", __func__, __LINE__, strerror(errno));
+    return false;
+  }
   if (pthread_create(&threads->cleanup, nullptr, cleanupThread, nullptr) != 0) {
     logMessage(LOG_ERR, "[%s:%d] cleanup thread create failed: %s", __func__, __LINE__, strerror(errno));
     return false;
@@ -110,6 +116,7 @@ bool startThreads(DaemonThreads* threads) {
 
 void joinThreads(const DaemonThreads& threads) {
   pthread_join(threads.ipcServer, nullptr);
+  pthread_join(threads.scheduler, nullptr);
   pthread_join(threads.cleanup, nullptr);
 }
 

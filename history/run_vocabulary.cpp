@@ -2,6 +2,12 @@
 
 #include <cstring>
 
+void countOutcome(int32_t outcome, PortCounts* counts) {
+  counts->success += outcome == PORT_SUCCESS ? 1 : 0;
+  counts->failed += outcome == PORT_FAILED ? 1 : 0;
+  counts->skipped += outcome == PORT_SKIPPED ? 1 : 0;
+}
+
 const char* runTriggerText(int32_t trigger) {
   switch (trigger) {
     case RUN_TRIGGER_MANUAL:

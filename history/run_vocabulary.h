@@ -45,6 +45,9 @@ struct PortCounts {
   int32_t skipped = 0;
 };
 
+// Adds one port's outcome to the counts of its kind; total is the caller's.
+void countOutcome(int32_t outcome, PortCounts* counts);
+
 // Texts for values; all are constants. Values outside the enumerations read as "scheduled", null, "simultaneous",
 // "success" and "failed".
 const char* runTriggerText(int32_t trigger);

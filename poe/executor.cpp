@@ -43,9 +43,7 @@ using RecordPort = int32_t (*)(int64_t runId, uint32_t ifNum, int32_t outcome, c
 
 void recordAndCount(const PoeActionJob& job, uint32_t ifNum, PortResult result, RecordPort record, PortCounts* counts) {
   record(job.runId, ifNum, result.outcome, result.error, time(nullptr));
-  counts->success += result.outcome == PORT_SUCCESS ? 1 : 0;
-  counts->failed += result.outcome == PORT_FAILED ? 1 : 0;
-  counts->skipped += result.outcome == PORT_SKIPPED ? 1 : 0;
+  countOutcome(result.outcome, counts);
 }
 
 void finishRun(const PoeActionJob& job, const PortCounts& counts) {

@@ -1,0 +1,121 @@
+#include "scheduler/admin_sweep.h"
+
+#include <ctime>
+
+#include "base/result_codes.h"
+#include "base/sleep.h"
+#include "daemon/daemon_context.h"
+#include "history/run_lifecycle.h"
+#include "log/log.h"
+#include "poe/port_actions.h"
+#include "poe/port_locks.h"
+#include "scheduler/open_run_stamps.h"
+
+namespace {
+
+constexpr int32_t kStopPollSec = 1;
+
+const char* failureText(const AdminSweepRequest& request) {
+  if (request.sweepMode == SweepMode::restore) {
+    return "restore failed";
+  }
+  return request.adminMode == 1 ? "power_on failed" : "power_off failed";
+}
+
+void recordPort(const AdminSweepRequest& request, uint32_t ifNum, PortOutcome outcome, const char* error, int64_t at) {
+  if (request.sweepMode == SweepMode::unrecorded) {
+    return;
+  }
+  const auto record = request.sweepMode == SweepMode::restore ? historyPortRecordWorst : historyPortRecord;
+  record(request.runId, ifNum, outcome, error, at);
+}
+
+PortOutcome skipPort(const AdminSweepRequest& request, uint32_t ifNum, const char* why, int64_t at) {
+  recordPort(request, ifNum, PORT_SKIPPED, why, at);
+  return PORT_SKIPPED;
+}
+
+PortOutcome sweepPort(const AdminSweepRequest& request, uint32_t ifNum) {
+  const int64_t before = time(nullptr);
+  if (poePortsCheckUnit(request.unit, &ifNum, 1, nullptr) != 0) {
+    return skipPort(request, ifNum, "ifNum not in unit's PoE port range", before);
+  }
+  const auto lockNumber = static_cast<int32_t>(ifNum);
+  if (portLockTry(request.unit, lockNumber) != RESULT_OK) {
+    return skipPort(request, ifNum, "port busy", before);
+  }
+  const bool done = poePortAdminSet(ifNum, request.adminMode) == RESULT_OK;
+  const PortOutcome outcome = done ? PORT_SUCCESS : PORT_FAILED;
+  recordPort(request, ifNum, outcome, done ? nullptr : failureText(request), time(nullptr));
+  portLockRelease(request.unit, lockNumber);
+  return outcome;
+}
+
+void pauseUnlessStopped(int32_t seconds) {
+  for (int32_t left = seconds; left > 0 && !stopRequested(); left -= kStopPollSec) {
+    sleepSeconds(kStopPollSec);
+  }
+}
+
+PortCounts sweepPorts(const AdminSweepRequest& request) {
+  PortCounts counts;
+  counts.total = static_cast<int32_t>(request.ifNums.size());
+  for (size_t i = 0; i < request.ifNums.size(); ++i) {
+    const PortOutcome outcome = sweepPort(request, request.ifNums[i]);
+    countOutcome(outcome, &counts);
+    if (outcome != PORT_SKIPPED && i + 1 < request.ifNums.size()) {
+      pauseUnlessStopped(request.interPortDelaySec);
+    }
+  }
+  return counts;
+}
+
+void finishRestored(int64_t runId) {
+  int32_t rc = historyRunFinishDerived(runId, nullptr, time(nullptr));
+  if (rc == ERR_GENERAL) {
+    logMessage(LOG_ERR, "[%s:%d] run %lld: derived finish failed; retrying once", __func__, __LINE__,
+               static_cast<long long>(runId));
+    rc = historyRunFinishDerived(runId, nullptr, time(nullptr));
+  }
+  if (rc == ERR_GENERAL) {
+    logMessage(LOG_ERR,
+               "[%s:%d] run %lld: derived finish retry failed; run remains open; reaper backstop will close it",
+               __func__, __LINE__, static_cast<long long>(runId));
+    return;
+  }
+  openRunStampRemove(runId);
+}
+
+void finishCounted(int64_t runId, const PortCounts& counts) {
+  const RunResult result = historyResultFromCounts(counts.total, counts.success, counts.failed, counts.skipped);
+  if (historyRunFinish(runId, result, nullptr, time(nullptr)) != ERR_GENERAL) {
+    return;
+  }
+  logMessage(LOG_ERR, "[%s:%d] run %lld: finish failed; retrying once", __func__, __LINE__,
+             static_cast<long long>(runId));
+  if (historyRunFinish(runId, result, nullptr, time(nullptr)) == ERR_GENERAL) {
+    logMessage(LOG_ERR, "[%s:%d] run %lld: finish retry failed; run remains open until startup reconcile", __func__,
+               __LINE__, static_cast<long long>(runId));
+  }
+}
+
+}  // namespace
+
+void executorAdminSweep(const AdminSweepRequest& request) {
+  const PortCounts counts = sweepPorts(request);
+  switch (request.sweepMode) {
+    case SweepMode::restore:
+      finishRestored(request.runId);
+      return;
+    case SweepMode::unrecorded:
+      logMessage(counts.failed > 0 ? LOG_WARNING : LOG_INFO,
+                 "[%s:%d] unrecorded admin sweep unit %d (admin=%d): %d ok, %d fail, %d skip", __func__, __LINE__,
+                 request.unit, request.adminMode, counts.success, counts.failed, counts.skipped);
+      return;
+    case SweepMode::recordOpen:
+      return;
+    case SweepMode::recordFinish:
+      finishCounted(request.runId, counts);
+      return;
+  }
+}

@@ -1,0 +1,13 @@
+// Looking at every schedule in one minute and carrying out what is due.
+#ifndef QUORIN_SCHEDULER_EVALUATION_H
+#define QUORIN_SCHEDULER_EVALUATION_H
+
+#include "scheduler/schedule_eval.h"
+
+struct sqlite3;
+
+// Evaluates all schedules in the order of the database. Each occurrence fires once, however often its minute is seen.
+// REQUIRES: the scheduler thread, with the schedule mutex held; db is the schedule database.
+void evaluateSchedules(sqlite3* db, const TickTime& now);
+
+#endif

@@ -1,0 +1,58 @@
+#include "scheduler/open_run_stamps.h"
+
+#include <ctime>
+
+#include "log/log.h"
+
+namespace {
+
+struct OpenRunStamp {
+  int64_t runId;     // 0: free
+  int64_t openedAt;  // monotonic seconds; 0 when the clock could not be read
+};
+
+OpenRunStamp openRunStamps[kOpenRunStamps];
+
+// 0 when the clock can't be read.
+int64_t monotonicSeconds() {
+  timespec now{};
+  return clock_gettime(CLOCK_MONOTONIC, &now) == 0 ? now.tv_sec : 0;
+}
+
+// The first slot that holds the run, or null.
+OpenRunStamp* findStamp(int64_t runId) {
+  for (OpenRunStamp& stamp : openRunStamps) {
+    if (stamp.runId == runId) {
+      return &stamp;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void openRunStampAdd(int64_t runId) {
+  OpenRunStamp* stamp = findStamp(0);
+  if (stamp == nullptr) {
+    logMessage(LOG_WARNING, "[%s:%d] open-run stamp table full; run %lld will age-reap on wall clock", __func__,
+               __LINE__, static_cast<long long>(runId));
+    return;
+  }
+  *stamp = {runId, monotonicSeconds()};
+}
+
+void openRunStampRemove(int64_t runId) {
+  OpenRunStamp* stamp = runId > 0 ? findStamp(runId) : nullptr;
+  if (stamp != nullptr) {
+    stamp->runId = 0;
+  }
+}
+
+int64_t openRunStampAge(int64_t runId) {
+  const OpenRunStamp* stamp = findStamp(runId);
+  if (stamp == nullptr || stamp->openedAt == 0) {
+    return -1;
+  }
+  const int64_t age = monotonicSeconds() - stamp->openedAt;
+  return age >= 0 ? age : -1;
+}

@@ -1,0 +1,92 @@
+#include "scheduler/reaper.h"
+
+#include <sqlite3.h>
+
+#include <ctime>
+
+#include "base/result_codes.h"
+#include "base/sqlite_guard.h"
+#include "config/schedule.h"
+#include "daemon/daemon_context.h"
+#include "history/history_queries.h"
+#include "history/run_lifecycle.h"
+#include "log/log.h"
+#include "scheduler/open_run_stamps.h"
+
+namespace {
+
+constexpr int32_t kMaxRunsPerPass = 64;
+
+bool isStandingWindow(sqlite3_stmt* row) {
+  const ScheduleType type = scheduleTypeOf(columnText(row, 0));
+  const bool allDay = sqlite3_column_int(row, 1) != 0;
+  const bool enabled = sqlite3_column_int(row, 2) != 0;
+  return enabled && !allDay && (type == ScheduleType::powerOn || type == ScheduleType::powerOff);
+}
+
+// By the run's stamp, which a change of the wall clock leaves alone; by its start when there is none.
+int64_t runAge(const OpenScheduledRun& run, time_t now) {
+  const int64_t age = openRunStampAge(run.runId);
+  if (age >= 0) {
+    return age;
+  }
+  logMessage(LOG_WARNING, "[%s:%d] reaper: run %lld missing from open-run stamps; using wall-clock age", __func__,
+             __LINE__, static_cast<long long>(run.runId));
+  return now - run.startedAt;
+}
+
+// Why the run must be closed, or null.
+const char* reapReason(const OpenScheduledRun& run, time_t now) {
+  if (scheduleCanCloseRun(run.scheduleId, run.unit) == WindowSchedule::goneOrChanged) {
+    return "Schedule removed or modified mid-window";
+  }
+  return runAge(run, now) > kReaperAgeLimitSec ? "Window end never fired" : nullptr;
+}
+
+void reapRun(const OpenScheduledRun& run, const char* reason) {
+  logMessage(LOG_WARNING, "[%s:%d] reaper: failing open run %lld (schedule %lld, unit %d): %s", __func__, __LINE__,
+             static_cast<long long>(run.runId), static_cast<long long>(run.scheduleId), run.unit, reason);
+  if (historyRunForceFail(run.runId, reason) != ERR_GENERAL) {
+    openRunStampRemove(run.runId);
+  }
+}
+
+}  // namespace
+
+WindowSchedule scheduleCanCloseRun(int64_t scheduleId, int32_t unit) {
+  const ScheduleAccess access;
+  if (!access) {
+    return WindowSchedule::unknown;
+  }
+  const StatementPtr statement = prepareStatement(
+      access.db(), "SELECT schedule_type, all_day, enabled FROM poe_schedule WHERE schedule_id=? AND unit=?;");
+  if (statement == nullptr) {
+    logMessage(LOG_ERR, "[%s:%d] reaper schedule lookup prepare failed: %s", __func__, __LINE__,
+               sqlite3_errmsg(access.db()));
+    return WindowSchedule::unknown;
+  }
+  sqlite3_bind_int64(statement.get(), 1, scheduleId);
+  sqlite3_bind_int(statement.get(), 2, unit);
+  switch (sqlite3_step(statement.get())) {
+    case SQLITE_ROW:
+      return isStandingWindow(statement.get()) ? WindowSchedule::valid : WindowSchedule::goneOrChanged;
+    case SQLITE_DONE:
+      return WindowSchedule::goneOrChanged;
+    default:
+      logMessage(LOG_ERR, "[%s:%d] reaper schedule lookup step failed: %s", __func__, __LINE__,
+                 sqlite3_errmsg(access.db()));
+      return WindowSchedule::unknown;
+  }
+}
+
+void reapOrphanedWindowRuns() {
+  OpenScheduledRun runs[kMaxRunsPerPass];
+  const int32_t count = historyListOpenScheduledRuns(runs, kMaxRunsPerPass);
+  const time_t now = time(nullptr);
+  for (int32_t i = 0; i < count; ++i) {
+    const char* reason = reapReason(runs[i], now);
+    if (reason != nullptr) {
+      reapRun(runs[i], reason);
+    }
+  }
+}

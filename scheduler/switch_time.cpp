@@ -1,0 +1,62 @@
+#include "scheduler/switch_time.h"
+
+#include <cstdio>
+#include <ctime>
+
+#include "log/log.h"
+#include "switchos/session.h"
+
+namespace {
+
+constexpr uint32_t kClockTextBytes = 20;
+constexpr unsigned kTmYearBase = 1900;
+
+TickTime fromCalendar(const tm& calendar) {
+  TickTime time;
+  time.year = calendar.tm_year + static_cast<int>(kTmYearBase);
+  time.month = calendar.tm_mon + 1;
+  time.day = calendar.tm_mday;
+  time.hour = calendar.tm_hour;
+  time.minute = calendar.tm_min;
+  time.second = calendar.tm_sec;
+  time.weekday = calendar.tm_wday;
+  return time;
+}
+
+// A number of any size less an offset, without overflow.
+int lessWrapping(int number, unsigned offset) {
+  return static_cast<int>(static_cast<unsigned>(number) - offset);
+}
+
+}  // namespace
+
+bool parseSwitchTime(const char* text, TickTime* time) {
+  int year = 0;
+  int month = 0;
+  tm calendar{};
+  if (sscanf(text, "%d-%d-%d %d:%d:%d", &year, &month, &calendar.tm_mday, &calendar.tm_hour, &calendar.tm_min,
+             &calendar.tm_sec) != 6) {
+    return false;
+  }
+  calendar.tm_year = lessWrapping(year, kTmYearBase);
+  calendar.tm_mon = lessWrapping(month, 1);
+  calendar.tm_isdst = -1;
+  mktime(&calendar);
+  *time = fromCalendar(calendar);
+  return true;
+}
+
+TickTime switchTimeNow() {
+  char text[kClockTextBytes + 1] = {};  // one more, for a switch that fills the buffer to its end
+  OpenBuffDesc buffer{kClockTextBytes, text};
+  int32_t zoneOffset = 0;
+  TickTime time;
+  if (rpcclt_openapiClockGet(&openApiClient, &buffer, &zoneOffset) == OPENCLT_OK && parseSwitchTime(text, &time)) {
+    return time;
+  }
+  logMessage(LOG_WARNING, "[%s:%d] scheduler: openapiClockGet failed; using localtime_r fallback", __func__, __LINE__);
+  const time_t now = ::time(nullptr);
+  tm local{};
+  localtime_r(&now, &local);
+  return fromCalendar(local);
+}

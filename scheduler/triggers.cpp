@@ -1,0 +1,179 @@
+#include "scheduler/triggers.h"
+
+#include <sqlite3.h>
+
+#include <new>
+
+#include "base/result_codes.h"
+#include "base/sqlite_guard.h"
+#include "history/run_lifecycle.h"
+#include "log/log.h"
+#include "poe/executor.h"
+#include "scheduler/admin_sweep.h"
+#include "scheduler/open_run_stamps.h"
+
+namespace {
+
+constexpr const char* kNotRestored = "endTime sweep could not load ports - window NOT restored";
+
+int32_t executionModeOf(const PoeSchedule& schedule) {
+  return schedule.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
+}
+
+long long loggedId(const PoeSchedule& schedule) {
+  return schedule.scheduleId;
+}
+
+// Begins the run of a firing and, for a window, stamps it. Returns its id, less than 1 when it can't be begun.
+int64_t beginScheduledRun(const PoeSchedule& schedule, PoeActionType action, bool window,
+                          const std::vector<uint32_t>& ifNums) {
+  RunBeginRequest request;
+  request.unit = schedule.unit;
+  request.trigger = RUN_TRIGGER_SCHEDULED;
+  request.scheduleId = schedule.scheduleId;
+  request.scheduleName = schedule.name.c_str();
+  request.action = action;
+  request.executionMode = executionModeOf(schedule);
+  request.interPortDelaySec = schedule.interPortDelaySec;
+  request.allDay = schedule.allDay;
+  request.ifNums = ifNums.data();
+  request.ifCount = static_cast<int32_t>(ifNums.size());
+  const int64_t runId = historyRunBegin(&request);
+  if (runId >= 1 && window) {
+    openRunStampAdd(runId);
+  }
+  return runId;
+}
+
+// A run that could be closed needs no stamp; one that could not be stays stamped for the reaper.
+void forceFailAndUnstamp(int64_t runId, const char* reason) {
+  if (historyRunForceFail(runId, reason) != ERR_GENERAL) {
+    openRunStampRemove(runId);
+  }
+}
+
+PoeActionJob jobOf(const PoeSchedule& schedule, PoeActionType action, bool window, int64_t runId,
+                   const std::vector<uint32_t>& ifNums) {
+  PoeActionJob job;
+  job.trigger = RUN_TRIGGER_SCHEDULED;
+  job.unit = schedule.unit;
+  job.runId = runId;
+  job.scheduleName = schedule.name.c_str();
+  job.action = action;
+  job.executionMode = executionModeOf(schedule);
+  job.interPortDelaySec = schedule.interPortDelaySec;
+  job.offTimeSec = schedule.offTimeSec;
+  job.allDay = schedule.allDay;
+  job.keepRunOpen = window ? 1 : 0;
+  job.ifNums = ifNums.data();
+  job.ifNumCount = static_cast<int32_t>(ifNums.size());
+  return job;
+}
+
+// The run that the end of the schedule's window closes, or 0 (logged) when there is none.
+int64_t findWindowRun(const PoeSchedule& schedule) {
+  int64_t runId = 0;
+  if (historyFindOpenRun(schedule.unit, schedule.scheduleId, &runId) != RESULT_OK) {
+    logMessage(LOG_ERR, "[%s:%d] schedule %lld unit %d endTime: open-run lookup failed; sweeping without recording",
+               __func__, __LINE__, loggedId(schedule), schedule.unit);
+    return 0;
+  }
+  if (runId < 1) {
+    logMessage(LOG_INFO,
+               "[%s:%d] schedule %lld unit %d endTime: no open run for this occurrence; sweeping without recording",
+               __func__, __LINE__, loggedId(schedule), schedule.unit);
+    return 0;
+  }
+  return runId;
+}
+
+void giveUpRestore(const PoeSchedule& schedule, int64_t runId) {
+  logMessage(LOG_ERR, "[%s:%d] schedule %lld unit %d: endTime sweep could not load ports - window NOT restored",
+             __func__, __LINE__, loggedId(schedule), schedule.unit);
+  if (runId > 0) {
+    forceFailAndUnstamp(runId, kNotRestored);
+  }
+}
+
+AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId, std::vector<uint32_t> ifNums) {
+  const bool powersOn = schedule.type == ScheduleType::powerOff;
+  AdminSweepRequest sweep;
+  sweep.unit = schedule.unit;
+  sweep.ifNums = std::move(ifNums);
+  sweep.interPortDelaySec = powersOn && schedule.sequential ? schedule.interPortDelaySec : 0;
+  sweep.runId = runId;
+  sweep.adminMode = powersOn ? 1 : 0;
+  sweep.sweepMode = runId > 0 ? SweepMode::restore : SweepMode::unrecorded;
+  return sweep;
+}
+
+}  // namespace
+
+std::vector<uint32_t> scheduleLoadIfNums(sqlite3* db, int64_t scheduleId) try {
+  std::vector<uint32_t> ifNums;
+  const StatementPtr statement =
+      prepareStatement(db, "SELECT if_num FROM poe_schedule_ifs WHERE schedule_id=? ORDER BY if_num;");
+  if (statement == nullptr) {
+    return ifNums;
+  }
+  sqlite3_bind_int64(statement.get(), 1, scheduleId);
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    ifNums.push_back(static_cast<uint32_t>(sqlite3_column_int64(statement.get(), 0)));
+  }
+  return ifNums;
+} catch (const std::bad_alloc&) {
+  return {};
+}
+
+void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window) {
+  const std::vector<uint32_t> ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
+  if (ifNums.empty()) {
+    logMessage(LOG_ERR, "[%s:%d] schedule %lld: could not load ifNums; fire skipped", __func__, __LINE__,
+               loggedId(schedule));
+    return;
+  }
+  const int64_t runId = beginScheduledRun(schedule, action, window, ifNums);
+  if (runId < 1) {
+    logMessage(LOG_ERR, "[%s:%d] schedule %lld: history run begin failed; fire skipped", __func__, __LINE__,
+               loggedId(schedule));
+    return;
+  }
+  const PoeActionJob job = jobOf(schedule, action, window, runId, ifNums);
+  if (poeActionSpawn(&job) != 0) {
+    forceFailAndUnstamp(runId, "spawn failed");
+  }
+}
+
+void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window) {
+  AdminSweepRequest sweep;
+  sweep.unit = schedule.unit;
+  sweep.ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
+  if (sweep.ifNums.empty()) {
+    logMessage(LOG_ERR, "[%s:%d] schedule %lld: could not load ifNums; sweep skipped", __func__, __LINE__,
+               loggedId(schedule));
+    return;
+  }
+  sweep.runId = beginScheduledRun(schedule, action, window, sweep.ifNums);
+  if (sweep.runId < 1) {
+    logMessage(LOG_ERR, "[%s:%d] schedule %lld: history run begin failed; sweep skipped", __func__, __LINE__,
+               loggedId(schedule));
+    return;
+  }
+  // No pauses: ports that go dark draw no inrush.
+  sweep.sweepMode = window ? SweepMode::recordOpen : SweepMode::recordFinish;
+  executorAdminSweep(sweep);
+}
+
+void fireWindowEndSweep(sqlite3* db, const PoeSchedule& schedule) {
+  const int64_t runId = findWindowRun(schedule);
+  std::vector<uint32_t> ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
+  if (ifNums.empty()) {
+    giveUpRestore(schedule, runId);
+    return;
+  }
+  if (runId > 0 && historyPortsResetSuccessToPending(runId) != RESULT_OK) {
+    logMessage(LOG_ERR, "[%s:%d] run %lld: success->pending reset failed; proceeding with the restore sweep", __func__,
+               __LINE__, static_cast<long long>(runId));
+  }
+  executorAdminSweep(restoreSweep(schedule, runId, std::move(ifNums)));
+}
