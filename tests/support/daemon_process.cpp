@@ -23,6 +23,7 @@ int describeEnd(int status) {
 void moveClock(const std::string& clock) {
   setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
   setenv("FAKETIME", clock.c_str(), 1);
+  setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
   setenv("NO_FAKE_STAT", "1", 1);  // the daemon reads no file times, and the library's stat is not safe at exit
 }
 

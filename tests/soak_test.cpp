@@ -1,0 +1,423 @@
+// The whole daemon, days in a minute: random schedules run under a clock that is moved, and what the history and the
+// simulated switch's journal hold is compared with what must have happened, reckoned here without any of the daemon's
+// code.
+//
+// The daemon may miss a minute when this machine stalls, so one restart schedule for every minute of the day (each on a
+// port of unit 8 that nothing else uses) leaves a run behind for every minute that was looked at. Only those minutes
+// are expected to have fired anything.
+#include <cjson/cJSON.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <deque>
+#include <iostream>
+#include <map>
+#include <random>
+#include <set>
+#include <sstream>
+#include <vector>
+
+#include "base/sqlite_guard.h"
+#include "daemon/paths.h"
+#include "tests/support/daemon_process.h"
+#include "tests/support/fixtures.h"
+#include "tests/support/socket_client.h"
+
+namespace {
+
+constexpr int kMinutesPerDay = 1440;
+constexpr int kClockSpeed = 1440;  // a day in a minute
+constexpr int kSchedules = 40;
+constexpr int kPortsPerSchedule = 2;
+constexpr int kHeartbeatUnit = 8;
+constexpr int kQuietMinutes = 60;  // after midnight, where the daemon is stopped
+constexpr int64_t kMinuteSec = 60;
+constexpr int64_t kReapAgeSec = 90000;
+// How late a run may be recorded: one real second of stalling is 24 minutes on the daemon's clock.
+constexpr int64_t kLatenessSec = 4 * 3600;
+
+struct Day {
+  int year, month, day;
+};
+
+bool isLeap(int year) {
+  return (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+}
+
+int daysInMonth(int year, int month) {
+  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  return month == 2 && isLeap(year) ? 29 : kDays[month - 1];
+}
+
+// Days since 1970-01-01, counted off year by year.
+int64_t dayNumber(const Day& d) {
+  int64_t days = d.day - 1;
+  for (int year = 1970; year < d.year; ++year) {
+    days += isLeap(year) ? 366 : 365;
+  }
+  for (int month = 1; month < d.month; ++month) {
+    days += daysInMonth(d.year, month);
+  }
+  return days;
+}
+
+Day dayOf(int64_t number) {
+  Day d{1970, 1, 1};
+  for (; number >= (isLeap(d.year) ? 366 : 365); ++d.year) {
+    number -= isLeap(d.year) ? 366 : 365;
+  }
+  for (; number >= daysInMonth(d.year, d.month); ++d.month) {
+    number -= daysInMonth(d.year, d.month);
+  }
+  d.day += static_cast<int>(number);
+  return d;
+}
+
+std::string dateText(const Day& d) {
+  char text[32];
+  snprintf(text, sizeof text, "%04d-%02d-%02d", d.year, d.month, d.day);
+  return text;
+}
+
+std::string timeText(int minute) {
+  char text[16];
+  snprintf(text, sizeof text, "%02d:%02d", minute / 60, minute % 60);
+  return text;
+}
+
+struct Plan {
+  std::string type;  // "power_on", "power_off", "restart"
+  std::string recurrence;
+  std::set<int> days;
+  int start = 0;  // or the restart time; minutes of the day
+  int end = 0;
+  bool allDay = false;
+  bool enabled = true;
+  int64_t firstDay = 0;  // inclusive, days since 1970; 0: open
+  int64_t lastDay = 0;
+  std::vector<uint32_t> ifNums;
+
+  bool appliesOn(int64_t day) const {
+    if (!enabled || (firstDay != 0 && day < firstDay) || (lastDay != 0 && day > lastDay)) {
+      return false;
+    }
+    const int weekday = static_cast<int>((day + 3) % 7) + 1;  // 1970-01-01 was a Thursday, 4 with Monday as 1
+    return recurrence == "daily" || days.count(recurrence == "weekly" ? weekday : dayOf(day).day) > 0;
+  }
+
+  std::string json(const std::string& name) const {
+    std::ostringstream text;
+    text << R"({"name":")" << name << R"(","scheduleType":")" << type << R"(","recurrence":")" << recurrence << '"';
+    text << R"(,"startTime":")" << timeText(start) << R"(","endTime":")" << timeText(end) << R"(","restartTime":")"
+         << timeText(start) << R"(","offTimeSec":)" << 30 << R"(,"allDay":)" << (allDay ? "true" : "false")
+         << R"(,"enabled":)" << (enabled ? "true" : "false");
+    if (firstDay != 0) {
+      text << R"(,"startDate":")" << dateText(dayOf(firstDay)) << '"';
+    }
+    if (lastDay != 0) {
+      text << R"(,"endDate":")" << dateText(dayOf(lastDay)) << '"';
+    }
+    const char* separator = R"(,"recurrenceDays":[)";
+    for (const int day : days) {
+      text << separator << day;
+      separator = ",";
+    }
+    text << (days.empty() ? "" : "]") << R"(,"ifNums":[)" << ifNums[0];
+    for (size_t i = 1; i < ifNums.size(); ++i) {
+      text << ',' << ifNums[i];
+    }
+    text << "]}";
+    return text.str();
+  }
+};
+
+// What must be found of one schedule.
+struct ExpectedRun {
+  int64_t startedAt;
+  std::string status;  // as the history shows it
+};
+
+struct Reckoning {
+  std::vector<ExpectedRun> runs;
+  std::vector<int> values;  // what is set on each of its ports, in order
+};
+
+// The daemon remembers the last 256 firings only. The heartbeats use that up in a few hours, so that all-day schedules
+// act several times a day.
+class FiredMemory {
+ public:
+  void add(int64_t id, int64_t day) {
+    fired_.emplace_back(id, day);
+    if (fired_.size() > 256) {
+      fired_.pop_front();
+    }
+  }
+  bool has(int64_t id, int64_t day) const {
+    return std::find(fired_.begin(), fired_.end(), std::make_pair(id, day)) != fired_.end();
+  }
+
+ private:
+  std::deque<std::pair<int64_t, int64_t>> fired_;
+};
+
+class Reckoner {
+ public:
+  Reckoner(int64_t id, const Plan& plan, FiredMemory& memory) : id_(id), plan_(plan), memory_(memory) {}
+
+  void minute(int64_t unixTime) {
+    if (open_ && unixTime - found_.runs.back().startedAt > kReapAgeSec) {
+      close("failed");
+    }
+    const int64_t day = unixTime / (kMinutesPerDay * kMinuteSec);
+    if (!plan_.appliesOn(day)) {
+      return;
+    }
+    const int minuteOfDay = static_cast<int>(unixTime / kMinuteSec % kMinutesPerDay);
+    const int inside = plan_.type == "power_on" ? 1 : 0;
+    if (plan_.type == "restart") {
+      if (minuteOfDay == plan_.start) {
+        memory_.add(id_, -1);
+        begin(unixTime, "success", {0, 1});
+      }
+    } else if (plan_.allDay) {
+      if (!memory_.has(id_, day)) {
+        memory_.add(id_, day);
+        begin(unixTime, "success", {inside});
+      }
+    } else {
+      window(unixTime, minuteOfDay, inside);
+    }
+  }
+  const Reckoning& found() const { return found_; }
+
+ private:
+  void window(int64_t unixTime, int minuteOfDay, int inside) {
+    if (minuteOfDay == plan_.start) {
+      if (open_) {
+        close("failed");
+      }
+      memory_.add(id_, -1);
+      begin(unixTime, "running", {inside});
+      open_ = true;
+    }
+    if (minuteOfDay == plan_.end) {
+      if (open_) {
+        close("success");
+      }
+      memory_.add(id_, -1);
+      found_.values.push_back(1 - inside);
+    }
+  }
+  void begin(int64_t unixTime, const char* status, std::initializer_list<int> values) {
+    found_.runs.push_back({unixTime, status});
+    found_.values.insert(found_.values.end(), values);
+  }
+  void close(const char* status) {
+    found_.runs.back().status = status;
+    open_ = false;
+  }
+
+  int64_t id_;
+  const Plan& plan_;
+  FiredMemory& memory_;
+  Reckoning found_;
+  bool open_ = false;
+};
+
+int environmentNumber(const char* name, int fallback) {
+  const char* text = getenv(name);
+  return text != nullptr && *text != '\0' ? atoi(text) : fallback;
+}
+
+class SoakTest : public RootTest {
+ protected:
+  void SetUp() override {
+    setenv("TZ", "UTC0", 1);
+    RootTest::SetUp();
+    switchsim::SwitchOptions options;
+    options.units = 8;
+    options.portsPerUnit = 16;  // so that every ifNum has a lock
+    options.poePortsPerUnit = 16;
+    makeSwitch(options);
+    seed_ =
+        static_cast<unsigned>(environmentNumber("QUORIN_SOAK_SEED", static_cast<int>(std::random_device{}() >> 1U)));
+    days_ = environmentNumber("QUORIN_SOAK_DAYS", 1);
+    std::cout << "seed " << seed_ << ", " << days_ << " day(s)" << std::endl;
+    random_.seed(seed_);
+  }
+
+  int pick(int from, int to) { return std::uniform_int_distribution<int>(from, to)(random_); }
+
+  Plan randomPlan(int index) {
+    constexpr const char* kTypes[] = {"power_on", "power_off", "restart"};
+    constexpr const char* kRecurrences[] = {"daily", "weekly", "monthly"};
+    Plan plan;
+    plan.type = kTypes[pick(0, 2)];
+    plan.recurrence = kRecurrences[pick(0, 2)];
+    plan.start = pick(kQuietMinutes, kMinutesPerDay - 1);
+    plan.end = pick(kQuietMinutes, kMinutesPerDay - 1);
+    if (plan.type == "power_off" && pick(0, 4) == 0) {
+      plan.end = plan.start;
+    } else if (std::abs(plan.end - plan.start) < kQuietMinutes) {
+      // An executor of its own powers a window's ports on: the end must not overtake it.
+      plan.end = plan.start >= 2 * kQuietMinutes ? plan.start - kQuietMinutes : plan.start + kQuietMinutes;
+    }
+    plan.allDay = plan.type != "restart" && pick(0, 5) == 0;
+    plan.enabled = pick(0, 9) != 0;
+    plan.firstDay = pick(0, 3) == 0 ? begin_ + pick(-1, days_) : 0;
+    plan.lastDay = pick(0, 3) == 0 ? begin_ + pick(-1, days_) : 0;
+    for (int i = pick(2, 6); plan.recurrence == "weekly" && i > 0; --i) {
+      plan.days.insert(pick(1, 7));
+    }
+    for (int i = pick(8, 30); plan.recurrence == "monthly" && i > 0; --i) {
+      plan.days.insert(pick(1, 31));
+    }
+    for (int i = 0; i < kPortsPerSchedule; ++i) {
+      plan.ifNums.push_back(static_cast<uint32_t>(index * kPortsPerSchedule + i + 1));
+    }
+    return plan;
+  }
+
+  // Writes straight into the database what would take 1,440 requests.
+  static void insertHeartbeats(int64_t firstId) {
+    DatabasePtr db;
+    ASSERT_TRUE(openDatabase(kScheduleDbPath, &db));
+    std::ostringstream sql;
+    sql << "BEGIN;";
+    for (int minute = 0; minute < kMinutesPerDay; ++minute) {
+      sql << "INSERT INTO poe_schedule VALUES (" << firstId + minute << "," << kHeartbeatUnit << ",'h" << minute
+          << "','restart',NULL,NULL,'daily',NULL,NULL,'" << timeText(minute) << "',0,0,0,0,1,0);"
+          << "INSERT INTO poe_schedule_ifs VALUES (" << firstId + minute << ",128);";
+    }
+    sql << "COMMIT;";
+    ASSERT_TRUE(executeSql(db.get(), sql.str().c_str())) << sqlite3_errmsg(db.get());
+  }
+
+  unsigned seed_ = 0;
+  int days_ = 1;
+  int64_t begin_ = 0;  // the day before whose end the daemon starts, since 1970
+  std::mt19937 random_;
+};
+
+using RunsBySchedule = std::map<int64_t, std::vector<ExpectedRun>>;
+
+RunsBySchedule readRuns() {
+  RunsBySchedule runs;
+  DatabasePtr db;
+  openDatabase(kHistoryDbPath, &db);
+  const StatementPtr rows = prepareStatement(
+      db.get(), "SELECT schedule_id, started_at, COALESCE(overall_result, status) FROM poe_history ORDER BY run_id;");
+  while (rows != nullptr && sqlite3_step(rows.get()) == SQLITE_ROW) {
+    runs[sqlite3_column_int64(rows.get(), 0)].push_back(
+        {sqlite3_column_int64(rows.get(), 1), columnText(rows.get(), 2)});
+  }
+  return runs;
+}
+
+int64_t lastStart() {
+  DatabasePtr db;
+  openDatabase(kHistoryDbPath, &db);
+  const StatementPtr rows =
+      prepareStatement(db.get(), "SELECT started_at FROM poe_history ORDER BY run_id DESC LIMIT 1;");
+  return rows != nullptr && sqlite3_step(rows.get()) == SQLITE_ROW ? sqlite3_column_int64(rows.get(), 0) : 0;
+}
+
+// The minutes that the daemon has looked at, by their heartbeats. A late record still belongs to its schedule's minute.
+std::set<int64_t> tickedMinutes(const RunsBySchedule& runs, int64_t firstHeartbeat) {
+  std::set<int64_t> minutes;
+  for (int minute = 0; minute < kMinutesPerDay; ++minute) {
+    const auto found = runs.find(firstHeartbeat + minute);
+    if (found == runs.end()) {
+      continue;
+    }
+    for (const ExpectedRun& run : found->second) {
+      const int64_t late = (run.startedAt - minute * kMinuteSec) % (kMinutesPerDay * kMinuteSec);
+      minutes.insert(run.startedAt - late);
+    }
+  }
+  return minutes;
+}
+
+std::map<uint32_t, std::vector<int>> readPortValues() {
+  std::map<uint32_t, std::vector<int>> values;
+  for (const switchsim::JournalEntry& entry : switchsim::journalSince(0)) {
+    EXPECT_EQ(entry.result, 0) << entry.op << " " << entry.ifNum;
+    values[entry.ifNum].push_back(static_cast<int>(entry.value));
+  }
+  return values;
+}
+
+void compareRuns(const std::string& what, const std::vector<ExpectedRun>& expected,
+                 const std::vector<ExpectedRun>& actual) {
+  ASSERT_EQ(actual.size(), expected.size()) << what;
+  for (size_t i = 0; i < expected.size(); ++i) {
+    const int64_t late = actual[i].startedAt - expected[i].startedAt;
+    EXPECT_TRUE(late >= 0 && late < kLatenessSec) << what << ", run " << i << " is late by " << late << " s";
+    EXPECT_EQ(actual[i].status, expected[i].status) << what << ", run " << i;
+  }
+}
+
+}  // namespace
+
+TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
+  constexpr Day kStarts[] = {{2028, 2, 28}, {2027, 2, 27}, {2026, 12, 31}, {2026, 4, 29}, {2027, 3, 6}};
+  begin_ = dayNumber(kStarts[pick(0, 4)]);
+  DaemonProcess setup(TEST_DAEMON, 20);
+  ASSERT_TRUE(setup.startReady()) << logText();
+  std::map<int64_t, Plan> plans;
+  for (int i = 0; i < kSchedules; ++i) {
+    const Plan plan = randomPlan(i);
+    const JsonPtr answer =
+        rpcResult("schedule.create", R"({"unit":)" + std::to_string((plan.ifNums[0] - 1) / 16 + 1) + R"(,"schedule":)" +
+                                         plan.json("s" + std::to_string(i)) + "}");
+    ASSERT_NE(answer, nullptr);
+    plans[jsonInt64Member(answer.get(), "scheduleId", 0)] = plan;
+  }
+  ASSERT_EQ(setup.stop(), 0);
+  const int64_t firstHeartbeat = 100000;
+  insertHeartbeats(firstHeartbeat);
+  ASSERT_EQ(switchsim::createSwitch(switchsim::viewSwitch()->options, true), "");  // an empty journal
+  {
+    DatabasePtr db;
+    ASSERT_TRUE(openDatabase(kHistoryDbPath, &db) && executeSql(db.get(), "DELETE FROM poe_history;"));
+  }
+
+  DaemonProcess daemon(TEST_DAEMON, "@" + dateText(dayOf(begin_)) + " 23:40:00 x" + std::to_string(kClockSpeed));
+  ASSERT_TRUE(daemon.startReady()) << logText();
+  const int64_t lastMinute = (begin_ + 1 + days_) * kMinutesPerDay * kMinuteSec + kQuietMinutes / 2 * kMinuteSec;
+  ASSERT_TRUE(waitUntil([&] { return lastStart() >= lastMinute; }, std::chrono::seconds(180 + 120 * days_)))
+      << logText();
+  ASSERT_EQ(daemon.stop(), 0) << logText();
+
+  const RunsBySchedule runs = readRuns();
+  const std::set<int64_t> minutes = tickedMinutes(runs, firstHeartbeat);
+  auto values = readPortValues();
+  FiredMemory memory;
+  std::map<int64_t, Reckoner> reckoners;
+  for (const auto& [id, plan] : plans) {
+    reckoners.try_emplace(id, id, plan, memory);
+  }
+  for (const int64_t minute : minutes) {
+    for (auto& [id, reckoner] : reckoners) {
+      reckoner.minute(minute);
+    }
+    memory.add(firstHeartbeat, minute);
+  }
+  size_t firings = 0;
+  for (const auto& [id, plan] : plans) {
+    const Reckoner& reckoner = reckoners.at(id);
+    const std::string what = "schedule " + std::to_string(id) + " " + plan.json("");
+    const auto found = runs.find(id);
+    compareRuns(what, reckoner.found().runs, found != runs.end() ? found->second : std::vector<ExpectedRun>{});
+    for (const uint32_t ifNum : plan.ifNums) {
+      EXPECT_EQ(values[ifNum], reckoner.found().values) << what << ", port " << ifNum;
+    }
+    firings += reckoner.found().runs.size();
+  }
+  EXPECT_GT(firings, 0U);
+  EXPECT_EQ(switchsim::misuseCount(), 0U);
+  std::cout << firings << " runs as reckoned, " << minutes.size() << " of "
+            << (*minutes.rbegin() - *minutes.begin()) / kMinuteSec + 1 << " minutes looked at" << std::endl;
+}
