@@ -62,6 +62,9 @@ Transaction::~Transaction() {
 }
 
 bool Transaction::begin() {
+  if (sqlite3_get_autocommit(db_) == 0) {
+    executeSql(db_, "ROLLBACK;");  // one that could not be rolled back at its end must not block all that follow
+  }
   open_ = executeSql(db_, "BEGIN;");
   return open_;
 }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/send_all.h"
 #include "base/unique_fd.h"
 
 namespace {
@@ -21,21 +22,6 @@ bool connectTo(int connection, const std::string& socketPath) {
   }
   memcpy(address.sun_path, socketPath.c_str(), socketPath.size() + 1);
   return connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-}
-
-bool sendAll(int connection, const std::string& text) {
-  size_t sent = 0;
-  while (sent < text.size()) {
-    const ssize_t n = send(connection, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
-    if (n < 0 && errno == EINTR) {
-      continue;
-    }
-    if (n < 0) {
-      return false;
-    }
-    sent += static_cast<size_t>(n);
-  }
-  return true;
 }
 
 bool receiveAll(int connection, std::string* text) {

@@ -15,7 +15,10 @@ namespace {
 
 constexpr size_t kTimeTextBytes = 32;
 
-// The columns that both queries of runs begin with.
+// The columns of a run's row, as both queries of runs select them first.
+#define RUN_COLUMNS                                                                                       \
+  "run_id, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, inter_port_delay, " \
+  "error_message, started_at, completed_at, status, overall_result"
 enum RunColumn {
   kRunId,
   kTrigger,
@@ -99,11 +102,7 @@ int32_t pageOffset(int32_t page, int32_t pageSize) {
 
 int32_t listPageLocked(sqlite3* db, int32_t unit, int32_t page, int32_t pageSize, cJSON* runs) {
   const StatementPtr statement = prepareStatement(
-      db,
-      "SELECT run_id, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, inter_port_delay, "
-      "error_message, started_at, completed_at, status, overall_result FROM poe_history WHERE unit=? ORDER BY "
-      "started_at "
-      "DESC LIMIT ? OFFSET ?;");
+      db, "SELECT " RUN_COLUMNS " FROM poe_history WHERE unit=? ORDER BY started_at DESC LIMIT ? OFFSET ?;");
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -128,12 +127,8 @@ bool addDetailKeys(cJSON* run, sqlite3_stmt* row) {
 }
 
 int32_t detailRunLocked(sqlite3* db, int32_t unit, int64_t runId, JsonPtr* run) {
-  const StatementPtr statement = prepareStatement(
-      db,
-      "SELECT run_id, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, inter_port_delay, "
-      "error_message, started_at, completed_at, status, overall_result, all_day_snapshot FROM poe_history WHERE unit=? "
-      "AND "
-      "run_id=?;");
+  const StatementPtr statement =
+      prepareStatement(db, "SELECT " RUN_COLUMNS ", all_day_snapshot FROM poe_history WHERE unit=? AND run_id=?;");
   if (statement == nullptr) {
     return ERR_GENERAL;
   }

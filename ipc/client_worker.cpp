@@ -1,36 +1,20 @@
 #include "ipc/client_worker.h"
 
 #include <cjson/cJSON.h>
-#include <sys/socket.h>
 
-#include <cerrno>
 #include <cstring>
 #include <new>
 #include <string>
 
 #include "base/json.h"
 #include "base/result_codes.h"
+#include "base/send_all.h"
 #include "base/unique_fd.h"
 #include "ipc/method_table.h"
 #include "ipc/request_reader.h"
 #include "log/log.h"
 
 namespace {
-
-// Writes until every byte is out; any error but an interruption abandons the rest.
-void writeAll(int connection, const char* bytes, size_t size) {
-  while (size > 0) {
-    const ssize_t written = send(connection, bytes, size, MSG_NOSIGNAL);
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written < 0) {
-      return;
-    }
-    bytes += written;
-    size -= static_cast<size_t>(written);
-  }
-}
 
 void answerRequest(int connection, const char* text) {
   const JsonPtr request = jsonParse(text);
@@ -65,7 +49,7 @@ void sendResponse(int connection, int32_t code, const cJSON* result) {
   }
   std::string line(text.get());
   line += '\n';
-  writeAll(connection, line.data(), line.size());
+  sendAll(connection, line);  // a client that has gone needs no answer
 }
 
 void* clientWorker(void* descriptor) try {

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr uint32_t kAdminDisable = 0;
-constexpr uint32_t kAdminEnable = 1;
 constexpr const char* kForeignPort = "ifNum not in unit's PoE port range";
 constexpr const char* kBusyPort = "port busy (another run in progress)";
 
@@ -80,7 +78,7 @@ void claimAndSwitchOff(const PoeActionJob& job, std::vector<BatchPort>& ports, P
     }
   }
   for (BatchPort& port : ports) {
-    port.switchedOff = port.locked && adminEnableSet(port.ifNum, kAdminDisable);
+    port.switchedOff = port.locked && adminEnableSet(port.ifNum, OPENCLT_ADMIN_DISABLE);
   }
 }
 
@@ -88,7 +86,7 @@ PortResult switchOnAgain(const BatchPort& port) {
   if (!port.switchedOff) {
     return {PORT_FAILED, "power_off failed"};
   }
-  return adminEnableSet(port.ifNum, kAdminEnable) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
+  return adminEnableSet(port.ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
 }
 
 void switchAllOnAgain(const PoeActionJob& job, const std::vector<BatchPort>& ports, PortCounts* counts) {
@@ -145,19 +143,19 @@ PortResult restartPort(const PoeActionJob& job, uint32_t ifNum) {
     const bool reset = rpcclt_openapiPoePsePortReset(&openApiClient, job.unit, ifNum) == OPENCLT_OK;
     return reset ? kPortSuccess : PortResult{PORT_FAILED, "reset failed"};
   }
-  if (!adminEnableSet(ifNum, kAdminDisable)) {
+  if (!adminEnableSet(ifNum, OPENCLT_ADMIN_DISABLE)) {
     return {PORT_FAILED, "power_off failed"};
   }
   sleepSeconds(job.offTimeSec);
-  return adminEnableSet(ifNum, kAdminEnable) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
+  return adminEnableSet(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
 }
 
 PortResult actOnPort(const PoeActionJob& job, uint32_t ifNum) {
   switch (job.action) {
     case POE_ACTION_POWER_ON:
-      return adminEnableSet(ifNum, kAdminEnable) ? kPortSuccess : PortResult{PORT_FAILED, "hardware error"};
+      return adminEnableSet(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "hardware error"};
     case POE_ACTION_POWER_OFF:
-      return adminEnableSet(ifNum, kAdminDisable) ? kPortSuccess : PortResult{PORT_FAILED, "power_off failed"};
+      return adminEnableSet(ifNum, OPENCLT_ADMIN_DISABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_off failed"};
     default:
       return restartPort(job, ifNum);
   }

@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr uint32_t kAdminEnabled = 1;
-
 struct EnabledPorts {
   size_t capacity;
   std::vector<uint32_t> ifNums;
@@ -23,7 +21,8 @@ int32_t collectEnabledPort(uint32_t ifNum, void* argument) {
     return 0;
   }
   uint32_t mode = 0;
-  if (rpcclt_openapiPoePsePortAdminEnableGet(&openApiClient, ifNum, &mode) == OPENCLT_OK && mode == kAdminEnabled) {
+  if (rpcclt_openapiPoePsePortAdminEnableGet(&openApiClient, ifNum, &mode) == OPENCLT_OK &&
+      mode == OPENCLT_ADMIN_ENABLE) {
     ports->ifNums.push_back(ifNum);  // the room was reserved
   }
   return 0;

@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr uint32_t kAdminEnabled = 1;
 constexpr int32_t kNoPowerUpMode = -1;
 
 // Serialises whole builds: each makes ten calls to the switch OS for every PoE port.
@@ -67,7 +66,7 @@ struct PortQuery {
 bool addAdminMode(cJSON* port, PortQuery query) {
   uint32_t mode = 0;
   return rpcclt_openapiPoePsePortAdminEnableGet(&openApiClient, query.ifNum, &mode) != OPENCLT_OK ||
-         jsonAddText(port, "adminMode", mode == kAdminEnabled ? "enable" : "disable");
+         jsonAddText(port, "adminMode", mode == OPENCLT_ADMIN_ENABLE ? "enable" : "disable");
 }
 
 bool addPowerClass(cJSON* port, PortQuery query) {

@@ -10,6 +10,7 @@
 #include "poe/port_actions.h"
 #include "poe/port_locks.h"
 #include "scheduler/open_run_stamps.h"
+#include "switchos/openclt.h"
 
 namespace {
 
@@ -19,7 +20,7 @@ const char* failureText(const AdminSweepRequest& request) {
   if (request.sweepMode == SweepMode::restore) {
     return "restore failed";
   }
-  return request.adminMode == 1 ? "power_on failed" : "power_off failed";
+  return request.adminMode == OPENCLT_ADMIN_ENABLE ? "power_on failed" : "power_off failed";
 }
 
 void recordPort(const AdminSweepRequest& request, uint32_t ifNum, PortOutcome outcome, const char* error, int64_t at) {

@@ -17,7 +17,7 @@ struct AdminSweepRequest {
   std::vector<uint32_t> ifNums;   // ascending
   int32_t interPortDelaySec = 0;  // after each handled port but the last
   int64_t runId = 0;              // 0 when unrecorded
-  int32_t adminMode = 0;          // 1 on, 0 off
+  int32_t adminMode = 0;          // OPENCLT_ADMIN_ENABLE or _DISABLE
   SweepMode sweepMode = SweepMode::unrecorded;
 };
 

@@ -13,6 +13,7 @@
 #include "log/log.h"
 #include "poe/port_actions.h"
 #include "poe/port_locks.h"
+#include "switchos/openclt.h"
 
 namespace {
 
@@ -27,14 +28,14 @@ struct BootDelayJob {
   std::vector<uint32_t> ifNums;
 };
 
-void switchAll(const std::vector<uint32_t>& ifNums, int32_t enable) {
+void switchAll(const std::vector<uint32_t>& ifNums, int32_t adminMode) {
   for (const uint32_t ifNum : ifNums) {
-    poePortAdminSet(ifNum, enable);
+    poePortAdminSet(ifNum, adminMode);
   }
 }
 
 PortOutcome reenablePort(const BootDelayJob& job, uint32_t ifNum) {
-  const bool enabled = poePortAdminSet(ifNum, 1) == RESULT_OK;
+  const bool enabled = poePortAdminSet(ifNum, OPENCLT_ADMIN_ENABLE) == RESULT_OK;
   const PortOutcome outcome = enabled ? PORT_SUCCESS : PORT_FAILED;
   historyPortRecord(job.runId, ifNum, outcome, enabled ? nullptr : "re-enable failed", time(nullptr));
   return outcome;
@@ -97,10 +98,10 @@ void startUnit(int32_t unit) {
   if (job == nullptr) {
     return;
   }
-  switchAll(job->ifNums, 0);
+  switchAll(job->ifNums, OPENCLT_ADMIN_DISABLE);
   job->runId = beginBootDelayRun(*job);
   if (job->runId < 1) {
-    switchAll(job->ifNums, 1);
+    switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
   }
   const int64_t runId = job->runId;
@@ -110,7 +111,7 @@ void startUnit(int32_t unit) {
   const int32_t interPortDelaySec = job->interPortDelaySec;
   if (startDetachedThread(bootDelayThread, job.get()) != 0) {
     historyRunForceFail(runId, "spawn failed");
-    switchAll(job->ifNums, 1);
+    switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
   }
   (void)job.release();  // the worker's now

@@ -11,6 +11,7 @@
 #include "poe/executor.h"
 #include "scheduler/admin_sweep.h"
 #include "scheduler/open_run_stamps.h"
+#include "switchos/openclt.h"
 
 namespace {
 
@@ -102,7 +103,7 @@ AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId, std::
   sweep.ifNums = std::move(ifNums);
   sweep.interPortDelaySec = powersOn && schedule.sequential ? schedule.interPortDelaySec : 0;
   sweep.runId = runId;
-  sweep.adminMode = powersOn ? 1 : 0;
+  sweep.adminMode = powersOn ? OPENCLT_ADMIN_ENABLE : OPENCLT_ADMIN_DISABLE;
   sweep.sweepMode = runId > 0 ? SweepMode::restore : SweepMode::unrecorded;
   return sweep;
 }

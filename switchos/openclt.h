@@ -65,7 +65,11 @@ int32_t rpcclt_openapiApiVersionGet(OpenClientHandle* handle, OpenApiVersion* ve
 
 /* ---- libopenclt: PoE ports (ifNum is the switch's internal interface number) ---- */
 
-/* mode: 0 disable, 1 enable. OPENCLT_INVALID_ARGUMENT and OPENCLT_NOT_ALLOWED are told apart. */
+/* A port's PoE admin mode. */
+#define OPENCLT_ADMIN_DISABLE 0
+#define OPENCLT_ADMIN_ENABLE 1
+
+/* OPENCLT_INVALID_ARGUMENT and OPENCLT_NOT_ALLOWED are told apart. */
 int32_t rpcclt_openapiPoePsePortAdminEnableSet(OpenClientHandle* handle, uint32_t ifNum, uint32_t mode);
 int32_t rpcclt_openapiPoePsePortAdminEnableGet(OpenClientHandle* handle, uint32_t ifNum, uint32_t* mode);
 /* Power-cycles the port with the switch's own timing. */

@@ -7,6 +7,7 @@
 
 #include <cstring>
 
+#include "base/send_all.h"
 #include "daemon/paths.h"
 
 SocketClient::SocketClient() : connection_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -19,15 +20,7 @@ SocketClient::SocketClient() : connection_(socket(AF_UNIX, SOCK_STREAM | SOCK_CL
 }
 
 bool SocketClient::sendBytes(const std::string& bytes) {
-  size_t sent = 0;
-  while (sent < bytes.size()) {
-    const ssize_t n = send(connection_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-    if (n <= 0) {
-      return false;
-    }
-    sent += static_cast<size_t>(n);
-  }
-  return true;
+  return sendAll(connection_.get(), bytes);
 }
 
 void SocketClient::endOfRequest() {
