@@ -25,7 +25,7 @@ class FixedText {
   const char* orNull() const { return empty() ? nullptr : text_; }
 
  private:
-  char text_[kBytes] = "";
+  char text_[kBytes] = {};
 };
 
 #endif

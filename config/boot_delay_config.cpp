@@ -158,7 +158,9 @@ int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config) {
   const JsonPtr root = loadConfigFile();
   cJSON* units = cJSON_GetObjectItem(root.get(), kUnits);
   const UnitKey key(unit);
-  cJSON_DeleteItemFromObject(units, key.text);
+  while (cJSON_HasObjectItem(units, key.text) != 0) {  // a file from elsewhere may hold a unit twice
+    cJSON_DeleteItemFromObject(units, key.text);
+  }
   if (units == nullptr || !jsonAdd(units, key.text, unitToJson(*config))) {
     return ERR_GENERAL;
   }
