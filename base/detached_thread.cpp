@@ -2,12 +2,15 @@
 
 #include <pthread.h>
 
-int startDetachedThread(void* (*body)(void*), void* argument) {
+#include <cerrno>
+
+bool startDetachedThread(void* (*body)(void*), void* argument) {
   pthread_t thread;
   const int error = pthread_create(&thread, nullptr, body, argument);
   if (error != 0) {
-    return error;
+    errno = error;
+    return false;
   }
   pthread_detach(thread);
-  return 0;
+  return true;
 }

@@ -37,6 +37,13 @@ bool executeSql(sqlite3* db, const char* sql) {
   return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+bool stepToValue(sqlite3_stmt* statement, int64_t* value, bool* atEnd) {
+  const int step = sqlite3_step(statement);
+  *atEnd = step == SQLITE_DONE;
+  *value = step == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : 0;
+  return step == SQLITE_ROW;
+}
+
 void DatabaseCloser::operator()(sqlite3* db) const {
   sqlite3_close(db);
 }

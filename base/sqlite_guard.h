@@ -5,7 +5,10 @@
 #ifndef QUORIN_BASE_SQLITE_GUARD_H
 #define QUORIN_BASE_SQLITE_GUARD_H
 
+#include <cstdint>
 #include <memory>
+#include <new>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -22,8 +25,31 @@ StatementPtr prepareStatement(sqlite3* db, const char* sql);
 // Binds a text that stays valid until the statement is finalized, or NULL for a null pointer. Indexes start at 1.
 void bindTextOrNull(sqlite3_stmt* statement, int index, const char* textOrNull);
 
+// Reads the first column of the next row. False when there is none: then *atEnd tells an end from a failure.
+bool stepToValue(sqlite3_stmt* statement, int64_t* value, bool* atEnd);
+
 // A text column, or null when it is NULL. Valid until the statement moves on.
 const char* columnText(sqlite3_stmt* statement, int column);
+
+// Steps a bound query to its end and collects its first column, narrowed to Int. False, with no values, when it can't
+// be read whole or memory runs out.
+template <typename Int>
+bool collectColumn(sqlite3_stmt* statement, std::vector<Int>* values) {
+  values->clear();
+  int64_t value = 0;
+  bool atEnd = false;
+  try {
+    while (stepToValue(statement, &value, &atEnd)) {
+      values->push_back(static_cast<Int>(value));
+    }
+  } catch (const std::bad_alloc&) {
+    atEnd = false;
+  }
+  if (!atEnd) {
+    values->clear();
+  }
+  return atEnd;
+}
 
 // Executes a script without results; true on success. The message of a failure stays in the connection.
 bool executeSql(sqlite3* db, const char* sql);

@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string>
 
+#include "base/file_ptr.h"
 #include "base/json.h"
 #include "base/result_codes.h"
 #include "base/thread_annotations.h"
@@ -27,11 +27,6 @@ constexpr const char* kUnits = "units";
 
 Mutex bootDelayConfigMutex;  // guards the file
 
-struct FileCloser {
-  void operator()(FILE* file) const { fclose(file); }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
-
 struct UnitKey {
   char text[kUnitKeyBytes];
   explicit UnitKey(int32_t unit) { snprintf(text, sizeof text, "%d", static_cast<int>(unit)); }
@@ -44,20 +39,33 @@ JsonPtr emptyConfig() {
   return built ? std::move(root) : nullptr;
 }
 
-// The file's whole text; empty when it can't be read.
-std::string readConfigText() {
+// The file's whole text, empty when there is no file. False when it can't be read whole.
+bool readConfigText(std::string* text) {
   const FilePtr file(fopen(kBootDelayConfigPath, "rbe"));
-  std::string text;
-  char chunk[4096];
-  for (size_t n = 0; file != nullptr && (n = fread(chunk, 1, sizeof chunk, file.get())) > 0;) {
-    text.append(chunk, n);
+  if (file == nullptr) {
+    return errno == ENOENT;
   }
-  return text;
+  char chunk[4096];
+  for (size_t n = 0; (n = fread(chunk, 1, sizeof chunk, file.get())) > 0;) {
+    text->append(chunk, n);
+  }
+  return ferror(file.get()) == 0 || errno == EISDIR;  // a folder in its place holds no settings; the rename will fail
 }
 
-// The file as a document with an object under "units"; null only when memory runs out.
+// The text as a document, null if it is none. A second try tells a corrupt text from a moment without memory.
+JsonPtr parseConfig(const std::string& text) {
+  JsonPtr root = jsonParse(text.c_str());
+  return root != nullptr || text.empty() ? std::move(root) : jsonParse(text.c_str());
+}
+
+// The file as a document with an object under "units". Null when it is there but can't be read, so that no set takes it
+// for one without units, and when memory runs out.
 JsonPtr loadConfigFile() try {
-  JsonPtr root = jsonParse(readConfigText().c_str());
+  std::string text;
+  if (!readConfigText(&text)) {
+    return nullptr;
+  }
+  JsonPtr root = parseConfig(text);
   if (!cJSON_IsObject(root.get())) {
     return emptyConfig();
   }

@@ -32,6 +32,11 @@ struct PoeSchedule {
   std::vector<uint32_t> ifNums;
 };
 
+// Whether schedules of a type span a window, or a whole day.
+constexpr bool isWindowType(ScheduleType type) {
+  return type == ScheduleType::powerOn || type == ScheduleType::powerOff;
+}
+
 // Texts in the database and in JSON. Unknown values read as "unknown" and, by design, "weekly".
 const char* scheduleTypeText(ScheduleType type);
 const char* recurrenceText(Recurrence recurrence);

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <ctime>
-#include <new>
 
 #include "base/result_codes.h"
 #include "base/sqlite_guard.h"
@@ -64,26 +63,6 @@ struct ChildTable {
 constexpr ChildTable kDays{"poe_schedule_days", "day"};
 constexpr ChildTable kPorts{"poe_schedule_ifs", "if_num"};
 
-// The child rows of a schedule in ascending order; empty when they can't be read whole.
-template <typename Int>
-std::vector<Int> loadIntColumn(sqlite3* db, int64_t scheduleId, const ChildTable& table) try {
-  char sql[kChildSqlBytes];
-  snprintf(sql, sizeof sql, "SELECT %s FROM %s WHERE schedule_id=? ORDER BY %s ASC;", table.column, table.name,
-           table.column);
-  std::vector<Int> values;
-  const StatementPtr statement = prepareStatement(db, sql);
-  if (statement == nullptr) {
-    return values;
-  }
-  sqlite3_bind_int64(statement.get(), 1, scheduleId);
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
-    values.push_back(static_cast<Int>(sqlite3_column_int(statement.get(), 0)));
-  }
-  return values;
-} catch (const std::bad_alloc&) {
-  return {};
-}
-
 // Inserts the values up to the first that is refused; true when all are stored.
 template <typename Int>
 bool saveIntColumn(sqlite3* db, int64_t scheduleId, const std::vector<Int>& values, const ChildTable& table) {
@@ -109,13 +88,7 @@ bool saveChildren(sqlite3* db, const PoeSchedule& schedule) {
          saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts);
 }
 
-void loadChildren(sqlite3* db, PoeSchedule* schedule) {
-  schedule->days = loadIntColumn<int32_t>(db, schedule->scheduleId, kDays);
-  schedule->ifNums = loadIntColumn<uint32_t>(db, schedule->scheduleId, kPorts);
-}
-
-// Binds start_date to enabled, the columns that insert and update share but for recurrence's neighbours, from index
-// first on.
+// Binds the columns from start_date to enabled, which insert and update have in the same order, from index first on.
 void bindContent(sqlite3_stmt* statement, int first, const PoeSchedule& schedule) {
   bindTextOrNull(statement, first, schedule.startDate.orNull());
   bindTextOrNull(statement, first + 1, schedule.endDate.orNull());
@@ -151,22 +124,62 @@ int32_t insertScheduleLocked(sqlite3* db, int32_t unit, PoeSchedule* schedule) {
   return saveChildren(db, *schedule) ? RESULT_OK : ERR_GENERAL;
 }
 
-// Fills a record from its row, without days and ports. RESULT_OK, ERR_NOT_FOUND or ERR_GENERAL.
-int32_t readScheduleLocked(sqlite3* db, int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
-  const StatementPtr statement =
-      prepareStatement(db, "SELECT " SCHEDULE_COLUMNS " FROM poe_schedule WHERE unit=? AND schedule_id=?;");
-  if (statement == nullptr) {
-    return ERR_GENERAL;
-  }
-  sqlite3_bind_int(statement.get(), 1, unit);
-  sqlite3_bind_int64(statement.get(), 2, scheduleId);
-  const int step = sqlite3_step(statement.get());
-  if (step != SQLITE_ROW) {
-    return step == SQLITE_DONE ? ERR_NOT_FOUND : ERR_GENERAL;
-  }
-  scheduleRowRead(statement.get(), schedule);
-  return RESULT_OK;
+StatementPtr prepareChildRead(sqlite3* db, const ChildTable& table) {
+  char sql[kChildSqlBytes];
+  snprintf(sql, sizeof sql, "SELECT %s FROM %s WHERE schedule_id=? ORDER BY %s ASC;", table.column, table.name,
+           table.column);
+  return prepareStatement(db, sql);
 }
+
+// The child rows of a schedule in ascending order; empty when they can't be read whole.
+template <typename Int>
+std::vector<Int> loadIntColumn(sqlite3_stmt* statement, int64_t scheduleId) {
+  std::vector<Int> values;
+  if (statement != nullptr) {
+    sqlite3_bind_int64(statement, 1, scheduleId);
+    collectColumn(statement, &values);
+    sqlite3_reset(statement);
+  }
+  return values;
+}
+
+// Reads any number of schedules with statements that are prepared once. REQUIRES: lives under the schedule mutex.
+class ScheduleReader {
+ public:
+  explicit ScheduleReader(sqlite3* db)
+      : row_(prepareStatement(db, "SELECT " SCHEDULE_COLUMNS " FROM poe_schedule WHERE unit=? AND schedule_id=?;")),
+        days_(prepareChildRead(db, kDays)),
+        ports_(prepareChildRead(db, kPorts)) {}
+
+  // Fills a record from its row, without days and ports. RESULT_OK, ERR_NOT_FOUND or ERR_GENERAL.
+  int32_t readRow(int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
+    if (row_ == nullptr) {
+      return ERR_GENERAL;
+    }
+    sqlite3_bind_int(row_.get(), 1, unit);
+    sqlite3_bind_int64(row_.get(), 2, scheduleId);
+    const int step = sqlite3_step(row_.get());
+    if (step == SQLITE_ROW) {
+      scheduleRowRead(row_.get(), schedule);
+    }
+    sqlite3_reset(row_.get());
+    return step == SQLITE_ROW ? RESULT_OK : step == SQLITE_DONE ? ERR_NOT_FOUND : ERR_GENERAL;
+  }
+
+  int32_t readWhole(int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
+    const int32_t rc = readRow(unit, scheduleId, schedule);
+    if (rc == RESULT_OK) {
+      schedule->days = loadIntColumn<int32_t>(days_.get(), scheduleId);
+      schedule->ifNums = loadIntColumn<uint32_t>(ports_.get(), scheduleId);
+    }
+    return rc;
+  }
+
+ private:
+  StatementPtr row_;
+  StatementPtr days_;
+  StatementPtr ports_;
+};
 
 bool updateRowLocked(sqlite3* db, int32_t unit, const PoeSchedule& schedule) {
   const StatementPtr statement = prepareStatement(
@@ -205,12 +218,11 @@ int32_t commitAndAnswer(Transaction& transaction, const PoeSchedule& schedule, J
   return RESULT_OK;
 }
 
-int32_t appendScheduleLocked(sqlite3* db, int32_t unit, int64_t scheduleId, cJSON* array) {
+int32_t appendScheduleLocked(ScheduleReader& reader, int32_t unit, int64_t scheduleId, cJSON* array) {
   PoeSchedule schedule;
-  if (readScheduleLocked(db, unit, scheduleId, &schedule) != RESULT_OK) {
+  if (reader.readWhole(unit, scheduleId, &schedule) != RESULT_OK) {
     return RESULT_OK;  // the others are worth showing
   }
-  loadChildren(db, &schedule);
   return jsonAppend(array, scheduleToJson(schedule)) ? RESULT_OK : ERR_GENERAL;
 }
 
@@ -221,9 +233,10 @@ int32_t listSchedulesLocked(sqlite3* db, int32_t unit, cJSON* array) {
     return ERR_GENERAL;
   }
   sqlite3_bind_int(statement.get(), 1, unit);
+  ScheduleReader reader(db);
   int32_t rc = RESULT_OK;
   while (rc == RESULT_OK && sqlite3_step(statement.get()) == SQLITE_ROW) {
-    rc = appendScheduleLocked(db, unit, sqlite3_column_int64(statement.get(), 0), array);
+    rc = appendScheduleLocked(reader, unit, sqlite3_column_int64(statement.get(), 0), array);
   }
   return rc;
 }
@@ -287,11 +300,10 @@ int32_t scheduleGet(int32_t unit, int64_t scheduleId, JsonPtr* answer) {
     if (!access) {
       return ERR_GENERAL;
     }
-    const int32_t rc = readScheduleLocked(access.db(), unit, scheduleId, &schedule);
+    const int32_t rc = ScheduleReader(access.db()).readWhole(unit, scheduleId, &schedule);
     if (rc != RESULT_OK) {
       return rc;
     }
-    loadChildren(access.db(), &schedule);
   }
   JsonPtr built = scheduleToJson(schedule);
   if (built == nullptr) {
@@ -312,7 +324,7 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
     return ERR_GENERAL;
   }
   PoeSchedule stored;
-  if (readScheduleLocked(access.db(), unit, scheduleId, &stored) != RESULT_OK) {
+  if (ScheduleReader(access.db()).readRow(unit, scheduleId, &stored) != RESULT_OK) {
     return ERR_NOT_FOUND;
   }
   if (stored.type != schedule.type) {

@@ -98,16 +98,23 @@ bool initPortLocks() {
   return false;
 }
 
+// Leaves the reason of a failure in errno, which the thread library itself does not.
+bool startThread(pthread_t* thread, void* (*body)(void*)) {
+  const int error = pthread_create(thread, nullptr, body, nullptr);
+  errno = error;
+  return error == 0;
+}
+
 bool startThreads(DaemonThreads* threads) {
-  if (pthread_create(&threads->ipcServer, nullptr, ipcServerThread, nullptr) != 0) {
+  if (!startThread(&threads->ipcServer, ipcServerThread)) {
     logMessage(LOG_ERR, "[%s:%d] ipc thread create failed: %s", __func__, __LINE__, strerror(errno));
     return false;
   }
-  if (pthread_create(&threads->scheduler, nullptr, schedulerThread, nullptr) != 0) {
+  if (!startThread(&threads->scheduler, schedulerThread)) {
     logMessage(LOG_ERR, "[%s:%d] scheduler thread create failed: %s", __func__, __LINE__, strerror(errno));
     return false;
   }
-  if (pthread_create(&threads->cleanup, nullptr, cleanupThread, nullptr) != 0) {
+  if (!startThread(&threads->cleanup, cleanupThread)) {
     logMessage(LOG_ERR, "[%s:%d] cleanup thread create failed: %s", __func__, __LINE__, strerror(errno));
     return false;
   }

@@ -30,9 +30,9 @@ constexpr int kInputsBetweenForgetting = 500;
 void sleepSeconds(int32_t) {}
 void sleepMilliseconds(int32_t) {}
 
-int startDetachedThread(void* (*body)(void*), void* argument) {
+bool startDetachedThread(void* (*body)(void*), void* argument) {
   body(argument);
-  return 0;
+  return true;
 }
 
 extern "C" int fsync(int) {

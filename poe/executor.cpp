@@ -1,6 +1,8 @@
 #include "poe/executor.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <memory>
 #include <new>
@@ -9,6 +11,7 @@
 #include "base/detached_thread.h"
 #include "base/sleep.h"
 #include "history/run_lifecycle.h"
+#include "log/log.h"
 #include "poe/port_actions.h"
 #include "poe/port_locks.h"
 #include "switchos/session.h"
@@ -211,7 +214,9 @@ int32_t poeActionSpawn(const PoeActionJob* job) {
     return -1;
   }
   std::unique_ptr<OwnedJob> owned = copyJob(*job);
-  if (owned == nullptr || startDetachedThread(poeActionThread, owned.get()) != 0) {
+  if (owned == nullptr || !startDetachedThread(poeActionThread, owned.get())) {
+    logMessage(LOG_ERR, "[%s:%d] run %lld: executor could not be started: %s", __func__, __LINE__,
+               static_cast<long long>(job->runId), strerror(owned == nullptr ? ENOMEM : errno));
     return -1;
   }
   (void)owned.release();  // the thread's now

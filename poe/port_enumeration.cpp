@@ -4,8 +4,8 @@
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
+#include "base/file_ptr.h"
 #include "base/result_codes.h"
 #include "base/thread_annotations.h"
 #include "daemon/paths.h"
@@ -23,11 +23,6 @@ constexpr const char* kTableUnderline = "------";
 
 // Serialises all users of the show command's output file.
 Mutex showPortLock;
-
-struct FileCloser {
-  void operator()(FILE* file) const { fclose(file); }
-};
-using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
 struct Enumeration {
   int32_t unit;

@@ -1,5 +1,7 @@
 #include "scheduler/boot_delay.h"
 
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <memory>
 #include <new>
@@ -9,6 +11,7 @@
 #include "base/result_codes.h"
 #include "base/sleep.h"
 #include "config/boot_delay_config.h"
+#include "daemon/daemon_context.h"
 #include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "poe/port_actions.h"
@@ -109,7 +112,9 @@ void startUnit(int32_t unit) {
   const auto count = static_cast<int>(job->ifNums.size());
   const char* mode = executionModeText(job->sequential);
   const int32_t interPortDelaySec = job->interPortDelaySec;
-  if (startDetachedThread(bootDelayThread, job.get()) != 0) {
+  if (!startDetachedThread(bootDelayThread, job.get())) {
+    logMessage(LOG_ERR, "[%s:%d] boot delay on unit %d: worker could not be started: %s", __func__, __LINE__, unit,
+               strerror(errno));
     historyRunForceFail(runId, "spawn failed");
     switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
@@ -122,11 +127,12 @@ void startUnit(int32_t unit) {
 }  // namespace
 
 void runBootDelay() {
-  for (int32_t unit = 1; unit <= kMaxUnits; ++unit) {
+  for (int32_t unit = 1; unit <= kMaxUnits && !stopRequested(); ++unit) {
     try {
       startUnit(unit);
     } catch (const std::bad_alloc&) {
-      // Thrown before any port was switched: the unit goes without its delay.
+      // Thrown before any port was switched.
+      logMessage(LOG_ERR, "[%s:%d] boot delay on unit %d skipped: no memory", __func__, __LINE__, unit);
     }
   }
 }

@@ -7,6 +7,7 @@
 #include "base/result_codes.h"
 #include "base/sqlite_guard.h"
 #include "config/schedule_store.h"
+#include "daemon/daemon_context.h"
 #include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "scheduler/fired_keys.h"
@@ -109,12 +110,15 @@ void firePower(sqlite3* db, const PoeSchedule& schedule, bool window) {
   if (schedule.type == ScheduleType::powerOn) {
     triggerSchedule(db, schedule, POE_ACTION_POWER_ON, window);
   } else {
-    fireInlineAdminSweep(db, schedule, POE_ACTION_POWER_OFF, window);
+    fireInlineAdminSweep(db, schedule, window);
   }
 }
 
 void evaluateOne(EvaluationPass& pass, const PoeSchedule& schedule) {
-  const DueFirings due = scheduleDue(schedule, pass.now);
+  DueFirings due = scheduleDue(schedule, pass.now);
+  if (stopRequested()) {
+    due.leaveOnlyEnds();
+  }
   if (!due.any() || !isOnItsDay(pass, schedule)) {
     return;
   }
@@ -142,8 +146,12 @@ void evaluateSchedules(sqlite3* db, const TickTime& now) {
   }
   EvaluationPass pass{db, now, nullptr};
   PoeSchedule schedule;
-  while (sqlite3_step(rows.get()) == SQLITE_ROW) {
+  int step = SQLITE_ROW;
+  while ((step = sqlite3_step(rows.get())) == SQLITE_ROW) {
     scheduleRowRead(rows.get(), &schedule);
     evaluateOne(pass, schedule);
+  }
+  if (step != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] schedules could not be read to the end: %s", __func__, __LINE__, sqlite3_errmsg(db));
   }
 }

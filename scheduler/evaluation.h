@@ -6,7 +6,8 @@
 
 struct sqlite3;
 
-// Evaluates all schedules in the order of the database. Each occurrence fires once, however often its minute is seen.
+// Evaluates all schedules in the order of the database. An occurrence that is still among the fired keys does not fire
+// again. Once a stop is asked for nothing new begins, but windows that end are still restored.
 // REQUIRES: the scheduler thread, with the schedule mutex held; db is the schedule database.
 void evaluateSchedules(sqlite3* db, const TickTime& now);
 

@@ -1,7 +1,9 @@
 #include "scheduler/open_run_stamps.h"
 
+#include <algorithm>
 #include <ctime>
 
+#include "history/history_queries.h"
 #include "log/log.h"
 
 namespace {
@@ -45,6 +47,15 @@ void openRunStampRemove(int64_t runId) {
   OpenRunStamp* stamp = runId > 0 ? findStamp(runId) : nullptr;
   if (stamp != nullptr) {
     stamp->runId = 0;
+  }
+}
+
+void openRunStampKeepOnly(const OpenScheduledRun* runs, int32_t count) {
+  for (OpenRunStamp& stamp : openRunStamps) {
+    const auto isStamped = [&](const OpenScheduledRun& run) { return run.runId == stamp.runId; };
+    if (std::none_of(runs, runs + count, isStamped)) {
+      stamp.runId = 0;
+    }
   }
 }
 

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+struct OpenScheduledRun;
+
 constexpr int32_t kOpenRunStamps = 64;
 
 // Stamps a run that begins now. A full table is logged and the run stays without a stamp.
@@ -12,6 +14,10 @@ void openRunStampAdd(int64_t runId);
 
 // Removes a run's stamp; does nothing for a run without one.
 void openRunStampRemove(int64_t runId);
+
+// Removes the stamps of all runs but these. A stamp can outlive its run: on a full disk a run may begin that is never
+// stored, and would keep its slot until the daemon ends.
+void openRunStampKeepOnly(const OpenScheduledRun* runs, int32_t count);
 
 // Seconds since the run was stamped, 0 or more; -1 when it has no stamp or the clock can't be read.
 int64_t openRunStampAge(int64_t runId);

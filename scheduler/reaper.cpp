@@ -21,18 +21,18 @@ bool isStandingWindow(sqlite3_stmt* row) {
   const ScheduleType type = scheduleTypeOf(columnText(row, 0));
   const bool allDay = sqlite3_column_int(row, 1) != 0;
   const bool enabled = sqlite3_column_int(row, 2) != 0;
-  return enabled && !allDay && (type == ScheduleType::powerOn || type == ScheduleType::powerOff);
+  return enabled && !allDay && isWindowType(type);
 }
 
 // By the run's stamp, which a change of the wall clock leaves alone; by its start when there is none.
-int64_t runAge(const OpenScheduledRun& run, time_t now) {
+bool isTooOld(const OpenScheduledRun& run, time_t now) {
   const int64_t age = openRunStampAge(run.runId);
   if (age >= 0) {
-    return age;
+    return age > kReaperAgeLimitSec;
   }
   logMessage(LOG_WARNING, "[%s:%d] reaper: run %lld missing from open-run stamps; using wall-clock age", __func__,
              __LINE__, static_cast<long long>(run.runId));
-  return now - run.startedAt;
+  return run.startedAt < now - kReaperAgeLimitSec;
 }
 
 // Why the run must be closed, or null.
@@ -40,7 +40,7 @@ const char* reapReason(const OpenScheduledRun& run, time_t now) {
   if (scheduleCanCloseRun(run.scheduleId, run.unit) == WindowSchedule::goneOrChanged) {
     return "Schedule removed or modified mid-window";
   }
-  return runAge(run, now) > kReaperAgeLimitSec ? "Window end never fired" : nullptr;
+  return isTooOld(run, now) ? "Window end never fired" : nullptr;
 }
 
 void reapRun(const OpenScheduledRun& run, const char* reason) {
@@ -82,6 +82,9 @@ WindowSchedule scheduleCanCloseRun(int64_t scheduleId, int32_t unit) {
 void reapOrphanedWindowRuns() {
   OpenScheduledRun runs[kMaxRunsPerPass];
   const int32_t count = historyListOpenScheduledRuns(runs, kMaxRunsPerPass);
+  if (count >= 0 && count < kMaxRunsPerPass) {
+    openRunStampKeepOnly(runs, count);  // the list is complete
+  }
   const time_t now = time(nullptr);
   for (int32_t i = 0; i < count; ++i) {
     const char* reason = reapReason(runs[i], now);

@@ -20,10 +20,6 @@ bool readDate(const char* text, Date* date) {
   return true;
 }
 
-bool isWindowType(ScheduleType type) {
-  return type == ScheduleType::powerOn || type == ScheduleType::powerOff;
-}
-
 // The firings that the schedule's type and times give, whatever the day.
 DueFirings dueByTime(const PoeSchedule& schedule, const TickTime& now) {
   DueFirings due;

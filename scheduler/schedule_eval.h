@@ -22,9 +22,10 @@ struct DueFirings {
   bool windowStart = false;
   bool windowEnd = false;
   bool restart = false;
-  bool allDay = false;  // due in every minute of the day; whoever acts does so once a day
+  bool allDay = false;  // due in every minute of the day; that it acts once a day is left to the fired keys
 
   bool any() const { return windowStart || windowEnd || restart || allDay; }
+  void leaveOnlyEnds() { windowStart = restart = allDay = false; }
 };
 
 // Whether a text reads as "%d:%d", a time of day, and is the tick's hour and minute: "7:5" is 07:05.
@@ -35,7 +36,7 @@ bool isTimeOfDay(const char* text, const TickTime& now);
 bool isWithinDates(const PoeSchedule& schedule, const TickTime& now);
 
 // The day that a schedule's days must hold for it to apply: the weekday (1 Monday to 7 Sunday) for weekly, the day of
-// the month for monthly; 0 when no day is asked for.
+// the month for monthly; 0 for daily, which asks for no day (and for unknown, which scheduleDue never lets fire).
 int32_t recurrenceDay(Recurrence recurrence, const TickTime& now);
 
 // What of an enabled schedule falls into the tick's minute, all conditions but the recurrence days applied: those the

@@ -9,23 +9,23 @@
 namespace {
 
 constexpr uint32_t kClockTextBytes = 20;
-constexpr unsigned kTmYearBase = 1900;
+constexpr int kTmYearBase = 1900;
 
-TickTime fromCalendar(const tm& calendar) {
-  TickTime time;
-  time.year = calendar.tm_year + static_cast<int>(kTmYearBase);
-  time.month = calendar.tm_mon + 1;
-  time.day = calendar.tm_mday;
-  time.hour = calendar.tm_hour;
-  time.minute = calendar.tm_min;
-  time.second = calendar.tm_sec;
-  time.weekday = calendar.tm_wday;
-  return time;
+// A sum without overflow: a text may hold any number, and what no calendar time can hold is not normalised either.
+int addWrapping(int number, int offset) {
+  return static_cast<int>(static_cast<unsigned>(number) + static_cast<unsigned>(offset));
 }
 
-// A number of any size less an offset, without overflow.
-int lessWrapping(int number, unsigned offset) {
-  return static_cast<int>(static_cast<unsigned>(number) - offset);
+TickTime fromCalendar(const tm& calendar) {
+  TickTime tick;
+  tick.year = addWrapping(calendar.tm_year, kTmYearBase);
+  tick.month = addWrapping(calendar.tm_mon, 1);
+  tick.day = calendar.tm_mday;
+  tick.hour = calendar.tm_hour;
+  tick.minute = calendar.tm_min;
+  tick.second = calendar.tm_sec;
+  tick.weekday = calendar.tm_wday;
+  return tick;
 }
 
 }  // namespace
@@ -38,8 +38,8 @@ bool parseSwitchTime(const char* text, TickTime* time) {
              &calendar.tm_sec) != 6) {
     return false;
   }
-  calendar.tm_year = lessWrapping(year, kTmYearBase);
-  calendar.tm_mon = lessWrapping(month, 1);
+  calendar.tm_year = addWrapping(year, -kTmYearBase);
+  calendar.tm_mon = addWrapping(month, -1);
   calendar.tm_isdst = -1;
   mktime(&calendar);
   *time = fromCalendar(calendar);

@@ -2,8 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <new>
-
 #include "base/result_codes.h"
 #include "base/sqlite_guard.h"
 #include "history/run_lifecycle.h"
@@ -89,8 +87,8 @@ int64_t findWindowRun(const PoeSchedule& schedule) {
 }
 
 void giveUpRestore(const PoeSchedule& schedule, int64_t runId) {
-  logMessage(LOG_ERR, "[%s:%d] schedule %lld unit %d: endTime sweep could not load ports - window NOT restored",
-             __func__, __LINE__, loggedId(schedule), schedule.unit);
+  logMessage(LOG_ERR, "[%s:%d] schedule %lld unit %d: %s", __func__, __LINE__, loggedId(schedule), schedule.unit,
+             kNotRestored);
   if (runId > 0) {
     forceFailAndUnstamp(runId, kNotRestored);
   }
@@ -110,20 +108,15 @@ AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId, std::
 
 }  // namespace
 
-std::vector<uint32_t> scheduleLoadIfNums(sqlite3* db, int64_t scheduleId) try {
+std::vector<uint32_t> scheduleLoadIfNums(sqlite3* db, int64_t scheduleId) {
   std::vector<uint32_t> ifNums;
   const StatementPtr statement =
       prepareStatement(db, "SELECT if_num FROM poe_schedule_ifs WHERE schedule_id=? ORDER BY if_num;");
-  if (statement == nullptr) {
-    return ifNums;
-  }
-  sqlite3_bind_int64(statement.get(), 1, scheduleId);
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
-    ifNums.push_back(static_cast<uint32_t>(sqlite3_column_int64(statement.get(), 0)));
+  if (statement != nullptr) {
+    sqlite3_bind_int64(statement.get(), 1, scheduleId);
+    collectColumn(statement.get(), &ifNums);
   }
   return ifNums;
-} catch (const std::bad_alloc&) {
-  return {};
 }
 
 void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window) {
@@ -145,7 +138,7 @@ void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType act
   }
 }
 
-void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window) {
+void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, bool window) {
   AdminSweepRequest sweep;
   sweep.unit = schedule.unit;
   sweep.ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
@@ -154,12 +147,13 @@ void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, PoeActionTyp
                loggedId(schedule));
     return;
   }
-  sweep.runId = beginScheduledRun(schedule, action, window, sweep.ifNums);
+  sweep.runId = beginScheduledRun(schedule, POE_ACTION_POWER_OFF, window, sweep.ifNums);
   if (sweep.runId < 1) {
     logMessage(LOG_ERR, "[%s:%d] schedule %lld: history run begin failed; sweep skipped", __func__, __LINE__,
                loggedId(schedule));
     return;
   }
+  sweep.adminMode = OPENCLT_ADMIN_DISABLE;
   // No pauses: ports that go dark draw no inrush.
   sweep.sweepMode = window ? SweepMode::recordOpen : SweepMode::recordFinish;
   executorAdminSweep(sweep);

@@ -22,7 +22,7 @@ void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType act
 
 // Begins a power_off run and switches the ports off at once, on this thread and without pauses. For a window the run is
 // stamped and left open.
-void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window);
+void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, bool window);
 
 // Puts the ports of a window schedule back into their state outside the window, on this thread, and closes the window's
 // run. A window without an open run is restored unrecorded.
