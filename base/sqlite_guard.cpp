@@ -69,11 +69,22 @@ Transaction::~Transaction() {
 }
 
 bool Transaction::begin() {
+  // Prepared now, so that undoing needs no memory that may be missing by then.
+  rollback_ = prepareStatement(db_, "ROLLBACK;");
+  if (rollback_ == nullptr) {
+    return false;
+  }
   if (sqlite3_get_autocommit(db_) == 0) {
-    executeSql(db_, "ROLLBACK;");  // one that could not be rolled back at its end must not block all that follow
+    executeRollback();  // a transaction that could not be rolled back at its end must not block all that follow
   }
   open_ = executeSql(db_, "BEGIN;");
   return open_;
+}
+
+bool Transaction::executeRollback() {
+  const bool done = sqlite3_step(rollback_.get()) == SQLITE_DONE;
+  sqlite3_reset(rollback_.get());
+  return done;
 }
 
 bool Transaction::commit() {
@@ -90,5 +101,5 @@ bool Transaction::rollback() {
   }
   open_ = false;
   // A failure such as a full disk may have made SQLite roll back already; then there is nothing left to undo.
-  return sqlite3_get_autocommit(db_) != 0 || executeSql(db_, "ROLLBACK;");
+  return sqlite3_get_autocommit(db_) != 0 || executeRollback();
 }

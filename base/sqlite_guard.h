@@ -82,7 +82,10 @@ class Transaction {
   bool rollback();
 
  private:
+  bool executeRollback();
+
   sqlite3* db_;
+  StatementPtr rollback_;
   bool open_ = false;
 };
 

@@ -63,29 +63,30 @@ struct ChildTable {
 constexpr ChildTable kDays{"poe_schedule_days", "day"};
 constexpr ChildTable kPorts{"poe_schedule_ifs", "if_num"};
 
-// Inserts the values up to the first that is refused; true when all are stored.
+// Inserts the values up to the first that is refused. SQLITE_OK when all are stored, SQLITE_CONSTRAINT when one is
+// there already, or another code of SQLite.
 template <typename Int>
-bool saveIntColumn(sqlite3* db, int64_t scheduleId, const std::vector<Int>& values, const ChildTable& table) {
+int saveIntColumn(sqlite3* db, int64_t scheduleId, const std::vector<Int>& values, const ChildTable& table) {
   char sql[kChildSqlBytes];
   snprintf(sql, sizeof sql, "INSERT INTO %s (schedule_id, %s) VALUES (?, ?);", table.name, table.column);
   const StatementPtr statement = prepareStatement(db, sql);
   if (statement == nullptr) {
-    return false;
+    return sqlite3_errcode(db);
   }
   for (const Int value : values) {
     sqlite3_reset(statement.get());
     sqlite3_bind_int64(statement.get(), 1, scheduleId);
     sqlite3_bind_int64(statement.get(), 2, value);
     if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-      return false;
+      return sqlite3_errcode(db);
     }
   }
-  return true;
+  return SQLITE_OK;
 }
 
 bool saveChildren(sqlite3* db, const PoeSchedule& schedule) {
-  return saveIntColumn(db, schedule.scheduleId, schedule.days, kDays) &&
-         saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts);
+  return saveIntColumn(db, schedule.scheduleId, schedule.days, kDays) == SQLITE_OK &&
+         saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts) == SQLITE_OK;
 }
 
 // Binds the columns from start_date to enabled, which insert and update have in the same order, from index first on.
@@ -197,15 +198,28 @@ bool updateRowLocked(sqlite3* db, int32_t unit, const PoeSchedule& schedule) {
   return sqlite3_step(statement.get()) == SQLITE_DONE;
 }
 
-void deleteChildren(sqlite3* db, int64_t scheduleId) {
+bool deleteChildren(sqlite3* db, int64_t scheduleId) {
   for (const char* sql :
        {"DELETE FROM poe_schedule_days WHERE schedule_id=?;", "DELETE FROM poe_schedule_ifs  WHERE schedule_id=?;"}) {
     const StatementPtr statement = prepareStatement(db, sql);
-    if (statement != nullptr) {
-      sqlite3_bind_int64(statement.get(), 1, scheduleId);
-      sqlite3_step(statement.get());
+    if (statement == nullptr) {
+      return false;
+    }
+    sqlite3_bind_int64(statement.get(), 1, scheduleId);
+    if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+      return false;
     }
   }
+  return true;
+}
+
+// Puts new children in place of the old ones. Unlike in a create, a repeated day or port is no failure: what comes
+// before it is stored, days and ports apart from each other.
+bool replaceChildren(sqlite3* db, const PoeSchedule& schedule) {
+  const auto stored = [](int rc) { return rc == SQLITE_OK || rc == SQLITE_CONSTRAINT; };
+  return deleteChildren(db, schedule.scheduleId) &&
+         stored(saveIntColumn(db, schedule.scheduleId, schedule.days, kDays)) &&
+         stored(saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts));
 }
 
 // Commits only what can also be answered, so that an error never hides a change.
@@ -331,13 +345,10 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
     return ERR_INVALID_ARG;
   }
   Transaction transaction(access.db());
-  if (!transaction.begin() || !updateRowLocked(access.db(), unit, schedule)) {
+  if (!transaction.begin() || !updateRowLocked(access.db(), unit, schedule) ||
+      !replaceChildren(access.db(), schedule)) {
     return ERR_GENERAL;
   }
-  deleteChildren(access.db(), scheduleId);
-  // Unlike in a create, what is refused here is left out: days and ports are saved apart from each other.
-  saveIntColumn(access.db(), scheduleId, schedule.days, kDays);
-  saveIntColumn(access.db(), scheduleId, schedule.ifNums, kPorts);
   return commitAndAnswer(transaction, schedule, answer);
 }
 
