@@ -38,17 +38,15 @@ void answerRequest(int connection, const char* text) {
 }  // namespace
 
 void sendResponse(int connection, int32_t code, const cJSON* result) {
-  const JsonPtr envelope(cJSON_CreateObject());
-  const bool built =
-      envelope != nullptr && jsonAddBool(envelope.get(), "ok", code == RESULT_OK) &&
-      (code == RESULT_OK || jsonAddNumber(envelope.get(), "error", code)) &&
-      (result == nullptr || cJSON_AddItemReferenceToObject(envelope.get(), "result", const_cast<cJSON*>(result)));
-  const JsonTextPtr text(built ? cJSON_PrintUnformatted(envelope.get()) : nullptr);
-  if (text == nullptr) {
-    return;
+  std::string line = code == RESULT_OK ? R"({"ok":true)" : R"({"ok":false,"error":)" + std::to_string(code);
+  if (result != nullptr) {
+    const JsonTextPtr text(cJSON_PrintUnformatted(result));
+    if (text == nullptr) {
+      return;
+    }
+    line.append(R"(,"result":)").append(text.get());
   }
-  std::string line(text.get());
-  line += '\n';
+  line += "}\n";
   sendAll(connection, line);  // a client that has gone needs no answer
 }
 
