@@ -52,7 +52,11 @@ bool openDatabase(const char* path, DatabasePtr* db) {
   sqlite3* opened = nullptr;
   const int rc = sqlite3_open(path, &opened);
   db->reset(opened);
-  return rc == SQLITE_OK;
+  if (rc != SQLITE_OK) {
+    return false;
+  }
+  // SQLite falls back to reading only; trying to write fails and leaves the reason in the connection.
+  return sqlite3_db_readonly(opened, "main") != 1 || executeSql(opened, "PRAGMA user_version=0;");
 }
 
 bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement) {
