@@ -264,11 +264,6 @@ void compareRuns(const std::string& what, const std::vector<ExpectedRun>& expect
   }
 }
 
-int environmentNumber(const char* name, int fallback) {
-  const char* text = getenv(name);
-  return text != nullptr && *text != '\0' ? atoi(text) : fallback;
-}
-
 class SoakTest : public RootTest {
  protected:
   void SetUp() override {

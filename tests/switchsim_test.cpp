@@ -6,7 +6,6 @@
 #include <csignal>
 #include <fstream>
 #include <future>
-#include <regex>
 
 #include "switchos/openclt.h"
 #include "switchsim/shared_state.h"
@@ -96,7 +95,8 @@ TEST_F(SwitchsimTest, FaultsBefallTheCallsTheyAreSetForAndADelayHoldsUpNobodyEls
   ASSERT_EQ(addFault({Operation::adminEnableSet, 2, -29, 0, 2}), "");
   ASSERT_EQ(addFault({Operation::adminEnableSet, 0, -7, 0, 1}), "");
   ASSERT_EQ(addFault({Operation::portReset, 9, -5, 0, 0}), "");
-  for (const auto& [ifNum, result] : {std::pair{2, -29}, {3, -7}, {2, -29}, {2, 0}}) EXPECT_EQ(set(ifNum, 0), result);
+  for (const auto& [ifNum, result] : {std::pair{2U, -29}, {3U, -7}, {2U, -29}, {2U, 0}})
+    EXPECT_EQ(set(ifNum, 0), result);
   EXPECT_TRUE(portView(3)->adminOn && !portView(2)->adminOn) << "a failed set changes nothing";
   EXPECT_EQ(journalSince(0).at(1).result, -7);
   for (int i = 0; i < 3; i++) EXPECT_EQ(reset(2, 9), -5) << "until cleared";
@@ -122,7 +122,7 @@ TEST_F(SwitchsimTest, AKilledOwnerOfTheLockWedgesNobody) {
   }
   waitpid(child, nullptr, 0);
   alarm(20);  // a wedged lock would end the test here
-  for (const uint32_t mode : {0, 1}) EXPECT_EQ(set(1, mode), 0);
+  for (const uint32_t mode : {0U, 1U}) EXPECT_EQ(set(1, mode), 0);
   alarm(0);
 }
 
@@ -180,7 +180,9 @@ TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
       {"device 2/0/6 12.5", 0, ""},
       {"device 1 nan", 2, ""},
       {"show", 0, "2/0/6        14  on"},
+      {"show --json", 0, "\"deviceWatts\":\t12.5"},
       {"journal", 0, "cliSet"},
+      {"journal --json", 0, "\"op\":\t\"cliSet\""},
       {"fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1", 0, ""},
       {"clock '2024-02-29 23:59:59' --run", 0, ""},
       {"create", 1, "--force"}};
@@ -192,19 +194,4 @@ TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
   EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);
   EXPECT_EQ(reset(2, 9), -22);
   EXPECT_TRUE(waitUntil([] { return viewSwitch()->clock.time > "2024-03-01"; }));
-}
-
-TEST_F(SwitchsimTest, JsonHasTheSameShapeWhateverTheSwitchIs) {
-  const auto keysAfter = [](const std::string& change, const char* show) {
-    std::string output;
-    EXPECT_EQ(runCommand(TEST_SWITCHSIM " " + change + " && " TEST_SWITCHSIM " " + show + " --json", &output), 0);
-    return std::regex_replace(output, std::regex(R"x("(\w+)":)x"), "$1 ", std::regex_constants::format_no_copy);
-  };
-  makeSwitch({1, 1, 1});
-  for (const char* change : {"device 1 12", "device 1 none", "server down", "clock fail", "set 1 off", "set 1 on"}) {
-    EXPECT_EQ(keysAfter(change, "show"),
-              "units unit ports name ifNum poe adminMode state detectionStatus powerMw currentMa voltageMv temperature "
-              "class deviceWatts priority limitMw server clock mode time faults misuse lastMisuse lastClient ");
-  }
-  EXPECT_EQ(keysAfter("set 1 on", "journal --since 2"), "entries seq timeMs monoMs op unit ifNum value result ");
 }

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int kTookTooLong = -1000;
+constexpr int kNotRunning = -1001;
 constexpr int kExecFailed = 127;
 
 int describeEnd(int status) {
@@ -70,10 +71,15 @@ bool DaemonProcess::hasEnded() const {
 }
 
 void DaemonProcess::signal(int signalNumber) const {
-  kill(pid_, signalNumber);
+  if (pid_ > 0) {  // others mean groups of processes
+    kill(pid_, signalNumber);
+  }
 }
 
 int DaemonProcess::wait(int deadlineSec) {
+  if (pid_ <= 0) {
+    return kNotRunning;
+  }
   int status = 0;
   const bool ended =
       waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, std::chrono::seconds(deadlineSec));

@@ -24,7 +24,7 @@ class DaemonProcess {
   bool startReady(const std::function<void()>& beforeExec = {});
   void signal(int signalNumber) const;
   // Waits for its end: its exit status, or -N when signal N ended it, or -1000 when it had to be killed after the
-  // deadline.
+  // deadline, or -1001 when it is not running.
   int wait(int deadlineSec = 60);
   // SIGTERM, then wait.
   int stop();

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "base/sqlite_guard.h"
+#include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "history/history_store.h"
@@ -33,6 +34,13 @@ void closeHistory() {
   const MutexLock lock(context->historyDbMutex);
   sqlite3_close(context->historyDb);
   context->historyDb = nullptr;
+}
+
+void closeSchedules() {
+  DaemonContext* context = daemonContext();
+  const MutexLock lock(context->scheduleDbMutex);
+  sqlite3_close(context->scheduleDb);
+  context->scheduleDb = nullptr;
 }
 
 }  // namespace
@@ -74,6 +82,27 @@ int runCommand(const std::string& command, std::string* output) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+int environmentNumber(const char* name, int fallback) {
+  const char* text = getenv(name);
+  return text != nullptr && *text != '\0' ? atoi(text) : fallback;
+}
+
+std::string queryValue(const char* databasePath, const std::string& sql) {
+  DatabasePtr db;
+  if (!openDatabase(databasePath, &db)) {
+    return "no database";
+  }
+  const StatementPtr statement = prepareStatement(db.get(), sql.c_str());
+  if (statement == nullptr) {
+    return sqlite3_errmsg(db.get());
+  }
+  if (sqlite3_step(statement.get()) != SQLITE_ROW) {
+    return "";
+  }
+  const char* text = columnText(statement.get(), 0);
+  return text != nullptr ? text : "NULL";
+}
+
 void RootTest::SetUp() {
   fs::remove_all(testRoot());
   for (const char* folder : {"tmp", "var/run", "mnt/fastpath"}) {
@@ -100,11 +129,13 @@ void StoreTest::SetUp() {
   fs::create_directories(kDataDirPath);
   ASSERT_TRUE(daemonContext() != nullptr || contextCreate());
   ASSERT_EQ(initHandler("test", &openApiClient), 0);
+  ASSERT_EQ(scheduleStoreInit(), 0);
   ASSERT_EQ(historyStoreInit(), 0);
   ASSERT_EQ(portLockInit(), 0);
 }
 
 void StoreTest::TearDown() {
+  closeSchedules();
   closeHistory();
   openapiClientTearDown(&openApiClient);
   logClose();
@@ -116,19 +147,7 @@ void StoreTest::reopenHistory() {
 }
 
 std::string StoreTest::query(const std::string& sql) {
-  DatabasePtr db;
-  if (!openDatabase(kHistoryDbPath, &db)) {
-    return "no database";
-  }
-  const StatementPtr statement = prepareStatement(db.get(), sql.c_str());
-  if (statement == nullptr) {
-    return sqlite3_errmsg(db.get());
-  }
-  if (sqlite3_step(statement.get()) != SQLITE_ROW) {
-    return "";
-  }
-  const char* text = columnText(statement.get(), 0);
-  return text != nullptr ? text : "NULL";
+  return queryValue(kHistoryDbPath, sql);
 }
 
 std::string printJson(const cJSON* tree) {

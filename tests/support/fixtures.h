@@ -24,6 +24,13 @@ int countOf(const std::string& text, const std::string& part);
 // Runs a shell command; returns its exit status and what it printed (both streams if the command says 2>&1).
 int runCommand(const std::string& command, std::string* output);
 
+// A number from the environment, for longer runs of a test; the fallback when it is not set.
+int environmentNumber(const char* name, int fallback);
+
+// The first value of a query's first row, over a connection of its own; "NULL" for NULL, "" for no row, SQLite's
+// message when it fails.
+std::string queryValue(const char* databasePath, const std::string& sql);
+
 // A root without files of an earlier test, and a switch of its own (2 units of 28 ports, 24 of them PoE, all idle:
 // every port with a device).
 class RootTest : public ::testing::Test {
@@ -35,7 +42,7 @@ class RootTest : public ::testing::Test {
   static std::string logText();
 };
 
-// Also: the daemon's context, history store, port locks and switch session live in this process, the log goes to its
+// Also: the daemon's context, both stores, port locks and switch session live in this process, the log goes to its
 // file.
 class StoreTest : public RootTest {
  protected:
@@ -43,7 +50,7 @@ class StoreTest : public RootTest {
   void TearDown() override;
   // Closes the history database and opens it again.
   static void reopenHistory();
-  // One value of a query on the history database, over a connection of its own; "NULL" for NULL, "" for no row.
+  // queryValue on the history database.
   static std::string query(const std::string& sql);
 };
 
