@@ -102,10 +102,7 @@ class FaultTest : public RootTest {
     EXPECT_EQ(waitpid(helper, &status, 0), helper);
     ASSERT_EQ(status, 0);
   }
-  rlim_t threads() const {
-    const auto folder = fs::directory_iterator("/proc/" + std::to_string(daemon_.pid()) + "/task");
-    return static_cast<rlim_t>(std::distance(begin(folder), end(folder)));
-  }
+  rlim_t threads() const { return static_cast<rlim_t>(daemon_.threads()); }
 
   DaemonProcess daemon_{TEST_DAEMON, 20};
 };

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <future>
 #include <map>
+#include <optional>
 #include <thread>
 
 #include "base/sqlite_guard.h"
@@ -43,6 +44,29 @@ void refuseSwitching(uint32_t ifNum, uint32_t times = 1) {
   fault.times = times;
   ASSERT_EQ(switchsim::addFault(fault), "");
 }
+
+// A port of unit 1 that another run holds.
+class BusyPort {
+ public:
+  explicit BusyPort(int32_t ifNum)
+      : holder_([this, ifNum] {
+          EXPECT_EQ(portLockTry(1, ifNum), 0);
+          held_.set_value();
+          over_.get_future().wait();
+          portLockRelease(1, ifNum);
+        }) {
+    held_.get_future().wait();
+  }
+  ~BusyPort() {
+    over_.set_value();
+    holder_.join();
+  }
+
+ private:
+  std::promise<void> held_;
+  std::promise<void> over_;
+  std::thread holder_;
+};
 
 void executeOn(const char* path, const std::string& sql) {
   DatabasePtr db;
@@ -221,16 +245,14 @@ TEST_F(SchedulerTest, aWindowSwitchesItsPortsAndPutsThemBack) {
 
 TEST_F(SchedulerTest, theWorseOfStartAndEndIsKeptForEachPort) {
   createWindow("power_off", "08:00", "09:00", R"("ifNums":[1,2,3,4,5])");
-  std::thread holder([] { portLockTry(1, 1); });  // another run, which ends without giving the port back
-  holder.join();
+  std::optional<BusyPort> busy(1);
   refuseSwitching(2);
   EXPECT_EQ(tickAt("2032-01-01 08:00"), "2- 3- 4- 5-");
   EXPECT_EQ(runs(),
             "power_off running: 1 skipped port busy, 2 failed power_off failed, 3 success, 4 success, 5 success");
-  std::thread other([] { portLockTry(1, 3); });
-  other.join();
+  busy.emplace(3);
   refuseSwitching(4);
-  EXPECT_EQ(tickAt("2032-01-01 09:00"), "2+ 4+ 5+");
+  EXPECT_EQ(tickAt("2032-01-01 09:00"), "1+ 2+ 4+ 5+");
   EXPECT_EQ(runs(),
             "power_off partial: 1 skipped port busy, 2 failed power_off failed, 3 skipped port busy, "
             "4 failed restore failed, 5 success");

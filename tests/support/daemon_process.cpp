@@ -96,7 +96,7 @@ int DaemonProcess::stop() {
   return wait();
 }
 
-int DaemonProcess::openDescriptors() const {
-  const auto folder = std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/fd");
-  return static_cast<int>(std::distance(begin(folder), end(folder)));
+int DaemonProcess::entriesOf(const char* folder) const {
+  const auto entries = std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/" + folder);
+  return static_cast<int>(std::distance(begin(entries), end(entries)));
 }

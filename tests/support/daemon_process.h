@@ -29,10 +29,12 @@ class DaemonProcess {
   // SIGTERM, then wait.
   int stop();
   pid_t pid() const { return pid_; }
-  int openDescriptors() const;
+  int openDescriptors() const { return entriesOf("fd"); }
+  int threads() const { return entriesOf("task"); }
 
  private:
   bool hasEnded() const;
+  int entriesOf(const char* folder) const;  // of its folder below /proc
 
   std::string program_;
   std::string clock_;  // empty: the host's
