@@ -2,7 +2,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <csignal>
 #include <ctime>
 #include <future>
 #include <map>
@@ -44,29 +43,6 @@ void refuseSwitching(uint32_t ifNum, uint32_t times = 1) {
   fault.times = times;
   ASSERT_EQ(switchsim::addFault(fault), "");
 }
-
-// A port of unit 1 that another run holds.
-class BusyPort {
- public:
-  explicit BusyPort(int32_t ifNum)
-      : holder_([this, ifNum] {
-          EXPECT_EQ(portLockTry(1, ifNum), 0);
-          held_.set_value();
-          over_.get_future().wait();
-          portLockRelease(1, ifNum);
-        }) {
-    held_.get_future().wait();
-  }
-  ~BusyPort() {
-    over_.set_value();
-    holder_.join();
-  }
-
- private:
-  std::promise<void> held_;
-  std::promise<void> over_;
-  std::thread holder_;
-};
 
 void executeOn(const char* path, const std::string& sql) {
   DatabasePtr db;
@@ -245,17 +221,19 @@ TEST_F(SchedulerTest, aWindowSwitchesItsPortsAndPutsThemBack) {
 
 TEST_F(SchedulerTest, theWorseOfStartAndEndIsKeptForEachPort) {
   createWindow("power_off", "08:00", "09:00", R"("ifNums":[1,2,3,4,5])");
-  std::optional<BusyPort> busy(1);
+  ASSERT_EQ(portLockTry(1, 1), 0);  // as another run does
   refuseSwitching(2);
   EXPECT_EQ(tickAt("2032-01-01 08:00"), "2- 3- 4- 5-");
   EXPECT_EQ(runs(),
             "power_off running: 1 skipped port busy, 2 failed power_off failed, 3 success, 4 success, 5 success");
-  busy.emplace(3);
+  portLockRelease(1, 1);
+  ASSERT_EQ(portLockTry(1, 3), 0);
   refuseSwitching(4);
   EXPECT_EQ(tickAt("2032-01-01 09:00"), "1+ 2+ 4+ 5+");
   EXPECT_EQ(runs(),
             "power_off partial: 1 skipped port busy, 2 failed power_off failed, 3 skipped port busy, "
             "4 failed restore failed, 5 success");
+  portLockRelease(1, 3);
 }
 
 TEST_F(SchedulerTest, aWindowWhoseScheduleIsGoneOrWhoseEndNeverCameIsReaped) {
@@ -357,6 +335,10 @@ TEST_F(SchedulerTest, portsComeBackAtOnceWhenTheBootDelayCannotBeKept) {
 // The real daemon, whose clock and the switch's run on from a time.
 class SchedulerDaemonTest : public RootTest {
  protected:
+  void startAt(const std::string& time) {
+    daemon_.emplace(TEST_DAEMON, "@2028-02-28 " + time + " x20");
+    ASSERT_TRUE(daemon_->startReady()) << logText();
+  }
   static std::string createWindow(const char* start, const char* end, int delaySec) {
     return rpc("schedule.create",
                std::string(R"({"unit":1,"schedule":{"name":"w","scheduleType":"power_off","recurrence":"daily",)") +
@@ -366,11 +348,12 @@ class SchedulerDaemonTest : public RootTest {
   static bool isSwitched(const std::string& wanted) {
     return waitUntil([&] { return switchedSince(0) == wanted; });
   }
+
+  std::optional<DaemonProcess> daemon_;
 };
 
 TEST_F(SchedulerDaemonTest, looksAtEveryMinute) {
-  DaemonProcess daemon(TEST_DAEMON, "@2028-02-28 23:57:30 x20");
-  ASSERT_TRUE(daemon.startReady()) << logText();
+  startAt("23:57:30");
   for (const char* time : {"23:58", "23:59", "00:00", "00:01", "00:02"}) {
     const std::string answer =
         rpc("schedule.create", std::string(R"({"unit":1,"schedule":{"name":")") + time +
@@ -379,12 +362,10 @@ TEST_F(SchedulerDaemonTest, looksAtEveryMinute) {
     ASSERT_EQ(answer.substr(0, 10), R"({"ok":true)") << answer;
   }
   EXPECT_TRUE(isSwitched("1- 1+ 1- 1+ 1- 1+ 1- 1+ 1- 1+")) << switchedSince(0) << logText();
-  EXPECT_EQ(daemon.stop(), 0);
 }
 
 TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
-  DaemonProcess daemon(TEST_DAEMON, "@2028-02-28 07:59:30 x20");
-  ASSERT_TRUE(daemon.startReady()) << logText();
+  startAt("07:59:30");
   createWindow("08:00", "08:01", 300);
   ASSERT_TRUE(isSwitched("1- 2- 3- 1+")) << switchedSince(0) << logText();  // pausing before port 2
   std::promise<std::string> listed;
@@ -393,42 +374,32 @@ TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
   EXPECT_EQ(rpc("history.list", R"({"unit":1})").substr(0, 10), R"({"ok":true)");
   EXPECT_EQ(switchedSince(0), "1- 2- 3- 1+") << "the sweep was over too early to tell";
   EXPECT_EQ(answer.wait_for(std::chrono::seconds(0)), std::future_status::timeout) << "answered during the sweep";
-  EXPECT_EQ(daemon.stop(), 0) << logText();
+  EXPECT_EQ(daemon_->stop(), 0) << logText();
   waiting.join();
   EXPECT_EQ(switchedSince(0), "1- 2- 3- 1+ 2+ 3+") << "no port is left undone";
   EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT overall_result FROM poe_history;"), "success");
 }
 
 TEST_F(SchedulerDaemonTest, aWindowIsRestoredUnrecordedAfterAKill) {
-  {
-    DaemonProcess daemon(TEST_DAEMON, "@2028-02-28 07:59:30 x20");
-    ASSERT_TRUE(daemon.startReady()) << logText();
-    createWindow("08:00", "09:00", 0);
-    ASSERT_TRUE(isSwitched("1- 2- 3-")) << switchedSince(0) << logText();
-    daemon.signal(SIGKILL);
-    daemon.wait();
-  }
-  DaemonProcess daemon(TEST_DAEMON, "@2028-02-28 08:59:30 x20");
-  ASSERT_TRUE(daemon.startReady()) << logText();
+  startAt("07:59:30");
+  createWindow("08:00", "09:00", 0);
+  ASSERT_TRUE(isSwitched("1- 2- 3-")) << switchedSince(0) << logText();
+  daemon_.reset();  // a kill
+  startAt("08:59:30");
   EXPECT_EQ(runs(), "power_off failed Interrupted by unexpected reboot: 1 success, 2 success, 3 success");
   EXPECT_TRUE(isSwitched("1- 2- 3- 1+ 2+ 3+")) << switchedSince(0) << logText();
-  EXPECT_EQ(daemon.stop(), 0);
+  EXPECT_EQ(daemon_->stop(), 0);
   EXPECT_EQ(countOf(logText(), "unrecorded admin sweep unit 1 (admin=1): 3 ok, 0 fail, 0 skip"), 1) << logText();
 }
 
 TEST_F(SchedulerDaemonTest, portsHeldBackWhenItStopsStayOff) {
-  {
-    DaemonProcess daemon(TEST_DAEMON, 20);
-    ASSERT_TRUE(daemon.startReady()) << logText();
-    rpc("bootdelay.set", R"({"unit":1,"delaySec":600})");
-    EXPECT_EQ(daemon.stop(), 0);
-  }
+  startAt("07:00:00");
+  rpc("bootdelay.set", R"({"unit":1,"delaySec":600})");
   switchsim::setAdmin(24, false);
   for (const char* message : {"23 ports, runId=1", "no enabled PoE ports, skip"}) {
-    DaemonProcess daemon(TEST_DAEMON, 20);
-    ASSERT_TRUE(daemon.startReady()) << logText();
+    EXPECT_EQ(daemon_->stop(), 0);
+    startAt("07:01:00");
     EXPECT_TRUE(waitUntil([&] { return countOf(logText(), message) == 1; })) << logText();
-    EXPECT_EQ(daemon.stop(), 0);
   }
   EXPECT_EQ(switchsim::lastSeq(), 24U) << switchedSince(0);
   EXPECT_EQ(runs().substr(0, 50), "power_on failed Interrupted by unexpected reboot: ");
