@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -121,6 +122,13 @@ JsonPtr unitToJson(const BootDelayConfig& config) {
   return built ? std::move(object) : nullptr;
 }
 
+// An infinite number counts as none: it can't be written back when another unit is set.
+uint32_t readSeconds(const cJSON* entry, const char* key) {
+  const cJSON* seconds = jsonMember(entry, key);
+  const bool isUsable = cJSON_IsNumber(seconds) && std::isfinite(seconds->valuedouble);
+  return isUsable ? static_cast<uint32_t>(jsonToInt32(seconds->valuedouble)) : 0;
+}
+
 uint32_t readMode(const cJSON* entry) {
   const cJSON* mode = jsonMember(entry, "executionMode");
   return cJSON_IsString(mode) && strcmp(mode->valuestring, "sequential") == 0 ? kSequential : 0;
@@ -152,9 +160,9 @@ int32_t bootDelayConfigGet(int32_t unit, BootDelayConfig* config) {
   const MutexLock lock(bootDelayConfigMutex);
   const JsonPtr root = loadConfigFile();
   const cJSON* entry = jsonMember(jsonMember(root.get(), kUnits), UnitKey(unit).text);
-  config->delaySec = static_cast<uint32_t>(jsonInt32Member(entry, "delaySec", 0));
+  config->delaySec = readSeconds(entry, "delaySec");
   config->executionMode = readMode(entry);
-  config->interPortDelaySec = static_cast<uint32_t>(jsonInt32Member(entry, "interPortDelaySec", 0));
+  config->interPortDelaySec = readSeconds(entry, "interPortDelaySec");
   return RESULT_OK;
 }
 
