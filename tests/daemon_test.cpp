@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <csignal>
@@ -6,7 +5,6 @@
 #include <fstream>
 #include <vector>
 
-#include "base/sqlite_guard.h"
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/fixtures.h"
@@ -18,21 +16,11 @@ using switchsim::Operation;
 namespace {
 
 constexpr int kSpeed = 50;
-constexpr int kBusyAfter = 10;  // answers that a client was given
-constexpr const char* kUnit = R"({"unit":1})";
 
 class DaemonTest : public RootTest {};
 
 bool logHas(const std::string& text) {
   return countOf(readFile(kLogFilePath), text) > 0;
-}
-
-void fail(Operation operation, int32_t result, uint32_t times = 0) {
-  switchsim::Fault fault;
-  fault.operation = operation;
-  fault.result = result;
-  fault.times = times;
-  ASSERT_EQ(switchsim::addFault(fault), "");
 }
 
 void expectErrors(const std::vector<std::string>& errors) {
@@ -92,7 +80,7 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
                 {mkdirFailed + "No such file or directory"},
                 false},
                {[] { fs::create_symlink("nowhere", kDataDirPath); }, {mkdirFailed + "File exists"}, false},
-               {[] { fail(Operation::clientRegister, -7); },
+               {[] { failCalls(Operation::clientRegister, 0, -7); },
                 {"] \nFailed to initialize RPC to OpEN. Exiting (result = -7)\n", "] openapi client init failed"},
                 true},
                {[] { fs::create_directories(kHistoryDbPath); },
@@ -121,8 +109,8 @@ TEST_F(DaemonTest, whatIsNotEssentialDoesNotKeepItFromStarting) {
   } cases[] = {{[] { fs::create_directory(kPidFilePath); }, {}},
                {[] { writeFile(kSocketPath, "stale"), writeFile(kPidFilePath, "123456789 and more\n"); }, {}},
                {[] { fs::create_directory(kLogLevelPath), fs::create_directory(kDataDirPath); }, {}},
-               {[] { fail(Operation::crashlogRegister, -1); }, {}},
-               {[] { fail(Operation::osVersionGet, -1), fail(Operation::apiVersionGet, -1); },
+               {[] { failCalls(Operation::crashlogRegister); }, {}},
+               {[] { failCalls(Operation::osVersionGet), failCalls(Operation::apiVersionGet); },
                 {"Network OS Version retrieve error\n", "Open API Version retrieve error\n"}},
                {[] { fs::create_directory(kSocketPath); }, {"] bind("}}};
   for (const auto& c : cases) {
@@ -146,7 +134,7 @@ TEST_F(DaemonTest, waitsForTheSwitchOsThroughSixFailedChecksAndGivesUpAfterTheSe
   } cases[] = {{1, 1, 0}, {6, 6, 0}, {7, 6, 1}};
   for (const auto& c : cases) {
     SetUp();
-    fail(Operation::connectivityCheck, -5, c.failures);
+    failCalls(Operation::connectivityCheck, 0, -5, c.failures);
     const auto begin = std::chrono::steady_clock::now();
     DaemonProcess daemon(TEST_DAEMON, kSpeed);
     EXPECT_EQ(daemon.startReady(), c.status == 0) << logText();
@@ -183,10 +171,8 @@ TEST_F(DaemonTest, runsThatAKillInterruptedAreFailedAtTheNextStartThatCan) {
     daemon.signal(SIGKILL);
     ASSERT_EQ(daemon.wait(), -SIGKILL);
   }
-  DatabasePtr db;
-  ASSERT_TRUE(openDatabase(kHistoryDbPath, &db));
-  ASSERT_TRUE(executeSql(db.get(),
-                         "CREATE TRIGGER no BEFORE UPDATE ON poe_history BEGIN SELECT RAISE(ABORT, 'refused'); END;"));
+  executeOn(kHistoryDbPath,
+            "CREATE TRIGGER no BEFORE UPDATE ON poe_history BEGIN SELECT RAISE(ABORT, 'refused'); END;");
   for (const int start : {1, 2, 3}) {
     const bool reconciled = start > 1;
     DaemonProcess daemon(TEST_DAEMON, kSpeed);
@@ -199,6 +185,6 @@ TEST_F(DaemonTest, runsThatAKillInterruptedAreFailedAtTheNextStartThatCan) {
     EXPECT_EQ(daemon.stop(), 0);
     EXPECT_EQ(countOf(logText(), "] reconciled 2 interrupted PoE run(s) to failed on startup"), reconciled ? 1 : 0);
     EXPECT_EQ(countOf(logText(), "] history reconcile of interrupted runs failed"), 1) << logText();
-    ASSERT_TRUE(executeSql(db.get(), "DROP TRIGGER IF EXISTS no;"));
+    executeOn(kHistoryDbPath, "DROP TRIGGER IF EXISTS no;");
   }
 }

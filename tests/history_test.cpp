@@ -1,13 +1,10 @@
 #include <cjson/cJSON.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <array>
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <future>
 #include <sstream>
 #include <vector>
 
@@ -171,17 +168,6 @@ TEST_F(HistoryTest, aFullDiskIsReportedAndOvercome) {
   EXPECT_EQ(play("P1 S1 F2 force"), "completed failed m3 * | 1su1 2fa2");
 }
 
-TEST_F(HistoryTest, aLockedDatabaseIsWaitedForThenReported) {
-  beginRun({});
-  DatabasePtr other;
-  ASSERT_TRUE(openDatabase(kHistoryDbPath, &other) && executeSql(other.get(), "BEGIN IMMEDIATE;"));
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(historyRunFinish(1, RUN_RESULT_SUCCESS, nullptr, 1), 10000);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2900));
-  other.reset();
-  EXPECT_EQ(historyRunFinish(1, RUN_RESULT_SUCCESS, nullptr, 1), 0);
-}
-
 TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
   beginRun({});
   ASSERT_EQ(query("ALTER TABLE poe_history DROP COLUMN all_day_snapshot"), "");
@@ -297,34 +283,4 @@ TEST_F(HistoryTest, theDaemonPurgesAgainAtLocalMidnight) {
   DaemonProcess daemon(TEST_DAEMON, 100);
   ASSERT_TRUE(daemon.startReady([&] { setenv("TZ", zone.str().c_str(), 1); }));
   EXPECT_TRUE(waitUntil([&] { return query("SELECT COUNT(*) FROM poe_history") == "0"; })) << zone.str() << logText();
-}
-
-TEST_F(HistoryTest, oneOfManyClosersWinsAndNothingIsWrittenAfterIt) {
-  for (int64_t run = 1; run <= 12; ++run) {
-    beginRun({5});
-    std::atomic<int64_t> lastStored{0};
-    std::atomic<bool> closed{false};
-    auto isRefusedOnceClosed = std::async(std::launch::async, [&] {
-      for (bool last = false; !last; ++lastStored) {
-        last = closed;
-        if (historyPortRecord(run, 5, PORT_SUCCESS, nullptr, lastStored + 1) != 0) return true;
-      }
-      return false;
-    });
-    EXPECT_TRUE(waitUntil([&] { return lastStored > 0; }));
-    const std::array<const char*, 3> steps = {"=1", "derive", "force"};
-    std::array<std::future<int32_t>, 6> closers;
-    for (size_t i = 0; i < closers.size(); ++i) {
-      closers[i] = std::async(std::launch::async, playStep, run, steps[(i + size_t(run)) % 3], int64_t(i));
-    }
-    std::vector<int32_t> codes;
-    for (auto& closer : closers) codes.push_back(closer.get());
-    closed = true;
-    EXPECT_TRUE(isRefusedOnceClosed.get());
-    EXPECT_EQ(std::count(codes.begin(), codes.end(), 0), 1) << testing::PrintToString(codes);
-    EXPECT_EQ(std::count(codes.begin(), codes.end(), 10023), 5) << testing::PrintToString(codes);
-    const auto winner = std::find(codes.begin(), codes.end(), 0) - codes.begin();
-    EXPECT_EQ(ofRun(run, "error_message"), "m" + std::to_string(winner));
-    EXPECT_EQ(show(run).substr(show(run).find('|')), "| 5su" + std::to_string(lastStored) + "-");
-  }
 }

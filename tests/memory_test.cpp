@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <new>
 
-#include "base/sqlite_guard.h"
 #include "base/unique_fd.h"
 #include "daemon/paths.h"
 #include "ipc/client_worker.h"
@@ -100,13 +99,10 @@ class MemoryTest : public StoreTest {
   }
 
   static void resetSchedules() {
-    DatabasePtr db;
-    ASSERT_TRUE(openDatabase(kScheduleDbPath, &db) &&
-                executeSql(db.get(),
-                           "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule; INSERT INTO poe_schedule VALUES "
-                           "(1,1,'old','restart',NULL,NULL,'daily',NULL,NULL,'03:00',1,0,0,0,1,0); "
-                           "INSERT INTO poe_schedule_ifs VALUES (1,1);"))
-        << sqlite3_errmsg(db.get());
+    executeOn(kScheduleDbPath,
+              "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule; INSERT INTO poe_schedule VALUES "
+              "(1,1,'old','restart',NULL,NULL,'daily',NULL,NULL,'03:00',1,0,0,0,1,0); "
+              "INSERT INTO poe_schedule_ifs VALUES (1,1);");
   }
 
   const std::string create_ = request(

@@ -2,7 +2,6 @@
 #include <cjson/cJSON.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <future>
 #include <sstream>
 #include <tuple>
@@ -28,22 +27,8 @@ namespace {
 constexpr int32_t ON = POE_ACTION_POWER_ON, RESTART = POE_ACTION_RESTART, OFF = POE_ACTION_POWER_OFF, OTHER = 9;
 constexpr auto kOnAnotherThread = std::launch::async;
 
-void failPort(Operation operation, uint32_t ifNum, int32_t result = -1) {
-  ASSERT_EQ(addFault({operation, ifNum, result, 0, 0}), "");
-}
-
 std::string replaced(std::string text, const std::string& part, const std::string& with) {
   for (size_t at = 0; (at = text.find(part)) != std::string::npos;) text.replace(at, part.size(), with);
-  return text;
-}
-
-// What was done to ports: "5+ 5- 5r 6+!" is port 5 on, off and reset, and port 6 refusing to go on.
-std::string acts(uint64_t since = 0) {
-  std::string text;
-  for (const JournalEntry& entry : journalSince(since)) {
-    const char* act = entry.op == operationName(Operation::portReset) ? "r" : entry.value != 0 ? "+" : "-";
-    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) + act + (entry.result != 0 ? "!" : "");
-  }
   return text;
 }
 
@@ -101,26 +86,11 @@ TEST_F(PoeTest, portLockHasOneHolderUntilGivenBack) {
   }
 }
 
-TEST_F(PoeTest, portLockHasOneHolderAmongManyThreads) {
-  std::atomic<int> holders{0};
-  const auto takeOften = [&holders] {
-    for (int taken = 0; taken < 200; ++taken) {
-      while (portLockTry(3, 7) != 0) std::this_thread::yield();
-      EXPECT_EQ(++holders, 1);
-      std::this_thread::yield();
-      --holders;
-      portLockRelease(3, 7);
-    }
-  };
-  std::vector<std::future<void>> threads(8);
-  for (auto& thread : threads) thread = std::async(kOnAnotherThread, takeOften);
-}
-
 TEST_F(PoeTest, enabledPortsComeInTableOrderUpToTheCapacity) {
   setAdmin(30, false);
-  failPort(Operation::adminEnableGet, 31);
-  failPort(Operation::ifNumGet, 32);
-  failPort(Operation::sensorsGet, 33);
+  failCalls(Operation::adminEnableGet, 31);
+  failCalls(Operation::ifNumGet, 32);
+  failCalls(Operation::sensorsGet, 33);
   const PortList all{29, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50, 51, 52};
   const std::tuple<int32_t, int32_t, PortList> rows[] = {
       {2, 128, all}, {2, 2, {29, 34}}, {2, 0, {}}, {0, 128, {}}, {3, 128, {}}};
@@ -163,7 +133,8 @@ TEST_F(PoeTest, jobsActInOrderWaitOnlyWhereTheyMustAndRecordEveryPort) {
     std::vector<std::string> act;
     for (std::string word; words >> word; act.push_back(word)) {
       if (word.find('!') == std::string::npos) continue;
-      failPort(word[1] == 'r' ? Operation::portReset : Operation::adminEnableSet, static_cast<uint32_t>(word[0] - '0'));
+      failCalls(word[1] == 'r' ? Operation::portReset : Operation::adminEnableSet,
+                static_cast<uint32_t>(word[0] - '0'));
     }
     const uint64_t before = lastSeq();
     const int64_t startMs = monotonicMs();
@@ -185,7 +156,7 @@ TEST_F(PoeTest, windowRunsStayOpenWithTheWorstOfEachPort) {
   const PortList ports{5, 6};
   PoeActionJob job = makeJob(1, ON, ports);
   job.keepRunOpen = 1;
-  failPort(Operation::adminEnableSet, 6);
+  failCalls(Operation::adminEnableSet, 6);
   poeActionRun(&job);
   clearFaults();
   job.action = OFF;
@@ -205,7 +176,7 @@ TEST_F(PoeTest, portThatDoesNotComeBackFailsAlone) {
     const HistoryAccess history;  // holds the executor up between ports 5 and 6
     executor = std::async(kOnAnotherThread, poeActionRun, &job);
     EXPECT_TRUE(waitUntil([] { return acts() == "5- 6- 7- 5+"; })) << acts();
-    failPort(Operation::adminEnableSet, 6);
+    failCalls(Operation::adminEnableSet, 6);
     EXPECT_FALSE(lockIsFree(1, 5)) << "a batch keeps its ports to its end";
   }
   executor.get();
@@ -225,25 +196,6 @@ TEST_F(PoeTest, spawnedJobWorksOnItsOwnCopy) {
   }
   EXPECT_TRUE(waitUntil([&] { return runText(runId) == "success: 5 success, 6 success"; })) << runText(runId);
   EXPECT_EQ(acts(), "5- 6-");
-}
-
-TEST_F(PoeTest, portWalkThatFailsIsLoggedAndTheNextOneWorks) {
-  ASSERT_EQ(cliShowExecuteToFile(&openApiClient, "show port status all", kShowPortOutputPath), 0);
-  failPort(Operation::cliShow, 0, -5);
-  EXPECT_EQ(portsText(1), "[]");
-  EXPECT_NE(access(kShowPortOutputPath, F_OK), 0) << "the old table is still there";
-  clearFaults();
-  std::atomic<bool> cleaning{true};
-  const std::future<void> cleaner = std::async(kOnAnotherThread, [&cleaning] {  // as whoever tidies folders might
-    while (cleaning) unlink(kShowPortOutputPath);
-  });
-  const std::string cannotOpen = std::string("forEachPhysicalIntf: cannot open ") + kShowPortOutputPath;
-  EXPECT_TRUE(waitUntil([&] { return portsText(1) == "[]" && countOf(logText(), cannotOpen) > 0; })) << logText();
-  cleaning = false;
-  cleaner.wait();
-  EXPECT_EQ(countOf(portsText(1), "ifNum"), 24);
-  EXPECT_EQ(countOf(logText(), "Execute show cmd faile, result:-5\r\n"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "forEachPhysicalIntf: cliShowExecuteToFile failed"), 1) << logText();
 }
 
 TEST_F(PoeTest, walksAtTheSameTimeEachSeeTheirWholeUnit) {
@@ -271,13 +223,13 @@ TEST_F(PoeTest, sensorsShowEachPortWithWhatTheSwitchGives) {
       {Operation::limitGet, "powerLimitMw"},      {Operation::detectionModeGet, "detectionType"},
       {Operation::powerUpModeGet, "powerUpMode"}, {Operation::violationTypeGet, "violationType"}};
   for (const auto& [operation, key] : getters) {
-    failPort(operation, 1);
+    failCalls(operation, 1);
     const JsonPtr want = jsonParse(whole.c_str());
     cJSON_DeleteItemFromObject(cJSON_GetArrayItem(want.get(), 0), key);
     EXPECT_EQ(portsText(1), printJson(want.get())) << "without " << key;
     clearFaults();
   }
-  failPort(Operation::sensorsGet, 1);
+  failCalls(Operation::sensorsGet, 1);
   for (const uint32_t unit : {0U, 1U, 2U, ~0U}) {
     EXPECT_EQ(portsText(unit), "[]") << "unit " << unit;
   }

@@ -25,30 +25,6 @@ using switchsim::ClockMode;
 
 namespace {
 
-// What was done to ports since a place in the journal: "1-" off, "1+" on.
-std::string switchedSince(uint64_t seq) {
-  std::string text;
-  for (const switchsim::JournalEntry& entry : switchsim::journalSince(seq)) {
-    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) + (entry.value == 0 ? "-" : "+");
-  }
-  return text;
-}
-
-// The switch refuses to switch a port so many times.
-void refuseSwitching(uint32_t ifNum, uint32_t times = 1) {
-  switchsim::Fault fault;
-  fault.operation = switchsim::Operation::adminEnableSet;
-  fault.ifNum = ifNum;
-  fault.result = -1;
-  fault.times = times;
-  ASSERT_EQ(switchsim::addFault(fault), "");
-}
-
-void executeOn(const char* path, const std::string& sql) {
-  DatabasePtr db;
-  ASSERT_TRUE(openDatabase(path, &db) && executeSql(db.get(), sql.c_str())) << sql << sqlite3_errmsg(db.get());
-}
-
 // Each run as "action result message: port outcome message, ..."; newest last.
 std::string runs() {
   return queryValue(
@@ -82,7 +58,7 @@ class SchedulerTest : public StoreTest {
     tickOnce();
     EXPECT_TRUE(
         waitUntil([] { return query("SELECT COUNT(*) FROM poe_history_port WHERE status='pending';") == "0"; }));
-    return switchedSince(before);
+    return acts(before);
   }
 };
 
@@ -189,7 +165,7 @@ TEST_F(SchedulerTest, anOccurrenceFiresOnceHoweverOftenItsMinuteIsSeen) {
   const uint64_t before = switchsim::lastSeq();
   ASSERT_EQ(switchsim::setClock(ClockMode::fail), "");
   tickOnce();
-  EXPECT_EQ(switchedSince(before).substr(0, 2), "2-") << "by the daemon's own time";
+  EXPECT_EQ(acts(before).substr(0, 2), "2-") << "by the daemon's own time";
   EXPECT_EQ(countOf(logText(), warning), 1) << logText();
 }
 
@@ -222,14 +198,14 @@ TEST_F(SchedulerTest, aWindowSwitchesItsPortsAndPutsThemBack) {
 TEST_F(SchedulerTest, theWorseOfStartAndEndIsKeptForEachPort) {
   createWindow("power_off", "08:00", "09:00", R"("ifNums":[1,2,3,4,5])");
   ASSERT_EQ(portLockTry(1, 1), 0);  // as another run does
-  refuseSwitching(2);
-  EXPECT_EQ(tickAt("2032-01-01 08:00"), "2- 3- 4- 5-");
+  failCalls(switchsim::Operation::adminEnableSet, 2, -1, 1);
+  EXPECT_EQ(tickAt("2032-01-01 08:00"), "2-! 3- 4- 5-");
   EXPECT_EQ(runs(),
             "power_off running: 1 skipped port busy, 2 failed power_off failed, 3 success, 4 success, 5 success");
   portLockRelease(1, 1);
   ASSERT_EQ(portLockTry(1, 3), 0);
-  refuseSwitching(4);
-  EXPECT_EQ(tickAt("2032-01-01 09:00"), "1+ 2+ 4+ 5+");
+  failCalls(switchsim::Operation::adminEnableSet, 4, -1, 1);
+  EXPECT_EQ(tickAt("2032-01-01 09:00"), "1+ 2+ 4+! 5+");
   EXPECT_EQ(runs(),
             "power_off partial: 1 skipped port busy, 2 failed power_off failed, 3 skipped port busy, "
             "4 failed restore failed, 5 success");
@@ -304,9 +280,9 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
     const BootDelayConfig config{unit == 8 ? 0U : 1U, unit % 2 == 1 ? 1U : 0U, 1};
     ASSERT_EQ(bootDelayConfigSet(unit, &config), 0);
   }
-  refuseSwitching(6, 2);  // off fails unseen, on is recorded
+  failCalls(switchsim::Operation::adminEnableSet, 6, -1, 2);  // off fails unseen, on is recorded
   runBootDelay();
-  EXPECT_EQ(switchedSince(1), "1- 3- 4- 5- 6- 7- 8- 9- 10- 11- 12- 13- 14- 15- 16- 17- 18- 19- 20- 21-");
+  EXPECT_EQ(acts(1), "1- 3- 4- 5- 6-! 7- 8- 9- 10- 11- 12- 13- 14- 15- 16- 17- 18- 19- 20- 21-");
   ASSERT_TRUE(waitUntil([] { return query("SELECT COUNT(*) FROM poe_history WHERE status='running';") == "0"; }));
   EXPECT_EQ(runs().substr(0, 134),
             "power_on success: 1 success, 3 success; power_on partial: 4 success, 5 success, "
@@ -316,7 +292,7 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
   for (const switchsim::JournalEntry& entry : switchsim::journalSince(21)) {
     cameOn[entry.ifNum] = entry.monoMs;
   }
-  EXPECT_EQ(cameOn.size(), 20U) << switchedSince(21);
+  EXPECT_EQ(cameOn.size(), 20U) << acts(21);
   EXPECT_EQ(cameOn.count(2) + cameOn.count(22), 0U) << "what was off, and a unit without a delay";
   EXPECT_GE(cameOn[8] - cameOn[7], 1000) << "one after the other";
   EXPECT_GE(cameOn[9] - cameOn[8], 1000);
@@ -329,7 +305,7 @@ TEST_F(SchedulerTest, portsComeBackAtOnceWhenTheBootDelayCannotBeKept) {
   executeOn(kHistoryDbPath, "CREATE TRIGGER no BEFORE INSERT ON poe_history BEGIN SELECT RAISE(ABORT, 'no'); END;");
   runBootDelay();
   EXPECT_EQ(switchsim::lastSeq(), 48U);
-  EXPECT_EQ(countOf(switchedSince(24), "+"), 24);
+  EXPECT_EQ(countOf(acts(24), "+"), 24);
 }
 
 // The real daemon, whose clock and the switch's run on from a time.
@@ -346,7 +322,7 @@ class SchedulerDaemonTest : public RootTest {
                    R"(,"startTime":")" + start + R"(","endTime":")" + end + R"(","ifNums":[1,2,3]}})");
   }
   static bool isSwitched(const std::string& wanted) {
-    return waitUntil([&] { return switchedSince(0) == wanted; });
+    return waitUntil([&] { return acts() == wanted; });
   }
 
   std::optional<DaemonProcess> daemon_;
@@ -361,33 +337,33 @@ TEST_F(SchedulerDaemonTest, looksAtEveryMinute) {
                                    R"("restartTime":")" + time + R"("}})");
     ASSERT_EQ(answer.substr(0, 10), R"({"ok":true)") << answer;
   }
-  EXPECT_TRUE(isSwitched("1- 1+ 1- 1+ 1- 1+ 1- 1+ 1- 1+")) << switchedSince(0) << logText();
+  EXPECT_TRUE(isSwitched("1- 1+ 1- 1+ 1- 1+ 1- 1+ 1- 1+")) << acts() << logText();
 }
 
 TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
   startAt("07:59:30");
   createWindow("08:00", "08:01", 300);
-  ASSERT_TRUE(isSwitched("1- 2- 3- 1+")) << switchedSince(0) << logText();  // pausing before port 2
+  ASSERT_TRUE(isSwitched("1- 2- 3- 1+")) << acts() << logText();  // pausing before port 2
   std::promise<std::string> listed;
   std::thread waiting([&] { listed.set_value(rpc("schedule.list", R"({"unit":1})")); });
   std::future<std::string> answer = listed.get_future();
   EXPECT_EQ(rpc("history.list", R"({"unit":1})").substr(0, 10), R"({"ok":true)");
-  EXPECT_EQ(switchedSince(0), "1- 2- 3- 1+") << "the sweep was over too early to tell";
+  EXPECT_EQ(acts(), "1- 2- 3- 1+") << "the sweep was over too early to tell";
   EXPECT_EQ(answer.wait_for(std::chrono::seconds(0)), std::future_status::timeout) << "answered during the sweep";
   EXPECT_EQ(daemon_->stop(), 0) << logText();
   waiting.join();
-  EXPECT_EQ(switchedSince(0), "1- 2- 3- 1+ 2+ 3+") << "no port is left undone";
+  EXPECT_EQ(acts(), "1- 2- 3- 1+ 2+ 3+") << "no port is left undone";
   EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT overall_result FROM poe_history;"), "success");
 }
 
 TEST_F(SchedulerDaemonTest, aWindowIsRestoredUnrecordedAfterAKill) {
   startAt("07:59:30");
   createWindow("08:00", "09:00", 0);
-  ASSERT_TRUE(isSwitched("1- 2- 3-")) << switchedSince(0) << logText();
+  ASSERT_TRUE(isSwitched("1- 2- 3-")) << acts() << logText();
   daemon_.reset();  // a kill
   startAt("08:59:30");
   EXPECT_EQ(runs(), "power_off failed Interrupted by unexpected reboot: 1 success, 2 success, 3 success");
-  EXPECT_TRUE(isSwitched("1- 2- 3- 1+ 2+ 3+")) << switchedSince(0) << logText();
+  EXPECT_TRUE(isSwitched("1- 2- 3- 1+ 2+ 3+")) << acts() << logText();
   EXPECT_EQ(daemon_->stop(), 0);
   EXPECT_EQ(countOf(logText(), "unrecorded admin sweep unit 1 (admin=1): 3 ok, 0 fail, 0 skip"), 1) << logText();
 }
@@ -401,6 +377,6 @@ TEST_F(SchedulerDaemonTest, portsHeldBackWhenItStopsStayOff) {
     startAt("07:01:00");
     EXPECT_TRUE(waitUntil([&] { return countOf(logText(), message) == 1; })) << logText();
   }
-  EXPECT_EQ(switchsim::lastSeq(), 24U) << switchedSince(0);
+  EXPECT_EQ(switchsim::lastSeq(), 24U) << acts();
   EXPECT_EQ(runs().substr(0, 50), "power_on failed Interrupted by unexpected reboot: ");
 }

@@ -222,11 +222,9 @@ RunsBySchedule readRuns() {
 }
 
 int64_t lastStart() {
-  DatabasePtr db;
-  openDatabase(kHistoryDbPath, &db);
-  const StatementPtr rows =
-      prepareStatement(db.get(), "SELECT started_at FROM poe_history ORDER BY run_id DESC LIMIT 1;");
-  return rows != nullptr && sqlite3_step(rows.get()) == SQLITE_ROW ? sqlite3_column_int64(rows.get(), 0) : 0;
+  const std::string start =
+      queryValue(kHistoryDbPath, "SELECT started_at FROM poe_history ORDER BY run_id DESC LIMIT 1;");
+  return start.empty() ? 0 : std::stoll(start);
 }
 
 // The minutes that the daemon has looked at, by their heartbeats. A late record still belongs to its schedule's minute.
@@ -328,8 +326,7 @@ class SoakTest : public RootTest {
     ASSERT_EQ(daemon.stop(), 0);
     insertHeartbeats();
     ASSERT_EQ(switchsim::createSwitch(switchsim::viewSwitch()->options, true), "");  // an empty journal
-    DatabasePtr db;
-    ASSERT_TRUE(openDatabase(kHistoryDbPath, &db) && executeSql(db.get(), "DELETE FROM poe_history;"));
+    executeOn(kHistoryDbPath, "DELETE FROM poe_history;");
   }
 
   void letDaysPass() const {
@@ -362,8 +359,6 @@ class SoakTest : public RootTest {
 
   // Writes straight into the database what would take 1,440 requests.
   static void insertHeartbeats() {
-    DatabasePtr db;
-    ASSERT_TRUE(openDatabase(kScheduleDbPath, &db));
     std::ostringstream sql;
     sql << "BEGIN;";
     for (int minute = 0; minute < kMinutesPerDay; ++minute) {
@@ -372,7 +367,7 @@ class SoakTest : public RootTest {
           << "INSERT INTO poe_schedule_ifs VALUES (" << kFirstHeartbeatId + minute << ",128);";
     }
     sql << "COMMIT;";
-    ASSERT_TRUE(executeSql(db.get(), sql.str().c_str())) << sqlite3_errmsg(db.get());
+    executeOn(kScheduleDbPath, sql.str());
   }
 
   unsigned seed_ = 0;

@@ -50,20 +50,6 @@ TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
   }
 }
 
-TEST_F(SwitchsimTest, APortIsDarkWhileItDetectsItsDevice) {
-  const std::function<void()> disturbances[] = {[&] { EXPECT_EQ(reset(1, 1), 0); },
-                                                [&] { EXPECT_EQ(set(1, 0) + set(1, 1), 0); },
-                                                [&] { EXPECT_EQ(setDevice(1, 4.5), ""); }};
-  for (const auto& disturb : disturbances) {
-    EXPECT_EQ(set(1, 1), 0);
-    EXPECT_EQ(portView(1)->status, kDelivering) << "switching on a port that is on leaves it alone";
-    const int64_t startMs = monotonicMs();
-    disturb();
-    ASSERT_TRUE(waitUntil([] { return portView(1)->status == kDelivering; }));
-    EXPECT_GE(monotonicMs() - startMs, kDetectionMs);
-  }
-}
-
 TEST_F(SwitchsimTest, MisuseIsRefusedAndCountedAndChangesNothing) {
   OpenClientHandle stranger{}, forged = handle_;
   forged.opaque[1] += 1;

@@ -103,6 +103,24 @@ std::string queryValue(const char* databasePath, const std::string& sql) {
   return text != nullptr ? text : "NULL";
 }
 
+void executeOn(const char* databasePath, const std::string& sql) {
+  DatabasePtr db;
+  ASSERT_TRUE(openDatabase(databasePath, &db) && executeSql(db.get(), sql.c_str())) << sql << sqlite3_errmsg(db.get());
+}
+
+std::string acts(uint64_t since) {
+  std::string text;
+  for (const switchsim::JournalEntry& entry : switchsim::journalSince(since)) {
+    const char* act = entry.op == operationName(switchsim::Operation::portReset) ? "r" : entry.value != 0 ? "+" : "-";
+    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) + act + (entry.result != 0 ? "!" : "");
+  }
+  return text;
+}
+
+void failCalls(switchsim::Operation operation, uint32_t ifNum, int32_t result, uint32_t times) {
+  ASSERT_EQ(switchsim::addFault({operation, ifNum, result, 0, times}), "");
+}
+
 void RootTest::SetUp() {
   fs::remove_all(testRoot());
   for (const char* folder : {"tmp", "var/run", "mnt/fastpath"}) {

@@ -31,6 +31,16 @@ int environmentNumber(const char* name, int fallback);
 // message when it fails.
 std::string queryValue(const char* databasePath, const std::string& sql);
 
+// Executes a script on a database, over a connection of its own; a failure fails the test.
+void executeOn(const char* databasePath, const std::string& sql);
+
+// What was done to ports since a place in the journal: "5+ 5- 5r 6+!" is port 5 on, off and reset, and port 6 refusing
+// to go on.
+std::string acts(uint64_t since = 0);
+
+// Makes the switch refuse calls of an operation: about one port or, for 0, any; so many times or, for 0, from now on.
+void failCalls(switchsim::Operation operation, uint32_t ifNum = 0, int32_t result = -1, uint32_t times = 0);
+
 // A root without files of an earlier test, and a switch of its own (2 units of 28 ports, 24 of them PoE, all idle:
 // every port with a device).
 class RootTest : public ::testing::Test {
