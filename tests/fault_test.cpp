@@ -24,6 +24,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr uid_t kNobody = 65534;
+constexpr uintmax_t kLogLimitBytes = 1048576;
 const std::string kUnit1 = R"({"unit":1})";
 const std::string kReset = R"({"unit":1,"request":{"ifNums":[1],"offTimeSec":1}})";
 const std::string kGone;  // the connection is closed without an answer
@@ -110,16 +111,26 @@ class FaultTest : public RootTest {
 }  // namespace
 
 TEST_F(FaultTest, aFullDiskRefusesChangesOnly) {
+  EXPECT_EQ(daemon_.stop(), 0);
+  fs::resize_file(kLogFilePath, kLogLimitBytes - 1);
+  ASSERT_TRUE(daemon_.startReady(becomeOrdinary)) << logText();
   limit(RLIMIT_FSIZE, 0);
+  EXPECT_EQ(errorOf("no.method", kUnit1), "17002") << "the log rotates meanwhile";
   EXPECT_EQ(errorOf("schedule.create", schedule("full")), "10000");
   EXPECT_EQ(errorOf("schedule.update", schedule("full").insert(1, R"("scheduleId":1,)")), "10000");
   EXPECT_EQ(errorOf("schedule.delete", R"({"unit":1,"scheduleId":1})"), "10000");
   EXPECT_EQ(errorOf("bootdelay.set", R"({"unit":3,"delaySec":60})"), "10000");
   EXPECT_EQ(errorOf("history.list", kUnit1) + errorOf("schedule.list", kUnit1), "");
+  const uint64_t before = switchsim::lastSeq();
+  EXPECT_EQ(errorOf("manual.reset", kReset), "");
+  EXPECT_TRUE(waitUntil([&] { return acts(before) == "1- 1+"; })) << acts(before);
   limit(RLIMIT_FSIZE, RLIM_INFINITY);
   expectItWorks("with room again");
   EXPECT_EQ(countOf(rpc("schedule.list", kUnit1), R"("name")"), 2) << "what was refused is not there";
   EXPECT_EQ(countOf(rpc("bootdelay.get", R"({"unit":3})"), R"("delaySec":30)"), 1);
+  EXPECT_EQ(errorOf("other.method", kUnit1), "17002");
+  EXPECT_EQ(countOf(logText(), "unknown RPC method: other.method"), 1) << logText();
+  EXPECT_GE(fs::file_size(kOldLogFilePath), kLogLimitBytes - 1);
 }
 
 TEST_F(FaultTest, aDataDirectoryThatCannotBeWrittenRefusesSettingsAndTheNextStart) {
