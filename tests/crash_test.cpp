@@ -16,6 +16,7 @@
 #include <random>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "base/sqlite_guard.h"
@@ -117,9 +118,10 @@ class Client {
   }
 
   // Sends a request that makes a thing what version says.
-  bool change(Known* known, int version, const std::string& method, const std::string& params) {
+  static bool change(Known* known, int version, const std::string& method, const std::string& params,
+                     JsonPtr* result = nullptr) {
     known->possible.insert(version);
-    if (!isAnswered(method, params)) {
+    if (!isAnswered(method, params, result)) {
       return false;
     }
     known->version = version;
@@ -135,27 +137,22 @@ class Client {
 
   bool changeSchedule(int i) {
     Known* known = &schedules_[i];
-    const std::string where = R"({"unit":)" + std::to_string(unit());
-    if (known->version == kAbsent) {
-      return createSchedule(known, i, where);
-    }
-    const std::string which = where + R"(,"scheduleId":)" + std::to_string(known->id);
-    if (pick(0, 2) == 0) {
+    const std::string unitOnly = R"({"unit":)" + std::to_string(unit());
+    const std::string which = unitOnly + R"(,"scheduleId":)" + std::to_string(known->id);
+    if (known->version != kAbsent && pick(0, 2) == 0) {
       return change(known, kAbsent, "schedule.delete", which + "}");
     }
     ++versions_;
-    return change(known, versions_, "schedule.update", which + R"(,"schedule":)" + content(i) + "}");
-  }
-
-  bool createSchedule(Known* known, int i, const std::string& where) {
-    known->possible.insert(++versions_);
+    const std::string schedule = R"(,"schedule":)" + content(i) + "}";
+    if (known->version != kAbsent) {
+      return change(known, versions_, "schedule.update", which + schedule);
+    }
     JsonPtr created;
-    if (!isAnswered("schedule.create", where + R"(,"schedule":)" + content(i) + "}", &created)) {
+    if (!change(known, versions_, "schedule.create", unitOnly + schedule, &created)) {
       return false;
     }
-    const int64_t id = jsonInt64Member(created.get(), "scheduleId", 0);
-    EXPECT_GT(id, known->id) << "an id is used again";
-    *known = {versions_, {}, id};
+    const int64_t lastId = std::exchange(known->id, jsonInt64Member(created.get(), "scheduleId", 0));
+    EXPECT_GT(known->id, lastId) << "an id is used again";
     return true;
   }
 
@@ -173,11 +170,8 @@ class Client {
   int versions_ = 0;
 };
 
-// How often a port was switched off and on.
-struct Switchings {
-  int offs = 0;
-  int ons = 0;
-};
+// How often a port was switched off (false) and on (true).
+using Switchings = std::map<std::pair<uint32_t, bool>, int>;
 
 class CrashTest : public RootTest {
  protected:
@@ -212,14 +206,11 @@ class CrashTest : public RootTest {
       EXPECT_EQ(queryValue(path, "PRAGMA integrity_check;"), "ok") << path;
       EXPECT_EQ(queryValue(path, "PRAGMA foreign_key_check;"), "") << path;
     }
-    EXPECT_EQ(queryValue(kHistoryDbPath,
-                         "SELECT COUNT(*) FROM poe_history WHERE status='running' AND "
-                         "trigger_source='manual';"),
-              "0");
-    EXPECT_EQ(queryValue(kHistoryDbPath,
-                         "SELECT COUNT(*) FROM poe_history_port WHERE status='pending' AND run_id NOT IN "
-                         "(SELECT run_id FROM poe_history WHERE status='running');"),
-              "0");
+    for (const char* left :
+         {"WHERE h.status='running' AND trigger_source='manual'",
+          "JOIN poe_history_port p USING (run_id) WHERE h.status<>'running' AND p.status='pending'"}) {
+      EXPECT_EQ(queryValue(kHistoryDbPath, std::string("SELECT COUNT(*) FROM poe_history h ") + left), "0") << left;
+    }
     for (Client& client : clients_) {
       client.check();
     }
@@ -229,29 +220,27 @@ class CrashTest : public RootTest {
   // Every switching that the history calls done happened, and none happened without a run that had begun.
   void compareHistoryWithJournal() {
     readJournal();
-    auto happened = happened_;
+    Switchings happened = happened_;
     DatabasePtr db;
     openDatabase(kHistoryDbPath, &db);
-    const StatementPtr rows = prepareStatement(
-        db.get(),
-        "SELECT if_num, SUM(off AND done), SUM(on_ AND done), SUM(off AND begun), SUM(on_ AND begun) FROM (SELECT "
-        "if_num, schedule_type<>'power_on' AS off, schedule_type<>'power_off' AS on_, p.status='success' AS done, "
-        "p.status<>'skipped' AS begun FROM poe_history h JOIN poe_history_port p USING (run_id)) GROUP BY if_num;");
+    const StatementPtr rows =
+        prepareStatement(db.get(),
+                         "SELECT if_num, v.on_, SUM(p.status='success'), SUM(p.status<>'skipped') FROM poe_history h "
+                         "JOIN poe_history_port p USING (run_id) JOIN (SELECT 0 AS on_ UNION SELECT 1) v ON "
+                         "schedule_type<>iif(on_, 'power_off', 'power_on') GROUP BY if_num, v.on_;");
     ASSERT_NE(rows, nullptr) << sqlite3_errmsg(db.get());
-    const auto count = [&](int column) { return sqlite3_column_int(rows.get(), column); };
-    std::map<uint32_t, Switchings> recorded;
+    const auto number = [&](int column) { return sqlite3_column_int(rows.get(), column); };
+    Switchings recorded;
     while (sqlite3_step(rows.get()) == SQLITE_ROW) {
-      const auto ifNum = static_cast<uint32_t>(count(0));
-      recorded[ifNum] = {count(1), count(2)};
-      EXPECT_LE(happened[ifNum].offs, count(3)) << "port " << ifNum << " went off without a run";
-      EXPECT_LE(happened[ifNum].ons, count(4)) << "port " << ifNum << " went on without a run";
-      happened.erase(ifNum);
+      const std::pair<uint32_t, bool> what{static_cast<uint32_t>(number(0)), number(1) != 0};
+      recorded[what] = number(2);
+      EXPECT_LE(happened[what], number(3)) << "port " << what.first << " was switched without a run";
+      happened.erase(what);
     }
     EXPECT_TRUE(happened.empty()) << "a port was switched without any run";
     readJournal();
-    for (const auto& [ifNum, done] : recorded) {
-      EXPECT_GE(happened_[ifNum].offs, done.offs) << "port " << ifNum;
-      EXPECT_GE(happened_[ifNum].ons, done.ons) << "port " << ifNum;
+    for (const auto& [what, times] : recorded) {
+      EXPECT_GE(happened_[what], times) << "port " << what.first << (what.second ? " on" : " off");
     }
   }
 
@@ -260,14 +249,14 @@ class CrashTest : public RootTest {
     for (const switchsim::JournalEntry& entry : switchsim::journalSince(lastSeq_)) {
       EXPECT_EQ(entry.seq, lastSeq_ + 1) << "the journal was not read in time";
       lastSeq_ = entry.seq;
-      (entry.value == 0 ? happened_[entry.ifNum].offs : happened_[entry.ifNum].ons) += 1;
+      happened_[{entry.ifNum, entry.value != 0}] += 1;
     }
   }
 
   unsigned seed_ = 0;
   std::mt19937 random_;
   std::deque<Client> clients_;
-  std::map<uint32_t, Switchings> happened_;
+  Switchings happened_;
   uint64_t lastSeq_ = 0;
   std::atomic<int> answered_{0};
 };

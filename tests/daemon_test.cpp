@@ -35,14 +35,6 @@ void writeFile(const char* path, const char* content) {
   std::ofstream(path) << content;
 }
 
-std::string reset(const std::string& request) {
-  return rpc("manual.reset", R"({"unit":1,"request":)" + request + "}");
-}
-
-std::string detailOf(int runId) {
-  return rpc("history.detail", R"({"unit":1,"runId":)" + std::to_string(runId) + "}");
-}
-
 }  // namespace
 
 TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften) {
@@ -157,34 +149,4 @@ TEST_F(DaemonTest, aStopSignalBeforeTheSwitchOsAnswersIsIgnored) {
   EXPECT_TRUE(waitUntil([] { return SocketClient().connected(); })) << logText();
   daemon.signal(SIGKILL);
   EXPECT_EQ(daemon.wait(), -SIGKILL);
-}
-
-TEST_F(DaemonTest, runsThatAKillInterruptedAreFailedAtTheNextStartThatCan) {
-  {
-    DaemonProcess daemon(TEST_DAEMON);
-    ASSERT_TRUE(daemon.startReady());
-    reset(R"({"ifNums":[1,2],"executionMode":"sequential","interPortDelaySec":3600})");  // waits to do port 2
-    reset(R"({"ifNums":[3,4],"offTimeSec":3600})");                                      // holds them dark
-    ASSERT_TRUE(waitUntil([] {
-      return !switchsim::portView(4)->adminOn && countOf(detailOf(1), R"("status":"success")") == 1;
-    })) << detailOf(1);
-    daemon.signal(SIGKILL);
-    ASSERT_EQ(daemon.wait(), -SIGKILL);
-  }
-  executeOn(kHistoryDbPath,
-            "CREATE TRIGGER no BEFORE UPDATE ON poe_history BEGIN SELECT RAISE(ABORT, 'refused'); END;");
-  for (const int start : {1, 2, 3}) {
-    const bool reconciled = start > 1;
-    DaemonProcess daemon(TEST_DAEMON, kSpeed);
-    ASSERT_TRUE(daemon.startReady());
-    const std::string runs = detailOf(1) + detailOf(2);
-    EXPECT_EQ(countOf(runs, R"({"ifNum":1,"status":"success","errorMessage":null})"), 1) << start << runs;
-    EXPECT_EQ(countOf(runs, R"("status":"pending","errorMessage":null})"), reconciled ? 0 : 3) << start << runs;
-    EXPECT_EQ(countOf(runs, R"("status":"failed","executionMode")"), reconciled ? 2 : 0) << start << runs;
-    EXPECT_EQ(countOf(runs, R"("errorMessage":"Interrupted by unexpected reboot")"), reconciled ? 5 : 0) << start;
-    EXPECT_EQ(daemon.stop(), 0);
-    EXPECT_EQ(countOf(logText(), "] reconciled 2 interrupted PoE run(s) to failed on startup"), reconciled ? 1 : 0);
-    EXPECT_EQ(countOf(logText(), "] history reconcile of interrupted runs failed"), 1) << logText();
-    executeOn(kHistoryDbPath, "DROP TRIGGER IF EXISTS no;");
-  }
 }

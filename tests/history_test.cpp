@@ -1,10 +1,7 @@
 #include <cjson/cJSON.h>
-#include <sys/resource.h>
 
 #include <array>
-#include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <sstream>
 #include <vector>
 
@@ -140,32 +137,30 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
   for (const char* step : {"=1", "force", "derive"}) EXPECT_EQ(playStep(99, step, 1), 10023) << "there is no such run";
 }
 
-TEST_F(HistoryTest, theResultFollowsFromTheCounts) {
-  const std::array<int32_t, 5> cases[] = {{3, 2, 1, 0, 2}, {3, 0, 2, 1, 3}, {3, 0, 0, 3, 3}, {1, 0, 0, 1, 3},
-                                          {3, 1, 0, 2, 1}, {3, 3, 0, 0, 1}, {3, 0, 0, 2, 1}, {0, 0, 0, 0, 1}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(historyResultFromCounts(c[0], c[1], c[2], c[3]), c[4]) << testing::PrintToString(c);
-  }
-}
-
-TEST_F(HistoryTest, aFullDiskIsReportedAndOvercome) {
+TEST_F(HistoryTest, whatTheDatabaseRefusesIsReportedAndFailedAtTheNextStartThatCan) {
   play("P4 S5");
   const std::string before = show(1);
-  signal(SIGXFSZ, SIG_IGN);
-  rlimit old{};
-  getrlimit(RLIMIT_FSIZE, &old);
-  const rlimit full{std::filesystem::file_size(std::string(kHistoryDbPath) + "-wal"), old.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &full);
+  const std::string changes[] = {"UPDATE ON poe_history", "UPDATE ON poe_history_port", "INSERT ON poe_history_port"};
+  for (const std::string& change : changes) {
+    executeOn(kHistoryDbPath,
+              "CREATE TRIGGER \"" + change + "\" BEFORE " + change + " BEGIN SELECT RAISE(ABORT, 'refused'); END;");
+  }
   std::string codes;
   for (const char* step : {"F4", "f5", "reset", "=1", "derive", "force", "reconcile"}) {
     codes += std::to_string(playStep(1, step, 9)) + " ";
   }
-  const int64_t unrecorded = beginRun({5});
-  setrlimit(RLIMIT_FSIZE, &old);
   EXPECT_EQ(codes, "10000 10000 10000 10000 10000 10000 -2 ") << logText();
-  EXPECT_EQ(unrecorded, 2) << "its ports are switched all the same";
-  EXPECT_EQ(show(1) + query("SELECT COUNT(*) FROM poe_history"), before + "1");
-  EXPECT_EQ(play("P1 S1 F2 force"), "completed failed m3 * | 1su1 2fa2");
+  EXPECT_EQ(show(1), before);
+  for (int start = 1; start <= 2; ++start) {
+    DaemonProcess daemon(TEST_DAEMON, 50);
+    EXPECT_TRUE(daemon.startReady()) << logText();
+    EXPECT_EQ(daemon.stop(), 0);
+    for (const std::string& change : changes) executeOn(kHistoryDbPath, "DROP TRIGGER IF EXISTS \"" + change + "\";");
+  }
+  const std::string error = "Interrupted by unexpected reboot";
+  EXPECT_EQ(show(1), "completed failed " + error + " * | 4fa*\"" + error + "\" 5su1");
+  EXPECT_EQ(countOf(logText(), "] history reconcile of interrupted runs failed"), 1) << logText();
+  EXPECT_EQ(countOf(logText(), "] reconciled 1 interrupted PoE run(s) to failed on startup"), 1) << logText();
 }
 
 TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {

@@ -152,22 +152,6 @@ TEST_F(PoeTest, jobsActInOrderWaitOnlyWhereTheyMustAndRecordEveryPort) {
   }
 }
 
-TEST_F(PoeTest, windowRunsStayOpenWithTheWorstOfEachPort) {
-  const PortList ports{5, 6};
-  PoeActionJob job = makeJob(1, ON, ports);
-  job.keepRunOpen = 1;
-  failCalls(Operation::adminEnableSet, 6);
-  poeActionRun(&job);
-  clearFaults();
-  job.action = OFF;
-  poeActionRun(&job);
-  EXPECT_EQ(runText(job.runId), "running: 5 success, 6 failed (hardware error)");
-  job.action = RESTART;
-  job.offTimeSec = 1;
-  poeActionRun(&job);
-  EXPECT_EQ(runText(job.runId), "success: 5 success, 6 success") << "dark together: closed, with the last outcomes";
-}
-
 TEST_F(PoeTest, portThatDoesNotComeBackFailsAlone) {
   const PortList ports{5, 6, 7};
   const PoeActionJob job = makeJob(1, RESTART, ports, 1);
@@ -182,20 +166,6 @@ TEST_F(PoeTest, portThatDoesNotComeBackFailsAlone) {
   executor.get();
   EXPECT_EQ(acts(), "5- 6- 7- 5+ 6+! 7+");
   EXPECT_EQ(runText(job.runId), "partial: 5 success, 6 failed (power_on failed), 7 success");
-}
-
-TEST_F(PoeTest, spawnedJobWorksOnItsOwnCopy) {
-  PortList ports{5, 6};
-  PoeActionJob job = makeJob(1, OFF, ports);
-  const int64_t runId = job.runId;
-  {
-    const LockedState frozenSwitch = lockState();
-    ASSERT_EQ(poeActionSpawn(&job), 0);
-    ports = {7, 7};
-    job = PoeActionJob();
-  }
-  EXPECT_TRUE(waitUntil([&] { return runText(runId) == "success: 5 success, 6 success"; })) << runText(runId);
-  EXPECT_EQ(acts(), "5- 6-");
 }
 
 TEST_F(PoeTest, walksAtTheSameTimeEachSeeTheirWholeUnit) {
