@@ -271,7 +271,6 @@ TEST_F(CrashTest, nothingAcknowledgedIsLostHoweverItEnds) {
     checkAfterStart();
     loadUntilItEnds(daemon, cycle % kStopEvery == kStopEvery - 1);
   }
-  EXPECT_EQ(switchsim::misuseCount(), 0U);
   std::cout << cycles - cycles / kStopEvery << " kills, " << cycles / kStopEvery << " stops, " << answered_
             << " requests answered, " << lastSeq_ << " switchings" << std::endl;
 }
