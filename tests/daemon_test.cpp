@@ -16,6 +16,7 @@ using switchsim::Operation;
 namespace {
 
 constexpr int kSpeed = 50;
+constexpr const char* kNoDatabase = "This is no database, and it is long enough to be seen to be none.";
 
 class DaemonTest : public RootTest {};
 
@@ -78,8 +79,11 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
                {[] { fs::create_directories(kHistoryDbPath); },
                 {"] history db open failed: unable to open database file", "] history store init failed"},
                 true},
-               {[] { writeFile(kHistoryDbPath, "This is no database, and it is long enough to be seen to be none."); },
+               {[] { writeFile(kHistoryDbPath, kNoDatabase); },
                 {"] history schema apply failed: file is not a database", "] history store init failed"},
+                true},
+               {[] { writeFile(kScheduleDbPath, kNoDatabase); },
+                {"] schedule schema apply failed: file is not a database", "] schedule store init failed"},
                 true}};
   for (const auto& c : cases) {
     SetUp();

@@ -122,10 +122,12 @@ TEST_F(FaultTest, aFullDiskRefusesChangesOnly) {
   EXPECT_EQ(errorOf("bootdelay.set", R"({"unit":3,"delaySec":60})"), "10000");
   EXPECT_EQ(errorOf("history.list", kUnit1) + errorOf("schedule.list", kUnit1), "");
   const uint64_t before = switchsim::lastSeq();
-  EXPECT_EQ(errorOf("manual.reset", kReset), "");
+  const int64_t unrecorded = jsonInt64Member(rpcResult("manual.reset", kReset).get(), "runId", 0);
   EXPECT_TRUE(waitUntil([&] { return acts(before) == "1- 1+"; })) << acts(before);
   limit(RLIMIT_FSIZE, RLIM_INFINITY);
   expectItWorks("with room again");
+  EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;"), std::to_string(unrecorded + 1))
+      << "the id of the run that is not recorded was given to another";
   EXPECT_EQ(countOf(rpc("schedule.list", kUnit1), R"("name")"), 2) << "what was refused is not there";
   EXPECT_EQ(countOf(rpc("bootdelay.get", R"({"unit":3})"), R"("delaySec":30)"), 1);
   EXPECT_EQ(errorOf("other.method", kUnit1), "17002");

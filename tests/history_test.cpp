@@ -5,7 +5,6 @@
 #include <sstream>
 #include <vector>
 
-#include "base/sqlite_guard.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "history/cleanup_thread.h"

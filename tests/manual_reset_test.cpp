@@ -1,7 +1,6 @@
 // Restarting ports by hand: requests over the socket of a daemon whose clock runs fast.
 #include <cjson/cJSON.h>
 
-#include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/fixtures.h"
 #include "tests/support/socket_client.h"
@@ -13,7 +12,6 @@ namespace {
 constexpr int kSpeed = 20;
 constexpr int64_t kRoundingMs = 2 * kSpeed;  // what the fast clock makes of a millisecond
 constexpr const char* kRefused = R"({"ok":false,"error":10003})";
-const std::string kBusy = "skipped (port busy (another run in progress))";
 
 std::string reset(const std::string& request, const std::string& unit = "1") {
   return rpc("manual.reset", R"({"unit":)" + unit + R"(,"request":)" + request + "}");
@@ -131,16 +129,6 @@ TEST_F(ManualResetTest, portsGoDarkTogetherForTheOffTimeAndComeBackInOrder) {
   const std::vector<JournalEntry> journal = journalSince(0);
   EXPECT_GE(journal[2].monoMs - journal[1].monoMs, 20000 - kRoundingMs);
   EXPECT_GE(journal[3].monoMs - journal[2].monoMs, 5000 - kRoundingMs);
-}
-
-TEST_F(ManualResetTest, portOfAnotherRunIsSkipped) {
-  reset(R"({"ifNums":[5],"offTimeSec":60})");  // long enough for all that follows, even on a slow machine
-  ASSERT_TRUE(waitUntil([] { return acts() == "5-"; })) << acts();
-  EXPECT_EQ(reset(R"({"ifNums":[5,6]})"), accepted(2, "5,6"));
-  expectRun(2, "success, 5 " + kBusy + ", 6 success");
-  EXPECT_EQ(runText(1), "running, 5 pending");
-  expectRun(1, "success, 5 success");
-  EXPECT_EQ(acts(), "5- 6r 5+");
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 #include "poe/port_enumeration.h"
 #include "poe/port_locks.h"
 #include "poe/sensors.h"
-#include "switchos/session.h"
 #include "switchsim/shared_state.h"
 #include "tests/support/fixtures.h"
 

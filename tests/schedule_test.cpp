@@ -3,7 +3,6 @@
 // braces, "ok" for none, or an error's code; where none is given, any will do.
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <sstream>
 
 #include "daemon/paths.h"
@@ -159,15 +158,6 @@ TEST_F(ScheduleTest, rowsOfTheFirstLayoutOrAnotherProgramAreShownAsFarAsTheyGo) 
   EXPECT_TRUE(waitUntil([] { return countOf(rpc("history.list", R"({"unit":1})"), "xxxxxx") > 0; })) << logText();
 }
 
-TEST_F(RootTest, theDaemonDoesNotStartOnWhatIsNoScheduleDatabase) {
-  fs::create_directories(kDataDirPath);
-  std::ofstream(kScheduleDbPath) << "This is no database, and it is long enough to be seen to be none.";
-  DaemonProcess daemon(TEST_DAEMON, 20);
-  daemon.start();
-  EXPECT_EQ(daemon.wait(), 1);
-  EXPECT_EQ(countOf(logText(), "] schedule schema apply failed: file is not a database"), 1) << logText();
-}
-
 TEST_F(BootDelayTest, settingsOfAUnitAreReplacedWholeOrNotAtAll) {
   play(R"(bootdelay.get 1 -> {"delaySec":0,$modes}; bootdelay.get "1" -> 10003
 bootdelay.set 1 "DelaySec":59.9,"executionMode":"sequential","interPortDelaySec":5 -> ok
@@ -211,20 +201,6 @@ TEST_F(BootDelayTest, aSetThatCannotBeWrittenFailsAndLeavesTheOldSettings) {
   fs::create_directory(kBootDelayTempPath);  // the link is gone
   play(fails);
   EXPECT_EQ(countOf(logText(), "(ERROR)"), 1) << logText();
-}
-
-TEST_F(BootDelayTest, clientsAtTheSameTimeLoseNothing) {
-  std::vector<std::future<void>> clients;
-  for (const std::string unit : {"1", "2", "3", "4", "5", "6", "7", "8"}) {
-    std::string script;
-    for (int delay = 90; delay < 100; ++delay) {
-      const std::string now = "\"delaySec\":" + std::to_string(delay);
-      script += "bootdelay.set " + unit + " " + now + " -> ok; bootdelay.get " + unit + " -> {" + now + ",$modes}; ";
-    }
-    clients.push_back(std::async(std::launch::async, play, script));
-  }
-  clients.clear();
-  EXPECT_EQ(countOf(readFile(kBootDelayConfigPath), "\"delaySec\":\t99,"), 8) << readFile(kBootDelayConfigPath);
 }
 
 }  // namespace

@@ -106,31 +106,6 @@ TEST_F(SwitchsimTest, AKilledOwnerOfTheLockWedgesNobody) {
   alarm(0);
 }
 
-TEST_F(SwitchsimTest, TheJournalHoldsTheLastChangesOfAllProcessesAndThreadsInOrder) {
-  constexpr uint32_t kPorts = 6, kCalls = kJournalCapacity / kPorts + 100;
-  const auto switchOffAndOn = [this](uint32_t ifNum) {
-    for (uint32_t i = 0; i < kCalls; i++) set(ifNum, i % 2);
-  };
-  for (uint32_t ifNum = 1; ifNum <= kPorts; ifNum += 2) {
-    if (fork() != 0) continue;
-    const auto other = std::async(std::launch::async, switchOffAndOn, ifNum + 1);
-    switchOffAndOn(ifNum);
-    other.wait();
-    _exit(0);
-  }
-  while (wait(nullptr) > 0) continue;
-  const auto journal = journalSince(0);
-  ASSERT_EQ(journal.size(), kJournalCapacity);
-  EXPECT_EQ(journalSince(kPorts * kCalls - 2).size(), 2u);
-  std::vector<uint32_t> lastValue(kPorts + 1, 2);  // by ifNum
-  for (size_t i = 0; i < journal.size(); i++) {
-    ASSERT_EQ(journal[i].seq, kPorts * kCalls - kJournalCapacity + 1 + i);
-    ASSERT_NE(journal[i].value, lastValue[journal[i].ifNum]) << i;
-    lastValue[journal[i].ifNum] = journal[i].value;
-    ASSERT_GE(journal[i].monoMs, journal[i == 0 ? 0 : i - 1].monoMs);
-  }
-}
-
 TEST_F(SwitchsimTest, ASwitchThatVanishesReturnsOrIsReplacedIsFollowed) {
   const std::string path = statePath();
   std::atomic<bool> stop{false};
