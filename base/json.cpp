@@ -2,6 +2,7 @@
 
 #include <cjson/cJSON.h>
 
+#include <cerrno>
 #include <cmath>
 #include <limits>
 
@@ -15,6 +16,7 @@ void JsonTextDeleter::operator()(char* text) const {
 
 JsonPtr jsonParse(const char* text) {
   constexpr cJSON_bool kWholeText = 1;
+  errno = 0;
   return JsonPtr(cJSON_ParseWithOpts(text, nullptr, kWholeText));
 }
 

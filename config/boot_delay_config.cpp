@@ -40,11 +40,16 @@ JsonPtr emptyConfig() {
   return built ? std::move(root) : nullptr;
 }
 
-// The file's whole text, empty when there is no file. False when it can't be read whole.
+// Whether the last call failed for want of something that others will give back.
+bool wasShortOfResources() {
+  return errno == ENOMEM || errno == EMFILE || errno == ENFILE || errno == EINTR;
+}
+
+// The file's whole text, empty when it can't be opened. False when it is there but can't be read now.
 bool readConfigText(std::string* text) {
   const FilePtr file(fopen(kBootDelayConfigPath, "rbe"));
   if (file == nullptr) {
-    return errno == ENOENT;
+    return !wasShortOfResources();
   }
   char chunk[4096];
   for (size_t n = 0; (n = fread(chunk, 1, sizeof chunk, file.get())) > 0;) {
@@ -53,20 +58,18 @@ bool readConfigText(std::string* text) {
   return ferror(file.get()) == 0 || errno == EISDIR;  // a folder in its place holds no settings; the rename will fail
 }
 
-// The text as a document, null if it is none. A second try tells a corrupt text from a moment without memory.
-JsonPtr parseConfig(const std::string& text) {
-  JsonPtr root = jsonParse(text.c_str());
-  return root != nullptr || text.empty() ? std::move(root) : jsonParse(text.c_str());
-}
-
-// The file as a document with an object under "units". Null when it is there but can't be read, so that no set takes it
-// for one without units, and when memory runs out.
+// The file as a document with an object under "units"; corrupt, it counts as one without units. Null when it is there
+// but can't be read, so that no set overwrites what other units have, and when memory runs out.
 JsonPtr loadConfigFile() try {
   std::string text;
   if (!readConfigText(&text)) {
+    logMessage(LOG_ERR, "[%s:%d] bootdelay config could not be read: %s", __func__, __LINE__, strerror(errno));
     return nullptr;
   }
-  JsonPtr root = parseConfig(text);
+  JsonPtr root = jsonParse(text.c_str());
+  if (root == nullptr && wasShortOfResources()) {
+    return nullptr;
+  }
   if (!cJSON_IsObject(root.get())) {
     return emptyConfig();
   }

@@ -169,11 +169,13 @@ JsonPtr portStepsLocked(sqlite3* db, int64_t runId) {
   return steps;
 }
 
-int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRun* entries, int32_t capacity) {
+int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRun* entries, int32_t capacity,
+                           bool* complete) {
   int32_t count = 0;
   while (count < capacity) {
     const int step = sqlite3_step(statement);
     if (step == SQLITE_DONE) {
+      *complete = true;
       return count;
     }
     if (step != SQLITE_ROW) {
@@ -193,7 +195,10 @@ int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRu
 
 }  // namespace
 
-int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity) {
+int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity, bool* complete) {
+  bool ignored = false;
+  complete = complete != nullptr ? complete : &ignored;
+  *complete = false;
   if (entries == nullptr || capacity <= 0) {
     return -1;
   }
@@ -210,7 +215,7 @@ int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity
     logMessage(LOG_ERR, "[%s:%d] open-run list prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(access.db()));
     return -1;
   }
-  return readOpenRunsLocked(access.db(), statement.get(), entries, capacity);
+  return readOpenRunsLocked(access.db(), statement.get(), entries, capacity, complete);
 }
 
 int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answer) {

@@ -18,8 +18,9 @@ struct OpenScheduledRun {
 
 // Fills entries (at most capacity) with the running, scheduled power_on and power_off runs that are not all-day, oldest
 // first. Returns how many were filled, or -1 for bad arguments or when the query can't be made. Reaching the capacity
-// is logged, whether or not there is more.
-int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity);
+// is logged, whether or not there is more. Sets *complete (which may be null) to whether it is certain that there is no
+// more.
+int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity, bool* complete = nullptr);
 
 // Sets *answer to {"runs": [...], "page", "pageSize", "total"}: the unit's runs, newest first. Page and size are not
 // bounded: a negative size is no limit, an offset below 0 is 0. Returns RESULT_OK, or ERR_GENERAL with *answer

@@ -90,7 +90,8 @@ int64_t claimFreshRunId(sqlite3* db, int64_t insertedId) {
 
 int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
   Transaction transaction(db);
-  if (!transaction.begin()) {
+  const bool begun = transaction.begin();
+  if (!begun) {
     // Not fatal: a run that is recorded statement by statement is better than none.
     logMessage(LOG_WARNING, "[%s:%d] history BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
   }
@@ -103,7 +104,7 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
     return -1;
   }
   insertPendingPortsLocked(db, runId, request);
-  if (!transaction.commit()) {
+  if (begun && !transaction.commit()) {
     // As on a full disk. The action goes on all the same: the ports come first, their record second.
     lostRunId = std::max(lostRunId, runId);
     logMessage(LOG_ERR, "[%s:%d] history COMMIT failed, run %lld goes unrecorded: %s", __func__, __LINE__,

@@ -81,9 +81,10 @@ WindowSchedule scheduleCanCloseRun(int64_t scheduleId, int32_t unit) {
 
 void reapOrphanedWindowRuns() {
   OpenScheduledRun runs[kMaxRunsPerPass];
-  const int32_t count = historyListOpenScheduledRuns(runs, kMaxRunsPerPass);
-  if (count >= 0 && count < kMaxRunsPerPass) {
-    openRunStampKeepOnly(runs, count);  // the list is complete
+  bool complete = false;
+  const int32_t count = historyListOpenScheduledRuns(runs, kMaxRunsPerPass, &complete);
+  if (complete) {
+    openRunStampKeepOnly(runs, count);
   }
   const time_t now = time(nullptr);
   for (int32_t i = 0; i < count; ++i) {

@@ -11,7 +11,8 @@ namespace {
 constexpr uint32_t kClockTextBytes = 20;
 constexpr int kTmYearBase = 1900;
 
-// A sum without overflow: a text may hold any number, and what no calendar time can hold is not normalised either.
+// A sum without overflow: a text may hold any number, and mktime leaves the fields as they are when it can't normalise
+// them.
 int addWrapping(int number, int offset) {
   return static_cast<int>(static_cast<unsigned>(number) + static_cast<unsigned>(offset));
 }

@@ -1,13 +1,16 @@
-// Memory runs out at the n-th allocation of a request, for every n, once only or from then on.
+// Memory runs out at the n-th allocation of a request or a minute, for every n: once, twice or from then on. Only this
+// thread's allocations count, so that every n is the same place each time.
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <cerrno>
 #include <cstdlib>
+#include <fstream>
 #include <new>
+#include <utility>
 
 #include "base/unique_fd.h"
 #include "daemon/paths.h"
@@ -20,16 +23,19 @@ namespace {
 constexpr int64_t kNever = INT64_MAX;
 constexpr int kMaxAllocations = 20000;
 
-std::atomic<int64_t> allocationsLeft{kNever};  // until one fails
-std::atomic<bool> failsOnce{true};
+constexpr int64_t kFailures[] = {1, 2, kNever};  // in a row
+thread_local int64_t allocationsLeft = kNever;   // until one fails
+thread_local int64_t failures = 0;
 sqlite3_mem_methods sqliteMemory;
 
 bool mayAllocate() {
   if (allocationsLeft == kNever) {
     return true;
   }
-  const int64_t left = allocationsLeft.fetch_sub(1);
-  return left > 0 || (failsOnce && left < 0);
+  const int64_t left = allocationsLeft--;
+  const bool may = left > 0 || left <= -failures;
+  errno = may ? errno : ENOMEM;
+  return may;
 }
 
 void* allocate(size_t size) {
@@ -54,13 +60,13 @@ void takeOverAllocators() {
   cJSON_InitHooks(&hooks);
 }
 
-// Runs work while the n-th allocation fails. True when there were that many.
+// Runs work while so many allocations fail after the n-th. True when it got there.
 template <typename Work>
-bool withFailureAt(int64_t n, bool once, const Work& work) {
-  failsOnce = once;
+bool withFailuresAfter(int64_t n, int64_t count, const Work& work) {
+  failures = count;
   allocationsLeft = n;
   work();
-  return allocationsLeft.exchange(kNever) < 0;
+  return std::exchange(allocationsLeft, kNever) < 0;
 }
 
 class MemoryTest : public StoreTest {
@@ -70,16 +76,17 @@ class MemoryTest : public StoreTest {
   // One request through a connection's worker, on this thread. The answer without its newline.
   static std::string ask(const std::string& request) {
     bool reached = false;
-    return ask(request, kNever, true, &reached);
+    return ask(request, kNever, 0, &reached);
   }
 
-  static std::string ask(const std::string& request, int64_t n, bool once, bool* reached) {
+  static std::string ask(const std::string& request, int64_t n, int64_t count, bool* reached) {
     int ends[2];
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     const UniqueFd client(ends[0]);
     EXPECT_EQ(write(client.get(), request.data(), request.size()), static_cast<ssize_t>(request.size()));
     shutdown(client.get(), SHUT_WR);
-    *reached = withFailureAt(n, once, [&] { clientWorker(reinterpret_cast<void*>(static_cast<intptr_t>(ends[1]))); });
+    *reached =
+        withFailuresAfter(n, count, [&] { clientWorker(reinterpret_cast<void*>(static_cast<intptr_t>(ends[1]))); });
     std::string answer(65536, '\0');
     const ssize_t size = recv(client.get(), answer.data(), answer.size(), MSG_WAITALL);
     answer.resize(size > 0 ? static_cast<size_t>(size - 1) : 0);
@@ -89,16 +96,22 @@ class MemoryTest : public StoreTest {
   static std::string request(const std::string& method, const std::string& params) {
     return R"({"method":")" + method + R"(","params":)" + params + "}";
   }
-  // All schedules, each with the number of its days and ports.
-  static std::string schedules() {
-    return queryValue(
-        kScheduleDbPath,
-        "SELECT GROUP_CONCAT(name || ' ' || recurrence || ' ' || (SELECT COUNT(*) FROM poe_schedule_days d "
-        "WHERE d.schedule_id=s.schedule_id) || ' ' || (SELECT COUNT(*) FROM poe_schedule_ifs i WHERE "
-        "i.schedule_id=s.schedule_id)) FROM poe_schedule s;");
+  // All schedules, each with the number of its days and ports; then the delays of units 1 and 2.
+  static std::string stored() {
+    const std::string schedules =
+        queryValue(kScheduleDbPath,
+                   "SELECT GROUP_CONCAT(name || ' ' || recurrence || ' ' || (SELECT COUNT(*) FROM poe_schedule_days d "
+                   "WHERE d.schedule_id=s.schedule_id) || ' ' || (SELECT COUNT(*) FROM poe_schedule_ifs i WHERE "
+                   "i.schedule_id=s.schedule_id)) FROM poe_schedule s;");
+    return schedules + "; " + delay(1) + ", " + delay(2);
+  }
+  static std::string delay(int unit) {
+    const JsonPtr answer = jsonParse(ask(request("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
+    return printJson(jsonMember(jsonMember(answer.get(), "result"), "delaySec"));
   }
 
-  static void resetSchedules() {
+  static void reset() {
+    std::ofstream(kBootDelayConfigPath) << R"({"units":{"1":{"delaySec":60},"2":{"delaySec":60}}})";
     executeOn(kScheduleDbPath,
               "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule; INSERT INTO poe_schedule VALUES "
               "(1,1,'old','restart',NULL,NULL,'daily',NULL,NULL,'03:00',1,0,0,0,1,0); "
@@ -108,7 +121,6 @@ class MemoryTest : public StoreTest {
   const std::string create_ = request(
       "schedule.create", R"({"unit":1,"schedule":{"name":"new","scheduleType":"power_off","recurrence":"daily",)"
                          R"("startTime":"12:00","endTime":"12:00","ifNums":[3,4]}})");
-  const std::string getUnit1_ = request("bootdelay.get", R"({"unit":1})");
 };
 
 }  // namespace
@@ -126,37 +138,35 @@ __attribute__((noinline)) void operator delete(void* memory, size_t) noexcept {
 }
 
 TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
-  const std::string before = "old daily 0 1";
-  const std::string updated = "old monthly 2 2";
+  const std::string before = "old daily 0 1; 60, 60";
+  const std::string updated = "old monthly 2 2; 60, 60";
   const struct {
     std::string request;
-    std::string after;  // the schedules, when it is answered with ok
+    std::string after;  // what is stored when it is answered with ok
   } cases[] = {
-      {create_, before + ",new daily 0 2"},
+      {create_, "old daily 0 1,new daily 0 2; 60, 60"},
       {request("schedule.update",
                R"({"unit":1,"scheduleId":1,"schedule":{"name":"old","scheduleType":"restart","recurrence":"monthly",)"
                R"("restartTime":"04:00","offTimeSec":1,"recurrenceDays":[1,2],"ifNums":[1,2]}})"),
        updated},
-      {request("schedule.delete", R"({"unit":1,"scheduleId":1})"), "NULL"},
+      {request("schedule.delete", R"({"unit":1,"scheduleId":1})"), "NULL; 60, 60"},
       {request("schedule.get", R"({"unit":1,"scheduleId":1})"), before},
       {request("schedule.list", R"({"unit":1})"), before},
       {request("history.list", R"({"unit":1})"), before},
       {request("history.detail", R"({"unit":1,"runId":1})"), before},
-      {request("bootdelay.set", R"({"unit":2,"delaySec":30})"), before},
-      {getUnit1_, before},
+      {request("bootdelay.set", R"({"unit":2,"delaySec":30})"), "old daily 0 1; 60, 30"},
+      {request("bootdelay.get", R"({"unit":1})"), before},
       {request("sensors.all", R"({"unit":1})"), before},
       {request("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
   };
   ask(request("manual.reset", R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
-  ask(request("bootdelay.set", R"({"unit":1,"delaySec":60})"));
-  const std::string unit1 = ask(getUnit1_);
   for (const auto& c : cases) {
-    for (int n = 0, reached = 2; n < kMaxAllocations && reached > 0; ++n) {
+    for (int n = 0, reached = 1; n < kMaxAllocations && reached > 0; ++n) {
       reached = 0;
-      for (const bool once : {true, false}) {
+      for (const int64_t count : kFailures) {
         bool failed = false;
-        resetSchedules();
-        const std::string answer = ask(c.request, n, once, &failed);
+        reset();
+        const std::string answer = ask(c.request, n, count, &failed);
         reached += failed ? 1 : 0;
         const bool ok = answer.rfind(R"({"ok":true)", 0) == 0;
         const std::string what = std::to_string(n) + c.request + answer;
@@ -164,10 +174,9 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
         EXPECT_TRUE(failed || ok) << what;
         // Days that find no memory are none, and the answer shows it.
         const bool lostDays = ok && c.after == updated && answer.find("recurrenceDays") == std::string::npos;
-        const std::string after = lostDays ? "old monthly 0 2" : c.after;
-        EXPECT_TRUE(schedules() == (ok ? after : before) || (answer.empty() && schedules() == after))
-            << what << schedules();
-        ASSERT_EQ(ask(getUnit1_), unit1) << what;
+        const std::string after = lostDays ? "old monthly 0 2; 60, 60" : c.after;
+        const std::string now = stored();
+        ASSERT_TRUE(now == (ok ? after : before) || (answer.empty() && now == after)) << what << now;
       }
     }
   }
@@ -175,14 +184,37 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
 
 TEST_F(MemoryTest, aMinuteWithoutMemoryPassesAndTheNextIsCarriedOut) {
   ask(create_);
-  bool reached = true;
-  int minute = 0;
-  for (; minute < kMaxAllocations && reached; ++minute) {
-    char day[32];
-    snprintf(day, sizeof day, "2%03d-01-01 12:00:00", minute % 1000);
-    ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, day), "");
-    reached = withFailureAt(minute, true, tickOnce);
+  int day = 0;
+  const auto nextNoon = [&day] {
+    char noon[32];
+    snprintf(noon, sizeof noon, "%04d-%02d-%02d 12:00:00", 2100 + day / 336, day / 28 % 12 + 1, day % 28 + 1);
+    ++day;
+    ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, noon), "");
+  };
+  for (const int64_t count : kFailures) {
+    bool reached = true;
+    for (int n = 0; n < kMaxAllocations && reached; ++n) {
+      nextNoon();
+      reached = withFailuresAfter(n, count, tickOnce);
+      nextNoon();
+      const uint64_t before = switchsim::lastSeq();
+      tickOnce();
+      ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n << logText();
+    }
+    EXPECT_FALSE(reached);
   }
-  EXPECT_FALSE(reached);
-  EXPECT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"), "success") << logText();
+}
+
+TEST_F(MemoryTest, anOpenWindowOutlivesMinutesWithoutMemory) {
+  executeOn(kScheduleDbPath,
+            "INSERT INTO poe_schedule VALUES (7,1,'w','power_off',NULL,NULL,'daily','12:00','13:00',NULL,0,0,0,0,1,0); "
+            "INSERT INTO poe_schedule_ifs VALUES (7,1);");
+  ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, "2095-01-01 12:00:00"), "");
+  tickOnce();
+  ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, "2095-01-01 12:01:00"), "");
+  executeOn(kHistoryDbPath, "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
+  for (int n = 0; n < kMaxAllocations && withFailuresAfter(n, 1, tickOnce); ++n) {
+    tickOnce();
+    ASSERT_EQ(query("SELECT status FROM poe_history;"), "running") << "after allocation " << n << logText();
+  }
 }
