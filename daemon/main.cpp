@@ -105,7 +105,10 @@ bool startThread(pthread_t* thread, void* (*body)(void*)) {
   return error == 0;
 }
 
+// Stop signals stay with this thread, which only waits from then on: they interrupt no work, and reach no thread that
+// is just ending.
 bool startThreads(DaemonThreads* threads) {
+  const StopSignalBlock block;
   if (!startThread(&threads->ipcServer, ipcServerThread)) {
     logMessage(LOG_ERR, "[%s:%d] ipc thread create failed: %s", __func__, __LINE__, strerror(errno));
     return false;

@@ -21,3 +21,15 @@ void installStopSignals() {
   sigaction(SIGINT, &action, nullptr);
   signal(SIGPIPE, SIG_IGN);
 }
+
+StopSignalBlock::StopSignalBlock() : before_() {
+  sigset_t stopSignals;
+  sigemptyset(&stopSignals);
+  sigaddset(&stopSignals, SIGTERM);
+  sigaddset(&stopSignals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &stopSignals, &before_);
+}
+
+StopSignalBlock::~StopSignalBlock() {
+  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}

@@ -116,9 +116,8 @@ void firePower(sqlite3* db, const PoeSchedule& schedule, bool window) {
 
 void evaluateOne(EvaluationPass& pass, const PoeSchedule& schedule) {
   DueFirings due = scheduleDue(schedule, pass.now);
-  if (stopRequested()) {
-    due.leaveOnlyEnds();
-  }
+  // A restart that began now would end with the process, perhaps while its ports are dark.
+  due.restart = due.restart && !stopRequested();
   if (!due.any() || !isOnItsDay(pass, schedule)) {
     return;
   }

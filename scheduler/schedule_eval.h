@@ -25,7 +25,6 @@ struct DueFirings {
   bool allDay = false;  // due in every minute of the day; that it acts once a day is left to the fired keys
 
   bool any() const { return windowStart || windowEnd || restart || allDay; }
-  void leaveOnlyEnds() { windowStart = restart = allDay = false; }
 };
 
 // Whether a text reads as "%d:%d", a time of day, and is the tick's hour and minute: "7:5" is 07:05.
