@@ -6,8 +6,11 @@
 #include <cstdlib>
 #include <deque>
 #include <fstream>
+#include <functional>
+#include <initializer_list>
 #include <iostream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "daemon/paths.h"
@@ -19,11 +22,6 @@
 namespace {
 
 constexpr int kClockSpeed = 20;
-#ifdef __SANITIZE_THREAD__
-constexpr int kThreadsAtRest = 5;  // and one of the sanitizer's
-#else
-constexpr int kThreadsAtRest = 4;
-#endif
 const std::string kInvalid = "{\"ok\":false,\"error\":10003}\n";
 const std::string kUnknown = "{\"ok\":false,\"error\":17002}\n";
 const std::string kNotFound = "{\"ok\":false,\"error\":10023}\n";
@@ -53,16 +51,15 @@ long residentKb(pid_t pid) {
   return 0;
 }
 
-// Sends the requests in turn, count in all, from so many clients at once; returns how many answers were not as
-// expected.
-int hammer(int clients, int count, const std::vector<std::string>& requests, const std::string& answer) {
+// Does it for every number below count, from so many clients at once; returns how often it went wrong.
+int inParallel(int clients, int count, const std::function<bool(int)>& isDone) {
   std::atomic<int> next{0};
   std::atomic<int> wrong{0};
   std::vector<std::thread> threads;
   for (int c = 0; c < clients; ++c) {
     threads.emplace_back([&] {
       for (int i = next++; i < count; i = next++) {
-        wrong += exchange(requests[static_cast<size_t>(i) % requests.size()]).rfind(answer, 0) == 0 ? 0 : 1;
+        wrong += isDone(i) ? 0 : 1;
       }
     });
   }
@@ -70,6 +67,38 @@ int hammer(int clients, int count, const std::vector<std::string>& requests, con
     thread.join();
   }
   return wrong;
+}
+
+constexpr int kMixedRequests = 13;
+
+// One request of each method, with a schedule from its creation to its deletion, and three that are refused. True when
+// each is answered as it must be.
+bool mixedRequests(int number) {
+  const std::string schedule =
+      R"("schedule":{"name":"s)" + std::to_string(number) +
+      R"(","scheduleType":"power_on","recurrence":"daily","allDay":true,"recurrenceDays":[1,2],"ifNums":[3]}})";
+  const JsonPtr created = jsonParse(rpc("schedule.create", R"({"unit":1,)" + schedule).c_str());
+  const JsonPtr reset = jsonParse(rpc("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})").c_str());
+  const auto idOf = [](const JsonPtr& answer, const char* key) {
+    return std::to_string(jsonInt64Member(jsonMember(answer.get(), "result"), key, 0));
+  };
+  const std::string one = R"({"unit":1,"scheduleId":)" + idOf(created, "scheduleId");
+  const std::string run = R"({"unit":1,"runId":)" + idOf(reset, "runId") + "}";
+  bool right = true;
+  for (const auto& [method, params] :
+       std::initializer_list<std::pair<const char*, std::string>>{{"schedule.get", one + "}"},
+                                                                  {"schedule.update", one + "," + schedule},
+                                                                  {"schedule.list", R"({"unit":1})"},
+                                                                  {"schedule.delete", one + "}"},
+                                                                  {"history.list", R"({"unit":1})"},
+                                                                  {"history.detail", run},
+                                                                  {"sensors.all", R"({"unit":1})"},
+                                                                  {"bootdelay.set", R"({"unit":1,"delaySec":5})"},
+                                                                  {"bootdelay.get", R"({"unit":1})"}}) {
+    right = rpc(method, params).rfind(R"({"ok":true)", 0) == 0 && right;
+  }
+  right = exchange("no JSON\n") == kInvalid && right;
+  return rpc("schedule.get", one + "}") + "\n" == kNotFound && right;
 }
 
 }  // namespace
@@ -140,24 +169,16 @@ TEST_F(IpcTest, takesRequestsInPiecesAndFromManyClients) {
     ASSERT_TRUE(slow.sendBytes(std::string(1, byte)));
   }
   EXPECT_EQ(slow.readAll(), kEmptyList);
-  EXPECT_EQ(hammer(32, 10000, {kListRequest + "\n"}, kEmptyList), 0) << logText();
+  const auto isAnswered = [](int) { return exchange(kListRequest + "\n") == kEmptyList; };
+  EXPECT_EQ(inParallel(32, 10000, isAnswered), 0) << logText();
 }
 
 TEST_F(IpcTest, keepsNothingOfPastRequests) {
   const int requestsWanted = environmentNumber("QUORIN_LEAK_REQUESTS", 5000);
-  std::vector<std::string> requests = {"no JSON\n"};
-  for (const char* method :
-       {"schedule.create", "schedule.list", "schedule.get", "schedule.update", "history.list", "history.detail",
-        "manual.reset", "sensors.all", "bootdelay.get", "bootdelay.set", "schedule.delete", "no.method"}) {
-    requests.push_back(std::string(R"({"method":")") + method +
-                       R"(","params":{"unit":1,"scheduleId":1,"runId":1,"delaySec":5,"request":{"ifNums":[1,2]},)" +
-                       R"("schedule":{"name":"s","scheduleType":"power_on","recurrence":"daily","allDay":true,)" +
-                       R"("recurrenceDays":[1,2],"ifNums":[3]}}})"
-                       "\n");
-  }
-  const auto load = [&](int count) { EXPECT_EQ(hammer(8, count, requests, R"({"ok":)"), 0) << logText(); };
+  const auto load = [](int count) { EXPECT_EQ(inParallel(8, count / kMixedRequests, mixedRequests), 0) << logText(); };
   const auto isQuiet = [&](int descriptors) {
-    return waitUntil([&] { return daemon_.openDescriptors() <= descriptors && daemon_.threads() == kThreadsAtRest; });
+    return waitUntil(
+        [&] { return daemon_.openDescriptors() <= descriptors && daemon_.threads() == DaemonProcess::kThreadsAtRest; });
   };
   load(2000 + requestsWanted / 2);  // also fills the databases' caches
   ASSERT_TRUE(isQuiet(20)) << daemon_.openDescriptors() << " " << daemon_.threads();

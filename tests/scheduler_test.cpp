@@ -157,7 +157,7 @@ TEST_F(SchedulerTest, anOccurrenceFiresOnceHoweverOftenItsMinuteIsSeen) {
   const uint64_t before = switchsim::lastSeq();
   ASSERT_EQ(switchsim::setClock(ClockMode::fail), "");
   tickOnce();
-  EXPECT_EQ(acts(before).substr(0, 2), "2-") << "by the daemon's own time";
+  EXPECT_NE(acts(before).find("2-"), std::string::npos) << "by the daemon's own time";
   EXPECT_EQ(countOf(logText(), warning), 1) << logText();
 }
 
@@ -313,6 +313,11 @@ class SchedulerDaemonTest : public RootTest {
                    R"("executionMode":"sequential","interPortDelaySec":)" + std::to_string(delaySec) +
                    R"(,"startTime":")" + start + R"(","endTime":")" + end + R"(","ifNums":[1,2,3]}})");
   }
+  static void createRestart(const std::string& time, const std::string& port) {
+    const std::string schedule = R"({"scheduleType":"restart","recurrence":"daily","offTimeSec":1,"restartTime":")" +
+                                 time + R"(","name":")" + time + R"(","ifNums":[)" + port + "]}";
+    rpcResult("schedule.create", R"({"unit":1,"schedule":)" + schedule + "}");
+  }
   static bool isSwitched(const std::string& wanted) {
     return waitUntil([&] { return acts() == wanted; });
   }
@@ -320,9 +325,18 @@ class SchedulerDaemonTest : public RootTest {
   std::optional<DaemonProcess> daemon_;
 };
 
+TEST_F(SchedulerDaemonTest, looksAtEveryMinute) {
+  startAt("23:57:30");
+  for (const char* time : {"23:58", "23:59", "00:00", "00:01", "00:02"}) {
+    createRestart(time, "1");
+  }
+  EXPECT_TRUE(isSwitched("1- 1+ 1- 1+ 1- 1+ 1- 1+ 1- 1+")) << acts() << logText();
+}
+
 TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
   startAt("07:59:30");
-  createWindow("08:00", "08:01", 300);
+  createWindow("08:00", "08:01", 3600);
+  createRestart("08:01", "4");                                    // not to be begun any more
   ASSERT_TRUE(isSwitched("1- 2- 3- 1+")) << acts() << logText();  // pausing before port 2
   std::promise<std::string> listed;
   std::thread waiting([&] { listed.set_value(rpc("schedule.list", R"({"unit":1})")); });

@@ -9,6 +9,12 @@
 
 class DaemonProcess {
  public:
+#ifdef __SANITIZE_THREAD__
+  static constexpr int kThreadsAtRest = 5;  // one is the sanitizer's
+#else
+  static constexpr int kThreadsAtRest = 4;
+#endif
+
   // program: the daemon whose paths are below this test's root. speed: how much faster than real its clock runs, so
   // that its ten-second polls take a moment.
   explicit DaemonProcess(std::string program, int speed = 1);
@@ -28,9 +34,15 @@ class DaemonProcess {
   int wait(int deadlineSec = 60);
   // SIGTERM, then wait.
   int stop();
-  pid_t pid() const { return pid_; }
-  int openDescriptors() const { return entriesOf("fd"); }
-  int threads() const { return entriesOf("task"); }
+  pid_t pid() const {
+    return pid_;
+  }
+  int openDescriptors() const {
+    return entriesOf("fd");
+  }
+  int threads() const {
+    return entriesOf("task");
+  }
 
  private:
   bool hasEnded() const;
