@@ -71,7 +71,7 @@ int inParallel(int clients, int count, const std::function<bool(int)>& isDone) {
 
 constexpr int kMixedRequests = 13;
 
-// One request of each method, with a schedule from its creation to its deletion, and three that are refused. True when
+// One request of each method, with a schedule from its creation to its deletion, and two that are refused. True when
 // each is answered as it must be.
 bool mixedRequests(int number) {
   const std::string schedule =
