@@ -19,8 +19,8 @@ struct JsonTextDeleter {
 // Owns a text that cJSON printed.
 using JsonTextPtr = std::unique_ptr<char, JsonTextDeleter>;
 
-// Parses one whole JSON document with nothing after it but blanks; null when it is not one, and, with errno ENOMEM, when
-// memory runs out.
+// Parses one whole JSON document with nothing after it but blanks; null when it is not one, and, with errno ENOMEM,
+// when memory runs out.
 JsonPtr jsonParse(const char* text);
 
 // The member of an object under a key that is looked up ignoring case; null when object is null, is not an object or
