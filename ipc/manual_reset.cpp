@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/result_codes.h"
+#include "daemon/daemon_context.h"
 #include "history/run_lifecycle.h"
 #include "ipc/rpc_params.h"
 #include "log/log.h"
@@ -66,8 +67,12 @@ int32_t resolvePorts(int32_t unit, const cJSON* request, std::vector<uint32_t>* 
   return RESULT_OK;
 }
 
-// Begins the run and starts its executor. Returns the run's id, or 0 when either fails.
+// Begins the run and starts its executor. Returns the run's id, or 0 when either fails, and once a stop is asked for:
+// the end of the process might leave the ports dark.
 int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNums) {
+  if (stopRequested()) {
+    return 0;
+  }
   RunBeginRequest begin;
   begin.unit = request.unit;
   begin.trigger = RUN_TRIGGER_MANUAL;

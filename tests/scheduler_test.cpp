@@ -2,6 +2,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <csignal>
 #include <ctime>
 #include <future>
 #include <map>
@@ -344,7 +345,13 @@ TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
   EXPECT_EQ(rpc("history.list", R"({"unit":1})").substr(0, 10), R"({"ok":true)");
   EXPECT_EQ(acts(), "1- 2- 3- 1+") << "the sweep was over too early to tell";
   EXPECT_EQ(answer.wait_for(std::chrono::seconds(0)), std::future_status::timeout) << "answered during the sweep";
-  EXPECT_EQ(daemon_->stop(), 0) << logText();
+  SocketClient early;
+  daemon_->signal(SIGTERM);
+  EXPECT_TRUE(waitUntil([] { return countOf(logText(), "IPC server stopped") == 1; })) << logText();
+  early.sendBytes(R"({"method":"manual.reset","params":{"unit":1,"request":{"ifNums":[5],"offTimeSec":1}}})"
+                  "\n");
+  EXPECT_EQ(countOf(early.readAll(), "true"), 0) << "its ports might stay dark";
+  EXPECT_EQ(daemon_->wait(), 0) << logText();
   waiting.join();
   EXPECT_EQ(acts(), "1- 2- 3- 1+ 2+ 3+") << "no port is left undone";
   EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT overall_result FROM poe_history;"), "success");
