@@ -58,8 +58,8 @@ bool readConfigText(std::string* text) {
   return ferror(file.get()) == 0 || errno == EISDIR;  // a folder in its place holds no settings; the rename will fail
 }
 
-// The file as a document with an object under "units"; corrupt, it counts as one without units. Null when it is there
-// but can't be read, so that no set overwrites what other units have, and when memory runs out.
+// The file as a document with an object under "units"; corrupt, it counts as one without units. Null when it can't
+// be read just now, so that no set overwrites what other units have.
 JsonPtr loadConfigFile() try {
   std::string text;
   if (!readConfigText(&text)) {

@@ -104,7 +104,8 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
     return -1;
   }
   insertPendingPortsLocked(db, runId, request);
-  if (begun && !transaction.commit()) {
+  const bool nothingToCommit = !begun && sqlite3_get_autocommit(db) != 0;
+  if (!nothingToCommit && !transaction.commit()) {
     // As on a full disk. The action goes on all the same: the ports come first, their record second.
     lostRunId = std::max(lostRunId, runId);
     logMessage(LOG_ERR, "[%s:%d] history COMMIT failed, run %lld goes unrecorded: %s", __func__, __LINE__,

@@ -51,6 +51,14 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
     EXPECT_EQ(switchsim::viewSwitch()->lastClientName, "quorin_poed_" + pid);
     EXPECT_EQ(switchsim::viewSwitch()->crashlogCount, 1U);
     EXPECT_TRUE(waitUntil([] { return logHas("] quorin_poed ready"); }));
+    for (const auto& task : fs::directory_iterator("/proc/" + pid + "/task")) {
+      const std::string status = readFile(task.path() / "status");
+      if (status.empty()) {
+        continue;  // a client's, that has ended
+      }
+      const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
+      EXPECT_EQ((blocked >> (SIGTERM - 1)) % 2, task.path().filename() != pid) << "only the main thread is interrupted";
+    }
     for (const int signalNumber : signals) {
       daemon.signal(signalNumber);
     }

@@ -200,6 +200,7 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesAndTheNextIsCarriedOut) {
       const uint64_t before = switchsim::lastSeq();
       tickOnce();
       ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n << logText();
+      ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"), "success") << n;
     }
     EXPECT_FALSE(reached);
   }
@@ -213,8 +214,17 @@ TEST_F(MemoryTest, anOpenWindowOutlivesMinutesWithoutMemory) {
   tickOnce();
   ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, "2095-01-01 12:01:00"), "");
   executeOn(kHistoryDbPath, "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
-  for (int n = 0; n < kMaxAllocations && withFailuresAfter(n, 1, tickOnce); ++n) {
+  bool reached = true;
+  for (int n = 0; n < kMaxAllocations && reached; ++n) {
+    reached = withFailuresAfter(n, 1, tickOnce);
     tickOnce();
     ASSERT_EQ(query("SELECT status FROM poe_history;"), "running") << "after allocation " << n << logText();
   }
+  EXPECT_FALSE(reached);
+}
+
+TEST_F(MemoryTest, aCorruptSettingsFileIsNotTakenForWantOfMemory) {
+  std::ofstream(kBootDelayConfigPath) << R"({"units":{)";
+  errno = ENOMEM;  // of an earlier failure
+  EXPECT_EQ(ask(request("bootdelay.set", R"({"unit":1,"delaySec":5})")), R"({"ok":true})");
 }
