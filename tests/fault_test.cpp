@@ -88,7 +88,7 @@ class FaultTest : public RootTest {
 
   static std::string schedule(const std::string& name) {
     return R"({"unit":1,"schedule":{"name":")" + name +
-           R"(","scheduleType":"restart","recurrence":"daily","restartTime":"03:00","offTimeSec":1,"ifNums":[2]}})";
+           R"(","scheduleType":"restart","recurrence":"daily","restartTime":"never","offTimeSec":1,"ifNums":[2]}})";
   }
 
   // Restarts port 1 and waits for the result of the run, or tells the error of the request.

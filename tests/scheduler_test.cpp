@@ -55,6 +55,9 @@ class SchedulerTest : public StoreTest {
   // One tick at the switch's time, and all that it starts. What was done to the ports.
   static std::string tickAt(const std::string& time) {
     EXPECT_EQ(switchsim::setClock(ClockMode::frozen, time + ":00"), "");
+    return tick();
+  }
+  static std::string tick() {
     const uint64_t before = switchsim::lastSeq();
     tickOnce();
     EXPECT_TRUE(
@@ -155,10 +158,8 @@ TEST_F(SchedulerTest, anOccurrenceFiresOnceHoweverOftenItsMinuteIsSeen) {
   EXPECT_EQ(tickAt("2030-05-01 11:00") + tickAt("2030-05-01 12:00"), "") << "the clock went back";
   EXPECT_EQ(tickAt("2030-05-02 00:00"), "2-") << "the next day";
   EXPECT_EQ(countOf(logText(), warning), 0);
-  const uint64_t before = switchsim::lastSeq();
   ASSERT_EQ(switchsim::setClock(ClockMode::fail), "");
-  tickOnce();
-  EXPECT_NE(acts(before).find("2-"), std::string::npos) << "by the daemon's own time";
+  EXPECT_EQ(countOf(tick(), "2-"), 1) << "by the daemon's own time, which may be noon";
   EXPECT_EQ(countOf(logText(), warning), 1) << logText();
 }
 
