@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstddef>
 
+#include "base/plain_file.h"
+
 namespace {
 
 constexpr size_t kLevelFileBytes = 4;
@@ -19,6 +21,8 @@ constexpr char kDefaultLevel = '6';
 std::atomic<char*> levelPage{nullptr};
 std::atomic<char*> lastMapping{nullptr};
 std::atomic<int> levelDescriptor{-1};
+// What SIGBUS did before our handler was installed; only changed while it is not.
+struct sigaction nextInLine;
 
 bool isDigit(char c) {
   return c >= '0' && c <= '9';
@@ -38,10 +42,24 @@ void onBusError(int signalNumber, siginfo_t* info, void*) {
   if (isLevelRead && mmap(page, kLevelFileBytes, PROT_READ | PROT_WRITE, kEmptyPage, -1, 0) != MAP_FAILED) {
     return;
   }
-  signal(signalNumber, SIG_DFL);
+  // Somebody else's fault: the interrupted instruction meets it again, a signal that was sent is sent once more.
+  sigaction(signalNumber, &nextInLine, nullptr);
+  if (info->si_code <= 0) {
+    raise(signalNumber);
+  }
 }
 
-void installBusErrorHandler() {
+bool isGuardInstalled(const struct sigaction& current) {
+  return (current.sa_flags & SA_SIGINFO) != 0 && current.sa_sigaction == onBusError;
+}
+
+void installGuard() {
+  struct sigaction current {};
+  sigaction(SIGBUS, nullptr, &current);
+  if (isGuardInstalled(current)) {
+    return;
+  }
+  nextInLine = current;
   struct sigaction action {};
   action.sa_sigaction = onBusError;
   action.sa_flags = SA_SIGINFO;
@@ -55,21 +73,18 @@ void levelFileOpen(const char* path) {
   if (levelDescriptor.load() >= 0) {
     return;
   }
-  const int descriptor = open(path, O_RDWR | O_CREAT | O_CLOEXEC, kLevelFileMode);
-  if (descriptor < 0) {
+  UniqueFd file = openOrMakePlainFile(path, O_RDWR, FileOwner::anybody, kLevelFileMode);
+  if (!file || ftruncate(file.get(), kLevelFileBytes) != 0) {
     return;
   }
-  void* mapped = ftruncate(descriptor, kLevelFileBytes) == 0
-                     ? mmap(nullptr, kLevelFileBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0)
-                     : MAP_FAILED;
+  void* mapped = mmap(nullptr, kLevelFileBytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
   if (mapped == MAP_FAILED) {
-    close(descriptor);
     return;
   }
   char* page = static_cast<char*>(mapped);
-  levelDescriptor = descriptor;
+  levelDescriptor = file.release();
   lastMapping = page;
-  installBusErrorHandler();
+  installGuard();
   volatile char* level = page;
   if (!isDigit(*level)) {
     *level = kDefaultLevel;
@@ -85,6 +100,21 @@ void levelFileClose() {
   levelPage = nullptr;
   levelDescriptor = -1;
   close(descriptor);
+}
+
+LevelGuardPause::LevelGuardPause() {
+  struct sigaction current {};
+  sigaction(SIGBUS, nullptr, &current);
+  wasInstalled_ = isGuardInstalled(current);
+  if (wasInstalled_) {
+    sigaction(SIGBUS, &nextInLine, nullptr);
+  }
+}
+
+LevelGuardPause::~LevelGuardPause() {
+  if (wasInstalled_) {
+    installGuard();
+  }
 }
 
 int32_t levelFileThreshold() {

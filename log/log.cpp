@@ -1,5 +1,6 @@
 #include "log/log.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -9,6 +10,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/file_ptr.h"
+#include "base/plain_file.h"
 #include "base/thread_annotations.h"
 #include "log/level_file.h"
 
@@ -16,6 +19,7 @@ namespace {
 
 constexpr int32_t kMaxLogFileBytes = 1048576;
 constexpr long kNsPerMs = 1000000;
+constexpr mode_t kLogFileMode = 0644;
 constexpr size_t kTimestampBytes = 80;
 constexpr const char* kLevelNames[] = {"", "", "", "ERROR", "WARN", "NOTICE", "INFO", "DEBUG"};
 
@@ -40,11 +44,17 @@ const char* levelName(int32_t level) {
   return level >= 0 && level < kNames ? kLevelNames[level] : "";
 }
 
+// The log file for appending, or null. /tmp is everybody's: only a file of this user or of root is written to.
+FILE* openLogStream() {
+  UniqueFd file = openOrMakePlainFile(kLogFilePath, O_RDWR | O_APPEND, FileOwner::selfOrRoot, kLogFileMode);
+  return streamOf(std::move(file), "a+").release();
+}
+
 void openLogFile() REQUIRES(fileMutex) {
   if (logFile != nullptr) {
     fclose(logFile);
   }
-  logFile = fopen(kLogFilePath, "a+e");
+  logFile = openLogStream();
   struct stat status {};
   if (logFile != nullptr && fileno(logFile) > 0 && fstat(fileno(logFile), &status) == 0) {
     // What is past the limit already is rotated by the next record, however far past it is.
@@ -141,9 +151,13 @@ __attribute__((format(printf, 3, 0))) int logWriteRecord(FILE* stream, int32_t l
 void rotateLogFile() REQUIRES(fileMutex) {
   fclose(logFile);
   remove(kOldLogFilePath);
-  rename(kLogFilePath, kOldLogFilePath);
-  logFile = fopen(kLogFilePath, "a+e");
+  const bool moved = rename(kLogFilePath, kOldLogFilePath) == 0;
+  logFile = openLogStream();
   bytesWritten = 0;
+  // Better no older records than a file that grows for ever behind something that can't be replaced.
+  if (!moved && logFile != nullptr && ftruncate(fileno(logFile), 0) != 0) {
+    bytesWritten = kMaxLogFileBytes;  // the next record tries again
+  }
 }
 
 __attribute__((format(printf, 2, 0))) void writeToFile(int32_t level, const char* format, va_list arguments) {

@@ -1,11 +1,13 @@
 #include "poe/port_enumeration.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
 
 #include "base/file_ptr.h"
+#include "base/plain_file.h"
 #include "base/result_codes.h"
 #include "base/thread_annotations.h"
 #include "daemon/paths.h"
@@ -49,6 +51,12 @@ LineKind parsePortLine(const char* line, char (&name)[kPortNameBytes], int32_t* 
                                 : snprintf(name, sizeof name, "%d/%d", numbers[0], numbers[1]);
   *unit = count == 3 ? numbers[0] : 1;
   return length < static_cast<int>(sizeof name) ? LineKind::port : LineKind::other;
+}
+
+// The port table that the switch OS wrote: the service, as root, or the client library, as this user. Null when there
+// is none that can be trusted.
+FilePtr openPortTable() {
+  return streamOf(openPlainFile(kShowPortOutputPath, O_RDONLY, FileOwner::selfOrRoot), "r");
 }
 
 void visitPort(const Enumeration& enumeration, char* name, int32_t unit) {
@@ -118,7 +126,7 @@ void forEachPhysicalIntf(int32_t unit, PortCallback callback, void* argument) {
     return;
   }
   {
-    const FilePtr table(fopen(kShowPortOutputPath, "re"));
+    const FilePtr table = openPortTable();
     if (table == nullptr) {
       logMessage(LOG_ERR, "[%s:%d] forEachPhysicalIntf: cannot open %s", __func__, __LINE__, kShowPortOutputPath);
     } else {

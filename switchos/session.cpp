@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/sleep.h"
+#include "log/level_file.h"
 #include "log/log.h"
 
 OpenClientHandle openApiClient{};
@@ -15,6 +16,12 @@ constexpr int32_t kServerChecks = 7;
 constexpr int32_t kServerCheckPauseSec = 3;
 constexpr size_t kClientNameBytes = 100;
 constexpr uint32_t kOsVersionBytes = 100;
+
+// The crash logger catches SIGBUS, too, which the log's level file needs first.
+void registerCrashLogger() {
+  const LevelGuardPause pause;
+  l7proc_crashlog_register();
+}
 
 bool waitForServer(OpenClientHandle* handle) {
   for (int32_t check = 1;; ++check) {
@@ -51,7 +58,7 @@ void logVersions(OpenClientHandle* handle) {
 }  // namespace
 
 int32_t initHandler(const char* name, OpenClientHandle* handle) {
-  l7proc_crashlog_register();
+  registerCrashLogger();
   char clientName[kClientNameBytes];
   snprintf(clientName, sizeof clientName, "%s_%d", name != nullptr ? name : "common", static_cast<int>(getpid()));
   const int32_t result = openapiClientRegister(clientName, handle);

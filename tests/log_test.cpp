@@ -1,11 +1,16 @@
 #include "log/log.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <vector>
 
+#include "switchos/session.h"
 #include "tests/support/fixtures.h"
 
 namespace fs = std::filesystem;
@@ -135,6 +140,51 @@ TEST_F(LogTest, standardOutputTakesThePlaceOfAFileThatIsClosedOrCannotBeMade) {
   EXPECT_EQ(countOf(printed, "<"), 4) << printed;
   EXPECT_EQ(countOf(printed, "(ERROR): quorin_poed: <after "), 4) << printed;
   EXPECT_EQ(countOf(logText(), "<"), 2) << logText();
+}
+
+TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
+  const std::string victim = fs::path(kLogFilePath).parent_path() / "victim";
+  const auto link = [&](const char* path) { fs::create_symlink(victim, path); };
+  const auto name = [&](const char* path) { fs::create_hard_link(victim, path); };
+  const auto pipe = [](const char* path) { mkfifo(path, 0666); };
+  const auto strange = [](const char* path) {
+    writeFile(path, "");
+    if (chown(path, 50000, 50000) != 0) {
+      fs::remove(path), mkfifo(path, 0666);  // not root: no file can be another's
+    }
+  };
+  for (const std::function<void(const char*)>& plant :
+       {std::function<void(const char*)>(link), {name}, {pipe}, {strange}}) {
+    SetUp();
+    writeFile(victim.c_str(), "7 of the victim");
+    plant(kLogFilePath);
+    plant(kLogLevelPath);
+    const std::string printed = printedBy([] { openLog(), logMessage(LOG_ERR, "<to nobody's file>"); });
+    EXPECT_EQ(countOf(printed, "<to nobody's file>"), 1) << printed;
+    EXPECT_EQ(readFile(victim), "7 of the victim");
+    logClose();
+  }
+}
+
+TEST_F(LogTest, aLogThatCannotBeRotatedIsCutToNothing) {
+  fs::create_directories(std::string(kOldLogFilePath) + "/planted");
+  writeFile(kLogFilePath, std::string(kLimit, 'x'));
+  openLog();
+  logMessage(LOG_ERR, "the last of the old");
+  logMessage(LOG_ERR, "<the first of the new>");
+  EXPECT_EQ(countOf(logText(), "old") + countOf(logText(), "xx"), 0);
+  EXPECT_EQ(countOf(logText(), "<the first of the new>"), 1);
+}
+
+TEST_F(LogTest, anEmptiedLevelFileIsSurvivedBesideTheCrashLoggerWhichGetsAllOtherFaults) {
+  openLog();
+  OpenClientHandle handle{};
+  ASSERT_EQ(initHandler("test", &handle), 0);
+  fs::resize_file(kLogLevelPath, 0);
+  logMessage(LOG_ERR, "<still there>");
+  EXPECT_EQ(countOf(logText(), "<still there>"), 1);
+  EXPECT_DEATH(raise(SIGBUS), "switchsim: crash logged");
+  openapiClientTearDown(&handle);
 }
 
 TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
