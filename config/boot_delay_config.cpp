@@ -1,7 +1,6 @@
 #include "config/boot_delay_config.h"
 
 #include <cjson/cJSON.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,8 +14,8 @@
 #include "base/file_ptr.h"
 #include "base/json.h"
 #include "base/result_codes.h"
+#include "base/sync_folder.h"
 #include "base/thread_annotations.h"
-#include "base/unique_fd.h"
 #include "daemon/paths.h"
 #include "log/log.h"
 
@@ -92,12 +91,6 @@ bool writeTemporaryFile(const char* path, const char* text) {
   return fclose(file.release()) == 0 && written;
 }
 
-// Makes the rename itself survive a power cut.
-void syncDataDir() {
-  const UniqueFd folder(open(kDataDirPath, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  fsync(folder.get());
-}
-
 int32_t saveConfigFile(const cJSON* root) {
   const JsonTextPtr text(cJSON_Print(root));
   if (text == nullptr) {
@@ -112,7 +105,7 @@ int32_t saveConfigFile(const cJSON* root) {
     unlink(kBootDelayTempPath);
     return ERR_GENERAL;
   }
-  syncDataDir();
+  syncFolder(kDataDirPath);
   return RESULT_OK;
 }
 

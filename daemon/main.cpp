@@ -11,6 +11,7 @@
 #include "config/boot_delay_config.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
+#include "daemon/data_dir.h"
 #include "daemon/paths.h"
 #include "daemon/stop_signal.h"
 #include "history/cleanup_thread.h"
@@ -24,7 +25,8 @@
 namespace {
 
 constexpr const char* kProcessName = "quorin_poed";
-constexpr mode_t kDataDirMode = 0755;
+constexpr mode_t kOwnerOnly = 077;  // each file that others may use is given its mode where it is made
+constexpr mode_t kPidFileMode = 0644;
 
 struct DaemonThreads {
   pthread_t ipcServer;
@@ -32,20 +34,12 @@ struct DaemonThreads {
   pthread_t cleanup;
 };
 
-bool ensureConfigDir() {
-  struct stat status {};
-  if (stat(kDataDirPath, &status) == 0 || mkdir(kDataDirPath, kDataDirMode) == 0) {
-    return true;
-  }
-  logMessage(LOG_ERR, "[%s:%d] mkdir(%s) failed: %s", __func__, __LINE__, kDataDirPath, strerror(errno));
-  return false;
-}
-
 // Whatever reads the pid file can do without; so can the daemon.
 void writePidFile() {
   FILE* file = fopen(kPidFilePath, "we");
   if (file != nullptr) {
     fprintf(file, "%ld\n", static_cast<long>(getpid()));
+    fchmod(fileno(file), kPidFileMode);
     fclose(file);
   }
 }
@@ -143,13 +137,15 @@ void tearDown() {
 }  // namespace
 
 int main() {
+  umask(kOwnerOnly);
   logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);
   logMessage(LOG_INFO, "[%s:%d] quorin_poed starting (pid=%d)", __func__, __LINE__, static_cast<int>(getpid()));
   installStopSignals();
-  if (!ensureConfigDir()) {
+  if (!ensureConfigDir() || !claimDataDir()) {
     return 1;
   }
   writePidFile();
+  tightenDataFiles();
   // A failed step ends the process as it stands: whoever starts it again finds the pid file and the log as evidence.
   DaemonThreads threads{};
   if (!connectSwitchOs() || !createContext() || !openStores() || !initBootDelayConfig() || !initPortLocks() ||

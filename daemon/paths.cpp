@@ -4,13 +4,16 @@
 #error "QUORIN_POED_ROOT must be defined: the prefix of all paths, \"\" in the product"
 #endif
 
-#define DATA_DIR QUORIN_POED_ROOT "/mnt/fastpath/quorin_poed"
+#define DATA_DIR_PARENT QUORIN_POED_ROOT "/mnt/fastpath"
+#define DATA_DIR DATA_DIR_PARENT "/quorin_poed"
 
 const char kLogFilePath[] = QUORIN_POED_ROOT "/tmp/sw900.log";
 const char kOldLogFilePath[] = QUORIN_POED_ROOT "/tmp/sw900.log.old";
 const char kLogLevelPath[] = QUORIN_POED_ROOT "/tmp/devmgr_log_level";
 
 const char kDataDirPath[] = DATA_DIR;
+const char kDataDirParentPath[] = DATA_DIR_PARENT;
+const char kLockFilePath[] = DATA_DIR "/quorin_poed.lock";
 const char kScheduleDbPath[] = DATA_DIR "/schedule.db";
 const char kHistoryDbPath[] = DATA_DIR "/history.db";
 const char kBootDelayConfigPath[] = DATA_DIR "/bootdelay.json";

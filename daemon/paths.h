@@ -6,6 +6,8 @@
 #include "log/log.h"  // the log's own paths
 
 extern const char kDataDirPath[];  // survives reboots
+extern const char kDataDirParentPath[];
+extern const char kLockFilePath[];
 extern const char kScheduleDbPath[];
 extern const char kHistoryDbPath[];
 extern const char kBootDelayConfigPath[];

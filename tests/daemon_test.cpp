@@ -1,8 +1,12 @@
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "daemon/paths.h"
@@ -29,6 +33,19 @@ void expectErrors(const std::vector<std::string>& errors) {
     EXPECT_EQ(countOf(readFile(kLogFilePath), error), 1) << error;
   }
   EXPECT_EQ(countOf(readFile(kLogFilePath), "(ERROR)"), int(errors.size())) << readFile(kLogFilePath);
+}
+
+// The file's mode and, in brackets, whether another user can open it. Needs root to become one; else it is not tried.
+std::string modeOf(const std::string& path) {
+  const pid_t another = fork();
+  if (another == 0) {
+    _exit(geteuid() == 0 && setuid(50000) == 0 && open(path.c_str(), O_RDONLY) >= 0 ? 1 : 0);
+  }
+  int opened = 0;
+  waitpid(another, &opened, 0);
+  std::ostringstream text;
+  text << path << " " << std::oct << static_cast<unsigned>(fs::status(path).permissions());
+  return text.str() + (opened != 0 ? " (open)" : "");
 }
 
 void writeFile(const char* path, const char* content) {
@@ -69,6 +86,45 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
     EXPECT_EQ(text.substr(text.rfind("] ")), "] quorin_poed exiting cleanly");
     EXPECT_EQ(countOf(text, "ICOS Version = switchsim 1.0\n"), signals.size() > 1 ? 1 : 0) << text;
   }
+}
+
+TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReadable) {
+  const std::string schedules = kScheduleDbPath, history = kHistoryDbPath;
+  fs::create_directories(kDataDirPath);
+  for (const std::string& older : {schedules, history, schedules + "-wal", std::string(kBootDelayConfigPath)}) {
+    writeFile(older.c_str(), "");
+    fs::permissions(older, fs::perms(0644));
+  }
+  DaemonProcess daemon(TEST_DAEMON, kSpeed);
+  ASSERT_TRUE(daemon.startReady([] { umask(027); })) << logText();
+  rpc("bootdelay.set", R"({"unit":1,"delaySec":5})");
+  for (const std::string& path : {schedules, schedules + "-wal", schedules + "-shm", history, history + "-wal",
+                                  history + "-shm", std::string(kBootDelayConfigPath), std::string(kLockFilePath)}) {
+    EXPECT_EQ(modeOf(path), path + " 600");
+  }
+  const std::pair<std::string, fs::perms> forOthers[] = {{kLogLevelPath, fs::perms(0666)},
+                                                         {kLogFilePath, fs::perms(0644)},
+                                                         {kPidFilePath, fs::perms(0644)},
+                                                         {kSocketPath, fs::perms(0660)}};
+  for (const auto& [path, mode] : forOthers) {
+    EXPECT_EQ(fs::status(path).permissions(), mode) << path;
+  }
+}
+
+TEST_F(DaemonTest, aSecondStartTellsOfTheFirstAndTouchesNothing) {
+  DaemonProcess first(TEST_DAEMON, kSpeed);
+  ASSERT_TRUE(first.startReady()) << logText();
+  rpc("manual.reset", R"({"unit":1,"request":{"ifNums":[1],"offTimeSec":9999}})");
+  DaemonProcess second(TEST_DAEMON, kSpeed);
+  second.start();
+  EXPECT_EQ(second.wait(), 1);
+  EXPECT_EQ(countOf(logText(), "another quorin_poed is running (pid " + std::to_string(first.pid()) + ")"), 1);
+  EXPECT_EQ(readFile(kPidFilePath), std::to_string(first.pid()) + "\n");
+  EXPECT_EQ(jsonText(rpcResult("history.detail", R"({"unit":1,"runId":1})"), "status"), "running");
+  first.signal(SIGKILL);
+  first.wait();
+  second.startReady();
+  EXPECT_EQ(second.stop(), 0) << "nothing is left of the first one's lock" << logText();
 }
 
 TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {

@@ -1,0 +1,74 @@
+#include "daemon/data_dir.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "base/sync_folder.h"
+#include "base/unique_fd.h"
+#include "daemon/paths.h"
+#include "log/log.h"
+
+namespace {
+
+constexpr mode_t kDataDirMode = 0755;
+constexpr mode_t kPrivateMode = 0600;
+constexpr size_t kPathBytes = 256;
+
+// Locks the whole file. When another process holds it: false, with that process in *holder.
+bool lockFile(int file, pid_t* holder) {
+  for (;;) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    if (fcntl(file, F_SETLK, &lock) == 0 || (errno != EACCES && errno != EAGAIN)) {
+      return true;
+    }
+    if (fcntl(file, F_GETLK, &lock) != 0 || lock.l_type != F_UNLCK) {
+      *holder = lock.l_pid;
+      return false;
+    }
+    // Its holder has just gone.
+  }
+}
+
+}  // namespace
+
+bool ensureConfigDir() {
+  struct stat status {};
+  if (stat(kDataDirPath, &status) == 0) {
+    return true;
+  }
+  if (mkdir(kDataDirPath, kDataDirMode) != 0) {
+    logMessage(LOG_ERR, "[%s:%d] mkdir(%s) failed: %s", __func__, __LINE__, kDataDirPath, strerror(errno));
+    return false;
+  }
+  chmod(kDataDirPath, kDataDirMode);  // whatever the umask
+  syncFolder(kDataDirParentPath);
+  return true;
+}
+
+bool claimDataDir() {
+  UniqueFd file(open(kLockFilePath, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
+  pid_t holder = 0;
+  if (file && !lockFile(file.get(), &holder)) {
+    logMessage(LOG_ERR, "[%s:%d] another quorin_poed is running (pid %d); stop it first", __func__, __LINE__,
+               static_cast<int>(holder));
+    return false;
+  }
+  file.release();  // open, and so locked, until the process ends
+  return true;
+}
+
+void tightenDataFiles() {
+  for (const char* path : {kScheduleDbPath, kHistoryDbPath, kBootDelayConfigPath, kBootDelayTempPath}) {
+    for (const char* sideFile : {"", "-wal", "-shm", "-journal"}) {
+      char name[kPathBytes];
+      snprintf(name, sizeof name, "%s%s", path, sideFile);
+      chmod(name, kPrivateMode);  // fails for what is not there, and for what is another user's to decide
+    }
+  }
+}
