@@ -65,6 +65,7 @@ bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement) 
   }
   executeSql(db, upgradeStatement);
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
+  executeSql(db, "PRAGMA synchronous=FULL;");  // SQLite's default, but a vendor may have built it with less
   return true;
 }
 
@@ -72,7 +73,7 @@ Transaction::~Transaction() {
   rollback();
 }
 
-bool Transaction::begin() {
+bool Transaction::begin(const char* sql) {
   // Prepared now, so that undoing needs no memory that may be missing by then.
   rollback_ = prepareStatement(db_, "ROLLBACK;");
   if (rollback_ == nullptr) {
@@ -81,7 +82,7 @@ bool Transaction::begin() {
   if (sqlite3_get_autocommit(db_) == 0) {
     executeRollback();  // a transaction that could not be rolled back at its end must not block all that follow
   }
-  open_ = executeSql(db_, "BEGIN;");
+  open_ = executeSql(db_, sql);
   return open_;
 }
 

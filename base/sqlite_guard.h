@@ -64,9 +64,9 @@ using DatabasePtr = std::unique_ptr<sqlite3, DatabaseCloser>;
 // *db, which may even be null.
 bool openDatabase(const char* path, DatabasePtr* db);
 
-// Applies a store's schema script, then the upgrade statement, and sets the busy timeout to 3000 ms. The upgrade adds a
-// column that older layouts lack, so it fails on every database that has the column; its result is ignored. Returns
-// false, with the message in the connection, when the script fails.
+// Applies a store's schema script, then the upgrade statement, sets the busy timeout to 3000 ms, and makes every commit
+// survive a power cut. The upgrade adds a column that older layouts lack, so it fails on every database that has the
+// column; its result is ignored. Returns false, with the message in the connection, when the script fails.
 bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement);
 
 // An explicit transaction. Its destructor rolls back what was neither committed nor rolled back.
@@ -77,11 +77,16 @@ class Transaction {
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
 
-  bool begin();
+  // Without a lock on the file until the first statement that needs one. If that statement reads, a later one that writes
+  // fails at once where another process writes meanwhile; so what begins with reading begins with beginImmediate.
+  bool begin() { return begin("BEGIN;"); }
+  // With the lock for writing, waited for as long as the busy timeout.
+  bool beginImmediate() { return begin("BEGIN IMMEDIATE;"); }
   bool commit();
   bool rollback();
 
  private:
+  bool begin(const char* sql);
   bool executeRollback();
 
   sqlite3* db_;

@@ -63,22 +63,22 @@ struct ChildTable {
 constexpr ChildTable kDays{"poe_schedule_days", "day"};
 constexpr ChildTable kPorts{"poe_schedule_ifs", "if_num"};
 
-// Inserts the values up to the first that is refused. SQLITE_OK when all are stored, SQLITE_CONSTRAINT when one is
-// there already, or another code of SQLite.
+// Inserts the values up to the first that is refused. SQLITE_OK when all are stored, SQLITE_CONSTRAINT_PRIMARYKEY when
+// one is there already, or another extended code of SQLite.
 template <typename Int>
 int saveIntColumn(sqlite3* db, int64_t scheduleId, const std::vector<Int>& values, const ChildTable& table) {
   char sql[kChildSqlBytes];
   snprintf(sql, sizeof sql, "INSERT INTO %s (schedule_id, %s) VALUES (?, ?);", table.name, table.column);
   const StatementPtr statement = prepareStatement(db, sql);
   if (statement == nullptr) {
-    return sqlite3_errcode(db);
+    return sqlite3_extended_errcode(db);
   }
   for (const Int value : values) {
     sqlite3_reset(statement.get());
     sqlite3_bind_int64(statement.get(), 1, scheduleId);
     sqlite3_bind_int64(statement.get(), 2, value);
     if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-      return sqlite3_errcode(db);
+      return sqlite3_extended_errcode(db);
     }
   }
   return SQLITE_OK;
@@ -182,20 +182,24 @@ class ScheduleReader {
   StatementPtr ports_;
 };
 
-bool updateRowLocked(sqlite3* db, int32_t unit, const PoeSchedule& schedule) {
+// RESULT_OK, ERR_NOT_FOUND when the row has gone meanwhile, as another program may have it, or ERR_GENERAL.
+int32_t updateRowLocked(sqlite3* db, int32_t unit, const PoeSchedule& schedule) {
   const StatementPtr statement = prepareStatement(
       db,
       "UPDATE poe_schedule SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, end_time=?, "
       "restart_time=?, "
       "off_time_sec=?, sequential_power=?, inter_port_delay=?, all_day=?, enabled=? WHERE unit=? AND schedule_id=?;");
   if (statement == nullptr) {
-    return false;
+    return ERR_GENERAL;
   }
   bindTextOrNull(statement.get(), 1, schedule.name.c_str());
   bindContent(statement.get(), 2, schedule);
   sqlite3_bind_int(statement.get(), 13, unit);
   sqlite3_bind_int64(statement.get(), 14, schedule.scheduleId);
-  return sqlite3_step(statement.get()) == SQLITE_DONE;
+  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
+    return ERR_GENERAL;
+  }
+  return sqlite3_changes(db) == 0 ? ERR_NOT_FOUND : RESULT_OK;
 }
 
 bool deleteChildren(sqlite3* db, int64_t scheduleId) {
@@ -216,7 +220,7 @@ bool deleteChildren(sqlite3* db, int64_t scheduleId) {
 // Puts new children in place of the old ones. Unlike in a create, a repeated day or port is no failure: what comes
 // before it is stored, days and ports apart from each other.
 bool replaceChildren(sqlite3* db, const PoeSchedule& schedule) {
-  const auto stored = [](int rc) { return rc == SQLITE_OK || rc == SQLITE_CONSTRAINT; };
+  const auto stored = [](int rc) { return rc == SQLITE_OK || rc == SQLITE_CONSTRAINT_PRIMARYKEY; };
   return deleteChildren(db, schedule.scheduleId) &&
          stored(saveIntColumn(db, schedule.scheduleId, schedule.days, kDays)) &&
          stored(saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts));
@@ -248,11 +252,14 @@ int32_t listSchedulesLocked(sqlite3* db, int32_t unit, cJSON* array) {
   }
   sqlite3_bind_int(statement.get(), 1, unit);
   ScheduleReader reader(db);
-  int32_t rc = RESULT_OK;
-  while (rc == RESULT_OK && sqlite3_step(statement.get()) == SQLITE_ROW) {
-    rc = appendScheduleLocked(reader, unit, sqlite3_column_int64(statement.get(), 0), array);
+  int step = SQLITE_ROW;
+  while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {
+    const int32_t rc = appendScheduleLocked(reader, unit, sqlite3_column_int64(statement.get(), 0), array);
+    if (rc != RESULT_OK) {
+      return rc;
+    }
   }
-  return rc;
+  return step == SQLITE_DONE ? RESULT_OK : ERR_GENERAL;  // a list that breaks off is no list
 }
 
 }  // namespace
@@ -345,11 +352,14 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
     return ERR_INVALID_ARG;
   }
   Transaction transaction(access.db());
-  if (!transaction.begin() || !updateRowLocked(access.db(), unit, schedule) ||
-      !replaceChildren(access.db(), schedule)) {
+  if (!transaction.begin()) {
     return ERR_GENERAL;
   }
-  return commitAndAnswer(transaction, schedule, answer);
+  const int32_t rc = updateRowLocked(access.db(), unit, schedule);
+  if (rc != RESULT_OK) {
+    return rc;
+  }
+  return replaceChildren(access.db(), schedule) ? commitAndAnswer(transaction, schedule, answer) : ERR_GENERAL;
 }
 
 int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {

@@ -109,12 +109,17 @@ int32_t listPageLocked(sqlite3* db, int32_t unit, int32_t page, int32_t pageSize
   sqlite3_bind_int(statement.get(), 1, unit);
   sqlite3_bind_int(statement.get(), 2, pageSize);
   sqlite3_bind_int(statement.get(), 3, pageOffset(page, pageSize));
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+  int step = SQLITE_ROW;
+  while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {
     PortCounts counts;
     countPorts(db, sqlite3_column_int64(statement.get(), kRunId), &counts);
     if (!jsonAppend(runs, runRowToJson(statement.get(), unit, counts))) {
       return ERR_GENERAL;
     }
+  }
+  if (step != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] history list step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    return ERR_GENERAL;
   }
   return RESULT_OK;
 }

@@ -16,11 +16,16 @@ namespace {
 
 enum class RunState { running, notRunning, checkError };
 
-bool insertRunLocked(sqlite3* db, const RunBeginRequest& request) {
+#define INSERTED_COLUMNS                                                                           \
+  "unit, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, " \
+  "inter_port_delay, all_day_snapshot, started_at, status"
+constexpr int kRunIdParameter = 11;  // behind the columns
+
+// Inserts the run's row, under a new id for runId 0.
+bool insertRunLocked(sqlite3* db, int64_t runId, const RunBeginRequest& request) {
   const StatementPtr statement = prepareStatement(
-      db,
-      "INSERT INTO poe_history (unit, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, "
-      "inter_port_delay, all_day_snapshot, started_at, status) VALUES (?,?,?,?,?,?,?,?,?,?);");
+      db, runId == 0 ? "INSERT INTO poe_history (" INSERTED_COLUMNS ") VALUES (?,?,?,?,?,?,?,?,?,?);"
+                     : "INSERT INTO poe_history (" INSERTED_COLUMNS ", run_id) VALUES (?,?,?,?,?,?,?,?,?,?,?);");
   if (statement == nullptr) {
     logMessage(LOG_ERR, "[%s:%d] history run insert prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
     return false;
@@ -41,6 +46,9 @@ bool insertRunLocked(sqlite3* db, const RunBeginRequest& request) {
   }
   sqlite3_bind_int64(insert, 9, time(nullptr));
   bindTextOrNull(insert, 10, "running");
+  if (runId != 0) {
+    sqlite3_bind_int64(insert, kRunIdParameter, runId);
+  }
   if (sqlite3_step(insert) != SQLITE_DONE) {
     logMessage(LOG_ERR, "[%s:%d] history run insert step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
     return false;
@@ -72,20 +80,24 @@ void insertPendingPortsLocked(sqlite3* db, int64_t runId, const RunBeginRequest&
 // The highest id of a run whose begin could not be committed; guarded by the history mutex.
 int64_t lostRunId = 0;
 
+bool deleteRunLocked(sqlite3* db, int64_t runId) {
+  const StatementPtr statement = prepareStatement(db, "DELETE FROM poe_history WHERE run_id=?;");
+  if (statement == nullptr) {
+    return false;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  return sqlite3_step(statement.get()) == SQLITE_DONE;
+}
+
 // Such a run is gone, but its id is with an executor. No later run may get that id, or the executor would record into
-// it: a new run that did is moved behind it. Returns the new run's id, or -1.
-int64_t claimFreshRunId(sqlite3* db, int64_t insertedId) {
+// it: a new run that did is inserted again behind it, which, unlike an update of its id, also makes SQLite count on from
+// there. Returns the new run's id, or -1.
+int64_t claimFreshRunId(sqlite3* db, int64_t insertedId, const RunBeginRequest& request) {
   if (insertedId > lostRunId) {
     return insertedId;
   }
-  const StatementPtr statement = prepareStatement(db, "UPDATE poe_history SET run_id=? WHERE run_id=?;");
-  if (statement == nullptr) {
-    return -1;
-  }
-  ++lostRunId;
-  sqlite3_bind_int64(statement.get(), 1, lostRunId);
-  sqlite3_bind_int64(statement.get(), 2, insertedId);
-  return sqlite3_step(statement.get()) == SQLITE_DONE ? lostRunId : -1;
+  const int64_t freshId = lostRunId + 1;
+  return deleteRunLocked(db, insertedId) && insertRunLocked(db, freshId, request) ? freshId : -1;
 }
 
 int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
@@ -95,10 +107,10 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
     // Not fatal: a run that is recorded statement by statement is better than none.
     logMessage(LOG_WARNING, "[%s:%d] history BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
   }
-  if (!insertRunLocked(db, request)) {
+  if (!insertRunLocked(db, 0, request)) {
     return -1;
   }
-  const int64_t runId = claimFreshRunId(db, sqlite3_last_insert_rowid(db));
+  const int64_t runId = claimFreshRunId(db, sqlite3_last_insert_rowid(db), request);
   if (runId < 1) {
     logMessage(LOG_ERR, "[%s:%d] history run id update failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
     return -1;
@@ -259,7 +271,7 @@ int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, in
 // In one transaction, so that a run that somebody else has closed keeps its ports, too.
 int32_t runFinishDerivedAtomically(sqlite3* db, int64_t runId, const char* error, int64_t completedAt) {
   Transaction transaction(db);
-  if (!transaction.begin()) {
+  if (!transaction.beginImmediate()) {
     logMessage(LOG_ERR, "[%s:%d] derived finish BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
     return ERR_GENERAL;
   }

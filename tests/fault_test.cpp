@@ -147,6 +147,9 @@ TEST_F(FaultTest, aFullDiskRefusesChangesOnly) {
   expectItWorks("with room again");
   EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;"), std::to_string(unrecorded + 1))
       << "the id of the run that is not recorded was given to another";
+  executeOn(kHistoryDbPath, "DELETE FROM poe_history WHERE run_id=" + std::to_string(unrecorded + 1));
+  EXPECT_EQ(restart(), "success");
+  EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;"), std::to_string(unrecorded + 2));
   EXPECT_EQ(countOf(rpc("schedule.list", kUnit1), R"("name")"), 2) << "what was refused is not there";
   EXPECT_EQ(countOf(rpc("bootdelay.get", R"({"unit":3})"), R"("delaySec":30)"), 1);
   EXPECT_EQ(errorOf("other.method", kUnit1), "17002");
@@ -197,7 +200,7 @@ TEST_F(FaultTest, aDatabaseThatWasOverwrittenWhileItWasDownCostsAnswersOnly) {
   std::fstream(kScheduleDbPath, std::ios::in | std::ios::out | std::ios::binary).seekp(4096)
       << std::string(size - 4096, 'x');
   ASSERT_TRUE(daemon_.startReady(surviveFileLimit)) << logText();
-  EXPECT_EQ(errorOf("schedule.create", schedule("corrupt")), "10000");
+  EXPECT_EQ(errorOf("schedule.create", schedule("corrupt")) + errorOf("schedule.list", kUnit1), "1000010000");
   EXPECT_EQ(restart(), "success") << "the rest goes on";
   EXPECT_GE(countOf(logText(), "schedules could not be read to the end: database disk image is malformed"), 1);
   EXPECT_EQ(daemon_.stop(), 0);

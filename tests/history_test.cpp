@@ -2,9 +2,11 @@
 
 #include <array>
 #include <cstdlib>
+#include <future>
 #include <sstream>
 #include <vector>
 
+#include "base/sqlite_guard.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "history/cleanup_thread.h"
@@ -134,6 +136,16 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
     query("DELETE FROM poe_history");
   }
   for (const char* step : {"=1", "force", "derive"}) EXPECT_EQ(playStep(99, step, 1), 10023) << "there is no such run";
+}
+
+TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
+  const int64_t run = beginRun({1});
+  DatabasePtr db;
+  ASSERT_TRUE(openDatabase(kHistoryDbPath, &db) && executeSql(db.get(), "BEGIN IMMEDIATE;"));
+  auto finished = std::async(std::launch::async, [&] { return playStep(run, "derive", 1); });
+  EXPECT_EQ(finished.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+  ASSERT_TRUE(executeSql(db.get(), "COMMIT;"));
+  EXPECT_EQ(finished.get(), 0) << logText();
 }
 
 TEST_F(HistoryTest, whatTheDatabaseRefusesIsReportedAndFailedAtTheNextStartThatCan) {

@@ -129,7 +129,14 @@ TEST_F(ScheduleTest, daysAndPortsAreAnsweredAsSentButStoredOnceAndInOrder) {
 create 1 "recurrenceDays":[3,1],"ifNums":[5,2,9] -> {#1,$daily,"recurrenceDays":[3,1],"ifNums":[5,2,9],$at,$end}
 get 1 #1 -> {#1,$daily,"recurrenceDays":[1,3],"ifNums":[2,5,9],$at,$end}
 update 1 #1,"recurrenceDays":[4,4,5],"ifNums":[2,2] -> {#1,$daily,"recurrenceDays":[4,4,5],"ifNums":[2,2],$at,$end}
-list 1 -> {"schedules":[{#1,$daily,"recurrenceDays":[4],"ifNums":[2],$at,$end}]}; delete 1 #1 -> ok)");
+list 1 -> {"schedules":[{#1,$daily,"recurrenceDays":[4],"ifNums":[2],$at,$end}]})");
+  for (const std::string trigger : {"INSERT ON poe_schedule_ifs BEGIN SELECT RAISE(ABORT, 'no')",
+                                    "UPDATE ON poe_schedule BEGIN DELETE FROM poe_schedule"}) {
+    executeOn(kScheduleDbPath, "CREATE TRIGGER t BEFORE " + trigger + "; END;");
+    play(std::string("update 1 #1 -> ") + (trigger[0] == 'I' ? "10000" : "10023"));
+    executeOn(kScheduleDbPath, "DROP TRIGGER t;");
+  }
+  play(R"(list 1 -> {"schedules":[{#1,$daily,"recurrenceDays":[4],"ifNums":[2],$at,$end}]}; delete 1 #1 -> ok)");
   EXPECT_EQ(queryValue(kScheduleDbPath, "SELECT * FROM poe_schedule_days UNION SELECT * FROM poe_schedule_ifs"), "");
 }
 
@@ -144,7 +151,7 @@ TEST_F(ScheduleTest, rowsOfTheFirstLayoutOrAnotherProgramAreShownAsFarAsTheyGo) 
 "name":"",$type"unknown","recurrence":"weekly",$lists,$modes,"enabled":false,"status":"inactive"}
 'b','restart','',NULL,'DAILY','',NULL,NULL,-5,0,'0x',2,0,1 -> \
 "name":"b",$type"restart","recurrence":"weekly",$lists,"restartTime":"","offTimeSec":-5,$end}
-'c','power_off','2-30','-1','monthly','99','-1:-1','9',NULL,0,0,1,0,0 -> "name":"c",$type"power_off",\
+CAST(x'63FFC3' AS TEXT),'power_off','2-30','-1','monthly','99','-1:-1','9',NULL,0,0,1,0,0 -> "name":"c��",$type"power_off",\
 "startDate":"2-30","endDate":"-1","recurrence":"monthly",$lists,"startTime":"99","endTime":"-1:-1","allDay":false,$end}
 '$x62é!','power_on','2025-01-01 0:00:',NULL,'daily','123456789',NULL,NULL,0,0,0,1,0,5 -> "name":"$x62",$type"power_on",\
 "startDate":"2025-01-01 0:00","recurrence":"daily",$lists,"startTime":"1234567","allDay":true,$end})")) {
