@@ -10,6 +10,8 @@ std::atomic<DaemonContext*> currentContext{nullptr};
 // Keeps a retired context reachable: nobody may free it. Atomic only so that the compiler keeps a store that nothing
 // reads.
 std::atomic<DaemonContext*> retiredContext{nullptr};
+// From here on nobody begins to use a database: whoever got its mutex after waiting for it leaves again.
+std::atomic<bool> isRetiring{false};
 
 }  // namespace
 
@@ -28,6 +30,7 @@ void contextRetire() {
   if (context == nullptr) {
     return;
   }
+  isRetiring = true;
   {
     const MutexLock lock(context->scheduleDbMutex);
     sqlite3_close(context->scheduleDb);
@@ -54,7 +57,7 @@ DatabaseAccess::DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonConte
   }
   mutex_ = &(context->*mutex);
   mutex_->lock();
-  db_ = context->*handle;
+  db_ = isRetiring.load() ? nullptr : context->*handle;
 }
 
 DatabaseAccess::~DatabaseAccess() {
