@@ -2,15 +2,11 @@
 
 #include <pthread.h>
 
-#include <cerrno>
-
-bool startDetachedThread(void* (*body)(void*), void* argument) {
+int startDetachedThread(void* (*body)(void*), void* argument) {
   pthread_t thread;
   const int error = pthread_create(&thread, nullptr, body, argument);
-  if (error != 0) {
-    errno = error;
-    return false;
+  if (error == 0) {
+    pthread_detach(thread);
   }
-  pthread_detach(thread);
-  return true;
+  return error;
 }

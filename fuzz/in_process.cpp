@@ -30,9 +30,9 @@ constexpr int kInputsBetweenForgetting = 500;
 void sleepSeconds(int32_t) {}
 void sleepMilliseconds(int32_t) {}
 
-bool startDetachedThread(void* (*body)(void*), void* argument) {
+int startDetachedThread(void* (*body)(void*), void* argument) {
   body(argument);
-  return true;
+  return 0;
 }
 
 extern "C" int fsync(int) {

@@ -55,7 +55,7 @@ UniqueFd openListener() {
 
 void serveConnection(UniqueFd connection) {
   void* argument = reinterpret_cast<void*>(static_cast<intptr_t>(connection.get()));
-  if (!startDetachedThread(clientWorker, argument)) {
+  if (startDetachedThread(clientWorker, argument) != 0) {
     logMessage(LOG_ERR, "[%s:%d] client worker create failed: %s", __func__, __LINE__, strerror(errno));
     return;
   }

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr const char* kRunName = "Manual Restart";
+constexpr const char* kRunIdKey = "runId";
 constexpr int kMaxGivenPorts = 512;
 constexpr int32_t kMaxCollectedPorts = 128;
 
@@ -115,21 +116,20 @@ JsonPtr portArray(const std::vector<uint32_t>& ifNums) {
   return array;
 }
 
-// The ports are on their way already, so whatever of the answer memory allows is better than an error.
-JsonPtr buildAnswer(int64_t runId, const ResetRequest& request, const std::vector<uint32_t>& ifNums) {
+// The answer, whose run id is still to come; null when memory runs out. The ports may be left out.
+JsonPtr buildAnswer(const ResetRequest& request, const std::vector<uint32_t>& ifNums) {
   JsonPtr answer(cJSON_CreateObject());
-  if (answer == nullptr) {
+  const bool built = answer != nullptr && jsonAddNumber(answer.get(), kRunIdKey, 0) &&
+                     jsonAddText(answer.get(), "triggered", runTriggerText(RUN_TRIGGER_MANUAL)) &&
+                     jsonAddNull(answer.get(), "scheduleId") && jsonAddText(answer.get(), "scheduleName", kRunName) &&
+                     jsonAddText(answer.get(), "scheduleType", poeActionText(POE_ACTION_RESTART)) &&
+                     jsonAddNumber(answer.get(), "unit", request.unit) &&
+                     jsonAddText(answer.get(), "executionMode", executionModeText(request.executionMode)) &&
+                     jsonAddNumber(answer.get(), "offTimeSec", request.offTimeSec) &&
+                     jsonAddNumber(answer.get(), "interPortDelaySec", request.interPortDelaySec);
+  if (!built) {
     return nullptr;
   }
-  jsonAddNumber(answer.get(), "runId", runId);
-  jsonAddText(answer.get(), "triggered", runTriggerText(RUN_TRIGGER_MANUAL));
-  jsonAddNull(answer.get(), "scheduleId");
-  jsonAddText(answer.get(), "scheduleName", kRunName);
-  jsonAddText(answer.get(), "scheduleType", poeActionText(POE_ACTION_RESTART));
-  jsonAddNumber(answer.get(), "unit", request.unit);
-  jsonAddText(answer.get(), "executionMode", executionModeText(request.executionMode));
-  jsonAddNumber(answer.get(), "offTimeSec", request.offTimeSec);
-  jsonAddNumber(answer.get(), "interPortDelaySec", request.interPortDelaySec);
   jsonAdd(answer.get(), "resolvedIfNums", portArray(ifNums));
   return answer;
 }
@@ -150,11 +150,14 @@ int32_t rpcManualReset(const cJSON* params, JsonPtr* result) try {
   if (rc != RESULT_OK) {
     return rc;
   }
-  const int64_t runId = startRun(reset, ifNums);
+  // First the answer: a run that nobody is told of must not begin.
+  JsonPtr answer = buildAnswer(reset, ifNums);
+  const int64_t runId = answer != nullptr ? startRun(reset, ifNums) : 0;
   if (runId == 0) {
     return ERR_GENERAL;
   }
-  *result = buildAnswer(runId, reset, ifNums);
+  cJSON_SetNumberValue(cJSON_GetObjectItem(answer.get(), kRunIdKey), static_cast<double>(runId));
+  *result = std::move(answer);
   return RESULT_OK;
 } catch (const std::bad_alloc&) {
   return ERR_GENERAL;  // thrown only while the ports are resolved, so no run has begun

@@ -1,6 +1,7 @@
 #include "poe/executor.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -21,11 +22,31 @@ namespace {
 constexpr const char* kForeignPort = "ifNum not in unit's PoE port range";
 constexpr const char* kBusyPort = "port busy (another run in progress)";
 
+// Manual resets whose executors are at work.
+std::atomic<int32_t> manualExecutors{0};
+
 // The executor thread's copy of a job, with the array that its ifNums point to.
 struct OwnedJob {
   PoeActionJob job;
   std::vector<uint32_t> ownedIfNums;
+  bool counted = false;  // among manualExecutors
+
+  ~OwnedJob() {
+    if (counted) {
+      --manualExecutors;
+    }
+  }
 };
+
+// Counts a manual reset's executor for as long as the job lives; false when there are too many. Schedules are not
+// bounded: what fires is carried out.
+bool countExecutor(OwnedJob* owned) {
+  if (owned->job.trigger != RUN_TRIGGER_MANUAL) {
+    return true;
+  }
+  owned->counted = true;
+  return ++manualExecutors <= kMaxManualExecutors;
+}
 
 // One port's outcome; error is null for a success.
 struct PortResult {
@@ -207,6 +228,11 @@ std::unique_ptr<OwnedJob> copyJob(const PoeActionJob& job) try {
   return nullptr;
 }
 
+// 0, or an error number with the job still the caller's.
+int startExecutor(OwnedJob* owned) {
+  return countExecutor(owned) ? startDetachedThread(poeActionThread, owned) : EAGAIN;
+}
+
 }  // namespace
 
 int32_t poeActionSpawn(const PoeActionJob* job) {
@@ -214,9 +240,10 @@ int32_t poeActionSpawn(const PoeActionJob* job) {
     return -1;
   }
   std::unique_ptr<OwnedJob> owned = copyJob(*job);
-  if (owned == nullptr || !startDetachedThread(poeActionThread, owned.get())) {
+  const int error = owned != nullptr ? startExecutor(owned.get()) : ENOMEM;
+  if (error != 0) {
     logMessage(LOG_ERR, "[%s:%d] run %lld: executor could not be started: %s", __func__, __LINE__,
-               static_cast<long long>(job->runId), strerror(owned == nullptr ? ENOMEM : errno));
+               static_cast<long long>(job->runId), strerror(error));
     return -1;
   }
   (void)owned.release();  // the thread's now

@@ -8,7 +8,7 @@
 
 // The executor's input. The run has been begun and stays "running" until the executor finishes it.
 struct PoeActionJob {
-  int32_t trigger = RUN_TRIGGER_SCHEDULED;  // carried for the caller, not read here
+  int32_t trigger = RUN_TRIGGER_SCHEDULED;  // only says whose executors poeActionSpawn counts
   int32_t unit = 0;                         // of every port
   int64_t runId = 0;
   const char* scheduleName = nullptr;  // borrowed, carried for the caller, not read here
@@ -22,8 +22,12 @@ struct PoeActionJob {
   int32_t ifNumCount = 0;
 };
 
+// How many manual resets are carried out at a time: each takes a thread, however long it leaves its ports dark.
+constexpr int32_t kMaxManualExecutors = 256;
+
 // Starts the job on a detached thread, which works on a copy of its own: job and array may go at once. Returns 0, or -1
-// for a null job or when memory or the thread can't be had; then nothing was done and the caller force-fails its run.
+// for a null job, when memory or the thread can't be had, and for a manual reset beyond kMaxManualExecutors; then nothing
+// was done and the caller force-fails its run.
 int32_t poeActionSpawn(const PoeActionJob* job);
 
 // Carries out the job on the calling thread and reports through the history only. Ports are claimed with portLockTry,

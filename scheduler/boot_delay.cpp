@@ -1,6 +1,5 @@
 #include "scheduler/boot_delay.h"
 
-#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <memory>
@@ -112,9 +111,10 @@ void startUnit(int32_t unit) {
   const auto count = static_cast<int>(job->ifNums.size());
   const char* mode = executionModeText(job->sequential);
   const int32_t interPortDelaySec = job->interPortDelaySec;
-  if (!startDetachedThread(bootDelayThread, job.get())) {
+  const int error = startDetachedThread(bootDelayThread, job.get());
+  if (error != 0) {
     logMessage(LOG_ERR, "[%s:%d] boot delay on unit %d: worker could not be started: %s", __func__, __LINE__, unit,
-               strerror(errno));
+               strerror(error));
     historyRunForceFail(runId, "spawn failed");
     switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;

@@ -172,6 +172,8 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
         const std::string what = std::to_string(n) + c.request + answer;
         EXPECT_TRUE(ok || answer.empty() || answer.rfind(R"({"ok":false,"error":1)", 0) == 0) << what;
         EXPECT_TRUE(failed || ok) << what;
+        EXPECT_TRUE(!ok || countOf(c.request, "reset") == 0 || countOf(answer, R"("interPortDelaySec":0)") == 1)
+            << what;
         // Days that find no memory are none, and the answer shows it.
         const bool lostDays = ok && c.after == updated && answer.find("recurrenceDays") == std::string::npos;
         const std::string after = lostDays ? "old monthly 0 2; 60, 60" : c.after;

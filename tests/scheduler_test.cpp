@@ -358,6 +358,29 @@ TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
   EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT overall_result FROM poe_history;"), "success");
 }
 
+TEST_F(SchedulerDaemonTest, resetsAreBoundedAndTakeNothingFromSchedules) {
+  constexpr int kResets = 256;
+  startAt("07:00:00");
+  ASSERT_EQ(switchsim::setClock(ClockMode::frozen, "2028-02-28 07:00:00"), "");
+  const std::string reset = R"({"unit":1,"request":{"ifNums":[1],"offTimeSec":1000000}})";
+  for (int i = 0; i < kResets; ++i) {
+    rpcResult("manual.reset", reset);
+  }
+  EXPECT_EQ(rpc("manual.reset", reset), R"({"ok":false,"error":10000})");
+  executeOn(kScheduleDbPath,
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<500) INSERT INTO poe_schedule SELECT "
+            "i,1,i,'restart',NULL,NULL,'daily',NULL,NULL,'08:00',1,0,0,0,1,0 FROM n; "
+            "INSERT INTO poe_schedule_ifs SELECT schedule_id, 2 + schedule_id % 23 FROM poe_schedule;");
+  ASSERT_EQ(switchsim::setClock(ClockMode::frozen, "2028-02-28 08:00:00"), "");
+  const auto count = [](const std::string& runs) {
+    return queryValue(kHistoryDbPath, "SELECT COUNT(*) FROM poe_history WHERE " + runs);
+  };
+  EXPECT_TRUE(waitUntil([&] {
+    return count("schedule_id>0 AND status='completed' AND error_message IS NULL") == "500";
+  })) << logText();
+  EXPECT_EQ(count("error_message='spawn failed'"), "1");
+}
+
 TEST_F(SchedulerDaemonTest, aWindowIsRestoredUnrecordedAfterAKill) {
   startAt("07:59:30");
   createWindow("08:00", "09:00", 0);
