@@ -9,4 +9,15 @@
 void sleepSeconds(int32_t seconds);
 void sleepMilliseconds(int32_t milliseconds);
 
+// Ends its pauses at instants that lie one second apart on the monotonic clock, however long the work between them takes:
+// pauses of a plain second would drift against every clock. After work that outlasts an instant the next one counts.
+class SecondBeat {
+ public:
+  SecondBeat();
+  void sleepToNext();
+
+ private:
+  int64_t nextMs_;
+};
+
 #endif

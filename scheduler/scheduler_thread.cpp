@@ -14,11 +14,11 @@
 
 namespace {
 
-constexpr int32_t kPollSec = 1;
 constexpr time_t kMinuteSec = 60;
 
 // Returns when a stop is asked for.
 void tickEveryMinute() {
+  SecondBeat beat;
   time_t lastMinute = 0;
   while (!stopRequested()) {
     const time_t minuteStart = time(nullptr) / kMinuteSec * kMinuteSec;
@@ -26,7 +26,7 @@ void tickEveryMinute() {
       tickOnce();
       lastMinute = minuteStart;
     }
-    sleepSeconds(kPollSec);
+    beat.sleepToNext();
   }
 }
 

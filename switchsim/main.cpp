@@ -32,6 +32,7 @@ struct Arguments {
   std::string value;
   Fault fault;
   uint64_t since = 0;
+  int64_t behindMs = 0;
 };
 
 ExitCode fail(const std::string& error, ExitCode code = kFailed) {
@@ -151,7 +152,8 @@ ExitCode setSwitchClock(const Arguments& given) {
   const bool isWord = given.value == "follow" || given.value == "fail";
   if (isWord && given.goOn) return fail("--run needs a time to run from", kWrongUsage);
   if (!isWord && !isLocalTime(given.value)) return fail("no such time: " + given.value, kWrongUsage);
-  if (isWord) return report(setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow));
+  if (given.behindMs != 0 && given.value != "follow") return fail("--behind-ms goes with follow", kWrongUsage);
+  if (isWord) return report(setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
   return report(setClock(given.goOn ? ClockMode::running : ClockMode::frozen, given.value));
 }
 
@@ -204,6 +206,8 @@ void addTroubleCommands(CLI::App* app, Arguments* given) {
   clock->add_option("TIME", given->value, "follow (the host's local time), \"YYYY-MM-DD HH:MM:SS\" (frozen), or fail")
       ->required();
   clock->add_flag("--run", given->goOn, "Run on from the given time");
+  clock->add_option("--behind-ms", given->behindMs, "With follow: how far behind the host's clock")
+      ->check(CLI::NonNegativeNumber);
 }
 
 ExitCode runSubcommand(const std::string& name, const Arguments& given) {

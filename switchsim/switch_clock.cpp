@@ -30,10 +30,12 @@ std::optional<int64_t> parseLocalSec(const std::string& text) {
   return localSec;
 }
 
-struct tm hostTime() {
-  const time_t now = time(nullptr);
+struct tm hostTime(int64_t behindMs) {
+  struct timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const time_t then = static_cast<time_t>((int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000 - behindMs) / 1000);
   struct tm fields = {};
-  localtime_r(&now, &fields);
+  localtime_r(&then, &fields);
   return fields;
 }
 
@@ -42,7 +44,7 @@ struct tm hostTime() {
 std::string clockText(const ClockRecord& clock) {
   switch (clock.mode) {
     case ClockMode::follow:
-      return formatTime(hostTime());
+      return formatTime(hostTime(clock.behindMs));
     case ClockMode::frozen:
       return formatLocalSec(clock.localSec);
     case ClockMode::running:
@@ -54,15 +56,15 @@ std::string clockText(const ClockRecord& clock) {
 }
 
 int32_t zoneOffsetMinutes() {
-  return static_cast<int32_t>(hostTime().tm_gmtoff / 60);
+  return static_cast<int32_t>(hostTime(0).tm_gmtoff / 60);
 }
 
 bool isLocalTime(const std::string& text) {
   return parseLocalSec(text).has_value();
 }
 
-std::string setClock(ClockMode mode, const std::string& localTime) {
-  ClockRecord clock = {mode, 0, time(nullptr)};
+std::string setClock(ClockMode mode, const std::string& localTime, int64_t behindMs) {
+  ClockRecord clock = {mode, 0, time(nullptr), behindMs};
   if (mode == ClockMode::frozen || mode == ClockMode::running) {
     const std::optional<int64_t> localSec = parseLocalSec(localTime);
     if (!localSec) return "no time of the form YYYY-MM-DD HH:MM:SS: " + localTime;

@@ -141,9 +141,9 @@ std::string setServerUp(bool up);
 std::string addFault(const Fault& fault);
 std::string clearFaults();
 
-// localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only.
+// localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far behind the host.
 bool isLocalTime(const std::string& text);
-std::string setClock(ClockMode mode, const std::string& localTime = "");
+std::string setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
 
 // The entries above `seq` that the journal still holds, in order. Empty when there is no switch.
 std::vector<JournalEntry> journalSince(uint64_t seq);
