@@ -5,6 +5,9 @@
 #include <cerrno>
 #include <cmath>
 #include <limits>
+#include <new>
+
+#include "base/utf8.h"
 
 void JsonDeleter::operator()(cJSON* tree) const {
   cJSON_Delete(tree);
@@ -73,11 +76,21 @@ bool jsonAddNumber(cJSON* object, const char* key, int64_t number) {
   return cJSON_AddNumberToObject(object, key, static_cast<double>(number)) != nullptr;
 }
 
+// Such bytes come from rows that another program wrote.
+static bool addRepairedText(cJSON* object, const char* key, const char* text) try {
+  return cJSON_AddStringToObject(object, key, repairedUtf8(text).c_str()) != nullptr;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 bool jsonAddText(cJSON* object, const char* key, const char* textOrNull) {
   if (textOrNull == nullptr) {
     return jsonAddNull(object, key);
   }
-  return cJSON_AddStringToObject(object, key, textOrNull) != nullptr;
+  if (isUtf8(textOrNull)) {
+    return cJSON_AddStringToObject(object, key, textOrNull) != nullptr;
+  }
+  return addRepairedText(object, key, textOrNull);
 }
 
 bool jsonAddNull(cJSON* object, const char* key) {

@@ -36,7 +36,7 @@ int32_t jsonInt32Member(const cJSON* object, const char* key, int32_t fallback);
 int64_t jsonInt64Member(const cJSON* object, const char* key, int64_t fallback);
 
 // Append a member to an object in the order of the calls. Each returns false when memory runs out. A null text adds a
-// JSON null. jsonAdd takes over the value in every case.
+// JSON null; bytes of a text that are no UTF-8 become U+FFFD. jsonAdd takes over the value in every case.
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value);
 bool jsonAddNumber(cJSON* object, const char* key, int64_t number);
 bool jsonAddText(cJSON* object, const char* key, const char* textOrNull);

@@ -49,7 +49,7 @@ bool rpcExchange(const std::string& socketPath, const std::string& request, std:
     *error = strerror(errno);
     return false;
   }
-  if (!sendAll(connection.get(), request + "\n") || !receiveAll(connection.get(), answer)) {
+  if (!sendAll(connection.get(), {request, "\n"}) || !receiveAll(connection.get(), answer)) {
     *error = strerror(errno);
     return false;
   }

@@ -26,6 +26,7 @@ namespace {
 
 constexpr const char* kProcessName = "quorin_poed";
 constexpr mode_t kOwnerOnly = 077;  // each file that others may use is given its mode where it is made
+constexpr size_t kStackBytes = size_t{1024} * 1024;
 constexpr mode_t kPidFileMode = 0644;
 
 struct DaemonThreads {
@@ -134,10 +135,24 @@ void tearDown() {
   logClose();
 }
 
+// Hundreds of threads at a time must fit into a 32-bit board's addresses. Threads are created with default attributes,
+// so it is the default that changes; a C library without the call has small stacks of its own.
+void setDefaultStack() {
+#ifdef QUORIN_HAVE_DEFAULT_STACK
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) == 0) {
+    pthread_attr_setstacksize(&attributes, kStackBytes);
+    pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
+  }
+#endif
+}
+
 }  // namespace
 
 int main() {
   umask(kOwnerOnly);
+  setDefaultStack();
   logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);
   logMessage(LOG_INFO, "[%s:%d] quorin_poed starting (pid=%d)", __func__, __LINE__, static_cast<int>(getpid()));
   installStopSignals();

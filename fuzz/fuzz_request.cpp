@@ -19,7 +19,7 @@ std::string exchange(const std::string& request) {
   require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "no socket");
   const UniqueFd client(ends[0]);
   std::thread worker(clientWorker, reinterpret_cast<void*>(static_cast<intptr_t>(ends[1])));
-  sendAll(client.get(), request);
+  sendAll(client.get(), {request});
   shutdown(client.get(), SHUT_WR);
   std::string answer;
   char chunk[4096];

@@ -2,60 +2,143 @@
 
 #include <cjson/cJSON.h>
 
+#include <cerrno>
 #include <cstring>
 #include <new>
 #include <string>
 
-#include "base/json.h"
 #include "base/result_codes.h"
 #include "base/send_all.h"
+#include "base/thread_annotations.h"
 #include "base/unique_fd.h"
+#include "base/utf8.h"
+#include "ipc/connections.h"
+#include "ipc/held_bytes.h"
 #include "ipc/method_table.h"
 #include "ipc/request_reader.h"
 #include "log/log.h"
 
+#ifdef QUORIN_HAVE_MALLOC_TRIM
+#include <malloc.h>
+#endif
+
 namespace {
 
-void answerRequest(int connection, const char* text) {
-  const JsonPtr request = jsonParse(text);
-  if (request == nullptr) {
-    sendResponse(connection, ERR_INVALID_ARG, nullptr);
-    return;
+constexpr size_t kLargeRequestBytes = size_t{8} * 1024;
+constexpr size_t kLargeAnswerBytes = size_t{256} * 1024;
+constexpr size_t kMaxLoggedNameBytes = 128;
+
+// Held from the parsing of a large request until its tree is freed. Always the outermost lock.
+Mutex largeRequestGate;
+
+class Connection {
+ public:
+  explicit Connection(int descriptor) : descriptor_(descriptor) {}
+  ~Connection() { connectionRemove(descriptor_.get()); }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  int get() const { return descriptor_.get(); }
+
+ private:
+  UniqueFd descriptor_;
+};
+
+struct Request {
+  std::string text;
+  HeldBytes held;
+
+  void freeText() {
+    std::string().swap(text);
+    held.resize(0);
   }
-  const cJSON* method = jsonMember(request.get(), "method");
+};
+
+struct Response {
+  bool isWanted = false;  // false: the connection is closed without an answer
+  int32_t code = ERR_GENERAL;
+  JsonPtr result;
+};
+
+// Gives memory that a large tree or text took back to the system; the allocator alone would keep it.
+void returnFreedMemory() {
+#ifdef QUORIN_HAVE_MALLOC_TRIM
+  malloc_trim(0);
+#endif
+}
+
+int32_t refuseMethod(const char* nameOrNull) {
+  const std::string name = nameOrNull != nullptr ? printableUtf8(nameOrNull, kMaxLoggedNameBytes) : "(null)";
+  logMessage(LOG_WARNING, "[%s:%d] unknown RPC method: %s", __func__, __LINE__, name.c_str());
+  return ERR_UNSUPPORTED;
+}
+
+int32_t carryOut(const cJSON* request, JsonPtr* result) {
+  const cJSON* method = jsonMember(request, "method");
   const char* name = cJSON_IsString(method) ? method->valuestring : nullptr;
   const RpcHandler handler = name != nullptr ? rpcFindMethod(name) : nullptr;
-  if (handler == nullptr) {
-    logMessage(LOG_WARNING, "[%s:%d] unknown RPC method: %s", __func__, __LINE__, name != nullptr ? name : "(null)");
-    sendResponse(connection, ERR_UNSUPPORTED, nullptr);
+  return handler != nullptr ? handler(jsonMember(request, "params"), result) : refuseMethod(name);
+}
+
+// Frees the request's text as soon as it is parsed, and its tree before it returns.
+Response respondTo(Request* request) {
+  const bool isText = isUtf8(request->text.c_str());
+  const JsonPtr tree = isText ? jsonParse(request->text.c_str()) : nullptr;
+  const bool isOutOfMemory = isText && tree == nullptr && errno == ENOMEM;
+  request->freeText();
+  Response response;
+  response.isWanted = !isOutOfMemory;
+  response.code = tree != nullptr ? carryOut(tree.get(), &response.result) : ERR_INVALID_ARG;
+  return response;
+}
+
+Response respondToLarge(Request* request) {
+  const MutexLock gate(largeRequestGate);
+  Response response = respondTo(request);
+  returnFreedMemory();
+  return response;
+}
+
+void serve(int connection) {
+  Request request;
+  if (!readRequest(connection, &request.held, &request.text) || !connectionToWork(connection)) {
     return;
   }
-  JsonPtr result;
-  const int32_t code = handler(jsonMember(request.get(), "params"), &result);
-  sendResponse(connection, code, result.get());
+  const bool isLarge = request.text.size() > kLargeRequestBytes;
+  Response response = isLarge ? respondToLarge(&request) : respondTo(&request);
+  if (response.isWanted) {
+    sendResponse(connection, response.code, std::move(response.result));
+  }
+}
+
+// Prints a result and frees it. Null when memory runs out.
+JsonTextPtr printAndFree(JsonPtr result) {
+  return JsonTextPtr(cJSON_PrintUnformatted(result.get()));
 }
 
 }  // namespace
 
-void sendResponse(int connection, int32_t code, const cJSON* result) {
-  std::string line = code == RESULT_OK ? R"({"ok":true)" : R"({"ok":false,"error":)" + std::to_string(code);
-  if (result != nullptr) {
-    const JsonTextPtr text(cJSON_PrintUnformatted(result));
-    if (text == nullptr) {
-      return;
-    }
-    line.append(R"(,"result":)").append(text.get());
+void sendResponse(int connection, int32_t code, JsonPtr result) {
+  const std::string envelope = code == RESULT_OK ? R"({"ok":true)" : R"({"ok":false,"error":)" + std::to_string(code);
+  if (result == nullptr) {
+    sendAll(connection, {envelope, "}\n"});
+    return;
   }
-  line += "}\n";
-  sendAll(connection, line);  // a client that has gone needs no answer
+  HeldBytes held;
+  JsonTextPtr text = printAndFree(std::move(result));
+  const size_t bytes = text != nullptr ? strlen(text.get()) : 0;
+  if (text != nullptr && held.resize(bytes)) {
+    sendAll(connection, {envelope, R"(,"result":)", {text.get(), bytes}, "}\n"});  // a client that has gone needs none
+  }
+  text.reset();
+  if (bytes > kLargeAnswerBytes) {
+    returnFreedMemory();
+  }
 }
 
 void* clientWorker(void* descriptor) try {
-  const UniqueFd connection(static_cast<int>(reinterpret_cast<intptr_t>(descriptor)));
-  std::string text;
-  if (readRequest(connection.get(), &text)) {
-    answerRequest(connection.get(), text.c_str());
-  }
+  const Connection connection(static_cast<int>(reinterpret_cast<intptr_t>(descriptor)));
+  serve(connection.get());
   return nullptr;
 } catch (const std::bad_alloc&) {
   return nullptr;  // the connection is closed: no answer

@@ -16,6 +16,7 @@
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "ipc/client_worker.h"
+#include "ipc/connections.h"
 #include "log/log.h"
 
 namespace {
@@ -25,6 +26,8 @@ constexpr int kStopPollMs = 500;
 constexpr mode_t kSocketMode = 0660;
 // Running out of descriptors makes accept fail at once, again and again, until a connection ends.
 constexpr int32_t kFailedAcceptPauseMs = 1000;
+// How long a new client waits before it is looked whether there is room for it now.
+constexpr int32_t kFullPauseMs = 5;
 
 bool bindSocket(int listener) {
   sockaddr_un address{};
@@ -54,9 +57,11 @@ UniqueFd openListener() {
 }
 
 void serveConnection(UniqueFd connection) {
-  void* argument = reinterpret_cast<void*>(static_cast<intptr_t>(connection.get()));
-  if (startDetachedThread(clientWorker, argument) != 0) {
+  const int descriptor = connection.get();
+  connectionAdd(descriptor);
+  if (startDetachedThread(clientWorker, reinterpret_cast<void*>(static_cast<intptr_t>(descriptor))) != 0) {
     logMessage(LOG_ERR, "[%s:%d] client worker create failed: %s", __func__, __LINE__, strerror(errno));
+    connectionRemove(descriptor);
     return;
   }
   connection.release();  // the worker's now
@@ -82,8 +87,10 @@ void acceptUntilStopped(int listener) {
       logMessage(LOG_ERR, "[%s:%d] poll failed: %s", __func__, __LINE__, strerror(errno));
       return;
     }
-    if (ready > 0) {
+    if (ready > 0 && connectionsHaveRoom()) {
       acceptConnection(listener);
+    } else if (ready > 0) {
+      sleepMilliseconds(kFullPauseMs);
     }
   }
 }

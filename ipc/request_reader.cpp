@@ -2,8 +2,11 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "ipc/connections.h"
 
 namespace {
 
@@ -17,9 +20,25 @@ ssize_t receive(int connection, char* bytes, size_t size, int flags) {
   return received;
 }
 
+// Makes room for so many bytes of the request, in steps that double.
+bool reserve(size_t bytes, HeldBytes* held, std::string* request) {
+  if (bytes > kMaxRequestBytes) {
+    return false;
+  }
+  if (bytes <= request->capacity()) {
+    return true;
+  }
+  const size_t room = std::max({bytes, 2 * request->capacity(), kChunkBytes});
+  if (!held->resize(room)) {
+    return false;
+  }
+  request->reserve(room);
+  return true;
+}
+
 }  // namespace
 
-bool readRequest(int connection, std::string* request) {
+bool readRequest(int connection, HeldBytes* held, std::string* request) {
   char chunk[kChunkBytes];
   for (;;) {
     // Looking first and then taking just what belongs to the request spares a system call for every byte.
@@ -27,9 +46,10 @@ bool readRequest(int connection, std::string* request) {
     if (waiting <= 0) {
       return waiting == 0 && !request->empty();
     }
+    connectionHeard(connection);
     const auto* newline = static_cast<const char*>(memchr(chunk, '\n', static_cast<size_t>(waiting)));
     const size_t textBytes = newline != nullptr ? static_cast<size_t>(newline - chunk) : static_cast<size_t>(waiting);
-    if (request->size() + textBytes > kMaxRequestBytes) {
+    if (!reserve(request->size() + textBytes, held, request)) {
       return false;
     }
     const size_t take = textBytes + (newline != nullptr ? 1 : 0);

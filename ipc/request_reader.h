@@ -5,11 +5,14 @@
 #include <cstddef>
 #include <string>
 
-constexpr size_t kMaxRequestBytes = size_t{8} * 1024 * 1024;
+#include "ipc/held_bytes.h"
+
+constexpr size_t kMaxRequestBytes = size_t{1024} * 1024;
 
 // Reads the bytes up to the first newline, which is taken but not kept, or to the end of the stream; what follows the
-// newline is never taken. False when the stream ends before its first byte, when reading fails, and for a request above
-// kMaxRequestBytes. Waits for a silent client without limit. Throws std::bad_alloc.
-bool readRequest(int connection, std::string* request);
+// newline is never taken. The request's memory is counted in *held. False when the stream ends before its first byte,
+// when reading fails, for a request above kMaxRequestBytes, and when clients make the daemon hold too much. Waits for a
+// silent client without limit; notes when it was heard. Throws std::bad_alloc.
+bool readRequest(int connection, HeldBytes* held, std::string* request);
 
 #endif

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <cstdlib>
@@ -69,6 +68,19 @@ int inParallel(int clients, int count, const std::function<bool(int)>& isDone) {
   return wrong;
 }
 
+std::string nested(size_t depth) {
+  return std::string(depth, '[') + std::string(depth, ']');
+}
+
+// As large as a request may be, and of the largest tree that this can have.
+std::string largestRequest() {
+  std::string request = R"({"method":"schedule.create","params":{"unit":1,"schedule":{"ifNums":[1)";
+  while (request.size() < kMaxRequestBytes - 10) {
+    request += ",1";
+  }
+  return request + "]}}}\n";
+}
+
 constexpr int kMixedRequests = 13;
 
 // One request of each method, with a schedule from its creation to its deletion, and two that are refused. True when
@@ -97,7 +109,7 @@ bool mixedRequests(int number) {
                                                                   {"bootdelay.get", R"({"unit":1})"}}) {
     right = rpc(method, params).rfind(R"({"ok":true)", 0) == 0 && right;
   }
-  right = exchange("no JSON\n") == kInvalid && right;
+  right = exchange(number % 50 == 0 ? largestRequest() : "no JSON\n") == kInvalid && right;
   return rpc("schedule.get", one + "}") + "\n" == kNotFound && right;
 }
 
@@ -105,7 +117,6 @@ bool mixedRequests(int number) {
 
 TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
   const std::string padding(100000, ' ');
-  const std::string deep(2000, '[');
   const struct {
     const char* what;
     std::string bytes;
@@ -118,12 +129,20 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
       {"a request of 100 kB", padding + kListRequest + "\n", false, kEmptyList},
       {"what follows the newline", kListRequest + "\n{\"method\":\"nope\"}\n", false, kEmptyList},
       {"blanks around", " \t" + kListRequest + " \r\n", false, kEmptyList},
-      {"a zero byte ends the text", kListRequest + std::string(1, '\0') + "junk\n", false, kEmptyList},
+      {"a zero byte ends the text", kListRequest + std::string(1, '\0') + "junk\xFF\n", false, kEmptyList},
+      {"the largest request", std::string(kMaxRequestBytes - kListRequest.size(), ' ') + kListRequest + "\n", false,
+       kEmptyList},
+      {"the deepest request", nested(999) + "\n", false, kUnknown},
+      {"bytes that are no UTF-8", "{\"method\":\"\xFF\xFE\"}\n", false, kInvalid},
+      {"a surrogate in UTF-8", "{\"method\":\"\xED\xA0\x80\"}\n", false, kInvalid},
+      {"an overlong character", "{\"method\":\"\xC0\xAF\"}\n", false, kInvalid},
+      {"control characters in the method", "{\"method\":\"é\\n\\u009b31m€\"}\n", false, kUnknown},
+      {"an endless method", "{\"method\":\"" + std::string(127, 'm') + "éa\"}\n", false, kUnknown},
       {"two objects on one line", kListRequest + kListRequest + "\n", false, kInvalid},
       {"no JSON", "hello\n", false, kInvalid},
       {"an empty line", "\n", false, kInvalid},
       {"half a request", kListRequest.substr(0, 20), true, kInvalid},
-      {"nesting without end", deep + "\n", false, kInvalid},
+      {"nesting without end", std::string(2000, '[') + "\n", false, kInvalid},
       {"no params", "{\"method\":\"history.list\"}\n", false, kInvalid},
       {"params of another type", "{\"method\":\"history.list\",\"params\":[1]}\n", false, kInvalid},
       {"a method in capitals", "{\"method\":\"HISTORY.LIST\",\"params\":{\"unit\":1}}\n", false, kUnknown},
@@ -137,7 +156,9 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
     EXPECT_EQ(exchange(c.bytes, c.halfClose), c.answer) << c.what << "\n" << logText();
   }
   EXPECT_EQ(countOf(logText(), "unknown RPC method: HISTORY.LIST"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "unknown RPC method: (null)"), 3) << logText();
+  EXPECT_EQ(countOf(logText(), "unknown RPC method: (null)"), 4) << logText();
+  EXPECT_EQ(countOf(logText(), R"(unknown RPC method: é\x0a\x9b31m€)"), 1) << logText();
+  EXPECT_EQ(countOf(logText(), std::string(127, 'm')) - countOf(logText(), "mé"), 1) << logText();
   EXPECT_EQ(countOf(logText(), "(ERROR)"), 0) << logText();
 }
 
@@ -193,6 +214,55 @@ TEST_F(IpcTest, keepsNothingOfPastRequests) {
   std::cout << "memory: " << kb << " kB, then " << residentKb(daemon_.pid()) << " kB" << std::endl;
 }
 
+TEST_F(IpcTest, theConnectionThatWasSilentLongestMakesRoom) {
+  constexpr size_t kConnections = 256;
+  std::deque<SocketClient> clients(kConnections);
+  ASSERT_TRUE(waitUntil([&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest + int(kConnections); }));
+  clients[0].sendBytes(kListRequest);  // the second is silent longest now
+  EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList);
+  EXPECT_EQ(clients[1].readAll(), "");
+  for (const size_t stays : {size_t{0}, size_t{2}, kConnections - 1}) {
+    clients[stays].sendBytes(stays == 0 ? "\n" : kListRequest + "\n");
+    EXPECT_EQ(clients[stays].readAll(), kEmptyList) << stays;
+  }
+}
+
+TEST_F(IpcTest, whatClientsLeaveUnfinishedIsBounded) {
+  constexpr size_t kRequests = 32;  // of the largest size
+  std::deque<SocketClient> clients(kRequests + 8);
+  for (SocketClient& client : clients) {
+    client.sendBytes(largestRequest().substr(0, kMaxRequestBytes - 100));
+  }
+  size_t refused = 0;
+  ASSERT_TRUE(waitUntil([&] {
+    refused = static_cast<size_t>(
+        std::count_if(clients.begin(), clients.end(), [](SocketClient& c) { return c.hasEnded(); }));
+    return refused >= clients.size() - kRequests;
+  })) << refused;
+  EXPECT_LT(refused, kRequests);
+  clients.clear();
+  EXPECT_TRUE(waitUntil([] { return exchange(kListRequest + "\n") == kEmptyList; })) << "all of it is given back";
+}
+
+TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
+  constexpr int kRuns = 20000;  // a list of about 6 MB
+  executeOn(
+      kHistoryDbPath,
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<" + std::to_string(kRuns) +
+          ") INSERT INTO poe_history (unit, trigger_source, "
+          "execution_mode, started_at, status) SELECT 1, 'manual', 'sequential', strftime('%s'), 'completed' FROM n;");
+  std::deque<SocketClient> clients(10);
+  for (SocketClient& client : clients) {
+    client.sendBytes(R"({"method":"history.list","params":{"unit":1,"pageSize":-1}})"
+                     "\n");
+  }
+  EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest; })) << daemon_.threads();
+  const auto withoutAnswer =
+      std::count_if(clients.begin(), clients.end(), [](SocketClient& c) { return c.readAll().empty(); });
+  EXPECT_GE(withoutAnswer, 4);
+  EXPECT_LT(withoutAnswer, 10);
+}
+
 TEST_F(RootTest, runningOutOfDescriptorsIsSurvivedAndDoesNotFloodTheLog) {
   constexpr rlim_t kDescriptors = 24;
   DaemonProcess daemon(TEST_DAEMON, 4);
@@ -209,12 +279,6 @@ TEST_F(RootTest, runningOutOfDescriptorsIsSurvivedAndDoesNotFloodTheLog) {
   silent.clear();
   EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList) << logText();
   EXPECT_EQ(daemon.stop(), 0);
-}
-
-TEST_F(IpcTest, letsOwnerAndGroupConnectAndNobodyElse) {
-  struct stat status {};
-  ASSERT_EQ(stat(kSocketPath, &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0660U);
 }
 
 TEST_F(IpcTest, theClientTellsHowItWentByItsExitStatus) {

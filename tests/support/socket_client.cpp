@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "base/send_all.h"
@@ -20,11 +21,16 @@ SocketClient::SocketClient() : connection_(socket(AF_UNIX, SOCK_STREAM | SOCK_CL
 }
 
 bool SocketClient::sendBytes(const std::string& bytes) {
-  return sendAll(connection_.get(), bytes);
+  return sendAll(connection_.get(), {bytes});
 }
 
 void SocketClient::endOfRequest() {
   shutdown(connection_.get(), SHUT_WR);
+}
+
+bool SocketClient::hasEnded() const {
+  char byte = 0;
+  return recv(connection_.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0 || errno == ECONNRESET || errno == EPIPE;
 }
 
 std::string SocketClient::readAll() {

@@ -15,6 +15,7 @@ class SocketClient {
   bool connected() const { return static_cast<bool>(connection_); }
   bool sendBytes(const std::string& bytes);
   void endOfRequest();  // half-closes the connection
+  bool hasEnded() const;  // whether the daemon has closed the connection; requires that it sent nothing
   // Everything until the daemon closes the connection, or what came before an error.
   std::string readAll();
 
