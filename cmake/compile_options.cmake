@@ -22,6 +22,27 @@ endif()
 if(QUORIN_POED_HARDEN)
   include(CheckPIESupported)
   check_pie_supported()
-  add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  include(CheckCXXCompilerFlag)
+  include(CheckCXXSourceCompiles)
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection -Wformat -Wformat-security)
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+  # Control-flow protection, as the processor has it.
+  foreach(flag -fcf-protection -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "QUORIN_HAS${flag}" has_flag)
+    check_cxx_compiler_flag(${flag} ${has_flag})
+    if(${has_flag})
+      add_compile_options(${flag})
+    endif()
+  endforeach()
+  # Level 3 needs a compiler and a C library that know it; others would take it for 2, or for none.
+  set(CMAKE_REQUIRED_FLAGS "-O2 -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
+  check_cxx_source_compiles("
+    #include <features.h>
+    #if __USE_FORTIFY_LEVEL < 3
+    #error
+    #endif
+    int main() {}" QUORIN_HAS_FORTIFY_3)
+  unset(CMAKE_REQUIRED_FLAGS)
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=$<IF:$<BOOL:${QUORIN_HAS_FORTIFY_3}>,3,2>)
   add_link_options(-Wl,-z,relro -Wl,-z,now)
 endif()

@@ -1,12 +1,13 @@
 # The daemon's paths are compiled in (daemon/paths.cpp). Whatever needs a root of its own compiles that one file with it.
 
 # add_daemon_paths(TARGET ROOT): TARGET uses the daemon's paths below ROOT. Below a root other than "" the folders that a
-# switch always has are made here, so that the daemon finds what it would find there.
+# switch always has are made here, so that the daemon finds what it would find there. (A relative root is for whoever
+# starts the daemon in some folder.)
 function(add_daemon_paths target root)
   target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/daemon/paths.cpp)
   target_compile_definitions(${target} PRIVATE QUORIN_POED_ROOT="${root}")
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR})
-  if(NOT root STREQUAL "")
+  if(IS_ABSOLUTE "${root}")
     file(MAKE_DIRECTORY ${root}/tmp ${root}/var/run ${root}/mnt/fastpath)
   endif()
 endfunction()
@@ -19,4 +20,9 @@ function(add_daemon target root)
     target_compile_definitions(${target} PRIVATE QUORIN_HAVE_DEFAULT_STACK)
   endif()
   add_daemon_paths(${target} "${root}")
+  if(root STREQUAL "")
+    # The product finds its libraries where the switch has them: a RUNPATH of the build machine would only let others
+    # bring theirs.
+    set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "")
+  endif()
 endfunction()
