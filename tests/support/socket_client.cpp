@@ -2,6 +2,8 @@
 
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -12,6 +14,8 @@
 #include "daemon/paths.h"
 
 SocketClient::SocketClient() : connection_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  const timeval deadline{60, 0};
+  setsockopt(connection_.get(), SOL_SOCKET, SO_RCVTIMEO, &deadline, sizeof deadline);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   strncpy(address.sun_path, kSocketPath, sizeof address.sun_path - 1);
@@ -24,8 +28,18 @@ bool SocketClient::sendBytes(const std::string& bytes) {
   return sendAll(connection_.get(), {bytes});
 }
 
+bool SocketClient::isHeard() const {
+  int unread = -1;
+  return ioctl(connection_.get(), SIOCOUTQ, &unread) == 0 && unread == 0;
+}
+
 void SocketClient::endOfRequest() {
   shutdown(connection_.get(), SHUT_WR);
+}
+
+bool SocketClient::isAnswered() const {
+  char byte = 0;
+  return recv(connection_.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 1;
 }
 
 bool SocketClient::hasEnded() const {

@@ -9,13 +9,16 @@
 
 class SocketClient {
  public:
-  // Connects to the daemon's socket.
+  // Connects to the daemon's socket. What it waits for comes within a minute or not at all.
   SocketClient();
 
   bool connected() const { return static_cast<bool>(connection_); }
   bool sendBytes(const std::string& bytes);
+  // Whether the daemon has taken all that was sent.
+  bool isHeard() const;
   void endOfRequest();  // half-closes the connection
-  bool hasEnded() const;  // whether the daemon has closed the connection; requires that it sent nothing
+  bool isAnswered() const;  // whether something came that was not read yet
+  bool hasEnded() const;    // whether the daemon has closed the connection without an answer
   // Everything until the daemon closes the connection, or what came before an error.
   std::string readAll();
 
