@@ -8,6 +8,10 @@
 #include <cstdio>
 #include <cstring>
 
+#if __has_include(<malloc.h>)
+#include <malloc.h>
+#endif
+
 #include "config/boot_delay_config.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
@@ -135,6 +139,13 @@ void tearDown() {
   logClose();
 }
 
+// One heap for all threads: what a large request frees can go back to the system only from the first one.
+void setOneHeap() {
+#ifdef M_ARENA_MAX
+  mallopt(M_ARENA_MAX, 1);
+#endif
+}
+
 // Hundreds of threads at a time must fit into a 32-bit board's addresses. Threads are created with default attributes,
 // so it is the default that changes; a C library without the call has small stacks of its own.
 void setDefaultStack() {
@@ -152,6 +163,7 @@ void setDefaultStack() {
 
 int main() {
   umask(kOwnerOnly);
+  setOneHeap();
   setDefaultStack();
   logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);
   logMessage(LOG_INFO, "[%s:%d] quorin_poed starting (pid=%d)", __func__, __LINE__, static_cast<int>(getpid()));
