@@ -5,17 +5,22 @@
 #include <sys/uio.h>
 
 #include <array>
+#include <cassert>
 #include <cerrno>
+
+#include "base/sleep.h"
 
 namespace {
 
-constexpr int kMsPerSec = 1000;
+constexpr int kPollMs = 1000;
+constexpr int64_t kMaxSilentMs = int64_t{1000} * kMaxSilentSec;
 constexpr size_t kMaxPieces = 8;
 
 // What is still to be sent.
 class Rest {
  public:
   explicit Rest(std::initializer_list<std::string_view> pieces) {
+    assert(pieces.size() <= kMaxPieces);
     for (const std::string_view& piece : pieces) {
       parts_[count_++] = {const_cast<char*>(piece.data()), piece.size()};
     }
@@ -26,7 +31,7 @@ class Rest {
   bool sendSome(int connection) {
     msghdr message{};
     message.msg_iov = &parts_[first_];
-    message.msg_iovlen = count_ - first_;
+    message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count_ - first_);
     const ssize_t sent = sendmsg(connection, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
     skip(sent > 0 ? static_cast<size_t>(sent) : 0);
     return sent > 0;
@@ -52,20 +57,21 @@ class Rest {
 
 bool sendAll(int connection, std::initializer_list<std::string_view> pieces) {
   Rest rest(pieces);
-  for (int silentSec = 0; !rest.empty();) {
+  int64_t takenMs = monotonicMs();
+  while (!rest.empty()) {
     if (rest.sendSome(connection)) {
-      silentSec = 0;
+      takenMs = monotonicMs();
       continue;
     }
     if (errno == EINTR) {
       continue;
     }
-    if ((errno != EAGAIN && errno != EWOULDBLOCK) || silentSec++ == kMaxSilentSec) {
+    if ((errno != EAGAIN && errno != EWOULDBLOCK) || monotonicMs() - takenMs >= kMaxSilentMs) {
       return false;
     }
     // No longer than a second: a socket takes more well before it counts as writable.
     pollfd writable{connection, POLLOUT, 0};
-    poll(&writable, 1, kMsPerSec);
+    poll(&writable, 1, kPollMs);
   }
   return true;
 }

@@ -14,12 +14,6 @@ void sleepFor(int32_t seconds, int32_t milliseconds) {
   }
 }
 
-int64_t monotonicMs() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return int64_t{now.tv_sec} * kMsPerSec + now.tv_nsec / kNsPerMs;
-}
-
 }  // namespace
 
 void sleepSeconds(int32_t seconds) {
@@ -32,6 +26,12 @@ void sleepMilliseconds(int32_t milliseconds) {
   if (milliseconds > 0) {
     sleepFor(milliseconds / kMsPerSec, milliseconds % kMsPerSec);
   }
+}
+
+int64_t monotonicMs() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * kMsPerSec + now.tv_nsec / kNsPerMs;
 }
 
 SecondBeat::SecondBeat() : nextMs_(monotonicMs()) {}

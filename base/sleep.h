@@ -9,8 +9,12 @@
 void sleepSeconds(int32_t seconds);
 void sleepMilliseconds(int32_t milliseconds);
 
-// Ends its pauses at instants that lie one second apart on the monotonic clock, however long the work between them takes:
-// pauses of a plain second would drift against every clock. After work that outlasts an instant the next one counts.
+// Milliseconds of a clock that no change of the time touches.
+int64_t monotonicMs();
+
+// Ends its pauses at instants that lie one second apart on the monotonic clock, however long the work between them
+// takes: pauses of a plain second would drift against every clock. After work that outlasts an instant the next one
+// counts.
 class SecondBeat {
  public:
   SecondBeat();

@@ -77,8 +77,9 @@ class Transaction {
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
 
-  // Without a lock on the file until the first statement that needs one. If that statement reads, a later one that writes
-  // fails at once where another process writes meanwhile; so what begins with reading begins with beginImmediate.
+  // Without a lock on the file until the first statement that needs one. If that statement reads, a later one that
+  // writes fails at once where another process writes meanwhile; so what begins with reading begins with
+  // beginImmediate.
   bool begin() { return begin("BEGIN;"); }
   // With the lock for writing, waited for as long as the busy timeout.
   bool beginImmediate() { return begin("BEGIN IMMEDIATE;"); }

@@ -63,8 +63,7 @@ struct ChildTable {
 constexpr ChildTable kDays{"poe_schedule_days", "day"};
 constexpr ChildTable kPorts{"poe_schedule_ifs", "if_num"};
 
-// Inserts the values up to the first that is refused. SQLITE_OK when all are stored, SQLITE_CONSTRAINT_PRIMARYKEY when
-// one is there already, or another extended code of SQLite.
+// Inserts the values up to the first that is refused. SQLITE_OK when all are stored, or an extended code of SQLite.
 template <typename Int>
 int saveIntColumn(sqlite3* db, int64_t scheduleId, const std::vector<Int>& values, const ChildTable& table) {
   char sql[kChildSqlBytes];
@@ -220,7 +219,9 @@ bool deleteChildren(sqlite3* db, int64_t scheduleId) {
 // Puts new children in place of the old ones. Unlike in a create, a repeated day or port is no failure: what comes
 // before it is stored, days and ports apart from each other.
 bool replaceChildren(sqlite3* db, const PoeSchedule& schedule) {
-  const auto stored = [](int rc) { return rc == SQLITE_OK || rc == SQLITE_CONSTRAINT_PRIMARYKEY; };
+  const auto stored = [](int rc) {
+    return rc == SQLITE_OK || rc == SQLITE_CONSTRAINT_PRIMARYKEY || rc == SQLITE_CONSTRAINT_UNIQUE;
+  };
   return deleteChildren(db, schedule.scheduleId) &&
          stored(saveIntColumn(db, schedule.scheduleId, schedule.days, kDays)) &&
          stored(saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts));

@@ -13,6 +13,9 @@ std::atomic<DaemonContext*> retiredContext{nullptr};
 // From here on nobody begins to use a database: whoever got its mutex after waiting for it leaves again.
 std::atomic<bool> isRetiring{false};
 
+// Once a stop is asked for nobody waits long for another process's lock: everybody else would wait behind him.
+constexpr int kStopBusyTimeoutMs = 20;
+
 }  // namespace
 
 DaemonContext* daemonContext() {
@@ -58,6 +61,9 @@ DatabaseAccess::DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonConte
   mutex_ = &(context->*mutex);
   mutex_->lock();
   db_ = isRetiring.load() ? nullptr : context->*handle;
+  if (db_ != nullptr && context->stopRequested.load() != 0) {
+    sqlite3_busy_timeout(db_, kStopBusyTimeoutMs);
+  }
 }
 
 DatabaseAccess::~DatabaseAccess() {

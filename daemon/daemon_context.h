@@ -24,17 +24,18 @@ DaemonContext* daemonContext();
 // Allocates and publishes the context; false when memory runs out. REQUIRES: main thread, no other thread yet.
 bool contextCreate();
 
-// Withdraws the context: closes both databases, each under its mutex, and publishes null. Of those that wait for a mutex
-// none uses its database any more, so closing waits for one use at most. The record itself is kept until the process
-// ends, because a detached thread may still be inside one of its mutexes; such a thread finds no database. REQUIRES: main
-// thread.
+// Withdraws the context: closes both databases, each under its mutex, and publishes null. Of those that wait for a
+// mutex none uses its database any more, so closing waits for one use at most. The record itself is kept until the
+// process ends, because a detached thread may still be inside one of its mutexes; such a thread finds no database.
+// REQUIRES: main thread.
 void contextRetire();
 
 // True once a stop was asked for, or when there is no context.
 bool stopRequested();
 
 // Use of one database: holds its mutex from construction to destruction. db() is null when there is no context (any
-// more) or the database is not open; then the caller reports a failure.
+// more) or the database is not open; then the caller reports a failure. Once a stop is asked for, statements wait only
+// a moment for another process's lock.
 class DatabaseAccess {
  public:
   DatabaseAccess(const DatabaseAccess&) = delete;

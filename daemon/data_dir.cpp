@@ -64,11 +64,16 @@ bool claimDataDir() {
 }
 
 void tightenDataFiles() {
-  for (const char* path : {kScheduleDbPath, kHistoryDbPath, kBootDelayConfigPath, kBootDelayTempPath}) {
-    for (const char* sideFile : {"", "-wal", "-shm", "-journal"}) {
+  // chmod fails for what is not there, and for what is another user's to decide.
+  for (const char* database : {kScheduleDbPath, kHistoryDbPath}) {
+    for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
       char name[kPathBytes];
-      snprintf(name, sizeof name, "%s%s", path, sideFile);
-      chmod(name, kPrivateMode);  // fails for what is not there, and for what is another user's to decide
+      if (snprintf(name, sizeof name, "%s%s", database, suffix) < static_cast<int>(sizeof name)) {
+        chmod(name, kPrivateMode);
+      }
     }
+  }
+  for (const char* file : {kBootDelayConfigPath, kBootDelayTempPath, kLockFilePath}) {
+    chmod(file, kPrivateMode);
   }
 }

@@ -16,7 +16,7 @@ namespace {
 
 enum class RunState { running, notRunning, checkError };
 
-#define INSERTED_COLUMNS                                                                           \
+#define INSERTED_COLUMNS                                                              \
   "unit, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, " \
   "inter_port_delay, all_day_snapshot, started_at, status"
 constexpr int kRunIdParameter = 11;  // behind the columns
@@ -82,16 +82,20 @@ int64_t lostRunId = 0;
 
 bool deleteRunLocked(sqlite3* db, int64_t runId) {
   const StatementPtr statement = prepareStatement(db, "DELETE FROM poe_history WHERE run_id=?;");
-  if (statement == nullptr) {
+  if (statement != nullptr) {
+    sqlite3_bind_int64(statement.get(), 1, runId);
+  }
+  if (statement == nullptr || sqlite3_step(statement.get()) != SQLITE_DONE) {
+    logMessage(LOG_ERR, "[%s:%d] history run %lld delete failed: %s", __func__, __LINE__, static_cast<long long>(runId),
+               sqlite3_errmsg(db));
     return false;
   }
-  sqlite3_bind_int64(statement.get(), 1, runId);
-  return sqlite3_step(statement.get()) == SQLITE_DONE;
+  return true;
 }
 
 // Such a run is gone, but its id is with an executor. No later run may get that id, or the executor would record into
-// it: a new run that did is inserted again behind it, which, unlike an update of its id, also makes SQLite count on from
-// there. Returns the new run's id, or -1.
+// it: a new run that did is inserted again behind it, which, unlike an update of its id, also makes SQLite count on
+// from there. Returns the new run's id, or -1 (logged).
 int64_t claimFreshRunId(sqlite3* db, int64_t insertedId, const RunBeginRequest& request) {
   if (insertedId > lostRunId) {
     return insertedId;
@@ -112,7 +116,6 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
   }
   const int64_t runId = claimFreshRunId(db, sqlite3_last_insert_rowid(db), request);
   if (runId < 1) {
-    logMessage(LOG_ERR, "[%s:%d] history run id update failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
     return -1;
   }
   insertPendingPortsLocked(db, runId, request);

@@ -13,8 +13,8 @@
 void* clientWorker(void* descriptor);
 
 // Writes {"ok", "error" unless code is 0, "result" if there is one} and a newline. Gives up silently when the client is
-// gone or takes nothing for 30 seconds, or when clients make the daemon hold too much. result may be null; it is printed
-// and freed before the first byte is sent.
+// gone or takes nothing for 30 seconds, or when clients make the daemon hold too much. result may be null; it is
+// printed and freed before the first byte is sent.
 void sendResponse(int connection, int32_t code, JsonPtr result);
 
 #endif

@@ -2,19 +2,24 @@
 
 #include <atomic>
 
+#include "ipc/connections.h"
+
 namespace {
 
-std::atomic<size_t> allHeldBytes{0};
+constexpr size_t kMaxCountedBytes = kMaxHeldBytes - kMaxConnections * kFreeBytes;
+
+std::atomic<size_t> allCountedBytes{0};
 
 }  // namespace
 
 bool HeldBytes::resize(size_t bytes) {
-  size_t all = allHeldBytes.load();
+  const size_t counted = bytes > kFreeBytes ? bytes - kFreeBytes : 0;
+  size_t all = allCountedBytes.load();
   do {
-    if (bytes > bytes_ && all - bytes_ + bytes > kMaxHeldBytes) {
+    if (counted > counted_ && all - counted_ + counted > kMaxCountedBytes) {
       return false;
     }
-  } while (!allHeldBytes.compare_exchange_weak(all, all - bytes_ + bytes));
-  bytes_ = bytes;
+  } while (!allCountedBytes.compare_exchange_weak(all, all - counted_ + counted));
+  counted_ = counted;
   return true;
 }

@@ -6,8 +6,12 @@
 #include <cstddef>
 
 constexpr size_t kMaxHeldBytes = size_t{32} * 1024 * 1024;  // of all connections together
+// Each connection may hold this much whatever the others do, so that small requests are always served. It is set aside
+// for all of them.
+constexpr size_t kFreeBytes = size_t{4} * 1024;
 
-// One connection's part of it, given back at the end of its life. Any thread; no lock.
+// One connection's part of it, given back at the end of its life. A connection has one at a time that is not 0. Any
+// thread; no lock.
 class HeldBytes {
  public:
   HeldBytes() = default;
@@ -15,11 +19,11 @@ class HeldBytes {
   HeldBytes(const HeldBytes&) = delete;
   HeldBytes& operator=(const HeldBytes&) = delete;
 
-  // Sets this part. False, with nothing changed, when all parts together would be above kMaxHeldBytes.
+  // Sets this part. False, with nothing changed, when all parts together might get above kMaxHeldBytes.
   bool resize(size_t bytes);
 
  private:
-  size_t bytes_ = 0;
+  size_t counted_ = 0;  // beyond what is free
 };
 
 #endif

@@ -148,10 +148,22 @@ __attribute__((format(printf, 3, 0))) int logWriteRecord(FILE* stream, int32_t l
   return (prefixBytes > 0 ? prefixBytes : 0) + (messageBytes > 0 ? messageBytes : 0);
 }
 
+// Whether the open log is the one that stands at its path.
+bool isLogInPlace() REQUIRES(fileMutex) {
+  struct stat opened {};
+  struct stat standing {};
+  return fstat(fileno(logFile), &opened) == 0 && lstat(kLogFilePath, &standing) == 0 &&
+         opened.st_dev == standing.st_dev && opened.st_ino == standing.st_ino;
+}
+
 void rotateLogFile() REQUIRES(fileMutex) {
+  // A daemon that finds this one running may have rotated the log just before it ended.
+  if (isLogInPlace()) {
+    remove(kOldLogFilePath);
+    rename(kLogFilePath, kOldLogFilePath);
+  }
+  const bool moved = !isLogInPlace();
   fclose(logFile);
-  remove(kOldLogFilePath);
-  const bool moved = rename(kLogFilePath, kOldLogFilePath) == 0;
   logFile = openLogStream();
   bytesWritten = 0;
   // Better no older records than a file that grows for ever behind something that can't be replaced.

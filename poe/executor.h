@@ -26,8 +26,8 @@ struct PoeActionJob {
 constexpr int32_t kMaxManualExecutors = 256;
 
 // Starts the job on a detached thread, which works on a copy of its own: job and array may go at once. Returns 0, or -1
-// for a null job, when memory or the thread can't be had, and for a manual reset beyond kMaxManualExecutors; then nothing
-// was done and the caller force-fails its run.
+// for a null job, when memory or the thread can't be had, and for a manual reset beyond kMaxManualExecutors; then
+// nothing was done and the caller force-fails its run.
 int32_t poeActionSpawn(const PoeActionJob* job);
 
 // Carries out the job on the calling thread and reports through the history only. Ports are claimed with portLockTry,

@@ -15,6 +15,9 @@
 namespace {
 
 constexpr time_t kMinuteSec = 60;
+constexpr int32_t kLastSecond = 59;
+
+TickTime lastLookedAt;  // used by the scheduler thread alone
 
 // Returns when a stop is asked for.
 void tickEveryMinute() {
@@ -30,15 +33,26 @@ void tickEveryMinute() {
   }
 }
 
-}  // namespace
-
-void tickOnce() {
-  const TickTime now = switchTimeNow();
+void lookAt(const TickTime& minute) {
+  lastLookedAt = minute;
   reapOrphanedWindowRuns();
   const ScheduleAccess access;
   if (access) {
-    evaluateSchedules(access.db(), now);
+    evaluateSchedules(access.db(), minute);
   }
+}
+
+}  // namespace
+
+void tickOnce() {
+  TickTime now = switchTimeNow();
+  if (now.second == kLastSecond) {
+    if (!isSameMinute(now, lastLookedAt)) {
+      lookAt(now);
+    }
+    now = switchTimeAfter(now);
+  }
+  lookAt(now);
 }
 
 void* schedulerThread(void*) {

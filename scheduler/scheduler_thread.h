@@ -7,9 +7,11 @@
 // long tick overruns is not made up for. Takes no argument, returns null.
 void* schedulerThread(void* unused);
 
-// One tick: reads the switch's clock, reaps orphaned window runs, and evaluates every schedule. Holds the schedule
-// mutex for the whole evaluation, inline sweeps and their pauses included. REQUIRES: the scheduler thread, holding no
-// lock.
+// One tick: reads the switch's clock, reaps orphaned window runs, and evaluates every schedule. Ticks follow the
+// daemon's clock; a switch whose clock is a moment behind is still in the last second of a minute then, which has been
+// looked at before, or is now, and the tick waits for the next minute to turn: it would be skipped otherwise. Holds the
+// schedule mutex for the whole evaluation, inline sweeps and their pauses included. REQUIRES: the scheduler thread,
+// holding no lock.
 void tickOnce();
 
 #endif

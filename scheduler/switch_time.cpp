@@ -12,9 +12,8 @@ namespace {
 
 constexpr uint32_t kClockTextBytes = 20;
 constexpr int kTmYearBase = 1900;
-constexpr int32_t kLastSecond = 59;
 constexpr int32_t kTurnPollMs = 20;
-constexpr int32_t kTurnPolls = 60;  // 1.2 s in all
+constexpr int64_t kMaxTurnMs = 1200;
 
 // A sum without overflow: a text may hold any number, and mktime leaves the fields as they are when it can't normalise
 // them.
@@ -41,20 +40,13 @@ bool readSwitchClock(TickTime* time) {
   return rpcclt_openapiClockGet(&openApiClient, &buffer, &zoneOffset) == OPENCLT_OK && parseSwitchTime(text, time);
 }
 
-// The switch's time as soon as its minute turns; the one that was read before when that does not come, from a clock
-// that stands or can't be read any more, and once a stop is asked for.
-TickTime awaitTurn(const TickTime& read) {
-  for (int32_t poll = 0; poll < kTurnPolls && !stopRequested(); ++poll) {
-    sleepMilliseconds(kTurnPollMs);
-    TickTime time;
-    if (!readSwitchClock(&time)) {
-      return read;
-    }
-    if (time.minute != read.minute) {
-      return time;
-    }
-  }
-  return read;
+// With a warning, for a switch whose clock can't be read.
+TickTime localTimeNow() {
+  logMessage(LOG_WARNING, "[%s:%d] scheduler: openapiClockGet failed; using localtime_r fallback", __func__, __LINE__);
+  const time_t now = time(nullptr);
+  tm local{};
+  localtime_r(&now, &local);
+  return fromCalendar(local);
 }
 
 }  // namespace
@@ -75,15 +67,22 @@ bool parseSwitchTime(const char* text, TickTime* time) {
   return true;
 }
 
+bool isSameMinute(const TickTime& a, const TickTime& b) {
+  return a.minute == b.minute && a.hour == b.hour && a.day == b.day && a.month == b.month && a.year == b.year;
+}
+
 TickTime switchTimeNow() {
   TickTime time;
-  if (readSwitchClock(&time)) {
-    // A switch whose clock is a moment behind is still in the minute that has just been looked at.
-    return time.second == kLastSecond ? awaitTurn(time) : time;
+  return readSwitchClock(&time) ? time : localTimeNow();
+}
+
+TickTime switchTimeAfter(const TickTime& before) {
+  TickTime time = before;
+  const int64_t endMs = monotonicMs() + kMaxTurnMs;
+  bool isRead = true;
+  while (isSameMinute(time, before) && monotonicMs() < endMs && !stopRequested()) {
+    sleepMilliseconds(kTurnPollMs);
+    isRead = readSwitchClock(&time);
   }
-  logMessage(LOG_WARNING, "[%s:%d] scheduler: openapiClockGet failed; using localtime_r fallback", __func__, __LINE__);
-  const time_t now = ::time(nullptr);
-  tm local{};
-  localtime_r(&now, &local);
-  return fromCalendar(local);
+  return isRead ? time : localTimeNow();
 }

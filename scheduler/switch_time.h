@@ -8,10 +8,13 @@
 // *time untouched, when fewer than six numbers can be read.
 bool parseSwitchTime(const char* text, TickTime* time);
 
-// The switch's time, or the daemon's own local time (with a warning) when the switch gives none that can be read. In the
-// last second of a minute of the switch, waits for its next minute, at most 1.2 seconds and no longer than to a stop:
-// ticks follow the daemon's clock, and of two that are close to the turn of the minute one would see the old minute
-// twice, the other skip one.
+// The switch's time, or the daemon's own local time (with a warning) when the switch gives none that can be read.
 TickTime switchTimeNow();
+
+// The same as soon as it is no longer in the minute of `before`, a time just read; after 1.2 seconds and once a stop is
+// asked for also if it still is.
+TickTime switchTimeAfter(const TickTime& before);
+
+bool isSameMinute(const TickTime& a, const TickTime& b);
 
 #endif

@@ -22,14 +22,23 @@ void onCrash(int signalNumber) {
   raise(signalNumber);
 }
 
+void catchCrashes() {
+  struct sigaction current {};
+  sigaction(SIGBUS, nullptr, &current);
+  if (current.sa_handler != onCrash) {
+    before = current;
+    struct sigaction action {};
+    action.sa_handler = onCrash;
+    sigaction(SIGBUS, &action, nullptr);
+  }
+}
+
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int32_t l7proc_crashlog_register(void) {
   Call call;
   call.operation = Operation::crashlogRegister;
-  struct sigaction action {};
-  action.sa_handler = onCrash;
-  sigaction(SIGBUS, &action, &before);
+  catchCrashes();
   return answerCall(call, [](SharedState* state) {
     state->crashlogCount++;
     return OPENCLT_OK;

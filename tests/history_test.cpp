@@ -1,6 +1,7 @@
 #include <cjson/cJSON.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <future>
 #include <sstream>
@@ -142,7 +143,9 @@ TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
   const int64_t run = beginRun({1});
   DatabasePtr db;
   ASSERT_TRUE(openDatabase(kHistoryDbPath, &db) && executeSql(db.get(), "BEGIN IMMEDIATE;"));
-  auto finished = std::async(std::launch::async, [&] { return playStep(run, "derive", 1); });
+  std::atomic<bool> begins{false};
+  auto finished = std::async(std::launch::async, [&] { return begins = true, playStep(run, "derive", 1); });
+  ASSERT_TRUE(waitUntil([&] { return begins.load(); }));
   EXPECT_EQ(finished.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
   ASSERT_TRUE(executeSql(db.get(), "COMMIT;"));
   EXPECT_EQ(finished.get(), 0) << logText();

@@ -15,13 +15,16 @@ namespace {
 
 constexpr int64_t kNsPerSec = 1000000000;
 constexpr int64_t kNsPerMs = 1000000;
+constexpr int64_t kNsPerMinute = 60 * kNsPerSec;
 constexpr int64_t kOversleepNs = 250000;  // of each sleep: 15 ms a minute, as measured
 constexpr time_t kNewYear = 2208988800;   // 2040-01-01 00:00:00 UTC
-constexpr int kMinutes = 36;
+constexpr int kMinutes = 24;
 
 std::atomic<bool> isMoved{false};
 std::atomic<int64_t> movedNs{0};
 std::atomic<int64_t> stopNs{0};
+std::atomic<int64_t> beganNs{0};
+std::atomic<int64_t> driftNs{0};  // of the time against the monotonic clock, in a minute
 
 timespec timeOf(int64_t ns) {
   return {static_cast<time_t>(ns / kNsPerSec), static_cast<long>(ns % kNsPerSec)};
@@ -34,7 +37,8 @@ extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
   if (!isMoved) {
     return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
   }
-  *now = timeOf(movedNs);
+  const int64_t ns = movedNs;
+  *now = timeOf(clock == CLOCK_MONOTONIC ? ns : ns + (ns - beganNs) / kNsPerMinute * driftNs);
   return 0;
 }
 
@@ -72,17 +76,21 @@ TEST_F(PaceTest, noMinuteOfASwitchWhoseClockIsAMomentBehindIsSkipped) {
   }
   int day = 0;
   for (const int64_t behindMs : {0, 200, 500, 800, 990, 1300}) {
-    for (const int64_t phaseMs : {0, 450, 985}) {
-      ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::follow, "", behindMs), "");
-      const uint64_t before = switchsim::lastSeq();
-      const time_t ten = kNewYear + 86400 * ++day + 10 * 3600;
-      movedNs = (ten - 30) * kNsPerSec + phaseMs * kNsPerMs;
-      stopNs = (ten + kMinutes * 60 + 30) * kNsPerSec;
-      isMoved = true;
-      schedulerThread(nullptr);
-      isMoved = false;
-      daemonContext()->stopRequested = 0;
-      EXPECT_EQ(switchsim::lastSeq() - before, uint64_t{kMinutes}) << behindMs << " ms behind, " << phaseMs;
+    for (const int64_t drift : {0, 15, -15}) {
+      for (const int64_t startMs : {-30000, -29550, 59985}) {  // the last one in the first window's last second
+        ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::follow, "", behindMs), "");
+        const uint64_t before = switchsim::lastSeq();
+        const time_t ten = kNewYear + 86400 * ++day + 10 * 3600;
+        beganNs = movedNs = ten * kNsPerSec + (startMs + behindMs % 1000) * kNsPerMs;
+        driftNs = drift * kNsPerMs;
+        stopNs = (ten + kMinutes * 60 + 30) * kNsPerSec;
+        isMoved = true;
+        schedulerThread(nullptr);
+        isMoved = false;
+        daemonContext()->stopRequested = 0;
+        EXPECT_EQ(switchsim::lastSeq() - before, uint64_t{kMinutes})
+            << behindMs << " ms behind, drift " << drift << " ms a minute, from " << startMs;
+      }
     }
   }
 }

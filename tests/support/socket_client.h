@@ -16,7 +16,7 @@ class SocketClient {
   bool sendBytes(const std::string& bytes);
   // Whether the daemon has taken all that was sent.
   bool isHeard() const;
-  void endOfRequest();  // half-closes the connection
+  void endOfRequest();      // half-closes the connection
   bool isAnswered() const;  // whether something came that was not read yet
   bool hasEnded() const;    // whether the daemon has closed the connection without an answer
   // Everything until the daemon closes the connection, or what came before an error.
