@@ -62,7 +62,7 @@ bool readConfigText(std::string* text) {
 JsonPtr loadConfigFile() try {
   std::string text;
   if (!readConfigText(&text)) {
-    logMessage(LOG_ERR, "[%s:%d] bootdelay config could not be read: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "bootdelay config could not be read: %s", strerror(errno));
     return nullptr;
   }
   JsonPtr root = jsonParse(text.c_str());
@@ -101,7 +101,7 @@ int32_t saveConfigFile(const cJSON* root) {
     return ERR_GENERAL;
   }
   if (rename(kBootDelayTempPath, kBootDelayConfigPath) != 0) {
-    logMessage(LOG_ERR, "[%s:%d] rename bootdelay config failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "rename bootdelay config failed: %s", strerror(errno));
     unlink(kBootDelayTempPath);
     return ERR_GENERAL;
   }

@@ -287,11 +287,11 @@ void scheduleRowRead(sqlite3_stmt* row, PoeSchedule* schedule) {
 int32_t scheduleStoreInit() NO_THREAD_SAFETY_ANALYSIS {
   DatabasePtr db;
   if (!openDatabase(kScheduleDbPath, &db)) {
-    logMessage(LOG_ERR, "[%s:%d] schedule db open failed: %s", __func__, __LINE__, sqlite3_errmsg(db.get()));
+    LOG_HERE(LOG_ERR, "schedule db open failed: %s", sqlite3_errmsg(db.get()));
     return -1;
   }
   if (!applySchema(db.get(), kSchema, kUpgrade)) {
-    logMessage(LOG_ERR, "[%s:%d] schedule schema apply failed: %s", __func__, __LINE__, sqlite3_errmsg(db.get()));
+    LOG_HERE(LOG_ERR, "schedule schema apply failed: %s", sqlite3_errmsg(db.get()));
     return -1;
   }
   daemonContext()->scheduleDb = db.release();

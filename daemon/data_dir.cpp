@@ -43,7 +43,7 @@ bool ensureConfigDir() {
     return true;
   }
   if (mkdir(kDataDirPath, kDataDirMode) != 0) {
-    logMessage(LOG_ERR, "[%s:%d] mkdir(%s) failed: %s", __func__, __LINE__, kDataDirPath, strerror(errno));
+    LOG_HERE(LOG_ERR, "mkdir(%s) failed: %s", kDataDirPath, strerror(errno));
     return false;
   }
   chmod(kDataDirPath, kDataDirMode);  // whatever the umask
@@ -55,8 +55,7 @@ bool claimDataDir() {
   UniqueFd file(open(kLockFilePath, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
   pid_t holder = 0;
   if (file && !lockFile(file.get(), &holder)) {
-    logMessage(LOG_ERR, "[%s:%d] another quorin_poed is running (pid %d); stop it first", __func__, __LINE__,
-               static_cast<int>(holder));
+    LOG_HERE(LOG_ERR, "another quorin_poed is running (pid %d); stop it first", static_cast<int>(holder));
     return false;
   }
   file.release();  // open, and so locked, until the process ends

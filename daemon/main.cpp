@@ -53,7 +53,7 @@ bool connectSwitchOs() {
   if (initHandler(kProcessName, &openApiClient) >= 0) {
     return true;
   }
-  logMessage(LOG_ERR, "[%s:%d] openapi client init failed", __func__, __LINE__);
+  LOG_HERE(LOG_ERR, "openapi client init failed");
   return false;
 }
 
@@ -61,22 +61,22 @@ bool createContext() {
   if (contextCreate()) {
     return true;
   }
-  logMessage(LOG_ERR, "[%s:%d] alloc ctx failed", __func__, __LINE__);
+  LOG_HERE(LOG_ERR, "alloc ctx failed");
   return false;
 }
 
 bool openStores() {
   if (scheduleStoreInit() < 0) {
-    logMessage(LOG_ERR, "[%s:%d] schedule store init failed", __func__, __LINE__);
+    LOG_HERE(LOG_ERR, "schedule store init failed");
     return false;
   }
   if (historyStoreInit() < 0) {
-    logMessage(LOG_ERR, "[%s:%d] history store init failed", __func__, __LINE__);
+    LOG_HERE(LOG_ERR, "history store init failed");
     return false;
   }
   if (historyReconcileInterruptedRuns() < 0) {
     // The runs stay open in the history; the ports are not affected.
-    logMessage(LOG_ERR, "[%s:%d] history reconcile of interrupted runs failed", __func__, __LINE__);
+    LOG_HERE(LOG_ERR, "history reconcile of interrupted runs failed");
   }
   return true;
 }
@@ -85,7 +85,7 @@ bool initBootDelayConfig() {
   if (configStoreInit() >= 0) {
     return true;
   }
-  logMessage(LOG_ERR, "[%s:%d] config store init failed", __func__, __LINE__);
+  LOG_HERE(LOG_ERR, "config store init failed");
   return false;
 }
 
@@ -93,7 +93,7 @@ bool initPortLocks() {
   if (portLockInit() >= 0) {
     return true;
   }
-  logMessage(LOG_ERR, "[%s:%d] port lock init failed", __func__, __LINE__);
+  LOG_HERE(LOG_ERR, "port lock init failed");
   return false;
 }
 
@@ -109,15 +109,15 @@ bool startThread(pthread_t* thread, void* (*body)(void*)) {
 bool startThreads(DaemonThreads* threads) {
   const StopSignalBlock block;
   if (!startThread(&threads->ipcServer, ipcServerThread)) {
-    logMessage(LOG_ERR, "[%s:%d] ipc thread create failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "ipc thread create failed: %s", strerror(errno));
     return false;
   }
   if (!startThread(&threads->scheduler, schedulerThread)) {
-    logMessage(LOG_ERR, "[%s:%d] scheduler thread create failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "scheduler thread create failed: %s", strerror(errno));
     return false;
   }
   if (!startThread(&threads->cleanup, cleanupThread)) {
-    logMessage(LOG_ERR, "[%s:%d] cleanup thread create failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "cleanup thread create failed: %s", strerror(errno));
     return false;
   }
   return true;
@@ -135,7 +135,7 @@ void tearDown() {
   openapiClientTearDown(&openApiClient);
   contextRetire();
   unlink(kPidFilePath);
-  logMessage(LOG_INFO, "[%s:%d] quorin_poed exiting cleanly", __func__, __LINE__);
+  LOG_HERE(LOG_INFO, "quorin_poed exiting cleanly");
   logClose();
 }
 
@@ -166,7 +166,7 @@ int main() {
   setOneHeap();
   setDefaultStack();
   logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);
-  logMessage(LOG_INFO, "[%s:%d] quorin_poed starting (pid=%d)", __func__, __LINE__, static_cast<int>(getpid()));
+  LOG_HERE(LOG_INFO, "quorin_poed starting (pid=%d)", static_cast<int>(getpid()));
   installStopSignals();
   if (!ensureConfigDir() || !claimDataDir()) {
     return 1;
@@ -179,7 +179,7 @@ int main() {
       !startThreads(&threads)) {
     return 1;
   }
-  logMessage(LOG_INFO, "[%s:%d] quorin_poed ready", __func__, __LINE__);
+  LOG_HERE(LOG_INFO, "quorin_poed ready");
   joinThreads(threads);
   tearDown();
   return 0;

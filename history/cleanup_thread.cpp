@@ -13,7 +13,7 @@ constexpr int32_t kPollSec = 10;
 void purgeExpiredRuns(time_t now) {
   const int32_t removed = historyPurgeBefore(now - HISTORY_RETENTION_SEC);
   if (removed >= 1) {
-    logMessage(LOG_INFO, "[%s:%d] cleanup removed %d old history rows", __func__, __LINE__, removed);
+    LOG_HERE(LOG_INFO, "cleanup removed %d old history rows", removed);
   }
 }
 
@@ -30,7 +30,7 @@ time_t localMidnight(time_t now) {
 }
 
 void* cleanupThread(void*) {
-  logMessage(LOG_INFO, "[%s:%d] cleanup thread starting", __func__, __LINE__);
+  LOG_HERE(LOG_INFO, "cleanup thread starting");
   time_t now = time(nullptr);
   purgeExpiredRuns(now);
   time_t nextPurge = localMidnight(now);
@@ -48,6 +48,6 @@ void* cleanupThread(void*) {
     }
     sleepSeconds(kPollSec);
   }
-  logMessage(LOG_INFO, "[%s:%d] cleanup thread stopping", __func__, __LINE__);
+  LOG_HERE(LOG_INFO, "cleanup thread stopping");
   return nullptr;
 }

@@ -118,7 +118,7 @@ int32_t listPageLocked(sqlite3* db, int32_t unit, int32_t page, int32_t pageSize
     }
   }
   if (step != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] history list step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history list step failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   return RESULT_OK;
@@ -184,8 +184,7 @@ int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRu
       return count;
     }
     if (step != SQLITE_ROW) {
-      logMessage(LOG_ERR, "[%s:%d] open-run list step failed after %d row(s): %s", __func__, __LINE__, count,
-                 sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "open-run list step failed after %d row(s): %s", count, sqlite3_errmsg(db));
       return count;
     }
     entries[count].runId = sqlite3_column_int64(statement, 0);
@@ -194,7 +193,7 @@ int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRu
     entries[count].startedAt = sqlite3_column_int64(statement, 3);
     ++count;
   }
-  logMessage(LOG_WARNING, "[%s:%d] open-run list truncated at %d entries", __func__, __LINE__, capacity);
+  LOG_HERE(LOG_WARNING, "open-run list truncated at %d entries", capacity);
   return count;
 }
 
@@ -217,7 +216,7 @@ int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity
       "trigger_source='scheduled' AND schedule_id IS NOT NULL AND schedule_type IN ('power_on','power_off') AND "
       "(all_day_snapshot IS NULL OR all_day_snapshot=0) ORDER BY started_at ASC;");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] open-run list prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(access.db()));
+    LOG_HERE(LOG_ERR, "open-run list prepare failed: %s", sqlite3_errmsg(access.db()));
     return -1;
   }
   return readOpenRunsLocked(access.db(), statement.get(), entries, capacity, complete);

@@ -54,12 +54,12 @@ bool failPendingPorts(sqlite3* db) {
                                                   "status='pending' AND run_id IN (SELECT run_id FROM "
                                                   "poe_history WHERE status='running');");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] reconcile ports prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile ports prepare failed: %s", sqlite3_errmsg(db));
     return false;
   }
   bindTextOrNull(statement.get(), 1, kInterrupted);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] reconcile ports step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile ports step failed: %s", sqlite3_errmsg(db));
     return false;
   }
   return true;
@@ -71,13 +71,13 @@ bool failRunningRuns(sqlite3* db, int32_t* count) {
       "UPDATE poe_history SET completed_at=?, status='completed', overall_result='failed', error_message=? WHERE "
       "status='running';");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] reconcile runs prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile runs prepare failed: %s", sqlite3_errmsg(db));
     return false;
   }
   sqlite3_bind_int64(statement.get(), 1, time(nullptr));
   bindTextOrNull(statement.get(), 2, kInterrupted);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] reconcile runs step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile runs step failed: %s", sqlite3_errmsg(db));
     return false;
   }
   *count = sqlite3_changes(db);
@@ -87,7 +87,7 @@ bool failRunningRuns(sqlite3* db, int32_t* count) {
 int32_t reconcileLocked(sqlite3* db) {
   Transaction transaction(db);
   if (!transaction.begin()) {
-    logMessage(LOG_ERR, "[%s:%d] reconcile BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile BEGIN failed: %s", sqlite3_errmsg(db));
     return -1;
   }
   int32_t count = 0;
@@ -95,7 +95,7 @@ int32_t reconcileLocked(sqlite3* db) {
     return -1;
   }
   if (!transaction.commit()) {
-    logMessage(LOG_ERR, "[%s:%d] reconcile COMMIT failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile COMMIT failed: %s", sqlite3_errmsg(db));
     return -1;
   }
   return count;
@@ -107,11 +107,11 @@ int32_t reconcileLocked(sqlite3* db) {
 int32_t historyStoreInit() NO_THREAD_SAFETY_ANALYSIS {
   DatabasePtr db;
   if (!openDatabase(kHistoryDbPath, &db)) {
-    logMessage(LOG_ERR, "[%s:%d] history db open failed: %s", __func__, __LINE__, sqlite3_errmsg(db.get()));
+    LOG_HERE(LOG_ERR, "history db open failed: %s", sqlite3_errmsg(db.get()));
     return -1;
   }
   if (!applySchema(db.get(), kSchema, kUpgrade)) {
-    logMessage(LOG_ERR, "[%s:%d] history schema apply failed: %s", __func__, __LINE__, sqlite3_errmsg(db.get()));
+    LOG_HERE(LOG_ERR, "history schema apply failed: %s", sqlite3_errmsg(db.get()));
     return -1;
   }
   historyForgetLostRuns();
@@ -128,8 +128,7 @@ int32_t historyReconcileInterruptedRuns() {
     }
   }
   if (count >= 1) {
-    logMessage(LOG_INFO, "[%s:%d] reconciled %d interrupted PoE run(s) to failed on startup", __func__, __LINE__,
-               count);
+    LOG_HERE(LOG_INFO, "reconciled %d interrupted PoE run(s) to failed on startup", count);
   }
   return count;
 }

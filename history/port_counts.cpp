@@ -12,7 +12,7 @@ int32_t countPorts(sqlite3* db, int64_t runId, PortCounts* counts) {
   *counts = PortCounts{};
   const StatementPtr statement = prepareStatement(db, "SELECT status FROM poe_history_port WHERE run_id=?;");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] port count prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "port count prepare failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);

@@ -27,7 +27,7 @@ bool insertRunLocked(sqlite3* db, int64_t runId, const RunBeginRequest& request)
       db, runId == 0 ? "INSERT INTO poe_history (" INSERTED_COLUMNS ") VALUES (?,?,?,?,?,?,?,?,?,?);"
                      : "INSERT INTO poe_history (" INSERTED_COLUMNS ", run_id) VALUES (?,?,?,?,?,?,?,?,?,?,?);");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] history run insert prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history run insert prepare failed: %s", sqlite3_errmsg(db));
     return false;
   }
   sqlite3_stmt* insert = statement.get();
@@ -50,7 +50,7 @@ bool insertRunLocked(sqlite3* db, int64_t runId, const RunBeginRequest& request)
     sqlite3_bind_int64(insert, kRunIdParameter, runId);
   }
   if (sqlite3_step(insert) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] history run insert step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history run insert step failed: %s", sqlite3_errmsg(db));
     return false;
   }
   return true;
@@ -71,8 +71,8 @@ void insertPendingPortsLocked(sqlite3* db, int64_t runId, const RunBeginRequest&
     sqlite3_bind_int64(insert.get(), 2, request.ifNums[i]);
     sqlite3_bind_int64(insert.get(), 3, time(nullptr));
     if (sqlite3_step(insert.get()) != SQLITE_DONE) {
-      logMessage(LOG_WARNING, "[%s:%d] pre-populate port row ifNum=%d failed: %s", __func__, __LINE__,
-                 static_cast<int>(request.ifNums[i]), sqlite3_errmsg(db));
+      LOG_HERE(LOG_WARNING, "pre-populate port row ifNum=%d failed: %s", static_cast<int>(request.ifNums[i]),
+               sqlite3_errmsg(db));
     }
   }
 }
@@ -86,8 +86,7 @@ bool deleteRunLocked(sqlite3* db, int64_t runId) {
     sqlite3_bind_int64(statement.get(), 1, runId);
   }
   if (statement == nullptr || sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] history run %lld delete failed: %s", __func__, __LINE__, static_cast<long long>(runId),
-               sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history run %lld delete failed: %s", static_cast<long long>(runId), sqlite3_errmsg(db));
     return false;
   }
   return true;
@@ -109,7 +108,7 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
   const bool begun = transaction.begin();
   if (!begun) {
     // Not fatal: a run that is recorded statement by statement is better than none.
-    logMessage(LOG_WARNING, "[%s:%d] history BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_WARNING, "history BEGIN failed: %s", sqlite3_errmsg(db));
   }
   if (!insertRunLocked(db, 0, request)) {
     return -1;
@@ -123,8 +122,8 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
   if (!nothingToCommit && !transaction.commit()) {
     // As on a full disk. The action goes on all the same: the ports come first, their record second.
     lostRunId = std::max(lostRunId, runId);
-    logMessage(LOG_ERR, "[%s:%d] history COMMIT failed, run %lld goes unrecorded: %s", __func__, __LINE__,
-               static_cast<long long>(runId), sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history COMMIT failed, run %lld goes unrecorded: %s", static_cast<long long>(runId),
+             sqlite3_errmsg(db));
   }
   return runId;
 }
@@ -132,7 +131,7 @@ int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
 RunState runIsRunningLocked(sqlite3* db, int64_t runId) {
   const StatementPtr statement = prepareStatement(db, "SELECT status FROM poe_history WHERE run_id=?;");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] run-status check prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "run-status check prepare failed: %s", sqlite3_errmsg(db));
     return RunState::checkError;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
@@ -144,7 +143,7 @@ RunState runIsRunningLocked(sqlite3* db, int64_t runId) {
     case SQLITE_DONE:
       return RunState::notRunning;
     default:
-      logMessage(LOG_ERR, "[%s:%d] run-status check step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "run-status check step failed: %s", sqlite3_errmsg(db));
       return RunState::checkError;
   }
 }
@@ -155,7 +154,7 @@ int32_t portRecordLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t out
                                                   "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, "
                                                   "error_msg, executed_at) VALUES (?, ?, ?, ?, ?);");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] port record prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "port record prepare failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
@@ -164,8 +163,8 @@ int32_t portRecordLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t out
   bindTextOrNull(statement.get(), 4, error);
   sqlite3_bind_int64(statement.get(), 5, executedAt);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] port record step failed (run %lld ifNum %d): %s", __func__, __LINE__,
-               static_cast<long long>(runId), static_cast<int>(ifNum), sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "port record step failed (run %lld ifNum %d): %s", static_cast<long long>(runId),
+             static_cast<int>(ifNum), sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   return RESULT_OK;
@@ -177,8 +176,8 @@ int32_t portRecordIfRunningLocked(sqlite3* db, int64_t runId, uint32_t ifNum, in
     case RunState::running:
       return portRecordLocked(db, runId, ifNum, outcome, error, executedAt);
     case RunState::notRunning:
-      logMessage(LOG_WARNING, "[%s:%d] port record refused: run %lld is not running (ifNum=%d)", __func__, __LINE__,
-                 static_cast<long long>(runId), static_cast<int>(ifNum));
+      LOG_HERE(LOG_WARNING, "port record refused: run %lld is not running (ifNum=%d)", static_cast<long long>(runId),
+               static_cast<int>(ifNum));
       return ERR_GENERAL;
     case RunState::checkError:
       break;
@@ -191,7 +190,7 @@ int32_t storedRankLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t* ra
   const StatementPtr statement =
       prepareStatement(db, "SELECT status FROM poe_history_port WHERE run_id=? AND if_num=?;");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] worst-of port lookup prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "worst-of port lookup prepare failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
@@ -204,7 +203,7 @@ int32_t storedRankLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t* ra
       *rank = -1;
       return RESULT_OK;
     default:
-      logMessage(LOG_ERR, "[%s:%d] worst-of port lookup step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "worst-of port lookup step failed: %s", sqlite3_errmsg(db));
       return ERR_GENERAL;
   }
 }
@@ -215,7 +214,7 @@ int32_t runFinishLocked(sqlite3* db, int64_t runId, int32_t result, const char* 
       "UPDATE poe_history SET completed_at=?, status=?, overall_result=?, error_message=? WHERE run_id=? AND "
       "status='running';");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] run finish prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "run finish prepare failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, completedAt);
@@ -224,13 +223,11 @@ int32_t runFinishLocked(sqlite3* db, int64_t runId, int32_t result, const char* 
   bindTextOrNull(statement.get(), 4, error);
   sqlite3_bind_int64(statement.get(), 5, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] run %lld finish step failed: %s", __func__, __LINE__, static_cast<long long>(runId),
-               sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "run %lld finish step failed: %s", static_cast<long long>(runId), sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   if (sqlite3_changes(db) == 0) {
-    logMessage(LOG_WARNING, "[%s:%d] run %lld finish skipped: run is not in 'running' state", __func__, __LINE__,
-               static_cast<long long>(runId));
+    LOG_HERE(LOG_WARNING, "run %lld finish skipped: run is not in 'running' state", static_cast<long long>(runId));
     return ERR_NOT_FOUND;
   }
   return RESULT_OK;
@@ -241,12 +238,12 @@ void failPortsWithoutOutcomeLocked(sqlite3* db, int64_t runId) {
                                                   "UPDATE poe_history_port SET status='failed', error_msg='no outcome "
                                                   "recorded' WHERE run_id=? AND status='pending';");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] pending-flip prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "pending-flip prepare failed: %s", sqlite3_errmsg(db));
     return;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] pending-flip step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "pending-flip step failed: %s", sqlite3_errmsg(db));
   }
 }
 
@@ -257,13 +254,13 @@ int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, in
   if (rc == RESULT_OK && recorded < counts.total) {
     const int32_t missing = counts.total - recorded;
     failPortsWithoutOutcomeLocked(db, runId);
-    logMessage(LOG_WARNING, "[%s:%d] run %lld: %d port row(s) had no recorded outcome; failing them", __func__,
-               __LINE__, static_cast<long long>(runId), missing);
+    LOG_HERE(LOG_WARNING, "run %lld: %d port row(s) had no recorded outcome; failing them",
+             static_cast<long long>(runId), missing);
     counts.failed += missing;
   }
   if (rc != RESULT_OK || counts.total == 0 || recorded == 0) {
-    logMessage(LOG_ERR, "[%s:%d] run %lld: no port outcomes readable (rc=%d total=%d); finishing as failed", __func__,
-               __LINE__, static_cast<long long>(runId), rc, counts.total);
+    LOG_HERE(LOG_ERR, "run %lld: no port outcomes readable (rc=%d total=%d); finishing as failed",
+             static_cast<long long>(runId), rc, counts.total);
     return runFinishLocked(db, runId, RUN_RESULT_FAILED, error != nullptr ? error : "no port outcomes recorded",
                            completedAt);
   }
@@ -275,12 +272,12 @@ int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, in
 int32_t runFinishDerivedAtomically(sqlite3* db, int64_t runId, const char* error, int64_t completedAt) {
   Transaction transaction(db);
   if (!transaction.beginImmediate()) {
-    logMessage(LOG_ERR, "[%s:%d] derived finish BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "derived finish BEGIN failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   const int32_t rc = runFinishDerivedLocked(db, runId, error, completedAt);
   if (rc == RESULT_OK && !transaction.commit()) {
-    logMessage(LOG_ERR, "[%s:%d] derived finish COMMIT failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "derived finish COMMIT failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   return rc;
@@ -290,13 +287,13 @@ int32_t forceFailPortsLocked(sqlite3* db, int64_t runId, const char* error) {
   const StatementPtr statement = prepareStatement(
       db, "UPDATE poe_history_port SET status='failed', error_msg=? WHERE run_id=? AND status='pending';");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] force-fail ports prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail ports prepare failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   bindTextOrNull(statement.get(), 1, error);
   sqlite3_bind_int64(statement.get(), 2, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] force-fail ports step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail ports step failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   return RESULT_OK;
@@ -308,7 +305,7 @@ int32_t forceFailStepsLocked(sqlite3* db, Transaction& transaction, int64_t runI
     rc = runFinishLocked(db, runId, RUN_RESULT_FAILED, error, time(nullptr));
   }
   if (rc == RESULT_OK && !transaction.commit()) {
-    logMessage(LOG_ERR, "[%s:%d] force-fail COMMIT failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail COMMIT failed: %s", sqlite3_errmsg(db));
     rc = ERR_GENERAL;
   }
   return rc;
@@ -357,8 +354,7 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
   sqlite3* db = access.db();
   const RunState state = runIsRunningLocked(db, runId);
   if (state == RunState::notRunning) {
-    logMessage(LOG_WARNING, "[%s:%d] success->pending reset refused: run %lld is not running", __func__, __LINE__,
-               static_cast<long long>(runId));
+    LOG_HERE(LOG_WARNING, "success->pending reset refused: run %lld is not running", static_cast<long long>(runId));
   }
   if (state != RunState::running) {
     return ERR_GENERAL;
@@ -367,13 +363,13 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
                                                   "UPDATE poe_history_port SET status='pending', error_msg=NULL, "
                                                   "executed_at=? WHERE run_id=? AND status='success';");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] success->pending reset prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "success->pending reset prepare failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, time(nullptr));
   sqlite3_bind_int64(statement.get(), 2, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] success->pending reset step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "success->pending reset step failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   return RESULT_OK;
@@ -397,12 +393,12 @@ int32_t historyRunForceFail(int64_t runId, const char* error) {
   sqlite3* db = access.db();
   Transaction transaction(db);
   if (!transaction.begin()) {
-    logMessage(LOG_ERR, "[%s:%d] force-fail BEGIN failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail BEGIN failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   const int32_t rc = forceFailStepsLocked(db, transaction, runId, error);
   if (rc != RESULT_OK && !transaction.rollback()) {
-    logMessage(LOG_ERR, "[%s:%d] force-fail ROLLBACK failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail ROLLBACK failed: %s", sqlite3_errmsg(db));
   }
   return rc;
 }
@@ -424,7 +420,7 @@ int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
                                                   "SELECT run_id FROM poe_history WHERE unit=? AND schedule_id=? AND "
                                                   "status='running' ORDER BY run_id DESC LIMIT 1;");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] open-run lookup prepare failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "open-run lookup prepare failed: %s", sqlite3_errmsg(db));
     return ERR_GENERAL;
   }
   sqlite3_bind_int(statement.get(), 1, unit);
@@ -436,7 +432,7 @@ int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
     case SQLITE_DONE:
       return RESULT_OK;
     default:
-      logMessage(LOG_ERR, "[%s:%d] open-run lookup step failed: %s", __func__, __LINE__, sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "open-run lookup step failed: %s", sqlite3_errmsg(db));
       return ERR_GENERAL;
   }
 }

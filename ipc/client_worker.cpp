@@ -69,7 +69,7 @@ void returnFreedMemory() {
 
 int32_t refuseMethod(const char* nameOrNull) {
   const std::string name = nameOrNull != nullptr ? printableUtf8(nameOrNull, kMaxLoggedNameBytes) : "(null)";
-  logMessage(LOG_WARNING, "[%s:%d] unknown RPC method: %s", __func__, __LINE__, name.c_str());
+  LOG_HERE(LOG_WARNING, "unknown RPC method: %s", name.c_str());
   return ERR_UNSUPPORTED;
 }
 

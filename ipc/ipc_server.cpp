@@ -41,16 +41,16 @@ UniqueFd openListener() {
   unlink(kSocketPath);
   UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!listener) {
-    logMessage(LOG_ERR, "[%s:%d] socket(AF_UNIX) failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "socket(AF_UNIX) failed: %s", strerror(errno));
     return {};
   }
   if (!bindSocket(listener.get())) {
-    logMessage(LOG_ERR, "[%s:%d] bind(%s) failed: %s", __func__, __LINE__, kSocketPath, strerror(errno));
+    LOG_HERE(LOG_ERR, "bind(%s) failed: %s", kSocketPath, strerror(errno));
     return {};
   }
   chmod(kSocketPath, kSocketMode);
   if (listen(listener.get(), kListenBacklog) != 0) {
-    logMessage(LOG_ERR, "[%s:%d] listen() failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "listen() failed: %s", strerror(errno));
     return {};
   }
   return listener;
@@ -60,7 +60,7 @@ void serveConnection(UniqueFd connection) {
   const int descriptor = connection.get();
   connectionAdd(descriptor);
   if (startDetachedThread(clientWorker, reinterpret_cast<void*>(static_cast<intptr_t>(descriptor))) != 0) {
-    logMessage(LOG_ERR, "[%s:%d] client worker create failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "client worker create failed: %s", strerror(errno));
     connectionRemove(descriptor);
     return;
   }
@@ -74,7 +74,7 @@ void acceptConnection(int listener) {
     return;
   }
   if (errno != EINTR) {
-    logMessage(LOG_ERR, "[%s:%d] accept failed: %s", __func__, __LINE__, strerror(errno));
+    LOG_HERE(LOG_ERR, "accept failed: %s", strerror(errno));
     sleepMilliseconds(kFailedAcceptPauseMs);
   }
 }
@@ -84,7 +84,7 @@ void acceptUntilStopped(int listener) {
     pollfd readable{listener, POLLIN, 0};
     const int ready = poll(&readable, 1, kStopPollMs);
     if (ready < 0 && errno != EINTR) {
-      logMessage(LOG_ERR, "[%s:%d] poll failed: %s", __func__, __LINE__, strerror(errno));
+      LOG_HERE(LOG_ERR, "poll failed: %s", strerror(errno));
       return;
     }
     if (ready > 0 && connectionsHaveRoom()) {
@@ -103,10 +103,10 @@ void* ipcServerThread(void*) {
     if (!listener) {
       return nullptr;
     }
-    logMessage(LOG_INFO, "[%s:%d] IPC listening on %s", __func__, __LINE__, kSocketPath);
+    LOG_HERE(LOG_INFO, "IPC listening on %s", kSocketPath);
     acceptUntilStopped(listener.get());
   }
   unlink(kSocketPath);
-  logMessage(LOG_INFO, "[%s:%d] IPC server stopped", __func__, __LINE__);
+  LOG_HERE(LOG_INFO, "IPC server stopped");
   return nullptr;
 }

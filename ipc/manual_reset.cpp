@@ -61,8 +61,8 @@ int32_t resolvePorts(int32_t unit, const cJSON* request, std::vector<uint32_t>* 
   *ifNums = readGivenPorts(given);
   uint32_t badIfNum = 0;
   if (poePortsCheckUnit(unit, ifNums->data(), static_cast<int32_t>(ifNums->size()), &badIfNum) != 0) {
-    logMessage(LOG_WARNING, "[%s:%d] manual-reset: ifNum %d does not belong to unit %d — rejecting", __func__, __LINE__,
-               static_cast<int>(badIfNum), unit);
+    LOG_HERE(LOG_WARNING, "manual-reset: ifNum %d does not belong to unit %d — rejecting", static_cast<int>(badIfNum),
+             unit);
     return ERR_INVALID_ARG;
   }
   return RESULT_OK;

@@ -35,6 +35,11 @@ void logOpen(uint32_t mode, int32_t facility, const char* ident);
 // innermost; any other lock may be held.
 void logMessage(int32_t level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+// A record that begins with the function and the line that it is written from: LOG_HERE(level, format, arguments...),
+// where format is a literal. (The empty last argument is for those without arguments.)
+#define LOG_HERE(level, ...) LOG_HERE_WITH(level, __VA_ARGS__, "")
+#define LOG_HERE_WITH(level, format, ...) logMessage(level, "[%s:%d] " format "%s", __func__, __LINE__, __VA_ARGS__)
+
 // Closes what logOpen and the first record opened; nothing when there was no record. Safe while other threads still
 // log: a record that comes too late goes to standard output, and to syslog, which it opens again, if the mode has it.
 void logClose();

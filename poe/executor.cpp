@@ -242,8 +242,8 @@ int32_t poeActionSpawn(const PoeActionJob* job) {
   std::unique_ptr<OwnedJob> owned = copyJob(*job);
   const int error = owned != nullptr ? startExecutor(owned.get()) : ENOMEM;
   if (error != 0) {
-    logMessage(LOG_ERR, "[%s:%d] run %lld: executor could not be started: %s", __func__, __LINE__,
-               static_cast<long long>(job->runId), strerror(error));
+    LOG_HERE(LOG_ERR, "run %lld: executor could not be started: %s", static_cast<long long>(job->runId),
+             strerror(error));
     return -1;
   }
   (void)owned.release();  // the thread's now

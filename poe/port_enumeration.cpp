@@ -98,7 +98,7 @@ void walkPortTable(FILE* table, const Enumeration& enumeration) {
 
 int32_t cliShowExecuteToFile(OpenClientHandle* session, const char* command, const char* path) {
   if (command == nullptr || path == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] cliShowExecuteToFile: Invalid argument\r\n", __func__, __LINE__);
+    LOG_HERE(LOG_ERR, "cliShowExecuteToFile: Invalid argument\r\n");
     return ERR_INVALID_ARG;
   }
   char commandText[kCommandBytes] = {};
@@ -110,7 +110,7 @@ int32_t cliShowExecuteToFile(OpenClientHandle* session, const char* command, con
   unlink(path);
   const int32_t result = rpcclt_openapiCliShowExecuteToFile(session, &commandDesc, &pathDesc);
   if (result != OPENCLT_OK) {
-    logMessage(LOG_ERR, "[%s:%d] Execute show cmd faile, result:%d\r\n", __func__, __LINE__, result);
+    LOG_HERE(LOG_ERR, "Execute show cmd faile, result:%d\r\n", result);
     return ERR_GENERAL;
   }
   return RESULT_OK;
@@ -122,13 +122,13 @@ void forEachPhysicalIntf(int32_t unit, PortCallback callback, void* argument) {
   }
   const MutexLock lock(showPortLock);
   if (cliShowExecuteToFile(&openApiClient, "show port status all", kShowPortOutputPath) != RESULT_OK) {
-    logMessage(LOG_ERR, "[%s:%d] forEachPhysicalIntf: cliShowExecuteToFile failed", __func__, __LINE__);
+    LOG_HERE(LOG_ERR, "forEachPhysicalIntf: cliShowExecuteToFile failed");
     return;
   }
   {
     const FilePtr table = openPortTable();
     if (table == nullptr) {
-      logMessage(LOG_ERR, "[%s:%d] forEachPhysicalIntf: cannot open %s", __func__, __LINE__, kShowPortOutputPath);
+      LOG_HERE(LOG_ERR, "forEachPhysicalIntf: cannot open %s", kShowPortOutputPath);
     } else {
       walkPortTable(table.get(), {unit, callback, argument});
     }

@@ -74,14 +74,12 @@ PortCounts sweepPorts(const AdminSweepRequest& request) {
 void finishRestored(int64_t runId) {
   int32_t rc = historyRunFinishDerived(runId, nullptr, time(nullptr));
   if (rc == ERR_GENERAL) {
-    logMessage(LOG_ERR, "[%s:%d] run %lld: derived finish failed; retrying once", __func__, __LINE__,
-               static_cast<long long>(runId));
+    LOG_HERE(LOG_ERR, "run %lld: derived finish failed; retrying once", static_cast<long long>(runId));
     rc = historyRunFinishDerived(runId, nullptr, time(nullptr));
   }
   if (rc == ERR_GENERAL) {
-    logMessage(LOG_ERR,
-               "[%s:%d] run %lld: derived finish retry failed; run remains open; reaper backstop will close it",
-               __func__, __LINE__, static_cast<long long>(runId));
+    LOG_HERE(LOG_ERR, "run %lld: derived finish retry failed; run remains open; reaper backstop will close it",
+             static_cast<long long>(runId));
     return;
   }
   openRunStampRemove(runId);
@@ -92,11 +90,10 @@ void finishCounted(int64_t runId, const PortCounts& counts) {
   if (historyRunFinish(runId, result, nullptr, time(nullptr)) != ERR_GENERAL) {
     return;
   }
-  logMessage(LOG_ERR, "[%s:%d] run %lld: finish failed; retrying once", __func__, __LINE__,
-             static_cast<long long>(runId));
+  LOG_HERE(LOG_ERR, "run %lld: finish failed; retrying once", static_cast<long long>(runId));
   if (historyRunFinish(runId, result, nullptr, time(nullptr)) == ERR_GENERAL) {
-    logMessage(LOG_ERR, "[%s:%d] run %lld: finish retry failed; run remains open until startup reconcile", __func__,
-               __LINE__, static_cast<long long>(runId));
+    LOG_HERE(LOG_ERR, "run %lld: finish retry failed; run remains open until startup reconcile",
+             static_cast<long long>(runId));
   }
 }
 
@@ -109,9 +106,9 @@ void executorAdminSweep(const AdminSweepRequest& request) {
       finishRestored(request.runId);
       return;
     case SweepMode::unrecorded:
-      logMessage(counts.failed > 0 ? LOG_WARNING : LOG_INFO,
-                 "[%s:%d] unrecorded admin sweep unit %d (admin=%d): %d ok, %d fail, %d skip", __func__, __LINE__,
-                 request.unit, request.adminMode, counts.success, counts.failed, counts.skipped);
+      LOG_HERE(counts.failed > 0 ? LOG_WARNING : LOG_INFO,
+               "unrecorded admin sweep unit %d (admin=%d): %d ok, %d fail, %d skip", request.unit, request.adminMode,
+               counts.success, counts.failed, counts.skipped);
       return;
     case SweepMode::recordOpen:
       return;

@@ -56,8 +56,8 @@ void* bootDelayThread(void* argument) {
   const auto total = static_cast<int32_t>(job->ifNums.size());
   historyRunFinish(job->runId, historyResultFromCounts(total, counts.success, counts.failed, counts.skipped), nullptr,
                    time(nullptr));
-  logMessage(LOG_INFO, "[%s:%d] boot delay unit %d finished: %d ok, %d fail (mode=%s, ipd=%d)", __func__, __LINE__,
-             job->unit, counts.success, counts.failed, executionModeText(job->sequential), job->interPortDelaySec);
+  LOG_HERE(LOG_INFO, "boot delay unit %d finished: %d ok, %d fail (mode=%s, ipd=%d)", job->unit, counts.success,
+           counts.failed, executionModeText(job->sequential), job->interPortDelaySec);
   return nullptr;
 }
 
@@ -87,8 +87,7 @@ std::unique_ptr<BootDelayJob> makeJob(int32_t unit) {
   job->interPortDelaySec = static_cast<int32_t>(config.interPortDelaySec);
   job->ifNums = poeUnitEnabledPortsGet(unit, kMaxBootDelayPorts);
   if (job->ifNums.empty()) {
-    logMessage(LOG_INFO, "[%s:%d] boot delay %ds on unit %d: no enabled PoE ports, skip", __func__, __LINE__,
-               job->delaySec, unit);
+    LOG_HERE(LOG_INFO, "boot delay %ds on unit %d: no enabled PoE ports, skip", job->delaySec, unit);
     return nullptr;
   }
   return job;
@@ -113,15 +112,14 @@ void startUnit(int32_t unit) {
   const int32_t interPortDelaySec = job->interPortDelaySec;
   const int error = startDetachedThread(bootDelayThread, job.get());
   if (error != 0) {
-    logMessage(LOG_ERR, "[%s:%d] boot delay on unit %d: worker could not be started: %s", __func__, __LINE__, unit,
-               strerror(error));
+    LOG_HERE(LOG_ERR, "boot delay on unit %d: worker could not be started: %s", unit, strerror(error));
     historyRunForceFail(runId, "spawn failed");
     switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
   }
   (void)job.release();  // the worker's now
-  logMessage(LOG_INFO, "[%s:%d] boot delay %ds on unit %d (%d ports, runId=%lld, mode=%s, ipd=%d)", __func__, __LINE__,
-             delaySec, unit, count, static_cast<long long>(runId), mode, interPortDelaySec);
+  LOG_HERE(LOG_INFO, "boot delay %ds on unit %d (%d ports, runId=%lld, mode=%s, ipd=%d)", delaySec, unit, count,
+           static_cast<long long>(runId), mode, interPortDelaySec);
 }
 
 }  // namespace
@@ -132,7 +130,7 @@ void runBootDelay() {
       startUnit(unit);
     } catch (const std::bad_alloc&) {
       // Thrown before any port was switched.
-      logMessage(LOG_ERR, "[%s:%d] boot delay on unit %d skipped: no memory", __func__, __LINE__, unit);
+      LOG_HERE(LOG_ERR, "boot delay on unit %d skipped: no memory", unit);
     }
   }
 }

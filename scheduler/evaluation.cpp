@@ -77,13 +77,12 @@ bool forceFailRetrying(int64_t runId) {
   if (historyRunForceFail(runId, kSuperseded) != ERR_GENERAL) {
     return true;
   }
-  logMessage(LOG_ERR, "[%s:%d] run %lld: force-fail failed; retrying once", __func__, __LINE__,
-             static_cast<long long>(runId));
+  LOG_HERE(LOG_ERR, "run %lld: force-fail failed; retrying once", static_cast<long long>(runId));
   if (historyRunForceFail(runId, kSuperseded) != ERR_GENERAL) {
     return true;
   }
-  logMessage(LOG_ERR, "[%s:%d] run %lld: force-fail retry failed; run remains open; reaper backstop will close it",
-             __func__, __LINE__, static_cast<long long>(runId));
+  LOG_HERE(LOG_ERR, "run %lld: force-fail retry failed; run remains open; reaper backstop will close it",
+           static_cast<long long>(runId));
   return false;
 }
 
@@ -91,15 +90,15 @@ bool forceFailRetrying(int64_t runId) {
 void closeStaleRun(const PoeSchedule& schedule) {
   int64_t runId = 0;
   if (historyFindOpenRun(schedule.unit, schedule.scheduleId, &runId) != RESULT_OK) {
-    logMessage(LOG_ERR, "[%s:%d] schedule %lld unit %d: stale-run lookup failed; proceeding with startTime fire",
-               __func__, __LINE__, static_cast<long long>(schedule.scheduleId), schedule.unit);
+    LOG_HERE(LOG_ERR, "schedule %lld unit %d: stale-run lookup failed; proceeding with startTime fire",
+             static_cast<long long>(schedule.scheduleId), schedule.unit);
     return;
   }
   if (runId <= 0) {
     return;
   }
-  logMessage(LOG_WARNING, "[%s:%d] schedule %lld: stale open run %lld at startTime; closing it as failed", __func__,
-             __LINE__, static_cast<long long>(schedule.scheduleId), static_cast<long long>(runId));
+  LOG_HERE(LOG_WARNING, "schedule %lld: stale open run %lld at startTime; closing it as failed",
+           static_cast<long long>(schedule.scheduleId), static_cast<long long>(runId));
   if (forceFailRetrying(runId)) {
     openRunStampRemove(runId);
   }
@@ -151,6 +150,6 @@ void evaluateSchedules(sqlite3* db, const TickTime& now) {
     evaluateOne(pass, schedule);
   }
   if (step != SQLITE_DONE) {
-    logMessage(LOG_ERR, "[%s:%d] schedules could not be read to the end: %s", __func__, __LINE__, sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "schedules could not be read to the end: %s", sqlite3_errmsg(db));
   }
 }

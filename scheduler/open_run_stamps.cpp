@@ -36,8 +36,8 @@ OpenRunStamp* findStamp(int64_t runId) {
 void openRunStampAdd(int64_t runId) {
   OpenRunStamp* stamp = findStamp(0);
   if (stamp == nullptr) {
-    logMessage(LOG_WARNING, "[%s:%d] open-run stamp table full; run %lld will age-reap on wall clock", __func__,
-               __LINE__, static_cast<long long>(runId));
+    LOG_HERE(LOG_WARNING, "open-run stamp table full; run %lld will age-reap on wall clock",
+             static_cast<long long>(runId));
     return;
   }
   *stamp = {runId, monotonicSeconds()};

@@ -30,8 +30,8 @@ bool isTooOld(const OpenScheduledRun& run, time_t now) {
   if (age >= 0) {
     return age > kReaperAgeLimitSec;
   }
-  logMessage(LOG_WARNING, "[%s:%d] reaper: run %lld missing from open-run stamps; using wall-clock age", __func__,
-             __LINE__, static_cast<long long>(run.runId));
+  LOG_HERE(LOG_WARNING, "reaper: run %lld missing from open-run stamps; using wall-clock age",
+           static_cast<long long>(run.runId));
   return run.startedAt < now - kReaperAgeLimitSec;
 }
 
@@ -44,8 +44,8 @@ const char* reapReason(const OpenScheduledRun& run, time_t now) {
 }
 
 void reapRun(const OpenScheduledRun& run, const char* reason) {
-  logMessage(LOG_WARNING, "[%s:%d] reaper: failing open run %lld (schedule %lld, unit %d): %s", __func__, __LINE__,
-             static_cast<long long>(run.runId), static_cast<long long>(run.scheduleId), run.unit, reason);
+  LOG_HERE(LOG_WARNING, "reaper: failing open run %lld (schedule %lld, unit %d): %s", static_cast<long long>(run.runId),
+           static_cast<long long>(run.scheduleId), run.unit, reason);
   if (historyRunForceFail(run.runId, reason) != ERR_GENERAL) {
     openRunStampRemove(run.runId);
   }
@@ -61,8 +61,7 @@ WindowSchedule scheduleCanCloseRun(int64_t scheduleId, int32_t unit) {
   const StatementPtr statement = prepareStatement(
       access.db(), "SELECT schedule_type, all_day, enabled FROM poe_schedule WHERE schedule_id=? AND unit=?;");
   if (statement == nullptr) {
-    logMessage(LOG_ERR, "[%s:%d] reaper schedule lookup prepare failed: %s", __func__, __LINE__,
-               sqlite3_errmsg(access.db()));
+    LOG_HERE(LOG_ERR, "reaper schedule lookup prepare failed: %s", sqlite3_errmsg(access.db()));
     return WindowSchedule::unknown;
   }
   sqlite3_bind_int64(statement.get(), 1, scheduleId);
@@ -73,8 +72,7 @@ WindowSchedule scheduleCanCloseRun(int64_t scheduleId, int32_t unit) {
     case SQLITE_DONE:
       return WindowSchedule::goneOrChanged;
     default:
-      logMessage(LOG_ERR, "[%s:%d] reaper schedule lookup step failed: %s", __func__, __LINE__,
-                 sqlite3_errmsg(access.db()));
+      LOG_HERE(LOG_ERR, "reaper schedule lookup step failed: %s", sqlite3_errmsg(access.db()));
       return WindowSchedule::unknown;
   }
 }

@@ -56,9 +56,9 @@ void tickOnce() {
 }
 
 void* schedulerThread(void*) {
-  logMessage(LOG_INFO, "[%s:%d] scheduler thread starting", __func__, __LINE__);
+  LOG_HERE(LOG_INFO, "scheduler thread starting");
   runBootDelay();
   tickEveryMinute();
-  logMessage(LOG_INFO, "[%s:%d] scheduler thread stopping", __func__, __LINE__);
+  LOG_HERE(LOG_INFO, "scheduler thread stopping");
   return nullptr;
 }

@@ -42,7 +42,7 @@ bool readSwitchClock(TickTime* time) {
 
 // With a warning, for a switch whose clock can't be read.
 TickTime localTimeNow() {
-  logMessage(LOG_WARNING, "[%s:%d] scheduler: openapiClockGet failed; using localtime_r fallback", __func__, __LINE__);
+  LOG_HERE(LOG_WARNING, "scheduler: openapiClockGet failed; using localtime_r fallback");
   const time_t now = time(nullptr);
   tm local{};
   localtime_r(&now, &local);

@@ -73,22 +73,20 @@ PoeActionJob jobOf(const PoeSchedule& schedule, PoeActionType action, bool windo
 int64_t findWindowRun(const PoeSchedule& schedule) {
   int64_t runId = 0;
   if (historyFindOpenRun(schedule.unit, schedule.scheduleId, &runId) != RESULT_OK) {
-    logMessage(LOG_ERR, "[%s:%d] schedule %lld unit %d endTime: open-run lookup failed; sweeping without recording",
-               __func__, __LINE__, loggedId(schedule), schedule.unit);
+    LOG_HERE(LOG_ERR, "schedule %lld unit %d endTime: open-run lookup failed; sweeping without recording",
+             loggedId(schedule), schedule.unit);
     return 0;
   }
   if (runId < 1) {
-    logMessage(LOG_INFO,
-               "[%s:%d] schedule %lld unit %d endTime: no open run for this occurrence; sweeping without recording",
-               __func__, __LINE__, loggedId(schedule), schedule.unit);
+    LOG_HERE(LOG_INFO, "schedule %lld unit %d endTime: no open run for this occurrence; sweeping without recording",
+             loggedId(schedule), schedule.unit);
     return 0;
   }
   return runId;
 }
 
 void giveUpRestore(const PoeSchedule& schedule, int64_t runId) {
-  logMessage(LOG_ERR, "[%s:%d] schedule %lld unit %d: %s", __func__, __LINE__, loggedId(schedule), schedule.unit,
-             kNotRestored);
+  LOG_HERE(LOG_ERR, "schedule %lld unit %d: %s", loggedId(schedule), schedule.unit, kNotRestored);
   if (runId > 0) {
     forceFailAndUnstamp(runId, kNotRestored);
   }
@@ -122,14 +120,12 @@ std::vector<uint32_t> scheduleLoadIfNums(sqlite3* db, int64_t scheduleId) {
 void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window) {
   const std::vector<uint32_t> ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
   if (ifNums.empty()) {
-    logMessage(LOG_ERR, "[%s:%d] schedule %lld: could not load ifNums; fire skipped", __func__, __LINE__,
-               loggedId(schedule));
+    LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; fire skipped", loggedId(schedule));
     return;
   }
   const int64_t runId = beginScheduledRun(schedule, action, window, ifNums);
   if (runId < 1) {
-    logMessage(LOG_ERR, "[%s:%d] schedule %lld: history run begin failed; fire skipped", __func__, __LINE__,
-               loggedId(schedule));
+    LOG_HERE(LOG_ERR, "schedule %lld: history run begin failed; fire skipped", loggedId(schedule));
     return;
   }
   const PoeActionJob job = jobOf(schedule, action, window, runId, ifNums);
@@ -143,14 +139,12 @@ void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, bool window)
   sweep.unit = schedule.unit;
   sweep.ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
   if (sweep.ifNums.empty()) {
-    logMessage(LOG_ERR, "[%s:%d] schedule %lld: could not load ifNums; sweep skipped", __func__, __LINE__,
-               loggedId(schedule));
+    LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; sweep skipped", loggedId(schedule));
     return;
   }
   sweep.runId = beginScheduledRun(schedule, POE_ACTION_POWER_OFF, window, sweep.ifNums);
   if (sweep.runId < 1) {
-    logMessage(LOG_ERR, "[%s:%d] schedule %lld: history run begin failed; sweep skipped", __func__, __LINE__,
-               loggedId(schedule));
+    LOG_HERE(LOG_ERR, "schedule %lld: history run begin failed; sweep skipped", loggedId(schedule));
     return;
   }
   sweep.adminMode = OPENCLT_ADMIN_DISABLE;
@@ -167,8 +161,8 @@ void fireWindowEndSweep(sqlite3* db, const PoeSchedule& schedule) {
     return;
   }
   if (runId > 0 && historyPortsResetSuccessToPending(runId) != RESULT_OK) {
-    logMessage(LOG_ERR, "[%s:%d] run %lld: success->pending reset failed; proceeding with the restore sweep", __func__,
-               __LINE__, static_cast<long long>(runId));
+    LOG_HERE(LOG_ERR, "run %lld: success->pending reset failed; proceeding with the restore sweep",
+             static_cast<long long>(runId));
   }
   executorAdminSweep(restoreSweep(schedule, runId, std::move(ifNums)));
 }

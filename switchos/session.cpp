@@ -32,8 +32,7 @@ bool waitForServer(OpenClientHandle* handle) {
     if (check == kServerChecks) {
       return false;
     }
-    logMessage(LOG_WARNING, "[%s:%d] RPC call can fail until server starts. Keep trying (result = %d)\n", __func__,
-               __LINE__, result);
+    LOG_HERE(LOG_WARNING, "RPC call can fail until server starts. Keep trying (result = %d)\n", result);
     sleepSeconds(kServerCheckPauseSec);
   }
 }
@@ -42,16 +41,16 @@ void logVersions(OpenClientHandle* handle) {
   char text[kOsVersionBytes + 1] = {};  // one more, for a server that fills the buffer to its end
   OpenBuffDesc osVersion{kOsVersionBytes, text};
   if (rpcclt_openapiNetworkOSVersionGet(handle, &osVersion) == OPENCLT_OK) {
-    logMessage(LOG_DEBUG, "[%s:%d] ICOS Version = %s\n", __func__, __LINE__, text);
+    LOG_HERE(LOG_DEBUG, "ICOS Version = %s\n", text);
   } else {
-    logMessage(LOG_ERR, "[%s:%d] Network OS Version retrieve error\n", __func__, __LINE__);
+    LOG_HERE(LOG_ERR, "Network OS Version retrieve error\n");
   }
   OpenApiVersion version{};
   if (rpcclt_openapiApiVersionGet(handle, &version) == OPENCLT_OK) {
-    logMessage(LOG_DEBUG, "[%s:%d] Open API Version = %d.%d.%d.%d\n", __func__, __LINE__, version.component[0],
-               version.component[1], version.component[2], version.component[3]);
+    LOG_HERE(LOG_DEBUG, "Open API Version = %d.%d.%d.%d\n", version.component[0], version.component[1],
+             version.component[2], version.component[3]);
   } else {
-    logMessage(LOG_ERR, "[%s:%d] Open API Version retrieve error\n", __func__, __LINE__);
+    LOG_HERE(LOG_ERR, "Open API Version retrieve error\n");
   }
 }
 
@@ -63,11 +62,10 @@ int32_t initHandler(const char* name, OpenClientHandle* handle) {
   snprintf(clientName, sizeof clientName, "%s_%d", name != nullptr ? name : "common", static_cast<int>(getpid()));
   const int32_t result = openapiClientRegister(clientName, handle);
   if (result != OPENCLT_OK) {
-    logMessage(LOG_ERR, "[%s:%d] \nFailed to initialize RPC to OpEN. Exiting (result = %d)\n", __func__, __LINE__,
-               result);
+    LOG_HERE(LOG_ERR, "\nFailed to initialize RPC to OpEN. Exiting (result = %d)\n", result);
     return -1;
   }
-  logMessage(LOG_DEBUG, "[%s:%d] Register RPC to OpEN success. (client name = %s)\n", __func__, __LINE__, clientName);
+  LOG_HERE(LOG_DEBUG, "Register RPC to OpEN success. (client name = %s)\n", clientName);
   if (!waitForServer(handle)) {
     return -1;
   }
