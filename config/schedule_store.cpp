@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <ctime>
 
+#include "base/database.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "config/schedule_json.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"

@@ -165,6 +165,7 @@ int main() {
   umask(kOwnerOnly);
   setOneHeap();
   setDefaultStack();
+  logSetPaths(kLogPaths);
   logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);
   LOG_HERE(LOG_INFO, "quorin_poed starting (pid=%d)", static_cast<int>(getpid()));
   installStopSignals();

@@ -11,6 +11,8 @@ const char kLogFilePath[] = QUORIN_POED_ROOT "/tmp/sw900.log";
 const char kOldLogFilePath[] = QUORIN_POED_ROOT "/tmp/sw900.log.old";
 const char kLogLevelPath[] = QUORIN_POED_ROOT "/tmp/devmgr_log_level";
 
+const LogPaths kLogPaths{kLogFilePath, kOldLogFilePath, kLogLevelPath};
+
 const char kDataDirPath[] = DATA_DIR;
 const char kDataDirParentPath[] = DATA_DIR_PARENT;
 const char kLockFilePath[] = DATA_DIR "/quorin_poed.lock";

@@ -3,7 +3,14 @@
 #ifndef QUORIN_DAEMON_PATHS_H
 #define QUORIN_DAEMON_PATHS_H
 
-#include "log/log.h"  // the log's own paths
+#include "log/log.h"
+
+// Below /tmp.
+extern const char kLogFilePath[];
+extern const char kOldLogFilePath[];
+extern const char kLogLevelPath[];
+// What the log is told of them.
+extern const LogPaths kLogPaths;
 
 extern const char kDataDirPath[];  // survives reboots
 extern const char kDataDirParentPath[];

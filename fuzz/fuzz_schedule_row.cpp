@@ -5,9 +5,9 @@
 
 #include <string>
 
+#include "base/database.h"
 #include "base/json.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "fuzz/in_process.h"

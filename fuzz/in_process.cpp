@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "base/database.h"
 #include "base/detached_thread.h"
 #include "base/sleep.h"
-#include "base/sqlite_guard.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
@@ -59,6 +59,7 @@ void openInProcess() {
   switchsim::SwitchOptions options;
   options.units = 2;
   require(switchsim::createSwitch(options, true).empty(), "no switch");
+  logSetPaths(kLogPaths);
   logOpen(LOG_TO_FILE, LOG_DAEMON, "fuzz");
   const bool open = contextCreate() && initHandler("fuzz", &openApiClient) == 0 && scheduleStoreInit() == 0 &&
                     historyStoreInit() == 0 && portLockInit() == 0;

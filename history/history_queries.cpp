@@ -5,8 +5,8 @@
 
 #include <ctime>
 
+#include "base/database.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "daemon/daemon_context.h"
 #include "history/port_counts.h"
 #include "log/log.h"

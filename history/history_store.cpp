@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "base/sqlite_guard.h"
+#include "base/database.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "history/run_lifecycle.h"

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
+#include "base/database.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "log/log.h"
 
 int32_t countPorts(sqlite3* db, int64_t runId, PortCounts* counts) {

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/database.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "daemon/daemon_context.h"
 #include "history/port_counts.h"
 #include "log/log.h"

@@ -33,6 +33,7 @@ Mutex fileMutex;
 FILE* logFile GUARDED_BY(fileMutex) = nullptr;
 int32_t bytesWritten GUARDED_BY(fileMutex) = 0;
 
+LogPaths logPaths{};         // set once, before anything is logged
 char processNameBuffer[64];  // written once, by the first record
 
 bool hasMode(int32_t mode, uint32_t bit) {
@@ -46,7 +47,7 @@ const char* levelName(int32_t level) {
 
 // The log file for appending, or null. /tmp is everybody's: only a file of this user or of root is written to.
 FILE* openLogStream() {
-  UniqueFd file = openOrMakePlainFile(kLogFilePath, O_RDWR | O_APPEND, FileOwner::selfOrRoot, kLogFileMode);
+  UniqueFd file = openOrMakePlainFile(logPaths.file, O_RDWR | O_APPEND, FileOwner::selfOrRoot, kLogFileMode);
   return streamOf(std::move(file), "a+").release();
 }
 
@@ -152,15 +153,15 @@ __attribute__((format(printf, 3, 0))) int logWriteRecord(FILE* stream, int32_t l
 bool isLogInPlace() REQUIRES(fileMutex) {
   struct stat opened {};
   struct stat standing {};
-  return fstat(fileno(logFile), &opened) == 0 && lstat(kLogFilePath, &standing) == 0 &&
+  return fstat(fileno(logFile), &opened) == 0 && lstat(logPaths.file, &standing) == 0 &&
          opened.st_dev == standing.st_dev && opened.st_ino == standing.st_ino;
 }
 
 void rotateLogFile() REQUIRES(fileMutex) {
   // A daemon that finds this one running may have rotated the log just before it ended.
   if (isLogInPlace()) {
-    remove(kOldLogFilePath);
-    rename(kLogFilePath, kOldLogFilePath);
+    remove(logPaths.oldFile);
+    rename(logPaths.file, logPaths.oldFile);
   }
   const bool moved = !isLogInPlace();
   fclose(logFile);
@@ -187,6 +188,10 @@ __attribute__((format(printf, 2, 0))) void writeToFile(int32_t level, const char
 
 }  // namespace
 
+void logSetPaths(const LogPaths& paths) {
+  logPaths = paths;
+}
+
 void logOpen(uint32_t mode, int32_t facility, const char* ident) {
   if (logStarted.load()) {
     closeDestinations();
@@ -195,7 +200,7 @@ void logOpen(uint32_t mode, int32_t facility, const char* ident) {
   logMode = static_cast<int32_t>(mode);
   logFacility = facility;
   logIdent = ident;
-  levelFileOpen(kLogLevelPath);
+  levelFileOpen(logPaths.level);
   if (hasMode(logMode.load(), LOG_TO_FILE)) {
     const MutexLock lock(fileMutex);
     openLogFile();

@@ -15,14 +15,18 @@
 
 #include <cstdint>
 
-// Paths, defined with all other paths of the daemon.
-extern const char kLogFilePath[];
-extern const char kOldLogFilePath[];
-extern const char kLogLevelPath[];
+struct LogPaths {
+  const char* file;     // the log
+  const char* oldFile;  // the one before it
+  const char* level;    // the level file
+};
 
 constexpr uint32_t LOG_TO_FILE = 1;
 constexpr uint32_t LOG_TO_SYSLOG = 2;
 constexpr uint32_t LOG_TO_STDOUT = 4;
+
+// Sets where the files are; the texts must stay valid. REQUIRES: called before the first logOpen.
+void logSetPaths(const LogPaths& paths);
 
 // Sets where records go, the syslog facility and the name printed in each record, and opens the files. ident is kept,
 // not copied, and may be null (then the process's own name is looked up). May be called again to change them. REQUIRES:

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
+#include "base/database.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "history/run_lifecycle.h"

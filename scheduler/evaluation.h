@@ -2,7 +2,7 @@
 #ifndef QUORIN_SCHEDULER_EVALUATION_H
 #define QUORIN_SCHEDULER_EVALUATION_H
 
-#include "scheduler/schedule_eval.h"
+#include "scheduler/due_firings.h"
 
 struct sqlite3;
 

@@ -4,8 +4,8 @@
 
 #include <ctime>
 
+#include "base/database.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "config/schedule.h"
 #include "daemon/daemon_context.h"
 #include "history/history_queries.h"

@@ -2,8 +2,8 @@
 
 #include <ctime>
 
+#include "base/database.h"
 #include "base/sleep.h"
-#include "base/sqlite_guard.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "log/log.h"

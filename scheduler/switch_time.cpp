@@ -67,10 +67,6 @@ bool parseSwitchTime(const char* text, TickTime* time) {
   return true;
 }
 
-bool isSameMinute(const TickTime& a, const TickTime& b) {
-  return a.minute == b.minute && a.hour == b.hour && a.day == b.day && a.month == b.month && a.year == b.year;
-}
-
 TickTime switchTimeNow() {
   TickTime time;
   return readSwitchClock(&time) ? time : localTimeNow();

@@ -2,7 +2,7 @@
 #ifndef QUORIN_SCHEDULER_SWITCH_TIME_H
 #define QUORIN_SCHEDULER_SWITCH_TIME_H
 
-#include "scheduler/schedule_eval.h"
+#include "scheduler/tick_time.h"
 
 // Reads a text of the form YYYY-MM-DD HH:MM:SS, normalises it as a calendar time and fills in the weekday. False, with
 // *time untouched, when fewer than six numbers can be read.
@@ -14,7 +14,5 @@ TickTime switchTimeNow();
 // The same as soon as it is no longer in the minute of `before`, a time just read; after 1.2 seconds and once a stop is
 // asked for also if it still is.
 TickTime switchTimeAfter(const TickTime& before);
-
-bool isSameMinute(const TickTime& a, const TickTime& b);
 
 #endif

@@ -2,8 +2,8 @@
 
 #include <sqlite3.h>
 
+#include "base/database.h"
 #include "base/result_codes.h"
-#include "base/sqlite_guard.h"
 #include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "poe/executor.h"

@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/sqlite_guard.h"
+#include "base/database.h"
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/fixtures.h"

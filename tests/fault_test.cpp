@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "base/sqlite_guard.h"
+#include "base/database.h"
 #include "daemon/paths.h"
 #include "switchsim/operations.h"
 #include "tests/support/daemon_process.h"

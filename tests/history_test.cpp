@@ -7,7 +7,7 @@
 #include <sstream>
 #include <vector>
 
-#include "base/sqlite_guard.h"
+#include "base/database.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "history/cleanup_thread.h"

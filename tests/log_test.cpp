@@ -10,6 +10,7 @@
 #include <future>
 #include <vector>
 
+#include "daemon/paths.h"
 #include "switchos/session.h"
 #include "tests/support/fixtures.h"
 

@@ -9,13 +9,13 @@
 #include <optional>
 #include <thread>
 
-#include "base/sqlite_guard.h"
+#include "base/database.h"
 #include "config/boot_delay_config.h"
 #include "config/schedule_store.h"
 #include "daemon/paths.h"
 #include "poe/port_locks.h"
 #include "scheduler/boot_delay.h"
-#include "scheduler/schedule_eval.h"
+#include "scheduler/due_firings.h"
 #include "scheduler/scheduler_thread.h"
 #include "scheduler/switch_time.h"
 #include "tests/support/daemon_process.h"

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <thread>
 
-#include "base/sqlite_guard.h"
+#include "base/database.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
@@ -122,6 +122,7 @@ void failCalls(switchsim::Operation operation, uint32_t ifNum, int32_t result, u
 }
 
 void RootTest::SetUp() {
+  logSetPaths(kLogPaths);
   fs::remove_all(testRoot());
   for (const char* folder : {"tmp", "var/run", "mnt/fastpath"}) {
     fs::create_directories(testRoot() / folder);

@@ -1,4 +1,4 @@
-#include "scheduler/schedule_eval.h"
+#include "scheduler/due_firings.h"
 
 #include <cstdio>
 #include <tuple>

@@ -1,21 +1,11 @@
-// Whether and what a schedule fires in a given minute: plain functions of their arguments.
-#ifndef QUORIN_SCHEDULER_SCHEDULE_EVAL_H
-#define QUORIN_SCHEDULER_SCHEDULE_EVAL_H
+// What of a schedule is due in a given minute: plain functions of their arguments.
+#ifndef QUORIN_SCHEDULER_DUE_FIRINGS_H
+#define QUORIN_SCHEDULER_DUE_FIRINGS_H
 
 #include <cstdint>
 
 #include "config/schedule.h"
-
-// A broken-down local time of the switch.
-struct TickTime {
-  int32_t year = 0;     // full, such as 2024
-  int32_t month = 0;    // 1 to 12
-  int32_t day = 0;      // of the month, 1 to 31
-  int32_t hour = 0;     // 0 to 23
-  int32_t minute = 0;   // 0 to 59
-  int32_t second = 0;   // 0 to 60
-  int32_t weekday = 0;  // 0 Sunday to 6 Saturday
-};
+#include "scheduler/tick_time.h"
 
 // What of a schedule falls into a minute. A window's start and end may both do.
 struct DueFirings {

@@ -1,4 +1,4 @@
-#include "base/sqlite_guard.h"
+#include "base/database.h"
 
 #include <sqlite3.h>
 

@@ -2,8 +2,8 @@
 //
 // REQUIRES: whoever uses one of these holds the mutex of the connection from before its construction until after its
 // destruction.
-#ifndef QUORIN_BASE_SQLITE_GUARD_H
-#define QUORIN_BASE_SQLITE_GUARD_H
+#ifndef QUORIN_BASE_DATABASE_H
+#define QUORIN_BASE_DATABASE_H
 
 #include <cstdint>
 #include <memory>
