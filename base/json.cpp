@@ -44,6 +44,13 @@ Int saturate(double number) {
   return static_cast<Int>(number);
 }
 
+// Such bytes come from rows that another program wrote.
+bool addRepairedText(cJSON* object, const char* key, const char* text) try {
+  return cJSON_AddStringToObject(object, key, repairedUtf8(text).c_str()) != nullptr;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 }  // namespace
 
 int32_t jsonToInt32(double number) {
@@ -64,6 +71,11 @@ int64_t jsonInt64Member(const cJSON* object, const char* key, int64_t fallback) 
   return cJSON_IsNumber(member) ? jsonToInt64(member->valuedouble) : fallback;
 }
 
+const char* jsonTextMember(const cJSON* object, const char* key) {
+  const cJSON* member = jsonMember(object, key);
+  return cJSON_IsString(member) ? member->valuestring : nullptr;
+}
+
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value) {
   if (value == nullptr || !cJSON_AddItemToObject(object, key, value.get())) {
     return false;
@@ -72,34 +84,60 @@ bool jsonAdd(cJSON* object, const char* key, JsonPtr value) {
   return true;
 }
 
-bool jsonAddNumber(cJSON* object, const char* key, int64_t number) {
-  return cJSON_AddNumberToObject(object, key, static_cast<double>(number)) != nullptr;
+JsonObject::JsonObject() : object_(cJSON_CreateObject()) {}
+
+void JsonObject::keepIf(bool added) {
+  if (!added) {
+    object_.reset();
+  }
 }
 
-// Such bytes come from rows that another program wrote.
-static bool addRepairedText(cJSON* object, const char* key, const char* text) try {
-  return cJSON_AddStringToObject(object, key, repairedUtf8(text).c_str()) != nullptr;
-} catch (const std::bad_alloc&) {
-  return false;
+JsonObject& JsonObject::number(const char* key, int64_t number) {
+  keepIf(cJSON_AddNumberToObject(object_.get(), key, static_cast<double>(number)) != nullptr);
+  return *this;
 }
 
-bool jsonAddText(cJSON* object, const char* key, const char* textOrNull) {
+JsonObject& JsonObject::text(const char* key, const char* textOrNull) {
   if (textOrNull == nullptr) {
-    return jsonAddNull(object, key);
+    return null(key);
   }
-  if (isUtf8(textOrNull)) {
-    return cJSON_AddStringToObject(object, key, textOrNull) != nullptr;
-  }
-  return addRepairedText(object, key, textOrNull);
+  keepIf(isUtf8(textOrNull) ? cJSON_AddStringToObject(object_.get(), key, textOrNull) != nullptr
+                            : addRepairedText(object_.get(), key, textOrNull));
+  return *this;
 }
 
-bool jsonAddNull(cJSON* object, const char* key) {
-  return cJSON_AddNullToObject(object, key) != nullptr;
+JsonObject& JsonObject::textUnlessEmpty(const char* key, const char* text) {
+  return *text != '\0' ? this->text(key, text) : *this;
 }
 
-bool jsonAddBool(cJSON* object, const char* key, bool value) {
-  return cJSON_AddBoolToObject(object, key, value) != nullptr;
+JsonObject& JsonObject::boolean(const char* key, bool value) {
+  keepIf(cJSON_AddBoolToObject(object_.get(), key, value) != nullptr);
+  return *this;
 }
+
+JsonObject& JsonObject::null(const char* key) {
+  keepIf(cJSON_AddNullToObject(object_.get(), key) != nullptr);
+  return *this;
+}
+
+JsonObject& JsonObject::add(const char* key, JsonPtr value) {
+  keepIf(jsonAdd(object_.get(), key, std::move(value)));
+  return *this;
+}
+
+template <typename Int>
+JsonPtr jsonNumbers(const std::vector<Int>& numbers) {
+  JsonPtr array(cJSON_CreateArray());
+  for (const Int number : numbers) {
+    if (!jsonAppend(array.get(), JsonPtr(cJSON_CreateNumber(number)))) {
+      return nullptr;
+    }
+  }
+  return array;
+}
+
+template JsonPtr jsonNumbers(const std::vector<int32_t>& numbers);
+template JsonPtr jsonNumbers(const std::vector<uint32_t>& numbers);
 
 bool jsonAppend(cJSON* array, JsonPtr element) {
   if (element == nullptr || !cJSON_AddItemToArray(array, element.get())) {

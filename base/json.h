@@ -1,9 +1,11 @@
-// Owning pointers to cJSON trees, numbers from outside, and building objects key by key.
+// Owning pointers to cJSON trees, numbers and texts from outside, and building objects key by key.
 #ifndef QUORIN_BASE_JSON_H
 #define QUORIN_BASE_JSON_H
 
 #include <cstdint>
 #include <memory>
+#include <utility>
+#include <vector>
 
 struct cJSON;
 
@@ -35,13 +37,39 @@ int64_t jsonToInt64(double number);
 int32_t jsonInt32Member(const cJSON* object, const char* key, int32_t fallback);
 int64_t jsonInt64Member(const cJSON* object, const char* key, int64_t fallback);
 
-// Append a member to an object in the order of the calls. Each returns false when memory runs out. A null text adds a
-// JSON null; bytes of a text that are no UTF-8 become U+FFFD. jsonAdd takes over the value in every case.
+// The string under a key; null when it is missing or of another type. The tree keeps ownership.
+const char* jsonTextMember(const cJSON* object, const char* key);
+
+// Adds a member, taking it over in every case; false when it is null or memory runs out.
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value);
-bool jsonAddNumber(cJSON* object, const char* key, int64_t number);
-bool jsonAddText(cJSON* object, const char* key, const char* textOrNull);
-bool jsonAddNull(cJSON* object, const char* key);
-bool jsonAddBool(cJSON* object, const char* key, bool value);
+
+// Builds an object member by member, in the order of the calls. A failure, which is always want of memory, is
+// remembered: what follows does nothing, and there is no object in the end.
+class JsonObject {
+ public:
+  JsonObject();
+
+  JsonObject& number(const char* key, int64_t number);
+  // A null text adds a JSON null; bytes of a text that are no UTF-8 become U+FFFD.
+  JsonObject& text(const char* key, const char* textOrNull);
+  JsonObject& textUnlessEmpty(const char* key, const char* text);
+  JsonObject& boolean(const char* key, bool value);
+  JsonObject& null(const char* key);
+  JsonObject& add(const char* key, JsonPtr value);  // a null value is a failure
+
+  // The object, or null after a failure. Nothing can be added afterwards.
+  JsonPtr take() { return std::move(object_); }
+
+ private:
+  void keepIf(bool added);
+
+  JsonPtr object_;
+};
+
+// An array of the numbers; null when memory runs out.
+template <typename Int>
+JsonPtr jsonNumbers(const std::vector<Int>& numbers);
+
 // Appends an element to an array, taking it over in every case; false when it is null.
 bool jsonAppend(cJSON* array, JsonPtr element);
 

@@ -25,7 +25,8 @@ struct CallOptions {
 // The request line, or an empty text when the parameters are not JSON.
 std::string buildRequest(const CallOptions& options) {
   const JsonPtr request(cJSON_CreateObject());
-  bool built = request != nullptr && jsonAddText(request.get(), "method", options.method.c_str());
+  bool built =
+      request != nullptr && cJSON_AddStringToObject(request.get(), "method", options.method.c_str()) != nullptr;
   if (!options.params.empty()) {
     built = built && jsonAdd(request.get(), "params", jsonParse(options.params.c_str()));
   }

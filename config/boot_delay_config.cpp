@@ -21,7 +21,6 @@
 
 namespace {
 
-constexpr uint32_t kSequential = 1;
 constexpr size_t kUnitKeyBytes = 16;
 constexpr const char* kUnits = "units";
 
@@ -110,12 +109,11 @@ int32_t saveConfigFile(const cJSON* root) {
 }
 
 JsonPtr unitToJson(const BootDelayConfig& config) {
-  JsonPtr object(cJSON_CreateObject());
-  const bool built =
-      object != nullptr && jsonAddNumber(object.get(), "delaySec", config.delaySec) &&
-      jsonAddText(object.get(), "executionMode", config.executionMode == kSequential ? "sequential" : "simultaneous") &&
-      jsonAddNumber(object.get(), "interPortDelaySec", config.interPortDelaySec);
-  return built ? std::move(object) : nullptr;
+  return JsonObject()
+      .number("delaySec", config.delaySec)
+      .text("executionMode", executionModeText(config.executionMode))
+      .number("interPortDelaySec", config.interPortDelaySec)
+      .take();
 }
 
 // An infinite number counts as none: it can't be written back when another unit is set.
@@ -125,14 +123,16 @@ uint32_t readSeconds(const cJSON* entry, const char* key) {
   return isUsable ? static_cast<uint32_t>(jsonToInt32(seconds->valuedouble)) : 0;
 }
 
-uint32_t readMode(const cJSON* entry) {
-  const cJSON* mode = jsonMember(entry, "executionMode");
-  return cJSON_IsString(mode) && strcmp(mode->valuestring, "sequential") == 0 ? kSequential : 0;
+// Any word but a mode's counts as simultaneous.
+ExecutionMode readMode(const cJSON* entry) {
+  ExecutionMode mode = EXECUTION_SIMULTANEOUS;
+  executionModeOf(jsonTextMember(entry, "executionMode"), &mode);
+  return mode;
 }
 
 bool inRange(const BootDelayConfig& config) {
   return config.delaySec <= kMaxBootDelaySec && config.interPortDelaySec <= kMaxBootInterPortDelaySec &&
-         config.executionMode <= kSequential;
+         static_cast<uint32_t>(config.executionMode) <= EXECUTION_SEQUENTIAL;
 }
 
 }  // namespace

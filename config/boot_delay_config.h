@@ -8,13 +8,15 @@
 
 #include <cstdint>
 
+#include "base/execution_mode.h"
+
 constexpr uint32_t kMaxBootDelaySec = 600;
 constexpr uint32_t kMaxBootInterPortDelaySec = 300;
 
 // One unit's settings; all 0 for a unit that was never set.
 struct BootDelayConfig {
-  uint32_t delaySec = 0;       // wait after start before the unit's ports get power; 0: none
-  uint32_t executionMode = 0;  // 1 sequential, 0 simultaneous
+  uint32_t delaySec = 0;  // wait after start before the unit's ports get power; 0: none
+  ExecutionMode executionMode = EXECUTION_SIMULTANEOUS;
   uint32_t interPortDelaySec = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/execution_mode.h"
 #include "base/fixed_text.h"
 
 enum class ScheduleType : int32_t { unknown = 0, powerOn = 1, restart = 2, powerOff = 3 };
@@ -24,9 +25,9 @@ struct PoeSchedule {
   FixedText<8> endTime;      // of a power_on or power_off window
   FixedText<8> restartTime;  // of a restart
   int32_t offTimeSec = 0;    // restart: how long the ports stay dark
-  bool sequential = false;   // ports one after another, interPortDelaySec apart
-  int32_t interPortDelaySec = 0;
-  int32_t allDay = 0;  // non-zero: the window is the whole day and needs no times
+  ExecutionMode executionMode = EXECUTION_SIMULTANEOUS;
+  int32_t interPortDelaySec = 0;  // between two ports in sequential mode
+  int32_t allDay = 0;             // non-zero: the window is the whole day and needs no times
   int32_t enabled = 0;
   std::vector<int32_t> days;  // weekly: 1 Monday to 7 Sunday; monthly: 1 to 31
   std::vector<uint32_t> ifNums;

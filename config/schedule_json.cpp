@@ -2,18 +2,11 @@
 
 #include <cjson/cJSON.h>
 
-#include <cstring>
 #include <new>
 
 #include "base/result_codes.h"
 
 namespace {
-
-// The string under a key, or null when it is missing or no string.
-const char* stringMember(const cJSON* object, const char* key) {
-  const cJSON* member = jsonMember(object, key);
-  return cJSON_IsString(member) ? member->valuestring : nullptr;
-}
 
 int32_t boolMember(const cJSON* object, const char* key, int32_t fallback) {
   const cJSON* member = jsonMember(object, key);
@@ -39,10 +32,9 @@ std::vector<Int> numbersMember(const cJSON* object, const char* key) try {
 }
 
 // False for a text that names no mode. A value of another type is ignored.
-bool readExecutionMode(const cJSON* object, bool* sequential) {
-  const char* mode = stringMember(object, "executionMode");
-  *sequential = mode != nullptr && strcmp(mode, "sequential") == 0;
-  return mode == nullptr || *sequential || strcmp(mode, "simultaneous") == 0;
+bool readExecutionMode(const cJSON* object, ExecutionMode* mode) {
+  const char* text = jsonTextMember(object, "executionMode");
+  return executionModeOf(text, mode) || text == nullptr;
 }
 
 bool fieldsFitType(const PoeSchedule& schedule) {
@@ -57,54 +49,37 @@ bool fieldsFitType(const PoeSchedule& schedule) {
   }
 }
 
-// Adds the text unless it is empty; false only when memory runs out.
-template <size_t kBytes>
-bool addUnlessEmpty(cJSON* object, const char* key, const FixedText<kBytes>& text) {
-  return text.empty() || jsonAddText(object, key, text.c_str());
+void addTimes(JsonObject& object, const PoeSchedule& schedule) {
+  if (schedule.type == ScheduleType::restart) {
+    object.text("restartTime", schedule.restartTime.c_str()).number("offTimeSec", schedule.offTimeSec);
+  }
+  if (isWindowType(schedule.type)) {
+    object.textUnlessEmpty("startTime", schedule.startTime.c_str())
+        .textUnlessEmpty("endTime", schedule.endTime.c_str())
+        .boolean("allDay", schedule.allDay != 0);
+  }
 }
 
-// Adds the array unless it is empty; false only when memory runs out.
 template <typename Int>
-bool addNumbers(cJSON* object, const char* key, const std::vector<Int>& numbers) {
-  if (numbers.empty()) {
-    return true;
-  }
-  cJSON* array = cJSON_AddArrayToObject(object, key);
-  for (const Int number : numbers) {
-    if (array == nullptr || !jsonAppend(array, JsonPtr(cJSON_CreateNumber(number)))) {
-      return false;
-    }
-  }
-  return true;
-}
-
-bool addTimes(cJSON* object, const PoeSchedule& schedule) {
-  switch (schedule.type) {
-    case ScheduleType::restart:
-      return jsonAddText(object, "restartTime", schedule.restartTime.c_str()) &&
-             jsonAddNumber(object, "offTimeSec", schedule.offTimeSec);
-    case ScheduleType::powerOn:
-    case ScheduleType::powerOff:
-      return addUnlessEmpty(object, "startTime", schedule.startTime) &&
-             addUnlessEmpty(object, "endTime", schedule.endTime) && jsonAddBool(object, "allDay", schedule.allDay != 0);
-    default:
-      return true;
+void addUnlessEmpty(JsonObject& object, const char* key, const std::vector<Int>& numbers) {
+  if (!numbers.empty()) {
+    object.add(key, jsonNumbers(numbers));
   }
 }
 
 }  // namespace
 
 int32_t scheduleFromJson(const cJSON* object, PoeSchedule* schedule) {
-  schedule->name.assign(stringMember(object, "name"));
-  schedule->type = scheduleTypeOf(stringMember(object, "scheduleType"));
-  schedule->startDate.assign(stringMember(object, "startDate"));
-  schedule->endDate.assign(stringMember(object, "endDate"));
-  schedule->recurrence = recurrenceOf(stringMember(object, "recurrence"));
-  schedule->startTime.assign(stringMember(object, "startTime"));
-  schedule->endTime.assign(stringMember(object, "endTime"));
-  schedule->restartTime.assign(stringMember(object, "restartTime"));
+  schedule->name.assign(jsonTextMember(object, "name"));
+  schedule->type = scheduleTypeOf(jsonTextMember(object, "scheduleType"));
+  schedule->startDate.assign(jsonTextMember(object, "startDate"));
+  schedule->endDate.assign(jsonTextMember(object, "endDate"));
+  schedule->recurrence = recurrenceOf(jsonTextMember(object, "recurrence"));
+  schedule->startTime.assign(jsonTextMember(object, "startTime"));
+  schedule->endTime.assign(jsonTextMember(object, "endTime"));
+  schedule->restartTime.assign(jsonTextMember(object, "restartTime"));
   schedule->offTimeSec = jsonInt32Member(object, "offTimeSec", 0);
-  const bool modeKnown = readExecutionMode(object, &schedule->sequential);
+  const bool modeKnown = readExecutionMode(object, &schedule->executionMode);
   schedule->interPortDelaySec = jsonInt32Member(object, "interPortDelaySec", 0);
   schedule->allDay = boolMember(object, "allDay", 0);
   schedule->enabled = boolMember(object, "enabled", 1);
@@ -116,19 +91,21 @@ int32_t scheduleFromJson(const cJSON* object, PoeSchedule* schedule) {
 }
 
 JsonPtr scheduleToJson(const PoeSchedule& schedule) {
-  JsonPtr answer(cJSON_CreateObject());
-  cJSON* object = answer.get();
-  const bool built = object != nullptr && jsonAddNumber(object, "scheduleId", schedule.scheduleId) &&
-                     jsonAddText(object, "name", schedule.name.c_str()) &&
-                     jsonAddText(object, "scheduleType", scheduleTypeText(schedule.type)) &&
-                     addUnlessEmpty(object, "startDate", schedule.startDate) &&
-                     addUnlessEmpty(object, "endDate", schedule.endDate) &&
-                     jsonAddText(object, "recurrence", recurrenceText(schedule.recurrence)) &&
-                     addNumbers(object, "recurrenceDays", schedule.days) &&
-                     addNumbers(object, "ifNums", schedule.ifNums) && addTimes(object, schedule) &&
-                     jsonAddText(object, "executionMode", schedule.sequential ? "sequential" : "simultaneous") &&
-                     jsonAddNumber(object, "interPortDelaySec", schedule.interPortDelaySec) &&
-                     jsonAddBool(object, "enabled", schedule.enabled != 0) &&
-                     jsonAddText(object, "status", schedule.enabled != 0 ? "active" : "inactive");
-  return built ? std::move(answer) : nullptr;
+  JsonObject object;
+  object.number("scheduleId", schedule.scheduleId)
+      .text("name", schedule.name.c_str())
+      .text("scheduleType", scheduleTypeText(schedule.type))
+      .textUnlessEmpty("startDate", schedule.startDate.c_str())
+      .textUnlessEmpty("endDate", schedule.endDate.c_str())
+      .text("recurrence", recurrenceText(schedule.recurrence));
+
+  addUnlessEmpty(object, "recurrenceDays", schedule.days);
+  addUnlessEmpty(object, "ifNums", schedule.ifNums);
+  addTimes(object, schedule);
+
+  object.text("executionMode", executionModeText(schedule.executionMode))
+      .number("interPortDelaySec", schedule.interPortDelaySec)
+      .boolean("enabled", schedule.enabled != 0)
+      .text("status", schedule.enabled != 0 ? "active" : "inactive");
+  return object.take();
 }

@@ -97,7 +97,7 @@ void bindContent(sqlite3_stmt* statement, int first, const PoeSchedule& schedule
   bindTextOrNull(statement, first + 4, schedule.endTime.orNull());
   bindTextOrNull(statement, first + 5, schedule.restartTime.orNull());
   sqlite3_bind_int(statement, first + 6, schedule.offTimeSec);
-  sqlite3_bind_int(statement, first + 7, schedule.sequential ? 1 : 0);
+  sqlite3_bind_int(statement, first + 7, schedule.executionMode == EXECUTION_SEQUENTIAL ? 1 : 0);
   sqlite3_bind_int(statement, first + 8, schedule.interPortDelaySec);
   sqlite3_bind_int(statement, first + 9, schedule.allDay);
   sqlite3_bind_int(statement, first + 10, schedule.enabled);
@@ -277,7 +277,7 @@ void scheduleRowRead(sqlite3_stmt* row, PoeSchedule* schedule) {
   schedule->endTime.assign(columnText(row, 8));
   schedule->restartTime.assign(columnText(row, 9));
   schedule->offTimeSec = sqlite3_column_int(row, 10);
-  schedule->sequential = sqlite3_column_int(row, 11) != 0;
+  schedule->executionMode = sqlite3_column_int(row, 11) != 0 ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
   schedule->interPortDelaySec = sqlite3_column_int(row, 12);
   schedule->allDay = sqlite3_column_int(row, 13);
   schedule->enabled = sqlite3_column_int(row, 14);

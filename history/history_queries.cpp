@@ -39,14 +39,14 @@ bool isNull(sqlite3_stmt* row, int column) {
   return sqlite3_column_type(row, column) == SQLITE_NULL;
 }
 
-bool addUtcTime(cJSON* object, const char* key, int64_t unixTime) {
+void addUtcTime(JsonObject& object, const char* key, int64_t unixTime) {
   const auto seconds = static_cast<time_t>(unixTime);
   tm utc{};
   char text[kTimeTextBytes] = "";
   if (gmtime_r(&seconds, &utc) == nullptr || strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
     text[0] = '\0';  // a year that no calendar time can hold
   }
-  return jsonAddText(object, key, text);
+  object.text(key, text);
 }
 
 // A running run shows its status, a finished one its result.
@@ -57,33 +57,43 @@ const char* shownStatus(sqlite3_stmt* row) {
   return isNull(row, kStatus) ? "success" : columnText(row, kStatus);
 }
 
-bool addSchedule(cJSON* run, sqlite3_stmt* row) {
-  const bool idAdded = isNull(row, kScheduleId)
-                           ? jsonAddNull(run, "scheduleId")
-                           : jsonAddNumber(run, "scheduleId", sqlite3_column_int64(row, kScheduleId));
+void addSchedule(JsonObject& run, sqlite3_stmt* row) {
+  if (isNull(row, kScheduleId)) {
+    run.null("scheduleId");
+  } else {
+    run.number("scheduleId", sqlite3_column_int64(row, kScheduleId));
+  }
+  run.text("scheduleName", columnText(row, kScheduleName));
   // Unlike id and name, a missing type leaves no key at all: clients rely on it.
-  return idAdded && jsonAddText(run, "scheduleName", columnText(row, kScheduleName)) &&
-         (isNull(row, kScheduleType) || jsonAddText(run, "scheduleType", columnText(row, kScheduleType)));
+  if (!isNull(row, kScheduleType)) {
+    run.text("scheduleType", columnText(row, kScheduleType));
+  }
 }
 
-bool addCounts(cJSON* run, const PortCounts& counts) {
-  return jsonAddNumber(run, "portCount", counts.total) && jsonAddNumber(run, "successPortCount", counts.success) &&
-         jsonAddNumber(run, "failedPortCount", counts.failed) && jsonAddNumber(run, "skippedPortCount", counts.skipped);
+// The members of the current row that pages and details have.
+void addRun(JsonObject& run, sqlite3_stmt* row, int32_t unit, const PortCounts& counts) {
+  run.number("runId", sqlite3_column_int64(row, kRunId)).text("triggered", columnText(row, kTrigger));
+  addSchedule(run, row);
+  run.number("unit", unit).text("status", shownStatus(row)).text("executionMode", columnText(row, kExecutionMode));
+
+  addUtcTime(run, "startedAt", sqlite3_column_int64(row, kStartedAt));
+  if (isNull(row, kCompletedAt)) {
+    run.null("completedAt");
+  } else {
+    addUtcTime(run, "completedAt", sqlite3_column_int64(row, kCompletedAt));
+  }
+
+  run.number("portCount", counts.total)
+      .number("successPortCount", counts.success)
+      .number("failedPortCount", counts.failed)
+      .number("skippedPortCount", counts.skipped);
 }
 
 // The run object of the current row, or null when memory runs out.
 JsonPtr runRowToJson(sqlite3_stmt* row, int32_t unit, const PortCounts& counts) {
-  JsonPtr run(cJSON_CreateObject());
-  const bool built =
-      run != nullptr && jsonAddNumber(run.get(), "runId", sqlite3_column_int64(row, kRunId)) &&
-      jsonAddText(run.get(), "triggered", columnText(row, kTrigger)) && addSchedule(run.get(), row) &&
-      jsonAddNumber(run.get(), "unit", unit) && jsonAddText(run.get(), "status", shownStatus(row)) &&
-      jsonAddText(run.get(), "executionMode", columnText(row, kExecutionMode)) &&
-      addUtcTime(run.get(), "startedAt", sqlite3_column_int64(row, kStartedAt)) &&
-      (isNull(row, kCompletedAt) ? jsonAddNull(run.get(), "completedAt")
-                                 : addUtcTime(run.get(), "completedAt", sqlite3_column_int64(row, kCompletedAt))) &&
-      addCounts(run.get(), counts);
-  return built ? std::move(run) : nullptr;
+  JsonObject run;
+  addRun(run, row, unit, counts);
+  return run.take();
 }
 
 int64_t countRunsLocked(sqlite3* db, int32_t unit) {
@@ -124,14 +134,17 @@ int32_t listPageLocked(sqlite3* db, int32_t unit, int32_t page, int32_t pageSize
   return RESULT_OK;
 }
 
-bool addDetailKeys(cJSON* run, sqlite3_stmt* row) {
-  const bool allDayKnown = !isNull(row, kAllDay);
-  return jsonAddNumber(run, "interPortDelaySec", sqlite3_column_int(row, kInterPortDelay)) &&
-         jsonAddText(run, "errorMessage", columnText(row, kErrorMessage)) &&
-         (allDayKnown ? jsonAddBool(run, "allDay", sqlite3_column_int(row, kAllDay) != 0) : jsonAddNull(run, "allDay"));
+void addDetail(JsonObject& run, sqlite3_stmt* row) {
+  run.number("interPortDelaySec", sqlite3_column_int(row, kInterPortDelay))
+      .text("errorMessage", columnText(row, kErrorMessage));
+  if (isNull(row, kAllDay)) {
+    run.null("allDay");
+  } else {
+    run.boolean("allDay", sqlite3_column_int(row, kAllDay) != 0);
+  }
 }
 
-int32_t detailRunLocked(sqlite3* db, int32_t unit, int64_t runId, JsonPtr* run) {
+int32_t detailRunLocked(sqlite3* db, int32_t unit, int64_t runId, JsonObject& run) {
   const StatementPtr statement =
       prepareStatement(db, "SELECT " RUN_COLUMNS ", all_day_snapshot FROM poe_history WHERE unit=? AND run_id=?;");
   if (statement == nullptr) {
@@ -145,16 +158,17 @@ int32_t detailRunLocked(sqlite3* db, int32_t unit, int64_t runId, JsonPtr* run) 
   }
   PortCounts counts;
   countPorts(db, runId, &counts);
-  *run = runRowToJson(statement.get(), unit, counts);
-  return *run != nullptr && addDetailKeys(run->get(), statement.get()) ? RESULT_OK : ERR_GENERAL;
+  addRun(run, statement.get(), unit, counts);
+  addDetail(run, statement.get());
+  return RESULT_OK;
 }
 
 JsonPtr portStepToJson(sqlite3_stmt* row) {
-  JsonPtr step(cJSON_CreateObject());
-  const bool built = step != nullptr && jsonAddNumber(step.get(), "ifNum", sqlite3_column_int64(row, 0)) &&
-                     jsonAddText(step.get(), "status", columnText(row, 1)) &&
-                     jsonAddText(step.get(), "errorMessage", columnText(row, 2));
-  return built ? std::move(step) : nullptr;
+  return JsonObject()
+      .number("ifNum", sqlite3_column_int64(row, 0))
+      .text("status", columnText(row, 1))
+      .text("errorMessage", columnText(row, 2))
+      .take();
 }
 
 // The run's ports, an empty array when they can't be queried; null when memory runs out.
@@ -236,11 +250,13 @@ int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answe
       return rc;
     }
   }
-  JsonPtr list(cJSON_CreateObject());
-  const bool built = list != nullptr && jsonAdd(list.get(), "runs", std::move(runs)) &&
-                     jsonAddNumber(list.get(), "page", page) && jsonAddNumber(list.get(), "pageSize", pageSize) &&
-                     jsonAddNumber(list.get(), "total", total);
-  if (!built) {
+  JsonPtr list = JsonObject()
+                     .add("runs", std::move(runs))
+                     .number("page", page)
+                     .number("pageSize", pageSize)
+                     .number("total", total)
+                     .take();
+  if (list == nullptr) {
     return ERR_GENERAL;
   }
   *answer = std::move(list);
@@ -252,15 +268,16 @@ int32_t historyDetail(int32_t unit, int64_t runId, JsonPtr* answer) {
   if (!access) {
     return ERR_GENERAL;
   }
-  JsonPtr run;
-  const int32_t rc = detailRunLocked(access.db(), unit, runId, &run);
+  JsonObject run;
+  const int32_t rc = detailRunLocked(access.db(), unit, runId, run);
   if (rc != RESULT_OK) {
     return rc;
   }
-  if (!jsonAdd(run.get(), "portSteps", portStepsLocked(access.db(), runId))) {
+  JsonPtr built = run.add("portSteps", portStepsLocked(access.db(), runId)).take();
+  if (built == nullptr) {
     return ERR_GENERAL;
   }
-  *answer = std::move(run);
+  *answer = std::move(built);
   return RESULT_OK;
 }
 

@@ -264,7 +264,7 @@ int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, in
     return runFinishLocked(db, runId, RUN_RESULT_FAILED, error != nullptr ? error : "no port outcomes recorded",
                            completedAt);
   }
-  const RunResult result = historyResultFromCounts(counts.total, counts.success, counts.failed, counts.skipped);
+  const RunResult result = historyResultFromCounts(counts);
   return runFinishLocked(db, runId, result, error, completedAt);
 }
 

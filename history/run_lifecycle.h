@@ -13,6 +13,7 @@
 
 #include <cstdint>
 
+#include "base/execution_mode.h"
 #include "history/run_vocabulary.h"
 
 // What a run is begun with. Only read: texts and array stay the caller's.
@@ -22,7 +23,7 @@ struct RunBeginRequest {
   int64_t scheduleId = 0;              // 0 or less: no schedule, stored as NULL
   const char* scheduleName = nullptr;  // null is stored as NULL
   int32_t action = 0;                  // PoeActionType
-  int32_t executionMode = EXECUTION_SIMULTANEOUS;
+  ExecutionMode executionMode = EXECUTION_SIMULTANEOUS;
   int32_t interPortDelaySec = 0;
   int32_t allDay = 0;  // stored for power_on and power_off only
   const uint32_t* ifNums = nullptr;

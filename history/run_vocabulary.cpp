@@ -3,6 +3,7 @@
 #include <cstring>
 
 void countOutcome(int32_t outcome, PortCounts* counts) {
+  ++counts->total;
   counts->success += outcome == PORT_SUCCESS ? 1 : 0;
   counts->failed += outcome == PORT_FAILED ? 1 : 0;
   counts->skipped += outcome == PORT_SKIPPED ? 1 : 0;
@@ -30,10 +31,6 @@ const char* poeActionText(int32_t action) {
     default:
       return nullptr;
   }
-}
-
-const char* executionModeText(int32_t mode) {
-  return mode == EXECUTION_SEQUENTIAL ? "sequential" : "simultaneous";
 }
 
 const char* runResultText(int32_t result) {
@@ -86,4 +83,8 @@ RunResult historyResultFromCounts(int32_t total, int32_t success, int32_t failed
   }
   const bool everyPortSkipped = failed == 0 && success == 0 && total >= 1 && skipped == total;
   return everyPortSkipped ? RUN_RESULT_FAILED : RUN_RESULT_SUCCESS;
+}
+
+RunResult historyResultFromCounts(const PortCounts& counts) {
+  return historyResultFromCounts(counts.total, counts.success, counts.failed, counts.skipped);
 }

@@ -18,11 +18,6 @@ enum PoeActionType : int32_t {
   POE_ACTION_POWER_OFF = 3,
 };
 
-enum ExecutionMode : int32_t {
-  EXECUTION_SIMULTANEOUS = 0,
-  EXECUTION_SEQUENTIAL = 1,
-};
-
 enum RunResult : int32_t {
   RUN_RESULT_SUCCESS = 1,
   RUN_RESULT_PARTIAL = 2,
@@ -37,7 +32,7 @@ enum PortOutcome : int32_t {
   PORT_NOT_APPLICABLE = 3,
 };
 
-// Port rows of one run, counted by state; total counts the rows in every other state, too.
+// Ports of one run, counted by state; total counts those in every other state, too.
 struct PortCounts {
   int32_t total = 0;
   int32_t success = 0;
@@ -45,14 +40,13 @@ struct PortCounts {
   int32_t skipped = 0;
 };
 
-// Adds one port's outcome to the counts of its kind; total is the caller's.
+// Adds one port with its outcome to the counts.
 void countOutcome(int32_t outcome, PortCounts* counts);
 
-// Texts for values; all are constants. Values outside the enumerations read as "scheduled", null, "simultaneous",
-// "success" and "failed".
+// Texts for values; all are constants. Values outside the enumerations read as "scheduled", null, "success" and
+// "failed".
 const char* runTriggerText(int32_t trigger);
 const char* poeActionText(int32_t action);  // null when there is none
-const char* executionModeText(int32_t mode);
 const char* runResultText(int32_t result);
 const char* portOutcomeText(int32_t outcome);
 
@@ -68,5 +62,6 @@ int32_t portStateRank(const char* stateOrNull);
 // The overall result of a run of total ports: partial when some failed and some succeeded, failed when some failed and
 // none succeeded or when every port was skipped, success otherwise, for a run without ports too.
 RunResult historyResultFromCounts(int32_t total, int32_t success, int32_t failed, int32_t skipped);
+RunResult historyResultFromCounts(const PortCounts& counts);
 
 #endif

@@ -2,11 +2,8 @@
 
 #include <cjson/cJSON.h>
 
-#include <cstring>
-
 #include "base/result_codes.h"
 #include "config/boot_delay_config.h"
-#include "history/run_vocabulary.h"
 #include "ipc/rpc_params.h"
 
 namespace {
@@ -24,17 +21,10 @@ bool readSeconds(const cJSON* params, const char* key, bool optional, uint32_t l
   return *value <= limit;
 }
 
-bool readMode(const cJSON* params, uint32_t* mode) {
-  const cJSON* member = jsonMember(params, "executionMode");
-  if (member == nullptr) {
-    return true;
-  }
-  if (!cJSON_IsString(member)) {
-    return false;
-  }
-  const bool sequential = strcmp(member->valuestring, executionModeText(EXECUTION_SEQUENTIAL)) == 0;
-  *mode = sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
-  return sequential || strcmp(member->valuestring, executionModeText(EXECUTION_SIMULTANEOUS)) == 0;
+// False for what is there but names no mode.
+bool readMode(const cJSON* params, ExecutionMode* mode) {
+  return executionModeOf(jsonTextMember(params, "executionMode"), mode) ||
+         jsonMember(params, "executionMode") == nullptr;
 }
 
 }  // namespace
@@ -49,12 +39,12 @@ int32_t rpcBootDelayGet(const cJSON* params, JsonPtr* result) {
   if (rc != RESULT_OK) {
     return rc;
   }
-  JsonPtr answer(cJSON_CreateObject());
-  const bool built =
-      answer != nullptr && jsonAddNumber(answer.get(), "delaySec", config.delaySec) &&
-      jsonAddText(answer.get(), "executionMode", executionModeText(static_cast<int32_t>(config.executionMode))) &&
-      jsonAddNumber(answer.get(), "interPortDelaySec", config.interPortDelaySec);
-  if (!built) {
+  JsonPtr answer = JsonObject()
+                       .number("delaySec", config.delaySec)
+                       .text("executionMode", executionModeText(config.executionMode))
+                       .number("interPortDelaySec", config.interPortDelaySec)
+                       .take();
+  if (answer == nullptr) {
     return ERR_GENERAL;
   }
   *result = std::move(answer);

@@ -74,8 +74,7 @@ int32_t refuseMethod(const char* nameOrNull) {
 }
 
 int32_t carryOut(const cJSON* request, JsonPtr* result) {
-  const cJSON* method = jsonMember(request, "method");
-  const char* name = cJSON_IsString(method) ? method->valuestring : nullptr;
+  const char* name = jsonTextMember(request, "method");
   const RpcHandler handler = name != nullptr ? rpcFindMethod(name) : nullptr;
   return handler != nullptr ? handler(jsonMember(request, "params"), result) : refuseMethod(name);
 }

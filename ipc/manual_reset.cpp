@@ -3,7 +3,6 @@
 #include <cjson/cJSON.h>
 
 #include <algorithm>
-#include <cstring>
 #include <new>
 #include <vector>
 
@@ -29,10 +28,11 @@ struct ResetRequest {
   ExecutionMode executionMode = EXECUTION_SIMULTANEOUS;
 };
 
+// Any word but a mode's counts as simultaneous.
 ExecutionMode readExecutionMode(const cJSON* request) {
-  const cJSON* mode = jsonMember(request, "executionMode");
-  const bool sequential = cJSON_IsString(mode) && strcmp(mode->valuestring, "sequential") == 0;
-  return sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
+  ExecutionMode mode = EXECUTION_SIMULTANEOUS;
+  executionModeOf(jsonTextMember(request, "executionMode"), &mode);
+  return mode;
 }
 
 // The numbers among the first elements of the array, in order; repeated ones are kept.
@@ -87,17 +87,8 @@ int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNum
   if (runId <= 0) {
     return 0;
   }
-  PoeActionJob job;
-  job.trigger = RUN_TRIGGER_MANUAL;
-  job.unit = request.unit;
-  job.runId = runId;
-  job.scheduleName = kRunName;
-  job.action = POE_ACTION_RESTART;
-  job.executionMode = request.executionMode;
-  job.interPortDelaySec = request.interPortDelaySec;
+  PoeActionJob job = poeActionJobOf(begin, runId);
   job.offTimeSec = request.offTimeSec;
-  job.ifNums = ifNums.data();
-  job.ifNumCount = static_cast<int32_t>(ifNums.size());
   if (poeActionSpawn(&job) != 0) {
     historyRunForceFail(runId, "spawn failed");
     return 0;
@@ -105,32 +96,22 @@ int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNum
   return runId;
 }
 
-// The array of the resolved ports, or null when memory runs out.
-JsonPtr portArray(const std::vector<uint32_t>& ifNums) {
-  JsonPtr array(cJSON_CreateArray());
-  for (const uint32_t ifNum : ifNums) {
-    if (array == nullptr || !jsonAppend(array.get(), JsonPtr(cJSON_CreateNumber(ifNum)))) {
-      return nullptr;
-    }
-  }
-  return array;
-}
-
 // The answer, whose run id is still to come; null when memory runs out. The ports may be left out.
 JsonPtr buildAnswer(const ResetRequest& request, const std::vector<uint32_t>& ifNums) {
-  JsonPtr answer(cJSON_CreateObject());
-  const bool built = answer != nullptr && jsonAddNumber(answer.get(), kRunIdKey, 0) &&
-                     jsonAddText(answer.get(), "triggered", runTriggerText(RUN_TRIGGER_MANUAL)) &&
-                     jsonAddNull(answer.get(), "scheduleId") && jsonAddText(answer.get(), "scheduleName", kRunName) &&
-                     jsonAddText(answer.get(), "scheduleType", poeActionText(POE_ACTION_RESTART)) &&
-                     jsonAddNumber(answer.get(), "unit", request.unit) &&
-                     jsonAddText(answer.get(), "executionMode", executionModeText(request.executionMode)) &&
-                     jsonAddNumber(answer.get(), "offTimeSec", request.offTimeSec) &&
-                     jsonAddNumber(answer.get(), "interPortDelaySec", request.interPortDelaySec);
-  if (!built) {
-    return nullptr;
+  JsonPtr answer = JsonObject()
+                       .number(kRunIdKey, 0)
+                       .text("triggered", runTriggerText(RUN_TRIGGER_MANUAL))
+                       .null("scheduleId")
+                       .text("scheduleName", kRunName)
+                       .text("scheduleType", poeActionText(POE_ACTION_RESTART))
+                       .number("unit", request.unit)
+                       .text("executionMode", executionModeText(request.executionMode))
+                       .number("offTimeSec", request.offTimeSec)
+                       .number("interPortDelaySec", request.interPortDelaySec)
+                       .take();
+  if (answer != nullptr) {
+    jsonAdd(answer.get(), "resolvedIfNums", jsonNumbers(ifNums));
   }
-  jsonAdd(answer.get(), "resolvedIfNums", portArray(ifNums));
   return answer;
 }
 

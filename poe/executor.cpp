@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr const char* kForeignPort = "ifNum not in unit's PoE port range";
 constexpr const char* kBusyPort = "port busy (another run in progress)";
 
 // Manual resets whose executors are at work.
@@ -56,9 +55,9 @@ struct PortResult {
 
 constexpr PortResult kPortSuccess{PORT_SUCCESS, nullptr};
 
-// Switches a port's PoE; true on success. The executor reports every failure alike, so codes are not told apart.
-bool adminEnableSet(uint32_t ifNum, uint32_t mode) {
-  return rpcclt_openapiPoePsePortAdminEnableSet(&openApiClient, ifNum, mode) == OPENCLT_OK;
+// The executor reports every failure alike, so codes are not told apart.
+bool switchPort(uint32_t ifNum, int32_t enable) {
+  return poePortSwitch(ifNum, enable) == OPENCLT_OK;
 }
 
 using RecordPort = int32_t (*)(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt);
@@ -69,14 +68,14 @@ void recordAndCount(const PoeActionJob& job, uint32_t ifNum, PortResult result, 
 }
 
 void finishRun(const PoeActionJob& job, const PortCounts& counts) {
-  const RunResult result = historyResultFromCounts(job.ifNumCount, counts.success, counts.failed, counts.skipped);
+  const RunResult result = historyResultFromCounts(counts);
   historyRunFinish(job.runId, result, nullptr, time(nullptr));
 }
 
 // Locks a port for this thread. Returns null, or why the port must be skipped.
 const char* claimPort(int32_t unit, uint32_t ifNum) {
   if (poePortsCheckUnit(unit, &ifNum, 1, nullptr) != 0) {
-    return kForeignPort;
+    return kForeignPortText;
   }
   return portLockTry(unit, static_cast<int32_t>(ifNum)) != 0 ? kBusyPort : nullptr;
 }
@@ -102,7 +101,7 @@ void claimAndSwitchOff(const PoeActionJob& job, std::vector<BatchPort>& ports, P
     }
   }
   for (BatchPort& port : ports) {
-    port.switchedOff = port.locked && adminEnableSet(port.ifNum, OPENCLT_ADMIN_DISABLE);
+    port.switchedOff = port.locked && switchPort(port.ifNum, OPENCLT_ADMIN_DISABLE);
   }
 }
 
@@ -110,7 +109,7 @@ PortResult switchOnAgain(const BatchPort& port) {
   if (!port.switchedOff) {
     return {PORT_FAILED, "power_off failed"};
   }
-  return adminEnableSet(port.ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
+  return switchPort(port.ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
 }
 
 void switchAllOnAgain(const PoeActionJob& job, const std::vector<BatchPort>& ports, PortCounts* counts) {
@@ -167,19 +166,19 @@ PortResult restartPort(const PoeActionJob& job, uint32_t ifNum) {
     const bool reset = rpcclt_openapiPoePsePortReset(&openApiClient, job.unit, ifNum) == OPENCLT_OK;
     return reset ? kPortSuccess : PortResult{PORT_FAILED, "reset failed"};
   }
-  if (!adminEnableSet(ifNum, OPENCLT_ADMIN_DISABLE)) {
+  if (!switchPort(ifNum, OPENCLT_ADMIN_DISABLE)) {
     return {PORT_FAILED, "power_off failed"};
   }
   sleepSeconds(job.offTimeSec);
-  return adminEnableSet(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
+  return switchPort(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
 }
 
 PortResult actOnPort(const PoeActionJob& job, uint32_t ifNum) {
   switch (job.action) {
     case POE_ACTION_POWER_ON:
-      return adminEnableSet(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "hardware error"};
+      return switchPort(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "hardware error"};
     case POE_ACTION_POWER_OFF:
-      return adminEnableSet(ifNum, OPENCLT_ADMIN_DISABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_off failed"};
+      return switchPort(ifNum, OPENCLT_ADMIN_DISABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_off failed"};
     default:
       return restartPort(job, ifNum);
   }
@@ -234,6 +233,21 @@ int startExecutor(OwnedJob* owned) {
 }
 
 }  // namespace
+
+PoeActionJob poeActionJobOf(const RunBeginRequest& begun, int64_t runId) {
+  PoeActionJob job;
+  job.trigger = begun.trigger;
+  job.unit = begun.unit;
+  job.runId = runId;
+  job.scheduleName = begun.scheduleName;
+  job.action = begun.action;
+  job.executionMode = begun.executionMode;
+  job.interPortDelaySec = begun.interPortDelaySec;
+  job.allDay = begun.allDay;
+  job.ifNums = begun.ifNums;
+  job.ifNumCount = begun.ifCount;
+  return job;
+}
 
 int32_t poeActionSpawn(const PoeActionJob* job) {
   if (job == nullptr) {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "history/run_vocabulary.h"
+#include "history/run_lifecycle.h"
 
 // The executor's input. The run has been begun and stays "running" until the executor finishes it.
 struct PoeActionJob {
@@ -13,7 +13,7 @@ struct PoeActionJob {
   int64_t runId = 0;
   const char* scheduleName = nullptr;  // borrowed, carried for the caller, not read here
   int32_t action = 0;                  // PoeActionType; any other code is carried out as a restart
-  int32_t executionMode = EXECUTION_SIMULTANEOUS;
+  ExecutionMode executionMode = EXECUTION_SIMULTANEOUS;
   int32_t interPortDelaySec = 0;     // between ports in sequential mode; 0 or less: none
   int32_t offTimeSec = 0;            // how long a restart leaves ports dark; 0 or less: the switch's own port reset
   int32_t allDay = 0;                // carried for the caller, not read here
@@ -21,6 +21,10 @@ struct PoeActionJob {
   const uint32_t* ifNums = nullptr;  // in execution order
   int32_t ifNumCount = 0;
 };
+
+// The job of a run that was begun so; what only an executor needs (offTimeSec, keepRunOpen) is left for the caller to
+// add.
+PoeActionJob poeActionJobOf(const RunBeginRequest& begun, int64_t runId);
 
 // How many manual resets are carried out at a time: each takes a thread, however long it leaves its ports dark.
 constexpr int32_t kMaxManualExecutors = 256;

@@ -39,9 +39,13 @@ bool isPoePortOfUnit(int32_t unit, uint32_t ifNum) {
 
 }  // namespace
 
+int32_t poePortSwitch(uint32_t ifNum, int32_t enable) {
+  const uint32_t mode = enable != 0 ? OPENCLT_ADMIN_ENABLE : OPENCLT_ADMIN_DISABLE;
+  return rpcclt_openapiPoePsePortAdminEnableSet(&openApiClient, ifNum, mode);
+}
+
 int32_t poePortAdminSet(uint32_t ifNum, int32_t enable) {
-  switch (rpcclt_openapiPoePsePortAdminEnableSet(&openApiClient, ifNum,
-                                                 enable != 0 ? OPENCLT_ADMIN_ENABLE : OPENCLT_ADMIN_DISABLE)) {
+  switch (poePortSwitch(ifNum, enable)) {
     case OPENCLT_OK:
       return RESULT_OK;
     case OPENCLT_INVALID_ARGUMENT:

@@ -5,7 +5,14 @@
 #include <cstdint>
 #include <vector>
 
-// Switches a port's PoE on (enable non-zero) or off. Returns RESULT_OK, ERR_INVALID_ARG when the switch OS rejects the
+// Why a port is skipped that poePortsCheckUnit refuses, as the history shows it.
+constexpr const char* kForeignPortText = "ifNum not in unit's PoE port range";
+
+// Has the switch OS switch a port's PoE on (enable non-zero) or off. Returns the switch OS's own code, OPENCLT_OK when
+// it is done. The one place where a port is switched.
+int32_t poePortSwitch(uint32_t ifNum, int32_t enable);
+
+// The same with a result code of the daemon. Returns RESULT_OK, ERR_INVALID_ARG when the switch OS rejects the
 // argument, ERR_NOT_FOUND when the port's state does not allow it, or ERR_GENERAL.
 int32_t poePortAdminSet(uint32_t ifNum, int32_t enable);
 

@@ -52,69 +52,80 @@ const char* violationTypeText(uint32_t code) {
   return textOf(kTexts, code, 1);
 }
 
-// Adds a text member unless there is no text; false only when memory runs out.
-bool addKnownText(cJSON* port, const char* key, const char* text) {
-  return text == nullptr || jsonAddText(port, key, text);
-}
-
 struct PortQuery {
   int32_t unit;
   uint32_t ifNum;
 };
 
-// One key each, in the order of the calls. A getter that fails leaves its key out; false only when memory runs out.
-bool addAdminMode(cJSON* port, PortQuery query) {
+// One member each, in the order of the calls. A getter that fails leaves its member out.
+void addAdminMode(JsonObject& port, PortQuery query) {
   uint32_t mode = 0;
-  return rpcclt_openapiPoePsePortAdminEnableGet(&openApiClient, query.ifNum, &mode) != OPENCLT_OK ||
-         jsonAddText(port, "adminMode", mode == OPENCLT_ADMIN_ENABLE ? "enable" : "disable");
-}
-
-bool addPowerClass(cJSON* port, PortQuery query) {
-  uint32_t powerClass = 0;
-  if (rpcclt_openapiPoePsePortPowerClassificationsGet(&openApiClient, query.unit, query.ifNum, &powerClass) !=
-      OPENCLT_OK) {
-    return true;
+  if (rpcclt_openapiPoePsePortAdminEnableGet(&openApiClient, query.ifNum, &mode) == OPENCLT_OK) {
+    port.text("adminMode", mode == OPENCLT_ADMIN_ENABLE ? "enable" : "disable");
   }
-  char text[16];
-  snprintf(text, sizeof text, "%u", static_cast<unsigned>(powerClass));
-  return jsonAddText(port, "powerClass", text);
 }
 
-bool addPowerLimit(cJSON* port, PortQuery query) {
+void addPowerClass(JsonObject& port, PortQuery query) {
+  uint32_t powerClass = 0;
+  const int32_t rc =
+      rpcclt_openapiPoePsePortPowerClassificationsGet(&openApiClient, query.unit, query.ifNum, &powerClass);
+  if (rc == OPENCLT_OK) {
+    char text[16];
+    snprintf(text, sizeof text, "%u", static_cast<unsigned>(powerClass));
+    port.text("powerClass", text);
+  }
+}
+
+void addPowerLimit(JsonObject& port, PortQuery query) {
   uint32_t limitMw = 0;
-  return rpcclt_openapiPoePsePortCurPowerLimitGet(&openApiClient, query.unit, query.ifNum, &limitMw) != OPENCLT_OK ||
-         jsonAddNumber(port, "powerLimitMw", limitMw);
+  const int32_t rc = rpcclt_openapiPoePsePortCurPowerLimitGet(&openApiClient, query.unit, query.ifNum, &limitMw);
+  if (rc == OPENCLT_OK) {
+    port.number("powerLimitMw", limitMw);
+  }
+}
+
+void addKnownText(JsonObject& port, const char* key, const char* textOrNull) {
+  if (textOrNull != nullptr) {
+    port.text(key, textOrNull);
+  }
 }
 
 using UnsignedGetter = int32_t (*)(OpenClientHandle*, int32_t, uint32_t, uint32_t*);
 
 // A setting whose code has a text.
-bool addCodeText(cJSON* port, PortQuery query, const char* key, UnsignedGetter get, const char* (*text)(uint32_t)) {
+void addCodeText(JsonObject& port, PortQuery query, const char* key, UnsignedGetter get,
+                 const char* (*text)(uint32_t)) {
   uint32_t code = 0;
-  return get(&openApiClient, query.unit, query.ifNum, &code) != OPENCLT_OK || addKnownText(port, key, text(code));
+  if (get(&openApiClient, query.unit, query.ifNum, &code) == OPENCLT_OK) {
+    addKnownText(port, key, text(code));
+  }
 }
 
-bool addPowerUpMode(cJSON* port, PortQuery query) {
+void addPowerUpMode(JsonObject& port, PortQuery query) {
   int32_t mode = kNoPowerUpMode;
-  return rpcclt_openapiPoePsePortPowerUpModeGet(&openApiClient, query.unit, query.ifNum, &mode) != OPENCLT_OK ||
-         addKnownText(port, "powerUpMode", powerUpModeText(mode));
+  if (rpcclt_openapiPoePsePortPowerUpModeGet(&openApiClient, query.unit, query.ifNum, &mode) == OPENCLT_OK) {
+    addKnownText(port, "powerUpMode", powerUpModeText(mode));
+  }
 }
 
-bool addReadings(cJSON* port, uint32_t ifNum, const PoeReadings& readings) {
-  return jsonAddNumber(port, "ifNum", ifNum) && jsonAddNumber(port, "powerMw", readings.powerMw) &&
-         jsonAddNumber(port, "currentMa", readings.currentMa) && jsonAddNumber(port, "voltageMv", readings.voltageMv) &&
-         jsonAddNumber(port, "temperature", readings.temperature);
-}
+// The object of a port, or null when memory runs out.
+JsonPtr portToJson(PortQuery query, const PoeReadings& readings) {
+  JsonObject port;
+  port.number("ifNum", query.ifNum)
+      .number("powerMw", readings.powerMw)
+      .number("currentMa", readings.currentMa)
+      .number("voltageMv", readings.voltageMv)
+      .number("temperature", readings.temperature);
 
-bool addSettings(cJSON* port, PortQuery query) {
-  return addAdminMode(port, query) &&
-         addCodeText(port, query, "detectionStatus", rpcclt_openapiPoePsePortDetectionStatusGet, detectionStatusText) &&
-         addPowerClass(port, query) &&
-         addCodeText(port, query, "priority", rpcclt_openapiPoePsePortCurPowerPriorityGet, priorityText) &&
-         addPowerLimit(port, query) &&
-         addCodeText(port, query, "detectionType", rpcclt_openapiPoePsePortDetectionModeGet, detectionTypeText) &&
-         addPowerUpMode(port, query) &&
-         addCodeText(port, query, "violationType", rpcclt_openapiPoePsePortViolationTypeGet, violationTypeText);
+  addAdminMode(port, query);
+  addCodeText(port, query, "detectionStatus", rpcclt_openapiPoePsePortDetectionStatusGet, detectionStatusText);
+  addPowerClass(port, query);
+  addCodeText(port, query, "priority", rpcclt_openapiPoePsePortCurPowerPriorityGet, priorityText);
+  addPowerLimit(port, query);
+  addCodeText(port, query, "detectionType", rpcclt_openapiPoePsePortDetectionModeGet, detectionTypeText);
+  addPowerUpMode(port, query);
+  addCodeText(port, query, "violationType", rpcclt_openapiPoePsePortViolationTypeGet, violationTypeText);
+  return port.take();
 }
 
 struct SensorsBuild {
@@ -129,10 +140,7 @@ int32_t appendPort(uint32_t ifNum, void* argument) {
   if (build->outOfMemory || !poeReadingsGet(build->unit, ifNum, &readings)) {
     return 0;
   }
-  JsonPtr port(cJSON_CreateObject());
-  const bool built =
-      port != nullptr && addReadings(port.get(), ifNum, readings) && addSettings(port.get(), {build->unit, ifNum});
-  build->outOfMemory = !built || !jsonAppend(build->ports, std::move(port));
+  build->outOfMemory = !jsonAppend(build->ports, portToJson({build->unit, ifNum}, readings));
   return 0;
 }
 

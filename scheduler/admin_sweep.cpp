@@ -9,7 +9,7 @@
 #include "log/log.h"
 #include "poe/port_actions.h"
 #include "poe/port_locks.h"
-#include "scheduler/open_run_stamps.h"
+#include "scheduler/window_run.h"
 #include "switchos/openclt.h"
 
 namespace {
@@ -39,7 +39,7 @@ PortOutcome skipPort(const AdminSweepRequest& request, uint32_t ifNum, const cha
 PortOutcome sweepPort(const AdminSweepRequest& request, uint32_t ifNum) {
   const int64_t before = time(nullptr);
   if (poePortsCheckUnit(request.unit, &ifNum, 1, nullptr) != 0) {
-    return skipPort(request, ifNum, "ifNum not in unit's PoE port range", before);
+    return skipPort(request, ifNum, kForeignPortText, before);
   }
   const auto lockNumber = static_cast<int32_t>(ifNum);
   if (portLockTry(request.unit, lockNumber) != RESULT_OK) {
@@ -60,7 +60,6 @@ void pauseUnlessStopped(int32_t seconds) {
 
 PortCounts sweepPorts(const AdminSweepRequest& request) {
   PortCounts counts;
-  counts.total = static_cast<int32_t>(request.ifNums.size());
   for (size_t i = 0; i < request.ifNums.size(); ++i) {
     const PortOutcome outcome = sweepPort(request, request.ifNums[i]);
     countOutcome(outcome, &counts);
@@ -71,22 +70,8 @@ PortCounts sweepPorts(const AdminSweepRequest& request) {
   return counts;
 }
 
-void finishRestored(int64_t runId) {
-  int32_t rc = historyRunFinishDerived(runId, nullptr, time(nullptr));
-  if (rc == ERR_GENERAL) {
-    LOG_HERE(LOG_ERR, "run %lld: derived finish failed; retrying once", static_cast<long long>(runId));
-    rc = historyRunFinishDerived(runId, nullptr, time(nullptr));
-  }
-  if (rc == ERR_GENERAL) {
-    LOG_HERE(LOG_ERR, "run %lld: derived finish retry failed; run remains open; reaper backstop will close it",
-             static_cast<long long>(runId));
-    return;
-  }
-  openRunStampRemove(runId);
-}
-
 void finishCounted(int64_t runId, const PortCounts& counts) {
-  const RunResult result = historyResultFromCounts(counts.total, counts.success, counts.failed, counts.skipped);
+  const RunResult result = historyResultFromCounts(counts);
   if (historyRunFinish(runId, result, nullptr, time(nullptr)) != ERR_GENERAL) {
     return;
   }
@@ -103,7 +88,7 @@ void executorAdminSweep(const AdminSweepRequest& request) {
   const PortCounts counts = sweepPorts(request);
   switch (request.sweepMode) {
     case SweepMode::restore:
-      finishRestored(request.runId);
+      windowRunFinishRestored(request.runId);
       return;
     case SweepMode::unrecorded:
       LOG_HERE(counts.failed > 0 ? LOG_WARNING : LOG_INFO,

@@ -24,7 +24,7 @@ constexpr int32_t kMaxBootDelayPorts = 128;
 struct BootDelayJob {
   int32_t unit = 0;
   int32_t delaySec = 0;
-  int32_t sequential = 0;
+  ExecutionMode executionMode = EXECUTION_SIMULTANEOUS;
   int32_t interPortDelaySec = 0;
   int64_t runId = 0;
   std::vector<uint32_t> ifNums;
@@ -49,15 +49,13 @@ void* bootDelayThread(void* argument) {
   PortCounts counts;
   for (size_t i = 0; i < job->ifNums.size(); ++i) {
     countOutcome(reenablePort(*job, job->ifNums[i]), &counts);
-    if (job->sequential != 0 && i + 1 < job->ifNums.size()) {
+    if (job->executionMode == EXECUTION_SEQUENTIAL && i + 1 < job->ifNums.size()) {
       sleepSeconds(job->interPortDelaySec);
     }
   }
-  const auto total = static_cast<int32_t>(job->ifNums.size());
-  historyRunFinish(job->runId, historyResultFromCounts(total, counts.success, counts.failed, counts.skipped), nullptr,
-                   time(nullptr));
+  historyRunFinish(job->runId, historyResultFromCounts(counts), nullptr, time(nullptr));
   LOG_HERE(LOG_INFO, "boot delay unit %d finished: %d ok, %d fail (mode=%s, ipd=%d)", job->unit, counts.success,
-           counts.failed, executionModeText(job->sequential), job->interPortDelaySec);
+           counts.failed, executionModeText(job->executionMode), job->interPortDelaySec);
   return nullptr;
 }
 
@@ -66,7 +64,7 @@ int64_t beginBootDelayRun(const BootDelayJob& job) {
   request.unit = job.unit;
   request.trigger = RUN_TRIGGER_BOOT_DELAY;
   request.action = POE_ACTION_POWER_ON;
-  request.executionMode = job.sequential;
+  request.executionMode = job.executionMode;
   request.interPortDelaySec = job.interPortDelaySec;
   request.ifNums = job.ifNums.data();
   request.ifCount = static_cast<int32_t>(job.ifNums.size());
@@ -83,7 +81,7 @@ std::unique_ptr<BootDelayJob> makeJob(int32_t unit) {
   auto job = std::make_unique<BootDelayJob>();
   job->unit = unit;
   job->delaySec = static_cast<int32_t>(config.delaySec);
-  job->sequential = config.executionMode == EXECUTION_SEQUENTIAL ? 1 : 0;
+  job->executionMode = config.executionMode;
   job->interPortDelaySec = static_cast<int32_t>(config.interPortDelaySec);
   job->ifNums = poeUnitEnabledPortsGet(unit, kMaxBootDelayPorts);
   if (job->ifNums.empty()) {
@@ -108,7 +106,7 @@ void startUnit(int32_t unit) {
   const int64_t runId = job->runId;
   const int32_t delaySec = job->delaySec;
   const auto count = static_cast<int>(job->ifNums.size());
-  const char* mode = executionModeText(job->sequential);
+  const char* mode = executionModeText(job->executionMode);
   const int32_t interPortDelaySec = job->interPortDelaySec;
   const int error = startDetachedThread(bootDelayThread, job.get());
   if (error != 0) {

@@ -11,8 +11,8 @@
 #include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "scheduler/fired_keys.h"
-#include "scheduler/open_run_stamps.h"
 #include "scheduler/triggers.h"
+#include "scheduler/window_run.h"
 
 namespace {
 
@@ -71,21 +71,6 @@ bool isOnItsDay(EvaluationPass& pass, const PoeSchedule& schedule) {
   return found;
 }
 
-// False when the run could not be closed; the reaper will try again.
-bool forceFailRetrying(int64_t runId) {
-  constexpr const char* kSuperseded = "Superseded by a new occurrence";
-  if (historyRunForceFail(runId, kSuperseded) != ERR_GENERAL) {
-    return true;
-  }
-  LOG_HERE(LOG_ERR, "run %lld: force-fail failed; retrying once", static_cast<long long>(runId));
-  if (historyRunForceFail(runId, kSuperseded) != ERR_GENERAL) {
-    return true;
-  }
-  LOG_HERE(LOG_ERR, "run %lld: force-fail retry failed; run remains open; reaper backstop will close it",
-           static_cast<long long>(runId));
-  return false;
-}
-
 // Closes the run of an earlier occurrence that never ended.
 void closeStaleRun(const PoeSchedule& schedule) {
   int64_t runId = 0;
@@ -99,9 +84,7 @@ void closeStaleRun(const PoeSchedule& schedule) {
   }
   LOG_HERE(LOG_WARNING, "schedule %lld: stale open run %lld at startTime; closing it as failed",
            static_cast<long long>(schedule.scheduleId), static_cast<long long>(runId));
-  if (forceFailRetrying(runId)) {
-    openRunStampRemove(runId);
-  }
+  windowRunFailRetrying(runId, "Superseded by a new occurrence");
 }
 
 // Switches a power_on or power_off schedule's ports as its window asks for.

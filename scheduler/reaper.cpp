@@ -9,9 +9,9 @@
 #include "config/schedule.h"
 #include "daemon/daemon_context.h"
 #include "history/history_queries.h"
-#include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "scheduler/open_run_stamps.h"
+#include "scheduler/window_run.h"
 
 namespace {
 
@@ -46,9 +46,7 @@ const char* reapReason(const OpenScheduledRun& run, time_t now) {
 void reapRun(const OpenScheduledRun& run, const char* reason) {
   LOG_HERE(LOG_WARNING, "reaper: failing open run %lld (schedule %lld, unit %d): %s", static_cast<long long>(run.runId),
            static_cast<long long>(run.scheduleId), run.unit, reason);
-  if (historyRunForceFail(run.runId, reason) != ERR_GENERAL) {
-    openRunStampRemove(run.runId);
-  }
+  windowRunFail(run.runId, reason);
 }
 
 }  // namespace

@@ -9,64 +9,40 @@
 #include "poe/executor.h"
 #include "scheduler/admin_sweep.h"
 #include "scheduler/open_run_stamps.h"
+#include "scheduler/window_run.h"
 #include "switchos/openclt.h"
 
 namespace {
 
 constexpr const char* kNotRestored = "endTime sweep could not load ports - window NOT restored";
 
-int32_t executionModeOf(const PoeSchedule& schedule) {
-  return schedule.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
-}
-
 long long loggedId(const PoeSchedule& schedule) {
   return schedule.scheduleId;
 }
 
-// Begins the run of a firing and, for a window, stamps it. Returns its id, less than 1 when it can't be begun.
-int64_t beginScheduledRun(const PoeSchedule& schedule, PoeActionType action, bool window,
-                          const std::vector<uint32_t>& ifNums) {
+// What the run of a firing is begun with. Borrows the schedule's name and the ports.
+RunBeginRequest requestOf(const PoeSchedule& schedule, PoeActionType action, const std::vector<uint32_t>& ifNums) {
   RunBeginRequest request;
   request.unit = schedule.unit;
   request.trigger = RUN_TRIGGER_SCHEDULED;
   request.scheduleId = schedule.scheduleId;
   request.scheduleName = schedule.name.c_str();
   request.action = action;
-  request.executionMode = executionModeOf(schedule);
+  request.executionMode = schedule.executionMode;
   request.interPortDelaySec = schedule.interPortDelaySec;
   request.allDay = schedule.allDay;
   request.ifNums = ifNums.data();
   request.ifCount = static_cast<int32_t>(ifNums.size());
+  return request;
+}
+
+// Begins the run and, for a window, stamps it. Returns its id, less than 1 when it can't be begun.
+int64_t beginScheduledRun(const RunBeginRequest& request, bool window) {
   const int64_t runId = historyRunBegin(&request);
   if (runId >= 1 && window) {
     openRunStampAdd(runId);
   }
   return runId;
-}
-
-// A run that could be closed needs no stamp; one that could not be stays stamped for the reaper.
-void forceFailAndUnstamp(int64_t runId, const char* reason) {
-  if (historyRunForceFail(runId, reason) != ERR_GENERAL) {
-    openRunStampRemove(runId);
-  }
-}
-
-PoeActionJob jobOf(const PoeSchedule& schedule, PoeActionType action, bool window, int64_t runId,
-                   const std::vector<uint32_t>& ifNums) {
-  PoeActionJob job;
-  job.trigger = RUN_TRIGGER_SCHEDULED;
-  job.unit = schedule.unit;
-  job.runId = runId;
-  job.scheduleName = schedule.name.c_str();
-  job.action = action;
-  job.executionMode = executionModeOf(schedule);
-  job.interPortDelaySec = schedule.interPortDelaySec;
-  job.offTimeSec = schedule.offTimeSec;
-  job.allDay = schedule.allDay;
-  job.keepRunOpen = window ? 1 : 0;
-  job.ifNums = ifNums.data();
-  job.ifNumCount = static_cast<int32_t>(ifNums.size());
-  return job;
 }
 
 // The run that the end of the schedule's window closes, or 0 (logged) when there is none.
@@ -88,7 +64,7 @@ int64_t findWindowRun(const PoeSchedule& schedule) {
 void giveUpRestore(const PoeSchedule& schedule, int64_t runId) {
   LOG_HERE(LOG_ERR, "schedule %lld unit %d: %s", loggedId(schedule), schedule.unit, kNotRestored);
   if (runId > 0) {
-    forceFailAndUnstamp(runId, kNotRestored);
+    windowRunFail(runId, kNotRestored);
   }
 }
 
@@ -97,7 +73,7 @@ AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId, std::
   AdminSweepRequest sweep;
   sweep.unit = schedule.unit;
   sweep.ifNums = std::move(ifNums);
-  sweep.interPortDelaySec = powersOn && schedule.sequential ? schedule.interPortDelaySec : 0;
+  sweep.interPortDelaySec = powersOn && schedule.executionMode == EXECUTION_SEQUENTIAL ? schedule.interPortDelaySec : 0;
   sweep.runId = runId;
   sweep.adminMode = powersOn ? OPENCLT_ADMIN_ENABLE : OPENCLT_ADMIN_DISABLE;
   sweep.sweepMode = runId > 0 ? SweepMode::restore : SweepMode::unrecorded;
@@ -123,14 +99,17 @@ void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType act
     LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; fire skipped", loggedId(schedule));
     return;
   }
-  const int64_t runId = beginScheduledRun(schedule, action, window, ifNums);
+  const RunBeginRequest request = requestOf(schedule, action, ifNums);
+  const int64_t runId = beginScheduledRun(request, window);
   if (runId < 1) {
     LOG_HERE(LOG_ERR, "schedule %lld: history run begin failed; fire skipped", loggedId(schedule));
     return;
   }
-  const PoeActionJob job = jobOf(schedule, action, window, runId, ifNums);
+  PoeActionJob job = poeActionJobOf(request, runId);
+  job.offTimeSec = schedule.offTimeSec;
+  job.keepRunOpen = window ? 1 : 0;
   if (poeActionSpawn(&job) != 0) {
-    forceFailAndUnstamp(runId, "spawn failed");
+    windowRunFail(runId, "spawn failed");
   }
 }
 
@@ -142,7 +121,7 @@ void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, bool window)
     LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; sweep skipped", loggedId(schedule));
     return;
   }
-  sweep.runId = beginScheduledRun(schedule, POE_ACTION_POWER_OFF, window, sweep.ifNums);
+  sweep.runId = beginScheduledRun(requestOf(schedule, POE_ACTION_POWER_OFF, sweep.ifNums), window);
   if (sweep.runId < 1) {
     LOG_HERE(LOG_ERR, "schedule %lld: history run begin failed; sweep skipped", loggedId(schedule));
     return;

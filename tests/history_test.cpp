@@ -82,10 +82,11 @@ class HistoryTest : public StoreTest {
 
 TEST_F(HistoryTest, aBeginStoresWhatStartedTheRun) {
   const std::pair<RunBeginRequest, const char*> cases[] = {
-      {{1, 0, 7, "Night", 1, 1, 3, 1}, "1 'scheduled' 7 'Night' 'power_on' 'sequential' 3 1"},
-      {{2, 7, 5000000000, "N\"'ü", 3, 0, 0, 0}, "2 'scheduled' 5000000000 'N\"''ü' 'power_off' 'simultaneous' 0 0"},
-      {{1, 1, 0, nullptr, 2, 1, 5, 1}, "1 'manual' NULL NULL 'restart' 'sequential' 5 NULL"},
-      {{1, 2, -1, "", 0, 2, 0, 1}, "1 'boot-delay' NULL '' NULL 'simultaneous' 0 NULL"}};
+      {{1, 0, 7, "Night", 1, EXECUTION_SEQUENTIAL, 3, 1}, "1 'scheduled' 7 'Night' 'power_on' 'sequential' 3 1"},
+      {{2, 7, 5000000000, "N\"'ü", 3, EXECUTION_SIMULTANEOUS, 0, 0},
+       "2 'scheduled' 5000000000 'N\"''ü' 'power_off' 'simultaneous' 0 0"},
+      {{1, 1, 0, nullptr, 2, EXECUTION_SEQUENTIAL, 5, 1}, "1 'manual' NULL NULL 'restart' 'sequential' 5 NULL"},
+      {{1, 2, -1, "", 0, ExecutionMode(2), 0, 1}, "1 'boot-delay' NULL '' NULL 'simultaneous' 0 NULL"}};
   for (const auto& [request, stored] : cases) {
     const int64_t run = beginRun({4294967295U, 5, 6}, request);
     EXPECT_EQ(ofRun(run,
@@ -182,19 +183,21 @@ TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
   ASSERT_EQ(query("ALTER TABLE poe_history DROP COLUMN all_day_snapshot"), "");
   for (int start = 1; start <= 2; ++start) reopenHistory();
   EXPECT_EQ(ofRun(1, "all_day_snapshot"), "NULL");
-  EXPECT_EQ(ofRun(beginRun({}, {1, 0, 7, "Night", POE_ACTION_POWER_ON, 0, 0, 1}), "run_id||all_day_snapshot"), "21");
+  EXPECT_EQ(ofRun(beginRun({}, {1, 0, 7, "Night", POE_ACTION_POWER_ON, EXECUTION_SIMULTANEOUS, 0, 1}),
+                  "run_id||all_day_snapshot"),
+            "21");
 }
 
 TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
   const std::tuple<RunBeginRequest, const char*, std::string, std::string> cases[] = {
-      {{2, 0, 5000000000, "N \"ä\"", 3, 1, 3, 0},
+      {{2, 0, 5000000000, "N \"ä\"", 3, EXECUTION_SEQUENTIAL, 3, 0},
        "",
        R"({"runId":1,"triggered":"scheduled","scheduleId":5000000000,"scheduleName":"N \"ä\"",)"
        R"("scheduleType":"power_off","unit":2,"status":"running","executionMode":"sequential",)"
        R"("startedAt":"2024-05-01T13:07:08Z","completedAt":null,"portCount":0,"successPortCount":0,)"
        R"("failedPortCount":0,"skippedPortCount":0)",
        R"(,"interPortDelaySec":3,"errorMessage":null,"allDay":false,"portSteps":[]})"},
-      {{2, 1, 0, "Reset", 1, 0, 0, 1},
+      {{2, 1, 0, "Reset", 1, EXECUTION_SIMULTANEOUS, 0, 1},
        "P9 S1 F3 F2 =2",
        R"({"runId":2,"triggered":"manual","scheduleId":null,"scheduleName":"Reset","scheduleType":"power_on",)"
        R"("unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2024-05-01T13:07:09Z",)"
@@ -203,7 +206,7 @@ TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
        R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[{"ifNum":1,"status":"success",)"
        R"("errorMessage":"m1"},{"ifNum":2,"status":"failed","errorMessage":"m3"},{"ifNum":3,"status":"failed",)"
        R"("errorMessage":"m2"},{"ifNum":9,"status":"pending","errorMessage":null}]})"},
-      {{2, 2, 0, nullptr, 0, 0, 0, 0},
+      {{2, 2, 0, nullptr, 0, EXECUTION_SIMULTANEOUS, 0, 0},
        "K7 =4",
        R"({"runId":3,"triggered":"boot-delay","scheduleId":null,"scheduleName":null,"unit":2,"status":"aborted",)"
        R"("executionMode":"simultaneous","startedAt":"2024-05-01T13:07:10Z","completedAt":"1970-01-01T00:00:02Z",)"
@@ -244,9 +247,9 @@ TEST_F(HistoryTest, aPageHoldsItsShareOfTheRuns) {
 }
 
 TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
-  const RunBeginRequest requests[] = {{1, 0, 7, "n", 1},          {2, 0, 7, "n", 3}, {1, 0, 7, "n", 1},
-                                      {1, 0, 9, "n", 1, 0, 0, 1}, {1, 0, 9, "n", 2}, {1, 0, 0, "n", 1},
-                                      {1, 1, 9, "n", 1},          {1, 0, 7, "n", 1}};
+  const RunBeginRequest requests[] = {
+      {1, 0, 7, "n", 1}, {2, 0, 7, "n", 3}, {1, 0, 7, "n", 1}, {1, 0, 9, "n", 1, EXECUTION_SIMULTANEOUS, 0, 1},
+      {1, 0, 9, "n", 2}, {1, 0, 0, "n", 1}, {1, 1, 9, "n", 1}, {1, 0, 7, "n", 1}};
   for (const RunBeginRequest& request : requests) beginRun({}, request);
   updateRuns("started_at=99-run_id, all_day_snapshot=iif(run_id=3, NULL, all_day_snapshot)");
   updateRuns("status='completed' WHERE run_id=8");

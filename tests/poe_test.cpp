@@ -53,9 +53,10 @@ class PoeTest : public StoreTest {
   // A job over ports, which must outlive it, with a run begun for it.
   static PoeActionJob makeJob(int32_t unit, int32_t action, const PortList& ports, int32_t offTimeSec = 0) {
     const auto count = static_cast<int32_t>(ports.size());
-    const RunBeginRequest begin{unit, RUN_TRIGGER_MANUAL, 0, nullptr, action, 0, 0, 0, ports.data(), count};
-    const int64_t runId = historyRunBegin(&begin);
-    return {RUN_TRIGGER_MANUAL, unit, runId, nullptr, action, 0, 0, offTimeSec, 0, 0, ports.data(), count};
+    const RunBeginRequest begin{unit, RUN_TRIGGER_MANUAL, 0, nullptr, action, {}, 0, 0, ports.data(), count};
+    PoeActionJob job = poeActionJobOf(begin, historyRunBegin(&begin));
+    job.offTimeSec = offTimeSec;
+    return job;
   }
   // A run as "partial: 5 success, 6 failed (reset failed), 7 foreign, 8 busy"; one that is not completed as "running".
   static std::string runText(int64_t runId) {
@@ -126,7 +127,7 @@ TEST_F(PoeTest, jobsActInOrderWaitOnlyWhereTheyMustAndRecordEveryPort) {
     SCOPED_TRACE(testing::Message() << "action " << action << ", off " << offTimeSec << ": " << wantActs);
     clearFaults();
     PoeActionJob job = makeJob(1, action, ports, offTimeSec);
-    job.executionMode = mode;
+    job.executionMode = ExecutionMode(mode);
     job.interPortDelaySec = delaySec;
     std::istringstream words(wantActs);
     std::vector<std::string> act;

@@ -271,7 +271,7 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
   makeSwitch(options);
   switchsim::setAdmin(2, false);
   for (int32_t unit = 1; unit <= 8; ++unit) {
-    const BootDelayConfig config{unit == 8 ? 0U : 1U, unit % 2 == 1 ? 1U : 0U, 1};
+    const BootDelayConfig config{unit == 8 ? 0U : 1U, ExecutionMode(unit % 2), 1};
     ASSERT_EQ(bootDelayConfigSet(unit, &config), 0);
   }
   failCalls(switchsim::Operation::adminEnableSet, 6, -1, 2);  // off fails unseen, on is recorded
@@ -294,7 +294,7 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
 }
 
 TEST_F(SchedulerTest, portsComeBackAtOnceWhenTheBootDelayCannotBeKept) {
-  const BootDelayConfig config{600, 0, 0};
+  const BootDelayConfig config{600, EXECUTION_SIMULTANEOUS, 0};
   ASSERT_EQ(bootDelayConfigSet(1, &config), 0);
   executeOn(kHistoryDbPath, "CREATE TRIGGER no BEFORE INSERT ON poe_history BEGIN SELECT RAISE(ABORT, 'no'); END;");
   runBootDelay();
