@@ -9,6 +9,7 @@
 #include "base/database.h"
 #include "base/result_codes.h"
 #include "config/schedule_json.h"
+#include "config/schedule_reader.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "log/log.h"
@@ -56,36 +57,30 @@ constexpr const char* kUpgrade = "ALTER TABLE poe_schedule ADD COLUMN all_day IN
 
 constexpr size_t kChildSqlBytes = 128;
 
-struct ChildTable {
-  const char* name;
-  const char* column;
-};
-constexpr ChildTable kDays{"poe_schedule_days", "day"};
-constexpr ChildTable kPorts{"poe_schedule_ifs", "if_num"};
-
 // Inserts the values up to the first that is refused. SQLITE_OK when all are stored, or an extended code of SQLite.
 template <typename Int>
-int saveIntColumn(sqlite3* db, int64_t scheduleId, const std::vector<Int>& values, const ChildTable& table) {
+int saveIntColumn(const ScheduleAccess& schedules, int64_t scheduleId, const std::vector<Int>& values,
+                  const ScheduleChildTable& table) {
   char sql[kChildSqlBytes];
   snprintf(sql, sizeof sql, "INSERT INTO %s (schedule_id, %s) VALUES (?, ?);", table.name, table.column);
-  const StatementPtr statement = prepareStatement(db, sql);
+  const StatementPtr statement = schedules.prepare(sql);
   if (statement == nullptr) {
-    return sqlite3_extended_errcode(db);
+    return sqlite3_extended_errcode(schedules.db());
   }
   for (const Int value : values) {
     sqlite3_reset(statement.get());
     sqlite3_bind_int64(statement.get(), 1, scheduleId);
     sqlite3_bind_int64(statement.get(), 2, value);
     if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-      return sqlite3_extended_errcode(db);
+      return sqlite3_extended_errcode(schedules.db());
     }
   }
   return SQLITE_OK;
 }
 
-bool saveChildren(sqlite3* db, const PoeSchedule& schedule) {
-  return saveIntColumn(db, schedule.scheduleId, schedule.days, kDays) == SQLITE_OK &&
-         saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts) == SQLITE_OK;
+bool saveChildren(const ScheduleAccess& schedules, const PoeSchedule& schedule) {
+  return saveIntColumn(schedules, schedule.scheduleId, schedule.days, kScheduleDays) == SQLITE_OK &&
+         saveIntColumn(schedules, schedule.scheduleId, schedule.ifNums, kSchedulePorts) == SQLITE_OK;
 }
 
 // Binds the columns from start_date to enabled, which insert and update have in the same order, from index first on.
@@ -103,9 +98,8 @@ void bindContent(sqlite3_stmt* statement, int first, const PoeSchedule& schedule
   sqlite3_bind_int(statement, first + 10, schedule.enabled);
 }
 
-int32_t insertScheduleLocked(sqlite3* db, int32_t unit, PoeSchedule* schedule) {
-  const StatementPtr statement = prepareStatement(
-      db,
+int32_t insertSchedule(const ScheduleAccess& schedules, int32_t unit, PoeSchedule* schedule) {
+  const StatementPtr statement = schedules.prepare(
       "INSERT INTO poe_schedule (unit, name, schedule_type, start_date, end_date, recurrence, start_time, end_time, "
       "restart_time, off_time_sec, sequential_power, inter_port_delay, all_day, enabled, created_at) VALUES "
       "(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);");
@@ -118,73 +112,15 @@ int32_t insertScheduleLocked(sqlite3* db, int32_t unit, PoeSchedule* schedule) {
   bindContent(statement.get(), 4, *schedule);
   sqlite3_bind_int64(statement.get(), 15, time(nullptr));
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    return sqlite3_errcode(db) == SQLITE_CONSTRAINT ? ERR_EXISTS : ERR_GENERAL;
+    return sqlite3_errcode(schedules.db()) == SQLITE_CONSTRAINT ? ERR_EXISTS : ERR_GENERAL;
   }
-  schedule->scheduleId = sqlite3_last_insert_rowid(db);
-  return saveChildren(db, *schedule) ? RESULT_OK : ERR_GENERAL;
+  schedule->scheduleId = sqlite3_last_insert_rowid(schedules.db());
+  return saveChildren(schedules, *schedule) ? RESULT_OK : ERR_GENERAL;
 }
-
-StatementPtr prepareChildRead(sqlite3* db, const ChildTable& table) {
-  char sql[kChildSqlBytes];
-  snprintf(sql, sizeof sql, "SELECT %s FROM %s WHERE schedule_id=? ORDER BY %s ASC;", table.column, table.name,
-           table.column);
-  return prepareStatement(db, sql);
-}
-
-// The child rows of a schedule in ascending order; empty when they can't be read whole.
-template <typename Int>
-std::vector<Int> loadIntColumn(sqlite3_stmt* statement, int64_t scheduleId) {
-  std::vector<Int> values;
-  if (statement != nullptr) {
-    sqlite3_bind_int64(statement, 1, scheduleId);
-    collectColumn(statement, &values);
-    sqlite3_reset(statement);
-  }
-  return values;
-}
-
-// Reads any number of schedules with statements that are prepared once. REQUIRES: lives under the schedule mutex.
-class ScheduleReader {
- public:
-  explicit ScheduleReader(sqlite3* db)
-      : row_(prepareStatement(db, "SELECT " SCHEDULE_COLUMNS " FROM poe_schedule WHERE unit=? AND schedule_id=?;")),
-        days_(prepareChildRead(db, kDays)),
-        ports_(prepareChildRead(db, kPorts)) {}
-
-  // Fills a record from its row, without days and ports. RESULT_OK, ERR_NOT_FOUND or ERR_GENERAL.
-  int32_t readRow(int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
-    if (row_ == nullptr) {
-      return ERR_GENERAL;
-    }
-    sqlite3_bind_int(row_.get(), 1, unit);
-    sqlite3_bind_int64(row_.get(), 2, scheduleId);
-    const int step = sqlite3_step(row_.get());
-    if (step == SQLITE_ROW) {
-      scheduleRowRead(row_.get(), schedule);
-    }
-    sqlite3_reset(row_.get());
-    return step == SQLITE_ROW ? RESULT_OK : step == SQLITE_DONE ? ERR_NOT_FOUND : ERR_GENERAL;
-  }
-
-  int32_t readWhole(int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
-    const int32_t rc = readRow(unit, scheduleId, schedule);
-    if (rc == RESULT_OK) {
-      schedule->days = loadIntColumn<int32_t>(days_.get(), scheduleId);
-      schedule->ifNums = loadIntColumn<uint32_t>(ports_.get(), scheduleId);
-    }
-    return rc;
-  }
-
- private:
-  StatementPtr row_;
-  StatementPtr days_;
-  StatementPtr ports_;
-};
 
 // RESULT_OK, ERR_NOT_FOUND when the row has gone meanwhile, as another program may have it, or ERR_GENERAL.
-int32_t updateRowLocked(sqlite3* db, int32_t unit, const PoeSchedule& schedule) {
-  const StatementPtr statement = prepareStatement(
-      db,
+int32_t updateRow(const ScheduleAccess& schedules, int32_t unit, const PoeSchedule& schedule) {
+  const StatementPtr statement = schedules.prepare(
       "UPDATE poe_schedule SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, end_time=?, "
       "restart_time=?, "
       "off_time_sec=?, sequential_power=?, inter_port_delay=?, all_day=?, enabled=? WHERE unit=? AND schedule_id=?;");
@@ -198,13 +134,13 @@ int32_t updateRowLocked(sqlite3* db, int32_t unit, const PoeSchedule& schedule) 
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
     return ERR_GENERAL;
   }
-  return sqlite3_changes(db) == 0 ? ERR_NOT_FOUND : RESULT_OK;
+  return sqlite3_changes(schedules.db()) == 0 ? ERR_NOT_FOUND : RESULT_OK;
 }
 
-bool deleteChildren(sqlite3* db, int64_t scheduleId) {
+bool deleteChildren(const ScheduleAccess& schedules, int64_t scheduleId) {
   for (const char* sql :
        {"DELETE FROM poe_schedule_days WHERE schedule_id=?;", "DELETE FROM poe_schedule_ifs  WHERE schedule_id=?;"}) {
-    const StatementPtr statement = prepareStatement(db, sql);
+    const StatementPtr statement = schedules.prepare(sql);
     if (statement == nullptr) {
       return false;
     }
@@ -218,13 +154,13 @@ bool deleteChildren(sqlite3* db, int64_t scheduleId) {
 
 // Puts new children in place of the old ones. Unlike in a create, a repeated day or port is no failure: what comes
 // before it is stored, days and ports apart from each other.
-bool replaceChildren(sqlite3* db, const PoeSchedule& schedule) {
+bool replaceChildren(const ScheduleAccess& schedules, const PoeSchedule& schedule) {
   const auto stored = [](int rc) {
     return rc == SQLITE_OK || rc == SQLITE_CONSTRAINT_PRIMARYKEY || rc == SQLITE_CONSTRAINT_UNIQUE;
   };
-  return deleteChildren(db, schedule.scheduleId) &&
-         stored(saveIntColumn(db, schedule.scheduleId, schedule.days, kDays)) &&
-         stored(saveIntColumn(db, schedule.scheduleId, schedule.ifNums, kPorts));
+  return deleteChildren(schedules, schedule.scheduleId) &&
+         stored(saveIntColumn(schedules, schedule.scheduleId, schedule.days, kScheduleDays)) &&
+         stored(saveIntColumn(schedules, schedule.scheduleId, schedule.ifNums, kSchedulePorts));
 }
 
 // Commits only what can also be answered, so that an error never hides a change.
@@ -237,54 +173,26 @@ int32_t commitAndAnswer(Transaction& transaction, const PoeSchedule& schedule, J
   return RESULT_OK;
 }
 
-int32_t appendScheduleLocked(ScheduleReader& reader, int32_t unit, int64_t scheduleId, cJSON* array) {
-  PoeSchedule schedule;
-  if (reader.readWhole(unit, scheduleId, &schedule) != RESULT_OK) {
-    return RESULT_OK;  // the others are worth showing
+// Appends the unit's schedules that can be read: where one can't, the others are worth showing.
+int32_t listSchedules(const ScheduleAccess& schedules, int32_t unit, cJSON* array) {
+  std::vector<int64_t> scheduleIds;
+  if (!scheduleLoadIds(schedules, unit, &scheduleIds)) {
+    return ERR_GENERAL;  // a list that breaks off is no list
   }
-  return jsonAppend(array, scheduleToJson(schedule)) ? RESULT_OK : ERR_GENERAL;
-}
-
-int32_t listSchedulesLocked(sqlite3* db, int32_t unit, cJSON* array) {
-  const StatementPtr statement =
-      prepareStatement(db, "SELECT schedule_id FROM poe_schedule WHERE unit=? ORDER BY schedule_id ASC;");
-  if (statement == nullptr) {
-    return ERR_GENERAL;
-  }
-  sqlite3_bind_int(statement.get(), 1, unit);
-  ScheduleReader reader(db);
-  int step = SQLITE_ROW;
-  while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {
-    const int32_t rc = appendScheduleLocked(reader, unit, sqlite3_column_int64(statement.get(), 0), array);
-    if (rc != RESULT_OK) {
-      return rc;
+  ScheduleReader reader(schedules);
+  for (const int64_t scheduleId : scheduleIds) {
+    PoeSchedule schedule;
+    const bool isRead = reader.readWhole(unit, scheduleId, &schedule) == RESULT_OK;
+    if (isRead && !jsonAppend(array, scheduleToJson(schedule))) {
+      return ERR_GENERAL;
     }
   }
-  return step == SQLITE_DONE ? RESULT_OK : ERR_GENERAL;  // a list that breaks off is no list
+  return RESULT_OK;
 }
 
 }  // namespace
 
-void scheduleRowRead(sqlite3_stmt* row, PoeSchedule* schedule) {
-  schedule->scheduleId = sqlite3_column_int64(row, 0);
-  schedule->unit = sqlite3_column_int(row, 1);
-  schedule->name.assign(columnText(row, 2));
-  schedule->type = scheduleTypeOf(columnText(row, 3));
-  schedule->startDate.assign(columnText(row, 4));
-  schedule->endDate.assign(columnText(row, 5));
-  schedule->recurrence = recurrenceOf(columnText(row, 6));
-  schedule->startTime.assign(columnText(row, 7));
-  schedule->endTime.assign(columnText(row, 8));
-  schedule->restartTime.assign(columnText(row, 9));
-  schedule->offTimeSec = sqlite3_column_int(row, 10);
-  schedule->executionMode = sqlite3_column_int(row, 11) != 0 ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
-  schedule->interPortDelaySec = sqlite3_column_int(row, 12);
-  schedule->allDay = sqlite3_column_int(row, 13);
-  schedule->enabled = sqlite3_column_int(row, 14);
-}
-
-// No other thread exists yet, so the handle is published without its mutex.
-int32_t scheduleStoreInit() NO_THREAD_SAFETY_ANALYSIS {
+int32_t scheduleStoreInit() {
   DatabasePtr db;
   if (!openDatabase(kScheduleDbPath, &db)) {
     LOG_HERE(LOG_ERR, "schedule db open failed: %s", sqlite3_errmsg(db.get()));
@@ -294,7 +202,7 @@ int32_t scheduleStoreInit() NO_THREAD_SAFETY_ANALYSIS {
     LOG_HERE(LOG_ERR, "schedule schema apply failed: %s", sqlite3_errmsg(db.get()));
     return -1;
   }
-  daemonContext()->scheduleDb = db.release();
+  publishScheduleDb(std::move(db));
   return 0;
 }
 
@@ -303,26 +211,26 @@ int32_t scheduleCreate(int32_t unit, const cJSON* content, JsonPtr* answer) {
   if (scheduleFromJson(content, &schedule) != RESULT_OK) {
     return ERR_INVALID_ARG;
   }
-  const ScheduleAccess access;
-  if (!access) {
+  const ScheduleAccess schedules;
+  if (!schedules) {
     return ERR_GENERAL;
   }
-  Transaction transaction(access.db());
+  Transaction transaction(schedules.db());
   if (!transaction.begin()) {
     return ERR_GENERAL;
   }
-  const int32_t rc = insertScheduleLocked(access.db(), unit, &schedule);
+  const int32_t rc = insertSchedule(schedules, unit, &schedule);
   return rc == RESULT_OK ? commitAndAnswer(transaction, schedule, answer) : rc;
 }
 
 int32_t scheduleGet(int32_t unit, int64_t scheduleId, JsonPtr* answer) {
   PoeSchedule schedule;
   {
-    const ScheduleAccess access;
-    if (!access) {
+    const ScheduleAccess schedules;
+    if (!schedules) {
       return ERR_GENERAL;
     }
-    const int32_t rc = ScheduleReader(access.db()).readWhole(unit, scheduleId, &schedule);
+    const int32_t rc = ScheduleReader(schedules).readWhole(unit, scheduleId, &schedule);
     if (rc != RESULT_OK) {
       return rc;
     }
@@ -341,35 +249,34 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
     return ERR_INVALID_ARG;
   }
   schedule.scheduleId = scheduleId;
-  const ScheduleAccess access;
-  if (!access) {
+  const ScheduleAccess schedules;
+  if (!schedules) {
     return ERR_GENERAL;
   }
   PoeSchedule stored;
-  if (ScheduleReader(access.db()).readRow(unit, scheduleId, &stored) != RESULT_OK) {
+  if (ScheduleReader(schedules).readRow(unit, scheduleId, &stored) != RESULT_OK) {
     return ERR_NOT_FOUND;
   }
   if (stored.type != schedule.type) {
     return ERR_INVALID_ARG;
   }
-  Transaction transaction(access.db());
+  Transaction transaction(schedules.db());
   if (!transaction.begin()) {
     return ERR_GENERAL;
   }
-  const int32_t rc = updateRowLocked(access.db(), unit, schedule);
+  const int32_t rc = updateRow(schedules, unit, schedule);
   if (rc != RESULT_OK) {
     return rc;
   }
-  return replaceChildren(access.db(), schedule) ? commitAndAnswer(transaction, schedule, answer) : ERR_GENERAL;
+  return replaceChildren(schedules, schedule) ? commitAndAnswer(transaction, schedule, answer) : ERR_GENERAL;
 }
 
 int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {
-  const ScheduleAccess access;
-  if (!access) {
+  const ScheduleAccess schedules;
+  if (!schedules) {
     return ERR_GENERAL;
   }
-  const StatementPtr statement =
-      prepareStatement(access.db(), "DELETE FROM poe_schedule WHERE unit=? AND schedule_id=?;");
+  const StatementPtr statement = schedules.prepare("DELETE FROM poe_schedule WHERE unit=? AND schedule_id=?;");
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -378,17 +285,17 @@ int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
     return ERR_GENERAL;
   }
-  return sqlite3_changes(access.db()) == 0 ? ERR_NOT_FOUND : RESULT_OK;
+  return sqlite3_changes(schedules.db()) == 0 ? ERR_NOT_FOUND : RESULT_OK;
 }
 
 int32_t scheduleList(int32_t unit, JsonPtr* answer) {
   JsonPtr list(cJSON_CreateObject());
   cJSON* array = list != nullptr ? cJSON_AddArrayToObject(list.get(), "schedules") : nullptr;
-  const ScheduleAccess access;
-  if (array == nullptr || !access) {
+  const ScheduleAccess schedules;
+  if (array == nullptr || !schedules) {
     return ERR_GENERAL;
   }
-  const int32_t rc = listSchedulesLocked(access.db(), unit, array);
+  const int32_t rc = listSchedules(schedules, unit, array);
   if (rc == RESULT_OK) {
     *answer = std::move(list);
   }

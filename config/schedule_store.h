@@ -10,9 +10,6 @@
 #include <cstdint>
 
 #include "base/json.h"
-#include "config/schedule.h"
-
-struct sqlite3_stmt;
 
 // Opens the schedule database, creates or upgrades its tables and puts the connection into the context. Returns 0, or
 // -1 (logged; the context's handle stays null). REQUIRES: the context exists, no other thread yet. Takes no lock.
@@ -33,14 +30,5 @@ int32_t scheduleDelete(int32_t unit, int64_t scheduleId);
 
 // Sets *answer to {"schedules": [...]} in ascending id.
 int32_t scheduleList(int32_t unit, JsonPtr* answer);
-
-// The columns of a schedule row, in the order in which scheduleRowRead takes them.
-#define SCHEDULE_COLUMNS                                                                             \
-  "schedule_id, unit, name, schedule_type, start_date, end_date, recurrence, start_time, end_time, " \
-  "restart_time, off_time_sec, sequential_power, inter_port_delay, all_day, enabled"
-
-// Fills a record, without days and ports, from the current row of a query of SCHEDULE_COLUMNS. Unknown words read as
-// unknown, over-long texts are cut, NULL leaves a field empty or 0.
-void scheduleRowRead(sqlite3_stmt* row, PoeSchedule* schedule);
 
 #endif

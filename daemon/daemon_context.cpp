@@ -16,6 +16,8 @@ std::atomic<bool> isRetiring{false};
 // Once a stop is asked for nobody waits long for another process's lock: everybody else would wait behind him.
 constexpr int kStopBusyTimeoutMs = 20;
 
+int64_t lostRun = 0;  // handed out by HistoryAccess alone, so under the history mutex
+
 }  // namespace
 
 DaemonContext* daemonContext() {
@@ -48,6 +50,19 @@ void contextRetire() {
   currentContext.store(nullptr, std::memory_order_release);
 }
 
+void publishScheduleDb(DatabasePtr db) {
+  DaemonContext* context = daemonContext();
+  const MutexLock lock(context->scheduleDbMutex);
+  context->scheduleDb = db.release();
+}
+
+void publishHistoryDb(DatabasePtr db) {
+  DaemonContext* context = daemonContext();
+  const MutexLock lock(context->historyDbMutex);
+  context->historyDb = db.release();
+  lostRun = 0;
+}
+
 bool stopRequested() {
   const DaemonContext* context = daemonContext();
   return context == nullptr || context->stopRequested.load() != 0;
@@ -70,4 +85,20 @@ DatabaseAccess::~DatabaseAccess() {
   if (mutex_ != nullptr) {
     mutex_->unlock();
   }
+}
+
+StatementPtr DatabaseAccess::prepare(const char* sql) const {
+  return prepareStatement(db_, sql);
+}
+
+const char* DatabaseAccess::error() const {
+  return sqlite3_errmsg(db_);
+}
+
+int64_t HistoryAccess::lostRunId() const {
+  return lostRun;
+}
+
+void HistoryAccess::setLostRunId(int64_t runId) const {
+  lostRun = runId;
 }

@@ -5,9 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/database.h"
 #include "base/thread_annotations.h"
-
-struct sqlite3;
 
 struct DaemonContext {
   sqlite3* scheduleDb GUARDED_BY(scheduleDbMutex) = nullptr;  // owned; null until the store is open and after teardown
@@ -33,9 +32,15 @@ void contextRetire();
 // True once a stop was asked for, or when there is no context.
 bool stopRequested();
 
-// Use of one database: holds its mutex from construction to destruction. db() is null when there is no context (any
-// more) or the database is not open; then the caller reports a failure. Once a stop is asked for, statements wait only
-// a moment for another process's lock.
+// Put an open database into the context, which owns it from then on. A history starts with a clean slate: no executor
+// of this process holds a run of it. REQUIRES: the context exists, no other thread yet.
+void publishScheduleDb(DatabasePtr db);
+void publishHistoryDb(DatabasePtr db);
+
+// Use of one database: holds its mutex from construction to destruction. Whoever is handed an access knows that the
+// mutex is held; functions that need it take one. db() is null when there is no context (any more) or the database is
+// not open; then the caller reports a failure. Once a stop is asked for, statements wait only a moment for another
+// process's lock.
 class DatabaseAccess {
  public:
   DatabaseAccess(const DatabaseAccess&) = delete;
@@ -44,6 +49,11 @@ class DatabaseAccess {
 
   sqlite3* db() const { return db_; }
   explicit operator bool() const { return db_ != nullptr; }
+
+  // One statement; null on failure, with the reason in error().
+  StatementPtr prepare(const char* sql) const;
+  // SQLite's message for the last call that failed; valid until the next one.
+  const char* error() const;
 
  protected:
   DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS;
@@ -61,6 +71,11 @@ class ScheduleAccess : public DatabaseAccess {
 class HistoryAccess : public DatabaseAccess {
  public:
   HistoryAccess() : DatabaseAccess(&DaemonContext::historyDbMutex, &DaemonContext::historyDb) {}
+
+  // The highest id of a run whose begin could not be committed, 0 when there is none: the run is gone, but an executor
+  // works under its id.
+  int64_t lostRunId() const;
+  void setLostRunId(int64_t runId) const;
 };
 
 #endif

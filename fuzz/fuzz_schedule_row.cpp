@@ -74,9 +74,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const ScheduleAccess access;
     executeSql(access.db(), "DELETE FROM poe_schedule;");
     insertRow(access.db(), ++id, input);
-    evaluateSchedules(access.db(), now);
+    evaluateSchedules(access, now);
     const uint64_t last = switchsim::lastSeq();
-    evaluateSchedules(access.db(), now);
+    evaluateSchedules(access, now);
     require(switchsim::lastSeq() == last, "nothing fires twice");
   }
   reapOrphanedWindowRuns();

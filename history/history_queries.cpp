@@ -96,8 +96,8 @@ JsonPtr runRowToJson(sqlite3_stmt* row, int32_t unit, const PortCounts& counts) 
   return run.take();
 }
 
-int64_t countRunsLocked(sqlite3* db, int32_t unit) {
-  const StatementPtr statement = prepareStatement(db, "SELECT COUNT(*) FROM poe_history WHERE unit=?;");
+int64_t countRuns(const HistoryAccess& history, int32_t unit) {
+  const StatementPtr statement = history.prepare("SELECT COUNT(*) FROM poe_history WHERE unit=?;");
   if (statement == nullptr) {
     return 0;
   }
@@ -110,9 +110,9 @@ int32_t pageOffset(int32_t page, int32_t pageSize) {
   return static_cast<int32_t>((static_cast<uint32_t>(page) - 1U) * static_cast<uint32_t>(pageSize));
 }
 
-int32_t listPageLocked(sqlite3* db, int32_t unit, int32_t page, int32_t pageSize, cJSON* runs) {
-  const StatementPtr statement = prepareStatement(
-      db, "SELECT " RUN_COLUMNS " FROM poe_history WHERE unit=? ORDER BY started_at DESC LIMIT ? OFFSET ?;");
+int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32_t pageSize, cJSON* runs) {
+  const StatementPtr statement = history.prepare(
+      "SELECT " RUN_COLUMNS " FROM poe_history WHERE unit=? ORDER BY started_at DESC LIMIT ? OFFSET ?;");
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -122,13 +122,13 @@ int32_t listPageLocked(sqlite3* db, int32_t unit, int32_t page, int32_t pageSize
   int step = SQLITE_ROW;
   while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {
     PortCounts counts;
-    countPorts(db, sqlite3_column_int64(statement.get(), kRunId), &counts);
+    countPorts(history, sqlite3_column_int64(statement.get(), kRunId), &counts);
     if (!jsonAppend(runs, runRowToJson(statement.get(), unit, counts))) {
       return ERR_GENERAL;
     }
   }
   if (step != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "history list step failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history list step failed: %s", history.error());
     return ERR_GENERAL;
   }
   return RESULT_OK;
@@ -144,9 +144,9 @@ void addDetail(JsonObject& run, sqlite3_stmt* row) {
   }
 }
 
-int32_t detailRunLocked(sqlite3* db, int32_t unit, int64_t runId, JsonObject& run) {
+int32_t detailRun(const HistoryAccess& history, int32_t unit, int64_t runId, JsonObject& run) {
   const StatementPtr statement =
-      prepareStatement(db, "SELECT " RUN_COLUMNS ", all_day_snapshot FROM poe_history WHERE unit=? AND run_id=?;");
+      history.prepare("SELECT " RUN_COLUMNS ", all_day_snapshot FROM poe_history WHERE unit=? AND run_id=?;");
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -157,7 +157,7 @@ int32_t detailRunLocked(sqlite3* db, int32_t unit, int64_t runId, JsonObject& ru
     return step == SQLITE_DONE ? ERR_NOT_FOUND : ERR_GENERAL;
   }
   PortCounts counts;
-  countPorts(db, runId, &counts);
+  countPorts(history, runId, &counts);
   addRun(run, statement.get(), unit, counts);
   addDetail(run, statement.get());
   return RESULT_OK;
@@ -172,10 +172,10 @@ JsonPtr portStepToJson(sqlite3_stmt* row) {
 }
 
 // The run's ports, an empty array when they can't be queried; null when memory runs out.
-JsonPtr portStepsLocked(sqlite3* db, int64_t runId) {
+JsonPtr portSteps(const HistoryAccess& history, int64_t runId) {
   JsonPtr steps(cJSON_CreateArray());
-  const StatementPtr statement = prepareStatement(
-      db, "SELECT if_num, status, error_msg, executed_at FROM poe_history_port WHERE run_id=? ORDER BY if_num ASC;");
+  const StatementPtr statement = history.prepare(
+      "SELECT if_num, status, error_msg, executed_at FROM poe_history_port WHERE run_id=? ORDER BY if_num ASC;");
   if (statement == nullptr || steps == nullptr) {
     return steps;
   }
@@ -188,8 +188,8 @@ JsonPtr portStepsLocked(sqlite3* db, int64_t runId) {
   return steps;
 }
 
-int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRun* entries, int32_t capacity,
-                           bool* complete) {
+int32_t readOpenRuns(const HistoryAccess& history, sqlite3_stmt* statement, OpenScheduledRun* entries, int32_t capacity,
+                     bool* complete) {
   int32_t count = 0;
   while (count < capacity) {
     const int step = sqlite3_step(statement);
@@ -198,7 +198,7 @@ int32_t readOpenRunsLocked(sqlite3* db, sqlite3_stmt* statement, OpenScheduledRu
       return count;
     }
     if (step != SQLITE_ROW) {
-      LOG_HERE(LOG_ERR, "open-run list step failed after %d row(s): %s", count, sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "open-run list step failed after %d row(s): %s", count, history.error());
       return count;
     }
     entries[count].runId = sqlite3_column_int64(statement, 0);
@@ -220,32 +220,31 @@ int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity
   if (entries == nullptr || capacity <= 0) {
     return -1;
   }
-  const HistoryAccess access;
-  if (!access) {
+  const HistoryAccess history;
+  if (!history) {
     return -1;
   }
-  const StatementPtr statement = prepareStatement(
-      access.db(),
+  const StatementPtr statement = history.prepare(
       "SELECT run_id, unit, schedule_id, started_at FROM poe_history WHERE status='running' AND "
       "trigger_source='scheduled' AND schedule_id IS NOT NULL AND schedule_type IN ('power_on','power_off') AND "
       "(all_day_snapshot IS NULL OR all_day_snapshot=0) ORDER BY started_at ASC;");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "open-run list prepare failed: %s", sqlite3_errmsg(access.db()));
+    LOG_HERE(LOG_ERR, "open-run list prepare failed: %s", history.error());
     return -1;
   }
-  return readOpenRunsLocked(access.db(), statement.get(), entries, capacity, complete);
+  return readOpenRuns(history, statement.get(), entries, capacity, complete);
 }
 
 int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answer) {
   JsonPtr runs(cJSON_CreateArray());
   int64_t total = 0;
   {
-    const HistoryAccess access;
-    if (!access || runs == nullptr) {
+    const HistoryAccess history;
+    if (!history || runs == nullptr) {
       return ERR_GENERAL;
     }
-    total = countRunsLocked(access.db(), unit);
-    const int32_t rc = listPageLocked(access.db(), unit, page, pageSize, runs.get());
+    total = countRuns(history, unit);
+    const int32_t rc = listPage(history, unit, page, pageSize, runs.get());
     if (rc != RESULT_OK) {
       return rc;
     }
@@ -264,16 +263,16 @@ int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answe
 }
 
 int32_t historyDetail(int32_t unit, int64_t runId, JsonPtr* answer) {
-  const HistoryAccess access;
-  if (!access) {
+  const HistoryAccess history;
+  if (!history) {
     return ERR_GENERAL;
   }
   JsonObject run;
-  const int32_t rc = detailRunLocked(access.db(), unit, runId, run);
+  const int32_t rc = detailRun(history, unit, runId, run);
   if (rc != RESULT_OK) {
     return rc;
   }
-  JsonPtr built = run.add("portSteps", portStepsLocked(access.db(), runId)).take();
+  JsonPtr built = run.add("portSteps", portSteps(history, runId)).take();
   if (built == nullptr) {
     return ERR_GENERAL;
   }
@@ -282,14 +281,14 @@ int32_t historyDetail(int32_t unit, int64_t runId, JsonPtr* answer) {
 }
 
 int32_t historyPurgeBefore(int64_t cutoff) {
-  const HistoryAccess access;
-  if (!access) {
+  const HistoryAccess history;
+  if (!history) {
     return 0;
   }
-  const StatementPtr statement = prepareStatement(access.db(), "DELETE FROM poe_history WHERE started_at < ?;");
+  const StatementPtr statement = history.prepare("DELETE FROM poe_history WHERE started_at < ?;");
   if (statement == nullptr) {
     return 0;
   }
   sqlite3_bind_int64(statement.get(), 1, cutoff);
-  return sqlite3_step(statement.get()) == SQLITE_DONE ? sqlite3_changes(access.db()) : 0;
+  return sqlite3_step(statement.get()) == SQLITE_DONE ? sqlite3_changes(history.db()) : 0;
 }

@@ -7,7 +7,6 @@
 #include "base/database.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
-#include "history/run_lifecycle.h"
 #include "log/log.h"
 
 namespace {
@@ -48,54 +47,53 @@ constexpr const char* kUpgrade = "ALTER TABLE poe_history ADD COLUMN all_day_sna
 constexpr const char* kInterrupted = "Interrupted by unexpected reboot";
 
 // The two steps of a reconcile; each logs its own failures.
-bool failPendingPorts(sqlite3* db) {
-  const StatementPtr statement = prepareStatement(db,
-                                                  "UPDATE poe_history_port SET status='failed', error_msg=? WHERE "
-                                                  "status='pending' AND run_id IN (SELECT run_id FROM "
-                                                  "poe_history WHERE status='running');");
+bool failPendingPorts(const HistoryAccess& history) {
+  const StatementPtr statement = history.prepare(
+      "UPDATE poe_history_port SET status='failed', error_msg=? WHERE "
+      "status='pending' AND run_id IN (SELECT run_id FROM "
+      "poe_history WHERE status='running');");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "reconcile ports prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile ports prepare failed: %s", history.error());
     return false;
   }
   bindTextOrNull(statement.get(), 1, kInterrupted);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "reconcile ports step failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile ports step failed: %s", history.error());
     return false;
   }
   return true;
 }
 
-bool failRunningRuns(sqlite3* db, int32_t* count) {
-  const StatementPtr statement = prepareStatement(
-      db,
+bool failRunningRuns(const HistoryAccess& history, int32_t* count) {
+  const StatementPtr statement = history.prepare(
       "UPDATE poe_history SET completed_at=?, status='completed', overall_result='failed', error_message=? WHERE "
       "status='running';");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "reconcile runs prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile runs prepare failed: %s", history.error());
     return false;
   }
   sqlite3_bind_int64(statement.get(), 1, time(nullptr));
   bindTextOrNull(statement.get(), 2, kInterrupted);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "reconcile runs step failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile runs step failed: %s", history.error());
     return false;
   }
-  *count = sqlite3_changes(db);
+  *count = sqlite3_changes(history.db());
   return true;
 }
 
-int32_t reconcileLocked(sqlite3* db) {
-  Transaction transaction(db);
+int32_t reconcile(const HistoryAccess& history) {
+  Transaction transaction(history.db());
   if (!transaction.begin()) {
-    LOG_HERE(LOG_ERR, "reconcile BEGIN failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile BEGIN failed: %s", history.error());
     return -1;
   }
   int32_t count = 0;
-  if (!failPendingPorts(db) || !failRunningRuns(db, &count)) {
+  if (!failPendingPorts(history) || !failRunningRuns(history, &count)) {
     return -1;
   }
   if (!transaction.commit()) {
-    LOG_HERE(LOG_ERR, "reconcile COMMIT failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "reconcile COMMIT failed: %s", history.error());
     return -1;
   }
   return count;
@@ -103,8 +101,7 @@ int32_t reconcileLocked(sqlite3* db) {
 
 }  // namespace
 
-// No other thread exists yet, so the handle is published without its mutex.
-int32_t historyStoreInit() NO_THREAD_SAFETY_ANALYSIS {
+int32_t historyStoreInit() {
   DatabasePtr db;
   if (!openDatabase(kHistoryDbPath, &db)) {
     LOG_HERE(LOG_ERR, "history db open failed: %s", sqlite3_errmsg(db.get()));
@@ -114,17 +111,16 @@ int32_t historyStoreInit() NO_THREAD_SAFETY_ANALYSIS {
     LOG_HERE(LOG_ERR, "history schema apply failed: %s", sqlite3_errmsg(db.get()));
     return -1;
   }
-  historyForgetLostRuns();
-  daemonContext()->historyDb = db.release();
+  publishHistoryDb(std::move(db));
   return 0;
 }
 
 int32_t historyReconcileInterruptedRuns() {
   int32_t count = -1;
   {
-    const HistoryAccess access;
-    if (access) {
-      count = reconcileLocked(access.db());
+    const HistoryAccess history;
+    if (history) {
+      count = reconcile(history);
     }
   }
   if (count >= 1) {

@@ -6,13 +6,14 @@
 
 #include "base/database.h"
 #include "base/result_codes.h"
+#include "daemon/daemon_context.h"
 #include "log/log.h"
 
-int32_t countPorts(sqlite3* db, int64_t runId, PortCounts* counts) {
+int32_t countPorts(const HistoryAccess& history, int64_t runId, PortCounts* counts) {
   *counts = PortCounts{};
-  const StatementPtr statement = prepareStatement(db, "SELECT status FROM poe_history_port WHERE run_id=?;");
+  const StatementPtr statement = history.prepare("SELECT status FROM poe_history_port WHERE run_id=?;");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "port count prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "port count prepare failed: %s", history.error());
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);

@@ -6,10 +6,10 @@
 
 #include "history/run_vocabulary.h"
 
-struct sqlite3;
+class HistoryAccess;
 
 // Counts the port rows of a run by state. Returns 0, or ERR_GENERAL (logged, all counts 0) when the rows can't be
-// queried; an error while reading them ends the counting early without a code. REQUIRES: history mutex held.
-int32_t countPorts(sqlite3* db, int64_t runId, PortCounts* counts);
+// queried; an error while reading them ends the counting early without a code.
+int32_t countPorts(const HistoryAccess& history, int64_t runId, PortCounts* counts);
 
 #endif

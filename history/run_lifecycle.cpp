@@ -22,12 +22,12 @@ enum class RunState { running, notRunning, checkError };
 constexpr int kRunIdParameter = 11;  // behind the columns
 
 // Inserts the run's row, under a new id for runId 0.
-bool insertRunLocked(sqlite3* db, int64_t runId, const RunBeginRequest& request) {
-  const StatementPtr statement = prepareStatement(
-      db, runId == 0 ? "INSERT INTO poe_history (" INSERTED_COLUMNS ") VALUES (?,?,?,?,?,?,?,?,?,?);"
-                     : "INSERT INTO poe_history (" INSERTED_COLUMNS ", run_id) VALUES (?,?,?,?,?,?,?,?,?,?,?);");
+bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginRequest& request) {
+  const StatementPtr statement = history.prepare(
+      runId == 0 ? "INSERT INTO poe_history (" INSERTED_COLUMNS ") VALUES (?,?,?,?,?,?,?,?,?,?);"
+                 : "INSERT INTO poe_history (" INSERTED_COLUMNS ", run_id) VALUES (?,?,?,?,?,?,?,?,?,?,?);");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "history run insert prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history run insert prepare failed: %s", history.error());
     return false;
   }
   sqlite3_stmt* insert = statement.get();
@@ -50,18 +50,18 @@ bool insertRunLocked(sqlite3* db, int64_t runId, const RunBeginRequest& request)
     sqlite3_bind_int64(insert, kRunIdParameter, runId);
   }
   if (sqlite3_step(insert) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "history run insert step failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history run insert step failed: %s", history.error());
     return false;
   }
   return true;
 }
 
-void insertPendingPortsLocked(sqlite3* db, int64_t runId, const RunBeginRequest& request) {
+void insertPendingPorts(const HistoryAccess& history, int64_t runId, const RunBeginRequest& request) {
   if (request.ifNums == nullptr || request.ifCount < 1) {
     return;
   }
-  const StatementPtr insert = prepareStatement(
-      db, "INSERT INTO poe_history_port (run_id, if_num, status, executed_at) VALUES (?, ?, 'pending', ?);");
+  const StatementPtr insert = history.prepare(
+      "INSERT INTO poe_history_port (run_id, if_num, status, executed_at) VALUES (?, ?, 'pending', ?);");
   if (insert == nullptr) {
     return;
   }
@@ -72,66 +72,63 @@ void insertPendingPortsLocked(sqlite3* db, int64_t runId, const RunBeginRequest&
     sqlite3_bind_int64(insert.get(), 3, time(nullptr));
     if (sqlite3_step(insert.get()) != SQLITE_DONE) {
       LOG_HERE(LOG_WARNING, "pre-populate port row ifNum=%d failed: %s", static_cast<int>(request.ifNums[i]),
-               sqlite3_errmsg(db));
+               history.error());
     }
   }
 }
 
-// The highest id of a run whose begin could not be committed; guarded by the history mutex.
-int64_t lostRunId = 0;
-
-bool deleteRunLocked(sqlite3* db, int64_t runId) {
-  const StatementPtr statement = prepareStatement(db, "DELETE FROM poe_history WHERE run_id=?;");
+bool deleteRun(const HistoryAccess& history, int64_t runId) {
+  const StatementPtr statement = history.prepare("DELETE FROM poe_history WHERE run_id=?;");
   if (statement != nullptr) {
     sqlite3_bind_int64(statement.get(), 1, runId);
   }
   if (statement == nullptr || sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "history run %lld delete failed: %s", static_cast<long long>(runId), sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "history run %lld delete failed: %s", static_cast<long long>(runId), history.error());
     return false;
   }
   return true;
 }
 
-// Such a run is gone, but its id is with an executor. No later run may get that id, or the executor would record into
-// it: a new run that did is inserted again behind it, which, unlike an update of its id, also makes SQLite count on
-// from there. Returns the new run's id, or -1 (logged).
-int64_t claimFreshRunId(sqlite3* db, int64_t insertedId, const RunBeginRequest& request) {
-  if (insertedId > lostRunId) {
+// A run whose begin could not be committed is gone, but its id is with an executor. No later run may get that id, or
+// the executor would record into it: a new run that did is inserted again behind it, which, unlike an update of its id,
+// also makes SQLite count on from there. Returns the new run's id, or -1 (logged).
+int64_t claimFreshRunId(const HistoryAccess& history, int64_t insertedId, const RunBeginRequest& request) {
+  if (insertedId > history.lostRunId()) {
     return insertedId;
   }
-  const int64_t freshId = lostRunId + 1;
-  return deleteRunLocked(db, insertedId) && insertRunLocked(db, freshId, request) ? freshId : -1;
+  const int64_t freshId = history.lostRunId() + 1;
+  return deleteRun(history, insertedId) && insertRun(history, freshId, request) ? freshId : -1;
 }
 
-int64_t runBeginLocked(sqlite3* db, const RunBeginRequest& request) {
-  Transaction transaction(db);
+int64_t runBegin(const HistoryAccess& history, const RunBeginRequest& request) {
+  Transaction transaction(history.db());
   const bool begun = transaction.begin();
   if (!begun) {
     // Not fatal: a run that is recorded statement by statement is better than none.
-    LOG_HERE(LOG_WARNING, "history BEGIN failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_WARNING, "history BEGIN failed: %s", history.error());
   }
-  if (!insertRunLocked(db, 0, request)) {
+  if (!insertRun(history, 0, request)) {
     return -1;
   }
-  const int64_t runId = claimFreshRunId(db, sqlite3_last_insert_rowid(db), request);
+  const int64_t runId = claimFreshRunId(history, sqlite3_last_insert_rowid(history.db()), request);
   if (runId < 1) {
     return -1;
   }
-  insertPendingPortsLocked(db, runId, request);
-  const bool nothingToCommit = !begun && sqlite3_get_autocommit(db) != 0;
+  insertPendingPorts(history, runId, request);
+  const bool nothingToCommit = !begun && sqlite3_get_autocommit(history.db()) != 0;
   if (!nothingToCommit && !transaction.commit()) {
     // As on a full disk. The action goes on all the same: the ports come first, their record second.
-    lostRunId = std::max(lostRunId, runId);
+    history.setLostRunId(std::max(history.lostRunId(), runId));
     LOG_HERE(LOG_ERR, "history COMMIT failed, run %lld goes unrecorded: %s", static_cast<long long>(runId),
-             sqlite3_errmsg(db));
+             history.error());
   }
   return runId;
 }
 
-RunState runIsRunningLocked(sqlite3* db, int64_t runId) {
-  const StatementPtr statement = prepareStatement(db, "SELECT status FROM poe_history WHERE run_id=?;");
+RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
+  const StatementPtr statement = history.prepare("SELECT status FROM poe_history WHERE run_id=?;");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "run-status check prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "run-status check prepare failed: %s", history.error());
     return RunState::checkError;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
@@ -143,18 +140,18 @@ RunState runIsRunningLocked(sqlite3* db, int64_t runId) {
     case SQLITE_DONE:
       return RunState::notRunning;
     default:
-      LOG_HERE(LOG_ERR, "run-status check step failed: %s", sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "run-status check step failed: %s", history.error());
       return RunState::checkError;
   }
 }
 
-int32_t portRecordLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
-                         int64_t executedAt) {
-  const StatementPtr statement = prepareStatement(db,
-                                                  "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, "
-                                                  "error_msg, executed_at) VALUES (?, ?, ?, ?, ?);");
+int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t outcome,
+                         const char* error, int64_t executedAt) {
+  const StatementPtr statement = history.prepare(
+      "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, "
+      "error_msg, executed_at) VALUES (?, ?, ?, ?, ?);");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "port record prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "port record prepare failed: %s", history.error());
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
@@ -164,17 +161,17 @@ int32_t portRecordLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t out
   sqlite3_bind_int64(statement.get(), 5, executedAt);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
     LOG_HERE(LOG_ERR, "port record step failed (run %lld ifNum %d): %s", static_cast<long long>(runId),
-             static_cast<int>(ifNum), sqlite3_errmsg(db));
+             static_cast<int>(ifNum), history.error());
     return ERR_GENERAL;
   }
   return RESULT_OK;
 }
 
-int32_t portRecordIfRunningLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
-                                  int64_t executedAt) {
-  switch (runIsRunningLocked(db, runId)) {
+int32_t portRecordIfRunning(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t outcome,
+                            const char* error, int64_t executedAt) {
+  switch (runIsRunningLocked(history, runId)) {
     case RunState::running:
-      return portRecordLocked(db, runId, ifNum, outcome, error, executedAt);
+      return portRecordLocked(history, runId, ifNum, outcome, error, executedAt);
     case RunState::notRunning:
       LOG_HERE(LOG_WARNING, "port record refused: run %lld is not running (ifNum=%d)", static_cast<long long>(runId),
                static_cast<int>(ifNum));
@@ -186,11 +183,10 @@ int32_t portRecordIfRunningLocked(sqlite3* db, int64_t runId, uint32_t ifNum, in
 }
 
 // Sets *rank to that of the port's stored state, -1 when it has no row.
-int32_t storedRankLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t* rank) {
-  const StatementPtr statement =
-      prepareStatement(db, "SELECT status FROM poe_history_port WHERE run_id=? AND if_num=?;");
+int32_t readStoredRank(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t* rank) {
+  const StatementPtr statement = history.prepare("SELECT status FROM poe_history_port WHERE run_id=? AND if_num=?;");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "worst-of port lookup prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "worst-of port lookup prepare failed: %s", history.error());
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
@@ -203,18 +199,18 @@ int32_t storedRankLocked(sqlite3* db, int64_t runId, uint32_t ifNum, int32_t* ra
       *rank = -1;
       return RESULT_OK;
     default:
-      LOG_HERE(LOG_ERR, "worst-of port lookup step failed: %s", sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "worst-of port lookup step failed: %s", history.error());
       return ERR_GENERAL;
   }
 }
 
-int32_t runFinishLocked(sqlite3* db, int64_t runId, int32_t result, const char* error, int64_t completedAt) {
-  const StatementPtr statement = prepareStatement(
-      db,
+int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t result, const char* error,
+                        int64_t completedAt) {
+  const StatementPtr statement = history.prepare(
       "UPDATE poe_history SET completed_at=?, status=?, overall_result=?, error_message=? WHERE run_id=? AND "
       "status='running';");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "run finish prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "run finish prepare failed: %s", history.error());
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, completedAt);
@@ -223,37 +219,37 @@ int32_t runFinishLocked(sqlite3* db, int64_t runId, int32_t result, const char* 
   bindTextOrNull(statement.get(), 4, error);
   sqlite3_bind_int64(statement.get(), 5, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "run %lld finish step failed: %s", static_cast<long long>(runId), sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "run %lld finish step failed: %s", static_cast<long long>(runId), history.error());
     return ERR_GENERAL;
   }
-  if (sqlite3_changes(db) == 0) {
+  if (sqlite3_changes(history.db()) == 0) {
     LOG_HERE(LOG_WARNING, "run %lld finish skipped: run is not in 'running' state", static_cast<long long>(runId));
     return ERR_NOT_FOUND;
   }
   return RESULT_OK;
 }
 
-void failPortsWithoutOutcomeLocked(sqlite3* db, int64_t runId) {
-  const StatementPtr statement = prepareStatement(db,
-                                                  "UPDATE poe_history_port SET status='failed', error_msg='no outcome "
-                                                  "recorded' WHERE run_id=? AND status='pending';");
+void failPortsWithoutOutcome(const HistoryAccess& history, int64_t runId) {
+  const StatementPtr statement = history.prepare(
+      "UPDATE poe_history_port SET status='failed', error_msg='no outcome "
+      "recorded' WHERE run_id=? AND status='pending';");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "pending-flip prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "pending-flip prepare failed: %s", history.error());
     return;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "pending-flip step failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "pending-flip step failed: %s", history.error());
   }
 }
 
-int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, int64_t completedAt) {
+int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char* error, int64_t completedAt) {
   PortCounts counts;
-  const int32_t rc = countPorts(db, runId, &counts);
+  const int32_t rc = countPorts(history, runId, &counts);
   const int32_t recorded = counts.success + counts.failed + counts.skipped;
   if (rc == RESULT_OK && recorded < counts.total) {
     const int32_t missing = counts.total - recorded;
-    failPortsWithoutOutcomeLocked(db, runId);
+    failPortsWithoutOutcome(history, runId);
     LOG_HERE(LOG_WARNING, "run %lld: %d port row(s) had no recorded outcome; failing them",
              static_cast<long long>(runId), missing);
     counts.failed += missing;
@@ -261,51 +257,52 @@ int32_t runFinishDerivedLocked(sqlite3* db, int64_t runId, const char* error, in
   if (rc != RESULT_OK || counts.total == 0 || recorded == 0) {
     LOG_HERE(LOG_ERR, "run %lld: no port outcomes readable (rc=%d total=%d); finishing as failed",
              static_cast<long long>(runId), rc, counts.total);
-    return runFinishLocked(db, runId, RUN_RESULT_FAILED, error != nullptr ? error : "no port outcomes recorded",
+    return runFinishLocked(history, runId, RUN_RESULT_FAILED, error != nullptr ? error : "no port outcomes recorded",
                            completedAt);
   }
   const RunResult result = historyResultFromCounts(counts);
-  return runFinishLocked(db, runId, result, error, completedAt);
+  return runFinishLocked(history, runId, result, error, completedAt);
 }
 
 // In one transaction, so that a run that somebody else has closed keeps its ports, too.
-int32_t runFinishDerivedAtomically(sqlite3* db, int64_t runId, const char* error, int64_t completedAt) {
-  Transaction transaction(db);
+int32_t runFinishDerivedAtomically(const HistoryAccess& history, int64_t runId, const char* error,
+                                   int64_t completedAt) {
+  Transaction transaction(history.db());
   if (!transaction.beginImmediate()) {
-    LOG_HERE(LOG_ERR, "derived finish BEGIN failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "derived finish BEGIN failed: %s", history.error());
     return ERR_GENERAL;
   }
-  const int32_t rc = runFinishDerivedLocked(db, runId, error, completedAt);
+  const int32_t rc = runFinishDerived(history, runId, error, completedAt);
   if (rc == RESULT_OK && !transaction.commit()) {
-    LOG_HERE(LOG_ERR, "derived finish COMMIT failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "derived finish COMMIT failed: %s", history.error());
     return ERR_GENERAL;
   }
   return rc;
 }
 
-int32_t forceFailPortsLocked(sqlite3* db, int64_t runId, const char* error) {
-  const StatementPtr statement = prepareStatement(
-      db, "UPDATE poe_history_port SET status='failed', error_msg=? WHERE run_id=? AND status='pending';");
+int32_t forceFailPorts(const HistoryAccess& history, int64_t runId, const char* error) {
+  const StatementPtr statement =
+      history.prepare("UPDATE poe_history_port SET status='failed', error_msg=? WHERE run_id=? AND status='pending';");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "force-fail ports prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail ports prepare failed: %s", history.error());
     return ERR_GENERAL;
   }
   bindTextOrNull(statement.get(), 1, error);
   sqlite3_bind_int64(statement.get(), 2, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "force-fail ports step failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail ports step failed: %s", history.error());
     return ERR_GENERAL;
   }
   return RESULT_OK;
 }
 
-int32_t forceFailStepsLocked(sqlite3* db, Transaction& transaction, int64_t runId, const char* error) {
-  int32_t rc = forceFailPortsLocked(db, runId, error);
+int32_t forceFailSteps(const HistoryAccess& history, Transaction& transaction, int64_t runId, const char* error) {
+  int32_t rc = forceFailPorts(history, runId, error);
   if (rc == RESULT_OK) {
-    rc = runFinishLocked(db, runId, RUN_RESULT_FAILED, error, time(nullptr));
+    rc = runFinishLocked(history, runId, RUN_RESULT_FAILED, error, time(nullptr));
   }
   if (rc == RESULT_OK && !transaction.commit()) {
-    LOG_HERE(LOG_ERR, "force-fail COMMIT failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail COMMIT failed: %s", history.error());
     rc = ERR_GENERAL;
   }
   return rc;
@@ -313,92 +310,88 @@ int32_t forceFailStepsLocked(sqlite3* db, Transaction& transaction, int64_t runI
 
 }  // namespace
 
-void historyForgetLostRuns() {
-  lostRunId = 0;
-}
-
 int64_t historyRunBegin(const RunBeginRequest* request) {
   if (request == nullptr) {
     return -1;
   }
-  const HistoryAccess access;
-  return access ? runBeginLocked(access.db(), *request) : -1;
+  const HistoryAccess history;
+  return history ? runBegin(history, *request) : -1;
 }
 
 int32_t historyPortRecord(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt) {
-  const HistoryAccess access;
-  return access ? portRecordIfRunningLocked(access.db(), runId, ifNum, outcome, error, executedAt) : ERR_GENERAL;
+  const HistoryAccess history;
+  return history ? portRecordIfRunning(history, runId, ifNum, outcome, error, executedAt) : ERR_GENERAL;
 }
 
 int32_t historyPortRecordWorst(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt) {
-  const HistoryAccess access;
-  if (!access) {
+  const HistoryAccess history;
+  if (!history) {
     return ERR_GENERAL;
   }
   int32_t storedRank = -1;
-  const int32_t rc = storedRankLocked(access.db(), runId, ifNum, &storedRank);
+  const int32_t rc = readStoredRank(history, runId, ifNum, &storedRank);
   if (rc != RESULT_OK) {
     return rc;
   }
   if (portOutcomeRank(outcome) <= storedRank) {
     return RESULT_OK;
   }
-  return portRecordIfRunningLocked(access.db(), runId, ifNum, outcome, error, executedAt);
+  return portRecordIfRunning(history, runId, ifNum, outcome, error, executedAt);
 }
 
 int32_t historyPortsResetSuccessToPending(int64_t runId) {
-  const HistoryAccess access;
-  if (!access) {
+  const HistoryAccess history;
+  if (!history) {
     return ERR_GENERAL;
   }
-  sqlite3* db = access.db();
-  const RunState state = runIsRunningLocked(db, runId);
+
+  const RunState state = runIsRunningLocked(history, runId);
   if (state == RunState::notRunning) {
     LOG_HERE(LOG_WARNING, "success->pending reset refused: run %lld is not running", static_cast<long long>(runId));
   }
   if (state != RunState::running) {
     return ERR_GENERAL;
   }
-  const StatementPtr statement = prepareStatement(db,
-                                                  "UPDATE poe_history_port SET status='pending', error_msg=NULL, "
-                                                  "executed_at=? WHERE run_id=? AND status='success';");
+  const StatementPtr statement = history.prepare(
+      "UPDATE poe_history_port SET status='pending', error_msg=NULL, "
+      "executed_at=? WHERE run_id=? AND status='success';");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "success->pending reset prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "success->pending reset prepare failed: %s", history.error());
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, time(nullptr));
   sqlite3_bind_int64(statement.get(), 2, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "success->pending reset step failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "success->pending reset step failed: %s", history.error());
     return ERR_GENERAL;
   }
   return RESULT_OK;
 }
 
 int32_t historyRunFinish(int64_t runId, int32_t result, const char* error, int64_t completedAt) {
-  const HistoryAccess access;
-  return access ? runFinishLocked(access.db(), runId, result, error, completedAt) : ERR_GENERAL;
+  const HistoryAccess history;
+  return history ? runFinishLocked(history, runId, result, error, completedAt) : ERR_GENERAL;
 }
 
 int32_t historyRunFinishDerived(int64_t runId, const char* error, int64_t completedAt) {
-  const HistoryAccess access;
-  return access ? runFinishDerivedAtomically(access.db(), runId, error, completedAt) : ERR_GENERAL;
+  const HistoryAccess history;
+  return history ? runFinishDerivedAtomically(history, runId, error, completedAt) : ERR_GENERAL;
 }
 
 int32_t historyRunForceFail(int64_t runId, const char* error) {
-  const HistoryAccess access;
-  if (!access) {
+  const HistoryAccess history;
+  if (!history) {
     return ERR_GENERAL;
   }
-  sqlite3* db = access.db();
-  Transaction transaction(db);
+
+  Transaction transaction(history.db());
   if (!transaction.begin()) {
-    LOG_HERE(LOG_ERR, "force-fail BEGIN failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail BEGIN failed: %s", history.error());
     return ERR_GENERAL;
   }
-  const int32_t rc = forceFailStepsLocked(db, transaction, runId, error);
+  const int32_t rc = forceFailSteps(history, transaction, runId, error);
   if (rc != RESULT_OK && !transaction.rollback()) {
-    LOG_HERE(LOG_ERR, "force-fail ROLLBACK failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "force-fail ROLLBACK failed: %s", history.error());
   }
   return rc;
 }
@@ -411,16 +404,16 @@ int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
   if (scheduleId < 1) {
     return RESULT_OK;
   }
-  const HistoryAccess access;
-  if (!access) {
+  const HistoryAccess history;
+  if (!history) {
     return ERR_GENERAL;
   }
-  sqlite3* db = access.db();
-  const StatementPtr statement = prepareStatement(db,
-                                                  "SELECT run_id FROM poe_history WHERE unit=? AND schedule_id=? AND "
-                                                  "status='running' ORDER BY run_id DESC LIMIT 1;");
+
+  const StatementPtr statement = history.prepare(
+      "SELECT run_id FROM poe_history WHERE unit=? AND schedule_id=? AND "
+      "status='running' ORDER BY run_id DESC LIMIT 1;");
   if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "open-run lookup prepare failed: %s", sqlite3_errmsg(db));
+    LOG_HERE(LOG_ERR, "open-run lookup prepare failed: %s", history.error());
     return ERR_GENERAL;
   }
   sqlite3_bind_int(statement.get(), 1, unit);
@@ -432,7 +425,7 @@ int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
     case SQLITE_DONE:
       return RESULT_OK;
     default:
-      LOG_HERE(LOG_ERR, "open-run lookup step failed: %s", sqlite3_errmsg(db));
+      LOG_HERE(LOG_ERR, "open-run lookup step failed: %s", history.error());
       return ERR_GENERAL;
   }
 }

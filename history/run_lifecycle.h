@@ -30,10 +30,6 @@ struct RunBeginRequest {
   int32_t ifCount = 0;
 };
 
-// Starts with a clean slate on a newly opened store: no executor of this process holds a run of it. REQUIRES: no other
-// thread.
-void historyForgetLostRuns();
-
 // Begins a run with one pending row per port. Returns its id, greater than 0, or -1. A port row that can't be written
 // (a repeated ifNum) is logged and left out; a later outcome creates it.
 int64_t historyRunBegin(const RunBeginRequest* request);

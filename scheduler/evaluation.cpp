@@ -1,12 +1,9 @@
 #include "scheduler/evaluation.h"
 
-#include <sqlite3.h>
-
 #include <cstdio>
 
-#include "base/database.h"
 #include "base/result_codes.h"
-#include "config/schedule_store.h"
+#include "config/schedule_reader.h"
 #include "daemon/daemon_context.h"
 #include "history/run_lifecycle.h"
 #include "log/log.h"
@@ -20,9 +17,9 @@ constexpr size_t kKeyBytes = 64;
 
 // One pass over all schedules.
 struct EvaluationPass {
-  sqlite3* db;
+  const ScheduleAccess& schedules;
   TickTime now;
-  StatementPtr dayLookup;  // prepared when first needed
+  ScheduleDays days;
 };
 
 OccurrenceKey minuteKey(const TickTime& now, char suffix) {
@@ -53,22 +50,7 @@ bool firesNow(const PoeSchedule& schedule, const OccurrenceKey& key) {
 // Whether today is one of the schedule's days.
 bool isOnItsDay(EvaluationPass& pass, const PoeSchedule& schedule) {
   const int32_t day = recurrenceDay(schedule.recurrence, pass.now);
-  if (day == 0) {
-    return true;
-  }
-  if (pass.dayLookup == nullptr) {
-    pass.dayLookup =
-        prepareStatement(pass.db, "SELECT 1 FROM poe_schedule_days WHERE schedule_id=? AND day=? LIMIT 1;");
-  }
-  sqlite3_stmt* lookup = pass.dayLookup.get();
-  if (lookup == nullptr) {
-    return false;
-  }
-  sqlite3_bind_int64(lookup, 1, schedule.scheduleId);
-  sqlite3_bind_int(lookup, 2, day);
-  const bool found = sqlite3_step(lookup) == SQLITE_ROW;
-  sqlite3_reset(lookup);
-  return found;
+  return day == 0 || pass.days.contain(schedule.scheduleId, day);
 }
 
 // Closes the run of an earlier occurrence that never ended.
@@ -88,11 +70,11 @@ void closeStaleRun(const PoeSchedule& schedule) {
 }
 
 // Switches a power_on or power_off schedule's ports as its window asks for.
-void firePower(sqlite3* db, const PoeSchedule& schedule, bool window) {
+void firePower(const ScheduleAccess& schedules, const PoeSchedule& schedule, bool window) {
   if (schedule.type == ScheduleType::powerOn) {
-    triggerSchedule(db, schedule, POE_ACTION_POWER_ON, window);
+    triggerSchedule(schedules, schedule, POE_ACTION_POWER_ON, window);
   } else {
-    fireInlineAdminSweep(db, schedule, window);
+    fireInlineAdminSweep(schedules, schedule, window);
   }
 }
 
@@ -104,35 +86,33 @@ void evaluateOne(EvaluationPass& pass, const PoeSchedule& schedule) {
     return;
   }
   if (due.allDay && firesNow(schedule, dayKey(pass.now))) {
-    firePower(pass.db, schedule, false);
+    firePower(pass.schedules, schedule, false);
   }
   if (due.windowStart && firesNow(schedule, minuteKey(pass.now, 'S'))) {
     closeStaleRun(schedule);
-    firePower(pass.db, schedule, true);
+    firePower(pass.schedules, schedule, true);
   }
   if (due.windowEnd && firesNow(schedule, minuteKey(pass.now, 'E'))) {
-    fireWindowEndSweep(pass.db, schedule);
+    fireWindowEndSweep(pass.schedules, schedule);
   }
   if (due.restart && firesNow(schedule, minuteKey(pass.now, 'R'))) {
-    triggerSchedule(pass.db, schedule, POE_ACTION_RESTART, false);
+    triggerSchedule(pass.schedules, schedule, POE_ACTION_RESTART, false);
   }
 }
 
 }  // namespace
 
-void evaluateSchedules(sqlite3* db, const TickTime& now) {
-  const StatementPtr rows = prepareStatement(db, "SELECT " SCHEDULE_COLUMNS " FROM poe_schedule;");
-  if (rows == nullptr) {
+void evaluateSchedules(const ScheduleAccess& schedules, const TickTime& now) {
+  ScheduleRows rows(schedules);
+  if (!rows.isOpen()) {
     return;
   }
-  EvaluationPass pass{db, now, nullptr};
+  EvaluationPass pass{schedules, now, ScheduleDays(schedules)};
   PoeSchedule schedule;
-  int step = SQLITE_ROW;
-  while ((step = sqlite3_step(rows.get())) == SQLITE_ROW) {
-    scheduleRowRead(rows.get(), &schedule);
+  while (rows.next(&schedule)) {
     evaluateOne(pass, schedule);
   }
-  if (step != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "schedules could not be read to the end: %s", sqlite3_errmsg(db));
+  if (!rows.atEnd()) {
+    LOG_HERE(LOG_ERR, "schedules could not be read to the end: %s", schedules.error());
   }
 }

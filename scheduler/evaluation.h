@@ -4,12 +4,12 @@
 
 #include "scheduler/due_firings.h"
 
-struct sqlite3;
+class ScheduleAccess;
 
 // Evaluates all schedules in the order of the database. An occurrence that is still among the fired keys does not fire
 // again. Once a stop is asked for restarts are not begun any more, since the end of the process might leave their ports
 // dark; all else of the minute is carried out.
-// REQUIRES: the scheduler thread, with the schedule mutex held; db is the schedule database.
-void evaluateSchedules(sqlite3* db, const TickTime& now);
+// REQUIRES: the scheduler thread.
+void evaluateSchedules(const ScheduleAccess& schedules, const TickTime& now);
 
 #endif

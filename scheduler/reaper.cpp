@@ -1,12 +1,8 @@
 #include "scheduler/reaper.h"
 
-#include <sqlite3.h>
-
 #include <ctime>
 
-#include "base/database.h"
-#include "base/result_codes.h"
-#include "config/schedule.h"
+#include "config/schedule_reader.h"
 #include "daemon/daemon_context.h"
 #include "history/history_queries.h"
 #include "log/log.h"
@@ -17,11 +13,9 @@ namespace {
 
 constexpr int32_t kMaxRunsPerPass = 64;
 
-bool isStandingWindow(sqlite3_stmt* row) {
-  const ScheduleType type = scheduleTypeOf(columnText(row, 0));
-  const bool allDay = sqlite3_column_int(row, 1) != 0;
-  const bool enabled = sqlite3_column_int(row, 2) != 0;
-  return enabled && !allDay && isWindowType(type);
+WindowSchedule lookUpSchedule(const OpenScheduledRun& run) {
+  const ScheduleAccess schedules;
+  return schedules ? scheduleCanCloseRun(schedules, run.scheduleId, run.unit) : WindowSchedule::unknown;
 }
 
 // By the run's stamp, which a change of the wall clock leaves alone; by its start when there is none.
@@ -37,7 +31,7 @@ bool isTooOld(const OpenScheduledRun& run, time_t now) {
 
 // Why the run must be closed, or null.
 const char* reapReason(const OpenScheduledRun& run, time_t now) {
-  if (scheduleCanCloseRun(run.scheduleId, run.unit) == WindowSchedule::goneOrChanged) {
+  if (lookUpSchedule(run) == WindowSchedule::goneOrChanged) {
     return "Schedule removed or modified mid-window";
   }
   return isTooOld(run, now) ? "Window end never fired" : nullptr;
@@ -50,30 +44,6 @@ void reapRun(const OpenScheduledRun& run, const char* reason) {
 }
 
 }  // namespace
-
-WindowSchedule scheduleCanCloseRun(int64_t scheduleId, int32_t unit) {
-  const ScheduleAccess access;
-  if (!access) {
-    return WindowSchedule::unknown;
-  }
-  const StatementPtr statement = prepareStatement(
-      access.db(), "SELECT schedule_type, all_day, enabled FROM poe_schedule WHERE schedule_id=? AND unit=?;");
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "reaper schedule lookup prepare failed: %s", sqlite3_errmsg(access.db()));
-    return WindowSchedule::unknown;
-  }
-  sqlite3_bind_int64(statement.get(), 1, scheduleId);
-  sqlite3_bind_int(statement.get(), 2, unit);
-  switch (sqlite3_step(statement.get())) {
-    case SQLITE_ROW:
-      return isStandingWindow(statement.get()) ? WindowSchedule::valid : WindowSchedule::goneOrChanged;
-    case SQLITE_DONE:
-      return WindowSchedule::goneOrChanged;
-    default:
-      LOG_HERE(LOG_ERR, "reaper schedule lookup step failed: %s", sqlite3_errmsg(access.db()));
-      return WindowSchedule::unknown;
-  }
-}
 
 void reapOrphanedWindowRuns() {
   OpenScheduledRun runs[kMaxRunsPerPass];

@@ -6,12 +6,6 @@
 
 constexpr int64_t kReaperAgeLimitSec = 90000;  // 25 hours
 
-// Whether a schedule still stands as a window schedule.
-enum class WindowSchedule { valid, goneOrChanged, unknown };
-
-// Looks the schedule up. Takes the schedule mutex for the lookup; failures are logged and give unknown.
-WindowSchedule scheduleCanCloseRun(int64_t scheduleId, int32_t unit);
-
 // One pass: fails every open window run whose schedule is gone or changed, or that is older than the age limit. The
 // ports stay as they are. REQUIRES: the scheduler thread; the caller holds neither the schedule mutex nor the history
 // mutex.

@@ -2,9 +2,7 @@
 
 #include <ctime>
 
-#include "base/database.h"
 #include "base/sleep.h"
-#include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "log/log.h"
 #include "scheduler/boot_delay.h"
@@ -36,9 +34,9 @@ void tickEveryMinute() {
 void lookAt(const TickTime& minute) {
   lastLookedAt = minute;
   reapOrphanedWindowRuns();
-  const ScheduleAccess access;
-  if (access) {
-    evaluateSchedules(access.db(), minute);
+  const ScheduleAccess schedules;
+  if (schedules) {
+    evaluateSchedules(schedules, minute);
   }
 }
 

@@ -1,9 +1,7 @@
 #include "scheduler/triggers.h"
 
-#include <sqlite3.h>
-
-#include "base/database.h"
 #include "base/result_codes.h"
+#include "config/schedule_reader.h"
 #include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "poe/executor.h"
@@ -82,19 +80,8 @@ AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId, std::
 
 }  // namespace
 
-std::vector<uint32_t> scheduleLoadIfNums(sqlite3* db, int64_t scheduleId) {
-  std::vector<uint32_t> ifNums;
-  const StatementPtr statement =
-      prepareStatement(db, "SELECT if_num FROM poe_schedule_ifs WHERE schedule_id=? ORDER BY if_num;");
-  if (statement != nullptr) {
-    sqlite3_bind_int64(statement.get(), 1, scheduleId);
-    collectColumn(statement.get(), &ifNums);
-  }
-  return ifNums;
-}
-
-void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window) {
-  const std::vector<uint32_t> ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
+void triggerSchedule(const ScheduleAccess& schedules, const PoeSchedule& schedule, PoeActionType action, bool window) {
+  const std::vector<uint32_t> ifNums = scheduleLoadIfNums(schedules, schedule.scheduleId);
   if (ifNums.empty()) {
     LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; fire skipped", loggedId(schedule));
     return;
@@ -113,10 +100,10 @@ void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType act
   }
 }
 
-void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, bool window) {
+void fireInlineAdminSweep(const ScheduleAccess& schedules, const PoeSchedule& schedule, bool window) {
   AdminSweepRequest sweep;
   sweep.unit = schedule.unit;
-  sweep.ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
+  sweep.ifNums = scheduleLoadIfNums(schedules, schedule.scheduleId);
   if (sweep.ifNums.empty()) {
     LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; sweep skipped", loggedId(schedule));
     return;
@@ -132,9 +119,9 @@ void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, bool window)
   executorAdminSweep(sweep);
 }
 
-void fireWindowEndSweep(sqlite3* db, const PoeSchedule& schedule) {
+void fireWindowEndSweep(const ScheduleAccess& schedules, const PoeSchedule& schedule) {
   const int64_t runId = findWindowRun(schedule);
-  std::vector<uint32_t> ifNums = scheduleLoadIfNums(db, schedule.scheduleId);
+  std::vector<uint32_t> ifNums = scheduleLoadIfNums(schedules, schedule.scheduleId);
   if (ifNums.empty()) {
     giveUpRestore(schedule, runId);
     return;

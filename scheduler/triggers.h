@@ -1,31 +1,27 @@
 // Carrying out what a schedule fires.
 //
-// All of it runs on the scheduler thread, which holds the schedule mutex throughout; db is the schedule database. Every
+// All of it runs on the scheduler thread, which holds the schedule mutex throughout. Every
 // failure is logged here, and nothing is returned: a firing that can't be carried out is not made up for.
 #ifndef QUORIN_SCHEDULER_TRIGGERS_H
 #define QUORIN_SCHEDULER_TRIGGERS_H
 
 #include <cstdint>
-#include <vector>
 
 #include "config/schedule.h"
 #include "history/run_vocabulary.h"
 
-struct sqlite3;
-
-// A schedule's ports in ascending order; empty when it has none or they can't be read.
-std::vector<uint32_t> scheduleLoadIfNums(sqlite3* db, int64_t scheduleId);
+class ScheduleAccess;
 
 // Begins a run and hands it to an executor thread. For a window the run is stamped and left open until the window's
 // end.
-void triggerSchedule(sqlite3* db, const PoeSchedule& schedule, PoeActionType action, bool window);
+void triggerSchedule(const ScheduleAccess& schedules, const PoeSchedule& schedule, PoeActionType action, bool window);
 
 // Begins a power_off run and switches the ports off at once, on this thread and without pauses. For a window the run is
 // stamped and left open.
-void fireInlineAdminSweep(sqlite3* db, const PoeSchedule& schedule, bool window);
+void fireInlineAdminSweep(const ScheduleAccess& schedules, const PoeSchedule& schedule, bool window);
 
 // Puts the ports of a window schedule back into their state outside the window, on this thread, and closes the window's
 // run. A window without an open run is restored unrecorded.
-void fireWindowEndSweep(sqlite3* db, const PoeSchedule& schedule);
+void fireWindowEndSweep(const ScheduleAccess& schedules, const PoeSchedule& schedule);
 
 #endif
