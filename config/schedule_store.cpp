@@ -98,11 +98,13 @@ void bindContent(sqlite3_stmt* statement, int first, const PoeSchedule& schedule
   sqlite3_bind_int(statement, first + 10, schedule.enabled);
 }
 
+constexpr const char* kInsertScheduleSql =
+    "INSERT INTO poe_schedule (unit, name, schedule_type, start_date, end_date, recurrence, start_time, end_time, "
+    "restart_time, off_time_sec, sequential_power, inter_port_delay, all_day, enabled, created_at)"
+    " VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);";
+
 int32_t insertSchedule(const ScheduleAccess& schedules, int32_t unit, PoeSchedule* schedule) {
-  const StatementPtr statement = schedules.prepare(
-      "INSERT INTO poe_schedule (unit, name, schedule_type, start_date, end_date, recurrence, start_time, end_time, "
-      "restart_time, off_time_sec, sequential_power, inter_port_delay, all_day, enabled, created_at) VALUES "
-      "(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);");
+  const StatementPtr statement = schedules.prepare(kInsertScheduleSql);
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -118,12 +120,15 @@ int32_t insertSchedule(const ScheduleAccess& schedules, int32_t unit, PoeSchedul
   return saveChildren(schedules, *schedule) ? RESULT_OK : ERR_GENERAL;
 }
 
+constexpr const char* kUpdateRowSql =
+    "UPDATE poe_schedule"
+    " SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, end_time=?, restart_time=?, off_time_sec=?, "
+    "sequential_power=?, inter_port_delay=?, all_day=?, enabled=?"
+    " WHERE unit=? AND schedule_id=?;";
+
 // RESULT_OK, ERR_NOT_FOUND when the row has gone meanwhile, as another program may have it, or ERR_GENERAL.
 int32_t updateRow(const ScheduleAccess& schedules, int32_t unit, const PoeSchedule& schedule) {
-  const StatementPtr statement = schedules.prepare(
-      "UPDATE poe_schedule SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, end_time=?, "
-      "restart_time=?, "
-      "off_time_sec=?, sequential_power=?, inter_port_delay=?, all_day=?, enabled=? WHERE unit=? AND schedule_id=?;");
+  const StatementPtr statement = schedules.prepare(kUpdateRowSql);
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -271,12 +276,16 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
   return replaceChildren(schedules, schedule) ? commitAndAnswer(transaction, schedule, answer) : ERR_GENERAL;
 }
 
+constexpr const char* kScheduleDeleteSql =
+    "DELETE FROM poe_schedule"
+    " WHERE unit=? AND schedule_id=?;";
+
 int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {
   const ScheduleAccess schedules;
   if (!schedules) {
     return ERR_GENERAL;
   }
-  const StatementPtr statement = schedules.prepare("DELETE FROM poe_schedule WHERE unit=? AND schedule_id=?;");
+  const StatementPtr statement = schedules.prepare(kScheduleDeleteSql);
   if (statement == nullptr) {
     return ERR_GENERAL;
   }

@@ -96,8 +96,13 @@ JsonPtr runRowToJson(sqlite3_stmt* row, int32_t unit, const PortCounts& counts) 
   return run.take();
 }
 
+constexpr const char* kCountRunsSql =
+    "SELECT COUNT(*)"
+    " FROM poe_history"
+    " WHERE unit=?;";
+
 int64_t countRuns(const HistoryAccess& history, int32_t unit) {
-  const StatementPtr statement = history.prepare("SELECT COUNT(*) FROM poe_history WHERE unit=?;");
+  const StatementPtr statement = history.prepare(kCountRunsSql);
   if (statement == nullptr) {
     return 0;
   }
@@ -110,9 +115,14 @@ int32_t pageOffset(int32_t page, int32_t pageSize) {
   return static_cast<int32_t>((static_cast<uint32_t>(page) - 1U) * static_cast<uint32_t>(pageSize));
 }
 
+constexpr const char* kListPageSql = "SELECT " RUN_COLUMNS
+                                     " FROM poe_history"
+                                     " WHERE unit=?"
+                                     " ORDER BY started_at DESC"
+                                     " LIMIT ? OFFSET ?;";
+
 int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32_t pageSize, cJSON* runs) {
-  const StatementPtr statement = history.prepare(
-      "SELECT " RUN_COLUMNS " FROM poe_history WHERE unit=? ORDER BY started_at DESC LIMIT ? OFFSET ?;");
+  const StatementPtr statement = history.prepare(kListPageSql);
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -144,9 +154,14 @@ void addDetail(JsonObject& run, sqlite3_stmt* row) {
   }
 }
 
+constexpr const char* kDetailRunSql = "SELECT " RUN_COLUMNS
+                                      ", all_day_snapshot"
+                                      " FROM poe_history"
+                                      " WHERE unit=?"
+                                      " AND run_id=?;";
+
 int32_t detailRun(const HistoryAccess& history, int32_t unit, int64_t runId, JsonObject& run) {
-  const StatementPtr statement =
-      history.prepare("SELECT " RUN_COLUMNS ", all_day_snapshot FROM poe_history WHERE unit=? AND run_id=?;");
+  const StatementPtr statement = history.prepare(kDetailRunSql);
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
@@ -171,11 +186,16 @@ JsonPtr portStepToJson(sqlite3_stmt* row) {
       .take();
 }
 
+constexpr const char* kPortStepsSql =
+    "SELECT if_num, status, error_msg, executed_at"
+    " FROM poe_history_port"
+    " WHERE run_id=?"
+    " ORDER BY if_num ASC;";
+
 // The run's ports, an empty array when they can't be queried; null when memory runs out.
 JsonPtr portSteps(const HistoryAccess& history, int64_t runId) {
   JsonPtr steps(cJSON_CreateArray());
-  const StatementPtr statement = history.prepare(
-      "SELECT if_num, status, error_msg, executed_at FROM poe_history_port WHERE run_id=? ORDER BY if_num ASC;");
+  const StatementPtr statement = history.prepare(kPortStepsSql);
   if (statement == nullptr || steps == nullptr) {
     return steps;
   }
@@ -213,6 +233,16 @@ int32_t readOpenRuns(const HistoryAccess& history, sqlite3_stmt* statement, Open
 
 }  // namespace
 
+constexpr const char* kListOpenScheduledRunsSql =
+    "SELECT run_id, unit, schedule_id, started_at"
+    " FROM poe_history"
+    " WHERE status='running'"
+    " AND trigger_source='scheduled'"
+    " AND schedule_id IS NOT NULL"
+    " AND schedule_type IN ('power_on','power_off')"
+    " AND (all_day_snapshot IS NULL OR all_day_snapshot=0)"
+    " ORDER BY started_at ASC;";
+
 int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity, bool* complete) {
   bool ignored = false;
   complete = complete != nullptr ? complete : &ignored;
@@ -224,10 +254,7 @@ int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity
   if (!history) {
     return -1;
   }
-  const StatementPtr statement = history.prepare(
-      "SELECT run_id, unit, schedule_id, started_at FROM poe_history WHERE status='running' AND "
-      "trigger_source='scheduled' AND schedule_id IS NOT NULL AND schedule_type IN ('power_on','power_off') AND "
-      "(all_day_snapshot IS NULL OR all_day_snapshot=0) ORDER BY started_at ASC;");
+  const StatementPtr statement = history.prepare(kListOpenScheduledRunsSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "open-run list prepare failed: %s", history.error());
     return -1;
@@ -280,12 +307,16 @@ int32_t historyDetail(int32_t unit, int64_t runId, JsonPtr* answer) {
   return RESULT_OK;
 }
 
+constexpr const char* kPurgeBeforeSql =
+    "DELETE FROM poe_history"
+    " WHERE started_at < ?;";
+
 int32_t historyPurgeBefore(int64_t cutoff) {
   const HistoryAccess history;
   if (!history) {
     return 0;
   }
-  const StatementPtr statement = history.prepare("DELETE FROM poe_history WHERE started_at < ?;");
+  const StatementPtr statement = history.prepare(kPurgeBeforeSql);
   if (statement == nullptr) {
     return 0;
   }

@@ -46,12 +46,15 @@ constexpr const char* kUpgrade = "ALTER TABLE poe_history ADD COLUMN all_day_sna
 
 constexpr const char* kInterrupted = "Interrupted by unexpected reboot";
 
+constexpr const char* kFailPendingPortsSql =
+    "UPDATE poe_history_port"
+    " SET status='failed', error_msg=?"
+    " WHERE status='pending'"
+    " AND run_id IN (SELECT run_id FROM poe_history WHERE status='running');";
+
 // The two steps of a reconcile; each logs its own failures.
 bool failPendingPorts(const HistoryAccess& history) {
-  const StatementPtr statement = history.prepare(
-      "UPDATE poe_history_port SET status='failed', error_msg=? WHERE "
-      "status='pending' AND run_id IN (SELECT run_id FROM "
-      "poe_history WHERE status='running');");
+  const StatementPtr statement = history.prepare(kFailPendingPortsSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "reconcile ports prepare failed: %s", history.error());
     return false;
@@ -64,10 +67,13 @@ bool failPendingPorts(const HistoryAccess& history) {
   return true;
 }
 
+constexpr const char* kFailRunningRunsSql =
+    "UPDATE poe_history"
+    " SET completed_at=?, status='completed', overall_result='failed', error_message=?"
+    " WHERE status='running';";
+
 bool failRunningRuns(const HistoryAccess& history, int32_t* count) {
-  const StatementPtr statement = history.prepare(
-      "UPDATE poe_history SET completed_at=?, status='completed', overall_result='failed', error_message=? WHERE "
-      "status='running';");
+  const StatementPtr statement = history.prepare(kFailRunningRunsSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "reconcile runs prepare failed: %s", history.error());
     return false;

@@ -9,9 +9,14 @@
 #include "daemon/daemon_context.h"
 #include "log/log.h"
 
+constexpr const char* kCountPortsSql =
+    "SELECT status"
+    " FROM poe_history_port"
+    " WHERE run_id=?;";
+
 int32_t countPorts(const HistoryAccess& history, int64_t runId, PortCounts* counts) {
   *counts = PortCounts{};
-  const StatementPtr statement = history.prepare("SELECT status FROM poe_history_port WHERE run_id=?;");
+  const StatementPtr statement = history.prepare(kCountPortsSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "port count prepare failed: %s", history.error());
     return ERR_GENERAL;

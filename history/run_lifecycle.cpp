@@ -16,16 +16,22 @@ namespace {
 
 enum class RunState { running, notRunning, checkError };
 
-#define INSERTED_COLUMNS                                                              \
-  "unit, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, " \
-  "inter_port_delay, all_day_snapshot, started_at, status"
-constexpr int kRunIdParameter = 11;  // behind the columns
+#define INSERTED_COLUMNS                                              \
+  "unit, trigger_source, schedule_id, schedule_name, schedule_type, " \
+  "execution_mode, inter_port_delay, all_day_snapshot, started_at, status"
+
+constexpr const char* kInsertRunSql = "INSERT INTO poe_history (" INSERTED_COLUMNS
+                                      ")"
+                                      " VALUES (?,?,?,?,?,?,?,?,?,?);";
+
+constexpr const char* kInsertRunWithIdSql = "INSERT INTO poe_history (" INSERTED_COLUMNS
+                                            ", run_id)"
+                                            " VALUES (?,?,?,?,?,?,?,?,?,?,?);";
+constexpr int kRunIdParameter = 11;
 
 // Inserts the run's row, under a new id for runId 0.
 bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginRequest& request) {
-  const StatementPtr statement = history.prepare(
-      runId == 0 ? "INSERT INTO poe_history (" INSERTED_COLUMNS ") VALUES (?,?,?,?,?,?,?,?,?,?);"
-                 : "INSERT INTO poe_history (" INSERTED_COLUMNS ", run_id) VALUES (?,?,?,?,?,?,?,?,?,?,?);");
+  const StatementPtr statement = history.prepare(runId == 0 ? kInsertRunSql : kInsertRunWithIdSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "history run insert prepare failed: %s", history.error());
     return false;
@@ -56,12 +62,15 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   return true;
 }
 
+constexpr const char* kInsertPendingPortsSql =
+    "INSERT INTO poe_history_port (run_id, if_num, status, executed_at)"
+    " VALUES (?, ?, 'pending', ?);";
+
 void insertPendingPorts(const HistoryAccess& history, int64_t runId, const RunBeginRequest& request) {
   if (request.ifNums == nullptr || request.ifCount < 1) {
     return;
   }
-  const StatementPtr insert = history.prepare(
-      "INSERT INTO poe_history_port (run_id, if_num, status, executed_at) VALUES (?, ?, 'pending', ?);");
+  const StatementPtr insert = history.prepare(kInsertPendingPortsSql);
   if (insert == nullptr) {
     return;
   }
@@ -77,8 +86,12 @@ void insertPendingPorts(const HistoryAccess& history, int64_t runId, const RunBe
   }
 }
 
+constexpr const char* kDeleteRunSql =
+    "DELETE FROM poe_history"
+    " WHERE run_id=?;";
+
 bool deleteRun(const HistoryAccess& history, int64_t runId) {
-  const StatementPtr statement = history.prepare("DELETE FROM poe_history WHERE run_id=?;");
+  const StatementPtr statement = history.prepare(kDeleteRunSql);
   if (statement != nullptr) {
     sqlite3_bind_int64(statement.get(), 1, runId);
   }
@@ -125,8 +138,13 @@ int64_t runBegin(const HistoryAccess& history, const RunBeginRequest& request) {
   return runId;
 }
 
+constexpr const char* kRunIsRunningSql =
+    "SELECT status"
+    " FROM poe_history"
+    " WHERE run_id=?;";
+
 RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
-  const StatementPtr statement = history.prepare("SELECT status FROM poe_history WHERE run_id=?;");
+  const StatementPtr statement = history.prepare(kRunIsRunningSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "run-status check prepare failed: %s", history.error());
     return RunState::checkError;
@@ -145,11 +163,13 @@ RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
   }
 }
 
+constexpr const char* kPortRecordSql =
+    "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, error_msg, executed_at)"
+    " VALUES (?, ?, ?, ?, ?);";
+
 int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t outcome,
                          const char* error, int64_t executedAt) {
-  const StatementPtr statement = history.prepare(
-      "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, "
-      "error_msg, executed_at) VALUES (?, ?, ?, ?, ?);");
+  const StatementPtr statement = history.prepare(kPortRecordSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "port record prepare failed: %s", history.error());
     return ERR_GENERAL;
@@ -182,9 +202,14 @@ int32_t portRecordIfRunning(const HistoryAccess& history, int64_t runId, uint32_
   return ERR_GENERAL;
 }
 
+constexpr const char* kReadStoredRankSql =
+    "SELECT status"
+    " FROM poe_history_port"
+    " WHERE run_id=? AND if_num=?;";
+
 // Sets *rank to that of the port's stored state, -1 when it has no row.
 int32_t readStoredRank(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t* rank) {
-  const StatementPtr statement = history.prepare("SELECT status FROM poe_history_port WHERE run_id=? AND if_num=?;");
+  const StatementPtr statement = history.prepare(kReadStoredRankSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "worst-of port lookup prepare failed: %s", history.error());
     return ERR_GENERAL;
@@ -204,11 +229,15 @@ int32_t readStoredRank(const HistoryAccess& history, int64_t runId, uint32_t ifN
   }
 }
 
+constexpr const char* kRunFinishSql =
+    "UPDATE poe_history"
+    " SET completed_at=?, status=?, overall_result=?, error_message=?"
+    " WHERE run_id=?"
+    " AND status='running';";
+
 int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t result, const char* error,
                         int64_t completedAt) {
-  const StatementPtr statement = history.prepare(
-      "UPDATE poe_history SET completed_at=?, status=?, overall_result=?, error_message=? WHERE run_id=? AND "
-      "status='running';");
+  const StatementPtr statement = history.prepare(kRunFinishSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "run finish prepare failed: %s", history.error());
     return ERR_GENERAL;
@@ -229,10 +258,14 @@ int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t res
   return RESULT_OK;
 }
 
+constexpr const char* kFailPortsWithoutOutcomeSql =
+    "UPDATE poe_history_port"
+    " SET status='failed', error_msg='no outcome recorded'"
+    " WHERE run_id=?"
+    " AND status='pending';";
+
 void failPortsWithoutOutcome(const HistoryAccess& history, int64_t runId) {
-  const StatementPtr statement = history.prepare(
-      "UPDATE poe_history_port SET status='failed', error_msg='no outcome "
-      "recorded' WHERE run_id=? AND status='pending';");
+  const StatementPtr statement = history.prepare(kFailPortsWithoutOutcomeSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "pending-flip prepare failed: %s", history.error());
     return;
@@ -280,9 +313,14 @@ int32_t runFinishDerivedAtomically(const HistoryAccess& history, int64_t runId, 
   return rc;
 }
 
+constexpr const char* kForceFailPortsSql =
+    "UPDATE poe_history_port"
+    " SET status='failed', error_msg=?"
+    " WHERE run_id=?"
+    " AND status='pending';";
+
 int32_t forceFailPorts(const HistoryAccess& history, int64_t runId, const char* error) {
-  const StatementPtr statement =
-      history.prepare("UPDATE poe_history_port SET status='failed', error_msg=? WHERE run_id=? AND status='pending';");
+  const StatementPtr statement = history.prepare(kForceFailPortsSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "force-fail ports prepare failed: %s", history.error());
     return ERR_GENERAL;
@@ -339,6 +377,12 @@ int32_t historyPortRecordWorst(int64_t runId, uint32_t ifNum, int32_t outcome, c
   return portRecordIfRunning(history, runId, ifNum, outcome, error, executedAt);
 }
 
+constexpr const char* kPortsResetSuccessToPendingSql =
+    "UPDATE poe_history_port"
+    " SET status='pending', error_msg=NULL, executed_at=?"
+    " WHERE run_id=?"
+    " AND status='success';";
+
 int32_t historyPortsResetSuccessToPending(int64_t runId) {
   const HistoryAccess history;
   if (!history) {
@@ -352,9 +396,7 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
   if (state != RunState::running) {
     return ERR_GENERAL;
   }
-  const StatementPtr statement = history.prepare(
-      "UPDATE poe_history_port SET status='pending', error_msg=NULL, "
-      "executed_at=? WHERE run_id=? AND status='success';");
+  const StatementPtr statement = history.prepare(kPortsResetSuccessToPendingSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "success->pending reset prepare failed: %s", history.error());
     return ERR_GENERAL;
@@ -396,6 +438,14 @@ int32_t historyRunForceFail(int64_t runId, const char* error) {
   return rc;
 }
 
+constexpr const char* kFindOpenRunSql =
+    "SELECT run_id"
+    " FROM poe_history"
+    " WHERE unit=? AND schedule_id=?"
+    " AND status='running'"
+    " ORDER BY run_id DESC"
+    " LIMIT 1;";
+
 int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
   if (runId == nullptr) {
     return ERR_GENERAL;
@@ -409,9 +459,7 @@ int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
     return ERR_GENERAL;
   }
 
-  const StatementPtr statement = history.prepare(
-      "SELECT run_id FROM poe_history WHERE unit=? AND schedule_id=? AND "
-      "status='running' ORDER BY run_id DESC LIMIT 1;");
+  const StatementPtr statement = history.prepare(kFindOpenRunSql);
   if (statement == nullptr) {
     LOG_HERE(LOG_ERR, "open-run lookup prepare failed: %s", history.error());
     return ERR_GENERAL;
