@@ -13,9 +13,13 @@ namespace switchsim {
 namespace {
 
 bool isMisuse(const SharedState& state, const Call& call) {
-  if (!call.argumentsValid) return true;
+  if (!call.argumentsValid) {
+    return true;
+  }
   const bool portExists = call.ifNum >= 1 && call.ifNum <= portCount(state.options);
-  if (call.portMustExist && !portExists) return true;
+  if (call.portMustExist && !portExists) {
+    return true;
+  }
   return call.unit && *call.unit != static_cast<int32_t>(unitOf(state.options, call.ifNum));
 }
 
@@ -30,7 +34,9 @@ int32_t admitCall(SharedState* state, const Call& call) {
 
 // What the client library does by itself succeeds without a switch.
 int32_t resultWithoutSwitch(const Call& call) {
-  if (!call.argumentsValid) return OPENCLT_INVALID_ARGUMENT;
+  if (!call.argumentsValid) {
+    return OPENCLT_INVALID_ARGUMENT;
+  }
   return needsServer(call.operation) ? kCallFailed : OPENCLT_OK;
 }
 
@@ -41,7 +47,9 @@ uint32_t portOf(const SharedState& state, const Call& call) {
 
 int32_t answerOnSwitch(const Call& call, const CallWork& work) {
   LockedState state = lockState();
-  if (state == nullptr) return resultWithoutSwitch(call);
+  if (state == nullptr) {
+    return resultWithoutSwitch(call);
+  }
   int32_t result = admitCall(state.get(), call);
   if (result == OPENCLT_OK) {
     const FaultEffect effect = takeFaults(state.get(), call.operation, portOf(*state, call));
@@ -49,14 +57,22 @@ int32_t answerOnSwitch(const Call& call, const CallWork& work) {
       state.reset();
       std::this_thread::sleep_for(std::chrono::milliseconds(effect.delayMs));
       state = lockState();
-      if (state == nullptr) return resultWithoutSwitch(call);
+      if (state == nullptr) {
+        return resultWithoutSwitch(call);
+      }
       // Meanwhile it may have become another switch.
       result = admitCall(state.get(), call);
     }
-    if (result == OPENCLT_OK) result = effect.result;
+    if (result == OPENCLT_OK) {
+      result = effect.result;
+    }
   }
-  if (result == OPENCLT_OK) result = work(state.get());
-  if (call.newMode) appendJournal(state.get(), call.operation, call.ifNum, *call.newMode, result);
+  if (result == OPENCLT_OK) {
+    result = work(state.get());
+  }
+  if (call.newMode) {
+    appendJournal(state.get(), call.operation, call.ifNum, *call.newMode, result);
+  }
   return result;
 }
 

@@ -32,7 +32,9 @@ bool holdsKnownId(HandleTable& table, const OpenClientHandle& handle) REQUIRES(t
 bool registerHandle(OpenClientHandle* handle) noexcept {
   HandleTable& table = handleTable();
   const MutexLock lock(table.mutex);
-  if (holdsKnownId(table, *handle)) table.ids.erase(handle->opaque[1]);
+  if (holdsKnownId(table, *handle)) {
+    table.ids.erase(handle->opaque[1]);
+  }
   try {
     table.ids.insert(table.lastId + 1);
   } catch (const std::bad_alloc&) {
@@ -47,13 +49,17 @@ bool registerHandle(OpenClientHandle* handle) noexcept {
 void unregisterHandle(OpenClientHandle* handle) noexcept {
   HandleTable& table = handleTable();
   const MutexLock lock(table.mutex);
-  if (!holdsKnownId(table, *handle)) return;
+  if (!holdsKnownId(table, *handle)) {
+    return;
+  }
   table.ids.erase(handle->opaque[1]);
   *handle = OpenClientHandle{};
 }
 
 bool isRegistered(const OpenClientHandle* handle) noexcept {
-  if (handle == nullptr) return false;
+  if (handle == nullptr) {
+    return false;
+  }
   HandleTable& table = handleTable();
   const MutexLock lock(table.mutex);
   return holdsKnownId(table, *handle);

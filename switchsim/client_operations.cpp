@@ -58,7 +58,9 @@ int32_t readPort(Operation operation, const OpenClientHandle* handle, std::optio
   const Call call = portCall(operation, handle, unit, ifNum, out != nullptr);
   return answerCall(call, [&](SharedState* state) {
     const PortView port = viewPort(*state, ifNum, monotonicMs());
-    if (!port.poe) return OPENCLT_NOT_ALLOWED;
+    if (!port.poe) {
+      return OPENCLT_NOT_ALLOWED;
+    }
     *out = static_cast<Out>(value(port));
     return OPENCLT_OK;
   });
@@ -67,7 +69,9 @@ int32_t readPort(Operation operation, const OpenClientHandle* handle, std::optio
 int32_t writeFile(const char* path, const std::string& text) {
   unlink(path);
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "wxe"), [](FILE* each) { return fclose(each); });
-  if (file == nullptr) return kCallFailed;
+  if (file == nullptr) {
+    return kCallFailed;
+  }
   const bool written = fwrite(text.data(), 1, text.size(), file.get()) == text.size() && fflush(file.get()) == 0;
   return written ? OPENCLT_OK : kCallFailed;
 }
@@ -84,14 +88,18 @@ OPENCLT_EXPORT int32_t openapiClientRegister(const char* clientName, OpenClientH
     snprintf(state->lastClientName, sizeof(state->lastClientName), "%s", clientName);
     return OPENCLT_OK;
   });
-  if (result != OPENCLT_OK) return result;
+  if (result != OPENCLT_OK) {
+    return result;
+  }
   return registerHandle(handle) ? OPENCLT_OK : kCallFailed;
 }
 
 OPENCLT_EXPORT int32_t openapiClientTearDown(OpenClientHandle* handle) {
   const Call call = plainCall(Operation::clientTearDown, handle, true);
   const int32_t result = answerCall(call, [](SharedState*) { return OPENCLT_OK; });
-  if (result == OPENCLT_OK) unregisterHandle(handle);
+  if (result == OPENCLT_OK) {
+    unregisterHandle(handle);
+  }
   return result;
 }
 
@@ -121,7 +129,9 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortAdminEnableSet(OpenClientHandle* 
   call.newMode = mode;
   return answerCall(call, [&](SharedState* state) {
     PortRecord* port = portRecord(state, ifNum);
-    if (port->poe == 0) return OPENCLT_NOT_ALLOWED;
+    if (port->poe == 0) {
+      return OPENCLT_NOT_ALLOWED;
+    }
     switchPort(port, mode == 1, monotonicMs());
     return OPENCLT_OK;
   });
@@ -138,7 +148,9 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortReset(OpenClientHandle* handle, i
   call.newMode = 0;
   return answerCall(call, [&](SharedState* state) {
     PortRecord* port = portRecord(state, ifNum);
-    if (port->poe == 0) return OPENCLT_NOT_ALLOWED;
+    if (port->poe == 0) {
+      return OPENCLT_NOT_ALLOWED;
+    }
     restartDetection(port, monotonicMs());
     return OPENCLT_OK;
   });
@@ -151,7 +163,9 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortSensorsGet(OpenClientHandle* hand
   const Call call = portCall(Operation::sensorsGet, handle, unit, ifNum, complete);
   return answerCall(call, [&](SharedState* state) {
     const PortView port = viewPort(*state, ifNum, monotonicMs());
-    if (!port.poe) return OPENCLT_NOT_ALLOWED;
+    if (!port.poe) {
+      return OPENCLT_NOT_ALLOWED;
+    }
     *powerMw = port.powerMw;
     *currentMa = port.currentMa;
     *voltageMv = port.voltageMv;
@@ -207,7 +221,9 @@ OPENCLT_EXPORT int32_t rpcclt_openapiHashIntfUnitSlotPortGet(OpenClientHandle* h
   Call call = plainCall(Operation::unitSlotPortGet, handle, where != nullptr);
   call.ifNum = ifNum;  // which need not exist: asking is how a client finds out
   return answerCall(call, [&](SharedState* state) {
-    if (portRecord(state, ifNum) == nullptr) return OPENCLT_INVALID_ARGUMENT;
+    if (portRecord(state, ifNum) == nullptr) {
+      return OPENCLT_INVALID_ARGUMENT;
+    }
     const PortView port = viewPort(*state, ifNum, monotonicMs());
     *where = OpenUnitSlotPort{static_cast<uint8_t>(port.unit), 0, static_cast<uint16_t>(port.port)};
     return OPENCLT_OK;
@@ -216,10 +232,14 @@ OPENCLT_EXPORT int32_t rpcclt_openapiHashIntfUnitSlotPortGet(OpenClientHandle* h
 
 OPENCLT_EXPORT int32_t rpcclt_openapiIfNumGet(OpenClientHandle* handle, OpenBuffDesc* name, uint32_t* ifNum) {
   Call call = plainCall(Operation::ifNumGet, handle, isText(name) && ifNum != nullptr);
-  if (call.argumentsValid) call.portName = name->start;
+  if (call.argumentsValid) {
+    call.portName = name->start;
+  }
   return answerCall(call, [&](SharedState* state) {
     const std::optional<uint32_t> found = portNamed(state->options, name->start);
-    if (!found) return OPENCLT_INVALID_ARGUMENT;
+    if (!found) {
+      return OPENCLT_INVALID_ARGUMENT;
+    }
     *ifNum = *found;
     return OPENCLT_OK;
   });
@@ -230,7 +250,9 @@ OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuff
       plainCall(Operation::clockGet, handle, holdsBytes(timeText, kTimeTextBytes) && zoneOffset != nullptr);
   return answerCall(call, [&](SharedState* state) {
     const std::string text = clockText(state->clock);
-    if (text.empty()) return kCallFailed;
+    if (text.empty()) {
+      return kCallFailed;
+    }
     writeText(*timeText, text);
     *zoneOffset = zoneOffsetMinutes();
     return OPENCLT_OK;
@@ -242,7 +264,9 @@ OPENCLT_EXPORT int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle* hand
   const Call call = plainCall(Operation::cliShow, handle, isText(command) && isText(path));
   std::string output;
   const int32_t result = answerCall(call, [&](SharedState* state) {
-    if (strcmp(command->start, kPortStatusCommand) != 0) return kCallFailed;
+    if (strcmp(command->start, kPortStatusCommand) != 0) {
+      return kCallFailed;
+    }
     output = portStatusTable(*state, monotonicMs());
     return OPENCLT_OK;
   });

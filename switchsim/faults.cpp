@@ -9,7 +9,9 @@ namespace {
 
 // Returns whether the fault has befallen its last call.
 bool useUp(Fault* fault) {
-  if (fault->times == 0) return false;
+  if (fault->times == 0) {
+    return false;
+  }
   fault->times--;
   return fault->times == 0;
 }
@@ -29,8 +31,12 @@ FaultEffect takeFaults(SharedState* state, Operation operation, uint32_t ifNum) 
     const bool matches = fault->operation == operation && (fault->ifNum == 0 || fault->ifNum == ifNum);
     const bool contributes = (effect.result == 0 && fault->result != 0) || (effect.delayMs == 0 && fault->delayMs != 0);
     if (matches && contributes) {
-      if (effect.result == 0) effect.result = fault->result;
-      if (effect.delayMs == 0) effect.delayMs = fault->delayMs;
+      if (effect.result == 0) {
+        effect.result = fault->result;
+      }
+      if (effect.delayMs == 0) {
+        effect.delayMs = fault->delayMs;
+      }
       if (useUp(fault)) {
         removeFault(state, index);
         continue;
@@ -42,14 +48,20 @@ FaultEffect takeFaults(SharedState* state, Operation operation, uint32_t ifNum) 
 }
 
 std::string addFault(const Fault& fault) {
-  if (fault.result == 0 && fault.delayMs == 0) return "a fault needs a result other than 0, or a delay";
+  if (fault.result == 0 && fault.delayMs == 0) {
+    return "a fault needs a result other than 0, or a delay";
+  }
   std::string error;
   const LockedState state = lockState(&error);
-  if (state == nullptr) return error;
+  if (state == nullptr) {
+    return error;
+  }
   if (fault.ifNum != 0 && portRecord(state.get(), fault.ifNum) == nullptr) {
     return "no port has the ifNum " + std::to_string(fault.ifNum);
   }
-  if (state->faultCount == kMaxFaults) return "there are " + std::to_string(kMaxFaults) + " faults already";
+  if (state->faultCount == kMaxFaults) {
+    return "there are " + std::to_string(kMaxFaults) + " faults already";
+  }
   state->faults[state->faultCount] = fault;
   state->faultCount++;
   return "";
@@ -58,7 +70,9 @@ std::string addFault(const Fault& fault) {
 std::string clearFaults() {
   std::string error;
   const LockedState state = lockState(&error);
-  if (state != nullptr) state->faultCount = 0;
+  if (state != nullptr) {
+    state->faultCount = 0;
+  }
   return error;
 }
 

@@ -46,11 +46,15 @@ void appendJournal(SharedState* state, Operation operation, uint32_t ifNum, uint
 std::vector<JournalEntry> journalSince(uint64_t seq) {
   std::vector<JournalEntry> entries;
   const LockedState state = lockState();
-  if (state == nullptr || seq >= state->lastSeq) return entries;
+  if (state == nullptr || seq >= state->lastSeq) {
+    return entries;
+  }
   const uint64_t dropped = state->lastSeq > kJournalCapacity ? state->lastSeq - kJournalCapacity : 0;
   const uint64_t first = std::max(seq, dropped) + 1;
   entries.reserve(static_cast<size_t>(state->lastSeq - first + 1));
-  for (uint64_t each = first; each <= state->lastSeq; each++) entries.push_back(entryAt(*state, each));
+  for (uint64_t each = first; each <= state->lastSeq; each++) {
+    entries.push_back(entryAt(*state, each));
+  }
   return entries;
 }
 

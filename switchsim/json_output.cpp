@@ -16,7 +16,9 @@ using JsonTree = std::unique_ptr<cJSON, JsonDelete>;
 std::string jsonText(const JsonTree& tree, bool compact) {
   const std::unique_ptr<char, void (*)(void*)> text(
       compact ? cJSON_PrintUnformatted(tree.get()) : cJSON_Print(tree.get()), cJSON_free);
-  if (text == nullptr) throw std::bad_alloc();
+  if (text == nullptr) {
+    throw std::bad_alloc();
+  }
   return std::string(text.get()) + "\n";
 }
 
@@ -89,7 +91,9 @@ std::string journalEntryJson(const JournalEntry& entry) {
 std::string journalJson(const std::vector<JournalEntry>& entries) {
   const JsonTree root(cJSON_CreateObject());
   cJSON* array = cJSON_AddArrayToObject(root.get(), "entries");
-  for (const JournalEntry& entry : entries) cJSON_AddItemToArray(array, entryTree(entry).release());
+  for (const JournalEntry& entry : entries) {
+    cJSON_AddItemToArray(array, entryTree(entry).release());
+  }
   return jsonText(root, false);
 }
 

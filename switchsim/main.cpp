@@ -60,7 +60,9 @@ ExitCode withPort(const std::string& text, const std::function<std::string(uint3
 ExitCode create(const Arguments& given) {
   SwitchOptions options = given.options;
   options.names = given.names == "sp" ? NameForm::slotPort : NameForm::unitSlotPort;
-  if (!given.poeGiven) options.poePortsPerUnit = std::min(options.poePortsPerUnit, options.portsPerUnit);
+  if (!given.poeGiven) {
+    options.poePortsPerUnit = std::min(options.poePortsPerUnit, options.portsPerUnit);
+  }
   const std::string wrong = checkOptions(options);
   return wrong.empty() ? report(createSwitch(options, given.force)) : fail(wrong, kWrongUsage);
 }
@@ -68,7 +70,9 @@ ExitCode create(const Arguments& given) {
 ExitCode showOnce(const Arguments& given) {
   std::string error;
   const std::optional<SwitchView> view = viewSwitch(&error);
-  if (!view) return fail(error);
+  if (!view) {
+    return fail(error);
+  }
   const bool redraws = given.goOn && !given.json && isatty(STDOUT_FILENO) == 1;
   print((redraws ? kClearScreen : "") + (given.json ? panelJson(*view, given.goOn) : panelText(*view)));
   return kDone;
@@ -77,7 +81,9 @@ ExitCode showOnce(const Arguments& given) {
 // While watched, a switch that vanishes is waited for.
 ExitCode show(const Arguments& given) {
   const ExitCode first = showOnce(given);
-  if (first != kDone || !given.goOn) return first;
+  if (first != kDone || !given.goOn) {
+    return first;
+  }
   for (;;) {
     std::this_thread::sleep_for(kWatchInterval);
     showOnce(given);
@@ -86,26 +92,38 @@ ExitCode show(const Arguments& given) {
 
 // Streams what comes after `seq` until interrupted. A switch that is made anew counts from the start again.
 ExitCode followJournal(uint64_t seq, bool json) {
-  if (!json) print(journalHeading());
+  if (!json) {
+    print(journalHeading());
+  }
   for (;;) {
     std::string text;
-    if (lastSeq() < seq) seq = 0;
+    if (lastSeq() < seq) {
+      seq = 0;
+    }
     for (const JournalEntry& entry : journalSince(seq)) {
       text += json ? journalEntryJson(entry) : journalLine(entry);
       seq = entry.seq;
     }
-    if (!text.empty()) print(text);
+    if (!text.empty()) {
+      print(text);
+    }
     std::this_thread::sleep_for(kFollowInterval);
   }
 }
 
 ExitCode showJournal(const Arguments& given) {
   std::string error;
-  if (!viewSwitch(&error)) return fail(error);
-  if (given.goOn) return followJournal(given.since, given.json);
+  if (!viewSwitch(&error)) {
+    return fail(error);
+  }
+  if (given.goOn) {
+    return followJournal(given.since, given.json);
+  }
   const std::vector<JournalEntry> entries = journalSince(given.since);
   std::string text = given.json ? journalJson(entries) : journalHeading();
-  for (const JournalEntry& entry : entries) text += given.json ? "" : journalLine(entry);
+  for (const JournalEntry& entry : entries) {
+    text += given.json ? "" : journalLine(entry);
+  }
   print(text);
   return kDone;
 }
@@ -116,22 +134,34 @@ ExitCode setPort(const Arguments& given) {
 
 ExitCode setPortDevice(const Arguments& given) {
   std::optional<double> watts;
-  if (given.value != "none") watts = std::stod(given.value);
-  if (watts && !isDeviceWatts(*watts)) return fail("a device takes more than 0 and at most 90 W", kWrongUsage);
+  if (given.value != "none") {
+    watts = std::stod(given.value);
+  }
+  if (watts && !isDeviceWatts(*watts)) {
+    return fail("a device takes more than 0 and at most 90 W", kWrongUsage);
+  }
   return withPort(given.port, [&](uint32_t ifNum) { return setDevice(ifNum, watts); });
 }
 
 ExitCode listFaults() {
   std::string error;
   const std::optional<SwitchView> view = viewSwitch(&error);
-  if (!view) return fail(error);
-  for (const Fault& fault : view->faults) print(faultText(fault) + "\n");
+  if (!view) {
+    return fail(error);
+  }
+  for (const Fault& fault : view->faults) {
+    print(faultText(fault) + "\n");
+  }
   return kDone;
 }
 
 ExitCode setFault(const Arguments& given) {
-  if (given.value == "list") return listFaults();
-  if (given.value == "clear") return report(clearFaults());
+  if (given.value == "list") {
+    return listFaults();
+  }
+  if (given.value == "clear") {
+    return report(clearFaults());
+  }
   Fault fault = given.fault;
   const std::optional<Operation> operation = clientOperation(given.value);
   if (!operation) {
@@ -141,7 +171,9 @@ ExitCode setFault(const Arguments& given) {
     return fail("a fault needs --result other than 0, or --delay-ms, or both", kWrongUsage);
   }
   fault.operation = *operation;
-  if (given.port.empty()) return report(addFault(fault));
+  if (given.port.empty()) {
+    return report(addFault(fault));
+  }
   return withPort(given.port, [&](uint32_t ifNum) {
     fault.ifNum = ifNum;
     return addFault(fault);
@@ -150,10 +182,18 @@ ExitCode setFault(const Arguments& given) {
 
 ExitCode setSwitchClock(const Arguments& given) {
   const bool isWord = given.value == "follow" || given.value == "fail";
-  if (isWord && given.goOn) return fail("--run needs a time to run from", kWrongUsage);
-  if (!isWord && !isLocalTime(given.value)) return fail("no such time: " + given.value, kWrongUsage);
-  if (given.behindMs != 0 && given.value != "follow") return fail("--behind-ms goes with follow", kWrongUsage);
-  if (isWord) return report(setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
+  if (isWord && given.goOn) {
+    return fail("--run needs a time to run from", kWrongUsage);
+  }
+  if (!isWord && !isLocalTime(given.value)) {
+    return fail("no such time: " + given.value, kWrongUsage);
+  }
+  if (given.behindMs != 0 && given.value != "follow") {
+    return fail("--behind-ms goes with follow", kWrongUsage);
+  }
+  if (isWord) {
+    return report(setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
+  }
   return report(setClock(given.goOn ? ClockMode::running : ClockMode::frozen, given.value));
 }
 
@@ -211,13 +251,27 @@ void addTroubleCommands(CLI::App* app, Arguments* given) {
 }
 
 ExitCode runSubcommand(const std::string& name, const Arguments& given) {
-  if (name == "create") return create(given);
-  if (name == "show") return show(given);
-  if (name == "journal") return showJournal(given);
-  if (name == "set") return setPort(given);
-  if (name == "device") return setPortDevice(given);
-  if (name == "fault") return setFault(given);
-  if (name == "server") return report(setServerUp(given.value == "up"));
+  if (name == "create") {
+    return create(given);
+  }
+  if (name == "show") {
+    return show(given);
+  }
+  if (name == "journal") {
+    return showJournal(given);
+  }
+  if (name == "set") {
+    return setPort(given);
+  }
+  if (name == "device") {
+    return setPortDevice(given);
+  }
+  if (name == "fault") {
+    return setFault(given);
+  }
+  if (name == "server") {
+    return report(setServerUp(given.value == "up"));
+  }
   return setSwitchClock(given);
 }
 

@@ -46,14 +46,18 @@ std::string_view operationName(Operation operation) {
 
 std::optional<Operation> clientOperation(std::string_view name) {
   for (uint32_t i = 0; i < kClientOperationCount; i++) {
-    if (kOperations[i].name == name) return static_cast<Operation>(i);
+    if (kOperations[i].name == name) {
+      return static_cast<Operation>(i);
+    }
   }
   return std::nullopt;
 }
 
 std::string clientOperationList() {
   std::string list;
-  for (uint32_t i = 0; i < kClientOperationCount; i++) list.append("  ").append(kOperations[i].name).append("\n");
+  for (uint32_t i = 0; i < kClientOperationCount; i++) {
+    list.append("  ").append(kOperations[i].name).append("\n");
+  }
   return list;
 }
 

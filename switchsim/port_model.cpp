@@ -20,7 +20,9 @@ constexpr uint32_t kFirstDevicesMw[] = {6400, 0, 12900, 3200, 0, 25100, 8700, 0,
 
 uint32_t classOf(uint32_t deviceMw) {
   uint32_t powerClass = 1;
-  while (powerClass < std::size(kClassLimitMw) && deviceMw > kClassLimitMw[powerClass - 1]) powerClass++;
+  while (powerClass < std::size(kClassLimitMw) && deviceMw > kClassLimitMw[powerClass - 1]) {
+    powerClass++;
+  }
   return powerClass;
 }
 
@@ -30,9 +32,15 @@ bool isDetecting(const PortRecord& port, int64_t nowMs) {
 }
 
 uint32_t statusOf(const PortRecord& port, int64_t nowMs) {
-  if (port.poe == 0 || port.adminOn == 0) return kDisabled;
-  if (port.statusHeld != 0) return port.heldStatus;
-  if (port.deviceMw == 0 || isDetecting(port, nowMs)) return kSearching;
+  if (port.poe == 0 || port.adminOn == 0) {
+    return kDisabled;
+  }
+  if (port.statusHeld != 0) {
+    return port.heldStatus;
+  }
+  if (port.deviceMw == 0 || isDetecting(port, nowMs)) {
+    return kSearching;
+  }
   return port.deviceMw > port.settings.limitMw ? kDenied : kDelivering;
 }
 
@@ -41,7 +49,9 @@ void fillReadings(const PortRecord& port, PortView* view) {
   if (view->status == kDelivering || view->status == kDenied) {
     view->powerClass = port.deviceMw == 0 ? 0 : classOf(port.deviceMw);
   }
-  if (view->status != kDelivering || port.deviceMw == 0) return;
+  if (view->status != kDelivering || port.deviceMw == 0) {
+    return;
+  }
   view->powerMw = port.deviceMw;
   view->voltageMv = kSupplyMv - port.deviceMw * kDropMvPerWatt / 1000;
   view->currentMa = static_cast<uint32_t>((uint64_t{port.deviceMw} * 1000 + view->voltageMv / 2) / view->voltageMv);
@@ -58,7 +68,9 @@ PortView viewPort(const SharedState& state, uint32_t ifNum, int64_t nowMs) {
   view.port = (ifNum - 1) % state.options.portsPerUnit + 1;
   view.name = portName(state.options, ifNum);
   view.poe = port.poe != 0;
-  if (!view.poe) return view;
+  if (!view.poe) {
+    return view;
+  }
   view.adminOn = port.adminOn != 0;
   view.deviceMw = port.deviceMw;
   view.settings = port.settings;
@@ -81,19 +93,25 @@ uint32_t unitOf(const SwitchOptions& options, uint32_t ifNum) {
 
 std::string portName(const SwitchOptions& options, uint32_t ifNum) {
   std::string slotPort = "0/" + std::to_string((ifNum - 1) % options.portsPerUnit + 1);
-  if (options.names == NameForm::slotPort) return slotPort;
+  if (options.names == NameForm::slotPort) {
+    return slotPort;
+  }
   return std::to_string(unitOf(options, ifNum)) + "/" + slotPort;
 }
 
 std::optional<uint32_t> portNamed(const SwitchOptions& options, std::string_view name) {
   for (uint32_t ifNum = 1; ifNum <= portCount(options); ifNum++) {
-    if (portName(options, ifNum) == name) return ifNum;
+    if (portName(options, ifNum) == name) {
+      return ifNum;
+    }
   }
   return std::nullopt;
 }
 
 void switchPort(PortRecord* port, bool on, int64_t nowMs) {
-  if (on && port->adminOn == 0) restartDetection(port, nowMs);
+  if (on && port->adminOn == 0) {
+    restartDetection(port, nowMs);
+  }
   port->adminOn = on ? 1 : 0;
 }
 
@@ -105,7 +123,9 @@ void makePorts(SharedState* state, const SwitchOptions& options, int64_t nowMs) 
   for (uint32_t ifNum = 1; ifNum <= portCount(options); ifNum++) {
     PortRecord* port = &state->ports[ifNum - 1];
     *port = PortRecord{};
-    if ((ifNum - 1) % options.portsPerUnit >= options.poePortsPerUnit) continue;
+    if ((ifNum - 1) % options.portsPerUnit >= options.poePortsPerUnit) {
+      continue;
+    }
     port->poe = 1;
     port->adminOn = 1;
     port->deviceMw = kFirstDevicesMw[(ifNum - 1) % std::size(kFirstDevicesMw)];

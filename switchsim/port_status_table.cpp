@@ -21,7 +21,9 @@ std::string tableLine(const std::string& name, bool up, const char* speed, const
 
 std::string physicalLine(const PortView& port) {
   // A port without PoE is an uplink; every other one has a fibre in it.
-  if (!port.poe) return tableLine(port.name, port.ifNum % 2 == 1, "10G Full", "Fibre");
+  if (!port.poe) {
+    return tableLine(port.name, port.ifNum % 2 == 1, "10G Full", "Fibre");
+  }
   return tableLine(port.name, port.status == kDelivering, "1000M Full", "Copper");
 }
 

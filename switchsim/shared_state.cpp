@@ -25,7 +25,9 @@ std::string systemError(const std::string& what) {
 }
 
 void setError(std::string* error, const std::string& text) {
-  if (error != nullptr) *error = text;
+  if (error != nullptr) {
+    *error = text;
+  }
 }
 
 }  // namespace
@@ -36,7 +38,9 @@ class MappedFile {
  public:
   static std::shared_ptr<MappedFile> map(const UniqueFd& fd, const struct stat& info) {
     void* address = mmap(nullptr, sizeof(SharedState), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
-    if (address == MAP_FAILED) return nullptr;
+    if (address == MAP_FAILED) {
+      return nullptr;
+    }
     return std::shared_ptr<MappedFile>(new MappedFile(static_cast<SharedState*>(address), info));
   }
   ~MappedFile() { munmap(state_, sizeof(SharedState)); }
@@ -99,7 +103,9 @@ std::shared_ptr<MappedFile> openFile(const std::string& path, std::string* error
     return nullptr;
   }
   std::shared_ptr<MappedFile> file = MappedFile::map(fd, info);
-  if (file == nullptr) setError(error, systemError("cannot map " + path));
+  if (file == nullptr) {
+    setError(error, systemError("cannot map " + path));
+  }
   return file;
 }
 
@@ -111,13 +117,17 @@ std::shared_ptr<MappedFile> currentFile(std::string* error) {
   // A file that was cut short must not be touched through its mapping: that would be a bus error.
   const bool known = cache.file != nullptr && stat(path.c_str(), &info) == 0 && cache.file->isAt(info) &&
                      info.st_size == static_cast<off_t>(sizeof(SharedState));
-  if (!known) cache.file = openFile(path, error);
+  if (!known) {
+    cache.file = openFile(path, error);
+  }
   return cache.file;
 }
 
 bool initMutex(pthread_mutex_t* mutex) {
   pthread_mutexattr_t attributes;
-  if (pthread_mutexattr_init(&attributes) != 0) return false;
+  if (pthread_mutexattr_init(&attributes) != 0) {
+    return false;
+  }
   const bool done = pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED) == 0 &&
                     pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST) == 0 &&
                     pthread_mutex_init(mutex, &attributes) == 0;
@@ -131,11 +141,17 @@ std::string writeState(const UniqueFd& fd, void (*fill)(SharedState*, const Swit
   struct stat info = {};
   // The space is claimed now: running out of it later would be a bus error in whoever writes the journal then.
   errno = posix_fallocate(fd.get(), 0, sizeof(SharedState));
-  if (errno != 0 || fchmod(fd.get(), 0644) != 0 || fstat(fd.get(), &info) != 0) return systemError("cannot write");
+  if (errno != 0 || fchmod(fd.get(), 0644) != 0 || fstat(fd.get(), &info) != 0) {
+    return systemError("cannot write");
+  }
   const std::shared_ptr<MappedFile> file = MappedFile::map(fd, info);
-  if (file == nullptr) return systemError("cannot map");
+  if (file == nullptr) {
+    return systemError("cannot map");
+  }
   SharedState* state = file->state();
-  if (!initMutex(&state->mutex)) return "cannot make a lock";
+  if (!initMutex(&state->mutex)) {
+    return "cannot make a lock";
+  }
   fill(state, options);
   state->layoutVersion = kLayoutVersion;
   state->byteSize = sizeof(SharedState);
@@ -152,7 +168,9 @@ std::string statePath() {
 
 LockedState lockState(std::string* error) {
   std::shared_ptr<MappedFile> file = currentFile(error);
-  if (file == nullptr) return nullptr;
+  if (file == nullptr) {
+    return nullptr;
+  }
   SharedState* state = file->state();
   const int result = pthread_mutex_lock(&state->mutex);
   // Its owner was killed. Every change leaves a usable switch at each step, so there is nothing to repair.
@@ -169,11 +187,17 @@ std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&), cons
   const std::string path = statePath();
   std::string draft = path + ".XXXXXX";
   const UniqueFd fd(mkostemp(draft.data(), O_CLOEXEC));
-  if (!fd) return systemError("cannot create " + draft);
+  if (!fd) {
+    return systemError("cannot create " + draft);
+  }
   std::string reason = writeState(fd, fill, options);
-  if (!reason.empty()) reason += " " + draft;
+  if (!reason.empty()) {
+    reason += " " + draft;
+  }
   // A link, unlike a rename, never replaces a file that another process has made meanwhile.
-  if (reason.empty() && link(draft.c_str(), path.c_str()) != 0) reason = systemError("cannot create " + path);
+  if (reason.empty() && link(draft.c_str(), path.c_str()) != 0) {
+    reason = systemError("cannot create " + path);
+  }
   unlink(draft.c_str());
   return reason;
 }

@@ -23,10 +23,14 @@ std::string formatLocalSec(int64_t localSec) {
 std::optional<int64_t> parseLocalSec(const std::string& text) {
   struct tm fields = {};
   const char* end = strptime(text.c_str(), kTimeFormat, &fields);
-  if (end == nullptr || *end != '\0') return std::nullopt;
+  if (end == nullptr || *end != '\0') {
+    return std::nullopt;
+  }
   const int64_t localSec = timegm(&fields);
   // What does not come back the same was no real time (31 April) or not written out (2024-1-5).
-  if (formatLocalSec(localSec) != text) return std::nullopt;
+  if (formatLocalSec(localSec) != text) {
+    return std::nullopt;
+  }
   return localSec;
 }
 
@@ -67,12 +71,16 @@ std::string setClock(ClockMode mode, const std::string& localTime, int64_t behin
   ClockRecord clock = {mode, 0, time(nullptr), behindMs};
   if (mode == ClockMode::frozen || mode == ClockMode::running) {
     const std::optional<int64_t> localSec = parseLocalSec(localTime);
-    if (!localSec) return "no time of the form YYYY-MM-DD HH:MM:SS: " + localTime;
+    if (!localSec) {
+      return "no time of the form YYYY-MM-DD HH:MM:SS: " + localTime;
+    }
     clock.localSec = *localSec;
   }
   std::string error;
   const LockedState state = lockState(&error);
-  if (state != nullptr) state->clock = clock;
+  if (state != nullptr) {
+    state->clock = clock;
+  }
   return error;
 }
 

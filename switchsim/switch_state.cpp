@@ -27,10 +27,16 @@ template <typename Change>
 std::string changePort(uint32_t ifNum, Change change) {
   std::string error;
   const LockedState state = lockState(&error);
-  if (state == nullptr) return error;
+  if (state == nullptr) {
+    return error;
+  }
   PortRecord* port = portRecord(state.get(), ifNum);
-  if (port == nullptr) return "no port has the ifNum " + std::to_string(ifNum);
-  if (port->poe == 0) return "port " + portName(state->options, ifNum) + " has no PoE";
+  if (port == nullptr) {
+    return "no port has the ifNum " + std::to_string(ifNum);
+  }
+  if (port->poe == 0) {
+    return "port " + portName(state->options, ifNum) + " has no PoE";
+  }
   change(state.get(), port);
   return "";
 }
@@ -40,14 +46,20 @@ std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::str
   const bool isNumber = !text.empty() && text.size() <= 9 && text.find_first_not_of("0123456789") == std::string::npos;
   if (isNumber) {
     const unsigned long ifNum = std::stoul(text);
-    if (ifNum >= 1 && ifNum <= portCount(options)) return static_cast<uint32_t>(ifNum);
+    if (ifNum >= 1 && ifNum <= portCount(options)) {
+      return static_cast<uint32_t>(ifNum);
+    }
   }
   SwitchOptions printing = options;
   printing.names = NameForm::unitSlotPort;
-  if (const auto ifNum = portNamed(printing, text)) return ifNum;
+  if (const auto ifNum = portNamed(printing, text)) {
+    return ifNum;
+  }
   printing.names = NameForm::slotPort;
   const auto onFirstUnit = portNamed(printing, text);
-  if (onFirstUnit && options.units == 1) return onFirstUnit;
+  if (onFirstUnit && options.units == 1) {
+    return onFirstUnit;
+  }
   *error = onFirstUnit ? "port " + text + " could be on any unit: put the unit before it, as in 1/" + text
                        : "no port is called \"" + text + "\": a port is an ifNum such as 5 or a name such as 1/0/5";
   return std::nullopt;
@@ -56,9 +68,15 @@ std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::str
 }  // namespace
 
 std::string checkOptions(const SwitchOptions& options) {
-  if (options.units < 1 || options.units > kMaxUnits) return "a switch has 1 to 8 units";
-  if (options.portsPerUnit < 1 || options.portsPerUnit > kMaxPortsPerUnit) return "a unit has 1 to 128 ports";
-  if (options.poePortsPerUnit > options.portsPerUnit) return "a unit has no more PoE ports than ports";
+  if (options.units < 1 || options.units > kMaxUnits) {
+    return "a switch has 1 to 8 units";
+  }
+  if (options.portsPerUnit < 1 || options.portsPerUnit > kMaxPortsPerUnit) {
+    return "a unit has 1 to 128 ports";
+  }
+  if (options.poePortsPerUnit > options.portsPerUnit) {
+    return "a unit has no more PoE ports than ports";
+  }
   if (options.names == NameForm::slotPort && options.units > 1) {
     return "names such as 0/5 tell the ports of a single unit apart; more units need names such as 1/0/5";
   }
@@ -67,18 +85,26 @@ std::string checkOptions(const SwitchOptions& options) {
 
 std::string createSwitch(const SwitchOptions& options, bool force) {
   std::string reason = checkOptions(options);
-  if (!reason.empty()) return reason;
+  if (!reason.empty()) {
+    return reason;
+  }
   const std::string path = statePath();
   const LockedState state = lockState(&reason);
-  if (state == nullptr) return access(path.c_str(), F_OK) == 0 ? reason : makeStateFile(resetSwitch, options);
-  if (!force) return "there is a switch at " + path + " already; --force resets it";
+  if (state == nullptr) {
+    return access(path.c_str(), F_OK) == 0 ? reason : makeStateFile(resetSwitch, options);
+  }
+  if (!force) {
+    return "there is a switch at " + path + " already; --force resets it";
+  }
   resetSwitch(state.get(), options);
   return "";
 }
 
 std::optional<SwitchView> viewSwitch(std::string* error) {
   const LockedState state = lockState(error);
-  if (state == nullptr) return std::nullopt;
+  if (state == nullptr) {
+    return std::nullopt;
+  }
   SwitchView view;
   view.options = state->options;
   const int64_t nowMs = monotonicMs();
@@ -89,7 +115,9 @@ std::optional<SwitchView> viewSwitch(std::string* error) {
   view.clock = ClockView{state->clock.mode, clockText(state->clock)};
   view.faults.assign(state->faults, state->faults + state->faultCount);
   view.misuseCount = state->misuseCount;
-  if (state->misuseCount > 0) view.lastMisuse = operationName(state->lastMisuse);
+  if (state->misuseCount > 0) {
+    view.lastMisuse = operationName(state->lastMisuse);
+  }
   view.crashlogCount = state->crashlogCount;
   view.lastClientName = state->lastClientName;
   return view;
@@ -97,7 +125,9 @@ std::optional<SwitchView> viewSwitch(std::string* error) {
 
 std::optional<PortView> portView(uint32_t ifNum) {
   const LockedState state = lockState();
-  if (state == nullptr || portRecord(state.get(), ifNum) == nullptr) return std::nullopt;
+  if (state == nullptr || portRecord(state.get(), ifNum) == nullptr) {
+    return std::nullopt;
+  }
   return viewPort(*state, ifNum, monotonicMs());
 }
 
@@ -119,10 +149,14 @@ bool isDeviceWatts(double watts) {
 }
 
 std::string setDevice(uint32_t ifNum, std::optional<double> watts) {
-  if (watts && !isDeviceWatts(*watts)) return "a device takes more than 0 and at most 90 W";
+  if (watts && !isDeviceWatts(*watts)) {
+    return "a device takes more than 0 and at most 90 W";
+  }
   const uint32_t deviceMw = watts ? static_cast<uint32_t>(std::lround(*watts * 1000)) : 0;
   return changePort(ifNum, [&](SharedState*, PortRecord* port) {
-    if (deviceMw != 0) restartDetection(port, monotonicMs());
+    if (deviceMw != 0) {
+      restartDetection(port, monotonicMs());
+    }
     port->deviceMw = deviceMw;
   });
 }
@@ -141,7 +175,9 @@ std::string holdStatus(uint32_t ifNum, std::optional<uint32_t> status) {
 std::string setServerUp(bool up) {
   std::string error;
   const LockedState state = lockState(&error);
-  if (state != nullptr) state->serverDown = up ? 0 : 1;
+  if (state != nullptr) {
+    state->serverDown = up ? 0 : 1;
+  }
   return error;
 }
 

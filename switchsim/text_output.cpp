@@ -8,7 +8,9 @@ namespace switchsim {
 namespace {
 
 std::string wattsText(uint32_t milliwatts) {
-  if (milliwatts == 0) return "-";
+  if (milliwatts == 0) {
+    return "-";
+  }
   char text[32];
   snprintf(text, sizeof(text), "%u.%u W", milliwatts / 1000, milliwatts % 1000 / 100);
   return text;
@@ -24,11 +26,15 @@ std::string portLine(const PortView& port) {
 
 std::string abnormalText(const SwitchView& view) {
   std::string text;
-  if (!view.serverUp) text += "server: down\n";
+  if (!view.serverUp) {
+    text += "server: down\n";
+  }
   if (view.clock.mode != ClockMode::follow) {
     text += std::string("clock:  ") + clockModeName(view.clock.mode) + " " + view.clock.time + "\n";
   }
-  for (const Fault& fault : view.faults) text += "fault:  " + faultText(fault) + "\n";
+  for (const Fault& fault : view.faults) {
+    text += "fault:  " + faultText(fault) + "\n";
+  }
   if (view.misuseCount > 0) {
     text += "misuse: " + std::to_string(view.misuseCount) + " calls, the last of ";
     text.append(view.lastMisuse).append("\n");
@@ -50,7 +56,9 @@ std::string realTimeText(int64_t timeMs) {
 
 const char* stateName(const PortView& port) {
   static constexpr const char* kNames[] = {"disabled", "searching", "delivering", "fault", "denied"};
-  if (!port.poe) return "no PoE";
+  if (!port.poe) {
+    return "no PoE";
+  }
   return port.status < kOff ? kNames[port.status] : "off";
 }
 
@@ -74,9 +82,15 @@ std::string panelText(const SwitchView& view) {
 
 std::string faultText(const Fault& fault) {
   std::string text(operationName(fault.operation));
-  if (fault.ifNum != 0) text += ", ifNum " + std::to_string(fault.ifNum);
-  if (fault.delayMs != 0) text += ", delayed by " + std::to_string(fault.delayMs) + " ms";
-  if (fault.result != 0) text += ", result " + std::to_string(fault.result);
+  if (fault.ifNum != 0) {
+    text += ", ifNum " + std::to_string(fault.ifNum);
+  }
+  if (fault.delayMs != 0) {
+    text += ", delayed by " + std::to_string(fault.delayMs) + " ms";
+  }
+  if (fault.result != 0) {
+    text += ", result " + std::to_string(fault.result);
+  }
   return text + (fault.times == 0 ? ", until cleared" : ", times left " + std::to_string(fault.times));
 }
 
