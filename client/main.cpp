@@ -78,6 +78,7 @@ int main(int argc, char** argv) try {
   app.footer(
       "Exit status: 0 done, 2 wrong usage, 4 the daemon answered with an error, 8 no daemon answered.\n"
       "Example: quorin_poectl call history.list '{\"unit\":1}'");
+  app.set_version_flag("--version", "quorin_poectl " QUORIN_POED_VERSION);
   app.require_subcommand(1);
   CallOptions options;
   app.add_option("--socket", options.socketPath, "socket of the daemon")->capture_default_str()->take_last();

@@ -2,6 +2,8 @@
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 # Times beyond 2038 and large inode numbers on 32-bit boards, too.
 add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+# What is built does not tell in which folder it was, so that a compiler cache serves every checkout.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
 if(QUORIN_POED_WERROR)
   add_compile_options(-Werror)
 endif()

@@ -278,6 +278,7 @@ ExitCode runSubcommand(const std::string& name, const Arguments& given) {
 int run(int argc, char** argv) {
   CLI::App app("The simulated switch. Its state is the file that SWITCHSIM_STATE names (/tmp/switchsim.state).");
   Arguments given;
+  app.set_version_flag("--version", "switchsim " QUORIN_POED_VERSION);
   app.require_subcommand(1);
   addCreate(&app, &given);
   addViewCommands(&app, &given);
