@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/result_codes.h"
+#include "daemon/logged_statement.h"
 #include "log/log.h"
 
 namespace {
@@ -160,20 +161,19 @@ std::vector<uint32_t> scheduleLoadIfNums(const ScheduleAccess& schedules, int64_
 }
 
 WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t scheduleId, int32_t unit) {
-  const StatementPtr statement = schedules.prepare(kReadWindow);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "reaper schedule lookup prepare failed: %s", schedules.error());
+  const LoggedStatement statement(schedules, "reaper schedule lookup", kReadWindow);
+  if (!statement) {
     return WindowSchedule::unknown;
   }
   sqlite3_bind_int64(statement.get(), 1, scheduleId);
   sqlite3_bind_int(statement.get(), 2, unit);
-  switch (sqlite3_step(statement.get())) {
-    case SQLITE_ROW:
+  switch (statement.step()) {
+    case StepResult::row:
       return isStandingWindow(statement.get()) ? WindowSchedule::valid : WindowSchedule::goneOrChanged;
-    case SQLITE_DONE:
+    case StepResult::end:
       return WindowSchedule::goneOrChanged;
-    default:
-      LOG_HERE(LOG_ERR, "reaper schedule lookup step failed: %s", schedules.error());
-      return WindowSchedule::unknown;
+    case StepResult::failure:
+      break;
   }
+  return WindowSchedule::unknown;
 }

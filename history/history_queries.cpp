@@ -8,6 +8,7 @@
 #include "base/database.h"
 #include "base/result_codes.h"
 #include "daemon/daemon_context.h"
+#include "daemon/logged_statement.h"
 #include "history/port_counts.h"
 #include "log/log.h"
 
@@ -254,9 +255,8 @@ int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity
   if (!history) {
     return -1;
   }
-  const StatementPtr statement = history.prepare(kListOpenScheduledRunsSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "open-run list prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "open-run list", kListOpenScheduledRunsSql);
+  if (!statement) {
     return -1;
   }
   return readOpenRuns(history, statement.get(), entries, capacity, complete);

@@ -6,6 +6,7 @@
 
 #include "base/database.h"
 #include "daemon/daemon_context.h"
+#include "daemon/logged_statement.h"
 #include "daemon/paths.h"
 #include "log/log.h"
 
@@ -54,17 +55,12 @@ constexpr const char* kFailPendingPortsSql =
 
 // The two steps of a reconcile; each logs its own failures.
 bool failPendingPorts(const HistoryAccess& history) {
-  const StatementPtr statement = history.prepare(kFailPendingPortsSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "reconcile ports prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "reconcile ports", kFailPendingPortsSql);
+  if (!statement) {
     return false;
   }
   bindTextOrNull(statement.get(), 1, kInterrupted);
-  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "reconcile ports step failed: %s", history.error());
-    return false;
-  }
-  return true;
+  return statement.run();
 }
 
 constexpr const char* kFailRunningRunsSql =
@@ -73,15 +69,13 @@ constexpr const char* kFailRunningRunsSql =
     " WHERE status='running';";
 
 bool failRunningRuns(const HistoryAccess& history, int32_t* count) {
-  const StatementPtr statement = history.prepare(kFailRunningRunsSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "reconcile runs prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "reconcile runs", kFailRunningRunsSql);
+  if (!statement) {
     return false;
   }
   sqlite3_bind_int64(statement.get(), 1, time(nullptr));
   bindTextOrNull(statement.get(), 2, kInterrupted);
-  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "reconcile runs step failed: %s", history.error());
+  if (!statement.run()) {
     return false;
   }
   *count = sqlite3_changes(history.db());

@@ -7,6 +7,7 @@
 #include "base/database.h"
 #include "base/result_codes.h"
 #include "daemon/daemon_context.h"
+#include "daemon/logged_statement.h"
 #include "log/log.h"
 
 constexpr const char* kCountPortsSql =
@@ -16,9 +17,8 @@ constexpr const char* kCountPortsSql =
 
 int32_t countPorts(const HistoryAccess& history, int64_t runId, PortCounts* counts) {
   *counts = PortCounts{};
-  const StatementPtr statement = history.prepare(kCountPortsSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "port count prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "port count", kCountPortsSql);
+  if (!statement) {
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);

@@ -9,6 +9,7 @@
 #include "base/database.h"
 #include "base/result_codes.h"
 #include "daemon/daemon_context.h"
+#include "daemon/logged_statement.h"
 #include "history/port_counts.h"
 #include "log/log.h"
 
@@ -31,9 +32,8 @@ constexpr int kRunIdParameter = 11;
 
 // Inserts the run's row, under a new id for runId 0.
 bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginRequest& request) {
-  const StatementPtr statement = history.prepare(runId == 0 ? kInsertRunSql : kInsertRunWithIdSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "history run insert prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "history run insert", runId == 0 ? kInsertRunSql : kInsertRunWithIdSql);
+  if (!statement) {
     return false;
   }
   sqlite3_stmt* insert = statement.get();
@@ -55,11 +55,7 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   if (runId != 0) {
     sqlite3_bind_int64(insert, kRunIdParameter, runId);
   }
-  if (sqlite3_step(insert) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "history run insert step failed: %s", history.error());
-    return false;
-  }
-  return true;
+  return statement.run();
 }
 
 constexpr const char* kInsertPendingPortsSql =
@@ -144,23 +140,22 @@ constexpr const char* kRunIsRunningSql =
     " WHERE run_id=?;";
 
 RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
-  const StatementPtr statement = history.prepare(kRunIsRunningSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "run-status check prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "run-status check", kRunIsRunningSql);
+  if (!statement) {
     return RunState::checkError;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
-  switch (sqlite3_step(statement.get())) {
-    case SQLITE_ROW: {
+  switch (statement.step()) {
+    case StepResult::row: {
       const char* status = columnText(statement.get(), 0);
       return status != nullptr && strcmp(status, "running") == 0 ? RunState::running : RunState::notRunning;
     }
-    case SQLITE_DONE:
+    case StepResult::end:
       return RunState::notRunning;
-    default:
-      LOG_HERE(LOG_ERR, "run-status check step failed: %s", history.error());
-      return RunState::checkError;
+    case StepResult::failure:
+      break;
   }
+  return RunState::checkError;
 }
 
 constexpr const char* kPortRecordSql =
@@ -169,9 +164,8 @@ constexpr const char* kPortRecordSql =
 
 int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t outcome,
                          const char* error, int64_t executedAt) {
-  const StatementPtr statement = history.prepare(kPortRecordSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "port record prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "port record", kPortRecordSql);
+  if (!statement) {
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
@@ -209,24 +203,15 @@ constexpr const char* kReadStoredRankSql =
 
 // Sets *rank to that of the port's stored state, -1 when it has no row.
 int32_t readStoredRank(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t* rank) {
-  const StatementPtr statement = history.prepare(kReadStoredRankSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "worst-of port lookup prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "worst-of port lookup", kReadStoredRankSql);
+  if (!statement) {
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
   sqlite3_bind_int64(statement.get(), 2, ifNum);
-  switch (sqlite3_step(statement.get())) {
-    case SQLITE_ROW:
-      *rank = portStateRank(columnText(statement.get(), 0));
-      return RESULT_OK;
-    case SQLITE_DONE:
-      *rank = -1;
-      return RESULT_OK;
-    default:
-      LOG_HERE(LOG_ERR, "worst-of port lookup step failed: %s", history.error());
-      return ERR_GENERAL;
-  }
+  const StepResult step = statement.step();
+  *rank = step == StepResult::row ? portStateRank(columnText(statement.get(), 0)) : -1;
+  return step != StepResult::failure ? RESULT_OK : ERR_GENERAL;
 }
 
 constexpr const char* kRunFinishSql =
@@ -237,9 +222,8 @@ constexpr const char* kRunFinishSql =
 
 int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t result, const char* error,
                         int64_t completedAt) {
-  const StatementPtr statement = history.prepare(kRunFinishSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "run finish prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "run finish", kRunFinishSql);
+  if (!statement) {
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, completedAt);
@@ -265,15 +249,12 @@ constexpr const char* kFailPortsWithoutOutcomeSql =
     " AND status='pending';";
 
 void failPortsWithoutOutcome(const HistoryAccess& history, int64_t runId) {
-  const StatementPtr statement = history.prepare(kFailPortsWithoutOutcomeSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "pending-flip prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "pending-flip", kFailPortsWithoutOutcomeSql);
+  if (!statement) {
     return;
   }
   sqlite3_bind_int64(statement.get(), 1, runId);
-  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "pending-flip step failed: %s", history.error());
-  }
+  statement.run();
 }
 
 int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char* error, int64_t completedAt) {
@@ -320,18 +301,13 @@ constexpr const char* kForceFailPortsSql =
     " AND status='pending';";
 
 int32_t forceFailPorts(const HistoryAccess& history, int64_t runId, const char* error) {
-  const StatementPtr statement = history.prepare(kForceFailPortsSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "force-fail ports prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "force-fail ports", kForceFailPortsSql);
+  if (!statement) {
     return ERR_GENERAL;
   }
   bindTextOrNull(statement.get(), 1, error);
   sqlite3_bind_int64(statement.get(), 2, runId);
-  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "force-fail ports step failed: %s", history.error());
-    return ERR_GENERAL;
-  }
-  return RESULT_OK;
+  return statement.run() ? RESULT_OK : ERR_GENERAL;
 }
 
 int32_t forceFailSteps(const HistoryAccess& history, Transaction& transaction, int64_t runId, const char* error) {
@@ -396,18 +372,13 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
   if (state != RunState::running) {
     return ERR_GENERAL;
   }
-  const StatementPtr statement = history.prepare(kPortsResetSuccessToPendingSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "success->pending reset prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "success->pending reset", kPortsResetSuccessToPendingSql);
+  if (!statement) {
     return ERR_GENERAL;
   }
   sqlite3_bind_int64(statement.get(), 1, time(nullptr));
   sqlite3_bind_int64(statement.get(), 2, runId);
-  if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "success->pending reset step failed: %s", history.error());
-    return ERR_GENERAL;
-  }
-  return RESULT_OK;
+  return statement.run() ? RESULT_OK : ERR_GENERAL;
 }
 
 int32_t historyRunFinish(int64_t runId, int32_t result, const char* error, int64_t completedAt) {
@@ -459,21 +430,15 @@ int32_t historyFindOpenRun(int32_t unit, int64_t scheduleId, int64_t* runId) {
     return ERR_GENERAL;
   }
 
-  const StatementPtr statement = history.prepare(kFindOpenRunSql);
-  if (statement == nullptr) {
-    LOG_HERE(LOG_ERR, "open-run lookup prepare failed: %s", history.error());
+  const LoggedStatement statement(history, "open-run lookup", kFindOpenRunSql);
+  if (!statement) {
     return ERR_GENERAL;
   }
   sqlite3_bind_int(statement.get(), 1, unit);
   sqlite3_bind_int64(statement.get(), 2, scheduleId);
-  switch (sqlite3_step(statement.get())) {
-    case SQLITE_ROW:
-      *runId = sqlite3_column_int64(statement.get(), 0);
-      return RESULT_OK;
-    case SQLITE_DONE:
-      return RESULT_OK;
-    default:
-      LOG_HERE(LOG_ERR, "open-run lookup step failed: %s", history.error());
-      return ERR_GENERAL;
+  const StepResult step = statement.step();
+  if (step == StepResult::row) {
+    *runId = sqlite3_column_int64(statement.get(), 0);
   }
+  return step != StepResult::failure ? RESULT_OK : ERR_GENERAL;
 }
