@@ -22,13 +22,13 @@ using StatementPtr = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
 // Prepares one statement; null on failure, with SQLite's message in the connection.
 StatementPtr prepareStatement(sqlite3* db, const char* sql);
 
-// Binds a text that stays valid until the statement is finalized, or NULL for a null pointer. Indexes start at 1.
+// Binds a string that stays valid until the statement is finalized, or NULL for a null pointer. Indexes start at 1.
 void bindTextOrNull(sqlite3_stmt* statement, int index, const char* textOrNull);
 
-// Reads the first column of the next row. False when there is none: then *atEnd tells an end from a failure.
+// Reads the first column of the next row. False when there is none: then *atEnd distinguishes an end from a failure.
 bool stepToValue(sqlite3_stmt* statement, int64_t* value, bool* atEnd);
 
-// A text column, or null when it is NULL. Valid until the statement moves on.
+// A string column, or null when it is NULL. Valid until the statement moves on.
 const char* columnText(sqlite3_stmt* statement, int column);
 
 // Steps a bound query to its end and collects its first column, narrowed to Int. False, with no values, when it can't

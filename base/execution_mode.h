@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-// The numbers are stored nowhere; the texts are, and travel in JSON.
+// The numbers are stored nowhere; the strings are, and travel in JSON.
 enum ExecutionMode : int32_t {
   EXECUTION_SIMULTANEOUS = 0,
   EXECUTION_SEQUENTIAL = 1,  // with a pause between two ports
@@ -14,8 +14,8 @@ enum ExecutionMode : int32_t {
 // "sequential", or "simultaneous" for every other value.
 const char* executionModeText(ExecutionMode mode);
 
-// Whether the text is exactly that of a mode, which is in *mode then; for any other and for null *mode is simultaneous.
-// What an unknown word means is the caller's to say.
+// Whether the string is exactly that of a mode, which is in *mode then; for any other and for null *mode is
+// simultaneous. What an unknown word means is the caller's to say.
 bool executionModeOf(const char* textOrNull, ExecutionMode* mode);
 
 #endif

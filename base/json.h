@@ -1,4 +1,4 @@
-// Owning pointers to cJSON trees, numbers and texts from outside, and building objects key by key.
+// Owning pointers to cJSON trees, numbers and strings from outside, and building objects key by key.
 #ifndef QUORIN_BASE_JSON_H
 #define QUORIN_BASE_JSON_H
 
@@ -18,7 +18,7 @@ using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
 struct JsonTextDeleter {
   void operator()(char* text) const;
 };
-// Owns a text that cJSON printed.
+// Owns a string that cJSON printed.
 using JsonTextPtr = std::unique_ptr<char, JsonTextDeleter>;
 
 // Parses one whole JSON document with nothing after it but blanks; null when it is not one, and, with errno ENOMEM,
@@ -43,14 +43,14 @@ const char* jsonTextMember(const cJSON* object, const char* key);
 // Adds a member, taking it over in every case; false when it is null or memory runs out.
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value);
 
-// Builds an object member by member, in the order of the calls. A failure, which is always want of memory, is
+// Builds an object member by member, in the order of the calls. A failure, which is always lack of memory, is
 // remembered: what follows does nothing, and there is no object in the end.
 class JsonObject {
  public:
   JsonObject();
 
   JsonObject& number(const char* key, int64_t number);
-  // A null text adds a JSON null; bytes of a text that are no UTF-8 become U+FFFD.
+  // A null string adds a JSON null; bytes of a string that are not UTF-8 become U+FFFD.
   JsonObject& text(const char* key, const char* textOrNull);
   JsonObject& textUnlessEmpty(const char* key, const char* text);
   JsonObject& boolean(const char* key, bool value);

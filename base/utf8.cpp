@@ -43,7 +43,7 @@ bool continues(const char* text, const Lead& lead) {
   return true;
 }
 
-// The code of a control character of the given size at the text's start, else 0.
+// The code of a control character of the given size at the string's start, else 0.
 uint8_t controlCode(const char* text, size_t bytes) {
   const uint8_t code = byteAt(text, bytes - 1);
   const bool isC0 = bytes == 1 && (code < 0x20 || code == 0x7F);

@@ -38,7 +38,7 @@ JsonPtr emptyConfig() {
   return built ? std::move(root) : nullptr;
 }
 
-// Whether the last call failed for want of something that others will give back.
+// Whether the last call failed for lack of something that others will give back.
 bool wasShortOfResources() {
   return errno == ENOMEM || errno == EMFILE || errno == ENFILE || errno == EINTR;
 }

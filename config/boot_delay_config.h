@@ -1,8 +1,8 @@
 // The boot-delay settings: one small JSON file, read whole on every access, replaced atomically on every change.
 //
 // The file holds {"units": {"<unit>": {"delaySec", "executionMode", "interPortDelaySec"}, ...}}, the unit last written
-// last. What is no such document reads as one without units, and the next set writes a good file. Locks: a mutex of its
-// own around every get and set, never held together with a database mutex or a port lock.
+// last. What is not such a document reads as one without units, and the next set writes a good file. Locks: a mutex of
+// its own around every get and set, never held together with a database mutex or a port lock.
 #ifndef QUORIN_CONFIG_BOOT_DELAY_CONFIG_H
 #define QUORIN_CONFIG_BOOT_DELAY_CONFIG_H
 

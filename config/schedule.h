@@ -38,10 +38,10 @@ constexpr bool isWindowType(ScheduleType type) {
   return type == ScheduleType::powerOn || type == ScheduleType::powerOff;
 }
 
-// Texts in the database and in JSON. Unknown values read as "unknown" and, by design, "weekly".
+// Strings in the database and in JSON. Unknown values read as "unknown" and, by design, "weekly".
 const char* scheduleTypeText(ScheduleType type);
 const char* recurrenceText(Recurrence recurrence);
-// The values of exactly these texts; unknown for any other and for null.
+// The values of exactly these strings; unknown for any other and for null.
 ScheduleType scheduleTypeOf(const char* textOrNull);
 Recurrence recurrenceOf(const char* textOrNull);
 

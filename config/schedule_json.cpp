@@ -31,7 +31,7 @@ std::vector<Int> numbersMember(const cJSON* object, const char* key) try {
   return {};
 }
 
-// False for a text that names no mode. A value of another type is ignored.
+// False for a string that names no mode. A value of another type is ignored.
 bool readExecutionMode(const cJSON* object, ExecutionMode* mode) {
   const char* text = jsonTextMember(object, "executionMode");
   return executionModeOf(text, mode) || text == nullptr;

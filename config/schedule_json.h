@@ -8,7 +8,7 @@
 #include "config/schedule.h"
 
 // Fills *schedule (freshly made) from a client's JSON object and checks it. Returns RESULT_OK or ERR_INVALID_ARG.
-// Dates, times and days are taken as they are; over-long texts are cut; scheduleId and unit stay 0.
+// Dates, times and days are taken as they are; over-long strings are cut; scheduleId and unit stay 0.
 int32_t scheduleFromJson(const cJSON* object, PoeSchedule* schedule);
 
 // The schedule as an answer shows it; null when memory runs out.

@@ -23,8 +23,8 @@ class ScheduleRows {
  public:
   explicit ScheduleRows(const ScheduleAccess& schedules);
   bool isOpen() const { return rows_ != nullptr; }
-  // Fills a record, without days and ports, from the next row: unknown words read as unknown, over-long texts are cut,
-  // NULL leaves a field empty or 0. False when there is none; then atEnd tells an end from a failure.
+  // Fills a record, without days and ports, from the next row: unknown words read as unknown, over-long strings are
+  // cut, NULL leaves a field empty or 0. False when there is none; then atEnd distinguishes an end from a failure.
   bool next(PoeSchedule* schedule);
   bool atEnd() const { return atEnd_; }
 

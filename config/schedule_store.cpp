@@ -157,7 +157,7 @@ bool deleteChildren(const ScheduleAccess& schedules, int64_t scheduleId) {
   return true;
 }
 
-// Puts new children in place of the old ones. Unlike in a create, a repeated day or port is no failure: what comes
+// Puts new children in place of the old ones. Unlike in a create, a repeated day or port is not a failure: what comes
 // before it is stored, days and ports apart from each other.
 bool replaceChildren(const ScheduleAccess& schedules, const PoeSchedule& schedule) {
   const auto stored = [](int rc) {
@@ -182,7 +182,7 @@ int32_t commitAndAnswer(Transaction& transaction, const PoeSchedule& schedule, J
 int32_t listSchedules(const ScheduleAccess& schedules, int32_t unit, cJSON* array) {
   std::vector<int64_t> scheduleIds;
   if (!scheduleLoadIds(schedules, unit, &scheduleIds)) {
-    return ERR_GENERAL;  // a list that breaks off is no list
+    return ERR_GENERAL;  // a list that breaks off is not a list
   }
   ScheduleReader reader(schedules);
   for (const int64_t scheduleId : scheduleIds) {

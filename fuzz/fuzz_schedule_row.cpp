@@ -1,5 +1,5 @@
-// Any texts and numbers in a schedule's row, as another program may have written them: the minute passes, nothing fires
-// twice in it, and the schedule can still be listed.
+// Any strings and numbers in a schedule's row, as another program may have written them: the minute passes, nothing
+// fires twice in it, and the schedule can still be listed.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <sqlite3.h>
 

@@ -23,7 +23,7 @@ struct OpenScheduledRun {
 int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity, bool* complete = nullptr);
 
 // Sets *answer to {"runs": [...], "page", "pageSize", "total"}: the unit's runs, newest first. Page and size are not
-// bounded: a negative size is no limit, an offset below 0 is 0. Returns RESULT_OK, or ERR_GENERAL with *answer
+// bounded: a negative size means no limit, an offset below 0 is 0. Returns RESULT_OK, or ERR_GENERAL with *answer
 // untouched.
 int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answer);
 

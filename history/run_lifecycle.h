@@ -6,8 +6,8 @@
 // history mutex.
 //
 // Codes: RESULT_OK; ERR_GENERAL for a storage failure, or for a port write refused because the run is not running (the
-// caller may retry once); ERR_NOT_FOUND from a finish when the run is missing or closed already, which is no error for
-// a caller that only wants it closed. Failures are logged here. Times are Unix seconds.
+// caller may retry once); ERR_NOT_FOUND from a finish when the run is missing or closed already, which is not an error
+// for a caller that only wants it closed. Failures are logged here. Times are Unix seconds.
 #ifndef QUORIN_HISTORY_RUN_LIFECYCLE_H
 #define QUORIN_HISTORY_RUN_LIFECYCLE_H
 
@@ -16,7 +16,7 @@
 #include "base/execution_mode.h"
 #include "history/run_vocabulary.h"
 
-// What a run is begun with. Only read: texts and array stay the caller's.
+// What a run is begun with. Only read: strings and array stay the caller's.
 struct RunBeginRequest {
   int32_t unit = 0;
   int32_t trigger = RUN_TRIGGER_SCHEDULED;

@@ -1,5 +1,5 @@
 // The words of the history: what started a run, what it does, how it ended. The numbers travel between modules, the
-// texts are stored in the database and shown in answers. Enumerations hold what comes from outside: any 32-bit value
+// strings are stored in the database and shown in answers. Enumerations hold what comes from outside: any 32-bit value
 // may occur.
 #ifndef QUORIN_HISTORY_RUN_VOCABULARY_H
 #define QUORIN_HISTORY_RUN_VOCABULARY_H
@@ -43,7 +43,7 @@ struct PortCounts {
 // Adds one port with its outcome to the counts.
 void countOutcome(int32_t outcome, PortCounts* counts);
 
-// Texts for values; all are constants. Values outside the enumerations read as "scheduled", null, "success" and
+// Strings for values; all are constants. Values outside the enumerations read as "scheduled", null, "success" and
 // "failed".
 const char* runTriggerText(int32_t trigger);
 const char* poeActionText(int32_t action);  // null when there is none

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 // Opens the file at path (created with mode 0666 if missing), makes it four bytes long, maps it and puts '6' into a
-// first byte that is no digit. On any failure, and where something else than a regular file under one name stands in
+// first byte that is not a digit. On any failure, and where something else than a regular file under one name stands in
 // its place, there is no level file, and the level is 6. REQUIRES: called by one thread at a time, like levelFileClose;
 // does nothing when the file is open already.
 void levelFileOpen(const char* path);

@@ -25,7 +25,7 @@ constexpr uint32_t LOG_TO_FILE = 1;
 constexpr uint32_t LOG_TO_SYSLOG = 2;
 constexpr uint32_t LOG_TO_STDOUT = 4;
 
-// Sets where the files are; the texts must stay valid. REQUIRES: called before the first logOpen.
+// Sets where the files are; the strings must stay valid. REQUIRES: called before the first logOpen.
 void logSetPaths(const LogPaths& paths);
 
 // Sets where records go, the syslog facility and the name printed in each record, and opens the files. ident is kept,

@@ -30,7 +30,7 @@ PoeActionJob poeActionJobOf(const RunBeginRequest& begun, int64_t runId);
 constexpr int32_t kMaxManualExecutors = 256;
 
 // Starts the job on a detached thread, which works on a copy of its own: job and array may go at once. Returns 0, or -1
-// for a null job, when memory or the thread can't be had, and for a manual reset beyond kMaxManualExecutors; then
+// for a null job, when memory or the thread is unavailable, and for a manual reset beyond kMaxManualExecutors; then
 // nothing was done and the caller force-fails its run.
 int32_t poeActionSpawn(const PoeActionJob* job);
 

@@ -17,7 +17,7 @@ constexpr int32_t kNoPowerUpMode = -1;
 // Serialises whole builds: each makes ten calls to the switch OS for every PoE port.
 Mutex sensorsLock;
 
-// The text of a code, where texts holds those from firstCode on; null for any other code.
+// The string of a code, where texts holds those from firstCode on; null for any other code.
 template <size_t N>
 const char* textOf(const char* const (&texts)[N], int64_t code, int64_t firstCode) {
   const int64_t index = code - firstCode;
@@ -92,7 +92,7 @@ void addKnownText(JsonObject& port, const char* key, const char* textOrNull) {
 
 using UnsignedGetter = int32_t (*)(OpenClientHandle*, int32_t, uint32_t, uint32_t*);
 
-// A setting whose code has a text.
+// A setting whose code has a string.
 void addCodeText(JsonObject& port, PortQuery query, const char* key, UnsignedGetter get,
                  const char* (*text)(uint32_t)) {
   uint32_t code = 0;

@@ -17,11 +17,11 @@ struct DueFirings {
   bool any() const { return windowStart || windowEnd || restart || allDay; }
 };
 
-// Whether a text reads as "%d:%d", a time of day, and is the tick's hour and minute: "7:5" is 07:05.
+// Whether a string reads as "%d:%d", a time of day, and is the tick's hour and minute: "7:5" is 07:05.
 bool isTimeOfDay(const char* text, const TickTime& now);
 
 // Whether the tick's day lies within the schedule's dates, bounds included. A date that does not read as three numbers
-// is no bound.
+// is not a bound.
 bool isWithinDates(const PoeSchedule& schedule, const TickTime& now);
 
 // The day that a schedule's days must hold for it to apply: the weekday (1 Monday to 7 Sunday) for weekly, the day of

@@ -15,8 +15,8 @@ constexpr int kTmYearBase = 1900;
 constexpr int32_t kTurnPollMs = 20;
 constexpr int64_t kMaxTurnMs = 1200;
 
-// A sum without overflow: a text may hold any number, and mktime leaves the fields as they are when it can't normalise
-// them.
+// A sum without overflow: a string may hold any number, and mktime leaves the fields as they are when it can't
+// normalise them.
 int addWrapping(int number, int offset) {
   return static_cast<int>(static_cast<unsigned>(number) + static_cast<unsigned>(offset));
 }

@@ -4,8 +4,8 @@
 
 #include "scheduler/tick_time.h"
 
-// Reads a text of the form YYYY-MM-DD HH:MM:SS, normalises it as a calendar time and fills in the weekday. False, with
-// *time untouched, when fewer than six numbers can be read.
+// Reads a string of the form YYYY-MM-DD HH:MM:SS, normalises it as a calendar time and fills in the weekday. False,
+// with *time untouched, when fewer than six numbers can be read.
 bool parseSwitchTime(const char* text, TickTime* time);
 
 // The switch's time, or the daemon's own local time (with a warning) when the switch gives none that can be read.

@@ -12,7 +12,7 @@ extern OpenClientHandle openApiClient;
 
 // Registers this process as "<name>_<pid>" ("common_<pid>" for a null name; at most 99 characters) and waits for the
 // server: up to 7 checks, 3 seconds apart. Logs the versions of the switch OS and of its interface; failing to read
-// them is no failure. Returns 0, or -1 when registering fails or no server answers.
+// them is not a failure. Returns 0, or -1 when registering fails or no server answers.
 int32_t initHandler(const char* name, OpenClientHandle* handle);
 
 #endif

@@ -22,7 +22,7 @@ constexpr const char* kOsVersion = "switchsim 1.0";
 constexpr OpenApiVersion kApiVersion = {{1, 0, 0, 0}};
 constexpr const char* kPortStatusCommand = "show port status all";
 
-// A text that a client hands over: its size counts the terminating zero.
+// A string that a client hands over: its size counts the terminating zero.
 bool isText(const OpenBuffDesc* buffer) {
   return buffer != nullptr && buffer->start != nullptr && memchr(buffer->start, 0, buffer->size) != nullptr;
 }

@@ -50,7 +50,7 @@ void print(const std::string& text) {
   fflush(stdout);
 }
 
-// Lets `act` do something with the port that the text means.
+// Lets `act` do something with the port that the string means.
 ExitCode withPort(const std::string& text, const std::function<std::string(uint32_t)>& act) {
   std::string error;
   const std::optional<uint32_t> ifNum = findPort(text, &error);

@@ -27,7 +27,7 @@ std::optional<int64_t> parseLocalSec(const std::string& text) {
     return std::nullopt;
   }
   const int64_t localSec = timegm(&fields);
-  // What does not come back the same was no real time (31 April) or not written out (2024-1-5).
+  // What does not come back the same was not a real time (31 April) or not written out (2024-1-5).
   if (formatLocalSec(localSec) != text) {
     return std::nullopt;
   }

@@ -41,7 +41,7 @@ std::string changePort(uint32_t ifNum, Change change) {
   return "";
 }
 
-// The ifNum that the text means on this switch; otherwise *error says why there is none.
+// The ifNum that the string means on this switch; otherwise *error says why there is none.
 std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::string& text, std::string* error) {
   const bool isNumber = !text.empty() && text.size() <= 9 && text.find_first_not_of("0123456789") == std::string::npos;
   if (isNumber) {

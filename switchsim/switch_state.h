@@ -6,7 +6,7 @@
 // recovered.
 //
 // A function that changes the switch returns an empty text when it is done and otherwise the reason why not, ready to
-// print; it then has changed nothing. A function that reads returns nothing when there is no switch. Only
+// print; it then has changed nothing. A function that reads returns nothing when there is not a switch. Only
 // std::bad_alloc leaves any of them.
 #ifndef QUORIN_SWITCHSIM_SWITCH_STATE_H
 #define QUORIN_SWITCHSIM_SWITCH_STATE_H
@@ -116,9 +116,9 @@ std::string createSwitch(const SwitchOptions& options, bool force);
 // Why no switch can be made like this; empty: it can.
 std::string checkOptions(const SwitchOptions& options);
 
-// Nothing when there is no switch; *error (if given) then says why.
+// Nothing when there is not a switch; *error (if given) then says why.
 std::optional<SwitchView> viewSwitch(std::string* error = nullptr);
-// Nothing when there is no switch or no such port.
+// Nothing when there is not a switch or no such port.
 std::optional<PortView> portView(uint32_t ifNum);
 // The port that a person means by its ifNum (5) or its name in either form (1/0/5; 0/5 where there is one unit).
 std::optional<uint32_t> findPort(const std::string& text, std::string* error);
@@ -145,9 +145,9 @@ std::string clearFaults();
 bool isLocalTime(const std::string& text);
 std::string setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
 
-// The entries above `seq` that the journal still holds, in order. Empty when there is no switch.
+// The entries above `seq` that the journal still holds, in order. Empty when there is not a switch.
 std::vector<JournalEntry> journalSince(uint64_t seq);
-// 0 when there is no switch or nothing was journalled.
+// 0 when there is not a switch or nothing was journalled.
 uint64_t lastSeq();
 
 uint64_t misuseCount();
