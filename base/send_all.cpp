@@ -73,5 +73,6 @@ bool sendAll(int connection, std::initializer_list<std::string_view> pieces) {
     pollfd writable{connection, POLLOUT, 0};
     poll(&writable, 1, kPollMs);
   }
+
   return true;
 }

@@ -102,5 +102,6 @@ std::string printableUtf8(const char* text, size_t maxBytes) {
     }
     text += bytes;
   }
+
   return printable;
 }

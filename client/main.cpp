@@ -53,19 +53,23 @@ int call(const CallOptions& options) {
     fprintf(stderr, "quorin_poectl: PARAMS-JSON is not a JSON document: %s\n", options.params.c_str());
     return kExitUsage;
   }
+
   std::string received;
   std::string error;
   if (!rpcExchange(options.socketPath, request, &received, &error)) {
     return noDaemon(options, error);
   }
+
   const JsonPtr answer = jsonParse(received.c_str());
   if (answer == nullptr) {
     return noDaemon(options, "what answered is no quorin_poed");
   }
+
   printAnswer(received, answer.get());
   if (cJSON_IsTrue(jsonMember(answer.get(), "ok"))) {
     return kExitOk;
   }
+
   const int32_t code = jsonInt32Member(answer.get(), "error", ERR_GENERAL);
   fprintf(stderr, "quorin_poectl: error %d (%s)\n", static_cast<int>(code), resultCodeName(code));
   return kExitDaemonError;
@@ -90,6 +94,7 @@ int main(int argc, char** argv) try {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kExitOk : kExitUsage;
   }
+
   return call(options);
 } catch (const std::exception& error) {
   fprintf(stderr, "quorin_poectl: %s\n", error.what());

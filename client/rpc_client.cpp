@@ -57,6 +57,7 @@ bool rpcExchange(const std::string& socketPath, const std::string& request, std:
     *error = "the connection was closed before the answer was complete";
     return false;
   }
+
   answer->pop_back();
   return true;
 }

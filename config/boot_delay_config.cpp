@@ -64,6 +64,7 @@ JsonPtr loadConfigFile() try {
     LOG_HERE(LOG_ERR, "bootdelay config could not be read: %s", strerror(errno));
     return nullptr;
   }
+
   JsonPtr root = jsonParse(text.c_str());
   if (root == nullptr && wasShortOfResources()) {
     return nullptr;
@@ -71,10 +72,12 @@ JsonPtr loadConfigFile() try {
   if (!cJSON_IsObject(root.get())) {
     return emptyConfig();
   }
+
   const cJSON* units = jsonMember(root.get(), kUnits);
   if (cJSON_IsObject(units)) {
     return root;
   }
+
   return units == nullptr && cJSON_AddObjectToObject(root.get(), kUnits) != nullptr ? std::move(root) : emptyConfig();
 } catch (const std::bad_alloc&) {
   return nullptr;
@@ -104,6 +107,7 @@ int32_t saveConfigFile(const cJSON* root) {
     unlink(kBootDelayTempPath);
     return ERR_GENERAL;
   }
+
   syncFolder(kDataDirPath);
   return RESULT_OK;
 }
@@ -166,6 +170,7 @@ int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config) {
   if (config == nullptr || !inRange(*config)) {
     return ERR_INVALID_ARG;
   }
+
   const MutexLock lock(bootDelayConfigMutex);
   const JsonPtr root = loadConfigFile();
   cJSON* units = cJSON_GetObjectItem(root.get(), kUnits);
@@ -176,5 +181,6 @@ int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config) {
   if (units == nullptr || !jsonAdd(units, key.text, unitToJson(*config))) {
     return ERR_GENERAL;
   }
+
   return saveConfigFile(root.get());
 }

@@ -75,16 +75,20 @@ int32_t scheduleFromJson(const cJSON* object, PoeSchedule* schedule) {
   schedule->startDate.assign(jsonTextMember(object, "startDate"));
   schedule->endDate.assign(jsonTextMember(object, "endDate"));
   schedule->recurrence = recurrenceOf(jsonTextMember(object, "recurrence"));
+
   schedule->startTime.assign(jsonTextMember(object, "startTime"));
   schedule->endTime.assign(jsonTextMember(object, "endTime"));
   schedule->restartTime.assign(jsonTextMember(object, "restartTime"));
   schedule->offTimeSec = jsonInt32Member(object, "offTimeSec", 0);
+
   const bool modeKnown = readExecutionMode(object, &schedule->executionMode);
   schedule->interPortDelaySec = jsonInt32Member(object, "interPortDelaySec", 0);
   schedule->allDay = boolMember(object, "allDay", 0);
   schedule->enabled = boolMember(object, "enabled", 1);
+
   schedule->days = numbersMember<int32_t>(object, "recurrenceDays");
   schedule->ifNums = numbersMember<uint32_t>(object, "ifNums");
+
   const bool valid = !schedule->name.empty() && schedule->recurrence != Recurrence::unknown && modeKnown &&
                      fieldsFitType(*schedule) && !schedule->ifNums.empty();
   return valid ? RESULT_OK : ERR_INVALID_ARG;

@@ -165,6 +165,7 @@ WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t sche
   if (!statement) {
     return WindowSchedule::unknown;
   }
+
   sqlite3_bind_int64(statement.get(), 1, scheduleId);
   sqlite3_bind_int(statement.get(), 2, unit);
   switch (statement.step()) {
@@ -175,5 +176,6 @@ WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t sche
     case StepResult::failure:
       break;
   }
+
   return WindowSchedule::unknown;
 }

@@ -67,6 +67,7 @@ int saveIntColumn(const ScheduleAccess& schedules, int64_t scheduleId, const std
   if (statement == nullptr) {
     return sqlite3_extended_errcode(schedules.db());
   }
+
   for (const Int value : values) {
     sqlite3_reset(statement.get());
     sqlite3_bind_int64(statement.get(), 1, scheduleId);
@@ -75,6 +76,7 @@ int saveIntColumn(const ScheduleAccess& schedules, int64_t scheduleId, const std
       return sqlite3_extended_errcode(schedules.db());
     }
   }
+
   return SQLITE_OK;
 }
 
@@ -108,6 +110,7 @@ int32_t insertSchedule(const ScheduleAccess& schedules, int32_t unit, PoeSchedul
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
+
   sqlite3_bind_int(statement.get(), 1, unit);
   bindTextOrNull(statement.get(), 2, schedule->name.c_str());
   bindTextOrNull(statement.get(), 3, scheduleTypeText(schedule->type));
@@ -116,6 +119,7 @@ int32_t insertSchedule(const ScheduleAccess& schedules, int32_t unit, PoeSchedul
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
     return sqlite3_errcode(schedules.db()) == SQLITE_CONSTRAINT ? ERR_EXISTS : ERR_GENERAL;
   }
+
   schedule->scheduleId = sqlite3_last_insert_rowid(schedules.db());
   return saveChildren(schedules, *schedule) ? RESULT_OK : ERR_GENERAL;
 }
@@ -216,14 +220,17 @@ int32_t scheduleCreate(int32_t unit, const cJSON* content, JsonPtr* answer) {
   if (scheduleFromJson(content, &schedule) != RESULT_OK) {
     return ERR_INVALID_ARG;
   }
+
   const ScheduleAccess schedules;
   if (!schedules) {
     return ERR_GENERAL;
   }
+
   Transaction transaction(schedules.db());
   if (!transaction.begin()) {
     return ERR_GENERAL;
   }
+
   const int32_t rc = insertSchedule(schedules, unit, &schedule);
   return rc == RESULT_OK ? commitAndAnswer(transaction, schedule, answer) : rc;
 }
@@ -240,10 +247,12 @@ int32_t scheduleGet(int32_t unit, int64_t scheduleId, JsonPtr* answer) {
       return rc;
     }
   }
+
   JsonPtr built = scheduleToJson(schedule);
   if (built == nullptr) {
     return ERR_GENERAL;
   }
+
   *answer = std::move(built);
   return RESULT_OK;
 }
@@ -253,11 +262,13 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
   if (scheduleFromJson(content, &schedule) != RESULT_OK) {
     return ERR_INVALID_ARG;
   }
+
   schedule.scheduleId = scheduleId;
   const ScheduleAccess schedules;
   if (!schedules) {
     return ERR_GENERAL;
   }
+
   PoeSchedule stored;
   if (ScheduleReader(schedules).readRow(unit, scheduleId, &stored) != RESULT_OK) {
     return ERR_NOT_FOUND;
@@ -265,14 +276,17 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
   if (stored.type != schedule.type) {
     return ERR_INVALID_ARG;
   }
+
   Transaction transaction(schedules.db());
   if (!transaction.begin()) {
     return ERR_GENERAL;
   }
+
   const int32_t rc = updateRow(schedules, unit, schedule);
   if (rc != RESULT_OK) {
     return rc;
   }
+
   return replaceChildren(schedules, schedule) ? commitAndAnswer(transaction, schedule, answer) : ERR_GENERAL;
 }
 
@@ -285,15 +299,18 @@ int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {
   if (!schedules) {
     return ERR_GENERAL;
   }
+
   const StatementPtr statement = schedules.prepare(kScheduleDeleteSql);
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
+
   sqlite3_bind_int(statement.get(), 1, unit);
   sqlite3_bind_int64(statement.get(), 2, scheduleId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
     return ERR_GENERAL;
   }
+
   return sqlite3_changes(schedules.db()) == 0 ? ERR_NOT_FOUND : RESULT_OK;
 }
 

@@ -35,17 +35,20 @@ void contextRetire() {
   if (context == nullptr) {
     return;
   }
+
   isRetiring = true;
   {
     const MutexLock lock(context->scheduleDbMutex);
     sqlite3_close(context->scheduleDb);
     context->scheduleDb = nullptr;
   }
+
   {
     const MutexLock lock(context->historyDbMutex);
     sqlite3_close(context->historyDb);
     context->historyDb = nullptr;
   }
+
   retiredContext = context;
   currentContext.store(nullptr, std::memory_order_release);
 }

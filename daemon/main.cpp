@@ -120,6 +120,7 @@ bool startThreads(DaemonThreads* threads) {
     LOG_HERE(LOG_ERR, "cleanup thread create failed: %s", strerror(errno));
     return false;
   }
+
   return true;
 }
 
@@ -172,6 +173,7 @@ int main() {
   if (!ensureConfigDir() || !claimDataDir()) {
     return 1;
   }
+
   writePidFile();
   tightenDataFiles();
   // A failed step ends the process as it stands: whoever starts it again finds the pid file and the log as evidence.
@@ -180,6 +182,7 @@ int main() {
       !startThreads(&threads)) {
     return 1;
   }
+
   LOG_HERE(LOG_INFO, "quorin_poed ready");
   joinThreads(threads);
   tearDown();

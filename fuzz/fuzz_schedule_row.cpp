@@ -38,11 +38,13 @@ void insertRow(sqlite3* db, int64_t id, FuzzedDataProvider& input) {
   for (int index = 2; index <= 9; ++index) {
     bindText(row.get(), index, input);
   }
+
   for (int index = 10; index <= 14; ++index) {
     const auto number = input.ConsumeIntegral<int64_t>();
     // A sweep counts its pauses in seconds, also where they take no time.
     sqlite3_bind_int64(row.get(), index, index == kInterPortDelayColumn ? number % kMaxPauseSec : number);
   }
+
   sqlite3_step(row.get());
   const std::string children = "INSERT OR IGNORE INTO poe_schedule_ifs VALUES (" + std::to_string(id) + ",1),(" +
                                std::to_string(id) + "," + std::to_string(input.ConsumeIntegral<int64_t>()) +
@@ -79,6 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     evaluateSchedules(access, now);
     require(switchsim::lastSeq() == last, "nothing fires twice");
   }
+
   reapOrphanedWindowRuns();
   JsonPtr list;
   require(scheduleList(1, &list) == RESULT_OK, "schedules can be listed");

@@ -55,6 +55,7 @@ void openInProcess() {
   for (const fs::path& folder : {root / "tmp", root / "var/run", fs::path(kDataDirPath)}) {
     fs::create_directories(folder);
   }
+
   setenv("SWITCHSIM_STATE", (root / "switch.state").c_str(), 1);
   switchsim::SwitchOptions options;
   options.units = 2;

@@ -37,6 +37,7 @@ void* cleanupThread(void*) {
   if (nextPurge <= now) {
     nextPurge += kDaySec;
   }
+
   while (!stopRequested()) {
     now = time(nullptr);
     if (now >= nextPurge) {
@@ -48,6 +49,7 @@ void* cleanupThread(void*) {
     }
     sleepSeconds(kPollSec);
   }
+
   LOG_HERE(LOG_INFO, "cleanup thread stopping");
   return nullptr;
 }

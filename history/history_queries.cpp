@@ -127,6 +127,7 @@ int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
+
   sqlite3_bind_int(statement.get(), 1, unit);
   sqlite3_bind_int(statement.get(), 2, pageSize);
   sqlite3_bind_int(statement.get(), 3, pageOffset(page, pageSize));
@@ -142,6 +143,7 @@ int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32
     LOG_HERE(LOG_ERR, "history list step failed: %s", history.error());
     return ERR_GENERAL;
   }
+
   return RESULT_OK;
 }
 
@@ -166,12 +168,14 @@ int32_t detailRun(const HistoryAccess& history, int32_t unit, int64_t runId, Jso
   if (statement == nullptr) {
     return ERR_GENERAL;
   }
+
   sqlite3_bind_int(statement.get(), 1, unit);
   sqlite3_bind_int64(statement.get(), 2, runId);
   const int step = sqlite3_step(statement.get());
   if (step != SQLITE_ROW) {
     return step == SQLITE_DONE ? ERR_NOT_FOUND : ERR_GENERAL;
   }
+
   PortCounts counts;
   countPorts(history, runId, &counts);
   addRun(run, statement.get(), unit, counts);
@@ -228,6 +232,7 @@ int32_t readOpenRuns(const HistoryAccess& history, sqlite3_stmt* statement, Open
     entries[count].startedAt = sqlite3_column_int64(statement, 3);
     ++count;
   }
+
   LOG_HERE(LOG_WARNING, "open-run list truncated at %d entries", capacity);
   return count;
 }
@@ -251,14 +256,17 @@ int32_t historyListOpenScheduledRuns(OpenScheduledRun* entries, int32_t capacity
   if (entries == nullptr || capacity <= 0) {
     return -1;
   }
+
   const HistoryAccess history;
   if (!history) {
     return -1;
   }
+
   const LoggedStatement statement(history, "open-run list", kListOpenScheduledRunsSql);
   if (!statement) {
     return -1;
   }
+
   return readOpenRuns(history, statement.get(), entries, capacity, complete);
 }
 
@@ -276,6 +284,7 @@ int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answe
       return rc;
     }
   }
+
   JsonPtr list = JsonObject()
                      .add("runs", std::move(runs))
                      .number("page", page)
@@ -285,6 +294,7 @@ int32_t historyList(int32_t unit, int32_t page, int32_t pageSize, JsonPtr* answe
   if (list == nullptr) {
     return ERR_GENERAL;
   }
+
   *answer = std::move(list);
   return RESULT_OK;
 }
@@ -294,15 +304,18 @@ int32_t historyDetail(int32_t unit, int64_t runId, JsonPtr* answer) {
   if (!history) {
     return ERR_GENERAL;
   }
+
   JsonObject run;
   const int32_t rc = detailRun(history, unit, runId, run);
   if (rc != RESULT_OK) {
     return rc;
   }
+
   JsonPtr built = run.add("portSteps", portSteps(history, runId)).take();
   if (built == nullptr) {
     return ERR_GENERAL;
   }
+
   *answer = std::move(built);
   return RESULT_OK;
 }

@@ -88,6 +88,7 @@ int32_t reconcile(const HistoryAccess& history) {
     LOG_HERE(LOG_ERR, "reconcile BEGIN failed: %s", history.error());
     return -1;
   }
+
   int32_t count = 0;
   if (!failPendingPorts(history) || !failRunningRuns(history, &count)) {
     return -1;
@@ -96,6 +97,7 @@ int32_t reconcile(const HistoryAccess& history) {
     LOG_HERE(LOG_ERR, "reconcile COMMIT failed: %s", history.error());
     return -1;
   }
+
   return count;
 }
 

@@ -21,6 +21,7 @@ int32_t countPorts(const HistoryAccess& history, int64_t runId, PortCounts* coun
   if (!statement) {
     return ERR_GENERAL;
   }
+
   sqlite3_bind_int64(statement.get(), 1, runId);
   while (sqlite3_step(statement.get()) == SQLITE_ROW) {
     const char* text = columnText(statement.get(), 0);
@@ -30,5 +31,6 @@ int32_t countPorts(const HistoryAccess& history, int64_t runId, PortCounts* coun
     counts->failed += strcmp(status, "failed") == 0 ? 1 : 0;
     counts->skipped += strcmp(status, "skipped") == 0 ? 1 : 0;
   }
+
   return RESULT_OK;
 }

@@ -36,6 +36,7 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   if (!statement) {
     return false;
   }
+
   sqlite3_stmt* insert = statement.get();
   sqlite3_bind_int(insert, 1, request.unit);
   bindTextOrNull(insert, 2, runTriggerText(request.trigger));
@@ -43,6 +44,7 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   if (request.scheduleId > 0) {
     sqlite3_bind_int64(insert, 3, request.scheduleId);
   }
+
   bindTextOrNull(insert, 4, request.scheduleName);
   bindTextOrNull(insert, 5, poeActionText(request.action));
   bindTextOrNull(insert, 6, executionModeText(request.executionMode));
@@ -50,11 +52,13 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   if (request.action == POE_ACTION_POWER_ON || request.action == POE_ACTION_POWER_OFF) {
     sqlite3_bind_int(insert, 8, request.allDay);
   }
+
   sqlite3_bind_int64(insert, 9, time(nullptr));
   bindTextOrNull(insert, 10, "running");
   if (runId != 0) {
     sqlite3_bind_int64(insert, kRunIdParameter, runId);
   }
+
   return statement.run();
 }
 
@@ -66,10 +70,12 @@ void insertPendingPorts(const HistoryAccess& history, int64_t runId, const RunBe
   if (request.ifNums == nullptr || request.ifCount < 1) {
     return;
   }
+
   const StatementPtr insert = history.prepare(kInsertPendingPortsSql);
   if (insert == nullptr) {
     return;
   }
+
   for (int32_t i = 0; i < request.ifCount; ++i) {
     sqlite3_reset(insert.get());
     sqlite3_bind_int64(insert.get(), 1, runId);
@@ -119,10 +125,12 @@ int64_t runBegin(const HistoryAccess& history, const RunBeginRequest& request) {
   if (!insertRun(history, 0, request)) {
     return -1;
   }
+
   const int64_t runId = claimFreshRunId(history, sqlite3_last_insert_rowid(history.db()), request);
   if (runId < 1) {
     return -1;
   }
+
   insertPendingPorts(history, runId, request);
   const bool nothingToCommit = !begun && sqlite3_get_autocommit(history.db()) != 0;
   if (!nothingToCommit && !transaction.commit()) {
@@ -131,6 +139,7 @@ int64_t runBegin(const HistoryAccess& history, const RunBeginRequest& request) {
     LOG_HERE(LOG_ERR, "history COMMIT failed, run %lld goes unrecorded: %s", static_cast<long long>(runId),
              history.error());
   }
+
   return runId;
 }
 
@@ -144,6 +153,7 @@ RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
   if (!statement) {
     return RunState::checkError;
   }
+
   sqlite3_bind_int64(statement.get(), 1, runId);
   switch (statement.step()) {
     case StepResult::row: {
@@ -155,6 +165,7 @@ RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
     case StepResult::failure:
       break;
   }
+
   return RunState::checkError;
 }
 
@@ -168,6 +179,7 @@ int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t i
   if (!statement) {
     return ERR_GENERAL;
   }
+
   sqlite3_bind_int64(statement.get(), 1, runId);
   sqlite3_bind_int64(statement.get(), 2, ifNum);
   bindTextOrNull(statement.get(), 3, portOutcomeText(outcome));
@@ -178,6 +190,7 @@ int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t i
              static_cast<int>(ifNum), history.error());
     return ERR_GENERAL;
   }
+
   return RESULT_OK;
 }
 
@@ -226,6 +239,7 @@ int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t res
   if (!statement) {
     return ERR_GENERAL;
   }
+
   sqlite3_bind_int64(statement.get(), 1, completedAt);
   bindTextOrNull(statement.get(), 2, runStatusText(result));
   bindTextOrNull(statement.get(), 3, runResultText(result));
@@ -239,6 +253,7 @@ int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t res
     LOG_HERE(LOG_WARNING, "run %lld finish skipped: run is not in 'running' state", static_cast<long long>(runId));
     return ERR_NOT_FOUND;
   }
+
   return RESULT_OK;
 }
 
@@ -274,6 +289,7 @@ int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char
     return runFinishLocked(history, runId, RUN_RESULT_FAILED, error != nullptr ? error : "no port outcomes recorded",
                            completedAt);
   }
+
   const RunResult result = historyResultFromCounts(counts);
   return runFinishLocked(history, runId, result, error, completedAt);
 }

@@ -34,11 +34,13 @@ int32_t rpcBootDelayGet(const cJSON* params, JsonPtr* result) {
   if (!rpcUnitParam(params, &unit)) {
     return ERR_INVALID_ARG;
   }
+
   BootDelayConfig config;
   const int32_t rc = bootDelayConfigGet(unit, &config);
   if (rc != RESULT_OK) {
     return rc;
   }
+
   JsonPtr answer = JsonObject()
                        .number("delaySec", config.delaySec)
                        .text("executionMode", executionModeText(config.executionMode))
@@ -47,6 +49,7 @@ int32_t rpcBootDelayGet(const cJSON* params, JsonPtr* result) {
   if (answer == nullptr) {
     return ERR_GENERAL;
   }
+
   *result = std::move(answer);
   return RESULT_OK;
 }

@@ -123,12 +123,14 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
     sendAll(connection, {envelope, "}\n"});
     return;
   }
+
   HeldBytes held;
   JsonTextPtr text = printAndFree(std::move(result));
   const size_t bytes = text != nullptr ? strlen(text.get()) : 0;
   if (text != nullptr && held.resize(bytes)) {
     sendAll(connection, {envelope, R"(,"result":)", {text.get(), bytes}, "}\n"});  // a client that has gone needs none
   }
+
   text.reset();
   if (bytes > kLargeAnswerBytes) {
     returnFreedMemory();

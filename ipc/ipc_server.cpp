@@ -48,11 +48,13 @@ UniqueFd openListener() {
     LOG_HERE(LOG_ERR, "bind(%s) failed: %s", kSocketPath, strerror(errno));
     return {};
   }
+
   chmod(kSocketPath, kSocketMode);
   if (listen(listener.get(), kListenBacklog) != 0) {
     LOG_HERE(LOG_ERR, "listen() failed: %s", strerror(errno));
     return {};
   }
+
   return listener;
 }
 

@@ -74,6 +74,7 @@ int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNum
   if (stopRequested()) {
     return 0;
   }
+
   RunBeginRequest begin;
   begin.unit = request.unit;
   begin.trigger = RUN_TRIGGER_MANUAL;
@@ -87,12 +88,14 @@ int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNum
   if (runId <= 0) {
     return 0;
   }
+
   PoeActionJob job = poeActionJobOf(begin, runId);
   job.offTimeSec = request.offTimeSec;
   if (poeActionSpawn(&job) != 0) {
     historyRunForceFail(runId, "spawn failed");
     return 0;
   }
+
   return runId;
 }
 
@@ -112,6 +115,7 @@ JsonPtr buildAnswer(const ResetRequest& request, const std::vector<uint32_t>& if
   if (answer != nullptr) {
     jsonAdd(answer.get(), "resolvedIfNums", jsonNumbers(ifNums));
   }
+
   return answer;
 }
 
@@ -123,6 +127,7 @@ int32_t rpcManualReset(const cJSON* params, JsonPtr* result) try {
   if (!rpcUnitParam(params, &reset.unit) || request == nullptr) {
     return ERR_INVALID_ARG;
   }
+
   reset.offTimeSec = jsonInt32Member(request, "offTimeSec", 0);
   reset.interPortDelaySec = jsonInt32Member(request, "interPortDelaySec", 0);
   reset.executionMode = readExecutionMode(request);
@@ -131,12 +136,14 @@ int32_t rpcManualReset(const cJSON* params, JsonPtr* result) try {
   if (rc != RESULT_OK) {
     return rc;
   }
+
   // First the answer: a run that nobody is told of must not begin.
   JsonPtr answer = buildAnswer(reset, ifNums);
   const int64_t runId = answer != nullptr ? startRun(reset, ifNums) : 0;
   if (runId == 0) {
     return ERR_GENERAL;
   }
+
   cJSON_SetNumberValue(cJSON_GetObjectItem(answer.get(), kRunIdKey), static_cast<double>(runId));
   *result = std::move(answer);
   return RESULT_OK;

@@ -47,11 +47,13 @@ bool readRequest(int connection, HeldBytes* held, std::string* request) {
       return waiting == 0 && !request->empty();
     }
     connectionHeard(connection);
+
     const auto* newline = static_cast<const char*>(memchr(chunk, '\n', static_cast<size_t>(waiting)));
     const size_t textBytes = newline != nullptr ? static_cast<size_t>(newline - chunk) : static_cast<size_t>(waiting);
     if (!reserve(request->size() + textBytes, held, request)) {
       return false;
     }
+
     const size_t take = textBytes + (newline != nullptr ? 1 : 0);
     const ssize_t taken = receive(connection, chunk, take, MSG_WAITALL);
     if (taken != static_cast<ssize_t>(take)) {

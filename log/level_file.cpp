@@ -38,10 +38,12 @@ void onBusError(int signalNumber, siginfo_t* info, void*) {
   if (isLevelRead && fallocate(levelDescriptor.load(), 0, 0, kLevelFileBytes) == 0) {
     return;
   }
+
   constexpr int kEmptyPage = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
   if (isLevelRead && mmap(page, kLevelFileBytes, PROT_READ | PROT_WRITE, kEmptyPage, -1, 0) != MAP_FAILED) {
     return;
   }
+
   // Somebody else's fault: the interrupted instruction meets it again, a signal that was sent is sent once more.
   sigaction(signalNumber, &nextInLine, nullptr);
   if (info->si_code <= 0) {
@@ -73,14 +75,17 @@ void levelFileOpen(const char* path) {
   if (levelDescriptor.load() >= 0) {
     return;
   }
+
   UniqueFd file = openOrMakePlainFile(path, O_RDWR, FileOwner::anybody, kLevelFileMode);
   if (!file || ftruncate(file.get(), kLevelFileBytes) != 0) {
     return;
   }
+
   void* mapped = mmap(nullptr, kLevelFileBytes, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
   if (mapped == MAP_FAILED) {
     return;
   }
+
   char* page = static_cast<char*>(mapped);
   levelDescriptor = file.release();
   lastMapping = page;
@@ -89,6 +94,7 @@ void levelFileOpen(const char* path) {
   if (!isDigit(*level)) {
     *level = kDefaultLevel;
   }
+
   levelPage.store(page, std::memory_order_release);
 }
 

@@ -88,6 +88,7 @@ const char* readProcessName() {
   if (status == nullptr) {
     return nullptr;
   }
+
   const char* name = nullptr;
   while (name == nullptr && fgets(processNameBuffer, sizeof processNameBuffer, status) != nullptr) {
     if (strncmp(processNameBuffer, "Name:", 5) != 0) {
@@ -98,6 +99,7 @@ const char* readProcessName() {
     name = strtok_r(nullptr, "\t\n", &rest);
     break;
   }
+
   fclose(status);
   return name;
 }
@@ -214,6 +216,7 @@ void logMessage(int32_t level, const char* format, ...) {
   if (!logStarted.load()) {
     startLog();
   }
+
   const int32_t mode = logMode.load();
   va_list arguments;
   if (hasMode(mode, LOG_TO_STDOUT)) {

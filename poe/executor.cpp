@@ -117,6 +117,7 @@ void switchAllOnAgain(const PoeActionJob& job, const std::vector<BatchPort>& por
   for (const BatchPort& port : ports) {
     stillDark += port.switchedOff ? 1 : 0;
   }
+
   for (const BatchPort& port : ports) {
     if (!port.locked) {
       continue;
@@ -147,6 +148,7 @@ void runBatchedRestart(const PoeActionJob& job) {
     historyRunForceFail(job.runId, "alloc failed");
     return;
   }
+
   PortCounts counts;
   claimAndSwitchOff(job, ports, &counts);
   sleepSeconds(job.offTimeSec);
@@ -156,6 +158,7 @@ void runBatchedRestart(const PoeActionJob& job) {
       releasePort(job.unit, port.ifNum);
     }
   }
+
   finishRun(job, counts);
 }
 
@@ -196,12 +199,14 @@ void runOnePortAtATime(const PoeActionJob& job) {
       recordAndCount(job, ifNum, {PORT_SKIPPED, whySkipped}, record, &counts);
       continue;
     }
+
     recordAndCount(job, ifNum, actOnPort(job, ifNum), record, &counts);
     releasePort(job.unit, ifNum);
     if (paced && i + 1 < job.ifNumCount) {
       sleepSeconds(job.interPortDelaySec);
     }
   }
+
   if (job.keepRunOpen == 0) {
     finishRun(job, counts);
   }

@@ -81,6 +81,7 @@ void walkPortTable(FILE* table, const Enumeration& enumeration) {
   while (!inTable && fgets(line, sizeof line, table) != nullptr) {
     inTable = strncmp(line, kTableUnderline, strlen(kTableUnderline)) == 0;
   }
+
   while (fgets(line, sizeof line, table) != nullptr) {
     char name[kPortNameBytes];
     int32_t unit = 0;
@@ -101,6 +102,7 @@ int32_t cliShowExecuteToFile(OpenClientHandle* session, const char* command, con
     LOG_HERE(LOG_ERR, "cliShowExecuteToFile: Invalid argument\r\n");
     return ERR_INVALID_ARG;
   }
+
   char commandText[kCommandBytes] = {};
   char pathText[kPathBytes] = {};
   snprintf(commandText, sizeof commandText, "%s", command);
@@ -113,6 +115,7 @@ int32_t cliShowExecuteToFile(OpenClientHandle* session, const char* command, con
     LOG_HERE(LOG_ERR, "Execute show cmd faile, result:%d\r\n", result);
     return ERR_GENERAL;
   }
+
   return RESULT_OK;
 }
 
@@ -120,11 +123,13 @@ void forEachPhysicalIntf(int32_t unit, PortCallback callback, void* argument) {
   if (unit <= 0 || callback == nullptr) {
     return;
   }
+
   const MutexLock lock(showPortLock);
   if (cliShowExecuteToFile(&openApiClient, "show port status all", kShowPortOutputPath) != RESULT_OK) {
     LOG_HERE(LOG_ERR, "forEachPhysicalIntf: cliShowExecuteToFile failed");
     return;
   }
+
   {
     const FilePtr table = openPortTable();
     if (table == nullptr) {
@@ -133,5 +138,6 @@ void forEachPhysicalIntf(int32_t unit, PortCallback callback, void* argument) {
       walkPortTable(table.get(), {unit, callback, argument});
     }
   }
+
   unlink(kShowPortOutputPath);
 }

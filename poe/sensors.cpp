@@ -150,17 +150,20 @@ int32_t sensorsAll(uint32_t unit, JsonPtr* document) {
   if (document == nullptr) {
     return ERR_INVALID_ARG;
   }
+
   const MutexLock lock(sensorsLock);
   JsonPtr built(cJSON_CreateObject());
   cJSON* ports = built != nullptr ? cJSON_AddArrayToObject(built.get(), "ports") : nullptr;
   if (ports == nullptr) {
     return ERR_GENERAL;
   }
+
   SensorsBuild build{static_cast<int32_t>(unit), ports, false};
   forEachPhysicalIntf(build.unit, appendPort, &build);
   if (build.outOfMemory) {
     return ERR_GENERAL;
   }
+
   *document = std::move(built);
   return RESULT_OK;
 }

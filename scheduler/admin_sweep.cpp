@@ -86,6 +86,7 @@ void finishCounted(int64_t runId, const PortCounts& counts) {
 
 void executorAdminSweep(const AdminSweepRequest& request) {
   const PortCounts counts = sweepPorts(request);
+
   switch (request.sweepMode) {
     case SweepMode::restore:
       windowRunFinishRestored(request.runId);

@@ -78,6 +78,7 @@ std::unique_ptr<BootDelayJob> makeJob(int32_t unit) {
   if (!configured) {
     return nullptr;
   }
+
   auto job = std::make_unique<BootDelayJob>();
   job->unit = unit;
   job->delaySec = static_cast<int32_t>(config.delaySec);
@@ -88,6 +89,7 @@ std::unique_ptr<BootDelayJob> makeJob(int32_t unit) {
     LOG_HERE(LOG_INFO, "boot delay %ds on unit %d: no enabled PoE ports, skip", job->delaySec, unit);
     return nullptr;
   }
+
   return job;
 }
 
@@ -97,12 +99,14 @@ void startUnit(int32_t unit) {
   if (job == nullptr) {
     return;
   }
+
   switchAll(job->ifNums, OPENCLT_ADMIN_DISABLE);
   job->runId = beginBootDelayRun(*job);
   if (job->runId < 1) {
     switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
   }
+
   const int64_t runId = job->runId;
   const int32_t delaySec = job->delaySec;
   const auto count = static_cast<int>(job->ifNums.size());
@@ -115,6 +119,7 @@ void startUnit(int32_t unit) {
     switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
   }
+
   (void)job.release();  // the worker's now
   LOG_HERE(LOG_INFO, "boot delay %ds on unit %d (%d ports, runId=%lld, mode=%s, ipd=%d)", delaySec, unit, count,
            static_cast<long long>(runId), mode, interPortDelaySec);

@@ -82,9 +82,11 @@ void evaluateOne(EvaluationPass& pass, const PoeSchedule& schedule) {
   DueFirings due = scheduleDue(schedule, pass.now);
   // A restart that began now would end with the process, perhaps while its ports are dark.
   due.restart = due.restart && !stopRequested();
+
   if (!due.any() || !isOnItsDay(pass, schedule)) {
     return;
   }
+
   if (due.allDay && firesNow(schedule, dayKey(pass.now))) {
     firePower(pass.schedules, schedule, false);
   }

@@ -86,12 +86,14 @@ void triggerSchedule(const ScheduleAccess& schedules, const PoeSchedule& schedul
     LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; fire skipped", loggedId(schedule));
     return;
   }
+
   const RunBeginRequest request = requestOf(schedule, action, ifNums);
   const int64_t runId = beginScheduledRun(request, window);
   if (runId < 1) {
     LOG_HERE(LOG_ERR, "schedule %lld: history run begin failed; fire skipped", loggedId(schedule));
     return;
   }
+
   PoeActionJob job = poeActionJobOf(request, runId);
   job.offTimeSec = schedule.offTimeSec;
   job.keepRunOpen = window ? 1 : 0;
@@ -108,11 +110,13 @@ void fireInlineAdminSweep(const ScheduleAccess& schedules, const PoeSchedule& sc
     LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; sweep skipped", loggedId(schedule));
     return;
   }
+
   sweep.runId = beginScheduledRun(requestOf(schedule, POE_ACTION_POWER_OFF, sweep.ifNums), window);
   if (sweep.runId < 1) {
     LOG_HERE(LOG_ERR, "schedule %lld: history run begin failed; sweep skipped", loggedId(schedule));
     return;
   }
+
   sweep.adminMode = OPENCLT_ADMIN_DISABLE;
   // No pauses: ports that go dark draw no inrush.
   sweep.sweepMode = window ? SweepMode::recordOpen : SweepMode::recordFinish;

@@ -45,6 +45,7 @@ void logVersions(OpenClientHandle* handle) {
   } else {
     LOG_HERE(LOG_ERR, "Network OS Version retrieve error\n");
   }
+
   OpenApiVersion version{};
   if (rpcclt_openapiApiVersionGet(handle, &version) == OPENCLT_OK) {
     LOG_HERE(LOG_DEBUG, "Open API Version = %d.%d.%d.%d\n", version.component[0], version.component[1],
@@ -65,10 +66,12 @@ int32_t initHandler(const char* name, OpenClientHandle* handle) {
     LOG_HERE(LOG_ERR, "\nFailed to initialize RPC to OpEN. Exiting (result = %d)\n", result);
     return -1;
   }
+
   LOG_HERE(LOG_DEBUG, "Register RPC to OpEN success. (client name = %s)\n", clientName);
   if (!waitForServer(handle)) {
     return -1;
   }
+
   logVersions(handle);
   return 0;
 }

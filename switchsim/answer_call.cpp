@@ -50,6 +50,7 @@ int32_t answerOnSwitch(const Call& call, const CallWork& work) {
   if (state == nullptr) {
     return resultWithoutSwitch(call);
   }
+
   int32_t result = admitCall(state.get(), call);
   if (result == OPENCLT_OK) {
     const FaultEffect effect = takeFaults(state.get(), call.operation, portOf(*state, call));
@@ -73,6 +74,7 @@ int32_t answerOnSwitch(const Call& call, const CallWork& work) {
   if (call.newMode) {
     appendJournal(state.get(), call.operation, call.ifNum, *call.newMode, result);
   }
+
   return result;
 }
 

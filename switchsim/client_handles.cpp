@@ -35,11 +35,13 @@ bool registerHandle(OpenClientHandle* handle) noexcept {
   if (holdsKnownId(table, *handle)) {
     table.ids.erase(handle->opaque[1]);
   }
+
   try {
     table.ids.insert(table.lastId + 1);
   } catch (const std::bad_alloc&) {
     return false;
   }
+
   table.lastId++;
   handle->opaque[0] = kHandleMagic;
   handle->opaque[1] = table.lastId;

@@ -44,6 +44,7 @@ FaultEffect takeFaults(SharedState* state, Operation operation, uint32_t ifNum) 
     }
     index++;
   }
+
   return effect;
 }
 
@@ -51,6 +52,7 @@ std::string addFault(const Fault& fault) {
   if (fault.result == 0 && fault.delayMs == 0) {
     return "a fault needs a result other than 0, or a delay";
   }
+
   std::string error;
   const LockedState state = lockState(&error);
   if (state == nullptr) {
@@ -62,6 +64,7 @@ std::string addFault(const Fault& fault) {
   if (state->faultCount == kMaxFaults) {
     return "there are " + std::to_string(kMaxFaults) + " faults already";
   }
+
   state->faults[state->faultCount] = fault;
   state->faultCount++;
   return "";

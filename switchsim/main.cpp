@@ -95,6 +95,7 @@ ExitCode followJournal(uint64_t seq, bool json) {
   if (!json) {
     print(journalHeading());
   }
+
   for (;;) {
     std::string text;
     if (lastSeq() < seq) {
@@ -119,11 +120,13 @@ ExitCode showJournal(const Arguments& given) {
   if (given.goOn) {
     return followJournal(given.since, given.json);
   }
+
   const std::vector<JournalEntry> entries = journalSince(given.since);
   std::string text = given.json ? journalJson(entries) : journalHeading();
   for (const JournalEntry& entry : entries) {
     text += given.json ? "" : journalLine(entry);
   }
+
   print(text);
   return kDone;
 }
@@ -162,6 +165,7 @@ ExitCode setFault(const Arguments& given) {
   if (given.value == "clear") {
     return report(clearFaults());
   }
+
   Fault fault = given.fault;
   const std::optional<Operation> operation = clientOperation(given.value);
   if (!operation) {
@@ -170,10 +174,12 @@ ExitCode setFault(const Arguments& given) {
   if (fault.result == 0 && fault.delayMs == 0) {
     return fail("a fault needs --result other than 0, or --delay-ms, or both", kWrongUsage);
   }
+
   fault.operation = *operation;
   if (given.port.empty()) {
     return report(addFault(fault));
   }
+
   return withPort(given.port, [&](uint32_t ifNum) {
     fault.ifNum = ifNum;
     return addFault(fault);
@@ -194,6 +200,7 @@ ExitCode setSwitchClock(const Arguments& given) {
   if (isWord) {
     return report(setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
   }
+
   return report(setClock(given.goOn ? ClockMode::running : ClockMode::frozen, given.value));
 }
 
@@ -272,6 +279,7 @@ ExitCode runSubcommand(const std::string& name, const Arguments& given) {
   if (name == "server") {
     return report(setServerUp(given.value == "up"));
   }
+
   return setSwitchClock(given);
 }
 
@@ -289,6 +297,7 @@ int run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
   }
+
   return runSubcommand(app.get_subcommands().front()->get_name(), given);
 }
 

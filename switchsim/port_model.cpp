@@ -71,6 +71,7 @@ PortView viewPort(const SharedState& state, uint32_t ifNum, int64_t nowMs) {
   if (!view.poe) {
     return view;
   }
+
   view.adminOn = port.adminOn != 0;
   view.deviceMw = port.deviceMw;
   view.settings = port.settings;

@@ -86,6 +86,7 @@ std::string checkHeader(const UniqueFd& fd, const struct stat& info, const std::
       info.st_size != static_cast<off_t>(sizeof(SharedState))) {
     return path + " was made by another version of switchsim; remove it and run `switchsim create`";
   }
+
   return "";
 }
 
@@ -97,15 +98,18 @@ std::shared_ptr<MappedFile> openFile(const std::string& path, std::string* error
                                     : systemError("cannot open " + path));
     return nullptr;
   }
+
   const std::string reason = checkHeader(fd, info, path);
   if (!reason.empty()) {
     setError(error, reason);
     return nullptr;
   }
+
   std::shared_ptr<MappedFile> file = MappedFile::map(fd, info);
   if (file == nullptr) {
     setError(error, systemError("cannot map " + path));
   }
+
   return file;
 }
 
@@ -144,14 +148,17 @@ std::string writeState(const UniqueFd& fd, void (*fill)(SharedState*, const Swit
   if (errno != 0 || fchmod(fd.get(), 0644) != 0 || fstat(fd.get(), &info) != 0) {
     return systemError("cannot write");
   }
+
   const std::shared_ptr<MappedFile> file = MappedFile::map(fd, info);
   if (file == nullptr) {
     return systemError("cannot map");
   }
+
   SharedState* state = file->state();
   if (!initMutex(&state->mutex)) {
     return "cannot make a lock";
   }
+
   fill(state, options);
   state->layoutVersion = kLayoutVersion;
   state->byteSize = sizeof(SharedState);
@@ -171,6 +178,7 @@ LockedState lockState(std::string* error) {
   if (file == nullptr) {
     return nullptr;
   }
+
   SharedState* state = file->state();
   const int result = pthread_mutex_lock(&state->mutex);
   // Its owner was killed. Every change leaves a usable switch at each step, so there is nothing to repair.
@@ -180,6 +188,7 @@ LockedState lockState(std::string* error) {
     setError(error, "cannot lock " + statePath() + ": " + strerror(result));
     return nullptr;
   }
+
   return LockedState(state, StateUnlock{std::move(file)});
 }
 
@@ -190,14 +199,17 @@ std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&), cons
   if (!fd) {
     return systemError("cannot create " + draft);
   }
+
   std::string reason = writeState(fd, fill, options);
   if (!reason.empty()) {
     reason += " " + draft;
   }
+
   // A link, unlike a rename, never replaces a file that another process has made meanwhile.
   if (reason.empty() && link(draft.c_str(), path.c_str()) != 0) {
     reason = systemError("cannot create " + path);
   }
+
   unlink(draft.c_str());
   return reason;
 }

@@ -76,11 +76,13 @@ std::string setClock(ClockMode mode, const std::string& localTime, int64_t behin
     }
     clock.localSec = *localSec;
   }
+
   std::string error;
   const LockedState state = lockState(&error);
   if (state != nullptr) {
     state->clock = clock;
   }
+
   return error;
 }
 

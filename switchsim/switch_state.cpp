@@ -30,6 +30,7 @@ std::string changePort(uint32_t ifNum, Change change) {
   if (state == nullptr) {
     return error;
   }
+
   PortRecord* port = portRecord(state.get(), ifNum);
   if (port == nullptr) {
     return "no port has the ifNum " + std::to_string(ifNum);
@@ -37,6 +38,7 @@ std::string changePort(uint32_t ifNum, Change change) {
   if (port->poe == 0) {
     return "port " + portName(state->options, ifNum) + " has no PoE";
   }
+
   change(state.get(), port);
   return "";
 }
@@ -50,16 +52,19 @@ std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::str
       return static_cast<uint32_t>(ifNum);
     }
   }
+
   SwitchOptions printing = options;
   printing.names = NameForm::unitSlotPort;
   if (const auto ifNum = portNamed(printing, text)) {
     return ifNum;
   }
+
   printing.names = NameForm::slotPort;
   const auto onFirstUnit = portNamed(printing, text);
   if (onFirstUnit && options.units == 1) {
     return onFirstUnit;
   }
+
   *error = onFirstUnit ? "port " + text + " could be on any unit: put the unit before it, as in 1/" + text
                        : "no port is called \"" + text + "\": a port is an ifNum such as 5 or a name such as 1/0/5";
   return std::nullopt;
@@ -88,6 +93,7 @@ std::string createSwitch(const SwitchOptions& options, bool force) {
   if (!reason.empty()) {
     return reason;
   }
+
   const std::string path = statePath();
   const LockedState state = lockState(&reason);
   if (state == nullptr) {
@@ -96,6 +102,7 @@ std::string createSwitch(const SwitchOptions& options, bool force) {
   if (!force) {
     return "there is a switch at " + path + " already; --force resets it";
   }
+
   resetSwitch(state.get(), options);
   return "";
 }
@@ -105,12 +112,14 @@ std::optional<SwitchView> viewSwitch(std::string* error) {
   if (state == nullptr) {
     return std::nullopt;
   }
+
   SwitchView view;
   view.options = state->options;
   const int64_t nowMs = monotonicMs();
   for (uint32_t ifNum = 1; ifNum <= portCount(state->options); ifNum++) {
     view.ports.push_back(viewPort(*state, ifNum, nowMs));
   }
+
   view.serverUp = state->serverDown == 0;
   view.clock = ClockView{state->clock.mode, clockText(state->clock)};
   view.faults.assign(state->faults, state->faults + state->faultCount);
@@ -118,6 +127,7 @@ std::optional<SwitchView> viewSwitch(std::string* error) {
   if (state->misuseCount > 0) {
     view.lastMisuse = operationName(state->lastMisuse);
   }
+
   view.crashlogCount = state->crashlogCount;
   view.lastClientName = state->lastClientName;
   return view;

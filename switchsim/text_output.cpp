@@ -32,6 +32,7 @@ std::string abnormalText(const SwitchView& view) {
   if (view.clock.mode != ClockMode::follow) {
     text += std::string("clock:  ") + clockModeName(view.clock.mode) + " " + view.clock.time + "\n";
   }
+
   for (const Fault& fault : view.faults) {
     text += "fault:  " + faultText(fault) + "\n";
   }
@@ -39,6 +40,7 @@ std::string abnormalText(const SwitchView& view) {
     text += "misuse: " + std::to_string(view.misuseCount) + " calls, the last of ";
     text.append(view.lastMisuse).append("\n");
   }
+
   return text;
 }
 
