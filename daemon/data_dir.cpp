@@ -16,6 +16,7 @@ namespace {
 
 constexpr mode_t kDataDirMode = 0755;
 constexpr mode_t kPrivateMode = 0600;
+constexpr mode_t kPermissions = 07777;
 constexpr size_t kPathBytes = 256;
 
 // Locks the whole file. When another process holds it: false, with that process in *holder.
@@ -32,6 +33,15 @@ bool lockFile(int file, pid_t* holder) {
       return false;
     }
     // Its holder has just gone.
+  }
+}
+
+// Gives nobody a right, so that a file that its owner made read-only stays so. Fails where there is none, and where it
+// is another user's to decide.
+void takeOthersRights(const char* path) {
+  struct stat status {};
+  if (stat(path, &status) == 0 && (status.st_mode & kPermissions & ~kPrivateMode) != 0) {
+    chmod(path, status.st_mode & kPrivateMode);
   }
 }
 
@@ -63,16 +73,15 @@ bool claimDataDir() {
 }
 
 void tightenDataFiles() {
-  // chmod fails for what is not there, and for what is another user's to decide.
   for (const char* database : {kScheduleDbPath, kHistoryDbPath}) {
     for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
       char name[kPathBytes];
       if (snprintf(name, sizeof name, "%s%s", database, suffix) < static_cast<int>(sizeof name)) {
-        chmod(name, kPrivateMode);
+        takeOthersRights(name);
       }
     }
   }
   for (const char* file : {kBootDelayConfigPath, kBootDelayTempPath, kLockFilePath}) {
-    chmod(file, kPrivateMode);
+    takeOthersRights(file);
   }
 }
