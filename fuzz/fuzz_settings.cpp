@@ -27,8 +27,7 @@ void writeSettingsFile(const uint8_t* data, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool open = (openInProcess(), true);
-  (void)open;
+  openInProcess();
   writeSettingsFile(data, size);
   const BootDelayConfig other = settingsOf(1);
   const BootDelayConfig wanted{60, 1, 5};

@@ -1,17 +1,17 @@
 #include <fcntl.h>
 #include <grp.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <vector>
 
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
-#include "tests/support/fixtures.h"
 #include "tests/support/socket_client.h"
 
 namespace fs = std::filesystem;
@@ -20,9 +20,10 @@ using switchsim::Operation;
 namespace {
 
 constexpr int kSpeed = 50;
+constexpr uid_t kAnother = 50000;
 constexpr const char* kNoDatabase = "This is no database, and it is long enough to be seen to be none.";
 
-class DaemonTest : public RootTest {};
+using DaemonTest = RootTest;
 
 bool logHas(const std::string& text) {
   return countOf(readFile(kLogFilePath), text) > 0;
@@ -39,17 +40,12 @@ void expectErrors(const std::vector<std::string>& errors) {
 bool isOpenToAnother(const std::string& path) {
   const pid_t another = fork();
   if (another == 0) {
-    const bool isAnother = geteuid() != 0 || (setgroups(0, nullptr) == 0 && setuid(50000) == 0);
+    const bool isAnother = geteuid() != 0 || (setgroups(0, nullptr) == 0 && setuid(kAnother) == 0);
     _exit(isAnother && open(path.c_str(), O_RDONLY) >= 0 ? 1 : 0);
   }
   int opened = 0;
   waitpid(another, &opened, 0);
   return opened != 0;
-}
-
-void writeFile(const char* path, const char* content) {
-  fs::create_directories(fs::path(path).parent_path());
-  std::ofstream(path) << content;
 }
 
 }  // namespace
@@ -91,7 +87,7 @@ TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReada
   const std::string schedules = kScheduleDbPath, history = kHistoryDbPath;
   fs::create_directories(kDataDirPath);
   for (const std::string& older : {schedules, history, schedules + "-wal", std::string(kBootDelayConfigPath)}) {
-    writeFile(older.c_str(), "");
+    writeFile(older, "");
     fs::permissions(older, fs::perms(0644));
   }
   DaemonProcess daemon(TEST_DAEMON, kSpeed);
@@ -135,6 +131,7 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
     std::function<void()> prepare;
     std::vector<std::string> errors;
     bool pidFile;
+    bool onlyByRoot = false;
   } cases[] = {{[] { fs::remove_all(fs::path(kDataDirPath).parent_path()); },
                 {mkdirFailed + "No such file or directory"},
                 false},
@@ -150,12 +147,23 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
                 true},
                {[] { writeFile(kScheduleDbPath, kNoDatabase); },
                 {"] schedule schema apply failed: file is not a database", "] schedule store init failed"},
+                true},
+               {[] {
+                  writeFile(kScheduleDbPath, "");
+                  EXPECT_EQ(chmod(kScheduleDbPath, 0444) + chown(kScheduleDbPath, kAnother, kAnother), 0);
+                },
+                {"] schedule db open failed: attempt to write a readonly database", "] schedule store init failed"},
+                true,
                 true}};
   for (const auto& c : cases) {
+    if (c.onlyByRoot && geteuid() != 0) {
+      continue;
+    }
     SetUp();
     c.prepare();
     DaemonProcess daemon(TEST_DAEMON, kSpeed);
-    daemon.start();
+    daemon.start(
+        [] { prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE), prctl(PR_CAPBSET_DROP, CAP_FOWNER); });  // modes bind it
     const std::string pid = std::to_string(daemon.pid());
     EXPECT_EQ(daemon.wait(), 1) << c.errors[0];
     EXPECT_EQ(readFile(kPidFilePath), c.pidFile ? pid + "\n" : "") << c.errors[0];
@@ -183,6 +191,7 @@ TEST_F(DaemonTest, whatIsNotEssentialDoesNotKeepItFromStarting) {
     EXPECT_TRUE(waitUntil([] { return logHas("] quorin_poed ready"); })) << logText();
     const bool serves = fs::is_directory(kSocketPath) || waitUntil([] { return SocketClient().connected(); });
     EXPECT_TRUE(serves) << logText();
+    EXPECT_EQ(readFile(kPidFilePath), fs::is_directory(kPidFilePath) ? "" : std::to_string(daemon.pid()) + "\n");
     EXPECT_EQ(daemon.stop(), 0);
     expectErrors(c.errors);
   }

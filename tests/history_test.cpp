@@ -19,6 +19,8 @@
 
 namespace {
 
+constexpr int64_t k30DaysSec = int64_t{30} * 86400;
+
 int64_t beginRun(const std::vector<uint32_t>& ifNums, RunBeginRequest request = {1}) {
   request.ifNums = ifNums.data();
   request.ifCount = static_cast<int32_t>(ifNums.size());
@@ -80,25 +82,6 @@ class HistoryTest : public StoreTest {
   }
 };
 
-TEST_F(HistoryTest, aBeginStoresWhatStartedTheRun) {
-  const std::pair<RunBeginRequest, const char*> cases[] = {
-      {{1, 0, 7, "Night", 1, 1, 3, 1}, "1 'scheduled' 7 'Night' 'power_on' 'sequential' 3 1"},
-      {{2, 7, 5000000000, "N\"'ü", 3, 0, 0, 0}, "2 'scheduled' 5000000000 'N\"''ü' 'power_off' 'simultaneous' 0 0"},
-      {{1, 1, 0, nullptr, 2, 1, 5, 1}, "1 'manual' NULL NULL 'restart' 'sequential' 5 NULL"},
-      {{1, 2, -1, "", 0, 2, 0, 1}, "1 'boot-delay' NULL '' NULL 'simultaneous' 0 NULL"}};
-  for (const auto& [request, stored] : cases) {
-    const int64_t run = beginRun({4294967295U, 5, 6}, request);
-    EXPECT_EQ(ofRun(run,
-                    "unit||' '||quote(trigger_source)||' '||quote(schedule_id)||' '||quote(schedule_name)||' '||"
-                    "quote(schedule_type)||' '||quote(execution_mode)||' '||quote(inter_port_delay)||' '||"
-                    "quote(all_day_snapshot)"),
-              stored);
-    EXPECT_EQ(show(run), "running - - - | 5pe*- 6pe*- 4294967295pe*-");
-    EXPECT_EQ(ofRun(run, "abs(started_at-strftime('%s'))<5"), "1") << ofRun(run, "started_at");
-  }
-  EXPECT_EQ(play("P6 P5 P6 P7"), "running - - - | 5pe*- 6pe*- 7pe*-") << "a repeated port is left out";
-}
-
 TEST_F(HistoryTest, aPortTakesOutcomesAsItsStateAllows) {
   // From each state: ports 1 to 5 get every outcome recorded, 6 to 10 only if it is worse.
   const std::pair<char, const char*> cases[] = {{'-', "1su1 2fa2 3sk3 4no4 5fa5 6su6 7fa7 8sk8 9no9 10fa10"},
@@ -127,8 +110,8 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
       {"derive-", "completed failed no port outcomes recorded 1 | NULL"},
       {"S1 N2 derive-", "completed partial - 3 | 1su1 2no2"},
       {"S1 K2 derive", "completed success m3 3 | 1su1 2sk2"},
-      {"P1 S4 reconcile",
-       "completed failed Interrupted by unexpected reboot * | 1fa*\"Interrupted by unexpected reboot\" 4su1"},
+      {"P1 S4 K2 F3 reconcile",
+       "completed failed Interrupted by unexpected reboot * | 1fa*\"Interrupted by unexpected reboot\" 2sk2 3fa3 4su1"},
       {"P1 S2 =1 =2 force derive F2 f2 s2 S9 reset",
        "completed success m2 2 | 1pe*- 2su1 10023 10023 10023 10000 10000 10000 10000"},
       {"S1 =4 reconcile", "aborted aborted m2 2 | 1su1 -1"}};
@@ -195,15 +178,16 @@ TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
        R"("failedPortCount":0,"skippedPortCount":0)",
        R"(,"interPortDelaySec":3,"errorMessage":null,"allDay":false,"portSteps":[]})"},
       {{2, 1, 0, "Reset", 1, 0, 0, 1},
-       "P9 S1 F3 F2 =2",
+       "P9 P4294967295 P9 S1 F3 F2 =2",
        R"({"runId":2,"triggered":"manual","scheduleId":null,"scheduleName":"Reset","scheduleType":"power_on",)"
        R"("unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2024-05-01T13:07:09Z",)"
-       R"("completedAt":"1970-01-01T00:00:04Z","portCount":4,"successPortCount":1,"failedPortCount":2,)"
+       R"("completedAt":"1970-01-01T00:00:04Z","portCount":5,"successPortCount":1,"failedPortCount":2,)"
        R"("skippedPortCount":0)",
        R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[{"ifNum":1,"status":"success",)"
        R"("errorMessage":"m1"},{"ifNum":2,"status":"failed","errorMessage":"m3"},{"ifNum":3,"status":"failed",)"
-       R"("errorMessage":"m2"},{"ifNum":9,"status":"pending","errorMessage":null}]})"},
-      {{2, 2, 0, nullptr, 0, 0, 0, 0},
+       R"("errorMessage":"m2"},{"ifNum":9,"status":"pending","errorMessage":null},{"ifNum":4294967295,)"
+       R"("status":"pending","errorMessage":null}]})"},
+      {{2, 2, -1, nullptr, 0, 2, 0, 1},
        "K7 =4",
        R"({"runId":3,"triggered":"boot-delay","scheduleId":null,"scheduleName":null,"unit":2,"status":"aborted",)"
        R"("executionMode":"simultaneous","startedAt":"2024-05-01T13:07:10Z","completedAt":"1970-01-01T00:00:02Z",)"
@@ -215,7 +199,7 @@ TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
   JsonPtr answer;
   for (const auto& [request, script, listed, onlyInDetail] : cases) {
     play(script, request);
-    updateRuns("started_at=1714568827+run_id");
+    updateRuns("started_at=1714568827+run_id WHERE abs(started_at-strftime('%s'))<60");  // the run that began just now
     ASSERT_EQ(historyDetail(2, ++run, &answer), 0);
     EXPECT_EQ(printJson(answer.get()), listed + onlyInDetail);
     EXPECT_EQ(historyDetail(1, run, &answer), 10023) << "it is another unit's";
@@ -266,7 +250,7 @@ TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
 }
 
 TEST_F(HistoryTest, oldRunsVanishWithTheirPortsAndTheirIdsForGood) {
-  const int64_t limit = time(nullptr) - HISTORY_RETENTION_SEC;
+  const int64_t limit = time(nullptr) - k30DaysSec;
   for (const int64_t started : {limit + 3600, int64_t{100}, int64_t{199}, int64_t{200}, limit - 1}) {
     updateRuns("started_at=" + std::to_string(started) + " WHERE run_id=" + std::to_string(beginRun({5})));
   }
@@ -285,7 +269,7 @@ TEST_F(HistoryTest, theDaemonPurgesAgainAtLocalMidnight) {
   constexpr int64_t kExpiresAfterSec = 120;  // of the daemon's clock, halfway to midnight
   const int64_t now = time(nullptr);
   beginRun({});
-  updateRuns("started_at=" + std::to_string(now - HISTORY_RETENTION_SEC + kExpiresAfterSec));
+  updateRuns("started_at=" + std::to_string(now - k30DaysSec + kExpiresAfterSec));
   const int64_t west = (now + 2 * kExpiresAfterSec) % 86400;  // of Greenwich, seconds
   std::ostringstream zone;
   zone << "TST+" << west / 3600 << ':' << west / 60 % 60 << ':' << west % 60;

@@ -1,43 +1,29 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <deque>
 #include <fstream>
-#include <functional>
-#include <initializer_list>
 #include <iostream>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "daemon/paths.h"
 #include "ipc/request_reader.h"
+#include "tests/support/client_load.h"
 #include "tests/support/daemon_process.h"
-#include "tests/support/fixtures.h"
 #include "tests/support/socket_client.h"
 
 namespace {
 
-constexpr int kClockSpeed = 20;
+constexpr int kClients = 32;
 const std::string kInvalid = "{\"ok\":false,\"error\":10003}\n";
 const std::string kUnknown = "{\"ok\":false,\"error\":17002}\n";
 const std::string kNotFound = "{\"ok\":false,\"error\":10023}\n";
 const std::string kEmptyList = "{\"ok\":true,\"result\":{\"runs\":[],\"page\":1,\"pageSize\":50,\"total\":0}}\n";
 const std::string kListRequest = R"({"method":"history.list","params":{"unit":1}})";
 
-// The daemon on this test's root, ready to answer.
-class IpcTest : public RootTest {
- protected:
-  void SetUp() override {
-    RootTest::SetUp();
-    ASSERT_TRUE(daemon_.startReady()) << logText();
-  }
-  void TearDown() override { EXPECT_EQ(daemon_.stop(), 0) << logText(); }
-
-  DaemonProcess daemon_{TEST_DAEMON, kClockSpeed};
-};
+using IpcTest = RunningDaemonTest;
 
 // Without the mapped file of the simulated switch, whose journal fills up.
 long residentKb(pid_t pid) {
@@ -50,67 +36,8 @@ long residentKb(pid_t pid) {
   return 0;
 }
 
-// Does it for every number below count, from so many clients at once; returns how often it went wrong.
-int inParallel(int clients, int count, const std::function<bool(int)>& isDone) {
-  std::atomic<int> next{0};
-  std::atomic<int> wrong{0};
-  std::vector<std::thread> threads;
-  for (int c = 0; c < clients; ++c) {
-    threads.emplace_back([&] {
-      for (int i = next++; i < count; i = next++) {
-        wrong += isDone(i) ? 0 : 1;
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  return wrong;
-}
-
 std::string nested(size_t depth) {
   return std::string(depth, '[') + std::string(depth, ']');
-}
-
-// As large as a request may be, and of the largest tree that this can have.
-std::string largestRequest() {
-  std::string request = R"({"method":"schedule.create","params":{"unit":1,"schedule":{"ifNums":[1)";
-  while (request.size() < kMaxRequestBytes - 10) {
-    request += ",1";
-  }
-  return request + "]}}}\n";
-}
-
-constexpr int kMixedRequests = 13;
-
-// One request of each method, with a schedule from its creation to its deletion, and two that are refused. True when
-// each is answered as it must be.
-bool mixedRequests(int number) {
-  const std::string schedule =
-      R"("schedule":{"name":"s)" + std::to_string(number) +
-      R"(","scheduleType":"power_on","recurrence":"daily","allDay":true,"recurrenceDays":[1,2],"ifNums":[3]}})";
-  const JsonPtr created = jsonParse(rpc("schedule.create", R"({"unit":1,)" + schedule).c_str());
-  const JsonPtr reset = jsonParse(rpc("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})").c_str());
-  const auto idOf = [](const JsonPtr& answer, const char* key) {
-    return std::to_string(jsonInt64Member(jsonMember(answer.get(), "result"), key, 0));
-  };
-  const std::string one = R"({"unit":1,"scheduleId":)" + idOf(created, "scheduleId");
-  const std::string run = R"({"unit":1,"runId":)" + idOf(reset, "runId") + "}";
-  bool right = true;
-  for (const auto& [method, params] :
-       std::initializer_list<std::pair<const char*, std::string>>{{"schedule.get", one + "}"},
-                                                                  {"schedule.update", one + "," + schedule},
-                                                                  {"schedule.list", R"({"unit":1})"},
-                                                                  {"schedule.delete", one + "}"},
-                                                                  {"history.list", R"({"unit":1})"},
-                                                                  {"history.detail", run},
-                                                                  {"sensors.all", R"({"unit":1})"},
-                                                                  {"bootdelay.set", R"({"unit":1,"delaySec":5})"},
-                                                                  {"bootdelay.get", R"({"unit":1})"}}) {
-    right = rpc(method, params).rfind(R"({"ok":true)", 0) == 0 && right;
-  }
-  right = exchange(number % 50 == 0 ? largestRequest() : "no JSON\n") == kInvalid && right;
-  return rpc("schedule.get", one + "}") + "\n" == kNotFound && right;
 }
 
 }  // namespace
@@ -184,23 +111,35 @@ TEST_F(IpcTest, checksParametersBeforeAnyWork) {
   }
 }
 
-TEST_F(IpcTest, takesRequestsInPiecesAndFromManyClients) {
+TEST_F(IpcTest, takesARequestInPieces) {
   SocketClient slow;
   for (const char byte : kListRequest + "\n") {
     ASSERT_TRUE(slow.sendBytes(std::string(1, byte)));
   }
   EXPECT_EQ(slow.readAll(), kEmptyList);
-  const auto isAnswered = [](int) { return exchange(kListRequest + "\n") == kEmptyList; };
-  EXPECT_EQ(inParallel(32, 10000, isAnswered), 0) << logText();
 }
 
-TEST_F(IpcTest, keepsNothingOfPastRequests) {
+TEST_F(IpcTest, answersManyClientsAndKeepsNothingOfPastRequests) {
   const int requestsWanted = environmentNumber("QUORIN_LEAK_REQUESTS", 5000);
-  const auto load = [](int count) { EXPECT_EQ(inParallel(8, count / kMixedRequests, mixedRequests), 0) << logText(); };
+  const std::atomic<bool> ending{false};
+  std::deque<LoadClient> clients;
+  for (int i = 0; i < kClients; ++i) {
+    clients.emplace_back(i, i, &ending);
+  }
+  const auto load = [&](int count) {
+    std::vector<std::thread> threads;
+    for (LoadClient& client : clients) {
+      threads.emplace_back([&] { EXPECT_EQ(client.work(count / kClients), count / kClients) << logText(); });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+  };
   const auto isQuiet = [&](int descriptors) {
     return waitUntil(
         [&] { return daemon_.openDescriptors() <= descriptors && daemon_.threads() == DaemonProcess::kThreadsAtRest; });
   };
+
   load(2000 + requestsWanted / 2);  // also fills the databases' caches
   ASSERT_TRUE(isQuiet(20)) << daemon_.openDescriptors() << " " << daemon_.threads();
   const int descriptors = daemon_.openDescriptors();
@@ -260,24 +199,6 @@ TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
   ASSERT_TRUE(waitUntil([&] { return silent.isAnswered(); }));
   EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest; })) << daemon_.threads();
   EXPECT_LT(silent.readAll().size(), 1000000U);
-}
-
-TEST_F(RootTest, runningOutOfDescriptorsIsSurvivedAndDoesNotFloodTheLog) {
-  constexpr rlim_t kDescriptors = 24;
-  DaemonProcess daemon(TEST_DAEMON, 4);
-  ASSERT_TRUE(daemon.startReady([] {
-    const rlimit limit{kDescriptors, kDescriptors};
-    setrlimit(RLIMIT_NOFILE, &limit);
-  })) << logText();
-  std::deque<SocketClient> silent;
-  for (rlim_t i = 0; i < kDescriptors; ++i) {
-    silent.emplace_back();
-  }
-  ASSERT_TRUE(waitUntil([] { return countOf(logText(), "accept failed: Too many open files") >= 2; })) << logText();
-  EXPECT_LT(logText().size(), 20000U);
-  silent.clear();
-  EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList) << logText();
-  EXPECT_EQ(daemon.stop(), 0);
 }
 
 TEST_F(IpcTest, theClientTellsHowItWentByItsExitStatus) {

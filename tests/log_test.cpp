@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdarg>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <vector>
 
@@ -15,6 +15,22 @@
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
+
+namespace {
+
+std::string syslogged;
+
+}  // namespace
+
+// These take the place of the C library's.
+extern "C" void openlog(const char* ident, int option, int facility) {
+  syslogged += std::string(ident) + ": option " + std::to_string(option) + ", facility " + std::to_string(facility);
+}
+extern "C" void vsyslog(int level, const char* format, va_list arguments) {
+  char message[64];
+  vsnprintf(message, sizeof message, format, arguments);
+  syslogged += "; " + std::to_string(level) + " " + message;
+}
 
 namespace {
 
@@ -28,7 +44,6 @@ class LogTest : public RootTest {
     logClose();
   }
   static void openLog(uint32_t mode = LOG_TO_FILE) { logOpen(mode, LOG_DAEMON, "quorin_poed"); }
-  static void writeFile(const char* path, const std::string& content) { std::ofstream(path) << content; }
 };
 
 std::string printedBy(const std::function<void()>& body) {
@@ -142,6 +157,13 @@ TEST_F(LogTest, standardOutputTakesThePlaceOfAFileThatIsClosedOrCannotBeMade) {
   EXPECT_EQ(countOf(logText(), "<"), 2) << logText();
 }
 
+TEST_F(LogTest, syslogGetsTheDaemonsNameItsFacilityAndEveryMessageWithItsLevel) {
+  openLog(LOG_TO_SYSLOG);
+  logMessage(LOG_WARNING, "[%s:%d] %s", "f", 1, "late");
+  logMessage(LOG_DEBUG, "not asked for");
+  EXPECT_EQ(syslogged, "quorin_poed: option 0, facility 24; 4 [f:1] late");
+}
+
 TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
   const std::string victim = fs::path(kLogFilePath).parent_path() / "victim";
   const auto link = [&](const char* path) { fs::create_symlink(victim, path); };
@@ -156,7 +178,7 @@ TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
   for (const std::function<void(const char*)>& plant :
        {std::function<void(const char*)>(link), {name}, {pipe}, {strange}}) {
     SetUp();
-    writeFile(victim.c_str(), "7 of the victim");
+    writeFile(victim, "7 of the victim");
     plant(kLogFilePath);
     plant(kLogLevelPath);
     const std::string printed = printedBy([] { openLog(), logMessage(LOG_ERR, "<to nobody's file>"); });

@@ -3,20 +3,16 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
 #include <new>
 #include <utility>
 
-#include "base/unique_fd.h"
 #include "daemon/paths.h"
-#include "ipc/client_worker.h"
 #include "scheduler/scheduler_thread.h"
 #include "tests/support/fixtures.h"
+#include "tests/support/in_process.h"
 
 namespace {
 
@@ -69,7 +65,7 @@ bool withFailuresAfter(int64_t n, int64_t count, const Work& work) {
   return std::exchange(allocationsLeft, kNever) < 0;
 }
 
-class MemoryTest : public StoreTest {
+class MemoryTest : public TickTest {
  protected:
   static void SetUpTestSuite() { takeOverAllocators(); }
 
@@ -80,17 +76,8 @@ class MemoryTest : public StoreTest {
   }
 
   static std::string ask(const std::string& request, int64_t n, int64_t count, bool* reached) {
-    int ends[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    const UniqueFd client(ends[0]);
-    EXPECT_EQ(write(client.get(), request.data(), request.size()), static_cast<ssize_t>(request.size()));
-    shutdown(client.get(), SHUT_WR);
-    *reached =
-        withFailuresAfter(n, count, [&] { clientWorker(reinterpret_cast<void*>(static_cast<intptr_t>(ends[1]))); });
-    std::string answer(65536, '\0');
-    const ssize_t size = recv(client.get(), answer.data(), answer.size(), MSG_WAITALL);
-    answer.resize(size > 0 ? static_cast<size_t>(size - 1) : 0);
-    return answer;
+    std::string answer = askWorker(request, [&](const auto& work) { *reached = withFailuresAfter(n, count, work); });
+    return answer.substr(0, answer.find('\n'));
   }
 
   static std::string request(const std::string& method, const std::string& params) {
@@ -111,16 +98,18 @@ class MemoryTest : public StoreTest {
   }
 
   static void reset() {
-    std::ofstream(kBootDelayConfigPath) << R"({"units":{"1":{"delaySec":60},"2":{"delaySec":60}}})";
+    writeFile(kBootDelayConfigPath, R"({"units":{"1":{"delaySec":60},"2":{"delaySec":60}}})");
     executeOn(kScheduleDbPath,
               "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule; INSERT INTO poe_schedule VALUES "
               "(1,1,'old','restart',NULL,NULL,'daily',NULL,NULL,'03:00',1,0,0,0,1,0); "
               "INSERT INTO poe_schedule_ifs VALUES (1,1);");
   }
 
-  const std::string create_ = request(
-      "schedule.create", R"({"unit":1,"schedule":{"name":"new","scheduleType":"power_off","recurrence":"daily",)"
-                         R"("startTime":"12:00","endTime":"12:00","ifNums":[3,4]}})");
+  const std::string create_ =
+      request("schedule.create", R"({"unit":1,"schedule":)" +
+                                     scheduleJson(R"("name":"new","scheduleType":"power_off","startTime":"12:00",)"
+                                                  R"("endTime":"12:00","ifNums":[3,4])") +
+                                     "}");
 };
 
 }  // namespace
@@ -146,8 +135,8 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   } cases[] = {
       {create_, "old daily 0 1,new daily 0 2; 60, 60"},
       {request("schedule.update",
-               R"({"unit":1,"scheduleId":1,"schedule":{"name":"old","scheduleType":"restart","recurrence":"monthly",)"
-               R"("restartTime":"04:00","offTimeSec":1,"recurrenceDays":[1,2],"ifNums":[1,2]}})"),
+               R"({"unit":1,"scheduleId":1,"schedule":)" +
+                   scheduleJson(R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])") + "}"),
        updated},
       {request("schedule.delete", R"({"unit":1,"scheduleId":1})"), "NULL; 60, 60"},
       {request("schedule.get", R"({"unit":1,"scheduleId":1})"), before},
@@ -184,7 +173,10 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   }
 }
 
-TEST_F(MemoryTest, aMinuteWithoutMemoryPassesAndTheNextIsCarriedOut) {
+TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowOutlivesThem) {
+  createWindow("power_off", "12:00", "13:00", R"("endDate":"2095-01-01","ifNums":[1])");
+  EXPECT_EQ(tickAt("2095-01-01 12:00"), "1-");
+  executeOn(kHistoryDbPath, "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
   ask(create_);
   int day = 0;
   const auto nextNoon = [&day] {
@@ -203,30 +195,14 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesAndTheNextIsCarriedOut) {
       tickOnce();
       ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n << logText();
       ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"), "success") << n;
+      ASSERT_EQ(query("SELECT status FROM poe_history LIMIT 1;"), "running") << "after allocation " << n << logText();
     }
     EXPECT_FALSE(reached);
   }
 }
 
-TEST_F(MemoryTest, anOpenWindowOutlivesMinutesWithoutMemory) {
-  executeOn(kScheduleDbPath,
-            "INSERT INTO poe_schedule VALUES (7,1,'w','power_off',NULL,NULL,'daily','12:00','13:00',NULL,0,0,0,0,1,0); "
-            "INSERT INTO poe_schedule_ifs VALUES (7,1);");
-  ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, "2095-01-01 12:00:00"), "");
-  tickOnce();
-  ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, "2095-01-01 12:01:00"), "");
-  executeOn(kHistoryDbPath, "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
-  bool reached = true;
-  for (int n = 0; n < kMaxAllocations && reached; ++n) {
-    reached = withFailuresAfter(n, 1, tickOnce);
-    tickOnce();
-    ASSERT_EQ(query("SELECT status FROM poe_history;"), "running") << "after allocation " << n << logText();
-  }
-  EXPECT_FALSE(reached);
-}
-
 TEST_F(MemoryTest, aCorruptSettingsFileIsNotTakenForWantOfMemory) {
-  std::ofstream(kBootDelayConfigPath) << R"({"units":{)";
+  writeFile(kBootDelayConfigPath, R"({"units":{)");
   errno = ENOMEM;  // of an earlier failure
   EXPECT_EQ(ask(request("bootdelay.set", R"({"unit":1,"delaySec":5})")), R"({"ok":true})");
 }

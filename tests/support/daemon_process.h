@@ -7,6 +7,8 @@
 #include <functional>
 #include <string>
 
+#include "tests/support/fixtures.h"
+
 class DaemonProcess {
  public:
 #ifdef __SANITIZE_THREAD__
@@ -52,5 +54,21 @@ class DaemonProcess {
   std::string clock_;  // empty: the host's
   pid_t pid_ = -1;
 };
+
+#ifdef TEST_DAEMON
+// The daemon on this test's root, ready to answer; it ends well, having used the switch as one may.
+class RunningDaemonTest : public RootTest {
+ protected:
+  void SetUp() override {
+    RootTest::SetUp();
+    ASSERT_TRUE(daemon_.startReady()) << logText();
+  }
+  void TearDown() override {
+    EXPECT_EQ(daemon_.stop(), 0) << logText();
+    EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch()->lastMisuse;
+  }
+  DaemonProcess daemon_{TEST_DAEMON, 20};
+};
+#endif
 
 #endif

@@ -1,0 +1,168 @@
+#include "tests/support/client_load.h"
+
+#include <cjson/cJSON.h>
+
+#include <map>
+#include <utility>
+
+#include "ipc/request_reader.h"
+#include "tests/support/fixtures.h"
+#include "tests/support/socket_client.h"
+
+namespace {
+
+constexpr int kManualPorts = 6;          // ifNums 1 to 6, of unit 1
+constexpr int kFirstScheduledPort = 29;  // of unit 2
+constexpr int kFirstSettingsUnit = 3;    // units that this switch does not have: nothing is held back
+
+}  // namespace
+
+std::string largestRequest() {
+  std::string request = R"({"method":"schedule.create","params":{"unit":1,"schedule":{"ifNums":[1)";
+  while (request.size() < kMaxRequestBytes - 10) {
+    request += ",1";
+  }
+  return request + "]}}}\n";
+}
+
+int LoadClient::work(int most) {
+  int answered = 0;
+  while (answered < most && doSomething()) {
+    ++answered;
+  }
+  return answered;
+}
+
+void LoadClient::check() {
+  const JsonPtr list = rpcResult("schedule.list", R"({"unit":)" + std::to_string(unit()) + "}");
+  std::map<std::string, const cJSON*> shown;
+  const cJSON* schedule = nullptr;
+  cJSON_ArrayForEach(schedule, jsonMember(list.get(), "schedules")) {
+    shown[jsonMember(schedule, "name")->valuestring] = schedule;
+  }
+  for (size_t i = 0; i < schedules_.size(); ++i) {
+    const cJSON* own = shown[scheduleName(i)];
+    settle(&schedules_[i], jsonInt32Member(own, "interPortDelaySec", kAbsent), scheduleName(i));
+    schedules_[i].id = jsonInt64Member(own, "scheduleId", schedules_[i].id);
+  }
+  const JsonPtr settings = rpcResult("bootdelay.get", settingsUnit() + "}");
+  settle(&settings_, jsonInt32Member(settings.get(), "delaySec", kAbsent), "settings");
+}
+
+std::string LoadClient::scheduleName(size_t i) const {
+  return "client " + std::to_string(number_) + " schedule " + std::to_string(i);
+}
+
+std::string LoadClient::settingsUnit() const {
+  return R"({"unit":)" + std::to_string(kFirstSettingsUnit + number_);
+}
+
+void LoadClient::settle(Known* known, int shown, const std::string& what) {
+  EXPECT_TRUE(shown == known->version || known->possible.count(shown) > 0)
+      << what << ": " << shown << " instead of " << known->version;
+  known->version = shown;
+  known->possible.clear();
+}
+
+bool LoadClient::doSomething() {
+  switch (pick(&random_, 0, 15)) {
+    case 0:
+      return restart();
+    case 1:
+      return isAnswered("sensors.all", R"({"unit":1})");
+    case 2:
+      return isAnswered("history.list", R"({"unit":2,"pageSize":5})");
+    case 3:
+      return changeSettings();
+    case 4:
+      return lastRun_ == 0 || showsLastRun();
+    case 5:
+      return isRefused();
+    default:
+      return useSchedule(static_cast<size_t>(pick(&random_, 0, static_cast<int>(schedules_.size()) - 1)));
+  }
+}
+
+bool LoadClient::isAnswered(const std::string& method, const std::string& params, JsonPtr* result) const {
+  const JsonPtr answer = jsonParse(rpc(method, params).c_str());
+  const bool ok = cJSON_IsTrue(jsonMember(answer.get(), "ok")) != 0;
+  EXPECT_TRUE(ok || *ending_) << method << params << " answered: " << printJson(answer.get());
+  if (result != nullptr) {
+    result->reset(cJSON_DetachItemFromObject(answer.get(), "result"));
+  }
+  return ok;
+}
+
+bool LoadClient::isRefused() {
+  const std::string answer = exchange(pick(&random_, 0, 30) == 0 ? largestRequest() : "no JSON\n");
+  EXPECT_TRUE(answer == "{\"ok\":false,\"error\":10003}\n" || *ending_) << answer;
+  return !answer.empty();
+}
+
+bool LoadClient::restart() {
+  const int port = pick(&random_, 1, kManualPorts);
+  JsonPtr run;
+  const bool ok = isAnswered("manual.reset",
+                             R"({"unit":1,"request":{"offTimeSec":1,"ifNums":[)" + std::to_string(port) + "," +
+                                 std::to_string(port % kManualPorts + 1) + "]}}",
+                             &run);
+  lastRun_ = ok ? jsonInt64Member(run.get(), "runId", 0) : lastRun_;
+  return ok;
+}
+
+bool LoadClient::showsLastRun() const {
+  JsonPtr run;
+  const bool ok = isAnswered("history.detail", R"({"unit":1,"runId":)" + std::to_string(lastRun_) + "}", &run);
+  EXPECT_TRUE(!ok || jsonText(run, "portCount") == "2") << printJson(run.get());
+  return ok;
+}
+
+bool LoadClient::change(Known* known, int version, const std::string& method, const std::string& params,
+                        JsonPtr* result) const {
+  known->possible.insert(version);
+  if (!isAnswered(method, params, result)) {
+    return false;
+  }
+  known->version = version;
+  known->possible.clear();
+  return true;
+}
+
+bool LoadClient::changeSettings() {
+  const int version = pick(&random_, 0, 600);
+  return change(&settings_, version, "bootdelay.set",
+                settingsUnit() + R"(,"delaySec":)" + std::to_string(version) + "}");
+}
+
+bool LoadClient::useSchedule(size_t i) {
+  Known* known = &schedules_[i];
+  const std::string unitOnly = R"({"unit":)" + std::to_string(unit());
+  const std::string which = unitOnly + R"(,"scheduleId":)" + std::to_string(known->id);
+  const bool isThere = known->version != kAbsent;
+  const int choice = pick(&random_, 0, 5);
+  JsonPtr answer;
+  if (isThere && choice < 2) {
+    return change(known, kAbsent, "schedule.delete", which + "}");
+  }
+  if (isThere && choice == 2) {
+    const bool ok = isAnswered("schedule.get", which + "}", &answer);
+    EXPECT_TRUE(!ok || jsonText(answer, "interPortDelaySec") == std::to_string(known->version));
+    return ok;
+  }
+  // An all-day schedule: it acts after every start.
+  const std::string schedule =
+      R"(,"schedule":)" +
+      scheduleJson(R"("name":")" + scheduleName(i) + R"(","scheduleType":")" + (i % 2 == 0 ? "power_off" : "power_on") +
+                   R"(","allDay":true,"interPortDelaySec":)" + std::to_string(++versions_) + R"(,"ifNums":[)" +
+                   std::to_string(kFirstScheduledPort + i) + "]") +
+      "}";
+  if (isThere) {
+    return change(known, versions_, "schedule.update", which + schedule);
+  }
+  if (!change(known, versions_, "schedule.create", unitOnly + schedule, &answer)) {
+    return false;
+  }
+  const int64_t lastId = std::exchange(known->id, jsonInt64Member(answer.get(), "scheduleId", 0));
+  EXPECT_GT(known->id, lastId) << "an id is used again";
+  return true;
+}
