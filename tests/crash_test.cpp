@@ -1,25 +1,14 @@
 // The real daemon under random load, killed or stopped at a random moment, started again and checked; again and again.
 //
 // QUORIN_CRASH_CYCLES makes it longer; the seed is printed and QUORIN_CRASH_SEED gives it.
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <atomic>
-#include <chrono>
 #include <csignal>
-#include <deque>
-#include <iostream>
-#include <map>
-#include <random>
-#include <thread>
-#include <utility>
-#include <vector>
 
 #include "base/sqlite_guard.h"
 #include "daemon/paths.h"
 #include "tests/support/client_load.h"
 #include "tests/support/daemon_process.h"
-#include "tests/support/socket_client.h"
 
 namespace {
 

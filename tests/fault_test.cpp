@@ -1,21 +1,14 @@
 // Real faults around the running daemon: while one lasts, requests are answered with codes and the log tells why; when
 // it is over, everything works again without a restart.
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <deque>
-#include <filesystem>
 
 #include "base/sqlite_guard.h"
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/socket_client.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -47,8 +40,7 @@ class FaultTest : public RunningDaemonTest {
   }
 
   static std::string schedule(const std::string& name) {
-    const std::string members = R"("name":")" + name + R"(","restartTime":"never","ifNums":[2])";
-    return R"({"unit":1,"schedule":)" + scheduleJson(members) + "}";
+    return scheduleParams(R"("name":")" + name + R"(","restartTime":"never","ifNums":[2])");
   }
 
   // Restarts port 1 and waits for the result of the run, or tells the error of the request.

@@ -1,12 +1,5 @@
 #include <cjson/cJSON.h>
 
-#include <array>
-#include <atomic>
-#include <cstdlib>
-#include <future>
-#include <sstream>
-#include <vector>
-
 #include "base/sqlite_guard.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
@@ -15,7 +8,6 @@
 #include "history/history_store.h"
 #include "history/run_lifecycle.h"
 #include "tests/support/daemon_process.h"
-#include "tests/support/fixtures.h"
 
 namespace {
 
@@ -169,31 +161,31 @@ TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
 }
 
 TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
+  const auto step = [](const char* ifNum, const char* status, const std::string& error) {
+    return R"({"ifNum":)" + std::string(ifNum) + R"(,"status":")" + status + R"(","errorMessage":)" + error + "}";
+  };
   const std::tuple<RunBeginRequest, const char*, std::string, std::string> cases[] = {
       {{2, 0, 5000000000, "N \"ä\"", 3, 1, 3, 0},
        "",
-       R"({"runId":1,"triggered":"scheduled","scheduleId":5000000000,"scheduleName":"N \"ä\"",)"
-       R"("scheduleType":"power_off","unit":2,"status":"running","executionMode":"sequential",)"
-       R"("startedAt":"2024-05-01T13:07:08Z","completedAt":null,"portCount":0,"successPortCount":0,)"
-       R"("failedPortCount":0,"skippedPortCount":0)",
+       R"({"runId":1,"triggered":"scheduled","scheduleId":5000000000,"scheduleName":"N \"ä\"","scheduleType":)"
+       R"("power_off","unit":2,"status":"running","executionMode":"sequential","startedAt":"2024-05-01T13:07:08Z",)"
+       R"("completedAt":null,"portCount":0,"successPortCount":0,"failedPortCount":0,"skippedPortCount":0)",
        R"(,"interPortDelaySec":3,"errorMessage":null,"allDay":false,"portSteps":[]})"},
       {{2, 1, 0, "Reset", 1, 0, 0, 1},
        "P9 P4294967295 P9 S1 F3 F2 =2",
-       R"({"runId":2,"triggered":"manual","scheduleId":null,"scheduleName":"Reset","scheduleType":"power_on",)"
-       R"("unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2024-05-01T13:07:09Z",)"
-       R"("completedAt":"1970-01-01T00:00:04Z","portCount":5,"successPortCount":1,"failedPortCount":2,)"
-       R"("skippedPortCount":0)",
-       R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[{"ifNum":1,"status":"success",)"
-       R"("errorMessage":"m1"},{"ifNum":2,"status":"failed","errorMessage":"m3"},{"ifNum":3,"status":"failed",)"
-       R"("errorMessage":"m2"},{"ifNum":9,"status":"pending","errorMessage":null},{"ifNum":4294967295,)"
-       R"("status":"pending","errorMessage":null}]})"},
+       R"({"runId":2,"triggered":"manual","scheduleId":null,"scheduleName":"Reset","scheduleType":"power_on","unit":2,)"
+       R"("status":"partial","executionMode":"simultaneous","startedAt":"2024-05-01T13:07:09Z","completedAt":)"
+       R"("1970-01-01T00:00:04Z","portCount":5,"successPortCount":1,"failedPortCount":2,"skippedPortCount":0)",
+       R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[)" + step("1", "success", "\"m1\"") +
+           "," + step("2", "failed", "\"m3\"") + "," + step("3", "failed", "\"m2\"") + "," +
+           step("9", "pending", "null") + "," + step("4294967295", "pending", "null") + "]}"},
       {{2, 2, -1, nullptr, 0, 2, 0, 1},
        "K7 =4",
        R"({"runId":3,"triggered":"boot-delay","scheduleId":null,"scheduleName":null,"unit":2,"status":"aborted",)"
        R"("executionMode":"simultaneous","startedAt":"2024-05-01T13:07:10Z","completedAt":"1970-01-01T00:00:02Z",)"
        R"("portCount":1,"successPortCount":0,"failedPortCount":0,"skippedPortCount":1)",
-       R"(,"interPortDelaySec":0,"errorMessage":"m2","allDay":null,"portSteps":[{"ifNum":7,"status":"skipped",)"
-       R"("errorMessage":"m1"}]})"}};
+       R"(,"interPortDelaySec":0,"errorMessage":"m2","allDay":null,"portSteps":[)" + step("7", "skipped", "\"m1\"") +
+           "]}"}};
   int64_t run = 0;
   std::string runs;
   JsonPtr answer;

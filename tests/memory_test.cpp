@@ -1,13 +1,10 @@
 // Memory runs out at the n-th allocation of a request or a minute, for every n: once, twice or from then on. Only this
 // thread's allocations count, so that every n is the same place each time.
 #include <cjson/cJSON.h>
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <new>
-#include <utility>
 
 #include "daemon/paths.h"
 #include "scheduler/scheduler_thread.h"
@@ -80,9 +77,6 @@ class MemoryTest : public TickTest {
     return answer.substr(0, answer.find('\n'));
   }
 
-  static std::string request(const std::string& method, const std::string& params) {
-    return R"({"method":")" + method + R"(","params":)" + params + "}";
-  }
   // All schedules, each with the number of its days and ports; then the delays of units 1 and 2.
   static std::string stored() {
     const std::string schedules =
@@ -93,7 +87,8 @@ class MemoryTest : public TickTest {
     return schedules + "; " + delay(1) + ", " + delay(2);
   }
   static std::string delay(int unit) {
-    const JsonPtr answer = jsonParse(ask(request("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
+    const JsonPtr answer =
+        jsonParse(ask(requestText("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
     return printJson(jsonMember(jsonMember(answer.get(), "result"), "delaySec"));
   }
 
@@ -105,11 +100,10 @@ class MemoryTest : public TickTest {
               "INSERT INTO poe_schedule_ifs VALUES (1,1);");
   }
 
-  const std::string create_ =
-      request("schedule.create", R"({"unit":1,"schedule":)" +
-                                     scheduleJson(R"("name":"new","scheduleType":"power_off","startTime":"12:00",)"
-                                                  R"("endTime":"12:00","ifNums":[3,4])") +
-                                     "}");
+  const std::string create_ = requestText(
+      "schedule.create",
+      scheduleParams(
+          R"("name":"new","scheduleType":"power_off","startTime":"12:00","endTime":"12:00","ifNums":[3,4])"));
 };
 
 }  // namespace
@@ -129,43 +123,40 @@ __attribute__((noinline)) void operator delete(void* memory, size_t) noexcept {
 TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   const std::string before = "old daily 0 1; 60, 60";
   const std::string updated = "old monthly 2 2; 60, 60";
-  const struct {
-    std::string request;
-    std::string after;  // what is stored when it is answered with ok
-  } cases[] = {
+  const std::string one = R"("unit":1,"scheduleId":1)";
+  const std::pair<std::string, std::string> cases[] = {
+      // with what is stored when it is answered with ok
       {create_, "old daily 0 1,new daily 0 2; 60, 60"},
-      {request("schedule.update",
-               R"({"unit":1,"scheduleId":1,"schedule":)" +
-                   scheduleJson(R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])") + "}"),
+      {requestText("schedule.update",
+                   scheduleParams(R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])", one)),
        updated},
-      {request("schedule.delete", R"({"unit":1,"scheduleId":1})"), "NULL; 60, 60"},
-      {request("schedule.get", R"({"unit":1,"scheduleId":1})"), before},
-      {request("schedule.list", R"({"unit":1})"), before},
-      {request("history.list", R"({"unit":1})"), before},
-      {request("history.detail", R"({"unit":1,"runId":1})"), before},
-      {request("bootdelay.set", R"({"unit":2,"delaySec":30})"), "old daily 0 1; 60, 30"},
-      {request("bootdelay.get", R"({"unit":1})"), before},
-      {request("sensors.all", R"({"unit":1})"), before},
-      {request("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
+      {requestText("schedule.delete", "{" + one + "}"), "NULL; 60, 60"},
+      {requestText("schedule.get", "{" + one + "}"), before},
+      {requestText("schedule.list", R"({"unit":1})"), before},
+      {requestText("history.list", R"({"unit":1})"), before},
+      {requestText("history.detail", R"({"unit":1,"runId":1})"), before},
+      {requestText("bootdelay.set", R"({"unit":2,"delaySec":30})"), "old daily 0 1; 60, 30"},
+      {requestText("bootdelay.get", R"({"unit":1})"), before},
+      {requestText("sensors.all", R"({"unit":1})"), before},
+      {requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
   };
-  ask(request("manual.reset", R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
-  for (const auto& c : cases) {
+  ask(requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
+  for (const auto& [request, whenDone] : cases) {
     for (int n = 0, reached = 1; n < kMaxAllocations && reached > 0; ++n) {
       reached = 0;
       for (const int64_t count : kFailures) {
         bool failed = false;
         reset();
-        const std::string answer = ask(c.request, n, count, &failed);
+        const std::string answer = ask(request, n, count, &failed);
         reached += failed ? 1 : 0;
         const bool ok = answer.rfind(R"({"ok":true)", 0) == 0;
-        const std::string what = std::to_string(n) + c.request + answer;
+        const std::string what = std::to_string(n) + request + answer;
         EXPECT_TRUE(ok || answer.empty() || answer.rfind(R"({"ok":false,"error":1)", 0) == 0) << what;
         EXPECT_TRUE(failed || ok) << what;
-        EXPECT_TRUE(!ok || countOf(c.request, "reset") == 0 || countOf(answer, R"("interPortDelaySec":0)") == 1)
-            << what;
+        EXPECT_TRUE(!ok || countOf(request, "reset") == 0 || countOf(answer, R"("interPortDelaySec":0)") == 1) << what;
         // Days that find no memory are none, and the answer shows it.
-        const bool lostDays = ok && c.after == updated && answer.find("recurrenceDays") == std::string::npos;
-        const std::string after = lostDays ? "old monthly 0 2; 60, 60" : c.after;
+        const bool lostDays = ok && whenDone == updated && answer.find("recurrenceDays") == std::string::npos;
+        const std::string after = lostDays ? "old monthly 0 2; 60, 60" : whenDone;
         const std::string now = stored();
         ASSERT_TRUE(now == (ok ? after : before) || (answer.empty() && now == after)) << what << now;
       }
@@ -204,5 +195,5 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowO
 TEST_F(MemoryTest, aCorruptSettingsFileIsNotTakenForWantOfMemory) {
   writeFile(kBootDelayConfigPath, R"({"units":{)");
   errno = ENOMEM;  // of an earlier failure
-  EXPECT_EQ(ask(request("bootdelay.set", R"({"unit":1,"delaySec":5})")), R"({"ok":true})");
+  EXPECT_EQ(ask(requestText("bootdelay.set", R"({"unit":1,"delaySec":5})")), R"({"ok":true})");
 }

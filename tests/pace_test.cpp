@@ -2,9 +2,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <ctime>
-
 #include "daemon/daemon_context.h"
 #include "scheduler/scheduler_thread.h"
 #include "tests/support/fixtures.h"

@@ -2,11 +2,6 @@
 #include <cjson/cJSON.h>
 #include <unistd.h>
 
-#include <future>
-#include <sstream>
-#include <tuple>
-#include <vector>
-
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "history/run_lifecycle.h"

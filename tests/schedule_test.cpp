@@ -1,15 +1,10 @@
 // Schedules and boot-delay settings, by scripts of "METHOD UNIT MEMBERS -> ANSWER". The members go into the params and,
 // before those of a daily restart, into its "schedule"; of equal keys the first counts. The answer is a result in
 // braces, "ok" for none, or an error's code; where none is given, any will do.
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/socket_client.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 const std::pair<std::string, std::string> kShorthands[] = {
@@ -44,8 +39,8 @@ void play(const std::string& script) {
     std::istringstream words(request);
     std::string method, unit, members = R"("":0)";
     words >> method >> unit >> members;
-    const std::string params = R"({"unit":)" + unit + "," + members + R"(,"schedule":)" + scheduleJson(members) + "}";
-    const std::string got = rpc((method[0] == 'b' ? "" : "schedule.") + method, params);
+    const std::string got = rpc((method[0] == 'b' ? "" : "schedule.") + method,
+                                scheduleParams(members, R"("unit":)" + unit + "," + members));
     const std::string result = want[0] == '{' ? R"(,"result":)" + want : "";
     const std::string ok = R"({"ok":true)" + result + "}", error = R"({"ok":false,"error":)" + want + "}";
     EXPECT_EQ(got, want.empty() ? got : want == "ok" || want[0] == '{' ? ok : error) << request;

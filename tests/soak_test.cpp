@@ -3,13 +3,7 @@
 // seed is printed and QUORIN_SOAK_SEED gives it.
 #include <sched.h>
 
-#include <algorithm>
-#include <ctime>
-#include <iostream>
-#include <iterator>
 #include <set>
-#include <sstream>
-#include <vector>
 
 #include "daemon/paths.h"
 #include "tests/support/fixtures.h"
@@ -102,13 +96,7 @@ class Reckoned {
   }
 
   // The results of its runs, those of open ones as "running".
-  std::string results() const {
-    std::string text;
-    for (const std::string& result : results_) {
-      text += result + " ";
-    }
-    return text;
-  }
+  std::string results() const { return results_.empty() ? "NULL" : results_; }
 
  private:
   static constexpr int kPowerOn = 1, kRestart = 2;
@@ -120,22 +108,18 @@ class Reckoned {
     const int today = recurrence_ == 2 ? calendar.tm_mday : calendar.tm_wday == 0 ? 7 : calendar.tm_wday;
     return enabled_ && day >= first_ && (last_ == 0 || day <= last_) && (recurrence_ == 0 || days_.count(today) > 0);
   }
-  std::string begin(const std::string& acts, const char* result) {
-    results_.push_back(result);
+  std::string begin(const std::string& acts, const std::string& result) {
+    results_ += result + " ";
     return acts;
   }
-  void closed(const char* result) {
-    if (!results_.empty() && results_.back() == "running") {
-      results_.back() = result;
-    }
-  }
+  void closed(const std::string& result) { results_ = replaced(results_, "running", result); }
 
   uint32_t firstPort_;
   int type_, recurrence_, start_, end_;  // minutes of the day
   bool allDay_, enabled_;
   time_t first_, last_;  // days, inclusive; 0: open
   std::set<int> days_;
-  std::vector<std::string> results_;
+  std::string results_;
 };
 
 // By port, the acts of each in their order.
@@ -183,7 +167,7 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
         query("SELECT GROUP_CONCAT(result || ' ', '') FROM (SELECT COALESCE(overall_result, status) AS result FROM "
               "poe_history WHERE schedule_id=" +
               std::to_string(ids[i]) + " ORDER BY run_id)"),
-        schedules[i].results().empty() ? "NULL" : schedules[i].results())
+        schedules[i].results())
         << schedules[i].members();
   }
   EXPECT_EQ(switchsim::misuseCount(), 0U);

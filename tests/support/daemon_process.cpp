@@ -4,9 +4,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <iterator>
 
 #include "tests/support/fixtures.h"
 #include "tests/support/socket_client.h"
@@ -21,17 +18,7 @@ int describeEnd(int status) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-void moveClock(const std::string& clock) {
-  setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
-  setenv("FAKETIME", clock.c_str(), 1);
-  setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
-  setenv("NO_FAKE_STAT", "1", 1);  // the daemon reads no file times, and the library's stat is not safe at exit
-}
-
 }  // namespace
-
-DaemonProcess::DaemonProcess(std::string program, int speed)
-    : DaemonProcess(std::move(program), speed > 1 ? "+0 x" + std::to_string(speed) : "") {}
 
 DaemonProcess::~DaemonProcess() {
   if (pid_ > 0) {
@@ -48,8 +35,11 @@ void DaemonProcess::start(const std::function<void()>& beforeExec) {
   if (beforeExec) {
     beforeExec();
   }
-  if (!clock_.empty()) {
-    moveClock(clock_);
+  if (speed_ > 1) {
+    setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
+    setenv("FAKETIME", ("+0 x" + std::to_string(speed_)).c_str(), 1);
+    setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
+    setenv("NO_FAKE_STAT", "1", 1);  // the daemon reads no file times, and the library's stat is not safe at exit
   }
   execl(program_.c_str(), program_.c_str(), nullptr);
   _exit(kExecFailed);

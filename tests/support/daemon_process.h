@@ -4,9 +4,6 @@
 
 #include <sys/types.h>
 
-#include <functional>
-#include <string>
-
 #include "tests/support/fixtures.h"
 
 class DaemonProcess {
@@ -19,9 +16,7 @@ class DaemonProcess {
 
   // program: the daemon whose paths are below this test's root. speed: how much faster than real its clock runs, so
   // that its ten-second polls take a moment.
-  explicit DaemonProcess(std::string program, int speed = 1);
-  // clock: as libfaketime's environment variable FAKETIME takes it.
-  DaemonProcess(std::string program, std::string clock) : program_(std::move(program)), clock_(std::move(clock)) {}
+  explicit DaemonProcess(std::string program, int speed = 1) : program_(std::move(program)), speed_(speed) {}
   ~DaemonProcess();  // kills what still runs
   DaemonProcess(const DaemonProcess&) = delete;
   DaemonProcess& operator=(const DaemonProcess&) = delete;
@@ -51,7 +46,7 @@ class DaemonProcess {
   int entriesOf(const char* folder) const;  // of its folder below /proc
 
   std::string program_;
-  std::string clock_;  // empty: the host's
+  int speed_;
   pid_t pid_ = -1;
 };
 

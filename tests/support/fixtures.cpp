@@ -4,15 +4,7 @@
 #include <sqlite3.h>
 #include <sys/wait.h>
 
-#include <array>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <sstream>
-#include <thread>
 
 #include "base/sqlite_guard.h"
 #include "config/schedule_store.h"
@@ -24,22 +16,11 @@
 #include "switchos/session.h"
 #include "tests/support/in_process.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
-void closeHistory() {
-  DaemonContext* context = daemonContext();
-  const MutexLock lock(context->historyDbMutex);
-  sqlite3_close(context->historyDb);
-  context->historyDb = nullptr;
-}
-
-void closeSchedules() {
-  DaemonContext* context = daemonContext();
-  const MutexLock lock(context->scheduleDbMutex);
-  sqlite3_close(context->scheduleDb);
-  context->scheduleDb = nullptr;
+void closeDatabase(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS {
+  const MutexLock lock(daemonContext()->*mutex);
+  sqlite3_close(std::exchange(daemonContext()->*handle, nullptr));
 }
 
 std::ptrdiff_t ownThreads() {
@@ -117,6 +98,14 @@ std::string scheduleJson(const std::string& members) {
          R"("restartTime":"07:30","offTimeSec":1,"ifNums":[1]})";
 }
 
+std::string scheduleParams(const std::string& members, const std::string& others) {
+  return "{" + others + R"(,"schedule":)" + scheduleJson(members) + "}";
+}
+
+std::string requestText(const std::string& method, const std::string& params) {
+  return R"({"method":")" + method + R"(","params":)" + params + "}";
+}
+
 std::string queryValue(const char* databasePath, const std::string& sql) {
   DatabasePtr db;
   if (!openDatabase(databasePath, &db)) {
@@ -179,14 +168,14 @@ void StoreTest::SetUp() {
 }
 
 void StoreTest::TearDown() {
-  closeSchedules();
-  closeHistory();
+  closeDatabase(&DaemonContext::scheduleDbMutex, &DaemonContext::scheduleDb);
+  closeDatabase(&DaemonContext::historyDbMutex, &DaemonContext::historyDb);
   openapiClientTearDown(&openApiClient);
   logClose();
 }
 
 void StoreTest::reopenHistory() {
-  closeHistory();
+  closeDatabase(&DaemonContext::historyDbMutex, &DaemonContext::historyDb);
   ASSERT_EQ(historyStoreInit(), 0) << logText();
 }
 

@@ -1,17 +1,36 @@
 // What tests share: a fresh root with a simulated switch, the stores opened in this process, and waiting for what can
-// be observed.
+// be observed; with the parts of the standard library that most of them use.
 #ifndef QUORIN_TESTS_SUPPORT_FIXTURES_H
 #define QUORIN_TESTS_SUPPORT_FIXTURES_H
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <deque>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <future>
+#include <iostream>
+#include <iterator>
+#include <map>
 #include <random>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "base/json.h"
 #include "switchsim/switch_state.h"
+
+namespace fs = std::filesystem;
 
 // Polls until the condition holds; false when the deadline passes first.
 bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds deadline = std::chrono::seconds(90));
@@ -38,6 +57,10 @@ int pick(std::mt19937* random, int from, int to);
 // A schedule as clients send it: the members, and before them in vain those of a daily restart of port 1 at 07:30, for
 // of equal keys the first counts.
 std::string scheduleJson(const std::string& members);
+// It in a request's params, behind others.
+std::string scheduleParams(const std::string& members, const std::string& others = R"("unit":1)");
+// A request without its newline.
+std::string requestText(const std::string& method, const std::string& params);
 
 // The first value of a query's first row, over a connection of its own; "NULL" for NULL, "" for no row, SQLite's
 // message when it fails.
