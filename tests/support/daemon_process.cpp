@@ -1,5 +1,7 @@
 #include "tests/support/daemon_process.h"
 
+#include <semaphore.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +18,12 @@ constexpr int kExecFailed = 127;
 
 int describeEnd(int status) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+// The library that moves the clock leaves these behind when its process is killed.
+void forgetClock(pid_t pid) {
+  shm_unlink(("/faketime_shm_" + std::to_string(pid)).c_str());
+  sem_unlink(("/faketime_sem_" + std::to_string(pid)).c_str());
 }
 
 }  // namespace
@@ -77,7 +85,7 @@ int DaemonProcess::wait(int deadlineSec) {
     signal(SIGKILL);
     waitpid(pid_, &status, 0);
   }
-  pid_ = -1;
+  forgetClock(std::exchange(pid_, -1));
   return ended ? describeEnd(status) : kTookTooLong;
 }
 
