@@ -330,7 +330,8 @@ TEST_F(SchedulerDaemonTest, resetsAreBoundedAndTakeNothingFromSchedules) {
     return queryValue(kHistoryDbPath, "SELECT COUNT(*) FROM poe_history WHERE " + runs);
   };
   EXPECT_TRUE(waitUntil([&] {
-    return count("schedule_id>0 AND status='completed' AND error_message IS NULL") == "500";
+    // More, once the next tick has come: more fire in this minute than are remembered.
+    return std::stoi(count("schedule_id>0 AND status='completed' AND error_message IS NULL")) >= 500;
   })) << logText();
   EXPECT_EQ(count("error_message='spawn failed'"), "1");
 }
