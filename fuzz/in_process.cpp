@@ -2,9 +2,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include "base/detached_thread.h"
-#include "base/sleep.h"
 #include "base/sqlite_guard.h"
 #include "daemon/daemon_context.h"
 #include "tests/support/in_process.h"
@@ -15,15 +15,16 @@ constexpr int kInputsBetweenForgetting = 500;
 
 }  // namespace
 
-// These take the place of the daemon's own.
-void sleepSeconds(int32_t) {}
-void sleepMilliseconds(int32_t) {}
-
+// This takes the place of the daemon's own,
 int startDetachedThread(void* (*body)(void*), void* argument) {
   body(argument);
   return 0;
 }
 
+// and these of the C library's.
+extern "C" int nanosleep(const timespec*, timespec*) {
+  return 0;
+}
 extern "C" int fsync(int) {
   return 0;
 }
