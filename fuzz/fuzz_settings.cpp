@@ -27,11 +27,10 @@ void writeSettingsFile(const uint8_t* data, size_t size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool open = (openInProcess(), true);
-  (void)open;
+  openInProcess();
   writeSettingsFile(data, size);
   const BootDelayConfig other = settingsOf(1);
-  const BootDelayConfig wanted{60, 1, 5};
+  const BootDelayConfig wanted{60, EXECUTION_SEQUENTIAL, 5};
   require(bootDelayConfigSet(2, &wanted) == RESULT_OK, "settings can always be set");
   require(same(settingsOf(2), wanted), "what was set is what is read");
   require(same(settingsOf(1), other), "another unit's settings stay as they were");

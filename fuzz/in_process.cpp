@@ -1,24 +1,13 @@
 #include "fuzz/in_process.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
+#include <ctime>
 
-#include "base/database.h"
 #include "base/detached_thread.h"
-#include "base/sleep.h"
-#include "config/schedule_store.h"
+#include "base/database.h"
 #include "daemon/daemon_context.h"
-#include "daemon/paths.h"
-#include "history/history_store.h"
-#include "log/log.h"
-#include "poe/port_locks.h"
-#include "switchos/session.h"
-#include "switchsim/switch_state.h"
-
-namespace fs = std::filesystem;
+#include "tests/support/in_process.h"
 
 namespace {
 
@@ -26,15 +15,16 @@ constexpr int kInputsBetweenForgetting = 500;
 
 }  // namespace
 
-// These take the place of the daemon's own.
-void sleepSeconds(int32_t) {}
-void sleepMilliseconds(int32_t) {}
-
+// This takes the place of the daemon's own,
 int startDetachedThread(void* (*body)(void*), void* argument) {
   body(argument);
   return 0;
 }
 
+// and these of the C library's.
+extern "C" int nanosleep(const timespec*, timespec*) {
+  return 0;
+}
 extern "C" int fsync(int) {
   return 0;
 }
@@ -50,20 +40,7 @@ void require(bool condition, const char* message) {
 }
 
 void openInProcess() {
-  const fs::path root = fs::path(kLogFilePath).parent_path().parent_path();
-  fs::remove_all(root);
-  for (const fs::path& folder : {root / "tmp", root / "var/run", fs::path(kDataDirPath)}) {
-    fs::create_directories(folder);
-  }
-
-  setenv("SWITCHSIM_STATE", (root / "switch.state").c_str(), 1);
-  switchsim::SwitchOptions options;
-  options.units = 2;
-  require(switchsim::createSwitch(options, true).empty(), "no switch");
-  logSetPaths(kLogPaths);
-  logOpen(LOG_TO_FILE, LOG_DAEMON, "fuzz");
-  const bool open = contextCreate() && initHandler("fuzz", &openApiClient) == 0 && scheduleStoreInit() == 0 &&
-                    historyStoreInit() == 0 && portLockInit() == 0;
+  static const bool open = (makeRoot({2}), openStores());
   require(open, "the stores could not be opened");
 }
 

@@ -5,7 +5,7 @@
 #ifndef QUORIN_FUZZ_IN_PROCESS_H
 #define QUORIN_FUZZ_IN_PROCESS_H
 
-// Opens context, stores, port locks and the session with a fresh switch of two units. Ends the process on a failure.
+// The first time: opens everything with a fresh switch of two units. Ends the process on a failure.
 void openInProcess();
 
 // Forgets all schedules and runs once in a while, so that a long session does not slow down.

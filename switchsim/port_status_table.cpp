@@ -30,7 +30,7 @@ std::string physicalLine(const PortView& port) {
 }  // namespace
 
 std::string portStatusTable(const SharedState& state, int64_t nowMs) {
-  std::string table = kHeading;
+  std::string table = kHeading + tableLine("mgmt", true, "1000M Full", "Copper");
   for (uint32_t ifNum = 1; ifNum <= portCount(state.options); ifNum++) {
     table += physicalLine(viewPort(state, ifNum, nowMs));
   }

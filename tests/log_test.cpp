@@ -4,22 +4,32 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <vector>
+#include <cstdarg>
 
 #include "daemon/paths.h"
 #include "switchos/session.h"
 #include "tests/support/fixtures.h"
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
 
 namespace {
 
-constexpr int kThreads = 16;
+std::string syslogged;
+
+}  // namespace
+
+// These take the place of the C library's.
+extern "C" void openlog(const char* ident, int option, int facility) {
+  syslogged += std::string(ident) + ": option " + std::to_string(option) + ", facility " + std::to_string(facility);
+}
+extern "C" void vsyslog(int level, const char* format, va_list arguments) {
+  char message[64];
+  vsnprintf(message, sizeof message, format, arguments);
+  syslogged += "; " + std::to_string(level) + " " + message;
+}
+
+namespace {
+
 constexpr uintmax_t kLimit = 1048576;  // bytes of a log file
 
 class LogTest : public RootTest {
@@ -29,7 +39,6 @@ class LogTest : public RootTest {
     logClose();
   }
   static void openLog(uint32_t mode = LOG_TO_FILE) { logOpen(mode, LOG_DAEMON, "quorin_poed"); }
-  static void writeFile(const char* path, const std::string& content) { std::ofstream(path) << content; }
 };
 
 std::string printedBy(const std::function<void()>& body) {
@@ -143,6 +152,13 @@ TEST_F(LogTest, standardOutputTakesThePlaceOfAFileThatIsClosedOrCannotBeMade) {
   EXPECT_EQ(countOf(logText(), "<"), 2) << logText();
 }
 
+TEST_F(LogTest, syslogGetsTheDaemonsNameItsFacilityAndEveryMessageWithItsLevel) {
+  openLog(LOG_TO_SYSLOG);
+  logMessage(LOG_WARNING, "[%s:%d] %s", "f", 1, "late");
+  logMessage(LOG_DEBUG, "not asked for");
+  EXPECT_EQ(syslogged, "quorin_poed: option 0, facility 24; 4 [f:1] late");
+}
+
 TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
   const std::string victim = fs::path(kLogFilePath).parent_path() / "victim";
   const auto link = [&](const char* path) { fs::create_symlink(victim, path); };
@@ -157,7 +173,7 @@ TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
   for (const std::function<void(const char*)>& plant :
        {std::function<void(const char*)>(link), {name}, {pipe}, {strange}}) {
     SetUp();
-    writeFile(victim.c_str(), "7 of the victim");
+    writeFile(victim, "7 of the victim");
     plant(kLogFilePath);
     plant(kLogLevelPath);
     const std::string printed = printedBy([] { openLog(), logMessage(LOG_ERR, "<to nobody's file>"); });
@@ -189,30 +205,30 @@ TEST_F(LogTest, anEmptiedLevelFileIsSurvivedBesideTheCrashLoggerWhichGetsAllOthe
 }
 
 TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
-  constexpr int kRecords = 90;  // of each thread: enough for one rotation
+  constexpr int kThreads = 16, kRecords = 90;  // enough for one rotation
   const std::string padding(1000, 'x');
-  constexpr const char* kLayout = "%*d-%*d-%*d %*d:%*d:%*d.%*d (ERROR): quorin_poed: <%d %d %n";
   openLog();
-  const auto logAll = [&](int t) {
-    for (int i = 0; i < kRecords; ++i) {
-      logMessage(LOG_ERR, "<%d %d %s|", t, i, padding.c_str());
-    }
-  };
-  std::vector<std::future<void>> threads;
+  std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
-    threads.push_back(std::async(std::launch::async, logAll, t));
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kRecords; ++i) {
+        logMessage(LOG_ERR, "<%d %d %s|", t, i, padding.c_str());
+      }
+    });
   }
-  threads.clear();  // waits for them
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
   EXPECT_GT(fs::file_size(kOldLogFilePath), kLimit);
-  std::istringstream records(readFile(kOldLogFilePath) + logText());
-  std::vector<int> next(kThreads, 0);
-  for (std::string record; std::getline(records, record, '|');) {
-    int t = 0;
-    int i = 0;
-    int at = 0;
-    ASSERT_EQ(sscanf(record.c_str(), kLayout, &t, &i, &at), 2) << record;
-    ASSERT_EQ(record.substr(static_cast<size_t>(at)), padding) << record;
-    ASSERT_EQ(next.at(static_cast<size_t>(t))++, i) << record;
+  const std::string records = readFile(kOldLogFilePath) + logText();
+  size_t at = 0;
+  int total = 0;
+  for (int next[kThreads] = {}, t = 0, i = 0, end = 0; at < records.size(); at += static_cast<size_t>(end)) {
+    ASSERT_EQ(sscanf(&records[at], "%*s %*s (ERROR): quorin_poed: <%d %d x%n", &t, &i, &end), 2) << &records[at];
+    ASSERT_EQ(next[t]++, i) << &records[at];
+    ASSERT_EQ(records.substr(at + static_cast<size_t>(end) - 1, 1001), padding + "|");
+    end += 1000;
+    total += 1;
   }
-  EXPECT_EQ(next, std::vector<int>(kThreads, kRecords));
+  EXPECT_EQ(total, kThreads * kRecords);
 }

@@ -1,15 +1,12 @@
 // Restarting ports by hand: requests over the socket of a daemon whose clock runs fast.
-#include <cjson/cJSON.h>
-
 #include "tests/support/daemon_process.h"
-#include "tests/support/fixtures.h"
 #include "tests/support/socket_client.h"
 
 using namespace switchsim;
 
 namespace {
 
-constexpr int kSpeed = 20;
+constexpr int kSpeed = 20;                   // of the daemon's clock
 constexpr int64_t kRoundingMs = 2 * kSpeed;  // what the fast clock makes of a millisecond
 constexpr const char* kRefused = R"({"ok":false,"error":10003})";
 
@@ -26,36 +23,15 @@ std::string accepted(int runId, const std::string& ifNums, int offTimeSec = 0, i
          R"(,"interPortDelaySec":)" + std::to_string(delaySec) + R"(,"resolvedIfNums":[)" + ifNums + "]}}";
 }
 
-// A run of unit 1 as "partial, 5 success, 6 failed (reset failed)", or as "running, 5 pending".
-std::string runText(int runId) {
-  const JsonPtr run = rpcResult("history.detail", R"({"unit":1,"runId":)" + std::to_string(runId) + "}");
-  std::string text = jsonText(run, "status");
-  const cJSON* step = nullptr;
-  cJSON_ArrayForEach(step, jsonMember(run.get(), "portSteps")) {
-    const cJSON* error = jsonMember(step, "errorMessage");
-    text += ", " + printJson(jsonMember(step, "ifNum")) + " " + jsonMember(step, "status")->valuestring;
-    text += cJSON_IsString(error) ? " (" + std::string(error->valuestring) + ")" : "";
-  }
-  return text;
-}
-
 void expectRun(int runId, const std::string& want) {
-  EXPECT_TRUE(waitUntil([&] { return runText(runId) == want; })) << "run " << runId << ": " << runText(runId);
+  const auto shown = [&] { return runs("run_id=" + std::to_string(runId)); };
+  EXPECT_TRUE(waitUntil([&] { return shown() == "restart success" + want; })) << shown();
 }
 
 // Units of 8 ports: PoE on ifNums 1 to 6 of unit 1 and on 9 to 14 of unit 2.
-class ManualResetTest : public RootTest {
+class ManualResetTest : public RunningDaemonTest {
  protected:
-  void SetUp() override {
-    RootTest::SetUp();
-    makeSwitch({2, 8, 6, NameForm::unitSlotPort});
-    ASSERT_TRUE(daemon_.startReady()) << logText();
-  }
-  void TearDown() override {
-    EXPECT_EQ(daemon_.stop(), 0) << logText();
-    EXPECT_EQ(misuseCount(), 0U) << viewSwitch()->lastMisuse;
-  }
-  DaemonProcess daemon_{TEST_DAEMON, kSpeed};
+  ManualResetTest() { options_ = {2, 8, 6, NameForm::unitSlotPort}; }
 };
 
 TEST_F(ManualResetTest, badRequestsAreRefusedAndBeginNoRun) {
@@ -77,35 +53,33 @@ TEST_F(ManualResetTest, badRequestsAreRefusedAndBeginNoRun) {
   EXPECT_EQ(acts(), "");
 }
 
-TEST_F(ManualResetTest, settingsOfTheWrongTypeReadAsAbsent) {
-  const std::pair<const char*, std::string> rows[] = {
-      {R"({"ifNums":[5]})", accepted(1, "5")},
-      {R"({"ifNums":[5],"offTimeSec":"9","interPortDelaySec":true,"executionMode":1})", accepted(2, "5")},
-      {R"({"ifNums":[5],"offTimeSec":null,"interPortDelaySec":[3],"executionMode":"SEQUENTIAL"})", accepted(3, "5")},
-      {R"({"ifNums":[5],"interPortDelaySec":2.9,"executionMode":"sequential"})", accepted(4, "5", 0, 2, "sequential")},
-      {R"({"ifNums":["a",5,null,[6],{"6":6},true],"offTimeSec":-1e300})", accepted(5, "5", INT32_MIN)}};
-  int runId = 0;
-  for (const auto& [request, want] : rows) {
-    EXPECT_EQ(reset(request), want) << request;
-    expectRun(++runId, "success, 5 success");
-  }
-  EXPECT_EQ(reset(R"({"ifNums":["a","b"]})"), accepted(6, ""));
-  expectRun(6, "success");
-  EXPECT_EQ(acts(), "5r 5r 5r 5r 5r");
-}
-
-TEST_F(ManualResetTest, withoutPortsGivenAllEnabledOnesOfTheUnitRestart) {
+TEST_F(ManualResetTest, whatIsOfTheWrongTypeReadsAsAbsentAndWithoutPortsAllEnabledOnesRestart) {
   setAdmin(3, false);
-  std::string wantActs = "3-";
+  const char* all = "1,2,4,5,6";
+  const std::tuple<const char*, std::string, int, int, const char*> rows[] = {
+      {R"({"ifNums":[5]})", "5", 0, 0, "simultaneous"},
+      {R"({"ifNums":[5],"offTimeSec":"9","interPortDelaySec":true,"executionMode":1})", "5", 0, 0, "simultaneous"},
+      {R"({"ifNums":[5],"offTimeSec":null,"interPortDelaySec":[3],"executionMode":"SEQUENTIAL"})", "5", 0, 0,
+       "simultaneous"},
+      {R"({"ifNums":[5],"interPortDelaySec":2.9,"executionMode":"sequential"})", "5", 0, 2, "sequential"},
+      {R"({"ifNums":["a",5,null,[6],{"6":6},true],"offTimeSec":-1e300})", "5", INT32_MIN, 0, "simultaneous"},
+      {R"({"ifNums":["a","b"]})", "", 0, 0, "simultaneous"},
+      {"{}", all, 0, 0, "simultaneous"},
+      {R"({"ifNums":[]})", all, 0, 0, "simultaneous"},
+      {R"({"ifNums":"5"})", all, 0, 0, "simultaneous"},
+      {R"({"ifNums":5})", all, 0, 0, "simultaneous"},
+      {"7", all, 0, 0, "simultaneous"},
+      {"null", all, 0, 0, "simultaneous"}};
   int runId = 0;
-  for (const char* request : {"{}", R"({"ifNums":[]})", R"({"ifNums":"5"})", R"({"ifNums":5})", "7", "null"}) {
-    EXPECT_EQ(reset(request), accepted(++runId, "1,2,4,5,6")) << request;
-    expectRun(runId, "success, 1 success, 2 success, 4 success, 5 success, 6 success");
-    wantActs += " 1r 2r 4r 5r 6r";
+  for (const auto& [request, ports, offTimeSec, delaySec, mode] : rows) {
+    const uint64_t before = lastSeq();
+    EXPECT_EQ(reset(request), accepted(++runId, ports, offTimeSec, delaySec, mode)) << request;
+    expectRun(runId, ports.empty() ? "" : ": " + replaced(ports, ",", " success, ") + " success");
+    EXPECT_EQ(acts(before), ports.empty() ? "" : replaced(ports, ",", "r ") + "r");
   }
+  const uint64_t before = lastSeq();
   EXPECT_EQ(reset("{}", "2"), accepted(++runId, "9,10,11,12,13,14", 0, 0, "simultaneous", 2));
-  wantActs += " 9r 10r 11r 12r 13r 14r";
-  EXPECT_TRUE(waitUntil([&] { return acts() == wantActs; })) << acts();
+  EXPECT_TRUE(waitUntil([&] { return acts(before) == "9r 10r 11r 12r 13r 14r"; })) << acts();
   failCalls(Operation::cliShow);
   EXPECT_EQ(reset("{}"), kRefused) << "the ports cannot be listed";
 }
@@ -117,14 +91,14 @@ TEST_F(ManualResetTest, onlyTheFirst512EntriesCount) {
     counted += i < 512 ? ",5" : "";
   }
   EXPECT_EQ(reset(R"({"ifNums":[)" + given + "]}"), accepted(1, counted));
-  expectRun(1, "success, 5 success");
+  expectRun(1, ": 5 success");
   EXPECT_EQ(lastSeq(), 511U);
 }
 
 TEST_F(ManualResetTest, portsGoDarkTogetherForTheOffTimeAndComeBackInOrder) {
   const char* request = R"({"ifNums":[6,4],"offTimeSec":20,"interPortDelaySec":5,"executionMode":"sequential"})";
   EXPECT_EQ(reset(request), accepted(1, "6,4", 20, 5, "sequential"));
-  expectRun(1, "success, 4 success, 6 success");
+  expectRun(1, ": 4 success, 6 success");
   ASSERT_EQ(acts(), "6- 4- 6+ 4+");
   const std::vector<JournalEntry> journal = journalSince(0);
   EXPECT_GE(journal[2].monoMs - journal[1].monoMs, 20000 - kRoundingMs);

@@ -1,22 +1,15 @@
 // Memory runs out at the n-th allocation of a request or a minute, for every n: once, twice or from then on. Only this
 // thread's allocations count, so that every n is the same place each time.
 #include <cjson/cJSON.h>
-#include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <fstream>
 #include <new>
-#include <utility>
 
-#include "base/unique_fd.h"
 #include "daemon/paths.h"
-#include "ipc/client_worker.h"
 #include "scheduler/scheduler_thread.h"
 #include "tests/support/fixtures.h"
+#include "tests/support/in_process.h"
 
 namespace {
 
@@ -69,7 +62,7 @@ bool withFailuresAfter(int64_t n, int64_t count, const Work& work) {
   return std::exchange(allocationsLeft, kNever) < 0;
 }
 
-class MemoryTest : public StoreTest {
+class MemoryTest : public TickTest {
  protected:
   static void SetUpTestSuite() { takeOverAllocators(); }
 
@@ -80,22 +73,10 @@ class MemoryTest : public StoreTest {
   }
 
   static std::string ask(const std::string& request, int64_t n, int64_t count, bool* reached) {
-    int ends[2];
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    const UniqueFd client(ends[0]);
-    EXPECT_EQ(write(client.get(), request.data(), request.size()), static_cast<ssize_t>(request.size()));
-    shutdown(client.get(), SHUT_WR);
-    *reached =
-        withFailuresAfter(n, count, [&] { clientWorker(reinterpret_cast<void*>(static_cast<intptr_t>(ends[1]))); });
-    std::string answer(65536, '\0');
-    const ssize_t size = recv(client.get(), answer.data(), answer.size(), MSG_WAITALL);
-    answer.resize(size > 0 ? static_cast<size_t>(size - 1) : 0);
-    return answer;
+    std::string answer = askWorker(request, [&](const auto& work) { *reached = withFailuresAfter(n, count, work); });
+    return answer.substr(0, answer.find('\n'));
   }
 
-  static std::string request(const std::string& method, const std::string& params) {
-    return R"({"method":")" + method + R"(","params":)" + params + "}";
-  }
   // All schedules, each with the number of its days and ports; then the delays of units 1 and 2.
   static std::string stored() {
     const std::string schedules =
@@ -106,21 +87,23 @@ class MemoryTest : public StoreTest {
     return schedules + "; " + delay(1) + ", " + delay(2);
   }
   static std::string delay(int unit) {
-    const JsonPtr answer = jsonParse(ask(request("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
+    const JsonPtr answer =
+        jsonParse(ask(requestText("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
     return printJson(jsonMember(jsonMember(answer.get(), "result"), "delaySec"));
   }
 
   static void reset() {
-    std::ofstream(kBootDelayConfigPath) << R"({"units":{"1":{"delaySec":60},"2":{"delaySec":60}}})";
+    writeFile(kBootDelayConfigPath, R"({"units":{"1":{"delaySec":60},"2":{"delaySec":60}}})");
     executeOn(kScheduleDbPath,
               "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule; INSERT INTO poe_schedule VALUES "
               "(1,1,'old','restart',NULL,NULL,'daily',NULL,NULL,'03:00',1,0,0,0,1,0); "
               "INSERT INTO poe_schedule_ifs VALUES (1,1);");
   }
 
-  const std::string create_ = request(
-      "schedule.create", R"({"unit":1,"schedule":{"name":"new","scheduleType":"power_off","recurrence":"daily",)"
-                         R"("startTime":"12:00","endTime":"12:00","ifNums":[3,4]}})");
+  const std::string create_ = requestText(
+      "schedule.create",
+      scheduleParams(
+          R"("name":"new","scheduleType":"power_off","startTime":"12:00","endTime":"12:00","ifNums":[3,4])"));
 };
 
 }  // namespace
@@ -140,43 +123,40 @@ __attribute__((noinline)) void operator delete(void* memory, size_t) noexcept {
 TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   const std::string before = "old daily 0 1; 60, 60";
   const std::string updated = "old monthly 2 2; 60, 60";
-  const struct {
-    std::string request;
-    std::string after;  // what is stored when it is answered with ok
-  } cases[] = {
+  const std::string one = R"("unit":1,"scheduleId":1)";
+  const std::pair<std::string, std::string> cases[] = {
+      // with what is stored when it is answered with ok
       {create_, "old daily 0 1,new daily 0 2; 60, 60"},
-      {request("schedule.update",
-               R"({"unit":1,"scheduleId":1,"schedule":{"name":"old","scheduleType":"restart","recurrence":"monthly",)"
-               R"("restartTime":"04:00","offTimeSec":1,"recurrenceDays":[1,2],"ifNums":[1,2]}})"),
+      {requestText("schedule.update",
+                   scheduleParams(R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])", one)),
        updated},
-      {request("schedule.delete", R"({"unit":1,"scheduleId":1})"), "NULL; 60, 60"},
-      {request("schedule.get", R"({"unit":1,"scheduleId":1})"), before},
-      {request("schedule.list", R"({"unit":1})"), before},
-      {request("history.list", R"({"unit":1})"), before},
-      {request("history.detail", R"({"unit":1,"runId":1})"), before},
-      {request("bootdelay.set", R"({"unit":2,"delaySec":30})"), "old daily 0 1; 60, 30"},
-      {request("bootdelay.get", R"({"unit":1})"), before},
-      {request("sensors.all", R"({"unit":1})"), before},
-      {request("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
+      {requestText("schedule.delete", "{" + one + "}"), "NULL; 60, 60"},
+      {requestText("schedule.get", "{" + one + "}"), before},
+      {requestText("schedule.list", R"({"unit":1})"), before},
+      {requestText("history.list", R"({"unit":1})"), before},
+      {requestText("history.detail", R"({"unit":1,"runId":1})"), before},
+      {requestText("bootdelay.set", R"({"unit":2,"delaySec":30})"), "old daily 0 1; 60, 30"},
+      {requestText("bootdelay.get", R"({"unit":1})"), before},
+      {requestText("sensors.all", R"({"unit":1})"), before},
+      {requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
   };
-  ask(request("manual.reset", R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
-  for (const auto& c : cases) {
+  ask(requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
+  for (const auto& [request, whenDone] : cases) {
     for (int n = 0, reached = 1; n < kMaxAllocations && reached > 0; ++n) {
       reached = 0;
       for (const int64_t count : kFailures) {
         bool failed = false;
         reset();
-        const std::string answer = ask(c.request, n, count, &failed);
+        const std::string answer = ask(request, n, count, &failed);
         reached += failed ? 1 : 0;
         const bool ok = answer.rfind(R"({"ok":true)", 0) == 0;
-        const std::string what = std::to_string(n) + c.request + answer;
+        const std::string what = std::to_string(n) + request + answer;
         EXPECT_TRUE(ok || answer.empty() || answer.rfind(R"({"ok":false,"error":1)", 0) == 0) << what;
         EXPECT_TRUE(failed || ok) << what;
-        EXPECT_TRUE(!ok || countOf(c.request, "reset") == 0 || countOf(answer, R"("interPortDelaySec":0)") == 1)
-            << what;
+        EXPECT_TRUE(!ok || countOf(request, "reset") == 0 || countOf(answer, R"("interPortDelaySec":0)") == 1) << what;
         // Days that find no memory are none, and the answer shows it.
-        const bool lostDays = ok && c.after == updated && answer.find("recurrenceDays") == std::string::npos;
-        const std::string after = lostDays ? "old monthly 0 2; 60, 60" : c.after;
+        const bool lostDays = ok && whenDone == updated && answer.find("recurrenceDays") == std::string::npos;
+        const std::string after = lostDays ? "old monthly 0 2; 60, 60" : whenDone;
         const std::string now = stored();
         ASSERT_TRUE(now == (ok ? after : before) || (answer.empty() && now == after)) << what << now;
       }
@@ -184,7 +164,10 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   }
 }
 
-TEST_F(MemoryTest, aMinuteWithoutMemoryPassesAndTheNextIsCarriedOut) {
+TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowOutlivesThem) {
+  createWindow("power_off", "12:00", "13:00", R"("endDate":"2095-01-01","ifNums":[1])");
+  EXPECT_EQ(tickAt("2095-01-01 12:00"), "1-");
+  executeOn(kHistoryDbPath, "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
   ask(create_);
   int day = 0;
   const auto nextNoon = [&day] {
@@ -203,30 +186,14 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesAndTheNextIsCarriedOut) {
       tickOnce();
       ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n << logText();
       ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"), "success") << n;
+      ASSERT_EQ(query("SELECT status FROM poe_history LIMIT 1;"), "running") << "after allocation " << n << logText();
     }
     EXPECT_FALSE(reached);
   }
 }
 
-TEST_F(MemoryTest, anOpenWindowOutlivesMinutesWithoutMemory) {
-  executeOn(kScheduleDbPath,
-            "INSERT INTO poe_schedule VALUES (7,1,'w','power_off',NULL,NULL,'daily','12:00','13:00',NULL,0,0,0,0,1,0); "
-            "INSERT INTO poe_schedule_ifs VALUES (7,1);");
-  ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, "2095-01-01 12:00:00"), "");
-  tickOnce();
-  ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, "2095-01-01 12:01:00"), "");
-  executeOn(kHistoryDbPath, "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
-  bool reached = true;
-  for (int n = 0; n < kMaxAllocations && reached; ++n) {
-    reached = withFailuresAfter(n, 1, tickOnce);
-    tickOnce();
-    ASSERT_EQ(query("SELECT status FROM poe_history;"), "running") << "after allocation " << n << logText();
-  }
-  EXPECT_FALSE(reached);
-}
-
 TEST_F(MemoryTest, aCorruptSettingsFileIsNotTakenForWantOfMemory) {
-  std::ofstream(kBootDelayConfigPath) << R"({"units":{)";
+  writeFile(kBootDelayConfigPath, R"({"units":{)");
   errno = ENOMEM;  // of an earlier failure
-  EXPECT_EQ(ask(request("bootdelay.set", R"({"unit":1,"delaySec":5})")), R"({"ok":true})");
+  EXPECT_EQ(ask(requestText("bootdelay.set", R"({"unit":1,"delaySec":5})")), R"({"ok":true})");
 }

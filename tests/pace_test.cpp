@@ -1,12 +1,7 @@
 // The pace of the scheduler's own loop, under a clock of the test's making that moves only while somebody sleeps.
-#include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <ctime>
-
-#include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
 #include "scheduler/scheduler_thread.h"
 #include "tests/support/fixtures.h"
@@ -18,13 +13,16 @@ constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kNsPerMinute = 60 * kNsPerSec;
 constexpr int64_t kOversleepNs = 250000;  // of each sleep: 15 ms a minute, as measured
 constexpr time_t kNewYear = 2208988800;   // 2040-01-01 00:00:00 UTC
+constexpr int64_t kDaySec = 86400;
 constexpr int kMinutes = 24;
 
 std::atomic<bool> isMoved{false};
 std::atomic<int64_t> movedNs{0};
 std::atomic<int64_t> stopNs{0};
 std::atomic<int64_t> beganNs{0};
-std::atomic<int64_t> driftNs{0};  // of the time against the monotonic clock, in a minute
+std::atomic<int64_t> driftNs{0};    // of the time against the monotonic clock, in a minute
+std::atomic<int64_t> putBackNs{0};  // of the time,
+std::atomic<int64_t> putBackAtNs{0};
 
 timespec timeOf(int64_t ns) {
   return {static_cast<time_t>(ns / kNsPerSec), static_cast<long>(ns % kNsPerSec)};
@@ -38,7 +36,8 @@ extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
     return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
   }
   const int64_t ns = movedNs;
-  *now = timeOf(clock == CLOCK_MONOTONIC ? ns : ns + (ns - beganNs) / kNsPerMinute * driftNs);
+  const int64_t backNs = ns < putBackAtNs ? 0 : putBackNs.load();
+  *now = timeOf(clock == CLOCK_MONOTONIC ? ns : ns + (ns - beganNs) / kNsPerMinute * driftNs - backNs);
   return 0;
 }
 
@@ -62,35 +61,57 @@ extern "C" int nanosleep(const timespec* wanted, timespec* left) {
   return 0;
 }
 
-using PaceTest = StoreTest;
+class PaceTest : public TickTest {
+ protected:
+  // What the scheduler's loop does from a time on, so long.
+  static std::string loopFrom(int64_t startNs, int64_t lengthSec) {
+    const uint64_t before = switchsim::lastSeq();
+    beganNs = movedNs = startNs;
+    stopNs = startNs + lengthSec * kNsPerSec;
+    isMoved = true;
+    schedulerThread(nullptr);
+    isMoved = false;
+    daemonContext()->stopRequested = 0;
+    return acts(before);
+  }
+};
 
-TEST_F(PaceTest, noMinuteOfASwitchWhoseClockIsAMomentBehindIsSkipped) {
+TEST_F(PaceTest, noMinuteIsSkippedWhileASwitchIsAMomentBehindOrItsClockIsPutBackADay) {
   setenv("TZ", "UTC", 1);
+  std::string everyMinute;
   for (int minute = 0; minute < kMinutes; ++minute) {
-    const std::string start = "10:" + std::to_string(minute);
-    const JsonPtr window = jsonParse((R"({"name":")" + start + R"(","scheduleType":"power_off","recurrence":"daily",)" +
-                                      R"("startTime":")" + start + R"(","endTime":"23:59","ifNums":[1]})")
-                                         .c_str());
-    JsonPtr answer;
-    ASSERT_EQ(scheduleCreate(1, window.get(), &answer), 0);
+    const std::string start = (minute < 12 ? "23:" : "00:") + std::to_string((48 + minute) % 60);
+    createWindow("power_off", start, "12:00", R"("ifNums":[1])");
+    everyMinute += minute > 0 ? " 1-" : "1-";
   }
   int day = 0;
-  for (const int64_t behindMs : {0, 200, 500, 800, 990, 1300}) {
+  for (const auto& [behindMs, back] : {std::pair{0, 0}, {200, 0}, {500, 0}, {800, 0}, {990, 0}, {1300, 0}, {300, 1}}) {
     for (const int64_t drift : {0, 15, -15}) {
       for (const int64_t startMs : {-30000, -29550, 59985}) {  // the last one in the first window's last second
         ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::follow, "", behindMs), "");
-        const uint64_t before = switchsim::lastSeq();
-        const time_t ten = kNewYear + 86400 * ++day + 10 * 3600;
-        beganNs = movedNs = ten * kNsPerSec + (startMs + behindMs % 1000) * kNsPerMs;
+        const int64_t begin = (kNewYear + kDaySec * (day += 2) + 23 * 3600 + 48 * 60) * kNsPerSec;
         driftNs = drift * kNsPerMs;
-        stopNs = (ten + kMinutes * 60 + 30) * kNsPerSec;
-        isMoved = true;
-        schedulerThread(nullptr);
-        isMoved = false;
-        daemonContext()->stopRequested = 0;
-        EXPECT_EQ(switchsim::lastSeq() - before, uint64_t{kMinutes})
+        putBackNs = back * kDaySec * kNsPerSec;
+        putBackAtNs = begin + 5 * kNsPerMinute + kNsPerMinute / 2;  // that minute is another day's, too
+        EXPECT_EQ(loopFrom(begin + (startMs + behindMs % 1000) * kNsPerMs, kMinutes * 60 + 30 - startMs / 1000),
+                  everyMinute + (back != 0 ? " 1-" : ""))
             << behindMs << " ms behind, drift " << drift << " ms a minute, from " << startMs;
       }
     }
   }
+}
+
+TEST_F(PaceTest, aWindowIsReapedWhenItHasBeenOpenForMoreThan25Hours) {
+  createWindow("power_off", "08:00", "09:00", R"("ifNums":[1])");
+  movedNs = kNewYear * kNsPerSec;
+  stopNs = INT64_MAX;
+  isMoved = true;
+  tickAt("2042-01-01 08:00");
+  movedNs += 90000 * kNsPerSec;
+  tickAt("2042-01-02 07:00");
+  EXPECT_EQ(runs(), "power_off running: 1 success");
+  movedNs += kNsPerSec;
+  tickAt("2042-01-02 07:01");
+  EXPECT_EQ(runs(), "power_off failed Window end never fired: 1 success");
+  isMoved = false;
 }

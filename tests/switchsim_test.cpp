@@ -2,10 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
-#include <fstream>
-#include <future>
 
 #include "switchos/openclt.h"
 #include "switchsim/shared_state.h"

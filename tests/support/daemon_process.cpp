@@ -1,12 +1,11 @@
 #include "tests/support/daemon_process.h"
 
+#include <semaphore.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <iterator>
 
 #include "tests/support/fixtures.h"
 #include "tests/support/socket_client.h"
@@ -21,17 +20,13 @@ int describeEnd(int status) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-void moveClock(const std::string& clock) {
-  setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
-  setenv("FAKETIME", clock.c_str(), 1);
-  setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
-  setenv("NO_FAKE_STAT", "1", 1);  // the daemon reads no file times, and the library's stat is not safe at exit
+// The library that moves the clock leaves these behind when its process is killed.
+void forgetClock(pid_t pid) {
+  shm_unlink(("/faketime_shm_" + std::to_string(pid)).c_str());
+  sem_unlink(("/faketime_sem_" + std::to_string(pid)).c_str());
 }
 
 }  // namespace
-
-DaemonProcess::DaemonProcess(std::string program, int speed)
-    : DaemonProcess(std::move(program), speed > 1 ? "+0 x" + std::to_string(speed) : "") {}
 
 DaemonProcess::~DaemonProcess() {
   if (pid_ > 0) {
@@ -48,8 +43,11 @@ void DaemonProcess::start(const std::function<void()>& beforeExec) {
   if (beforeExec) {
     beforeExec();
   }
-  if (!clock_.empty()) {
-    moveClock(clock_);
+  if (speed_ > 1) {
+    setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
+    setenv("FAKETIME", ("+0 x" + std::to_string(speed_)).c_str(), 1);
+    setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
+    setenv("NO_FAKE_STAT", "1", 1);  // the daemon reads no file times, and the library's stat is not safe at exit
   }
   execl(program_.c_str(), program_.c_str(), nullptr);
   _exit(kExecFailed);
@@ -87,7 +85,7 @@ int DaemonProcess::wait(int deadlineSec) {
     signal(SIGKILL);
     waitpid(pid_, &status, 0);
   }
-  pid_ = -1;
+  forgetClock(std::exchange(pid_, -1));
   return ended ? describeEnd(status) : kTookTooLong;
 }
 

@@ -4,8 +4,7 @@
 
 #include <sys/types.h>
 
-#include <functional>
-#include <string>
+#include "tests/support/fixtures.h"
 
 class DaemonProcess {
  public:
@@ -17,9 +16,7 @@ class DaemonProcess {
 
   // program: the daemon whose paths are below this test's root. speed: how much faster than real its clock runs, so
   // that its ten-second polls take a moment.
-  explicit DaemonProcess(std::string program, int speed = 1);
-  // clock: as libfaketime's environment variable FAKETIME takes it.
-  DaemonProcess(std::string program, std::string clock) : program_(std::move(program)), clock_(std::move(clock)) {}
+  explicit DaemonProcess(std::string program, int speed = 1) : program_(std::move(program)), speed_(speed) {}
   ~DaemonProcess();  // kills what still runs
   DaemonProcess(const DaemonProcess&) = delete;
   DaemonProcess& operator=(const DaemonProcess&) = delete;
@@ -49,8 +46,24 @@ class DaemonProcess {
   int entriesOf(const char* folder) const;  // of its folder below /proc
 
   std::string program_;
-  std::string clock_;  // empty: the host's
+  int speed_;
   pid_t pid_ = -1;
 };
+
+#ifdef TEST_DAEMON
+// The daemon on this test's root, ready to answer; it ends well, having used the switch as one may.
+class RunningDaemonTest : public RootTest {
+ protected:
+  void SetUp() override {
+    RootTest::SetUp();
+    ASSERT_TRUE(daemon_.startReady()) << logText();
+  }
+  void TearDown() override {
+    EXPECT_EQ(daemon_.stop(), 0) << logText();
+    EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch()->lastMisuse;
+  }
+  DaemonProcess daemon_{TEST_DAEMON, 20};
+};
+#endif
 
 #endif

@@ -4,13 +4,7 @@
 #include <sqlite3.h>
 #include <sys/wait.h>
 
-#include <array>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <thread>
 
 #include "base/database.h"
 #include "config/schedule_store.h"
@@ -18,29 +12,20 @@
 #include "daemon/paths.h"
 #include "history/history_store.h"
 #include "log/log.h"
-#include "poe/port_locks.h"
+#include "scheduler/scheduler_thread.h"
 #include "switchos/session.h"
-
-namespace fs = std::filesystem;
+#include "tests/support/in_process.h"
 
 namespace {
 
-fs::path testRoot() {
-  return fs::path(kLogFilePath).parent_path().parent_path();
+void closeDatabase(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS {
+  const MutexLock lock(daemonContext()->*mutex);
+  sqlite3_close(std::exchange(daemonContext()->*handle, nullptr));
 }
 
-void closeHistory() {
-  DaemonContext* context = daemonContext();
-  const MutexLock lock(context->historyDbMutex);
-  sqlite3_close(context->historyDb);
-  context->historyDb = nullptr;
-}
-
-void closeSchedules() {
-  DaemonContext* context = daemonContext();
-  const MutexLock lock(context->scheduleDbMutex);
-  sqlite3_close(context->scheduleDb);
-  context->scheduleDb = nullptr;
+int ownThreads() {
+  const std::string status = readFile("/proc/self/status");
+  return atoi(status.c_str() + status.find("\nThreads:") + 9);
 }
 
 }  // namespace
@@ -63,12 +48,24 @@ std::string readFile(const std::string& path) {
   return content.str();
 }
 
+void writeFile(const std::string& path, const std::string& content) {
+  fs::create_directories(fs::path(path).parent_path());
+  std::ofstream(path) << content;
+}
+
 int countOf(const std::string& text, const std::string& part) {
   int count = 0;
   for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
     ++count;
   }
   return count;
+}
+
+std::string replaced(std::string text, const std::string& part, const std::string& with) {
+  for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += with.size()) {
+    text.replace(at, part.size(), with);
+  }
+  return text;
 }
 
 int runCommand(const std::string& command, std::string* output) {
@@ -85,6 +82,29 @@ int runCommand(const std::string& command, std::string* output) {
 int environmentNumber(const char* name, int fallback) {
   const char* text = getenv(name);
   return text != nullptr && *text != '\0' ? atoi(text) : fallback;
+}
+
+unsigned environmentSeed(const char* name) {
+  const int seed = environmentNumber(name, static_cast<int>(std::random_device{}() >> 1U));
+  std::cout << "seed " << seed << std::endl;
+  return static_cast<unsigned>(seed);
+}
+
+int pick(std::mt19937* random, int from, int to) {
+  return std::uniform_int_distribution<int>(from, to)(*random);
+}
+
+std::string scheduleJson(const std::string& members) {
+  return "{" + members + (members.empty() ? "" : ",") + R"("name":"N","scheduleType":"restart","recurrence":"daily",)" +
+         R"("restartTime":"07:30","offTimeSec":1,"ifNums":[1]})";
+}
+
+std::string scheduleParams(const std::string& members, const std::string& others) {
+  return "{" + others + R"(,"schedule":)" + scheduleJson(members) + "}";
+}
+
+std::string requestText(const std::string& method, const std::string& params) {
+  return R"({"method":")" + method + R"(","params":)" + params + "}";
 }
 
 std::string queryValue(const char* databasePath, const std::string& sql) {
@@ -108,6 +128,16 @@ void executeOn(const char* databasePath, const std::string& sql) {
   ASSERT_TRUE(openDatabase(databasePath, &db) && executeSql(db.get(), sql.c_str())) << sql << sqlite3_errmsg(db.get());
 }
 
+std::string runs(const std::string& which, const std::string& title) {
+  return queryValue(kHistoryDbPath,
+                    "SELECT GROUP_CONCAT(line, '; ') FROM (SELECT " + title +
+                        " || COALESCE(overall_result, status) || COALESCE(' ' || error_message, '') || COALESCE(':' || "
+                        "(SELECT GROUP_CONCAT(' ' || if_num || ' ' || status || COALESCE(' ' || error_msg, '')) FROM "
+                        "(SELECT * FROM poe_history_port ORDER BY if_num) p WHERE p.run_id=h.run_id), '') AS line FROM "
+                        "poe_history h WHERE " +
+                        which + " ORDER BY run_id);");
+}
+
 std::string acts(uint64_t since) {
   std::string text;
   for (const switchsim::JournalEntry& entry : switchsim::journalSince(since)) {
@@ -123,14 +153,7 @@ void failCalls(switchsim::Operation operation, uint32_t ifNum, int32_t result, u
 
 void RootTest::SetUp() {
   logSetPaths(kLogPaths);
-  fs::remove_all(testRoot());
-  for (const char* folder : {"tmp", "var/run", "mnt/fastpath"}) {
-    fs::create_directories(testRoot() / folder);
-  }
-  setenv("SWITCHSIM_STATE", (testRoot() / "switch.state").c_str(), 1);
-  switchsim::SwitchOptions options;
-  options.units = 2;
-  makeSwitch(options);
+  makeRoot(options_);
 }
 
 void RootTest::makeSwitch(const switchsim::SwitchOptions& options) {
@@ -143,30 +166,52 @@ std::string RootTest::logText() {
 
 void StoreTest::SetUp() {
   RootTest::SetUp();
-  logOpen(LOG_TO_FILE, LOG_DAEMON, "quorin_poed");
-  logMessage(LOG_INFO, "test starts");
-  fs::create_directories(kDataDirPath);
-  ASSERT_TRUE(daemonContext() != nullptr || contextCreate());
-  ASSERT_EQ(initHandler("test", &openApiClient), 0);
-  ASSERT_EQ(scheduleStoreInit(), 0);
-  ASSERT_EQ(historyStoreInit(), 0);
-  ASSERT_EQ(portLockInit(), 0);
+  ASSERT_TRUE(openStores()) << logText();
+  std::thread([] {}).join();  // a sanitizer has a thread of its own from the first one on
 }
 
 void StoreTest::TearDown() {
-  closeSchedules();
-  closeHistory();
+  closeDatabase(&DaemonContext::scheduleDbMutex, &DaemonContext::scheduleDb);
+  closeDatabase(&DaemonContext::historyDbMutex, &DaemonContext::historyDb);
   openapiClientTearDown(&openApiClient);
   logClose();
 }
 
 void StoreTest::reopenHistory() {
-  closeHistory();
+  closeDatabase(&DaemonContext::historyDbMutex, &DaemonContext::historyDb);
   ASSERT_EQ(historyStoreInit(), 0) << logText();
 }
 
 std::string StoreTest::query(const std::string& sql) {
   return queryValue(kHistoryDbPath, sql);
+}
+
+int64_t TickTest::create(const std::string& members, int32_t unit) {
+  static int created = 0;
+  const std::string name = R"(,"name":"s)" + std::to_string(++created) + "\"";
+  JsonPtr answer;
+  EXPECT_EQ(scheduleCreate(unit, jsonParse(scheduleJson(members + name).c_str()).get(), &answer), 0) << members;
+  return jsonInt64Member(answer.get(), "scheduleId", 0);
+}
+
+int64_t TickTest::createWindow(const std::string& type, const std::string& start, const std::string& end,
+                               const std::string& members) {
+  return create(R"("scheduleType":")" + type + R"(","startTime":")" + start + R"(","endTime":")" + end + "\"," +
+                members);
+}
+
+std::string TickTest::tickAt(const std::string& time) {
+  EXPECT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, time + ":00"), "");
+  return tick();
+}
+
+std::string TickTest::tick() {
+  const uint64_t before = switchsim::lastSeq();
+  const int threads = ownThreads();
+  tickOnce();
+  // An executor gives its last port's lock back after it has recorded it; the next tick may need that port.
+  EXPECT_TRUE(waitUntil([&] { return ownThreads() <= threads; }));
+  return acts(before);
 }
 
 std::string printJson(const cJSON* tree) {

@@ -1,31 +1,66 @@
 // What tests share: a fresh root with a simulated switch, the stores opened in this process, and waiting for what can
-// be observed.
+// be observed; with the parts of the standard library that most of them use.
 #ifndef QUORIN_TESTS_SUPPORT_FIXTURES_H
 #define QUORIN_TESTS_SUPPORT_FIXTURES_H
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <deque>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <future>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <random>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "base/json.h"
 #include "switchsim/switch_state.h"
 
+namespace fs = std::filesystem;
+
 // Polls until the condition holds; false when the deadline passes first.
-bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds deadline = std::chrono::seconds(20));
+bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds deadline = std::chrono::seconds(90));
 
 // The whole content of a file; empty when it can't be read.
 std::string readFile(const std::string& path);
 
+void writeFile(const std::string& path, const std::string& content);
+
 // How often a text occurs in another.
 int countOf(const std::string& text, const std::string& part);
+std::string replaced(std::string text, const std::string& part, const std::string& with);
 
 // Runs a shell command; returns its exit status and what it printed (both streams if the command says 2>&1).
 int runCommand(const std::string& command, std::string* output);
 
 // A number from the environment, for longer runs of a test; the fallback when it is not set.
 int environmentNumber(const char* name, int fallback);
+// A seed from there, else a random one; printed.
+unsigned environmentSeed(const char* name);
+
+int pick(std::mt19937* random, int from, int to);
+
+// A schedule as clients send it: the members, and before them in vain those of a daily restart of port 1 at 07:30, for
+// of equal keys the first counts.
+std::string scheduleJson(const std::string& members);
+// It in a request's params, behind others.
+std::string scheduleParams(const std::string& members, const std::string& others = R"("unit":1)");
+// A request without its newline.
+std::string requestText(const std::string& method, const std::string& params);
 
 // The first value of a query's first row, over a connection of its own; "NULL" for NULL, "" for no row, SQLite's
 // message when it fails.
@@ -33,6 +68,10 @@ std::string queryValue(const char* databasePath, const std::string& sql);
 
 // Executes a script on a database, over a connection of its own; a failure fails the test.
 void executeOn(const char* databasePath, const std::string& sql);
+
+// Runs as "TITLE result message: port outcome message, ...; ...", newest last; a run that is not over has its status
+// for a result. The title is an SQL expression.
+std::string runs(const std::string& which = "1", const std::string& title = "schedule_type || ' '");
 
 // What was done to ports since a place in the journal: "5+ 5- 5r 6+!" is port 5 on, off and reset, and port 6 refusing
 // to go on.
@@ -46,6 +85,7 @@ void failCalls(switchsim::Operation operation, uint32_t ifNum = 0, int32_t resul
 class RootTest : public ::testing::Test {
  protected:
   void SetUp() override;
+  switchsim::SwitchOptions options_{2};
   // A new switch in place of the present one.
   static void makeSwitch(const switchsim::SwitchOptions& options);
   // The log so far.
@@ -62,6 +102,19 @@ class StoreTest : public RootTest {
   static void reopenHistory();
   // queryValue on the history database.
   static std::string query(const std::string& sql);
+};
+
+// Also: schedules, and one tick of the scheduler at a time. Process-wide the daemon remembers what has fired, so every
+// test has a year of its own.
+class TickTest : public StoreTest {
+ protected:
+  // A schedule of the members, with a name of its own if they have none; its id.
+  static int64_t create(const std::string& members, int32_t unit = 1);
+  static int64_t createWindow(const std::string& type, const std::string& start, const std::string& end,
+                              const std::string& members);
+  // One tick at the switch's time, "2031-01-01 08:00", and all that it starts. What was done to the ports.
+  static std::string tickAt(const std::string& time);
+  static std::string tick();
 };
 
 // A member of a JSON tree as text: a string's content, else as printed without blanks; "" when missing.

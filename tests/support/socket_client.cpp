@@ -12,6 +12,7 @@
 
 #include "base/send_all.h"
 #include "daemon/paths.h"
+#include "tests/support/fixtures.h"
 
 SocketClient::SocketClient() : connection_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   const timeval deadline{60, 0};
@@ -69,11 +70,8 @@ std::string exchange(const std::string& bytes, bool halfClose) {
 }
 
 std::string rpc(const std::string& method, const std::string& params) {
-  std::string answer = exchange(R"({"method":")" + method + R"(","params":)" + params + "}\n");
-  if (!answer.empty() && answer.back() == '\n') {
-    answer.pop_back();
-  }
-  return answer;
+  const std::string answer = exchange(requestText(method, params) + "\n");
+  return answer.substr(0, answer.find_last_not_of('\n') + 1);
 }
 
 JsonPtr rpcResult(const std::string& method, const std::string& params) {
