@@ -4,8 +4,13 @@
 # switch always has are made here, so that the daemon finds what it would find there. (A relative root is for whoever
 # starts the daemon in some folder.)
 function(add_daemon_paths target root)
-  target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/daemon/paths.cpp)
-  target_compile_definitions(${target} PRIVATE QUORIN_POED_ROOT="${root}")
+  # In a source of its own, so that nothing else of the target depends on the folder that it is built in.
+  set(paths ${CMAKE_BINARY_DIR}/paths/${target}.cpp)
+  file(CONFIGURE OUTPUT ${paths} CONTENT
+"#define QUORIN_POED_ROOT \"${root}\"
+#include \"daemon/paths.cpp\"
+")
+  target_sources(${target} PRIVATE ${paths})
   target_include_directories(${target} PRIVATE ${CMAKE_SOURCE_DIR})
   if(IS_ABSOLUTE "${root}")
     file(MAKE_DIRECTORY ${root}/tmp ${root}/var/run ${root}/mnt/fastpath)

@@ -170,7 +170,7 @@ TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
 }
 
 TEST_F(IpcTest, theClientTellsHowItWentByItsExitStatus) {
-  const std::string client = std::string(TEST_CLIENT) + " --socket " + kSocketPath + " ";
+  const std::string client = programPath("quorin_poectl") + " --socket " + kSocketPath + " ";
   const std::tuple<const char*, int, const char*> cases[] = {
       {R"(call history.list '{"unit":1}')", 0, "{\"ok\":true,\"result\":{\"runs\":[]"},
       {R"(call history.detail '{"unit":1,"runId":9}')", 4, "error 10023 (ERR_NOT_FOUND)"},

@@ -140,7 +140,7 @@ TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
       {"create", 1, "--force"}};
   std::string output;
   for (const auto& [arguments, exitCode, says] : rows) {
-    EXPECT_EQ(runCommand(std::string(TEST_SWITCHSIM " ") + arguments + " 2>&1", &output), exitCode) << arguments;
+    EXPECT_EQ(runCommand(programPath("switchsim") + " " + arguments + " 2>&1", &output), exitCode) << arguments;
     EXPECT_NE(output.find(says), std::string::npos) << arguments << "\n" << output;
   }
   EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);

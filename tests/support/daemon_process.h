@@ -16,7 +16,7 @@ class DaemonProcess {
 
   // program: the daemon whose paths are below this test's root. speed: how much faster than real its clock runs, so
   // that its ten-second polls take a moment.
-  explicit DaemonProcess(std::string program, int speed = 1) : program_(std::move(program)), speed_(speed) {}
+  explicit DaemonProcess(std::string program, int speed = 1) : program_(programPath(program)), speed_(speed) {}
   ~DaemonProcess();  // kills what still runs
   DaemonProcess(const DaemonProcess&) = delete;
   DaemonProcess& operator=(const DaemonProcess&) = delete;

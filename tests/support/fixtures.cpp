@@ -68,6 +68,10 @@ std::string replaced(std::string text, const std::string& part, const std::strin
   return text;
 }
 
+std::string programPath(const std::string& name) {
+  return fs::read_symlink("/proc/self/exe").replace_filename(name);
+}
+
 int runCommand(const std::string& command, std::string* output) {
   FILE* pipe = popen(command.c_str(), "r");
   std::array<char, 4096> chunk{};

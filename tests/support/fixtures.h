@@ -44,6 +44,9 @@ void writeFile(const std::string& path, const std::string& content);
 int countOf(const std::string& text, const std::string& part);
 std::string replaced(std::string text, const std::string& part, const std::string& with);
 
+// The path of another program of this build, which all stand in one folder.
+std::string programPath(const std::string& name);
+
 // Runs a shell command; returns its exit status and what it printed (both streams if the command says 2>&1).
 int runCommand(const std::string& command, std::string* output);
 
