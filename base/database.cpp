@@ -4,7 +4,8 @@
 
 namespace {
 
-// How long a statement waits for another process's lock on the file; the daemon's own threads never compete there.
+// How long a statement waits for another process's lock on the file; the daemon's own threads never
+// compete there.
 constexpr int kBusyTimeoutMs = 3000;
 
 }  // namespace
@@ -55,7 +56,8 @@ bool openDatabase(const char* path, DatabasePtr* db) {
   if (rc != SQLITE_OK) {
     return false;
   }
-  // SQLite falls back to reading only; trying to write fails and leaves the reason in the connection.
+  // SQLite falls back to reading only; trying to write fails and leaves the reason in the
+  // connection.
   return sqlite3_db_readonly(opened, "main") != 1 || executeSql(opened, "PRAGMA user_version=0;");
 }
 
@@ -65,7 +67,9 @@ bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement) 
   }
   executeSql(db, upgradeStatement);
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
-  executeSql(db, "PRAGMA synchronous=FULL;");  // SQLite's default, but a vendor may have built it with less
+  executeSql(
+      db,
+      "PRAGMA synchronous=FULL;");  // SQLite's default, but a vendor may have built it with less
   return true;
 }
 
@@ -80,7 +84,8 @@ bool Transaction::begin(const char* sql) {
     return false;
   }
   if (sqlite3_get_autocommit(db_) == 0) {
-    executeRollback();  // a transaction that could not be rolled back at its end must not block all that follow
+    executeRollback();  // a transaction that could not be rolled back at its end must not block all
+                        // that follow
   }
   open_ = executeSql(db_, sql);
   return open_;
@@ -105,6 +110,7 @@ bool Transaction::rollback() {
     return true;
   }
   open_ = false;
-  // A failure such as a full disk may have made SQLite roll back already; then there is nothing left to undo.
+  // A failure such as a full disk may have made SQLite roll back already; then there is nothing
+  // left to undo.
   return sqlite3_get_autocommit(db_) != 0 || executeRollback();
 }

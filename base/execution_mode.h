@@ -1,5 +1,5 @@
-// Whether ports are worked one after another or all at once: one vocabulary for schedules, boot delays, resets and
-// runs.
+// Whether ports are worked one after another or all at once: one vocabulary for schedules, boot
+// delays, resets and runs.
 #ifndef QUORIN_BASE_EXECUTION_MODE_H
 #define QUORIN_BASE_EXECUTION_MODE_H
 
@@ -14,8 +14,8 @@ enum ExecutionMode : int32_t {
 // "sequential", or "simultaneous" for every other value.
 const char* executionModeText(ExecutionMode mode);
 
-// Whether the string is exactly that of a mode, which is in *mode then; for any other and for null *mode is
-// simultaneous. What an unknown word means is the caller's to say.
+// Whether the string is exactly that of a mode, which is in *mode then; for any other and for null
+// *mode is simultaneous. What an unknown word means is the caller's to say.
 bool executionModeOf(const char* textOrNull, ExecutionMode* mode);
 
 #endif

@@ -12,7 +12,8 @@ struct FileCloser {
 };
 using FilePtr = std::unique_ptr<FILE, FileCloser>;
 
-// A stream over a descriptor, which it takes over in every case; null for none and when memory runs out.
+// A stream over a descriptor, which it takes over in every case; null for none and when memory runs
+// out.
 inline FilePtr streamOf(UniqueFd file, const char* mode) {
   FilePtr stream(file ? fdopen(file.get(), mode) : nullptr);
   if (stream != nullptr) {

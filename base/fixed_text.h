@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
-// How many of the string's bytes fit into maxBytes without cutting a UTF-8 character in two. The string may be any
-// bytes.
+// How many of the string's bytes fit into maxBytes without cutting a UTF-8 character in two. The
+// string may be any bytes.
 size_t fittingTextBytes(const char* text, size_t maxBytes);
 
 // At most kBytes - 1 bytes and a terminating zero.

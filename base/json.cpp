@@ -34,8 +34,8 @@ Int saturate(double number) {
   if (std::isnan(number)) {
     return 0;
   }
-  // The largest integer is not a double: its nearest double is one above it, so that bound itself is already out of
-  // range.
+  // The largest integer is not a double: its nearest double is one above it, so that bound itself
+  // is already out of range.
   if (number >= static_cast<double>(std::numeric_limits<Int>::max())) {
     return std::numeric_limits<Int>::max();
   }

@@ -1,4 +1,5 @@
-// Owning pointers to cJSON trees, numbers and strings from outside, and building objects key by key.
+// Owning pointers to cJSON trees, numbers and strings from outside, and building objects key by
+// key.
 #ifndef QUORIN_BASE_JSON_H
 #define QUORIN_BASE_JSON_H
 
@@ -21,15 +22,16 @@ struct JsonTextDeleter {
 // Owns a string that cJSON printed.
 using JsonTextPtr = std::unique_ptr<char, JsonTextDeleter>;
 
-// Parses one whole JSON document with nothing after it but blanks; null when it is not one, and, with errno ENOMEM,
-// when memory runs out.
+// Parses one whole JSON document with nothing after it but blanks; null when it is not one, and,
+// with errno ENOMEM, when memory runs out.
 JsonPtr jsonParse(const char* text);
 
-// The member of an object under a key that is looked up ignoring case; null when object is null, is not an object or
-// has no such key. The tree keeps ownership.
+// The member of an object under a key that is looked up ignoring case; null when object is null, is
+// not an object or has no such key. The tree keeps ownership.
 const cJSON* jsonMember(const cJSON* object, const char* key);
 
-// A JSON number truncated toward zero; a value beyond the type's range becomes its nearest bound, NaN becomes 0.
+// A JSON number truncated toward zero; a value beyond the type's range becomes its nearest bound,
+// NaN becomes 0.
 int32_t jsonToInt32(double number);
 int64_t jsonToInt64(double number);
 
@@ -43,8 +45,8 @@ const char* jsonTextMember(const cJSON* object, const char* key);
 // Adds a member, taking it over in every case; false when it is null or memory runs out.
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value);
 
-// Builds an object member by member, in the order of the calls. A failure, which is always lack of memory, is
-// remembered: what follows does nothing, and there is no object in the end.
+// Builds an object member by member, in the order of the calls. A failure, which is always lack of
+// memory, is remembered: what follows does nothing, and there is no object in the end.
 class JsonObject {
  public:
   JsonObject();

@@ -29,7 +29,8 @@ UniqueFd openPlainFile(const char* path, int accessFlags, FileOwner trusted) {
 }
 
 UniqueFd openOrMakePlainFile(const char* path, int accessFlags, FileOwner trusted, mode_t mode) {
-  // First without O_CREAT, with which the kernel may refuse another user's file (/proc/sys/fs/protected_regular).
+  // First without O_CREAT, with which the kernel may refuse another user's file
+  // (/proc/sys/fs/protected_regular).
   UniqueFd file = openPlainFile(path, accessFlags, trusted);
   if (file || errno != ENOENT) {
     return file;

@@ -7,8 +7,9 @@
 
 constexpr int kMaxSilentSec = 30;
 
-// Sends every byte of the pieces, one after the other, without SIGPIPE. False as soon as the connection takes no more
-// (errno says why), and when its other end takes nothing for kMaxSilentSec (EAGAIN).
+// Sends every byte of the pieces, one after the other, without SIGPIPE. False as soon as the
+// connection takes no more (errno says why), and when its other end takes nothing for kMaxSilentSec
+// (EAGAIN).
 bool sendAll(int connection, std::initializer_list<std::string_view> pieces);
 
 #endif

@@ -36,7 +36,8 @@ int64_t monotonicMs() {
 
 SecondBeat::SecondBeat() : nextMs_(monotonicMs()) {}
 
-// Sleeps what is left rather than until an instant: a library that moves the clock for a test knows only the former.
+// Sleeps what is left rather than until an instant: a library that moves the clock for a test knows
+// only the former.
 void SecondBeat::sleepToNext() {
   const int64_t nowMs = monotonicMs();
   const int64_t lateMs = nowMs - nextMs_;

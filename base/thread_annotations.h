@@ -1,5 +1,5 @@
-// A mutex that clang's -Wthread-safety understands, and the names of its attributes. With other compilers the
-// attributes vanish.
+// A mutex that clang's -Wthread-safety understands, and the names of its attributes. With other
+// compilers the attributes vanish.
 #ifndef QUORIN_BASE_THREAD_ANNOTATIONS_H
 #define QUORIN_BASE_THREAD_ANNOTATIONS_H
 
@@ -15,10 +15,12 @@
 #define GUARDED_BY(mutex) QUORIN_THREAD_ATTRIBUTE(guarded_by(mutex))
 // The caller must hold the mutex.
 #define REQUIRES(mutex) QUORIN_THREAD_ATTRIBUTE(requires_capability(mutex))
-// The function takes or releases a lock that depends on a run-time value, which the analysis can't follow.
+// The function takes or releases a lock that depends on a run-time value, which the analysis can't
+// follow.
 #define NO_THREAD_SAFETY_ANALYSIS QUORIN_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
-// Constant-initialised and trivially destroyed, so that a static one outlives every detached thread.
+// Constant-initialised and trivially destroyed, so that a static one outlives every detached
+// thread.
 class QUORIN_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
  public:
   constexpr Mutex() = default;
@@ -34,7 +36,10 @@ class QUORIN_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
 
 class QUORIN_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
  public:
-  explicit MutexLock(Mutex& mutex) QUORIN_THREAD_ATTRIBUTE(acquire_capability(mutex)) : mutex_(mutex) { mutex_.lock(); }
+  explicit MutexLock(Mutex& mutex) QUORIN_THREAD_ATTRIBUTE(acquire_capability(mutex))
+      : mutex_(mutex) {
+    mutex_.lock();
+  }
   ~MutexLock() QUORIN_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;

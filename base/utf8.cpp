@@ -9,7 +9,8 @@ namespace {
 
 constexpr const char* kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 
-// What a character's first byte says of it, and the range of its second; all later ones are 80 to BF (RFC 3629, 4).
+// What a character's first byte says of it, and the range of its second; all later ones are 80 to
+// BF (RFC 3629, 4).
 struct Lead {
   uint8_t first;
   uint8_t last;

@@ -25,8 +25,8 @@ struct CallOptions {
 // The request line, or an empty text when the parameters are not JSON.
 std::string buildRequest(const CallOptions& options) {
   const JsonPtr request(cJSON_CreateObject());
-  bool built =
-      request != nullptr && cJSON_AddStringToObject(request.get(), "method", options.method.c_str()) != nullptr;
+  bool built = request != nullptr &&
+               cJSON_AddStringToObject(request.get(), "method", options.method.c_str()) != nullptr;
   if (!options.params.empty()) {
     built = built && jsonAdd(request.get(), "params", jsonParse(options.params.c_str()));
   }
@@ -50,7 +50,8 @@ int noDaemon(const CallOptions& options, const std::string& why) {
 int call(const CallOptions& options) {
   const std::string request = buildRequest(options);
   if (request.empty()) {
-    fprintf(stderr, "quorin_poectl: PARAMS-JSON is not a JSON document: %s\n", options.params.c_str());
+    fprintf(stderr, "quorin_poectl: PARAMS-JSON is not a JSON document: %s\n",
+            options.params.c_str());
     return kExitUsage;
   }
 
@@ -80,12 +81,15 @@ int call(const CallOptions& options) {
 int main(int argc, char** argv) try {
   CLI::App app{"Talks to quorin_poed, the daemon that schedules and carries out PoE actions."};
   app.footer(
-      "Exit status: 0 done, 2 wrong usage, 4 the daemon answered with an error, 8 no daemon answered.\n"
+      "Exit status: 0 done, 2 wrong usage, 4 the daemon answered with an error, 8 no daemon "
+      "answered.\n"
       "Example: quorin_poectl call history.list '{\"unit\":1}'");
   app.set_version_flag("--version", "quorin_poectl " QUORIN_POED_VERSION);
   app.require_subcommand(1);
   CallOptions options;
-  app.add_option("--socket", options.socketPath, "socket of the daemon")->capture_default_str()->take_last();
+  app.add_option("--socket", options.socketPath, "socket of the daemon")
+      ->capture_default_str()
+      ->take_last();
   CLI::App* callCommand = app.add_subcommand("call", "send one request and print the answer");
   callCommand->add_option("METHOD", options.method, "method, for example manual.reset")->required();
   callCommand->add_option("PARAMS-JSON", options.params, "its parameters, a JSON object");

@@ -43,7 +43,8 @@ bool receiveAll(int connection, std::string* text) {
 
 }  // namespace
 
-bool rpcExchange(const std::string& socketPath, const std::string& request, std::string* answer, std::string* error) {
+bool rpcExchange(const std::string& socketPath, const std::string& request, std::string* answer,
+                 std::string* error) {
   const UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!connection || !connectTo(connection.get(), socketPath)) {
     *error = strerror(errno);

@@ -43,7 +43,8 @@ bool wasShortOfResources() {
   return errno == ENOMEM || errno == EMFILE || errno == ENFILE || errno == EINTR;
 }
 
-// The file's whole text, empty when it can't be opened. False when it is there but can't be read now.
+// The file's whole text, empty when it can't be opened. False when it is there but can't be read
+// now.
 bool readConfigText(std::string* text) {
   const FilePtr file(fopen(kBootDelayConfigPath, "rbe"));
   if (file == nullptr) {
@@ -53,11 +54,12 @@ bool readConfigText(std::string* text) {
   for (size_t n = 0; (n = fread(chunk, 1, sizeof chunk, file.get())) > 0;) {
     text->append(chunk, n);
   }
-  return ferror(file.get()) == 0 || errno == EISDIR;  // a folder in its place holds no settings; the rename will fail
+  return ferror(file.get()) == 0 ||
+         errno == EISDIR;  // a folder in its place holds no settings; the rename will fail
 }
 
-// The file as a document with an object under "units"; corrupt, it counts as one without units. Null when it can't
-// be read just now, so that no set overwrites what other units have.
+// The file as a document with an object under "units"; corrupt, it counts as one without units.
+// Null when it can't be read just now, so that no set overwrites what other units have.
 JsonPtr loadConfigFile() try {
   std::string text;
   if (!readConfigText(&text)) {
@@ -78,7 +80,9 @@ JsonPtr loadConfigFile() try {
     return root;
   }
 
-  return units == nullptr && cJSON_AddObjectToObject(root.get(), kUnits) != nullptr ? std::move(root) : emptyConfig();
+  return units == nullptr && cJSON_AddObjectToObject(root.get(), kUnits) != nullptr
+             ? std::move(root)
+             : emptyConfig();
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
@@ -89,7 +93,8 @@ bool writeTemporaryFile(const char* path, const char* text) {
   if (file == nullptr) {
     return false;
   }
-  const bool written = fputs(text, file.get()) >= 0 && fflush(file.get()) == 0 && fsync(fileno(file.get())) == 0;
+  const bool written =
+      fputs(text, file.get()) >= 0 && fflush(file.get()) == 0 && fsync(fileno(file.get())) == 0;
   return fclose(file.release()) == 0 && written;
 }
 
@@ -135,7 +140,8 @@ ExecutionMode readMode(const cJSON* entry) {
 }
 
 bool inRange(const BootDelayConfig& config) {
-  return config.delaySec <= kMaxBootDelaySec && config.interPortDelaySec <= kMaxBootInterPortDelaySec &&
+  return config.delaySec <= kMaxBootDelaySec &&
+         config.interPortDelaySec <= kMaxBootInterPortDelaySec &&
          static_cast<uint32_t>(config.executionMode) <= EXECUTION_SEQUENTIAL;
 }
 
@@ -175,7 +181,8 @@ int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config) {
   const JsonPtr root = loadConfigFile();
   cJSON* units = cJSON_GetObjectItem(root.get(), kUnits);
   const UnitKey key(unit);
-  while (cJSON_HasObjectItem(units, key.text) != 0) {  // a file from elsewhere may hold a unit twice
+  while (cJSON_HasObjectItem(units, key.text) !=
+         0) {  // a file from elsewhere may hold a unit twice
     cJSON_DeleteItemFromObject(units, key.text);
   }
   if (units == nullptr || !jsonAdd(units, key.text, unitToJson(*config))) {

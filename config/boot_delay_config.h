@@ -1,8 +1,10 @@
-// The boot-delay settings: one small JSON file, read whole on every access, replaced atomically on every change.
+// The boot-delay settings: one small JSON file, read whole on every access, replaced atomically on
+// every change.
 //
-// The file holds {"units": {"<unit>": {"delaySec", "executionMode", "interPortDelaySec"}, ...}}, the unit last written
-// last. What is not such a document reads as one without units, and the next set writes a good file. Locks: a mutex of
-// its own around every get and set, never held together with a database mutex or a port lock.
+// The file holds {"units": {"<unit>": {"delaySec", "executionMode", "interPortDelaySec"}, ...}},
+// the unit last written last. What is not such a document reads as one without units, and the next
+// set writes a good file. Locks: a mutex of its own around every get and set, never held together
+// with a database mutex or a port lock.
 #ifndef QUORIN_CONFIG_BOOT_DELAY_CONFIG_H
 #define QUORIN_CONFIG_BOOT_DELAY_CONFIG_H
 
@@ -20,17 +22,17 @@ struct BootDelayConfig {
   uint32_t interPortDelaySec = 0;
 };
 
-// Makes the file if there is none. Returns 0, also when it can't be made: the first set tries again. REQUIRES: no other
-// thread.
+// Makes the file if there is none. Returns 0, also when it can't be made: the first set tries
+// again. REQUIRES: no other thread.
 int32_t configStoreInit();
 
-// Reads a unit's settings; what the file does not hold is 0, and nothing is range-checked. Returns RESULT_OK, or
-// ERR_INVALID_ARG for a null config. Any thread.
+// Reads a unit's settings; what the file does not hold is 0, and nothing is range-checked. Returns
+// RESULT_OK, or ERR_INVALID_ARG for a null config. Any thread.
 int32_t bootDelayConfigGet(int32_t unit, BootDelayConfig* config);
 
-// Replaces a unit's settings. Returns RESULT_OK; ERR_INVALID_ARG for a null config or a value out of range; ERR_GENERAL
-// when the file can't be read or written, which leaves the old one as it was. Once RESULT_OK is returned the settings
-// survive a power cut. Any thread.
+// Replaces a unit's settings. Returns RESULT_OK; ERR_INVALID_ARG for a null config or a value out
+// of range; ERR_GENERAL when the file can't be read or written, which leaves the old one as it was.
+// Once RESULT_OK is returned the settings survive a power cut. Any thread.
 int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config);
 
 #endif

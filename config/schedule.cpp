@@ -25,7 +25,8 @@ const char* recurrenceText(Recurrence recurrence) {
 }
 
 ScheduleType scheduleTypeOf(const char* textOrNull) {
-  for (const ScheduleType type : {ScheduleType::powerOn, ScheduleType::restart, ScheduleType::powerOff}) {
+  for (const ScheduleType type :
+       {ScheduleType::powerOn, ScheduleType::restart, ScheduleType::powerOff}) {
     if (textOrNull != nullptr && strcmp(textOrNull, scheduleTypeText(type)) == 0) {
       return type;
     }

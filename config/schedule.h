@@ -1,4 +1,5 @@
-// A schedule: which ports to power on, off or restart, on which days, between which dates, at which times.
+// A schedule: which ports to power on, off or restart, on which days, between which dates, at which
+// times.
 #ifndef QUORIN_CONFIG_SCHEDULE_H
 #define QUORIN_CONFIG_SCHEDULE_H
 
@@ -11,8 +12,8 @@
 enum class ScheduleType : int32_t { unknown = 0, powerOn = 1, restart = 2, powerOff = 3 };
 enum class Recurrence : int32_t { unknown = 0, daily = 1, weekly = 2, monthly = 3 };
 
-// Dates are "2025-03-01", times "07:30" in the switch's local time; an empty text is an absent value. Nothing but the
-// evaluation interprets them.
+// Dates are "2025-03-01", times "07:30" in the switch's local time; an empty text is an absent
+// value. Nothing but the evaluation interprets them.
 struct PoeSchedule {
   int64_t scheduleId = 0;  // 0 until the store assigns one
   int32_t unit = 0;        // filled from the database only

@@ -13,7 +13,8 @@ int32_t boolMember(const cJSON* object, const char* key, int32_t fallback) {
   return cJSON_IsBool(member) ? (cJSON_IsTrue(member) ? 1 : 0) : fallback;
 }
 
-// The numbers of an array, in order; other elements are skipped. Empty for anything else, and when memory runs out.
+// The numbers of an array, in order; other elements are skipped. Empty for anything else, and when
+// memory runs out.
 template <typename Int>
 std::vector<Int> numbersMember(const cJSON* object, const char* key) try {
   std::vector<Int> numbers;
@@ -51,7 +52,8 @@ bool fieldsFitType(const PoeSchedule& schedule) {
 
 void addTimes(JsonObject& object, const PoeSchedule& schedule) {
   if (schedule.type == ScheduleType::restart) {
-    object.text("restartTime", schedule.restartTime.c_str()).number("offTimeSec", schedule.offTimeSec);
+    object.text("restartTime", schedule.restartTime.c_str())
+        .number("offTimeSec", schedule.offTimeSec);
   }
   if (isWindowType(schedule.type)) {
     object.textUnlessEmpty("startTime", schedule.startTime.c_str())
@@ -89,8 +91,8 @@ int32_t scheduleFromJson(const cJSON* object, PoeSchedule* schedule) {
   schedule->days = numbersMember<int32_t>(object, "recurrenceDays");
   schedule->ifNums = numbersMember<uint32_t>(object, "ifNums");
 
-  const bool valid = !schedule->name.empty() && schedule->recurrence != Recurrence::unknown && modeKnown &&
-                     fieldsFitType(*schedule) && !schedule->ifNums.empty();
+  const bool valid = !schedule->name.empty() && schedule->recurrence != Recurrence::unknown &&
+                     modeKnown && fieldsFitType(*schedule) && !schedule->ifNums.empty();
   return valid ? RESULT_OK : ERR_INVALID_ARG;
 }
 

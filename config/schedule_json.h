@@ -7,8 +7,9 @@
 #include "base/json.h"
 #include "config/schedule.h"
 
-// Fills *schedule (freshly made) from a client's JSON object and checks it. Returns RESULT_OK or ERR_INVALID_ARG.
-// Dates, times and days are taken as they are; over-long strings are cut; scheduleId and unit stay 0.
+// Fills *schedule (freshly made) from a client's JSON object and checks it. Returns RESULT_OK or
+// ERR_INVALID_ARG. Dates, times and days are taken as they are; over-long strings are cut;
+// scheduleId and unit stay 0.
 int32_t scheduleFromJson(const cJSON* object, PoeSchedule* schedule);
 
 // The schedule as an answer shows it; null when memory runs out.

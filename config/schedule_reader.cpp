@@ -59,7 +59,8 @@ void scheduleRowRead(sqlite3_stmt* row, PoeSchedule* schedule) {
   schedule->endTime.assign(columnText(row, 8));
   schedule->restartTime.assign(columnText(row, 9));
   schedule->offTimeSec = sqlite3_column_int(row, 10);
-  schedule->executionMode = sqlite3_column_int(row, 11) != 0 ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
+  schedule->executionMode =
+      sqlite3_column_int(row, 11) != 0 ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
   schedule->interPortDelaySec = sqlite3_column_int(row, 12);
   schedule->allDay = sqlite3_column_int(row, 13);
   schedule->enabled = sqlite3_column_int(row, 14);
@@ -67,8 +68,8 @@ void scheduleRowRead(sqlite3_stmt* row, PoeSchedule* schedule) {
 
 StatementPtr prepareChildRead(const ScheduleAccess& schedules, const ScheduleChildTable& table) {
   char sql[kChildSqlBytes];
-  snprintf(sql, sizeof sql, "SELECT %s FROM %s WHERE schedule_id=? ORDER BY %s ASC;", table.column, table.name,
-           table.column);
+  snprintf(sql, sizeof sql, "SELECT %s FROM %s WHERE schedule_id=? ORDER BY %s ASC;", table.column,
+           table.name, table.column);
   return schedules.prepare(sql);
 }
 
@@ -146,7 +147,8 @@ int32_t ScheduleReader::readWhole(int32_t unit, int64_t scheduleId, PoeSchedule*
   return rc;
 }
 
-bool scheduleLoadIds(const ScheduleAccess& schedules, int32_t unit, std::vector<int64_t>* scheduleIds) {
+bool scheduleLoadIds(const ScheduleAccess& schedules, int32_t unit,
+                     std::vector<int64_t>* scheduleIds) {
   const StatementPtr statement = schedules.prepare(kListIds);
   if (statement == nullptr) {
     return false;
@@ -160,7 +162,8 @@ std::vector<uint32_t> scheduleLoadIfNums(const ScheduleAccess& schedules, int64_
   return loadIntColumn<uint32_t>(statement.get(), scheduleId);
 }
 
-WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t scheduleId, int32_t unit) {
+WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t scheduleId,
+                                   int32_t unit) {
   const LoggedStatement statement(schedules, "reaper schedule lookup", kReadWindow);
   if (!statement) {
     return WindowSchedule::unknown;
@@ -170,7 +173,8 @@ WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t sche
   sqlite3_bind_int(statement.get(), 2, unit);
   switch (statement.step()) {
     case StepResult::row:
-      return isStandingWindow(statement.get()) ? WindowSchedule::valid : WindowSchedule::goneOrChanged;
+      return isStandingWindow(statement.get()) ? WindowSchedule::valid
+                                               : WindowSchedule::goneOrChanged;
     case StepResult::end:
       return WindowSchedule::goneOrChanged;
     case StepResult::failure:

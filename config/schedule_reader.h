@@ -1,6 +1,7 @@
 // Reading the schedule database, for the store's answers and for the scheduler.
 //
-// Whoever reads has the access, and so the schedule mutex, from before the first call until after the last.
+// Whoever reads has the access, and so the schedule mutex, from before the first call until after
+// the last.
 #ifndef QUORIN_CONFIG_SCHEDULE_READER_H
 #define QUORIN_CONFIG_SCHEDULE_READER_H
 
@@ -23,8 +24,9 @@ class ScheduleRows {
  public:
   explicit ScheduleRows(const ScheduleAccess& schedules);
   bool isOpen() const { return rows_ != nullptr; }
-  // Fills a record, without days and ports, from the next row: unknown words read as unknown, over-long strings are
-  // cut, NULL leaves a field empty or 0. False when there is none; then atEnd distinguishes an end from a failure.
+  // Fills a record, without days and ports, from the next row: unknown words read as unknown,
+  // over-long strings are cut, NULL leaves a field empty or 0. False when there is none; then atEnd
+  // distinguishes an end from a failure.
   bool next(PoeSchedule* schedule);
   bool atEnd() const { return atEnd_; }
 
@@ -61,7 +63,8 @@ class ScheduleReader {
 };
 
 // The ids of a unit's schedules in ascending order; false when they can't be read to the end.
-bool scheduleLoadIds(const ScheduleAccess& schedules, int32_t unit, std::vector<int64_t>* scheduleIds);
+bool scheduleLoadIds(const ScheduleAccess& schedules, int32_t unit,
+                     std::vector<int64_t>* scheduleIds);
 
 // A schedule's ports in ascending order; empty when it has none or they can't be read.
 std::vector<uint32_t> scheduleLoadIfNums(const ScheduleAccess& schedules, int64_t scheduleId);
@@ -70,6 +73,7 @@ std::vector<uint32_t> scheduleLoadIfNums(const ScheduleAccess& schedules, int64_
 enum class WindowSchedule { valid, goneOrChanged, unknown };
 
 // Looks the schedule up. Failures are logged and give unknown.
-WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t scheduleId, int32_t unit);
+WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t scheduleId,
+                                   int32_t unit);
 
 #endif

@@ -53,16 +53,19 @@ constexpr const char* kSchema =
     "CREATE INDEX IF NOT EXISTS idx_poe_schedule_unit ON poe_schedule(unit);";
 
 // Tables of the first layout lack this column.
-constexpr const char* kUpgrade = "ALTER TABLE poe_schedule ADD COLUMN all_day INTEGER NOT NULL DEFAULT 0;";
+constexpr const char* kUpgrade =
+    "ALTER TABLE poe_schedule ADD COLUMN all_day INTEGER NOT NULL DEFAULT 0;";
 
 constexpr size_t kChildSqlBytes = 128;
 
-// Inserts the values up to the first that is refused. SQLITE_OK when all are stored, or an extended code of SQLite.
+// Inserts the values up to the first that is refused. SQLITE_OK when all are stored, or an extended
+// code of SQLite.
 template <typename Int>
-int saveIntColumn(const ScheduleAccess& schedules, int64_t scheduleId, const std::vector<Int>& values,
-                  const ScheduleChildTable& table) {
+int saveIntColumn(const ScheduleAccess& schedules, int64_t scheduleId,
+                  const std::vector<Int>& values, const ScheduleChildTable& table) {
   char sql[kChildSqlBytes];
-  snprintf(sql, sizeof sql, "INSERT INTO %s (schedule_id, %s) VALUES (?, ?);", table.name, table.column);
+  snprintf(sql, sizeof sql, "INSERT INTO %s (schedule_id, %s) VALUES (?, ?);", table.name,
+           table.column);
   const StatementPtr statement = schedules.prepare(sql);
   if (statement == nullptr) {
     return sqlite3_extended_errcode(schedules.db());
@@ -82,10 +85,12 @@ int saveIntColumn(const ScheduleAccess& schedules, int64_t scheduleId, const std
 
 bool saveChildren(const ScheduleAccess& schedules, const PoeSchedule& schedule) {
   return saveIntColumn(schedules, schedule.scheduleId, schedule.days, kScheduleDays) == SQLITE_OK &&
-         saveIntColumn(schedules, schedule.scheduleId, schedule.ifNums, kSchedulePorts) == SQLITE_OK;
+         saveIntColumn(schedules, schedule.scheduleId, schedule.ifNums, kSchedulePorts) ==
+             SQLITE_OK;
 }
 
-// Binds the columns from start_date to enabled, which insert and update have in the same order, from index first on.
+// Binds the columns from start_date to enabled, which insert and update have in the same order,
+// from index first on.
 void bindContent(sqlite3_stmt* statement, int first, const PoeSchedule& schedule) {
   bindTextOrNull(statement, first, schedule.startDate.orNull());
   bindTextOrNull(statement, first + 1, schedule.endDate.orNull());
@@ -101,7 +106,8 @@ void bindContent(sqlite3_stmt* statement, int first, const PoeSchedule& schedule
 }
 
 constexpr const char* kInsertScheduleSql =
-    "INSERT INTO poe_schedule (unit, name, schedule_type, start_date, end_date, recurrence, start_time, end_time, "
+    "INSERT INTO poe_schedule (unit, name, schedule_type, start_date, end_date, recurrence, "
+    "start_time, end_time, "
     "restart_time, off_time_sec, sequential_power, inter_port_delay, all_day, enabled, created_at)"
     " VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?);";
 
@@ -126,11 +132,13 @@ int32_t insertSchedule(const ScheduleAccess& schedules, int32_t unit, PoeSchedul
 
 constexpr const char* kUpdateRowSql =
     "UPDATE poe_schedule"
-    " SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, end_time=?, restart_time=?, off_time_sec=?, "
+    " SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, end_time=?, "
+    "restart_time=?, off_time_sec=?, "
     "sequential_power=?, inter_port_delay=?, all_day=?, enabled=?"
     " WHERE unit=? AND schedule_id=?;";
 
-// RESULT_OK, ERR_NOT_FOUND when the row has gone meanwhile, as another program may have it, or ERR_GENERAL.
+// RESULT_OK, ERR_NOT_FOUND when the row has gone meanwhile, as another program may have it, or
+// ERR_GENERAL.
 int32_t updateRow(const ScheduleAccess& schedules, int32_t unit, const PoeSchedule& schedule) {
   const StatementPtr statement = schedules.prepare(kUpdateRowSql);
   if (statement == nullptr) {
@@ -147,8 +155,8 @@ int32_t updateRow(const ScheduleAccess& schedules, int32_t unit, const PoeSchedu
 }
 
 bool deleteChildren(const ScheduleAccess& schedules, int64_t scheduleId) {
-  for (const char* sql :
-       {"DELETE FROM poe_schedule_days WHERE schedule_id=?;", "DELETE FROM poe_schedule_ifs  WHERE schedule_id=?;"}) {
+  for (const char* sql : {"DELETE FROM poe_schedule_days WHERE schedule_id=?;",
+                          "DELETE FROM poe_schedule_ifs  WHERE schedule_id=?;"}) {
     const StatementPtr statement = schedules.prepare(sql);
     if (statement == nullptr) {
       return false;
@@ -161,8 +169,8 @@ bool deleteChildren(const ScheduleAccess& schedules, int64_t scheduleId) {
   return true;
 }
 
-// Puts new children in place of the old ones. Unlike in a create, a repeated day or port is not a failure: what comes
-// before it is stored, days and ports apart from each other.
+// Puts new children in place of the old ones. Unlike in a create, a repeated day or port is not a
+// failure: what comes before it is stored, days and ports apart from each other.
 bool replaceChildren(const ScheduleAccess& schedules, const PoeSchedule& schedule) {
   const auto stored = [](int rc) {
     return rc == SQLITE_OK || rc == SQLITE_CONSTRAINT_PRIMARYKEY || rc == SQLITE_CONSTRAINT_UNIQUE;
@@ -287,7 +295,8 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
     return rc;
   }
 
-  return replaceChildren(schedules, schedule) ? commitAndAnswer(transaction, schedule, answer) : ERR_GENERAL;
+  return replaceChildren(schedules, schedule) ? commitAndAnswer(transaction, schedule, answer)
+                                              : ERR_GENERAL;
 }
 
 constexpr const char* kScheduleDeleteSql =

@@ -7,13 +7,15 @@
 namespace {
 
 std::atomic<DaemonContext*> currentContext{nullptr};
-// Keeps a retired context reachable: nobody may free it. Atomic only so that the compiler keeps a store that nothing
-// reads.
+// Keeps a retired context reachable: nobody may free it. Atomic only so that the compiler keeps a
+// store that nothing reads.
 std::atomic<DaemonContext*> retiredContext{nullptr};
-// From here on nobody begins to use a database: whoever got its mutex after waiting for it leaves again.
+// From here on nobody begins to use a database: whoever got its mutex after waiting for it leaves
+// again.
 std::atomic<bool> isRetiring{false};
 
-// Once a stop is asked for nobody waits long for another process's lock: everybody else would wait behind him.
+// Once a stop is asked for nobody waits long for another process's lock: everybody else would wait
+// behind him.
 constexpr int kStopBusyTimeoutMs = 20;
 
 int64_t lostRun = 0;  // handed out by HistoryAccess alone, so under the history mutex

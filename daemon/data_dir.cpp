@@ -36,8 +36,8 @@ bool lockFile(int file, pid_t* holder) {
   }
 }
 
-// Gives nobody a right, so that a file that its owner made read-only stays so. Fails where there is none, and where it
-// is another user's to decide.
+// Gives nobody a right, so that a file that its owner made read-only stays so. Fails where there is
+// none, and where it is another user's to decide.
 void takeOthersRights(const char* path) {
   struct stat status {};
   if (stat(path, &status) == 0 && (status.st_mode & kPermissions & ~kPrivateMode) != 0) {
@@ -65,7 +65,8 @@ bool claimDataDir() {
   UniqueFd file(open(kLockFilePath, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, kPrivateMode));
   pid_t holder = 0;
   if (file && !lockFile(file.get(), &holder)) {
-    LOG_HERE(LOG_ERR, "another quorin_poed is running (pid %d); stop it first", static_cast<int>(holder));
+    LOG_HERE(LOG_ERR, "another quorin_poed is running (pid %d); stop it first",
+             static_cast<int>(holder));
     return false;
   }
   file.release();  // open, and so locked, until the process ends

@@ -8,7 +8,8 @@
 
 enum class StepResult : uint8_t { row, end, failure };
 
-// Prepares a statement, and steps it, as errors in the log: "<what> prepare failed: ..." and "<what> step failed: ...".
+// Prepares a statement, and steps it, as errors in the log: "<what> prepare failed: ..." and
+// "<what> step failed: ...".
 class LoggedStatement {
  public:
   LoggedStatement(const DatabaseAccess& access, const char* what, const char* sql);

@@ -29,7 +29,8 @@
 namespace {
 
 constexpr const char* kProcessName = "quorin_poed";
-constexpr mode_t kOwnerOnly = 077;  // each file that others may use is given its mode where it is made
+constexpr mode_t kOwnerOnly =
+    077;  // each file that others may use is given its mode where it is made
 constexpr size_t kStackBytes = size_t{1024} * 1024;
 constexpr mode_t kPidFileMode = 0644;
 
@@ -104,8 +105,8 @@ bool startThread(pthread_t* thread, void* (*body)(void*)) {
   return error == 0;
 }
 
-// Stop signals stay with this thread, which only waits from then on: they interrupt no work, and reach no thread that
-// is just ending.
+// Stop signals stay with this thread, which only waits from then on: they interrupt no work, and
+// reach no thread that is just ending.
 bool startThreads(DaemonThreads* threads) {
   const StopSignalBlock block;
   if (!startThread(&threads->ipcServer, ipcServerThread)) {
@@ -130,8 +131,8 @@ void joinThreads(const DaemonThreads& threads) {
   pthread_join(threads.cleanup, nullptr);
 }
 
-// Detached threads may still be working; each finds no database and no switch OS from here on, and ends with the
-// process.
+// Detached threads may still be working; each finds no database and no switch OS from here on, and
+// ends with the process.
 void tearDown() {
   openapiClientTearDown(&openApiClient);
   contextRetire();
@@ -140,15 +141,17 @@ void tearDown() {
   logClose();
 }
 
-// One heap for all threads: what a large request frees can go back to the system only from the first one.
+// One heap for all threads: what a large request frees can go back to the system only from the
+// first one.
 void setOneHeap() {
 #ifdef M_ARENA_MAX
   mallopt(M_ARENA_MAX, 1);
 #endif
 }
 
-// Hundreds of threads at a time must fit into a 32-bit board's addresses. Threads are created with default attributes,
-// so it is the default that changes; a C library without the call has small stacks of its own.
+// Hundreds of threads at a time must fit into a 32-bit board's addresses. Threads are created with
+// default attributes, so it is the default that changes; a C library without the call has small
+// stacks of its own.
 void setDefaultStack() {
 #ifdef QUORIN_HAVE_DEFAULT_STACK
   pthread_attr_t attributes;
@@ -176,10 +179,11 @@ int main() {
 
   writePidFile();
   tightenDataFiles();
-  // A failed step ends the process as it stands: whoever starts it again finds the pid file and the log as evidence.
+  // A failed step ends the process as it stands: whoever starts it again finds the pid file and the
+  // log as evidence.
   DaemonThreads threads{};
-  if (!connectSwitchOs() || !createContext() || !openStores() || !initBootDelayConfig() || !initPortLocks() ||
-      !startThreads(&threads)) {
+  if (!connectSwitchOs() || !createContext() || !openStores() || !initBootDelayConfig() ||
+      !initPortLocks() || !startThreads(&threads)) {
     return 1;
   }
 

@@ -25,4 +25,5 @@ const char kSocketPath[] = QUORIN_POED_ROOT "/var/run/quorin_poed.sock";
 const char kShowPortOutputPath[] = QUORIN_POED_ROOT "/tmp/quorin_poed_show_port";
 
 static_assert(sizeof kSocketPath <= 108, "the root is too long for a Unix-domain socket address");
-static_assert(sizeof kShowPortOutputPath <= 96, "the root is too long for the switch OS's output file");
+static_assert(sizeof kShowPortOutputPath <= 96,
+              "the root is too long for the switch OS's output file");

@@ -1,5 +1,6 @@
-// Every path that the daemon uses. All are fixed in the program, each below the compile-time prefix QUORIN_POED_ROOT
-// (empty in the product), which exists so that builds on a developer's machine and tests keep to a tree of their own.
+// Every path that the daemon uses. All are fixed in the program, each below the compile-time prefix
+// QUORIN_POED_ROOT (empty in the product), which exists so that builds on a developer's machine and
+// tests keep to a tree of their own.
 #ifndef QUORIN_DAEMON_PATHS_H
 #define QUORIN_DAEMON_PATHS_H
 

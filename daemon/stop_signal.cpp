@@ -4,7 +4,8 @@
 
 #include "daemon/daemon_context.h"
 
-static_assert(std::atomic<int32_t>::is_always_lock_free, "the stop flag is set from a signal handler");
+static_assert(std::atomic<int32_t>::is_always_lock_free,
+              "the stop flag is set from a signal handler");
 
 extern "C" void onStopSignal(int32_t) {
   DaemonContext* context = daemonContext();

@@ -12,14 +12,16 @@ namespace {
 std::string portTable;
 
 int32_t checkPort(uint32_t ifNum, void* unit) {
-  require(poePortsCheckUnit(*static_cast<int32_t*>(unit), &ifNum, 1, nullptr) == 0, "a port of another unit");
+  require(poePortsCheckUnit(*static_cast<int32_t*>(unit), &ifNum, 1, nullptr) == 0,
+          "a port of another unit");
   return 0;
 }
 
 }  // namespace
 
 // Takes the place of the simulated switch's.
-extern "C" int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle*, OpenBuffDesc*, OpenBuffDesc* path) {
+extern "C" int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle*, OpenBuffDesc*,
+                                                      OpenBuffDesc* path) {
   FILE* file = fopen(path->start, "wb");
   require(file != nullptr, "no output file");
   fwrite(portTable.data(), 1, portTable.size(), file);

@@ -15,7 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const JsonPtr tree = jsonParse(answer.c_str());
     const cJSON* ok = jsonMember(tree.get(), "ok");
     require(cJSON_IsBool(ok), "an answer says whether it is ok");
-    require(cJSON_IsTrue(ok) != cJSON_IsNumber(jsonMember(tree.get(), "error")), "an error has a code");
+    require(cJSON_IsTrue(ok) != cJSON_IsNumber(jsonMember(tree.get(), "error")),
+            "an error has a code");
   }
   forgetOften();
   return 0;

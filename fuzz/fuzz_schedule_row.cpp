@@ -1,5 +1,5 @@
-// Any strings and numbers in a schedule's row, as another program may have written them: the minute passes, nothing
-// fires twice in it, and the schedule can still be listed.
+// Any strings and numbers in a schedule's row, as another program may have written them: the minute
+// passes, nothing fires twice in it, and the schedule can still be listed.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <sqlite3.h>
 
@@ -31,8 +31,10 @@ void bindText(sqlite3_stmt* statement, int index, FuzzedDataProvider& input) {
 }
 
 void insertRow(sqlite3* db, int64_t id, FuzzedDataProvider& input) {
-  const StatementPtr row = prepareStatement(
-      db, "INSERT OR IGNORE INTO poe_schedule VALUES (?1,1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,0);");
+  const StatementPtr row =
+      prepareStatement(db,
+                       "INSERT OR IGNORE INTO poe_schedule VALUES "
+                       "(?1,1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,0);");
   require(row != nullptr, "no statement");
   sqlite3_bind_int64(row.get(), 1, id);
   for (int index = 2; index <= 9; ++index) {
@@ -42,14 +44,16 @@ void insertRow(sqlite3* db, int64_t id, FuzzedDataProvider& input) {
   for (int index = 10; index <= 14; ++index) {
     const auto number = input.ConsumeIntegral<int64_t>();
     // A sweep counts its pauses in seconds, also where they take no time.
-    sqlite3_bind_int64(row.get(), index, index == kInterPortDelayColumn ? number % kMaxPauseSec : number);
+    sqlite3_bind_int64(row.get(), index,
+                       index == kInterPortDelayColumn ? number % kMaxPauseSec : number);
   }
 
   sqlite3_step(row.get());
-  const std::string children = "INSERT OR IGNORE INTO poe_schedule_ifs VALUES (" + std::to_string(id) + ",1),(" +
-                               std::to_string(id) + "," + std::to_string(input.ConsumeIntegral<int64_t>()) +
-                               "); INSERT OR IGNORE INTO poe_schedule_days VALUES (" + std::to_string(id) + "," +
-                               std::to_string(input.ConsumeIntegralInRange(-1, 32)) + ");";
+  const std::string children =
+      "INSERT OR IGNORE INTO poe_schedule_ifs VALUES (" + std::to_string(id) + ",1),(" +
+      std::to_string(id) + "," + std::to_string(input.ConsumeIntegral<int64_t>()) +
+      "); INSERT OR IGNORE INTO poe_schedule_days VALUES (" + std::to_string(id) + "," +
+      std::to_string(input.ConsumeIntegralInRange(-1, 32)) + ");";
   executeSql(db, children.c_str());
 }
 

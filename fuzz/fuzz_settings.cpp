@@ -10,7 +10,8 @@
 namespace {
 
 bool same(const BootDelayConfig& a, const BootDelayConfig& b) {
-  return a.delaySec == b.delaySec && a.executionMode == b.executionMode && a.interPortDelaySec == b.interPortDelaySec;
+  return a.delaySec == b.delaySec && a.executionMode == b.executionMode &&
+         a.interPortDelaySec == b.interPortDelaySec;
 }
 
 BootDelayConfig settingsOf(int32_t unit) {
@@ -21,7 +22,8 @@ BootDelayConfig settingsOf(int32_t unit) {
 
 void writeSettingsFile(const uint8_t* data, size_t size) {
   FILE* file = fopen(kBootDelayConfigPath, "wb");
-  require(file != nullptr && fwrite(data, 1, size, file) == size && fclose(file) == 0, "no settings file");
+  require(file != nullptr && fwrite(data, 1, size, file) == size && fclose(file) == 0,
+          "no settings file");
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "base/detached_thread.h"
 #include "base/database.h"
+#include "base/detached_thread.h"
 #include "daemon/daemon_context.h"
 #include "tests/support/in_process.h"
 
@@ -51,7 +51,7 @@ void forgetOften() {
   }
   const ScheduleAccess schedules;
   const HistoryAccess history;
-  require(
-      executeSql(schedules.db(), "DELETE FROM poe_schedule;") && executeSql(history.db(), "DELETE FROM poe_history;"),
-      "the databases could not be emptied");
+  require(executeSql(schedules.db(), "DELETE FROM poe_schedule;") &&
+              executeSql(history.db(), "DELETE FROM poe_history;"),
+          "the databases could not be emptied");
 }

@@ -1,7 +1,8 @@
-// The daemon's insides in the fuzzer's own process: real databases and the simulated switch below a root of its own.
+// The daemon's insides in the fuzzer's own process: real databases and the simulated switch below a
+// root of its own.
 //
-// So that an input is over when its call returns, and does the same each time, sleeping takes no time here, detached
-// threads run on the caller's thread, and nothing waits for the disk.
+// So that an input is over when its call returns, and does the same each time, sleeping takes no
+// time here, detached threads run on the caller's thread, and nothing waits for the disk.
 #ifndef QUORIN_FUZZ_IN_PROCESS_H
 #define QUORIN_FUZZ_IN_PROCESS_H
 

@@ -9,9 +9,9 @@ constexpr long HISTORY_RETENTION_SEC = 2592000;  // 30 days
 // Midnight, in local time, of the day that holds now.
 time_t localMidnight(time_t now);
 
-// Thread body: purges the runs older than the retention period at once and then daily at local midnight, until a stop
-// is asked for, which it notices within 10 seconds. Takes no argument, returns null. Takes the history mutex only to
-// purge.
+// Thread body: purges the runs older than the retention period at once and then daily at local
+// midnight, until a stop is asked for, which it notices within 10 seconds. Takes no argument,
+// returns null. Takes the history mutex only to purge.
 void* cleanupThread(void* unused);
 
 #endif

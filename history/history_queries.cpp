@@ -17,8 +17,9 @@ namespace {
 constexpr size_t kTimeTextBytes = 32;
 
 // The columns of a run's row, as both queries of runs select them first.
-#define RUN_COLUMNS                                                                                       \
-  "run_id, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, inter_port_delay, " \
+#define RUN_COLUMNS                                                                     \
+  "run_id, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, " \
+  "inter_port_delay, "                                                                  \
   "error_message, started_at, completed_at, status, overall_result"
 enum RunColumn {
   kRunId,
@@ -44,7 +45,8 @@ void addUtcTime(JsonObject& object, const char* key, int64_t unixTime) {
   const auto seconds = static_cast<time_t>(unixTime);
   tm utc{};
   char text[kTimeTextBytes] = "";
-  if (gmtime_r(&seconds, &utc) == nullptr || strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
+  if (gmtime_r(&seconds, &utc) == nullptr ||
+      strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc) == 0) {
     text[0] = '\0';  // a year that no calendar time can hold
   }
   object.text(key, text);
@@ -73,9 +75,12 @@ void addSchedule(JsonObject& run, sqlite3_stmt* row) {
 
 // The members of the current row that pages and details have.
 void addRun(JsonObject& run, sqlite3_stmt* row, int32_t unit, const PortCounts& counts) {
-  run.number("runId", sqlite3_column_int64(row, kRunId)).text("triggered", columnText(row, kTrigger));
+  run.number("runId", sqlite3_column_int64(row, kRunId))
+      .text("triggered", columnText(row, kTrigger));
   addSchedule(run, row);
-  run.number("unit", unit).text("status", shownStatus(row)).text("executionMode", columnText(row, kExecutionMode));
+  run.number("unit", unit)
+      .text("status", shownStatus(row))
+      .text("executionMode", columnText(row, kExecutionMode));
 
   addUtcTime(run, "startedAt", sqlite3_column_int64(row, kStartedAt));
   if (isNull(row, kCompletedAt)) {
@@ -122,7 +127,8 @@ constexpr const char* kListPageSql = "SELECT " RUN_COLUMNS
                                      " ORDER BY started_at DESC"
                                      " LIMIT ? OFFSET ?;";
 
-int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32_t pageSize, cJSON* runs) {
+int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32_t pageSize,
+                 cJSON* runs) {
   const StatementPtr statement = history.prepare(kListPageSql);
   if (statement == nullptr) {
     return ERR_GENERAL;
@@ -213,8 +219,8 @@ JsonPtr portSteps(const HistoryAccess& history, int64_t runId) {
   return steps;
 }
 
-int32_t readOpenRuns(const HistoryAccess& history, sqlite3_stmt* statement, OpenScheduledRun* entries, int32_t capacity,
-                     bool* complete) {
+int32_t readOpenRuns(const HistoryAccess& history, sqlite3_stmt* statement,
+                     OpenScheduledRun* entries, int32_t capacity, bool* complete) {
   int32_t count = 0;
   while (count < capacity) {
     const int step = sqlite3_step(statement);

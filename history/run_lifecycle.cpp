@@ -32,7 +32,8 @@ constexpr int kRunIdParameter = 11;
 
 // Inserts the run's row, under a new id for runId 0.
 bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginRequest& request) {
-  const LoggedStatement statement(history, "history run insert", runId == 0 ? kInsertRunSql : kInsertRunWithIdSql);
+  const LoggedStatement statement(history, "history run insert",
+                                  runId == 0 ? kInsertRunSql : kInsertRunWithIdSql);
   if (!statement) {
     return false;
   }
@@ -66,7 +67,8 @@ constexpr const char* kInsertPendingPortsSql =
     "INSERT INTO poe_history_port (run_id, if_num, status, executed_at)"
     " VALUES (?, ?, 'pending', ?);";
 
-void insertPendingPorts(const HistoryAccess& history, int64_t runId, const RunBeginRequest& request) {
+void insertPendingPorts(const HistoryAccess& history, int64_t runId,
+                        const RunBeginRequest& request) {
   if (request.ifNums == nullptr || request.ifCount < 1) {
     return;
   }
@@ -82,8 +84,8 @@ void insertPendingPorts(const HistoryAccess& history, int64_t runId, const RunBe
     sqlite3_bind_int64(insert.get(), 2, request.ifNums[i]);
     sqlite3_bind_int64(insert.get(), 3, time(nullptr));
     if (sqlite3_step(insert.get()) != SQLITE_DONE) {
-      LOG_HERE(LOG_WARNING, "pre-populate port row ifNum=%d failed: %s", static_cast<int>(request.ifNums[i]),
-               history.error());
+      LOG_HERE(LOG_WARNING, "pre-populate port row ifNum=%d failed: %s",
+               static_cast<int>(request.ifNums[i]), history.error());
     }
   }
 }
@@ -98,16 +100,19 @@ bool deleteRun(const HistoryAccess& history, int64_t runId) {
     sqlite3_bind_int64(statement.get(), 1, runId);
   }
   if (statement == nullptr || sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "history run %lld delete failed: %s", static_cast<long long>(runId), history.error());
+    LOG_HERE(LOG_ERR, "history run %lld delete failed: %s", static_cast<long long>(runId),
+             history.error());
     return false;
   }
   return true;
 }
 
-// A run whose begin could not be committed is gone, but its id is with an executor. No later run may get that id, or
-// the executor would record into it: a new run that did is inserted again behind it, which, unlike an update of its id,
-// also makes SQLite count on from there. Returns the new run's id, or -1 (logged).
-int64_t claimFreshRunId(const HistoryAccess& history, int64_t insertedId, const RunBeginRequest& request) {
+// A run whose begin could not be committed is gone, but its id is with an executor. No later run
+// may get that id, or the executor would record into it: a new run that did is inserted again
+// behind it, which, unlike an update of its id, also makes SQLite count on from there. Returns the
+// new run's id, or -1 (logged).
+int64_t claimFreshRunId(const HistoryAccess& history, int64_t insertedId,
+                        const RunBeginRequest& request) {
   if (insertedId > history.lostRunId()) {
     return insertedId;
   }
@@ -134,10 +139,11 @@ int64_t runBegin(const HistoryAccess& history, const RunBeginRequest& request) {
   insertPendingPorts(history, runId, request);
   const bool nothingToCommit = !begun && sqlite3_get_autocommit(history.db()) != 0;
   if (!nothingToCommit && !transaction.commit()) {
-    // As on a full disk. The action goes on all the same: the ports come first, their record second.
+    // As on a full disk. The action goes on all the same: the ports come first, their record
+    // second.
     history.setLostRunId(std::max(history.lostRunId(), runId));
-    LOG_HERE(LOG_ERR, "history COMMIT failed, run %lld goes unrecorded: %s", static_cast<long long>(runId),
-             history.error());
+    LOG_HERE(LOG_ERR, "history COMMIT failed, run %lld goes unrecorded: %s",
+             static_cast<long long>(runId), history.error());
   }
 
   return runId;
@@ -158,7 +164,8 @@ RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
   switch (statement.step()) {
     case StepResult::row: {
       const char* status = columnText(statement.get(), 0);
-      return status != nullptr && strcmp(status, "running") == 0 ? RunState::running : RunState::notRunning;
+      return status != nullptr && strcmp(status, "running") == 0 ? RunState::running
+                                                                 : RunState::notRunning;
     }
     case StepResult::end:
       return RunState::notRunning;
@@ -173,8 +180,8 @@ constexpr const char* kPortRecordSql =
     "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, error_msg, executed_at)"
     " VALUES (?, ?, ?, ?, ?);";
 
-int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t outcome,
-                         const char* error, int64_t executedAt) {
+int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t ifNum,
+                         int32_t outcome, const char* error, int64_t executedAt) {
   const LoggedStatement statement(history, "port record", kPortRecordSql);
   if (!statement) {
     return ERR_GENERAL;
@@ -186,22 +193,22 @@ int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t i
   bindTextOrNull(statement.get(), 4, error);
   sqlite3_bind_int64(statement.get(), 5, executedAt);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "port record step failed (run %lld ifNum %d): %s", static_cast<long long>(runId),
-             static_cast<int>(ifNum), history.error());
+    LOG_HERE(LOG_ERR, "port record step failed (run %lld ifNum %d): %s",
+             static_cast<long long>(runId), static_cast<int>(ifNum), history.error());
     return ERR_GENERAL;
   }
 
   return RESULT_OK;
 }
 
-int32_t portRecordIfRunning(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t outcome,
-                            const char* error, int64_t executedAt) {
+int32_t portRecordIfRunning(const HistoryAccess& history, int64_t runId, uint32_t ifNum,
+                            int32_t outcome, const char* error, int64_t executedAt) {
   switch (runIsRunningLocked(history, runId)) {
     case RunState::running:
       return portRecordLocked(history, runId, ifNum, outcome, error, executedAt);
     case RunState::notRunning:
-      LOG_HERE(LOG_WARNING, "port record refused: run %lld is not running (ifNum=%d)", static_cast<long long>(runId),
-               static_cast<int>(ifNum));
+      LOG_HERE(LOG_WARNING, "port record refused: run %lld is not running (ifNum=%d)",
+               static_cast<long long>(runId), static_cast<int>(ifNum));
       return ERR_GENERAL;
     case RunState::checkError:
       break;
@@ -233,8 +240,8 @@ constexpr const char* kRunFinishSql =
     " WHERE run_id=?"
     " AND status='running';";
 
-int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t result, const char* error,
-                        int64_t completedAt) {
+int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t result,
+                        const char* error, int64_t completedAt) {
   const LoggedStatement statement(history, "run finish", kRunFinishSql);
   if (!statement) {
     return ERR_GENERAL;
@@ -246,11 +253,13 @@ int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t res
   bindTextOrNull(statement.get(), 4, error);
   sqlite3_bind_int64(statement.get(), 5, runId);
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
-    LOG_HERE(LOG_ERR, "run %lld finish step failed: %s", static_cast<long long>(runId), history.error());
+    LOG_HERE(LOG_ERR, "run %lld finish step failed: %s", static_cast<long long>(runId),
+             history.error());
     return ERR_GENERAL;
   }
   if (sqlite3_changes(history.db()) == 0) {
-    LOG_HERE(LOG_WARNING, "run %lld finish skipped: run is not in 'running' state", static_cast<long long>(runId));
+    LOG_HERE(LOG_WARNING, "run %lld finish skipped: run is not in 'running' state",
+             static_cast<long long>(runId));
     return ERR_NOT_FOUND;
   }
 
@@ -272,7 +281,8 @@ void failPortsWithoutOutcome(const HistoryAccess& history, int64_t runId) {
   statement.run();
 }
 
-int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char* error, int64_t completedAt) {
+int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char* error,
+                         int64_t completedAt) {
   PortCounts counts;
   const int32_t rc = countPorts(history, runId, &counts);
   const int32_t recorded = counts.success + counts.failed + counts.skipped;
@@ -286,8 +296,8 @@ int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char
   if (rc != RESULT_OK || counts.total == 0 || recorded == 0) {
     LOG_HERE(LOG_ERR, "run %lld: no port outcomes readable (rc=%d total=%d); finishing as failed",
              static_cast<long long>(runId), rc, counts.total);
-    return runFinishLocked(history, runId, RUN_RESULT_FAILED, error != nullptr ? error : "no port outcomes recorded",
-                           completedAt);
+    return runFinishLocked(history, runId, RUN_RESULT_FAILED,
+                           error != nullptr ? error : "no port outcomes recorded", completedAt);
   }
 
   const RunResult result = historyResultFromCounts(counts);
@@ -326,7 +336,8 @@ int32_t forceFailPorts(const HistoryAccess& history, int64_t runId, const char* 
   return statement.run() ? RESULT_OK : ERR_GENERAL;
 }
 
-int32_t forceFailSteps(const HistoryAccess& history, Transaction& transaction, int64_t runId, const char* error) {
+int32_t forceFailSteps(const HistoryAccess& history, Transaction& transaction, int64_t runId,
+                       const char* error) {
   int32_t rc = forceFailPorts(history, runId, error);
   if (rc == RESULT_OK) {
     rc = runFinishLocked(history, runId, RUN_RESULT_FAILED, error, time(nullptr));
@@ -348,12 +359,15 @@ int64_t historyRunBegin(const RunBeginRequest* request) {
   return history ? runBegin(history, *request) : -1;
 }
 
-int32_t historyPortRecord(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt) {
+int32_t historyPortRecord(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
+                          int64_t executedAt) {
   const HistoryAccess history;
-  return history ? portRecordIfRunning(history, runId, ifNum, outcome, error, executedAt) : ERR_GENERAL;
+  return history ? portRecordIfRunning(history, runId, ifNum, outcome, error, executedAt)
+                 : ERR_GENERAL;
 }
 
-int32_t historyPortRecordWorst(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt) {
+int32_t historyPortRecordWorst(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
+                               int64_t executedAt) {
   const HistoryAccess history;
   if (!history) {
     return ERR_GENERAL;
@@ -383,12 +397,14 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
 
   const RunState state = runIsRunningLocked(history, runId);
   if (state == RunState::notRunning) {
-    LOG_HERE(LOG_WARNING, "success->pending reset refused: run %lld is not running", static_cast<long long>(runId));
+    LOG_HERE(LOG_WARNING, "success->pending reset refused: run %lld is not running",
+             static_cast<long long>(runId));
   }
   if (state != RunState::running) {
     return ERR_GENERAL;
   }
-  const LoggedStatement statement(history, "success->pending reset", kPortsResetSuccessToPendingSql);
+  const LoggedStatement statement(history, "success->pending reset",
+                                  kPortsResetSuccessToPendingSql);
   if (!statement) {
     return ERR_GENERAL;
   }

@@ -1,6 +1,6 @@
-// The words of the history: what started a run, what it does, how it ended. The numbers travel between modules, the
-// strings are stored in the database and shown in answers. Enumerations hold what comes from outside: any 32-bit value
-// may occur.
+// The words of the history: what started a run, what it does, how it ended. The numbers travel
+// between modules, the strings are stored in the database and shown in answers. Enumerations hold
+// what comes from outside: any 32-bit value may occur.
 #ifndef QUORIN_HISTORY_RUN_VOCABULARY_H
 #define QUORIN_HISTORY_RUN_VOCABULARY_H
 
@@ -43,8 +43,8 @@ struct PortCounts {
 // Adds one port with its outcome to the counts.
 void countOutcome(int32_t outcome, PortCounts* counts);
 
-// Strings for values; all are constants. Values outside the enumerations read as "scheduled", null, "success" and
-// "failed".
+// Strings for values; all are constants. Values outside the enumerations read as "scheduled", null,
+// "success" and "failed".
 const char* runTriggerText(int32_t trigger);
 const char* poeActionText(int32_t action);  // null when there is none
 const char* runResultText(int32_t result);
@@ -53,14 +53,16 @@ const char* portOutcomeText(int32_t outcome);
 // The run status that goes with a result: "aborted" or "completed".
 const char* runStatusText(int32_t result);
 
-// How bad an outcome is, for keeping the worst of several: 1 success and not-applicable, 2 skipped, 3 failed. Skipped
-// ranks worse than success so that a port that was skipped once in a run shows it.
+// How bad an outcome is, for keeping the worst of several: 1 success and not-applicable, 2 skipped,
+// 3 failed. Skipped ranks worse than success so that a port that was skipped once in a run shows
+// it.
 int32_t portOutcomeRank(int32_t outcome);
 // The rank of a stored state: 0 for null and "pending", 1 for any text without a rank of its own.
 int32_t portStateRank(const char* stateOrNull);
 
-// The overall result of a run of total ports: partial when some failed and some succeeded, failed when some failed and
-// none succeeded or when every port was skipped, success otherwise, for a run without ports too.
+// The overall result of a run of total ports: partial when some failed and some succeeded, failed
+// when some failed and none succeeded or when every port was skipped, success otherwise, for a run
+// without ports too.
 RunResult historyResultFromCounts(int32_t total, int32_t success, int32_t failed, int32_t skipped);
 RunResult historyResultFromCounts(const PortCounts& counts);
 

@@ -8,8 +8,10 @@
 
 namespace {
 
-// Reads a number from 0 to limit; a missing key leaves *value as it is only when the parameter is optional.
-bool readSeconds(const cJSON* params, const char* key, bool optional, uint32_t limit, uint32_t* value) {
+// Reads a number from 0 to limit; a missing key leaves *value as it is only when the parameter is
+// optional.
+bool readSeconds(const cJSON* params, const char* key, bool optional, uint32_t limit,
+                 uint32_t* value) {
   const cJSON* member = jsonMember(params, key);
   if (member == nullptr) {
     return optional;
@@ -17,7 +19,8 @@ bool readSeconds(const cJSON* params, const char* key, bool optional, uint32_t l
   if (!cJSON_IsNumber(member)) {
     return false;
   }
-  *value = static_cast<uint32_t>(jsonToInt32(member->valuedouble));  // a negative number is far too large
+  *value = static_cast<uint32_t>(
+      jsonToInt32(member->valuedouble));  // a negative number is far too large
   return *value <= limit;
 }
 
@@ -57,9 +60,10 @@ int32_t rpcBootDelayGet(const cJSON* params, JsonPtr* result) {
 int32_t rpcBootDelaySet(const cJSON* params, JsonPtr*) {
   int32_t unit = 0;
   BootDelayConfig config;
-  const bool valid =
-      rpcUnitParam(params, &unit) && readSeconds(params, "delaySec", false, kMaxBootDelaySec, &config.delaySec) &&
-      readMode(params, &config.executionMode) &&
-      readSeconds(params, "interPortDelaySec", true, kMaxBootInterPortDelaySec, &config.interPortDelaySec);
+  const bool valid = rpcUnitParam(params, &unit) &&
+                     readSeconds(params, "delaySec", false, kMaxBootDelaySec, &config.delaySec) &&
+                     readMode(params, &config.executionMode) &&
+                     readSeconds(params, "interPortDelaySec", true, kMaxBootInterPortDelaySec,
+                                 &config.interPortDelaySec);
   return valid ? bootDelayConfigSet(unit, &config) : ERR_INVALID_ARG;
 }

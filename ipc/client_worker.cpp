@@ -60,7 +60,8 @@ struct Response {
   JsonPtr result;
 };
 
-// Gives memory that a large tree or text took back to the system; the allocator alone would keep it.
+// Gives memory that a large tree or text took back to the system; the allocator alone would keep
+// it.
 void returnFreedMemory() {
 #ifdef QUORIN_HAVE_MALLOC_TRIM
   malloc_trim(0);
@@ -68,7 +69,8 @@ void returnFreedMemory() {
 }
 
 int32_t refuseMethod(const char* nameOrNull) {
-  const std::string name = nameOrNull != nullptr ? printableUtf8(nameOrNull, kMaxLoggedNameBytes) : "(null)";
+  const std::string name =
+      nameOrNull != nullptr ? printableUtf8(nameOrNull, kMaxLoggedNameBytes) : "(null)";
   LOG_HERE(LOG_WARNING, "unknown RPC method: %s", name.c_str());
   return ERR_UNSUPPORTED;
 }
@@ -118,7 +120,8 @@ JsonTextPtr printAndFree(JsonPtr result) {
 }  // namespace
 
 void sendResponse(int connection, int32_t code, JsonPtr result) {
-  const std::string envelope = code == RESULT_OK ? R"({"ok":true)" : R"({"ok":false,"error":)" + std::to_string(code);
+  const std::string envelope =
+      code == RESULT_OK ? R"({"ok":true)" : R"({"ok":false,"error":)" + std::to_string(code);
   if (result == nullptr) {
     sendAll(connection, {envelope, "}\n"});
     return;
@@ -128,7 +131,10 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
   JsonTextPtr text = printAndFree(std::move(result));
   const size_t bytes = text != nullptr ? strlen(text.get()) : 0;
   if (text != nullptr && held.resize(bytes)) {
-    sendAll(connection, {envelope, R"(,"result":)", {text.get(), bytes}, "}\n"});  // a client that has gone needs none
+    sendAll(connection, {envelope,
+                         R"(,"result":)",
+                         {text.get(), bytes},
+                         "}\n"});  // a client that has gone needs none
   }
 
   text.reset();

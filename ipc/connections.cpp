@@ -15,7 +15,8 @@ struct Connection {
 };
 
 Mutex connectionsMutex;
-Connection connections[kMaxConnections] GUARDED_BY(connectionsMutex);  // the first connectionCount are in use
+Connection connections[kMaxConnections] GUARDED_BY(
+    connectionsMutex);  // the first connectionCount are in use
 int32_t connectionCount GUARDED_BY(connectionsMutex) = 0;
 uint64_t heardCount GUARDED_BY(connectionsMutex) = 0;
 
@@ -35,7 +36,8 @@ Connection* findToLeave() REQUIRES(connectionsMutex) {
     if (connection.stage == Stage::leaving) {
       return nullptr;
     }
-    const bool isSilentLonger = longestSilent == nullptr || connection.lastHeard < longestSilent->lastHeard;
+    const bool isSilentLonger =
+        longestSilent == nullptr || connection.lastHeard < longestSilent->lastHeard;
     if (connection.stage == Stage::reading && isSilentLonger) {
       longestSilent = &connection;
     }

@@ -1,17 +1,17 @@
-// What clients make the daemon hold in memory: requests that are not complete or not yet read as JSON, and answers that
-// are not sent.
+// What clients make the daemon hold in memory: requests that are not complete or not yet read as
+// JSON, and answers that are not sent.
 #ifndef QUORIN_IPC_HELD_BYTES_H
 #define QUORIN_IPC_HELD_BYTES_H
 
 #include <cstddef>
 
 constexpr size_t kMaxHeldBytes = size_t{32} * 1024 * 1024;  // of all connections together
-// Each connection may hold this much whatever the others do, so that small requests are always served. It is set aside
-// for all of them.
+// Each connection may hold this much whatever the others do, so that small requests are always
+// served. It is set aside for all of them.
 constexpr size_t kFreeBytes = size_t{4} * 1024;
 
-// One connection's part of it, given back at the end of its life. A connection has one at a time that is not 0. Any
-// thread; no lock.
+// One connection's part of it, given back at the end of its life. A connection has one at a time
+// that is not 0. Any thread; no lock.
 class HeldBytes {
  public:
   HeldBytes() = default;
@@ -19,7 +19,8 @@ class HeldBytes {
   HeldBytes(const HeldBytes&) = delete;
   HeldBytes& operator=(const HeldBytes&) = delete;
 
-  // Sets this part. False, with nothing changed, when all parts together might get above kMaxHeldBytes.
+  // Sets this part. False, with nothing changed, when all parts together might get above
+  // kMaxHeldBytes.
   bool resize(size_t bytes);
 
  private:

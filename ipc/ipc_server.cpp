@@ -61,7 +61,8 @@ UniqueFd openListener() {
 void serveConnection(UniqueFd connection) {
   const int descriptor = connection.get();
   connectionAdd(descriptor);
-  if (startDetachedThread(clientWorker, reinterpret_cast<void*>(static_cast<intptr_t>(descriptor))) != 0) {
+  if (startDetachedThread(clientWorker,
+                          reinterpret_cast<void*>(static_cast<intptr_t>(descriptor))) != 0) {
     LOG_HERE(LOG_ERR, "client worker create failed: %s", strerror(errno));
     connectionRemove(descriptor);
     return;

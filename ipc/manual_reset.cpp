@@ -60,16 +60,17 @@ int32_t resolvePorts(int32_t unit, const cJSON* request, std::vector<uint32_t>* 
   }
   *ifNums = readGivenPorts(given);
   uint32_t badIfNum = 0;
-  if (poePortsCheckUnit(unit, ifNums->data(), static_cast<int32_t>(ifNums->size()), &badIfNum) != 0) {
-    LOG_HERE(LOG_WARNING, "manual-reset: ifNum %d does not belong to unit %d — rejecting", static_cast<int>(badIfNum),
-             unit);
+  if (poePortsCheckUnit(unit, ifNums->data(), static_cast<int32_t>(ifNums->size()), &badIfNum) !=
+      0) {
+    LOG_HERE(LOG_WARNING, "manual-reset: ifNum %d does not belong to unit %d — rejecting",
+             static_cast<int>(badIfNum), unit);
     return ERR_INVALID_ARG;
   }
   return RESULT_OK;
 }
 
-// Begins the run and starts its executor. Returns the run's id, or 0 when either fails, and once a stop is asked for:
-// the end of the process might leave the ports dark.
+// Begins the run and starts its executor. Returns the run's id, or 0 when either fails, and once a
+// stop is asked for: the end of the process might leave the ports dark.
 int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNums) {
   if (stopRequested()) {
     return 0;

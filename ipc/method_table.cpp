@@ -9,10 +9,12 @@
 #include "ipc/sensors_method.h"
 
 const RpcMethod rpcMethodTable[] = {
-    {"schedule.list", rpcScheduleList},     {"schedule.create", rpcScheduleCreate}, {"schedule.get", rpcScheduleGet},
-    {"schedule.update", rpcScheduleUpdate}, {"schedule.delete", rpcScheduleDelete}, {"history.list", rpcHistoryList},
-    {"history.detail", rpcHistoryDetail},   {"manual.reset", rpcManualReset},       {"sensors.all", rpcSensorsAll},
-    {"bootdelay.get", rpcBootDelayGet},     {"bootdelay.set", rpcBootDelaySet},     {nullptr, nullptr},
+    {"schedule.list", rpcScheduleList},     {"schedule.create", rpcScheduleCreate},
+    {"schedule.get", rpcScheduleGet},       {"schedule.update", rpcScheduleUpdate},
+    {"schedule.delete", rpcScheduleDelete}, {"history.list", rpcHistoryList},
+    {"history.detail", rpcHistoryDetail},   {"manual.reset", rpcManualReset},
+    {"sensors.all", rpcSensorsAll},         {"bootdelay.get", rpcBootDelayGet},
+    {"bootdelay.set", rpcBootDelaySet},     {nullptr, nullptr},
 };
 
 RpcHandler rpcFindMethod(const char* name) {

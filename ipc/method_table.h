@@ -6,8 +6,9 @@
 
 #include "base/json.h"
 
-// Carries out one method. params may be null; *result starts empty and may be filled whatever the code. Returns a
-// result code, which goes to the client unchanged. Runs on the connection's worker thread, holding no lock.
+// Carries out one method. params may be null; *result starts empty and may be filled whatever the
+// code. Returns a result code, which goes to the client unchanged. Runs on the connection's worker
+// thread, holding no lock.
 using RpcHandler = int32_t (*)(const cJSON* params, JsonPtr* result);
 
 struct RpcMethod {

@@ -41,15 +41,18 @@ bool reserve(size_t bytes, HeldBytes* held, std::string* request) {
 bool readRequest(int connection, HeldBytes* held, std::string* request) {
   char chunk[kChunkBytes];
   for (;;) {
-    // Looking first and then taking just what belongs to the request spares a system call for every byte.
+    // Looking first and then taking just what belongs to the request spares a system call for every
+    // byte.
     const ssize_t waiting = receive(connection, chunk, sizeof chunk, MSG_PEEK);
     if (waiting <= 0) {
       return waiting == 0 && !request->empty();
     }
     connectionHeard(connection);
 
-    const auto* newline = static_cast<const char*>(memchr(chunk, '\n', static_cast<size_t>(waiting)));
-    const size_t textBytes = newline != nullptr ? static_cast<size_t>(newline - chunk) : static_cast<size_t>(waiting);
+    const auto* newline =
+        static_cast<const char*>(memchr(chunk, '\n', static_cast<size_t>(waiting)));
+    const size_t textBytes =
+        newline != nullptr ? static_cast<size_t>(newline - chunk) : static_cast<size_t>(waiting);
     if (!reserve(request->size() + textBytes, held, request)) {
       return false;
     }

@@ -33,7 +33,8 @@ int32_t rpcScheduleCreate(const cJSON* params, JsonPtr* result) {
 
 int32_t rpcScheduleGet(const cJSON* params, JsonPtr* result) {
   ScheduleParams read;
-  return readScheduleParams(params, &read) ? scheduleGet(read.unit, read.scheduleId, result) : ERR_INVALID_ARG;
+  return readScheduleParams(params, &read) ? scheduleGet(read.unit, read.scheduleId, result)
+                                           : ERR_INVALID_ARG;
 }
 
 int32_t rpcScheduleUpdate(const cJSON* params, JsonPtr* result) {
@@ -47,5 +48,6 @@ int32_t rpcScheduleUpdate(const cJSON* params, JsonPtr* result) {
 
 int32_t rpcScheduleDelete(const cJSON* params, JsonPtr*) {
   ScheduleParams read;
-  return readScheduleParams(params, &read) ? scheduleDelete(read.unit, read.scheduleId) : ERR_INVALID_ARG;
+  return readScheduleParams(params, &read) ? scheduleDelete(read.unit, read.scheduleId)
+                                           : ERR_INVALID_ARG;
 }

@@ -16,8 +16,8 @@ constexpr size_t kLevelFileBytes = 4;
 constexpr mode_t kLevelFileMode = 0666;
 constexpr char kDefaultLevel = '6';
 
-// Where the level is read; null without a level file. A mapping is never removed: a detached thread may be about to
-// read it while the log is closed.
+// Where the level is read; null without a level file. A mapping is never removed: a detached thread
+// may be about to read it while the log is closed.
 std::atomic<char*> levelPage{nullptr};
 std::atomic<char*> lastMapping{nullptr};
 std::atomic<int> levelDescriptor{-1};
@@ -28,9 +28,10 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// A shell that writes the level file first truncates it to nothing, and reading a mapped page behind a file's end
-// raises SIGBUS. Giving the file its four bytes back makes the page readable again, and the interrupted read goes on.
-// On a full disk there is no block for them: then an empty page takes the file's place, which reads as level 6.
+// A shell that writes the level file first truncates it to nothing, and reading a mapped page
+// behind a file's end raises SIGBUS. Giving the file its four bytes back makes the page readable
+// again, and the interrupted read goes on. On a full disk there is no block for them: then an empty
+// page takes the file's place, which reads as level 6.
 void onBusError(int signalNumber, siginfo_t* info, void*) {
   char* page = lastMapping.load();
   const char* address = static_cast<const char*>(info->si_addr);
@@ -40,11 +41,13 @@ void onBusError(int signalNumber, siginfo_t* info, void*) {
   }
 
   constexpr int kEmptyPage = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
-  if (isLevelRead && mmap(page, kLevelFileBytes, PROT_READ | PROT_WRITE, kEmptyPage, -1, 0) != MAP_FAILED) {
+  if (isLevelRead &&
+      mmap(page, kLevelFileBytes, PROT_READ | PROT_WRITE, kEmptyPage, -1, 0) != MAP_FAILED) {
     return;
   }
 
-  // Somebody else's fault: the interrupted instruction meets it again, a signal that was sent is sent once more.
+  // Somebody else's fault: the interrupted instruction meets it again, a signal that was sent is
+  // sent once more.
   sigaction(signalNumber, &nextInLine, nullptr);
   if (info->si_code <= 0) {
     raise(signalNumber);

@@ -45,9 +45,11 @@ const char* levelName(int32_t level) {
   return level >= 0 && level < kNames ? kLevelNames[level] : "";
 }
 
-// The log file for appending, or null. /tmp is everybody's: only a file of this user or of root is written to.
+// The log file for appending, or null. /tmp is everybody's: only a file of this user or of root is
+// written to.
 FILE* openLogStream() {
-  UniqueFd file = openOrMakePlainFile(logPaths.file, O_RDWR | O_APPEND, FileOwner::selfOrRoot, kLogFileMode);
+  UniqueFd file =
+      openOrMakePlainFile(logPaths.file, O_RDWR | O_APPEND, FileOwner::selfOrRoot, kLogFileMode);
   return streamOf(std::move(file), "a+").release();
 }
 
@@ -128,8 +130,9 @@ void formatTimestamp(char* text, size_t size) {
   if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
     return;
   }
-  snprintf(text, size, "%04d-%02d-%02d %02d:%02d:%02d.%03ld", local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,
-           local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / kNsPerMs);
+  snprintf(text, size, "%04d-%02d-%02d %02d:%02d:%02d.%03ld", local.tm_year + 1900,
+           local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+           now.tv_nsec / kNsPerMs);
 }
 
 int printPrefix(FILE* stream, int32_t level) {
@@ -144,8 +147,8 @@ int printPrefix(FILE* stream, int32_t level) {
 }
 
 // Returns the bytes written.
-__attribute__((format(printf, 3, 0))) int logWriteRecord(FILE* stream, int32_t level, const char* format,
-                                                         va_list arguments) {
+__attribute__((format(printf, 3, 0))) int logWriteRecord(FILE* stream, int32_t level,
+                                                         const char* format, va_list arguments) {
   const int prefixBytes = printPrefix(stream, level);
   const int messageBytes = vfprintf(stream, format, arguments);
   return (prefixBytes > 0 ? prefixBytes : 0) + (messageBytes > 0 ? messageBytes : 0);
@@ -169,13 +172,15 @@ void rotateLogFile() REQUIRES(fileMutex) {
   fclose(logFile);
   logFile = openLogStream();
   bytesWritten = 0;
-  // Better no older records than a file that grows for ever behind something that can't be replaced.
+  // Better no older records than a file that grows for ever behind something that can't be
+  // replaced.
   if (!moved && logFile != nullptr && ftruncate(fileno(logFile), 0) != 0) {
     bytesWritten = kMaxLogFileBytes;  // the next record tries again
   }
 }
 
-__attribute__((format(printf, 2, 0))) void writeToFile(int32_t level, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void writeToFile(int32_t level, const char* format,
+                                                       va_list arguments) {
   const MutexLock lock(fileMutex);
   if (logFile == nullptr) {
     logWriteRecord(stdout, level, format, arguments);

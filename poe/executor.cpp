@@ -37,8 +37,8 @@ struct OwnedJob {
   }
 };
 
-// Counts a manual reset's executor for as long as the job lives; false when there are too many. Schedules are not
-// bounded: what fires is carried out.
+// Counts a manual reset's executor for as long as the job lives; false when there are too many.
+// Schedules are not bounded: what fires is carried out.
 bool countExecutor(OwnedJob* owned) {
   if (owned->job.trigger != RUN_TRIGGER_MANUAL) {
     return true;
@@ -60,9 +60,11 @@ bool switchPort(uint32_t ifNum, int32_t enable) {
   return poePortSwitch(ifNum, enable) == OPENCLT_OK;
 }
 
-using RecordPort = int32_t (*)(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error, int64_t executedAt);
+using RecordPort = int32_t (*)(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
+                               int64_t executedAt);
 
-void recordAndCount(const PoeActionJob& job, uint32_t ifNum, PortResult result, RecordPort record, PortCounts* counts) {
+void recordAndCount(const PoeActionJob& job, uint32_t ifNum, PortResult result, RecordPort record,
+                    PortCounts* counts) {
   record(job.runId, ifNum, result.outcome, result.error, time(nullptr));
   countOutcome(result.outcome, counts);
 }
@@ -109,10 +111,12 @@ PortResult switchOnAgain(const BatchPort& port) {
   if (!port.switchedOff) {
     return {PORT_FAILED, "power_off failed"};
   }
-  return switchPort(port.ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
+  return switchPort(port.ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess
+                                                      : PortResult{PORT_FAILED, "power_on failed"};
 }
 
-void switchAllOnAgain(const PoeActionJob& job, const std::vector<BatchPort>& ports, PortCounts* counts) {
+void switchAllOnAgain(const PoeActionJob& job, const std::vector<BatchPort>& ports,
+                      PortCounts* counts) {
   size_t stillDark = 0;
   for (const BatchPort& port : ports) {
     stillDark += port.switchedOff ? 1 : 0;
@@ -173,15 +177,18 @@ PortResult restartPort(const PoeActionJob& job, uint32_t ifNum) {
     return {PORT_FAILED, "power_off failed"};
   }
   sleepSeconds(job.offTimeSec);
-  return switchPort(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_on failed"};
+  return switchPort(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess
+                                                 : PortResult{PORT_FAILED, "power_on failed"};
 }
 
 PortResult actOnPort(const PoeActionJob& job, uint32_t ifNum) {
   switch (job.action) {
     case POE_ACTION_POWER_ON:
-      return switchPort(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess : PortResult{PORT_FAILED, "hardware error"};
+      return switchPort(ifNum, OPENCLT_ADMIN_ENABLE) ? kPortSuccess
+                                                     : PortResult{PORT_FAILED, "hardware error"};
     case POE_ACTION_POWER_OFF:
-      return switchPort(ifNum, OPENCLT_ADMIN_DISABLE) ? kPortSuccess : PortResult{PORT_FAILED, "power_off failed"};
+      return switchPort(ifNum, OPENCLT_ADMIN_DISABLE) ? kPortSuccess
+                                                      : PortResult{PORT_FAILED, "power_off failed"};
     default:
       return restartPort(job, ifNum);
   }
@@ -190,7 +197,8 @@ PortResult actOnPort(const PoeActionJob& job, uint32_t ifNum) {
 void runOnePortAtATime(const PoeActionJob& job) {
   const RecordPort record = job.keepRunOpen != 0 ? historyPortRecordWorst : historyPortRecord;
   // Ports that go dark need no spacing; only power that comes back draws an inrush.
-  const bool paced = job.action != POE_ACTION_POWER_OFF && job.executionMode == EXECUTION_SEQUENTIAL;
+  const bool paced =
+      job.action != POE_ACTION_POWER_OFF && job.executionMode == EXECUTION_SEQUENTIAL;
   PortCounts counts;
   for (int32_t i = 0; i < job.ifNumCount; ++i) {
     const uint32_t ifNum = job.ifNums[i];
@@ -261,8 +269,8 @@ int32_t poeActionSpawn(const PoeActionJob* job) {
   std::unique_ptr<OwnedJob> owned = copyJob(*job);
   const int error = owned != nullptr ? startExecutor(owned.get()) : ENOMEM;
   if (error != 0) {
-    LOG_HERE(LOG_ERR, "run %lld: executor could not be started: %s", static_cast<long long>(job->runId),
-             strerror(error));
+    LOG_HERE(LOG_ERR, "run %lld: executor could not be started: %s",
+             static_cast<long long>(job->runId), strerror(error));
     return -1;
   }
   (void)owned.release();  // the thread's now

@@ -4,6 +4,7 @@
 
 bool poeReadingsGet(int32_t unit, uint32_t ifNum, PoeReadings* readings) {
   *readings = PoeReadings{};
-  return rpcclt_openapiPoePsePortSensorsGet(&openApiClient, unit, ifNum, &readings->powerMw, &readings->currentMa,
-                                            &readings->voltageMv, &readings->temperature) == OPENCLT_OK;
+  return rpcclt_openapiPoePsePortSensorsGet(&openApiClient, unit, ifNum, &readings->powerMw,
+                                            &readings->currentMa, &readings->voltageMv,
+                                            &readings->temperature) == OPENCLT_OK;
 }

@@ -47,14 +47,15 @@ LineKind parsePortLine(const char* line, char (&name)[kPortNameBytes], int32_t* 
     const bool isEmpty = line[0] == '\n' || line[0] == '\r' || line[0] == '\0';
     return isEmpty ? LineKind::tableEnd : LineKind::other;
   }
-  const int length = count == 3 ? snprintf(name, sizeof name, "%d/%d/%d", numbers[0], numbers[1], numbers[2])
-                                : snprintf(name, sizeof name, "%d/%d", numbers[0], numbers[1]);
+  const int length =
+      count == 3 ? snprintf(name, sizeof name, "%d/%d/%d", numbers[0], numbers[1], numbers[2])
+                 : snprintf(name, sizeof name, "%d/%d", numbers[0], numbers[1]);
   *unit = count == 3 ? numbers[0] : 1;
   return length < static_cast<int>(sizeof name) ? LineKind::port : LineKind::other;
 }
 
-// The port table that the switch OS wrote: the service, as root, or the client library, as this user. Null when there
-// is none that can be trusted.
+// The port table that the switch OS wrote: the service, as root, or the client library, as this
+// user. Null when there is none that can be trusted.
 FilePtr openPortTable() {
   return streamOf(openPlainFile(kShowPortOutputPath, O_RDONLY, FileOwner::selfOrRoot), "r");
 }
@@ -125,7 +126,8 @@ void forEachPhysicalIntf(int32_t unit, PortCallback callback, void* argument) {
   }
 
   const MutexLock lock(showPortLock);
-  if (cliShowExecuteToFile(&openApiClient, "show port status all", kShowPortOutputPath) != RESULT_OK) {
+  if (cliShowExecuteToFile(&openApiClient, "show port status all", kShowPortOutputPath) !=
+      RESULT_OK) {
     LOG_HERE(LOG_ERR, "forEachPhysicalIntf: cliShowExecuteToFile failed");
     return;
   }

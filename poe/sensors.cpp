@@ -67,8 +67,8 @@ void addAdminMode(JsonObject& port, PortQuery query) {
 
 void addPowerClass(JsonObject& port, PortQuery query) {
   uint32_t powerClass = 0;
-  const int32_t rc =
-      rpcclt_openapiPoePsePortPowerClassificationsGet(&openApiClient, query.unit, query.ifNum, &powerClass);
+  const int32_t rc = rpcclt_openapiPoePsePortPowerClassificationsGet(&openApiClient, query.unit,
+                                                                     query.ifNum, &powerClass);
   if (rc == OPENCLT_OK) {
     char text[16];
     snprintf(text, sizeof text, "%u", static_cast<unsigned>(powerClass));
@@ -78,7 +78,8 @@ void addPowerClass(JsonObject& port, PortQuery query) {
 
 void addPowerLimit(JsonObject& port, PortQuery query) {
   uint32_t limitMw = 0;
-  const int32_t rc = rpcclt_openapiPoePsePortCurPowerLimitGet(&openApiClient, query.unit, query.ifNum, &limitMw);
+  const int32_t rc =
+      rpcclt_openapiPoePsePortCurPowerLimitGet(&openApiClient, query.unit, query.ifNum, &limitMw);
   if (rc == OPENCLT_OK) {
     port.number("powerLimitMw", limitMw);
   }
@@ -103,7 +104,8 @@ void addCodeText(JsonObject& port, PortQuery query, const char* key, UnsignedGet
 
 void addPowerUpMode(JsonObject& port, PortQuery query) {
   int32_t mode = kNoPowerUpMode;
-  if (rpcclt_openapiPoePsePortPowerUpModeGet(&openApiClient, query.unit, query.ifNum, &mode) == OPENCLT_OK) {
+  if (rpcclt_openapiPoePsePortPowerUpModeGet(&openApiClient, query.unit, query.ifNum, &mode) ==
+      OPENCLT_OK) {
     addKnownText(port, "powerUpMode", powerUpModeText(mode));
   }
 }
@@ -118,13 +120,16 @@ JsonPtr portToJson(PortQuery query, const PoeReadings& readings) {
       .number("temperature", readings.temperature);
 
   addAdminMode(port, query);
-  addCodeText(port, query, "detectionStatus", rpcclt_openapiPoePsePortDetectionStatusGet, detectionStatusText);
+  addCodeText(port, query, "detectionStatus", rpcclt_openapiPoePsePortDetectionStatusGet,
+              detectionStatusText);
   addPowerClass(port, query);
   addCodeText(port, query, "priority", rpcclt_openapiPoePsePortCurPowerPriorityGet, priorityText);
   addPowerLimit(port, query);
-  addCodeText(port, query, "detectionType", rpcclt_openapiPoePsePortDetectionModeGet, detectionTypeText);
+  addCodeText(port, query, "detectionType", rpcclt_openapiPoePsePortDetectionModeGet,
+              detectionTypeText);
   addPowerUpMode(port, query);
-  addCodeText(port, query, "violationType", rpcclt_openapiPoePsePortViolationTypeGet, violationTypeText);
+  addCodeText(port, query, "violationType", rpcclt_openapiPoePsePortViolationTypeGet,
+              violationTypeText);
   return port.take();
 }
 

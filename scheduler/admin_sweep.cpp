@@ -23,15 +23,18 @@ const char* failureText(const AdminSweepRequest& request) {
   return request.adminMode == OPENCLT_ADMIN_ENABLE ? "power_on failed" : "power_off failed";
 }
 
-void recordPort(const AdminSweepRequest& request, uint32_t ifNum, PortOutcome outcome, const char* error, int64_t at) {
+void recordPort(const AdminSweepRequest& request, uint32_t ifNum, PortOutcome outcome,
+                const char* error, int64_t at) {
   if (request.sweepMode == SweepMode::unrecorded) {
     return;
   }
-  const auto record = request.sweepMode == SweepMode::restore ? historyPortRecordWorst : historyPortRecord;
+  const auto record =
+      request.sweepMode == SweepMode::restore ? historyPortRecordWorst : historyPortRecord;
   record(request.runId, ifNum, outcome, error, at);
 }
 
-PortOutcome skipPort(const AdminSweepRequest& request, uint32_t ifNum, const char* why, int64_t at) {
+PortOutcome skipPort(const AdminSweepRequest& request, uint32_t ifNum, const char* why,
+                     int64_t at) {
   recordPort(request, ifNum, PORT_SKIPPED, why, at);
   return PORT_SKIPPED;
 }
@@ -93,8 +96,8 @@ void executorAdminSweep(const AdminSweepRequest& request) {
       return;
     case SweepMode::unrecorded:
       LOG_HERE(counts.failed > 0 ? LOG_WARNING : LOG_INFO,
-               "unrecorded admin sweep unit %d (admin=%d): %d ok, %d fail, %d skip", request.unit, request.adminMode,
-               counts.success, counts.failed, counts.skipped);
+               "unrecorded admin sweep unit %d (admin=%d): %d ok, %d fail, %d skip", request.unit,
+               request.adminMode, counts.success, counts.failed, counts.skipped);
       return;
     case SweepMode::recordOpen:
       return;

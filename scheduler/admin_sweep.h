@@ -8,8 +8,9 @@
 enum class SweepMode : int32_t {
   recordFinish = 0,  // outcomes recorded, run finished from the counts
   recordOpen = 1,    // outcomes recorded, run left open until its window's end
-  restore = 2,       // the worse of old and new outcome recorded, run finished from its ports, stamp removed
-  unrecorded = 3,    // one summary line in the log
+  restore =
+      2,  // the worse of old and new outcome recorded, run finished from its ports, stamp removed
+  unrecorded = 3,  // one summary line in the log
 };
 
 struct AdminSweepRequest {
@@ -21,8 +22,9 @@ struct AdminSweepRequest {
   SweepMode sweepMode = SweepMode::unrecorded;
 };
 
-// Returns when every port is done. A port that another run holds is skipped. Once a stop is asked for, the remaining
-// pauses are left out but no port is. REQUIRES: the scheduler thread; holds the schedule mutex, no history mutex.
+// Returns when every port is done. A port that another run holds is skipped. Once a stop is asked
+// for, the remaining pauses are left out but no port is. REQUIRES: the scheduler thread; holds the
+// schedule mutex, no history mutex.
 void executorAdminSweep(const AdminSweepRequest& request);
 
 #endif

@@ -39,7 +39,8 @@ void switchAll(const std::vector<uint32_t>& ifNums, int32_t adminMode) {
 PortOutcome reenablePort(const BootDelayJob& job, uint32_t ifNum) {
   const bool enabled = poePortAdminSet(ifNum, OPENCLT_ADMIN_ENABLE) == RESULT_OK;
   const PortOutcome outcome = enabled ? PORT_SUCCESS : PORT_FAILED;
-  historyPortRecord(job.runId, ifNum, outcome, enabled ? nullptr : "re-enable failed", time(nullptr));
+  historyPortRecord(job.runId, ifNum, outcome, enabled ? nullptr : "re-enable failed",
+                    time(nullptr));
   return outcome;
 }
 
@@ -54,8 +55,9 @@ void* bootDelayThread(void* argument) {
     }
   }
   historyRunFinish(job->runId, historyResultFromCounts(counts), nullptr, time(nullptr));
-  LOG_HERE(LOG_INFO, "boot delay unit %d finished: %d ok, %d fail (mode=%s, ipd=%d)", job->unit, counts.success,
-           counts.failed, executionModeText(job->executionMode), job->interPortDelaySec);
+  LOG_HERE(LOG_INFO, "boot delay unit %d finished: %d ok, %d fail (mode=%s, ipd=%d)", job->unit,
+           counts.success, counts.failed, executionModeText(job->executionMode),
+           job->interPortDelaySec);
   return nullptr;
 }
 
@@ -74,7 +76,8 @@ int64_t beginBootDelayRun(const BootDelayJob& job) {
 // The job of a unit that has a delay and enabled ports, else null.
 std::unique_ptr<BootDelayJob> makeJob(int32_t unit) {
   BootDelayConfig config;
-  const bool configured = bootDelayConfigGet(unit, &config) == RESULT_OK && static_cast<int32_t>(config.delaySec) > 0;
+  const bool configured =
+      bootDelayConfigGet(unit, &config) == RESULT_OK && static_cast<int32_t>(config.delaySec) > 0;
   if (!configured) {
     return nullptr;
   }
@@ -86,7 +89,8 @@ std::unique_ptr<BootDelayJob> makeJob(int32_t unit) {
   job->interPortDelaySec = static_cast<int32_t>(config.interPortDelaySec);
   job->ifNums = poeUnitEnabledPortsGet(unit, kMaxBootDelayPorts);
   if (job->ifNums.empty()) {
-    LOG_HERE(LOG_INFO, "boot delay %ds on unit %d: no enabled PoE ports, skip", job->delaySec, unit);
+    LOG_HERE(LOG_INFO, "boot delay %ds on unit %d: no enabled PoE ports, skip", job->delaySec,
+             unit);
     return nullptr;
   }
 
@@ -114,15 +118,16 @@ void startUnit(int32_t unit) {
   const int32_t interPortDelaySec = job->interPortDelaySec;
   const int error = startDetachedThread(bootDelayThread, job.get());
   if (error != 0) {
-    LOG_HERE(LOG_ERR, "boot delay on unit %d: worker could not be started: %s", unit, strerror(error));
+    LOG_HERE(LOG_ERR, "boot delay on unit %d: worker could not be started: %s", unit,
+             strerror(error));
     historyRunForceFail(runId, "spawn failed");
     switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
   }
 
   (void)job.release();  // the worker's now
-  LOG_HERE(LOG_INFO, "boot delay %ds on unit %d (%d ports, runId=%lld, mode=%s, ipd=%d)", delaySec, unit, count,
-           static_cast<long long>(runId), mode, interPortDelaySec);
+  LOG_HERE(LOG_INFO, "boot delay %ds on unit %d (%d ports, runId=%lld, mode=%s, ipd=%d)", delaySec,
+           unit, count, static_cast<long long>(runId), mode, interPortDelaySec);
 }
 
 }  // namespace

@@ -39,8 +39,8 @@ DueFirings dueByTime(const PoeSchedule& schedule, const TickTime& now) {
 bool isTimeOfDay(const char* text, const TickTime& now) {
   int hour = 0;
   int minute = 0;
-  const bool inRange =
-      sscanf(text, "%d:%d", &hour, &minute) == 2 && hour >= 0 && hour <= 23 && minute >= 0 && minute <= 59;
+  const bool inRange = sscanf(text, "%d:%d", &hour, &minute) == 2 && hour >= 0 && hour <= 23 &&
+                       minute >= 0 && minute <= 59;
   return inRange && hour == now.hour && minute == now.minute;
 }
 

@@ -12,24 +12,27 @@ struct DueFirings {
   bool windowStart = false;
   bool windowEnd = false;
   bool restart = false;
-  bool allDay = false;  // due in every minute of the day; that it acts once a day is left to the fired keys
+  bool allDay =
+      false;  // due in every minute of the day; that it acts once a day is left to the fired keys
 
   bool any() const { return windowStart || windowEnd || restart || allDay; }
 };
 
-// Whether a string reads as "%d:%d", a time of day, and is the tick's hour and minute: "7:5" is 07:05.
+// Whether a string reads as "%d:%d", a time of day, and is the tick's hour and minute: "7:5" is
+// 07:05.
 bool isTimeOfDay(const char* text, const TickTime& now);
 
-// Whether the tick's day lies within the schedule's dates, bounds included. A date that does not read as three numbers
-// is not a bound.
+// Whether the tick's day lies within the schedule's dates, bounds included. A date that does not
+// read as three numbers is not a bound.
 bool isWithinDates(const PoeSchedule& schedule, const TickTime& now);
 
-// The day that a schedule's days must hold for it to apply: the weekday (1 Monday to 7 Sunday) for weekly, the day of
-// the month for monthly; 0 for daily, which asks for no day (and for unknown, which scheduleDue never lets fire).
+// The day that a schedule's days must hold for it to apply: the weekday (1 Monday to 7 Sunday) for
+// weekly, the day of the month for monthly; 0 for daily, which asks for no day (and for unknown,
+// which scheduleDue never lets fire).
 int32_t recurrenceDay(Recurrence recurrence, const TickTime& now);
 
-// What of an enabled schedule falls into the tick's minute, all conditions but the recurrence days applied: those the
-// caller looks up, and only when anything is due.
+// What of an enabled schedule falls into the tick's minute, all conditions but the recurrence days
+// applied: those the caller looks up, and only when anything is due.
 DueFirings scheduleDue(const PoeSchedule& schedule, const TickTime& now);
 
 #endif

@@ -24,7 +24,8 @@ struct EvaluationPass {
 
 OccurrenceKey minuteKey(const TickTime& now, char suffix) {
   char text[kKeyBytes];
-  snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%c", now.year, now.month, now.day, now.hour, now.minute, suffix);
+  snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%c", now.year, now.month, now.day, now.hour,
+           now.minute, suffix);
   OccurrenceKey key;
   key.assign(text);
   return key;
@@ -57,7 +58,8 @@ bool isOnItsDay(EvaluationPass& pass, const PoeSchedule& schedule) {
 void closeStaleRun(const PoeSchedule& schedule) {
   int64_t runId = 0;
   if (historyFindOpenRun(schedule.unit, schedule.scheduleId, &runId) != RESULT_OK) {
-    LOG_HERE(LOG_ERR, "schedule %lld unit %d: stale-run lookup failed; proceeding with startTime fire",
+    LOG_HERE(LOG_ERR,
+             "schedule %lld unit %d: stale-run lookup failed; proceeding with startTime fire",
              static_cast<long long>(schedule.scheduleId), schedule.unit);
     return;
   }

@@ -6,10 +6,10 @@
 
 class ScheduleAccess;
 
-// Evaluates all schedules in the order of the database. An occurrence that is still among the fired keys does not fire
-// again. Once a stop is asked for restarts are not begun any more, since the end of the process might leave their ports
-// dark; all else of the minute is carried out.
-// REQUIRES: the scheduler thread.
+// Evaluates all schedules in the order of the database. An occurrence that is still among the fired
+// keys does not fire again. Once a stop is asked for restarts are not begun any more, since the end
+// of the process might leave their ports dark; all else of the minute is carried out. REQUIRES: the
+// scheduler thread.
 void evaluateSchedules(const ScheduleAccess& schedules, const TickTime& now);
 
 #endif

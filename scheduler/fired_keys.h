@@ -1,5 +1,5 @@
-// Which occurrences fired last, so that a minute that is seen twice fires once, and an all-day schedule once a day: as
-// long as no more than kFiredKeys others have fired since. In memory only.
+// Which occurrences fired last, so that a minute that is seen twice fires once, and an all-day
+// schedule once a day: as long as no more than kFiredKeys others have fired since. In memory only.
 #ifndef QUORIN_SCHEDULER_FIRED_KEYS_H
 #define QUORIN_SCHEDULER_FIRED_KEYS_H
 

@@ -15,10 +15,12 @@ constexpr int32_t kMaxRunsPerPass = 64;
 
 WindowSchedule lookUpSchedule(const OpenScheduledRun& run) {
   const ScheduleAccess schedules;
-  return schedules ? scheduleCanCloseRun(schedules, run.scheduleId, run.unit) : WindowSchedule::unknown;
+  return schedules ? scheduleCanCloseRun(schedules, run.scheduleId, run.unit)
+                   : WindowSchedule::unknown;
 }
 
-// By the run's stamp, which a change of the wall clock leaves alone; by its start when there is none.
+// By the run's stamp, which a change of the wall clock leaves alone; by its start when there is
+// none.
 bool isTooOld(const OpenScheduledRun& run, time_t now) {
   const int64_t age = openRunStampAge(run.runId);
   if (age >= 0) {
@@ -38,8 +40,9 @@ const char* reapReason(const OpenScheduledRun& run, time_t now) {
 }
 
 void reapRun(const OpenScheduledRun& run, const char* reason) {
-  LOG_HERE(LOG_WARNING, "reaper: failing open run %lld (schedule %lld, unit %d): %s", static_cast<long long>(run.runId),
-           static_cast<long long>(run.scheduleId), run.unit, reason);
+  LOG_HERE(LOG_WARNING, "reaper: failing open run %lld (schedule %lld, unit %d): %s",
+           static_cast<long long>(run.runId), static_cast<long long>(run.scheduleId), run.unit,
+           reason);
   windowRunFail(run.runId, reason);
 }
 

@@ -15,8 +15,8 @@ constexpr int kTmYearBase = 1900;
 constexpr int32_t kTurnPollMs = 20;
 constexpr int64_t kMaxTurnMs = 1200;
 
-// A sum without overflow: a string may hold any number, and mktime leaves the fields as they are when it can't
-// normalise them.
+// A sum without overflow: a string may hold any number, and mktime leaves the fields as they are
+// when it can't normalise them.
 int addWrapping(int number, int offset) {
   return static_cast<int>(static_cast<unsigned>(number) + static_cast<unsigned>(offset));
 }
@@ -37,7 +37,8 @@ bool readSwitchClock(TickTime* time) {
   char text[kClockTextBytes + 1] = {};  // one more, for a switch that fills the buffer to its end
   OpenBuffDesc buffer{kClockTextBytes, text};
   int32_t zoneOffset = 0;
-  return rpcclt_openapiClockGet(&openApiClient, &buffer, &zoneOffset) == OPENCLT_OK && parseSwitchTime(text, time);
+  return rpcclt_openapiClockGet(&openApiClient, &buffer, &zoneOffset) == OPENCLT_OK &&
+         parseSwitchTime(text, time);
 }
 
 // With a warning, for a switch whose clock can't be read.
@@ -55,8 +56,8 @@ bool parseSwitchTime(const char* text, TickTime* time) {
   int year = 0;
   int month = 0;
   tm calendar{};
-  if (sscanf(text, "%d-%d-%d %d:%d:%d", &year, &month, &calendar.tm_mday, &calendar.tm_hour, &calendar.tm_min,
-             &calendar.tm_sec) != 6) {
+  if (sscanf(text, "%d-%d-%d %d:%d:%d", &year, &month, &calendar.tm_mday, &calendar.tm_hour,
+             &calendar.tm_min, &calendar.tm_sec) != 6) {
     return false;
   }
   calendar.tm_year = addWrapping(year, -kTmYearBase);

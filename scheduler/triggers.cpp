@@ -19,7 +19,8 @@ long long loggedId(const PoeSchedule& schedule) {
 }
 
 // What the run of a firing is begun with. Borrows the schedule's name and the ports.
-RunBeginRequest requestOf(const PoeSchedule& schedule, PoeActionType action, const std::vector<uint32_t>& ifNums) {
+RunBeginRequest requestOf(const PoeSchedule& schedule, PoeActionType action,
+                          const std::vector<uint32_t>& ifNums) {
   RunBeginRequest request;
   request.unit = schedule.unit;
   request.trigger = RUN_TRIGGER_SCHEDULED;
@@ -47,12 +48,15 @@ int64_t beginScheduledRun(const RunBeginRequest& request, bool window) {
 int64_t findWindowRun(const PoeSchedule& schedule) {
   int64_t runId = 0;
   if (historyFindOpenRun(schedule.unit, schedule.scheduleId, &runId) != RESULT_OK) {
-    LOG_HERE(LOG_ERR, "schedule %lld unit %d endTime: open-run lookup failed; sweeping without recording",
+    LOG_HERE(LOG_ERR,
+             "schedule %lld unit %d endTime: open-run lookup failed; sweeping without recording",
              loggedId(schedule), schedule.unit);
     return 0;
   }
   if (runId < 1) {
-    LOG_HERE(LOG_INFO, "schedule %lld unit %d endTime: no open run for this occurrence; sweeping without recording",
+    LOG_HERE(LOG_INFO,
+             "schedule %lld unit %d endTime: no open run for this occurrence; sweeping without "
+             "recording",
              loggedId(schedule), schedule.unit);
     return 0;
   }
@@ -66,12 +70,14 @@ void giveUpRestore(const PoeSchedule& schedule, int64_t runId) {
   }
 }
 
-AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId, std::vector<uint32_t> ifNums) {
+AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId,
+                               std::vector<uint32_t> ifNums) {
   const bool powersOn = schedule.type == ScheduleType::powerOff;
   AdminSweepRequest sweep;
   sweep.unit = schedule.unit;
   sweep.ifNums = std::move(ifNums);
-  sweep.interPortDelaySec = powersOn && schedule.executionMode == EXECUTION_SEQUENTIAL ? schedule.interPortDelaySec : 0;
+  sweep.interPortDelaySec =
+      powersOn && schedule.executionMode == EXECUTION_SEQUENTIAL ? schedule.interPortDelaySec : 0;
   sweep.runId = runId;
   sweep.adminMode = powersOn ? OPENCLT_ADMIN_ENABLE : OPENCLT_ADMIN_DISABLE;
   sweep.sweepMode = runId > 0 ? SweepMode::restore : SweepMode::unrecorded;
@@ -80,7 +86,8 @@ AdminSweepRequest restoreSweep(const PoeSchedule& schedule, int64_t runId, std::
 
 }  // namespace
 
-void triggerSchedule(const ScheduleAccess& schedules, const PoeSchedule& schedule, PoeActionType action, bool window) {
+void triggerSchedule(const ScheduleAccess& schedules, const PoeSchedule& schedule,
+                     PoeActionType action, bool window) {
   const std::vector<uint32_t> ifNums = scheduleLoadIfNums(schedules, schedule.scheduleId);
   if (ifNums.empty()) {
     LOG_HERE(LOG_ERR, "schedule %lld: could not load ifNums; fire skipped", loggedId(schedule));
@@ -102,7 +109,8 @@ void triggerSchedule(const ScheduleAccess& schedules, const PoeSchedule& schedul
   }
 }
 
-void fireInlineAdminSweep(const ScheduleAccess& schedules, const PoeSchedule& schedule, bool window) {
+void fireInlineAdminSweep(const ScheduleAccess& schedules, const PoeSchedule& schedule,
+                          bool window) {
   AdminSweepRequest sweep;
   sweep.unit = schedule.unit;
   sweep.ifNums = scheduleLoadIfNums(schedules, schedule.scheduleId);

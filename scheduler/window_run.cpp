@@ -41,5 +41,6 @@ void windowRunFailRetrying(int64_t runId, const char* reason) {
 }
 
 void windowRunFinishRestored(int64_t runId) {
-  closeRetrying(runId, "derived finish", [&] { return historyRunFinishDerived(runId, nullptr, time(nullptr)); });
+  closeRetrying(runId, "derived finish",
+                [&] { return historyRunFinishDerived(runId, nullptr, time(nullptr)); });
 }

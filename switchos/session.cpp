@@ -32,7 +32,8 @@ bool waitForServer(OpenClientHandle* handle) {
     if (check == kServerChecks) {
       return false;
     }
-    LOG_HERE(LOG_WARNING, "RPC call can fail until server starts. Keep trying (result = %d)\n", result);
+    LOG_HERE(LOG_WARNING, "RPC call can fail until server starts. Keep trying (result = %d)\n",
+             result);
     sleepSeconds(kServerCheckPauseSec);
   }
 }
@@ -48,8 +49,8 @@ void logVersions(OpenClientHandle* handle) {
 
   OpenApiVersion version{};
   if (rpcclt_openapiApiVersionGet(handle, &version) == OPENCLT_OK) {
-    LOG_HERE(LOG_DEBUG, "Open API Version = %d.%d.%d.%d\n", version.component[0], version.component[1],
-             version.component[2], version.component[3]);
+    LOG_HERE(LOG_DEBUG, "Open API Version = %d.%d.%d.%d\n", version.component[0],
+             version.component[1], version.component[2], version.component[3]);
   } else {
     LOG_HERE(LOG_ERR, "Open API Version retrieve error\n");
   }
@@ -60,7 +61,8 @@ void logVersions(OpenClientHandle* handle) {
 int32_t initHandler(const char* name, OpenClientHandle* handle) {
   registerCrashLogger();
   char clientName[kClientNameBytes];
-  snprintf(clientName, sizeof clientName, "%s_%d", name != nullptr ? name : "common", static_cast<int>(getpid()));
+  snprintf(clientName, sizeof clientName, "%s_%d", name != nullptr ? name : "common",
+           static_cast<int>(getpid()));
   const int32_t result = openapiClientRegister(clientName, handle);
   if (result != OPENCLT_OK) {
     LOG_HERE(LOG_ERR, "\nFailed to initialize RPC to OpEN. Exiting (result = %d)\n", result);

@@ -42,7 +42,8 @@ int32_t resultWithoutSwitch(const Call& call) {
 
 // The port that the call is about; 0: none.
 uint32_t portOf(const SharedState& state, const Call& call) {
-  return call.portName == nullptr ? call.ifNum : portNamed(state.options, call.portName).value_or(0);
+  return call.portName == nullptr ? call.ifNum
+                                  : portNamed(state.options, call.portName).value_or(0);
 }
 
 int32_t answerOnSwitch(const Call& call, const CallWork& work) {

@@ -8,7 +8,8 @@ namespace switchsim {
 
 // All three may be called with the same handle by several threads at once.
 
-// Registers the handle, in place of what it was registered as before. Returns whether there was memory for that.
+// Registers the handle, in place of what it was registered as before. Returns whether there was
+// memory for that.
 bool registerHandle(OpenClientHandle* handle) noexcept;
 // Unregisters and zeroes a registered handle; leaves any other alone.
 void unregisterHandle(OpenClientHandle* handle) noexcept;

@@ -24,7 +24,8 @@ constexpr const char* kPortStatusCommand = "show port status all";
 
 // A string that a client hands over: its size counts the terminating zero.
 bool isText(const OpenBuffDesc* buffer) {
-  return buffer != nullptr && buffer->start != nullptr && memchr(buffer->start, 0, buffer->size) != nullptr;
+  return buffer != nullptr && buffer->start != nullptr &&
+         memchr(buffer->start, 0, buffer->size) != nullptr;
 }
 
 bool holdsBytes(const OpenBuffDesc* buffer, uint32_t byteCount) {
@@ -42,8 +43,8 @@ Call plainCall(Operation operation, const OpenClientHandle* handle, bool argumen
   return call;
 }
 
-Call portCall(Operation operation, const OpenClientHandle* handle, std::optional<int32_t> unit, uint32_t ifNum,
-              bool argumentsValid) {
+Call portCall(Operation operation, const OpenClientHandle* handle, std::optional<int32_t> unit,
+              uint32_t ifNum, bool argumentsValid) {
   Call call = plainCall(operation, handle, argumentsValid);
   call.ifNum = ifNum;
   call.portMustExist = true;
@@ -53,8 +54,8 @@ Call portCall(Operation operation, const OpenClientHandle* handle, std::optional
 
 // Reads one value of a PoE port. `value` picks it out of the PortView.
 template <typename Out, typename Value>
-int32_t readPort(Operation operation, const OpenClientHandle* handle, std::optional<int32_t> unit, uint32_t ifNum,
-                 Out* out, Value value) {
+int32_t readPort(Operation operation, const OpenClientHandle* handle, std::optional<int32_t> unit,
+                 uint32_t ifNum, Out* out, Value value) {
   const Call call = portCall(operation, handle, unit, ifNum, out != nullptr);
   return answerCall(call, [&](SharedState* state) {
     const PortView port = viewPort(*state, ifNum, monotonicMs());
@@ -68,11 +69,13 @@ int32_t readPort(Operation operation, const OpenClientHandle* handle, std::optio
 
 int32_t writeFile(const char* path, const std::string& text) {
   unlink(path);
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "wxe"), [](FILE* each) { return fclose(each); });
+  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen(path, "wxe"),
+                                                   [](FILE* each) { return fclose(each); });
   if (file == nullptr) {
     return kCallFailed;
   }
-  const bool written = fwrite(text.data(), 1, text.size(), file.get()) == text.size() && fflush(file.get()) == 0;
+  const bool written =
+      fwrite(text.data(), 1, text.size(), file.get()) == text.size() && fflush(file.get()) == 0;
   return written ? OPENCLT_OK : kCallFailed;
 }
 
@@ -108,7 +111,8 @@ OPENCLT_EXPORT int32_t rpcclt_openapiConnectivityCheck(OpenClientHandle* handle)
   return answerCall(call, [](SharedState*) { return OPENCLT_OK; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiNetworkOSVersionGet(OpenClientHandle* handle, OpenBuffDesc* version) {
+OPENCLT_EXPORT int32_t rpcclt_openapiNetworkOSVersionGet(OpenClientHandle* handle,
+                                                         OpenBuffDesc* version) {
   const Call call = plainCall(Operation::osVersionGet, handle, holdsBytes(version, 1));
   return answerCall(call, [&](SharedState*) {
     writeText(*version, kOsVersion);
@@ -116,7 +120,8 @@ OPENCLT_EXPORT int32_t rpcclt_openapiNetworkOSVersionGet(OpenClientHandle* handl
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiApiVersionGet(OpenClientHandle* handle, OpenApiVersion* version) {
+OPENCLT_EXPORT int32_t rpcclt_openapiApiVersionGet(OpenClientHandle* handle,
+                                                   OpenApiVersion* version) {
   const Call call = plainCall(Operation::apiVersionGet, handle, version != nullptr);
   return answerCall(call, [&](SharedState*) {
     *version = kApiVersion;
@@ -124,7 +129,8 @@ OPENCLT_EXPORT int32_t rpcclt_openapiApiVersionGet(OpenClientHandle* handle, Ope
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortAdminEnableSet(OpenClientHandle* handle, uint32_t ifNum, uint32_t mode) {
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortAdminEnableSet(OpenClientHandle* handle,
+                                                              uint32_t ifNum, uint32_t mode) {
   Call call = portCall(Operation::adminEnableSet, handle, std::nullopt, ifNum, mode <= 1);
   call.newMode = mode;
   return answerCall(call, [&](SharedState* state) {
@@ -137,13 +143,14 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortAdminEnableSet(OpenClientHandle* 
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortAdminEnableGet(OpenClientHandle* handle, uint32_t ifNum,
-                                                              uint32_t* mode) {
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortAdminEnableGet(OpenClientHandle* handle,
+                                                              uint32_t ifNum, uint32_t* mode) {
   return readPort(Operation::adminEnableGet, handle, std::nullopt, ifNum, mode,
                   [](const PortView& port) { return port.adminOn ? 1 : 0; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortReset(OpenClientHandle* handle, int32_t unit, uint32_t ifNum) {
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortReset(OpenClientHandle* handle, int32_t unit,
+                                                     uint32_t ifNum) {
   Call call = portCall(Operation::portReset, handle, unit, ifNum, true);
   call.newMode = 0;
   return answerCall(call, [&](SharedState* state) {
@@ -156,10 +163,12 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortReset(OpenClientHandle* handle, i
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortSensorsGet(OpenClientHandle* handle, int32_t unit, uint32_t ifNum,
-                                                          uint32_t* powerMw, uint32_t* currentMa, uint32_t* voltageMv,
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortSensorsGet(OpenClientHandle* handle, int32_t unit,
+                                                          uint32_t ifNum, uint32_t* powerMw,
+                                                          uint32_t* currentMa, uint32_t* voltageMv,
                                                           uint32_t* temperature) {
-  const bool complete = powerMw != nullptr && currentMa != nullptr && voltageMv != nullptr && temperature != nullptr;
+  const bool complete =
+      powerMw != nullptr && currentMa != nullptr && voltageMv != nullptr && temperature != nullptr;
   const Call call = portCall(Operation::sensorsGet, handle, unit, ifNum, complete);
   return answerCall(call, [&](SharedState* state) {
     const PortView port = viewPort(*state, ifNum, monotonicMs());
@@ -174,49 +183,57 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortSensorsGet(OpenClientHandle* hand
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortPowerClassificationsGet(OpenClientHandle* handle, int32_t unit,
-                                                                       uint32_t ifNum, uint32_t* powerClass) {
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortPowerClassificationsGet(OpenClientHandle* handle,
+                                                                       int32_t unit, uint32_t ifNum,
+                                                                       uint32_t* powerClass) {
   return readPort(Operation::classGet, handle, unit, ifNum, powerClass,
                   [](const PortView& port) { return port.powerClass; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortCurPowerPriorityGet(OpenClientHandle* handle, int32_t unit,
-                                                                   uint32_t ifNum, uint32_t* priority) {
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortCurPowerPriorityGet(OpenClientHandle* handle,
+                                                                   int32_t unit, uint32_t ifNum,
+                                                                   uint32_t* priority) {
   return readPort(Operation::priorityGet, handle, unit, ifNum, priority,
                   [](const PortView& port) { return port.settings.priority; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortCurPowerLimitGet(OpenClientHandle* handle, int32_t unit, uint32_t ifNum,
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortCurPowerLimitGet(OpenClientHandle* handle,
+                                                                int32_t unit, uint32_t ifNum,
                                                                 uint32_t* limitMw) {
   return readPort(Operation::limitGet, handle, unit, ifNum, limitMw,
                   [](const PortView& port) { return port.settings.limitMw; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortPowerUpModeGet(OpenClientHandle* handle, int32_t unit, uint32_t ifNum,
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortPowerUpModeGet(OpenClientHandle* handle,
+                                                              int32_t unit, uint32_t ifNum,
                                                               int32_t* mode) {
   return readPort(Operation::powerUpModeGet, handle, unit, ifNum, mode,
                   [](const PortView& port) { return port.settings.powerUpMode; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortDetectionModeGet(OpenClientHandle* handle, int32_t unit, uint32_t ifNum,
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortDetectionModeGet(OpenClientHandle* handle,
+                                                                int32_t unit, uint32_t ifNum,
                                                                 uint32_t* mode) {
   return readPort(Operation::detectionModeGet, handle, unit, ifNum, mode,
                   [](const PortView& port) { return port.settings.detectionMode; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortDetectionStatusGet(OpenClientHandle* handle, int32_t unit,
-                                                                  uint32_t ifNum, uint32_t* status) {
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortDetectionStatusGet(OpenClientHandle* handle,
+                                                                  int32_t unit, uint32_t ifNum,
+                                                                  uint32_t* status) {
   return readPort(Operation::detectionStatusGet, handle, unit, ifNum, status,
                   [](const PortView& port) { return port.status; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortViolationTypeGet(OpenClientHandle* handle, int32_t unit, uint32_t ifNum,
+OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortViolationTypeGet(OpenClientHandle* handle,
+                                                                int32_t unit, uint32_t ifNum,
                                                                 uint32_t* type) {
   return readPort(Operation::violationTypeGet, handle, unit, ifNum, type,
                   [](const PortView& port) { return port.settings.violationType; });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiHashIntfUnitSlotPortGet(OpenClientHandle* handle, uint32_t ifNum,
+OPENCLT_EXPORT int32_t rpcclt_openapiHashIntfUnitSlotPortGet(OpenClientHandle* handle,
+                                                             uint32_t ifNum,
                                                              OpenUnitSlotPort* where) {
   Call call = plainCall(Operation::unitSlotPortGet, handle, where != nullptr);
   call.ifNum = ifNum;  // which need not exist: asking is how a client finds out
@@ -230,7 +247,8 @@ OPENCLT_EXPORT int32_t rpcclt_openapiHashIntfUnitSlotPortGet(OpenClientHandle* h
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiIfNumGet(OpenClientHandle* handle, OpenBuffDesc* name, uint32_t* ifNum) {
+OPENCLT_EXPORT int32_t rpcclt_openapiIfNumGet(OpenClientHandle* handle, OpenBuffDesc* name,
+                                              uint32_t* ifNum) {
   Call call = plainCall(Operation::ifNumGet, handle, isText(name) && ifNum != nullptr);
   if (call.argumentsValid) {
     call.portName = name->start;
@@ -245,9 +263,10 @@ OPENCLT_EXPORT int32_t rpcclt_openapiIfNumGet(OpenClientHandle* handle, OpenBuff
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuffDesc* timeText, int32_t* zoneOffset) {
-  const Call call =
-      plainCall(Operation::clockGet, handle, holdsBytes(timeText, kTimeTextBytes) && zoneOffset != nullptr);
+OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuffDesc* timeText,
+                                              int32_t* zoneOffset) {
+  const Call call = plainCall(Operation::clockGet, handle,
+                              holdsBytes(timeText, kTimeTextBytes) && zoneOffset != nullptr);
   return answerCall(call, [&](SharedState* state) {
     const std::string text = clockText(state->clock);
     if (text.empty()) {
@@ -259,7 +278,8 @@ OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuff
   });
 }
 
-OPENCLT_EXPORT int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle* handle, OpenBuffDesc* command,
+OPENCLT_EXPORT int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle* handle,
+                                                          OpenBuffDesc* command,
                                                           OpenBuffDesc* path) {
   const Call call = plainCall(Operation::cliShow, handle, isText(command) && isText(path));
   std::string output;

@@ -28,8 +28,10 @@ FaultEffect takeFaults(SharedState* state, Operation operation, uint32_t ifNum) 
   uint32_t index = 0;
   while (index < state->faultCount) {
     Fault* fault = &state->faults[index];
-    const bool matches = fault->operation == operation && (fault->ifNum == 0 || fault->ifNum == ifNum);
-    const bool contributes = (effect.result == 0 && fault->result != 0) || (effect.delayMs == 0 && fault->delayMs != 0);
+    const bool matches =
+        fault->operation == operation && (fault->ifNum == 0 || fault->ifNum == ifNum);
+    const bool contributes =
+        (effect.result == 0 && fault->result != 0) || (effect.delayMs == 0 && fault->delayMs != 0);
     if (matches && contributes) {
       if (effect.result == 0) {
         effect.result = fault->result;

@@ -11,8 +11,8 @@ struct FaultEffect {
   uint32_t delayMs = 0;
 };
 
-// What befalls this call, which uses up one of the times of each fault that contributes. ifNum: the port that the call
-// is about, or 0. Requires the state's lock.
+// What befalls this call, which uses up one of the times of each fault that contributes. ifNum: the
+// port that the call is about, or 0. Requires the state's lock.
 FaultEffect takeFaults(SharedState* state, Operation operation, uint32_t ifNum);
 
 }  // namespace switchsim

@@ -31,12 +31,14 @@ JournalEntry entryAt(const SharedState& state, uint64_t seq) {
 
 }  // namespace
 
-void appendJournal(SharedState* state, Operation operation, uint32_t ifNum, uint32_t value, int32_t result) {
+void appendJournal(SharedState* state, Operation operation, uint32_t ifNum, uint32_t value,
+                   int32_t result) {
   JournalRecord* record = &state->journal[state->lastSeq % kJournalCapacity];
   record->timeMs = realTimeMs();
   record->monoMs = monotonicMs();
   record->operation = operation;
-  record->unit = portRecord(state, ifNum) == nullptr ? 0 : static_cast<int32_t>(unitOf(state->options, ifNum));
+  record->unit =
+      portRecord(state, ifNum) == nullptr ? 0 : static_cast<int32_t>(unitOf(state->options, ifNum));
   record->ifNum = ifNum;
   record->value = value;
   record->result = result;
@@ -49,7 +51,8 @@ std::vector<JournalEntry> journalSince(uint64_t seq) {
   if (state == nullptr || seq >= state->lastSeq) {
     return entries;
   }
-  const uint64_t dropped = state->lastSeq > kJournalCapacity ? state->lastSeq - kJournalCapacity : 0;
+  const uint64_t dropped =
+      state->lastSeq > kJournalCapacity ? state->lastSeq - kJournalCapacity : 0;
   const uint64_t first = std::max(seq, dropped) + 1;
   entries.reserve(static_cast<size_t>(state->lastSeq - first + 1));
   for (uint64_t each = first; each <= state->lastSeq; each++) {

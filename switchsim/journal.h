@@ -6,8 +6,10 @@
 
 namespace switchsim {
 
-// Appends an entry stamped with the time now, over the oldest when the journal is full. Requires the state's lock.
-void appendJournal(SharedState* state, Operation operation, uint32_t ifNum, uint32_t value, int32_t result);
+// Appends an entry stamped with the time now, over the oldest when the journal is full. Requires
+// the state's lock.
+void appendJournal(SharedState* state, Operation operation, uint32_t ifNum, uint32_t value,
+                   int32_t result);
 
 }  // namespace switchsim
 

@@ -1,4 +1,5 @@
-// switchsim: shows the simulated switch, and does to it what people, plugs and bad days do to a real one.
+// switchsim: shows the simulated switch, and does to it what people, plugs and bad days do to a
+// real one.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -74,7 +75,8 @@ ExitCode showOnce(const Arguments& given) {
     return fail(error);
   }
   const bool redraws = given.goOn && !given.json && isatty(STDOUT_FILENO) == 1;
-  print((redraws ? kClearScreen : "") + (given.json ? panelJson(*view, given.goOn) : panelText(*view)));
+  print((redraws ? kClearScreen : "") +
+        (given.json ? panelJson(*view, given.goOn) : panelText(*view)));
   return kDone;
 }
 
@@ -90,7 +92,8 @@ ExitCode show(const Arguments& given) {
   }
 }
 
-// Streams what comes after `seq` until interrupted. A switch that is made anew counts from the start again.
+// Streams what comes after `seq` until interrupted. A switch that is made anew counts from the
+// start again.
 ExitCode followJournal(uint64_t seq, bool json) {
   if (!json) {
     print(journalHeading());
@@ -169,7 +172,8 @@ ExitCode setFault(const Arguments& given) {
   Fault fault = given.fault;
   const std::optional<Operation> operation = clientOperation(given.value);
   if (!operation) {
-    return fail("no operation is called " + given.value + "; there are\n" + clientOperationList(), kWrongUsage);
+    return fail("no operation is called " + given.value + "; there are\n" + clientOperationList(),
+                kWrongUsage);
   }
   if (fault.result == 0 && fault.delayMs == 0) {
     return fail("a fault needs --result other than 0, or --delay-ms, or both", kWrongUsage);
@@ -198,7 +202,8 @@ ExitCode setSwitchClock(const Arguments& given) {
     return fail("--behind-ms goes with follow", kWrongUsage);
   }
   if (isWord) {
-    return report(setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
+    return report(
+        setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
   }
 
   return report(setClock(given.goOn ? ClockMode::running : ClockMode::frozen, given.value));
@@ -209,19 +214,27 @@ void addViewCommands(CLI::App* app, Arguments* given) {
   show->add_flag("--json", given->json, "Print one JSON document (with --watch one a line)");
   show->add_flag("--watch", given->goOn, "Go on every second until interrupted");
   CLI::App* journal = app->add_subcommand("journal", "Show what was done to the ports");
-  journal->add_flag("--json", given->json, "Print one JSON document (with --follow one entry a line)");
+  journal->add_flag("--json", given->json,
+                    "Print one JSON document (with --follow one entry a line)");
   journal->add_flag("--follow", given->goOn, "Go on with what comes, until interrupted");
   journal->add_option("--since", given->since, "Only entries after this sequence number");
 }
 
 void addCreate(CLI::App* app, Arguments* given) {
-  CLI::App* create = app->add_subcommand("create", "Make a switch, with devices on some of its ports");
-  create->add_option("--units", given->options.units, "Units of the stack, 1 to 8")->capture_default_str();
-  create->add_option("--ports", given->options.portsPerUnit, "Ports of a unit, 1 to 128")->capture_default_str();
-  create->add_option("--poe", given->options.poePortsPerUnit, "How many of a unit's ports, from the first, have PoE")
+  CLI::App* create =
+      app->add_subcommand("create", "Make a switch, with devices on some of its ports");
+  create->add_option("--units", given->options.units, "Units of the stack, 1 to 8")
+      ->capture_default_str();
+  create->add_option("--ports", given->options.portsPerUnit, "Ports of a unit, 1 to 128")
+      ->capture_default_str();
+  create
+      ->add_option("--poe", given->options.poePortsPerUnit,
+                   "How many of a unit's ports, from the first, have PoE")
       ->each([=](const std::string&) { given->poeGiven = true; })
       ->capture_default_str();
-  create->add_option("--names", given->names, "How ports are called: usp is 1/0/5, sp is 0/5 (one unit only)")
+  create
+      ->add_option("--names", given->names,
+                   "How ports are called: usp is 1/0/5, sp is 0/5 (one unit only)")
       ->check(CLI::IsMember({"usp", "sp"}))
       ->capture_default_str();
   create->add_flag("--force", given->force, "Reset a switch that is there already");
@@ -229,10 +242,14 @@ void addCreate(CLI::App* app, Arguments* given) {
 
 void addPortCommands(CLI::App* app, Arguments* given) {
   const char* portHelp = "An ifNum such as 5 or a name such as 1/0/5";
-  CLI::App* set = app->add_subcommand("set", "Switch a port on or off as the switch's own CLI would");
+  CLI::App* set =
+      app->add_subcommand("set", "Switch a port on or off as the switch's own CLI would");
   set->add_option("PORT", given->port, portHelp)->required();
-  set->add_option("MODE", given->value, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
-  CLI::App* device = app->add_subcommand("device", "Attach a powered device to a port or detach it");
+  set->add_option("MODE", given->value, "on or off")
+      ->required()
+      ->check(CLI::IsMember({"on", "off"}));
+  CLI::App* device =
+      app->add_subcommand("device", "Attach a powered device to a port or detach it");
   device->add_option("PORT", given->port, portHelp)->required();
   device->add_option("WATTS", given->value, "What the device takes, up to 90; none detaches it")
       ->required()
@@ -242,15 +259,22 @@ void addPortCommands(CLI::App* app, Arguments* given) {
 void addTroubleCommands(CLI::App* app, Arguments* given) {
   CLI::App* fault = app->add_subcommand("fault", "Make an operation fail or take its time");
   fault->footer("Operations:\n" + clientOperationList());
-  fault->add_option("OPERATION", given->value, "An operation (see below), or list, or clear")->required();
+  fault->add_option("OPERATION", given->value, "An operation (see below), or list, or clear")
+      ->required();
   fault->add_option("--port", given->port, "Only calls about this port");
-  fault->add_option("--result", given->fault.result, "The calls do nothing and return this, for example -22");
+  fault->add_option("--result", given->fault.result,
+                    "The calls do nothing and return this, for example -22");
   fault->add_option("--delay-ms", given->fault.delayMs, "The calls are answered that much later");
-  fault->add_option("--times", given->fault.times, "For so many calls only")->check(CLI::PositiveNumber);
+  fault->add_option("--times", given->fault.times, "For so many calls only")
+      ->check(CLI::PositiveNumber);
   CLI::App* server = app->add_subcommand("server", "Let the switch OS's server answer or not");
-  server->add_option("STATE", given->value, "up or down")->required()->check(CLI::IsMember({"up", "down"}));
+  server->add_option("STATE", given->value, "up or down")
+      ->required()
+      ->check(CLI::IsMember({"up", "down"}));
   CLI::App* clock = app->add_subcommand("clock", "Set the switch's clock");
-  clock->add_option("TIME", given->value, "follow (the host's local time), \"YYYY-MM-DD HH:MM:SS\" (frozen), or fail")
+  clock
+      ->add_option("TIME", given->value,
+                   "follow (the host's local time), \"YYYY-MM-DD HH:MM:SS\" (frozen), or fail")
       ->required();
   clock->add_flag("--run", given->goOn, "Run on from the given time");
   clock->add_option("--behind-ms", given->behindMs, "With follow: how far behind the host's clock")
@@ -284,7 +308,9 @@ ExitCode runSubcommand(const std::string& name, const Arguments& given) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("The simulated switch. Its state is the file that SWITCHSIM_STATE names (/tmp/switchsim.state).");
+  CLI::App app(
+      "The simulated switch. Its state is the file that SWITCHSIM_STATE names "
+      "(/tmp/switchsim.state).");
   Arguments given;
   app.set_version_flag("--version", "switchsim " QUORIN_POED_VERSION);
   app.require_subcommand(1);

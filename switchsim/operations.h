@@ -1,4 +1,5 @@
-// The operations that the simulated switch knows by name: in its journal, in its faults and on its command line.
+// The operations that the simulated switch knows by name: in its journal, in its faults and on its
+// command line.
 #ifndef QUORIN_SWITCHSIM_OPERATIONS_H
 #define QUORIN_SWITCHSIM_OPERATIONS_H
 
@@ -35,7 +36,8 @@ enum class Operation : uint32_t {
   cliSet,  // a change made with the switch's own CLI; no client calls it
 };
 
-// The function's name without the prefix rpcclt_, for example "openapiPoePsePortReset"; "cliSet" for cliSet.
+// The function's name without the prefix rpcclt_, for example "openapiPoePsePortReset"; "cliSet"
+// for cliSet.
 std::string_view operationName(Operation operation);
 
 // The operation that clients call under this name; none for cliSet or an unknown name.
@@ -44,7 +46,8 @@ std::optional<Operation> clientOperation(std::string_view name);
 // The names that clientOperation takes, each on a line of its own, indented.
 std::string clientOperationList();
 
-// Whether the operation is answered by the switch OS's server, rather than by the client library alone.
+// Whether the operation is answered by the switch OS's server, rather than by the client library
+// alone.
 bool needsServer(Operation operation);
 
 }  // namespace switchsim

@@ -1,4 +1,5 @@
-// What the command prints: tables for people (text_output.cpp) and JSON for programs (json_output.cpp).
+// What the command prints: tables for people (text_output.cpp) and JSON for programs
+// (json_output.cpp).
 #ifndef QUORIN_SWITCHSIM_OUTPUT_H
 #define QUORIN_SWITCHSIM_OUTPUT_H
 

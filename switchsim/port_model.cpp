@@ -10,13 +10,14 @@ constexpr uint32_t kDropMvPerWatt = 10;    // what the way to the port costs
 constexpr uint32_t kIdleTemperature = 38;  // degrees Celsius
 constexpr uint32_t kMilliwattsPerDegree = 2500;
 
-// The power that a port must supply for each class, 1 to 8, in mW: IEEE Std 802.3, clauses 33 (type 1 and 2) and 145
-// (type 3 and 4).
+// The power that a port must supply for each class, 1 to 8, in mW: IEEE Std 802.3, clauses 33 (type
+// 1 and 2) and 145 (type 3 and 4).
 constexpr uint32_t kClassLimitMw[] = {4000, 7000, 15400, 30000, 45000, 60000, 75000, 90000};
 
-// The devices that a fresh switch has, over and over: phones, cameras, access points, empty ports, and one device that
-// is too large for its port.
-constexpr uint32_t kFirstDevicesMw[] = {6400, 0, 12900, 3200, 0, 25100, 8700, 0, 0, 15300, 2100, 38000, 0};
+// The devices that a fresh switch has, over and over: phones, cameras, access points, empty ports,
+// and one device that is too large for its port.
+constexpr uint32_t kFirstDevicesMw[] = {6400, 0, 12900, 3200, 0,     25100, 8700,
+                                        0,    0, 15300, 2100, 38000, 0};
 
 uint32_t classOf(uint32_t deviceMw) {
   uint32_t powerClass = 1;
@@ -26,7 +27,8 @@ uint32_t classOf(uint32_t deviceMw) {
   return powerClass;
 }
 
-// A start in the future is one of an earlier run of the host, or of a process with a faked clock: it is long over.
+// A start in the future is one of an earlier run of the host, or of a process with a faked clock:
+// it is long over.
 bool isDetecting(const PortRecord& port, int64_t nowMs) {
   return port.detectionStartMs <= nowMs && nowMs - port.detectionStartMs < kDetectionMs;
 }
@@ -54,7 +56,8 @@ void fillReadings(const PortRecord& port, PortView* view) {
   }
   view->powerMw = port.deviceMw;
   view->voltageMv = kSupplyMv - port.deviceMw * kDropMvPerWatt / 1000;
-  view->currentMa = static_cast<uint32_t>((uint64_t{port.deviceMw} * 1000 + view->voltageMv / 2) / view->voltageMv);
+  view->currentMa = static_cast<uint32_t>((uint64_t{port.deviceMw} * 1000 + view->voltageMv / 2) /
+                                          view->voltageMv);
   view->temperature += port.deviceMw / kMilliwattsPerDegree;
 }
 

@@ -6,8 +6,8 @@
 
 namespace switchsim {
 
-// Everything about a port of the switch at this monotonic time. The readings agree with each other. Requires a known
-// ifNum and the state's lock.
+// Everything about a port of the switch at this monotonic time. The readings agree with each other.
+// Requires a known ifNum and the state's lock.
 PortView viewPort(const SharedState& state, uint32_t ifNum, int64_t nowMs);
 
 // The port's record; null for an unknown ifNum. Requires the state's lock.
@@ -24,7 +24,8 @@ void switchPort(PortRecord* port, bool on, int64_t nowMs);
 // Takes the port's power away until it has detected its device again.
 void restartDetection(PortRecord* port, int64_t nowMs);
 
-// Makes all ports of a switch with these options: as they are long after a start, with devices on some of them.
+// Makes all ports of a switch with these options: as they are long after a start, with devices on
+// some of them.
 void makePorts(SharedState* state, const SwitchOptions& options, int64_t nowMs);
 
 }  // namespace switchsim

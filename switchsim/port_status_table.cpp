@@ -14,8 +14,8 @@ constexpr const char* kHeading =
 
 std::string tableLine(const std::string& name, bool up, const char* speed, const char* media) {
   char line[128];
-  snprintf(line, sizeof(line), "%-18s  %-8s  %-6s  %-12s  %-8s  %s\n", name.c_str(), "Enabled", up ? "Up" : "Down",
-           up ? speed : "", "Off", media);
+  snprintf(line, sizeof(line), "%-18s  %-8s  %-6s  %-12s  %-8s  %s\n", name.c_str(), "Enabled",
+           up ? "Up" : "Down", up ? speed : "", "Off", media);
   return line;
 }
 

@@ -6,9 +6,8 @@
 
 namespace switchsim {
 
-// The whole table: a heading, its underline, a line for the management interface, one for each physical port and each
-// logical interface, a blank line.
-// Requires the state's lock.
+// The whole table: a heading, its underline, a line for the management interface, one for each
+// physical port and each logical interface, a blank line. Requires the state's lock.
 std::string portStatusTable(const SharedState& state, int64_t nowMs);
 
 }  // namespace switchsim

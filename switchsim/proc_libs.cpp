@@ -1,5 +1,5 @@
-// The process library: the switch OS's crash logger, which here counts who registers and tells who crashes on a bus
-// error.
+// The process library: the switch OS's crash logger, which here counts who registers and tells who
+// crashes on a bus error.
 #include <unistd.h>
 
 #include <csignal>

@@ -32,12 +32,13 @@ void setError(std::string* error, const std::string& text) {
 
 }  // namespace
 
-// A mapping of the state file, unmapped when the last user lets go of it. It keeps its inode from being reused, so that
-// device and inode tell whether the path still leads to it.
+// A mapping of the state file, unmapped when the last user lets go of it. It keeps its inode from
+// being reused, so that device and inode tell whether the path still leads to it.
 class MappedFile {
  public:
   static std::shared_ptr<MappedFile> map(const UniqueFd& fd, const struct stat& info) {
-    void* address = mmap(nullptr, sizeof(SharedState), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
+    void* address =
+        mmap(nullptr, sizeof(SharedState), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
     if (address == MAP_FAILED) {
       return nullptr;
     }
@@ -48,10 +49,13 @@ class MappedFile {
   MappedFile& operator=(const MappedFile&) = delete;
 
   SharedState* state() const { return state_; }
-  bool isAt(const struct stat& info) const { return info.st_dev == device_ && info.st_ino == inode_; }
+  bool isAt(const struct stat& info) const {
+    return info.st_dev == device_ && info.st_ino == inode_;
+  }
 
  private:
-  MappedFile(SharedState* state, const struct stat& info) : state_(state), device_(info.st_dev), inode_(info.st_ino) {}
+  MappedFile(SharedState* state, const struct stat& info)
+      : state_(state), device_(info.st_dev), inode_(info.st_ino) {}
 
   SharedState* state_;
   dev_t device_;
@@ -78,7 +82,8 @@ std::string checkHeader(const UniqueFd& fd, const struct stat& info, const std::
     uint32_t layoutVersion;
     uint32_t byteSize;
   } header = {};
-  if (!S_ISREG(info.st_mode) || pread(fd.get(), &header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header)) ||
+  if (!S_ISREG(info.st_mode) ||
+      pread(fd.get(), &header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header)) ||
       memcmp(header.magic, kMagic, sizeof(kMagic)) != 0) {
     return path + " is not the state of a simulated switch";
   }
@@ -94,8 +99,9 @@ std::shared_ptr<MappedFile> openFile(const std::string& path, std::string* error
   const UniqueFd fd(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
   struct stat info = {};
   if (!fd || fstat(fd.get(), &info) != 0) {
-    setError(error, errno == ENOENT ? "no simulated switch at " + path + "; `switchsim create` makes one"
-                                    : systemError("cannot open " + path));
+    setError(error, errno == ENOENT
+                        ? "no simulated switch at " + path + "; `switchsim create` makes one"
+                        : systemError("cannot open " + path));
     return nullptr;
   }
 
@@ -119,7 +125,8 @@ std::shared_ptr<MappedFile> currentFile(std::string* error) {
   const MutexLock lock(cache.mutex);
   struct stat info = {};
   // A file that was cut short must not be touched through its mapping: that would be a bus error.
-  const bool known = cache.file != nullptr && stat(path.c_str(), &info) == 0 && cache.file->isAt(info) &&
+  const bool known = cache.file != nullptr && stat(path.c_str(), &info) == 0 &&
+                     cache.file->isAt(info) &&
                      info.st_size == static_cast<off_t>(sizeof(SharedState));
   if (!known) {
     cache.file = openFile(path, error);
@@ -143,7 +150,8 @@ bool initMutex(pthread_mutex_t* mutex) {
 std::string writeState(const UniqueFd& fd, void (*fill)(SharedState*, const SwitchOptions&),
                        const SwitchOptions& options) {
   struct stat info = {};
-  // The space is claimed now: running out of it later would be a bus error in whoever writes the journal then.
+  // The space is claimed now: running out of it later would be a bus error in whoever writes the
+  // journal then.
   errno = posix_fallocate(fd.get(), 0, sizeof(SharedState));
   if (errno != 0 || fchmod(fd.get(), 0644) != 0 || fstat(fd.get(), &info) != 0) {
     return systemError("cannot write");
@@ -181,7 +189,8 @@ LockedState lockState(std::string* error) {
 
   SharedState* state = file->state();
   const int result = pthread_mutex_lock(&state->mutex);
-  // Its owner was killed. Every change leaves a usable switch at each step, so there is nothing to repair.
+  // Its owner was killed. Every change leaves a usable switch at each step, so there is nothing to
+  // repair.
   if (result == EOWNERDEAD) {
     pthread_mutex_consistent(&state->mutex);
   } else if (result != 0) {
@@ -192,7 +201,8 @@ LockedState lockState(std::string* error) {
   return LockedState(state, StateUnlock{std::move(file)});
 }
 
-std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&), const SwitchOptions& options) {
+std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&),
+                          const SwitchOptions& options) {
   const std::string path = statePath();
   std::string draft = path + ".XXXXXX";
   const UniqueFd fd(mkostemp(draft.data(), O_CLOEXEC));

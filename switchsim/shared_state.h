@@ -26,7 +26,8 @@ struct PortRecord {
 
 struct ClockRecord {
   ClockMode mode;
-  int64_t localSec;  // frozen, running: the local time shown at hostSec, as seconds since 1970-01-01 00:00:00 local
+  int64_t localSec;  // frozen, running: the local time shown at hostSec, as seconds since
+                     // 1970-01-01 00:00:00 local
   int64_t hostSec;   // the host's time() when the clock was set
   int64_t behindMs;  // follow: how far behind the host
 };
@@ -77,12 +78,14 @@ struct StateUnlock {
 // The state, locked for as long as this lives. Its owner must not ask for the lock again.
 using LockedState = std::unique_ptr<SharedState, StateUnlock>;
 
-// Waits for the lock. Null when there is no state file or none that this program can use; *error (if given) says why.
+// Waits for the lock. Null when there is no state file or none that this program can use; *error
+// (if given) says why.
 LockedState lockState(std::string* error = nullptr);
 
-// Makes the state file, all zero but for its header, and lets `fill` write the switch into it before any other process
-// can see it. Fails when there is a file at the path already.
-std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&), const SwitchOptions& options);
+// Makes the state file, all zero but for its header, and lets `fill` write the switch into it
+// before any other process can see it. Fails when there is a file at the path already.
+std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&),
+                          const SwitchOptions& options);
 
 int64_t monotonicMs();
 

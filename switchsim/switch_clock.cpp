@@ -12,7 +12,8 @@ std::string formatTime(const struct tm& fields) {
   return std::string(text, strftime(text, sizeof(text), kTimeFormat, &fields));
 }
 
-// Local times are counted without a zone, so that a frozen or running clock knows no daylight-saving jumps.
+// Local times are counted without a zone, so that a frozen or running clock knows no
+// daylight-saving jumps.
 std::string formatLocalSec(int64_t localSec) {
   const time_t seconds = static_cast<time_t>(localSec);
   struct tm fields = {};
@@ -37,7 +38,8 @@ std::optional<int64_t> parseLocalSec(const std::string& text) {
 struct tm hostTime(int64_t behindMs) {
   struct timespec now = {};
   clock_gettime(CLOCK_REALTIME, &now);
-  const time_t then = static_cast<time_t>((int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000 - behindMs) / 1000);
+  const time_t then =
+      static_cast<time_t>((int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000 - behindMs) / 1000);
   struct tm fields = {};
   localtime_r(&then, &fields);
   return fields;

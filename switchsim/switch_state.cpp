@@ -14,7 +14,8 @@
 namespace switchsim {
 namespace {
 
-// The options come last: whoever is killed before that leaves a switch without ports, not one with wrong ones.
+// The options come last: whoever is killed before that leaves a switch without ports, not one with
+// wrong ones.
 void resetSwitch(SharedState* state, const SwitchOptions& options) {
   constexpr size_t kStart = offsetof(SharedState, options);
   memset(reinterpret_cast<char*>(state) + kStart, 0, sizeof(SharedState) - kStart);
@@ -44,8 +45,10 @@ std::string changePort(uint32_t ifNum, Change change) {
 }
 
 // The ifNum that the string means on this switch; otherwise *error says why there is none.
-std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::string& text, std::string* error) {
-  const bool isNumber = !text.empty() && text.size() <= 9 && text.find_first_not_of("0123456789") == std::string::npos;
+std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::string& text,
+                                    std::string* error) {
+  const bool isNumber = !text.empty() && text.size() <= 9 &&
+                        text.find_first_not_of("0123456789") == std::string::npos;
   if (isNumber) {
     const unsigned long ifNum = std::stoul(text);
     if (ifNum >= 1 && ifNum <= portCount(options)) {
@@ -65,8 +68,10 @@ std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::str
     return onFirstUnit;
   }
 
-  *error = onFirstUnit ? "port " + text + " could be on any unit: put the unit before it, as in 1/" + text
-                       : "no port is called \"" + text + "\": a port is an ifNum such as 5 or a name such as 1/0/5";
+  *error = onFirstUnit
+               ? "port " + text + " could be on any unit: put the unit before it, as in 1/" + text
+               : "no port is called \"" + text +
+                     "\": a port is an ifNum such as 5 or a name such as 1/0/5";
   return std::nullopt;
 }
 
@@ -83,7 +88,8 @@ std::string checkOptions(const SwitchOptions& options) {
     return "a unit has no more PoE ports than ports";
   }
   if (options.names == NameForm::slotPort && options.units > 1) {
-    return "names such as 0/5 tell the ports of a single unit apart; more units need names such as 1/0/5";
+    return "names such as 0/5 tell the ports of a single unit apart; more units need names such as "
+           "1/0/5";
   }
   return "";
 }

@@ -1,13 +1,14 @@
-// The simulated switch: everything that can be seen of it and done to it from outside its client libraries.
+// The simulated switch: everything that can be seen of it and done to it from outside its client
+// libraries.
 //
-// The switch is one file, mapped and shared by every process that uses it. Each function looks the file up anew, so
-// that a switch that appears, vanishes or is replaced is followed at once. All functions may be called from any thread
-// of any process; each takes the lock inside the file for its own duration, and the lock of a killed process is
-// recovered.
+// The switch is one file, mapped and shared by every process that uses it. Each function looks the
+// file up anew, so that a switch that appears, vanishes or is replaced is followed at once. All
+// functions may be called from any thread of any process; each takes the lock inside the file for
+// its own duration, and the lock of a killed process is recovered.
 //
-// A function that changes the switch returns an empty text when it is done and otherwise the reason why not, ready to
-// print; it then has changed nothing. A function that reads returns nothing when there is not a switch. Only
-// std::bad_alloc leaves any of them.
+// A function that changes the switch returns an empty text when it is done and otherwise the reason
+// why not, ready to print; it then has changed nothing. A function that reads returns nothing when
+// there is not a switch. Only std::bad_alloc leaves any of them.
 #ifndef QUORIN_SWITCHSIM_SWITCH_STATE_H
 #define QUORIN_SWITCHSIM_SWITCH_STATE_H
 
@@ -25,10 +26,18 @@ constexpr uint32_t kMaxUnits = 8;
 constexpr uint32_t kMaxPortsPerUnit = 128;
 constexpr uint32_t kMaxFaults = 64;
 constexpr uint32_t kJournalCapacity = 65536;
-constexpr int64_t kDetectionMs = 300;  // how long a port searches before it powers an attached device
+constexpr int64_t kDetectionMs =
+    300;  // how long a port searches before it powers an attached device
 
 // Detection status codes, as the client operation reports them.
-enum DetectionStatus : uint32_t { kDisabled = 0, kSearching = 1, kDelivering = 2, kFault = 3, kDenied = 4, kOff = 5 };
+enum DetectionStatus : uint32_t {
+  kDisabled = 0,
+  kSearching = 1,
+  kDelivering = 2,
+  kFault = 3,
+  kDenied = 4,
+  kOff = 5
+};
 
 // How the switch prints a port's name: 1/0/5, or 0/5 (only for a single unit).
 enum class NameForm : uint32_t { unitSlotPort, slotPort };
@@ -40,7 +49,8 @@ struct SwitchOptions {
   NameForm names = NameForm::unitSlotPort;
 };
 
-// What the switch's administrator has configured on a PoE port, in the codes of the client operations.
+// What the switch's administrator has configured on a PoE port, in the codes of the client
+// operations.
 struct PortSettings {
   uint32_t priority = 1;       // low
   uint32_t limitMw = 30000;    // what a class 4 device may take
@@ -66,8 +76,8 @@ struct PortView {
   PortSettings settings;
 };
 
-// What befalls the calls of one operation: they are delayed, or fail, or both. Where several match a call, the oldest
-// that delays and the oldest that fails it apply.
+// What befalls the calls of one operation: they are delayed, or fail, or both. Where several match
+// a call, the oldest that delays and the oldest that fails it apply.
 struct Fault {
   Operation operation = Operation::connectivityCheck;
   uint32_t ifNum = 0;    // only calls about this port; 0: all calls
@@ -109,9 +119,9 @@ struct SwitchView {
 // The file's path: the environment variable SWITCHSIM_STATE, by default /tmp/switchsim.state.
 std::string statePath();
 
-// Makes a fresh switch: all PoE ports on and settled, devices on some of them. An existing one is an error unless
-// `force`, which resets it in place, journal included, so that processes that use it see the new one. A file that is
-// not a switch is never touched.
+// Makes a fresh switch: all PoE ports on and settled, devices on some of them. An existing one is
+// an error unless `force`, which resets it in place, journal included, so that processes that use
+// it see the new one. A file that is not a switch is never touched.
 std::string createSwitch(const SwitchOptions& options, bool force);
 // Why no switch can be made like this; empty: it can.
 std::string checkOptions(const SwitchOptions& options);
@@ -120,19 +130,21 @@ std::string checkOptions(const SwitchOptions& options);
 std::optional<SwitchView> viewSwitch(std::string* error = nullptr);
 // Nothing when there is not a switch or no such port.
 std::optional<PortView> portView(uint32_t ifNum);
-// The port that a person means by its ifNum (5) or its name in either form (1/0/5; 0/5 where there is one unit).
+// The port that a person means by its ifNum (5) or its name in either form (1/0/5; 0/5 where there
+// is one unit).
 std::optional<uint32_t> findPort(const std::string& text, std::string* error);
 
 // Switches the port as the switch's own CLI would. It is journalled as "cliSet".
 std::string setAdmin(uint32_t ifNum, bool on);
-// Whether a device may take this much: at least a milliwatt and no more than a class 8 port supplies, 90 W.
+// Whether a device may take this much: at least a milliwatt and no more than a class 8 port
+// supplies, 90 W.
 bool isDeviceWatts(double watts);
 // Attaches a device that takes `watts` in place of the one there, or detaches it.
 std::string setDevice(uint32_t ifNum, std::optional<double> watts);
 // The codes are stored as they are, sensible or not.
 std::string setPortSettings(uint32_t ifNum, const PortSettings& settings);
-// Holds an enabled port in this detection status (such as kFault), without power unless it is kDelivering with a device
-// attached; none: the status follows from the device again.
+// Holds an enabled port in this detection status (such as kFault), without power unless it is
+// kDelivering with a device attached; none: the status follows from the device again.
 std::string holdStatus(uint32_t ifNum, std::optional<uint32_t> status);
 
 // While the server is down every operation that needs it fails.
@@ -141,7 +153,8 @@ std::string setServerUp(bool up);
 std::string addFault(const Fault& fault);
 std::string clearFaults();
 
-// localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far behind the host.
+// localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far
+// behind the host.
 bool isLocalTime(const std::string& text);
 std::string setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
 

@@ -19,8 +19,9 @@ std::string wattsText(uint32_t milliwatts) {
 std::string portLine(const PortView& port) {
   const char* mode = !port.poe ? "-" : port.adminOn ? "on" : "off";
   char line[128];
-  snprintf(line, sizeof(line), "  %-8s  %5u  %-4s  %-10s  %8s  %8s\n", port.name.c_str(), port.ifNum, mode,
-           stateName(port), wattsText(port.powerMw).c_str(), wattsText(port.deviceMw).c_str());
+  snprintf(line, sizeof(line), "  %-8s  %5u  %-4s  %-10s  %8s  %8s\n", port.name.c_str(),
+           port.ifNum, mode, stateName(port), wattsText(port.powerMw).c_str(),
+           wattsText(port.deviceMw).c_str());
   return line;
 }
 
@@ -57,7 +58,8 @@ std::string realTimeText(int64_t timeMs) {
 }  // namespace
 
 const char* stateName(const PortView& port) {
-  static constexpr const char* kNames[] = {"disabled", "searching", "delivering", "fault", "denied"};
+  static constexpr const char* kNames[] = {"disabled", "searching", "delivering", "fault",
+                                           "denied"};
   if (!port.poe) {
     return "no PoE";
   }
@@ -93,18 +95,20 @@ std::string faultText(const Fault& fault) {
   if (fault.result != 0) {
     text += ", result " + std::to_string(fault.result);
   }
-  return text + (fault.times == 0 ? ", until cleared" : ", times left " + std::to_string(fault.times));
+  return text +
+         (fault.times == 0 ? ", until cleared" : ", times left " + std::to_string(fault.times));
 }
 
 std::string journalHeading() {
-  return "     seq  time                     operation                        unit  ifNum  value  result\n";
+  return "     seq  time                     operation                        unit  ifNum  value  "
+         "result\n";
 }
 
 std::string journalLine(const JournalEntry& entry) {
   char line[160];
-  snprintf(line, sizeof(line), "%8llu  %s  %-31s  %4d  %5u  %5u  %6d\n", static_cast<unsigned long long>(entry.seq),
-           realTimeText(entry.timeMs).c_str(), std::string(entry.op).c_str(), entry.unit, entry.ifNum, entry.value,
-           entry.result);
+  snprintf(line, sizeof(line), "%8llu  %s  %-31s  %4d  %5u  %5u  %6d\n",
+           static_cast<unsigned long long>(entry.seq), realTimeText(entry.timeMs).c_str(),
+           std::string(entry.op).c_str(), entry.unit, entry.ifNum, entry.value, entry.result);
   return line;
 }
 

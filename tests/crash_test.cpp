@@ -1,4 +1,5 @@
-// The real daemon under random load, killed or stopped at a random moment, started again and checked; again and again.
+// The real daemon under random load, killed or stopped at a random moment, started again and
+// checked; again and again.
 //
 // QUORIN_CRASH_CYCLES makes it longer; the seed is printed and QUORIN_CRASH_SEED gives it.
 #include <sqlite3.h>
@@ -39,7 +40,8 @@ class CrashTest : public RootTest {
       threads.emplace_back([&] { answered_ += client.work(); });
     }
     const std::vector<SocketClient> silent(stopped ? kSilentClients : 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(random_() % kMaxLifeMs));  // the random moment
+    std::this_thread::sleep_for(
+        std::chrono::milliseconds(random_() % kMaxLifeMs));  // the random moment
     EXPECT_EQ(switchsim::misuseCount(), misuses_) << switchsim::viewSwitch()->lastMisuse;
     ending_ = true;
     daemon.signal(stopped ? SIGTERM : SIGKILL);
@@ -47,7 +49,8 @@ class CrashTest : public RootTest {
     for (std::thread& thread : threads) {
       thread.join();
     }
-    misuses_ = switchsim::misuseCount();  // after a stop, threads still call a switch that was left already
+    misuses_ = switchsim::misuseCount();  // after a stop, threads still call a switch that was left
+                                          // already
   }
 
   // lastRun: the newest run of before, or 0.
@@ -58,8 +61,10 @@ class CrashTest : public RootTest {
     }
     for (const std::string& left :
          {"WHERE h.status='running' AND (trigger_source='manual' OR run_id<=" + lastRun + ")",
-          std::string("JOIN poe_history_port p USING (run_id) WHERE h.status<>'running' AND p.status='pending'")}) {
-      EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT COUNT(*) FROM poe_history h " + left), "0") << left;
+          std::string("JOIN poe_history_port p USING (run_id) WHERE h.status<>'running' AND "
+                      "p.status='pending'")}) {
+      EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT COUNT(*) FROM poe_history h " + left), "0")
+          << left;
     }
     for (LoadClient& client : clients_) {
       client.check();
@@ -67,24 +72,27 @@ class CrashTest : public RootTest {
     compareHistoryWithJournal();
   }
 
-  // Every switching that the history calls done happened, and none happened without a run that had begun.
+  // Every switching that the history calls done happened, and none happened without a run that had
+  // begun.
   void compareHistoryWithJournal() {
     readJournal();
     Switchings happened = happened_;
     DatabasePtr db;
     openDatabase(kHistoryDbPath, &db);
-    const StatementPtr rows =
-        prepareStatement(db.get(),
-                         "SELECT if_num, v.on_, SUM(p.status='success'), SUM(p.status<>'skipped') FROM poe_history h "
-                         "JOIN poe_history_port p USING (run_id) JOIN (SELECT 0 AS on_ UNION SELECT 1) v ON "
-                         "schedule_type<>iif(on_, 'power_off', 'power_on') GROUP BY if_num, v.on_;");
+    const StatementPtr rows = prepareStatement(
+        db.get(),
+        "SELECT if_num, v.on_, SUM(p.status='success'), SUM(p.status<>'skipped') FROM poe_history "
+        "h "
+        "JOIN poe_history_port p USING (run_id) JOIN (SELECT 0 AS on_ UNION SELECT 1) v ON "
+        "schedule_type<>iif(on_, 'power_off', 'power_on') GROUP BY if_num, v.on_;");
     ASSERT_NE(rows, nullptr) << sqlite3_errmsg(db.get());
     const auto number = [&](int column) { return sqlite3_column_int(rows.get(), column); };
     Switchings recorded;
     while (sqlite3_step(rows.get()) == SQLITE_ROW) {
       const std::pair<uint32_t, bool> what{static_cast<uint32_t>(number(0)), number(1) != 0};
       recorded[what] = number(2);
-      EXPECT_LE(happened[what], number(3)) << "port " << what.first << " was switched without a run";
+      EXPECT_LE(happened[what], number(3))
+          << "port " << what.first << " was switched without a run";
       happened.erase(what);
     }
     EXPECT_TRUE(happened.empty()) << "a port was switched without any run";
@@ -118,13 +126,14 @@ TEST_F(CrashTest, nothingAcknowledgedIsLostHoweverItEnds) {
   const int cycles = environmentNumber("QUORIN_CRASH_CYCLES", 18);
   for (int cycle = 0; cycle < cycles && !HasFailure(); ++cycle) {
     DaemonProcess daemon(TEST_DAEMON, kClockSpeed);
-    // Every other time only: reading the database repairs it, which the daemon must be able to do by itself.
+    // Every other time only: reading the database repairs it, which the daemon must be able to do
+    // by itself.
     const std::string lastRun =
         cycle % 2 == 0 ? "0" : queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;");
     ASSERT_TRUE(daemon.startReady()) << "cycle " << cycle << logText();
     checkAfterStart(lastRun);
     loadUntilItEnds(daemon, cycle % kStopEvery == kStopEvery - 1);
   }
-  std::cout << cycles - cycles / kStopEvery << " kills, " << cycles / kStopEvery << " stops, " << answered_
-            << " requests answered, " << lastSeq_ << " switchings" << std::endl;
+  std::cout << cycles - cycles / kStopEvery << " kills, " << cycles / kStopEvery << " stops, "
+            << answered_ << " requests answered, " << lastSeq_ << " switchings" << std::endl;
 }

@@ -18,7 +18,8 @@ namespace {
 
 constexpr int kSpeed = 50;
 constexpr uid_t kAnother = 50000;
-constexpr const char* kNoDatabase = "This is no database, and it is long enough to be seen to be none.";
+constexpr const char* kNoDatabase =
+    "This is no database, and it is long enough to be seen to be none.";
 
 using DaemonTest = RootTest;
 
@@ -36,7 +37,8 @@ void expectErrors(const std::string& errors) {
   EXPECT_EQ(countOf(readFile(kLogFilePath), "(ERROR)"), count) << readFile(kLogFilePath);
 }
 
-// Whether another user can open the file, which reading and locking begin with; when not root, always.
+// Whether another user can open the file, which reading and locking begin with; when not root,
+// always.
 bool isOpenToAnother(const std::string& path) {
   const pid_t another = fork();
   if (another == 0) {
@@ -69,7 +71,8 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
         continue;  // a client's, that has ended
       }
       const uint64_t blocked = std::stoull(status.substr(status.find("SigBlk:") + 7), nullptr, 16);
-      EXPECT_EQ((blocked >> (SIGTERM - 1)) % 2, task.path().filename() != pid) << "only the main thread is interrupted";
+      EXPECT_EQ((blocked >> (SIGTERM - 1)) % 2, task.path().filename() != pid)
+          << "only the main thread is interrupted";
     }
     for (const int signalNumber : signals) {
       daemon.signal(signalNumber);
@@ -77,7 +80,9 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
     EXPECT_EQ(daemon.wait(), 0);
     EXPECT_FALSE(fs::exists(kPidFilePath) || fs::exists(kSocketPath));
     const std::string text = logText();
-    EXPECT_LT(text.find("] quorin_poed starting (pid=" + pid + ")"), text.find("] quorin_poed ready")) << text;
+    EXPECT_LT(text.find("] quorin_poed starting (pid=" + pid + ")"),
+              text.find("] quorin_poed ready"))
+        << text;
     EXPECT_EQ(text.substr(text.rfind("] ")), "] quorin_poed exiting cleanly");
     EXPECT_EQ(countOf(text, "ICOS Version = switchsim 1.0\n"), signals.size() > 1 ? 1 : 0) << text;
   }
@@ -86,7 +91,8 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
 TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReadable) {
   const std::string schedules = kScheduleDbPath, history = kHistoryDbPath;
   fs::create_directories(kDataDirPath);
-  for (const std::string& older : {schedules, history, schedules + "-wal", std::string(kBootDelayConfigPath)}) {
+  for (const std::string& older :
+       {schedules, history, schedules + "-wal", std::string(kBootDelayConfigPath)}) {
     writeFile(older, "");
     fs::permissions(older, fs::perms(0644));
   }
@@ -94,9 +100,11 @@ TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReada
   ASSERT_TRUE(daemon.startReady([] { umask(027); })) << logText();
   rpc("bootdelay.set", R"({"unit":1,"delaySec":5})");
   const bool canTry =
-      geteuid() == 0 && isOpenToAnother(kLogFilePath);  // not where the build folder is closed to others
-  for (const std::string& path : {schedules, schedules + "-wal", schedules + "-shm", history, history + "-wal",
-                                  history + "-shm", std::string(kBootDelayConfigPath), std::string(kLockFilePath)}) {
+      geteuid() == 0 &&
+      isOpenToAnother(kLogFilePath);  // not where the build folder is closed to others
+  for (const std::string& path :
+       {schedules, schedules + "-wal", schedules + "-shm", history, history + "-wal",
+        history + "-shm", std::string(kBootDelayConfigPath), std::string(kLockFilePath)}) {
     EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600)) << path;
     EXPECT_TRUE(!canTry || !isOpenToAnother(path)) << path;
   }
@@ -116,7 +124,9 @@ TEST_F(DaemonTest, aSecondStartTellsOfTheFirstAndTouchesNothing) {
   DaemonProcess second(TEST_DAEMON, kSpeed);
   second.start();
   EXPECT_EQ(second.wait(), 1);
-  EXPECT_EQ(countOf(logText(), "another quorin_poed is running (pid " + std::to_string(first.pid()) + ")"), 1);
+  EXPECT_EQ(countOf(logText(),
+                    "another quorin_poed is running (pid " + std::to_string(first.pid()) + ")"),
+            1);
   EXPECT_EQ(readFile(kPidFilePath), std::to_string(first.pid()) + "\n");
   EXPECT_EQ(jsonText(rpcResult("history.detail", R"({"unit":1,"runId":1})"), "status"), "running");
   first.signal(SIGKILL);
@@ -129,10 +139,12 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
   const std::string mkdirFailed = std::string("] mkdir(") + kDataDirPath + ") failed: ";
   const std::tuple<std::function<void()>, std::string, bool> cases[] = {
       // whether it leaves a pid file
-      {[] { fs::remove_all(fs::path(kDataDirPath).parent_path()); }, mkdirFailed + "No such file or directory", false},
+      {[] { fs::remove_all(fs::path(kDataDirPath).parent_path()); },
+       mkdirFailed + "No such file or directory", false},
       {[] { fs::create_symlink("nowhere", kDataDirPath); }, mkdirFailed + "File exists", false},
       {[] { failCalls(Operation::clientRegister, 0, -7); },
-       "] \nFailed to initialize RPC to OpEN. Exiting (result = -7)\n|] openapi client init failed", true},
+       "] \nFailed to initialize RPC to OpEN. Exiting (result = -7)\n|] openapi client init failed",
+       true},
       {[] { fs::create_directories(kHistoryDbPath); },
        "] history db open failed: unable to open database file|] history store init failed", true},
       {[] { writeFile(kHistoryDbPath, kNoDatabase); },
@@ -143,7 +155,9 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
          writeFile(kScheduleDbPath, "");
          EXPECT_EQ(chmod(kScheduleDbPath, 0444) + chown(kScheduleDbPath, kAnother, kAnother), 0);
        },
-       "] schedule db open failed: attempt to write a readonly database|] schedule store init failed", true}};
+       "] schedule db open failed: attempt to write a readonly database|] schedule store init "
+       "failed",
+       true}};
   for (const auto& [prepare, errors, leavesPidFile] : cases) {
     if (geteuid() != 0 && countOf(errors, "readonly") > 0) {
       continue;  // nobody else's files to be had
@@ -151,20 +165,24 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
     SetUp();
     prepare();
     DaemonProcess daemon(TEST_DAEMON, kSpeed);
-    daemon.start(
-        [] { prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE), prctl(PR_CAPBSET_DROP, CAP_FOWNER); });  // modes bind it
+    daemon.start([] {
+      prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE), prctl(PR_CAPBSET_DROP, CAP_FOWNER);
+    });  // modes bind it
     const std::string pid = std::to_string(daemon.pid());
     EXPECT_EQ(daemon.wait(), 1) << errors;
     EXPECT_EQ(readFile(kPidFilePath), leavesPidFile ? pid + "\n" : "") << errors;
     expectErrors(errors);
-    EXPECT_FALSE(logHas("quorin_poed ready") || logHas("exiting cleanly") || fs::exists(kSocketPath)) << logText();
+    EXPECT_FALSE(logHas("quorin_poed ready") || logHas("exiting cleanly") ||
+                 fs::exists(kSocketPath))
+        << logText();
   }
 }
 
 TEST_F(DaemonTest, whatIsNotEssentialDoesNotKeepItFromStarting) {
   const std::pair<std::function<void()>, const char*> cases[] = {
       {[] { fs::create_directory(kPidFilePath); }, ""},
-      {[] { writeFile(kSocketPath, "stale"), writeFile(kPidFilePath, "123456789 and more\n"); }, ""},
+      {[] { writeFile(kSocketPath, "stale"), writeFile(kPidFilePath, "123456789 and more\n"); },
+       ""},
       {[] { fs::create_directory(kLogLevelPath), fs::create_directory(kDataDirPath); }, ""},
       {[] { failCalls(Operation::crashlogRegister); }, ""},
       {[] { failCalls(Operation::osVersionGet), failCalls(Operation::apiVersionGet); },
@@ -176,9 +194,11 @@ TEST_F(DaemonTest, whatIsNotEssentialDoesNotKeepItFromStarting) {
     DaemonProcess daemon(TEST_DAEMON, kSpeed);
     daemon.start();
     EXPECT_TRUE(waitUntil([] { return logHas("] quorin_poed ready"); })) << logText();
-    const bool serves = fs::is_directory(kSocketPath) || waitUntil([] { return SocketClient().connected(); });
+    const bool serves =
+        fs::is_directory(kSocketPath) || waitUntil([] { return SocketClient().connected(); });
     EXPECT_TRUE(serves) << logText();
-    EXPECT_EQ(readFile(kPidFilePath), fs::is_directory(kPidFilePath) ? "" : std::to_string(daemon.pid()) + "\n");
+    EXPECT_EQ(readFile(kPidFilePath),
+              fs::is_directory(kPidFilePath) ? "" : std::to_string(daemon.pid()) + "\n");
     EXPECT_EQ(daemon.stop(), 0);
     expectErrors(errors);
   }
@@ -191,7 +211,8 @@ TEST_F(DaemonTest, waitsForTheSwitchOsThroughSixFailedChecksAndGivesUpAfterTheSe
     const auto begin = std::chrono::steady_clock::now();
     DaemonProcess daemon(TEST_DAEMON, kSpeed);
     EXPECT_EQ(daemon.startReady(), status == 0) << logText();
-    const std::chrono::duration<double> waited = (std::chrono::steady_clock::now() - begin) * kSpeed;
+    const std::chrono::duration<double> waited =
+        (std::chrono::steady_clock::now() - begin) * kSpeed;
     EXPECT_GE(waited.count(), warnings * 3.0);
     EXPECT_EQ(daemon.stop(), status);
     const char* warning = "] RPC call can fail until server starts. Keep trying (result = -5)\n";

@@ -1,5 +1,5 @@
-// Real faults around the running daemon: while one lasts, requests are answered with codes and the log tells why; when
-// it is over, everything works again without a restart.
+// Real faults around the running daemon: while one lasts, requests are answered with codes and the
+// log tells why; when it is over, everything works again without a restart.
 #include <sqlite3.h>
 #include <sys/resource.h>
 
@@ -34,7 +34,8 @@ class FaultTest : public RunningDaemonTest {
              {"sensors.all", kUnit1},
              {"history.list", kUnit1},
          }) {
-      EXPECT_EQ(rpc(method, params).substr(0, 10), R"({"ok":true)") << method << " " << when << logText();
+      EXPECT_EQ(rpc(method, params).substr(0, 10), R"({"ok":true)")
+          << method << " " << when << logText();
     }
     EXPECT_EQ(restart(), "success") << when;
   }
@@ -50,8 +51,10 @@ class FaultTest : public RunningDaemonTest {
     if (run == 0) {
       return jsonText(answer, "error");
     }
-    const std::string result = "SELECT overall_result FROM poe_history WHERE run_id=" + std::to_string(run) + ";";
-    EXPECT_TRUE(waitUntil([&] { return queryValue(kHistoryDbPath, result) != "NULL"; })) << logText();
+    const std::string result =
+        "SELECT overall_result FROM poe_history WHERE run_id=" + std::to_string(run) + ";";
+    EXPECT_TRUE(waitUntil([&] { return queryValue(kHistoryDbPath, result) != "NULL"; }))
+        << logText();
     return queryValue(kHistoryDbPath, result);
   }
 
@@ -85,12 +88,16 @@ TEST_F(FaultTest, aFullDiskRefusesChangesOnly) {
   EXPECT_TRUE(waitUntil([&] { return acts(before) == "1- 1+"; })) << acts(before);
   limit(RLIMIT_FSIZE, RLIM_INFINITY);
   expectItWorks("with room again");
-  EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;"), std::to_string(unrecorded + 1))
+  EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;"),
+            std::to_string(unrecorded + 1))
       << "the id of the run that is not recorded was given to another";
-  executeOn(kHistoryDbPath, "DELETE FROM poe_history WHERE run_id=" + std::to_string(unrecorded + 1));
+  executeOn(kHistoryDbPath,
+            "DELETE FROM poe_history WHERE run_id=" + std::to_string(unrecorded + 1));
   EXPECT_EQ(restart(), "success");
-  EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;"), std::to_string(unrecorded + 2));
-  EXPECT_EQ(countOf(rpc("schedule.list", kUnit1), R"("name")"), 2) << "what was refused is not there";
+  EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;"),
+            std::to_string(unrecorded + 2));
+  EXPECT_EQ(countOf(rpc("schedule.list", kUnit1), R"("name")"), 2)
+      << "what was refused is not there";
   EXPECT_EQ(countOf(rpc("bootdelay.get", R"({"unit":3})"), R"("delaySec":30)"), 1);
   EXPECT_EQ(errorOf("other.method", kUnit1), "17002");
   EXPECT_EQ(countOf(logText(), "unknown RPC method: other.method"), 1) << logText();
@@ -100,15 +107,18 @@ TEST_F(FaultTest, aFullDiskRefusesChangesOnly) {
 TEST_F(FaultTest, aDatabaseThatAnotherProcessLocksIsWaitedForThenReported) {
   for (const char* path : {kScheduleDbPath, kHistoryDbPath}) {
     DatabasePtr db;
-    ASSERT_TRUE(openDatabase(path, &db) && executeSql(db.get(), "BEGIN IMMEDIATE;")) << sqlite3_errmsg(db.get());
+    ASSERT_TRUE(openDatabase(path, &db) && executeSql(db.get(), "BEGIN IMMEDIATE;"))
+        << sqlite3_errmsg(db.get());
     const bool schedules = path == kScheduleDbPath;
     const auto create = [] { return errorOf("schedule.create", schedule("locked")); };
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(schedules ? create() : restart(), "10000");
-    const std::chrono::duration<double> waited = (std::chrono::steady_clock::now() - begin) * kSpeed;
+    const std::chrono::duration<double> waited =
+        (std::chrono::steady_clock::now() - begin) * kSpeed;
     EXPECT_GE(waited.count(), 2.9);
     EXPECT_EQ(schedules ? restart() : create(), schedules ? "success" : "");
-    EXPECT_EQ(errorOf("history.list", kUnit1) + errorOf("schedule.list", kUnit1), "") << "reading goes on";
+    EXPECT_EQ(errorOf("history.list", kUnit1) + errorOf("schedule.list", kUnit1), "")
+        << "reading goes on";
     ASSERT_TRUE(executeSql(db.get(), "COMMIT;"));
     rpc("schedule.delete", R"({"unit":1,"scheduleId":2})");
     expectItWorks(path);
@@ -120,7 +130,9 @@ TEST_F(FaultTest, withoutDescriptorsClientsWaitAndTheLogIsNotFlooded) {
   constexpr rlim_t kDescriptors = 24;
   limit(RLIMIT_NOFILE, kDescriptors);
   std::deque<SocketClient> silent(kDescriptors);
-  ASSERT_TRUE(waitUntil([] { return countOf(logText(), "accept failed: Too many open files") >= 2; })) << logText();
+  ASSERT_TRUE(waitUntil([] {
+    return countOf(logText(), "accept failed: Too many open files") >= 2;
+  })) << logText();
   EXPECT_LT(logText().size(), 20000U);
   silent.clear();
   limit(RLIMIT_NOFILE, RLIM_INFINITY);

@@ -29,7 +29,8 @@ int32_t playStep(int64_t run, const std::string& step, int64_t number) {
   if (step == "reconcile") return historyReconcileInterruptedRuns() - 1;
   const int32_t argument = std::stoi(step.substr(1));
   if (step[0] == '=') return historyRunFinish(run, argument, message.c_str(), number);
-  const auto outcome = static_cast<int32_t>(std::string("SFKNX").find(static_cast<char>(toupper(step[0]))));
+  const auto outcome =
+      static_cast<int32_t>(std::string("SFKNX").find(static_cast<char>(toupper(step[0]))));
   const auto record = isupper(step[0]) != 0 ? historyPortRecord : historyPortRecordWorst;
   return record(run, static_cast<uint32_t>(argument), outcome, message.c_str(), number);
 }
@@ -38,32 +39,38 @@ int32_t playStep(int64_t run, const std::string& step, int64_t number) {
 
 class HistoryTest : public StoreTest {
  protected:
-  static std::string ofRun(int64_t run, const std::string& expression, const std::string& table = "poe_history") {
-    return query("SELECT " + expression + " FROM " + table + " WHERE run_id=" + std::to_string(run));
+  static std::string ofRun(int64_t run, const std::string& expression,
+                           const std::string& table = "poe_history") {
+    return query("SELECT " + expression + " FROM " + table +
+                 " WHERE run_id=" + std::to_string(run));
   }
-  static void updateRuns(const std::string& change) { ASSERT_EQ(query("UPDATE poe_history SET " + change), ""); }
+  static void updateRuns(const std::string& change) {
+    ASSERT_EQ(query("UPDATE poe_history SET " + change), "");
+  }
 
-  // A run, then its ports: state (two letters), time (* is later than any script's) and message if it is not that of
-  // the step of that time. - is NULL.
+  // A run, then its ports: state (two letters), time (* is later than any script's) and message if
+  // it is not that of the step of that time. - is NULL.
   static std::string show(int64_t run) {
     return ofRun(run,
                  "status||' '||ifnull(overall_result, '-')||' '||ifnull(error_message, '-')||' '||"
                  "ifnull(iif(completed_at>1000000, '*', completed_at), '-')") +
            " | " +
            ofRun(run,
-                 "group_concat(if_num||substr(status, 1, 2)||iif(executed_at<1000000, executed_at, '*')||"
+                 "group_concat(if_num||substr(status, 1, 2)||iif(executed_at<1000000, executed_at, "
+                 "'*')||"
                  "ifnull(replace('\"'||error_msg||'\"', '\"m'||executed_at||'\"', ''), '-'), ' ')",
                  "(SELECT * FROM poe_history_port ORDER BY if_num)");
   }
 
-  // Plays a script on a new run and shows the run and the codes other than 0. P1 stands for port 1 in the run from its
-  // begin; S1 F1 K1 N1 X1 record a success, failure, skip, not-applicable and an unknown outcome on port 1, in lower
-  // case if worse; =3 finishes with result 3.
+  // Plays a script on a new run and shows the run and the codes other than 0. P1 stands for port 1
+  // in the run from its begin; S1 F1 K1 N1 X1 record a success, failure, skip, not-applicable and
+  // an unknown outcome on port 1, in lower case if worse; =3 finishes with result 3.
   static std::string play(const std::string& script, const RunBeginRequest& request = {1}) {
     std::istringstream steps(script);
     std::vector<uint32_t> ports;
     std::string step;
-    while (steps >> step && step[0] == 'P') ports.push_back(static_cast<uint32_t>(std::stoul(step.substr(1))));
+    while (steps >> step && step[0] == 'P')
+      ports.push_back(static_cast<uint32_t>(std::stoul(step.substr(1))));
     const int64_t run = beginRun(ports, request);
     std::string codes;
     for (int64_t number = 1; steps; steps >> step, ++number) {
@@ -76,16 +83,20 @@ class HistoryTest : public StoreTest {
 
 TEST_F(HistoryTest, aPortTakesOutcomesAsItsStateAllows) {
   // From each state: ports 1 to 5 get every outcome recorded, 6 to 10 only if it is worse.
-  const std::pair<char, const char*> cases[] = {{'-', "1su1 2fa2 3sk3 4no4 5fa5 6su6 7fa7 8sk8 9no9 10fa10"},
-                                                {'P', "1su1 2fa2 3sk3 4no4 5fa5 6su6 7fa7 8sk8 9no9 10fa10"},
-                                                {'S', "1su11 2fa12 3sk13 4no14 5fa15 6su6 7fa17 8sk18 9su9 10fa20"},
-                                                {'N', "1su11 2fa12 3sk13 4no14 5fa15 6no6 7fa17 8sk18 9no9 10fa20"},
-                                                {'K', "1su11 2fa12 3sk13 4no14 5fa15 6sk6 7fa17 8sk8 9sk9 10fa20"},
-                                                {'F', "1su11 2fa12 3sk13 4no14 5fa15 6fa6 7fa7 8fa8 9fa9 10fa10"}};
+  const std::pair<char, const char*> cases[] = {
+      {'-', "1su1 2fa2 3sk3 4no4 5fa5 6su6 7fa7 8sk8 9no9 10fa10"},
+      {'P', "1su1 2fa2 3sk3 4no4 5fa5 6su6 7fa7 8sk8 9no9 10fa10"},
+      {'S', "1su11 2fa12 3sk13 4no14 5fa15 6su6 7fa17 8sk18 9su9 10fa20"},
+      {'N', "1su11 2fa12 3sk13 4no14 5fa15 6no6 7fa17 8sk18 9no9 10fa20"},
+      {'K', "1su11 2fa12 3sk13 4no14 5fa15 6sk6 7fa17 8sk8 9sk9 10fa20"},
+      {'F', "1su11 2fa12 3sk13 4no14 5fa15 6fa6 7fa7 8fa8 9fa9 10fa10"}};
   for (const auto& [from, ports] : cases) {
     std::string script;
-    for (int port = 1; from != '-' && port <= 10; ++port) script += from + std::to_string(port) + " ";
-    EXPECT_EQ(play(script + "S1 F2 K3 N4 X5 s6 f7 k8 n9 x10"), std::string("running - - - | ") + ports) << from;
+    for (int port = 1; from != '-' && port <= 10; ++port)
+      script += from + std::to_string(port) + " ";
+    EXPECT_EQ(play(script + "S1 F2 K3 N4 X5 s6 f7 k8 n9 x10"),
+              std::string("running - - - | ") + ports)
+        << from;
   }
 }
 
@@ -103,7 +114,8 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
       {"S1 N2 derive-", "completed partial - 3 | 1su1 2no2"},
       {"S1 K2 derive", "completed success m3 3 | 1su1 2sk2"},
       {"P1 S4 K2 F3 reconcile",
-       "completed failed Interrupted by unexpected reboot * | 1fa*\"Interrupted by unexpected reboot\" 2sk2 3fa3 4su1"},
+       "completed failed Interrupted by unexpected reboot * | 1fa*\"Interrupted by unexpected "
+       "reboot\" 2sk2 3fa3 4su1"},
       {"P1 S2 =1 =2 force derive F2 f2 s2 S9 reset",
        "completed success m2 2 | 1pe*- 2su1 10023 10023 10023 10000 10000 10000 10000"},
       {"S1 =4 reconcile", "aborted aborted m2 2 | 1su1 -1"}};
@@ -111,7 +123,8 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
     EXPECT_EQ(play(script), expected) << script;
     query("DELETE FROM poe_history");
   }
-  for (const char* step : {"=1", "force", "derive"}) EXPECT_EQ(playStep(99, step, 1), 10023) << "there is no such run";
+  for (const char* step : {"=1", "force", "derive"})
+    EXPECT_EQ(playStep(99, step, 1), 10023) << "there is no such run";
 }
 
 TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
@@ -119,7 +132,8 @@ TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
   DatabasePtr db;
   ASSERT_TRUE(openDatabase(kHistoryDbPath, &db) && executeSql(db.get(), "BEGIN IMMEDIATE;"));
   std::atomic<bool> begins{false};
-  auto finished = std::async(std::launch::async, [&] { return begins = true, playStep(run, "derive", 1); });
+  auto finished =
+      std::async(std::launch::async, [&] { return begins = true, playStep(run, "derive", 1); });
   ASSERT_TRUE(waitUntil([&] { return begins.load(); }));
   EXPECT_EQ(finished.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
   ASSERT_TRUE(executeSql(db.get(), "COMMIT;"));
@@ -129,10 +143,11 @@ TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
 TEST_F(HistoryTest, whatTheDatabaseRefusesIsReportedAndFailedAtTheNextStartThatCan) {
   play("P4 S5");
   const std::string before = show(1);
-  const std::string changes[] = {"UPDATE ON poe_history", "UPDATE ON poe_history_port", "INSERT ON poe_history_port"};
+  const std::string changes[] = {"UPDATE ON poe_history", "UPDATE ON poe_history_port",
+                                 "INSERT ON poe_history_port"};
   for (const std::string& change : changes) {
-    executeOn(kHistoryDbPath,
-              "CREATE TRIGGER \"" + change + "\" BEFORE " + change + " BEGIN SELECT RAISE(ABORT, 'refused'); END;");
+    executeOn(kHistoryDbPath, "CREATE TRIGGER \"" + change + "\" BEFORE " + change +
+                                  " BEGIN SELECT RAISE(ABORT, 'refused'); END;");
   }
   std::string codes;
   for (const char* step : {"F4", "f5", "reset", "=1", "derive", "force", "reconcile"}) {
@@ -144,12 +159,14 @@ TEST_F(HistoryTest, whatTheDatabaseRefusesIsReportedAndFailedAtTheNextStartThatC
     DaemonProcess daemon(TEST_DAEMON, 50);
     EXPECT_TRUE(daemon.startReady()) << logText();
     EXPECT_EQ(daemon.stop(), 0);
-    for (const std::string& change : changes) executeOn(kHistoryDbPath, "DROP TRIGGER IF EXISTS \"" + change + "\";");
+    for (const std::string& change : changes)
+      executeOn(kHistoryDbPath, "DROP TRIGGER IF EXISTS \"" + change + "\";");
   }
   const std::string error = "Interrupted by unexpected reboot";
   EXPECT_EQ(show(1), "completed failed " + error + " * | 4fa*\"" + error + "\" 5su1");
   EXPECT_EQ(countOf(logText(), "] history reconcile of interrupted runs failed"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "] reconciled 1 interrupted PoE run(s) to failed on startup"), 1) << logText();
+  EXPECT_EQ(countOf(logText(), "] reconciled 1 interrupted PoE run(s) to failed on startup"), 1)
+      << logText();
 }
 
 TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
@@ -157,12 +174,16 @@ TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
   ASSERT_EQ(query("ALTER TABLE poe_history DROP COLUMN all_day_snapshot"), "");
   for (int start = 1; start <= 2; ++start) reopenHistory();
   EXPECT_EQ(ofRun(1, "all_day_snapshot"), "NULL");
-  EXPECT_EQ(ofRun(beginRun({}, {1, 0, 7, "Night", POE_ACTION_POWER_ON, EXECUTION_SIMULTANEOUS, 0, 1}), "run_id||all_day_snapshot"), "21");
+  EXPECT_EQ(
+      ofRun(beginRun({}, {1, 0, 7, "Night", POE_ACTION_POWER_ON, EXECUTION_SIMULTANEOUS, 0, 1}),
+            "run_id||all_day_snapshot"),
+      "21");
 }
 
 TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
   const auto step = [](const char* ifNum, const char* status, const std::string& error) {
-    return R"({"ifNum":)" + std::string(ifNum) + R"(,"status":")" + status + R"(","errorMessage":)" + error + "}";
+    return R"({"ifNum":)" + std::string(ifNum) + R"(,"status":")" + status +
+           R"(","errorMessage":)" + error + "}";
   };
   const std::tuple<RunBeginRequest, const char*, std::string, std::string> cases[] = {
       {{2, 0, 5000000000, "N \"ä\"", 3, EXECUTION_SEQUENTIAL, 3, 0},
@@ -176,29 +197,33 @@ TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
        R"({"runId":2,"triggered":"manual","scheduleId":null,"scheduleName":"Reset","scheduleType":"power_on","unit":2,)"
        R"("status":"partial","executionMode":"simultaneous","startedAt":"2024-05-01T13:07:09Z","completedAt":)"
        R"("1970-01-01T00:00:04Z","portCount":5,"successPortCount":1,"failedPortCount":2,"skippedPortCount":0)",
-       R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[)" + step("1", "success", "\"m1\"") +
-           "," + step("2", "failed", "\"m3\"") + "," + step("3", "failed", "\"m2\"") + "," +
-           step("9", "pending", "null") + "," + step("4294967295", "pending", "null") + "]}"},
+       R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[)" +
+           step("1", "success", "\"m1\"") + "," + step("2", "failed", "\"m3\"") + "," +
+           step("3", "failed", "\"m2\"") + "," + step("9", "pending", "null") + "," +
+           step("4294967295", "pending", "null") + "]}"},
       {{2, 2, -1, nullptr, 0, ExecutionMode(2), 0, 1},
        "K7 =4",
        R"({"runId":3,"triggered":"boot-delay","scheduleId":null,"scheduleName":null,"unit":2,"status":"aborted",)"
        R"("executionMode":"simultaneous","startedAt":"2024-05-01T13:07:10Z","completedAt":"1970-01-01T00:00:02Z",)"
        R"("portCount":1,"successPortCount":0,"failedPortCount":0,"skippedPortCount":1)",
-       R"(,"interPortDelaySec":0,"errorMessage":"m2","allDay":null,"portSteps":[)" + step("7", "skipped", "\"m1\"") +
-           "]}"}};
+       R"(,"interPortDelaySec":0,"errorMessage":"m2","allDay":null,"portSteps":[)" +
+           step("7", "skipped", "\"m1\"") + "]}"}};
   int64_t run = 0;
   std::string runs;
   JsonPtr answer;
   for (const auto& [request, script, listed, onlyInDetail] : cases) {
     play(script, request);
-    updateRuns("started_at=1714568827+run_id WHERE abs(started_at-strftime('%s'))<60");  // the run that began just now
+    updateRuns(
+        "started_at=1714568827+run_id WHERE abs(started_at-strftime('%s'))<60");  // the run that
+                                                                                  // began just now
     ASSERT_EQ(historyDetail(2, ++run, &answer), 0);
     EXPECT_EQ(printJson(answer.get()), listed + onlyInDetail);
     EXPECT_EQ(historyDetail(1, run, &answer), 10023) << "it is another unit's";
     runs = listed + "}" + (runs.empty() ? "" : ",") + runs;
   }
   ASSERT_EQ(historyList(2, 1, 50, &answer), 0);
-  EXPECT_EQ(printJson(answer.get()), R"({"runs":[)" + runs + R"(],"page":1,"pageSize":50,"total":3})");
+  EXPECT_EQ(printJson(answer.get()),
+            R"({"runs":[)" + runs + R"(],"page":1,"pageSize":50,"total":3})");
 }
 
 TEST_F(HistoryTest, aPageHoldsItsShareOfTheRuns) {
@@ -206,23 +231,27 @@ TEST_F(HistoryTest, aPageHoldsItsShareOfTheRuns) {
   updateRuns("started_at=run_id");
   beginRun({}, {2});
   const std::tuple<int32_t, int32_t, const char*> cases[] = {
-      {1, 2, "54"}, {2, 2, "32"},     {3, 2, "1"},     {4, 2, ""},          {0, 2, "54"},           {-9, 2, "54"},
-      {1, 0, ""},   {1, -1, "54321"}, {0, -1, "4321"}, {2147483647, 1, ""}, {65537, 65536, "54321"}};
+      {1, 2, "54"},           {2, 2, "32"}, {3, 2, "1"},      {4, 2, ""},      {0, 2, "54"},
+      {-9, 2, "54"},          {1, 0, ""},   {1, -1, "54321"}, {0, -1, "4321"}, {2147483647, 1, ""},
+      {65537, 65536, "54321"}};
   for (const auto& [page, pageSize, expected] : cases) {
     JsonPtr answer;
     ASSERT_EQ(historyList(1, page, pageSize, &answer), 0);
     std::string runs;
     const cJSON* run = nullptr;
-    cJSON_ArrayForEach(run, jsonMember(answer.get(), "runs")) runs += printJson(jsonMember(run, "runId"));
+    cJSON_ArrayForEach(run, jsonMember(answer.get(), "runs")) runs +=
+        printJson(jsonMember(run, "runId"));
     EXPECT_EQ(runs, expected) << "page " << page << " of " << pageSize;
     EXPECT_EQ(jsonText(answer, "total"), "5");
   }
 }
 
 TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
-  const RunBeginRequest requests[] = {{1, 0, 7, "n", 1},          {2, 0, 7, "n", 3}, {1, 0, 7, "n", 1},
-                                      {1, 0, 9, "n", 1, EXECUTION_SIMULTANEOUS, 0, 1}, {1, 0, 9, "n", 2}, {1, 0, 0, "n", 1},
-                                      {1, 1, 9, "n", 1},          {1, 0, 7, "n", 1}};
+  const RunBeginRequest requests[] = {
+      {1, 0, 7, "n", 1}, {2, 0, 7, "n", 3},
+      {1, 0, 7, "n", 1}, {1, 0, 9, "n", 1, EXECUTION_SIMULTANEOUS, 0, 1},
+      {1, 0, 9, "n", 2}, {1, 0, 0, "n", 1},
+      {1, 1, 9, "n", 1}, {1, 0, 7, "n", 1}};
   for (const RunBeginRequest& request : requests) beginRun({}, request);
   updateRuns("started_at=99-run_id, all_day_snapshot=iif(run_id=3, NULL, all_day_snapshot)");
   updateRuns("status='completed' WHERE run_id=8");
@@ -230,11 +259,13 @@ TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
   ASSERT_EQ(historyListOpenScheduledRuns(open.data(), 64), 3);
   std::ostringstream listed;
   for (size_t i = 0; i < 3; ++i) {
-    listed << open[i].runId << '/' << open[i].unit << '/' << open[i].scheduleId << '/' << open[i].startedAt << ' ';
+    listed << open[i].runId << '/' << open[i].unit << '/' << open[i].scheduleId << '/'
+           << open[i].startedAt << ' ';
   }
   EXPECT_EQ(listed.str(), "3/1/7/96 2/2/7/97 1/1/7/98 ");
   EXPECT_EQ(historyListOpenScheduledRuns(open.data(), 1), 1);
-  for (const auto& [unit, schedule, run] : {std::array{1, 7, 3}, {2, 7, 2}, {1, 8, 0}, {3, 7, 0}, {1, 0, 0}}) {
+  for (const auto& [unit, schedule, run] :
+       {std::array{1, 7, 3}, {2, 7, 2}, {1, 8, 0}, {3, 7, 0}, {1, 0, 0}}) {
     int64_t found = -1;
     EXPECT_EQ(historyFindOpenRun(unit, schedule, &found), 0);
     EXPECT_EQ(found, run) << "unit " << unit << " schedule " << schedule << ": the newest";
@@ -243,8 +274,10 @@ TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
 
 TEST_F(HistoryTest, oldRunsVanishWithTheirPortsAndTheirIdsForGood) {
   const int64_t limit = time(nullptr) - k30DaysSec;
-  for (const int64_t started : {limit + 3600, int64_t{100}, int64_t{199}, int64_t{200}, limit - 1}) {
-    updateRuns("started_at=" + std::to_string(started) + " WHERE run_id=" + std::to_string(beginRun({5})));
+  for (const int64_t started :
+       {limit + 3600, int64_t{100}, int64_t{199}, int64_t{200}, limit - 1}) {
+    updateRuns("started_at=" + std::to_string(started) +
+               " WHERE run_id=" + std::to_string(beginRun({5})));
   }
   const std::string left = "SELECT group_concat(DISTINCT run_id) FROM poe_history_port";
   EXPECT_EQ(historyPurgeBefore(200), 2);
@@ -267,5 +300,6 @@ TEST_F(HistoryTest, theDaemonPurgesAgainAtLocalMidnight) {
   zone << "TST+" << west / 3600 << ':' << west / 60 % 60 << ':' << west % 60;
   DaemonProcess daemon(TEST_DAEMON, 100);
   ASSERT_TRUE(daemon.startReady([&] { setenv("TZ", zone.str().c_str(), 1); }));
-  EXPECT_TRUE(waitUntil([&] { return query("SELECT COUNT(*) FROM poe_history") == "0"; })) << zone.str() << logText();
+  EXPECT_TRUE(waitUntil([&] { return query("SELECT COUNT(*) FROM poe_history") == "0"; }))
+      << zone.str() << logText();
 }

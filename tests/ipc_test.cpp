@@ -11,7 +11,8 @@ constexpr int kClients = 32;
 const std::string kInvalid = "{\"ok\":false,\"error\":10003}\n";
 const std::string kUnknown = "{\"ok\":false,\"error\":17002}\n";
 const std::string kNotFound = "{\"ok\":false,\"error\":10023}\n";
-const std::string kEmptyList = "{\"ok\":true,\"result\":{\"runs\":[],\"page\":1,\"pageSize\":50,\"total\":0}}\n";
+const std::string kEmptyList =
+    "{\"ok\":true,\"result\":{\"runs\":[],\"page\":1,\"pageSize\":50,\"total\":0}}\n";
 const std::string kListRequest = requestText("history.list", R"({"unit":1})");
 
 using IpcTest = RunningDaemonTest;
@@ -33,11 +34,14 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
       // whether it is half-closed then
       {"a request", kListRequest + "\n", false, kEmptyList},
       {"no newline but the end of the stream", kListRequest, true, kEmptyList},
-      {"keys in capitals", "{\"METHOD\":\"history.list\",\"PARAMS\":{\"UNIT\":1}}\n", false, kEmptyList},
+      {"keys in capitals", "{\"METHOD\":\"history.list\",\"PARAMS\":{\"UNIT\":1}}\n", false,
+       kEmptyList},
       {"what follows the newline", kListRequest + "\n{\"method\":\"nope\"}\n", false, kEmptyList},
       {"blanks around", " \t" + kListRequest + " \r\n", false, kEmptyList},
-      {"a zero byte ends the text", kListRequest + std::string(1, '\0') + "junk\xFF\n", false, kEmptyList},
-      {"the largest request", std::string(kMaxRequestBytes - kListRequest.size(), ' ') + kListRequest + "\n", false,
+      {"a zero byte ends the text", kListRequest + std::string(1, '\0') + "junk\xFF\n", false,
+       kEmptyList},
+      {"the largest request",
+       std::string(kMaxRequestBytes - kListRequest.size(), ' ') + kListRequest + "\n", false,
        kEmptyList},
       {"the deepest request", nested(1000) + "\n", false, kUnknown},
       {"bytes that are no UTF-8", "{\"method\":\"\xFF\xFE\"}\n", false, kInvalid},
@@ -52,7 +56,8 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
       {"nesting without end", nested(1001) + "\n", false, kInvalid},
       {"no params", "{\"method\":\"history.list\"}\n", false, kInvalid},
       {"params of another type", "{\"method\":\"history.list\",\"params\":[1]}\n", false, kInvalid},
-      {"a method in capitals", "{\"method\":\"HISTORY.LIST\",\"params\":{\"unit\":1}}\n", false, kUnknown},
+      {"a method in capitals", "{\"method\":\"HISTORY.LIST\",\"params\":{\"unit\":1}}\n", false,
+       kUnknown},
       {"a method that is no string", "{\"method\":7}\n", false, kUnknown},
       {"no object", "[{\"method\":\"history.list\"}]\n", false, kUnknown},
       {"no method", "{}\n", false, kUnknown},
@@ -76,7 +81,8 @@ TEST_F(IpcTest, checksParametersBeforeAnyWork) {
       {"history.list", R"({"unit":-1e300})", kInvalid},
       {"history.list", R"({"unit":1.9,"page":"2","pageSize":null})", kEmptyList},
       {"history.list", R"({"unit":1,"page":1e300,"pageSize":-1e300})",
-       "{\"ok\":true,\"result\":{\"runs\":[],\"page\":2147483647,\"pageSize\":-2147483648,\"total\":0}}\n"},
+       "{\"ok\":true,\"result\":{\"runs\":[],\"page\":2147483647,\"pageSize\":-2147483648,"
+       "\"total\":0}}\n"},
       {"history.detail", R"({"unit":1,"runId":"1"})", kInvalid},
       {"history.detail", R"({"unit":1,"runId":4294967297})", kNotFound},
       {"history.detail", R"({"unit":1,"runId":1e300})", kNotFound},
@@ -97,15 +103,18 @@ TEST_F(IpcTest, answersManyClientsAndKeepsNothingOfPastRequests) {
   const auto load = [&](int count) {
     std::vector<std::thread> threads;
     for (LoadClient& client : clients) {
-      threads.emplace_back([&] { EXPECT_EQ(client.work(count / kClients), count / kClients) << logText(); });
+      threads.emplace_back(
+          [&] { EXPECT_EQ(client.work(count / kClients), count / kClients) << logText(); });
     }
     for (std::thread& thread : threads) {
       thread.join();
     }
   };
   const auto isQuiet = [&](int descriptors) {
-    return waitUntil(
-        [&] { return daemon_.openDescriptors() <= descriptors && daemon_.threads() == DaemonProcess::kThreadsAtRest; });
+    return waitUntil([&] {
+      return daemon_.openDescriptors() <= descriptors &&
+             daemon_.threads() == DaemonProcess::kThreadsAtRest;
+    });
   };
 
   load(2000 + requestsWanted / 2);  // also fills the databases' caches
@@ -124,7 +133,8 @@ TEST_F(IpcTest, answersManyClientsAndKeepsNothingOfPastRequests) {
 TEST_F(IpcTest, theConnectionThatWasSilentLongestMakesRoom) {
   constexpr size_t kConnections = 256;
   std::deque<SocketClient> clients(kConnections);
-  ASSERT_TRUE(waitUntil([&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest + int(kConnections); }));
+  ASSERT_TRUE(waitUntil(
+      [&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest + int(kConnections); }));
   clients[0].sendBytes(kListRequest);
   ASSERT_TRUE(waitUntil([&] { return clients[0].isHeard(); }));  // the second is silent longest now
   EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList);
@@ -143,29 +153,34 @@ TEST_F(IpcTest, whatClientsLeaveUnfinishedIsBounded) {
   }
   size_t refused = 0;
   ASSERT_TRUE(waitUntil([&] {
-    refused = static_cast<size_t>(
-        std::count_if(clients.begin(), clients.end(), [](SocketClient& c) { return c.hasEnded(); }));
+    refused = static_cast<size_t>(std::count_if(clients.begin(), clients.end(),
+                                                [](SocketClient& c) { return c.hasEnded(); }));
     return refused >= clients.size() - kRequests;
   })) << refused;
   EXPECT_LT(refused, kRequests);
   clients.clear();
-  EXPECT_TRUE(waitUntil([] { return exchange(kListRequest + "\n") == kEmptyList; })) << "all of it is given back";
+  EXPECT_TRUE(waitUntil([] { return exchange(kListRequest + "\n") == kEmptyList; }))
+      << "all of it is given back";
 }
 
 TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
-  executeOn(kHistoryDbPath,
-            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<40) INSERT INTO poe_history (unit, "
-            "trigger_source, schedule_name, execution_mode, started_at, status) SELECT 1, 'manual', "
-            "hex(zeroblob(500000)), 'sequential', strftime('%s'), 'completed' FROM n;");
+  executeOn(
+      kHistoryDbPath,
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<40) INSERT INTO "
+      "poe_history (unit, "
+      "trigger_source, schedule_name, execution_mode, started_at, status) SELECT 1, 'manual', "
+      "hex(zeroblob(500000)), 'sequential', strftime('%s'), 'completed' FROM n;");
   const auto list = [](int runs) {
-    return requestText("history.list", R"({"unit":1,"pageSize":)" + std::to_string(runs) + "}") + "\n";
+    return requestText("history.list", R"({"unit":1,"pageSize":)" + std::to_string(runs) + "}") +
+           "\n";
   };
   EXPECT_EQ(exchange(list(40)), "") << "40 MB";
   EXPECT_EQ(exchange(list(10)).size() / 1000000, 10U);
   SocketClient silent;
   silent.sendBytes(list(10));
   ASSERT_TRUE(waitUntil([&] { return silent.isAnswered(); }));
-  EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest; })) << daemon_.threads();
+  EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest; }))
+      << daemon_.threads();
   EXPECT_LT(silent.readAll().size(), 1000000U);
 }
 
@@ -183,7 +198,8 @@ TEST_F(IpcTest, theClientTellsHowItWentByItsExitStatus) {
   };
   for (const auto& [arguments, status, printed] : cases) {
     std::string output;
-    EXPECT_EQ(runCommand(client + arguments + " 2>&1", &output), status) << arguments << "\n" << output;
+    EXPECT_EQ(runCommand(client + arguments + " 2>&1", &output), status) << arguments << "\n"
+                                                                         << output;
     EXPECT_NE(output.find(printed), std::string::npos) << arguments << "\n" << output;
   }
 }

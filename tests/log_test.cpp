@@ -20,7 +20,8 @@ std::string syslogged;
 
 // These take the place of the C library's.
 extern "C" void openlog(const char* ident, int option, int facility) {
-  syslogged += std::string(ident) + ": option " + std::to_string(option) + ", facility " + std::to_string(facility);
+  syslogged += std::string(ident) + ": option " + std::to_string(option) + ", facility " +
+               std::to_string(facility);
 }
 extern "C" void vsyslog(int level, const char* format, va_list arguments) {
   char message[64];
@@ -50,8 +51,11 @@ std::string printedBy(const std::function<void()>& body) {
 }  // namespace
 
 TEST_F(LogTest, openingLeavesALevelFileOfFourBytesThatBeginsWithADigit) {
-  const std::pair<const char*, std::string> cases[] = {
-      {"", "6\0\0\0"s}, {"0\n", "0\n\0\0"s}, {"/123", "6123"s}, {":123", "6123"s}, {"9876543", "9876"s}};
+  const std::pair<const char*, std::string> cases[] = {{"", "6\0\0\0"s},
+                                                       {"0\n", "0\n\0\0"s},
+                                                       {"/123", "6123"s},
+                                                       {":123", "6123"s},
+                                                       {"9876543", "9876"s}};
   openLog();
   EXPECT_EQ(readFile(kLogLevelPath), "6\0\0\0"s) << "was missing";
   for (const auto& [before, after] : cases) {
@@ -64,9 +68,9 @@ TEST_F(LogTest, openingLeavesALevelFileOfFourBytesThatBeginsWithADigit) {
 
 TEST_F(LogTest, whatIsWrittenToTheLevelFileCountsFromTheNextRecordOn) {
   // An emptied file is what a shell that writes to it leaves for a moment.
-  const std::pair<const char*, const char*> cases[] = {{"7", "01234567"}, {"9", "01234567"}, {"3\n", "0123"},
-                                                       {"0", "0"},        {"x", "0123456"},  {"4", "01234"},
-                                                       {"", "0123456"},   {"5", "012345"},   {"", "0123456"}};
+  const std::pair<const char*, const char*> cases[] = {
+      {"7", "01234567"}, {"9", "01234567"}, {"3\n", "0123"}, {"0", "0"},     {"x", "0123456"},
+      {"4", "01234"},    {"", "0123456"},   {"5", "012345"}, {"", "0123456"}};
   openLog();
   for (const auto& [level, expected] : cases) {
     const size_t before = logText().size();
@@ -80,7 +84,8 @@ TEST_F(LogTest, whatIsWrittenToTheLevelFileCountsFromTheNextRecordOn) {
       written += text[++at];
     }
     EXPECT_EQ(written, expected) << "level file: '" << level << "'";
-    EXPECT_TRUE(*level != '\0' || fs::file_size(kLogLevelPath) == 4) << fs::file_size(kLogLevelPath);
+    EXPECT_TRUE(*level != '\0' || fs::file_size(kLogLevelPath) == 4)
+        << fs::file_size(kLogLevelPath);
   }
 }
 
@@ -96,8 +101,8 @@ TEST_F(LogTest, aRecordIsLocalTimeLevelNameIdentAndMessageWithoutALineEnd) {
     const bool named = level % 2 == 0;  // without a name given, the process's own is printed
     logOpen(LOG_TO_FILE, LOG_DAEMON, named ? "quorin_poed" : nullptr);
     logMessage(level++, "[%s:%d] %s failed", "aFunction", 12, "it");
-    pattern += R"([0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \()" + name + R"(\): )" +
-               (named ? "quorin_poed" : "log_test") + R"(: \[aFunction:12\] it failed)";
+    pattern += R"([0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{3} \()" + name +
+               R"(\): )" + (named ? "quorin_poed" : "log_test") + R"(: \[aFunction:12\] it failed)";
   }
   unsetenv("TZ");
   const ::testing::Matcher<std::string> layout = ::testing::MatchesRegex(pattern);
@@ -125,7 +130,8 @@ TEST_F(LogTest, theRecordThatCrossesTheLimitIsTheLastOfItsFile) {
     }
     const bool rotated = rotatedAfter != 0;
     EXPECT_EQ(fs::file_size(kOldLogFilePath), rotated ? bytes + rotatedAfter * record : 5) << bytes;
-    EXPECT_EQ(fs::file_size(kLogFilePath), (4 - rotatedAfter) * record + (rotated ? 0 : bytes)) << bytes;
+    EXPECT_EQ(fs::file_size(kLogFilePath), (4 - rotatedAfter) * record + (rotated ? 0 : bytes))
+        << bytes;
   }
 }
 
@@ -176,7 +182,8 @@ TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
     writeFile(victim, "7 of the victim");
     plant(kLogFilePath);
     plant(kLogLevelPath);
-    const std::string printed = printedBy([] { openLog(), logMessage(LOG_ERR, "<to nobody's file>"); });
+    const std::string printed =
+        printedBy([] { openLog(), logMessage(LOG_ERR, "<to nobody's file>"); });
     EXPECT_EQ(countOf(printed, "<to nobody's file>"), 1) << printed;
     EXPECT_EQ(readFile(victim), "7 of the victim");
     logClose();
@@ -223,8 +230,10 @@ TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
   const std::string records = readFile(kOldLogFilePath) + logText();
   size_t at = 0;
   int total = 0;
-  for (int next[kThreads] = {}, t = 0, i = 0, end = 0; at < records.size(); at += static_cast<size_t>(end)) {
-    ASSERT_EQ(sscanf(&records[at], "%*s %*s (ERROR): quorin_poed: <%d %d x%n", &t, &i, &end), 2) << &records[at];
+  for (int next[kThreads] = {}, t = 0, i = 0, end = 0; at < records.size();
+       at += static_cast<size_t>(end)) {
+    ASSERT_EQ(sscanf(&records[at], "%*s %*s (ERROR): quorin_poed: <%d %d x%n", &t, &i, &end), 2)
+        << &records[at];
     ASSERT_EQ(next[t]++, i) << &records[at];
     ASSERT_EQ(records.substr(at + static_cast<size_t>(end) - 1, 1001), padding + "|");
     end += 1000;

@@ -19,8 +19,9 @@ std::string accepted(int runId, const std::string& ifNums, int offTimeSec = 0, i
                      const std::string& mode = "simultaneous", int unit = 1) {
   return R"({"ok":true,"result":{"runId":)" + std::to_string(runId) +
          R"(,"triggered":"manual","scheduleId":null,"scheduleName":"Manual Restart","scheduleType":"restart","unit":)" +
-         std::to_string(unit) + R"(,"executionMode":")" + mode + R"(","offTimeSec":)" + std::to_string(offTimeSec) +
-         R"(,"interPortDelaySec":)" + std::to_string(delaySec) + R"(,"resolvedIfNums":[)" + ifNums + "]}}";
+         std::to_string(unit) + R"(,"executionMode":")" + mode + R"(","offTimeSec":)" +
+         std::to_string(offTimeSec) + R"(,"interPortDelaySec":)" + std::to_string(delaySec) +
+         R"(,"resolvedIfNums":[)" + ifNums + "]}}";
 }
 
 void expectRun(int runId, const std::string& want) {
@@ -38,15 +39,18 @@ TEST_F(ManualResetTest, badRequestsAreRefusedAndBeginNoRun) {
   for (const char* params : {"null", "[]", "{}", R"({"request":{}})", R"({"unit":1})"}) {
     EXPECT_EQ(rpc("manual.reset", params), kRefused) << params;
   }
-  for (const char* unit : {"\"1\"", "true", "null", "[1]", "0", "-1", "0.9", "-1e300", "1e300", "3"}) {
+  for (const char* unit :
+       {"\"1\"", "true", "null", "[1]", "0", "-1", "0.9", "-1e300", "1e300", "3"}) {
     EXPECT_EQ(reset(R"({"offTimeSec":1e300,"interPortDelaySec":-1e300})", unit), kRefused) << unit;
   }
   const std::pair<const char*, const char*> foreign[] = {
       {"[9]", "9"}, {"[5,10,7]", "10"}, {"[5,7,9]", "7"},          {"[99]", "99"},
       {"[0]", "0"}, {"[-1]", "-1"},     {"[1e300]", "2147483647"}, {"[-1e300]", "-2147483648"}};
   for (const auto& [ifNums, bad] : foreign) {
-    EXPECT_EQ(reset(std::string(R"({"offTimeSec":1e300,"ifNums":)") + ifNums + "}"), kRefused) << ifNums;
-    const std::string warning = std::string("manual-reset: ifNum ") + bad + " does not belong to unit 1 — rejecting";
+    EXPECT_EQ(reset(std::string(R"({"offTimeSec":1e300,"ifNums":)") + ifNums + "}"), kRefused)
+        << ifNums;
+    const std::string warning =
+        std::string("manual-reset: ifNum ") + bad + " does not belong to unit 1 — rejecting";
     EXPECT_EQ(countOf(logText(), warning), 1) << ifNums << logText();
   }
   EXPECT_EQ(jsonText(rpcResult("history.list", R"({"unit":1})"), "total"), "0");
@@ -58,11 +62,14 @@ TEST_F(ManualResetTest, whatIsOfTheWrongTypeReadsAsAbsentAndWithoutPortsAllEnabl
   const char* all = "1,2,4,5,6";
   const std::tuple<const char*, std::string, int, int, const char*> rows[] = {
       {R"({"ifNums":[5]})", "5", 0, 0, "simultaneous"},
-      {R"({"ifNums":[5],"offTimeSec":"9","interPortDelaySec":true,"executionMode":1})", "5", 0, 0, "simultaneous"},
-      {R"({"ifNums":[5],"offTimeSec":null,"interPortDelaySec":[3],"executionMode":"SEQUENTIAL"})", "5", 0, 0,
+      {R"({"ifNums":[5],"offTimeSec":"9","interPortDelaySec":true,"executionMode":1})", "5", 0, 0,
        "simultaneous"},
-      {R"({"ifNums":[5],"interPortDelaySec":2.9,"executionMode":"sequential"})", "5", 0, 2, "sequential"},
-      {R"({"ifNums":["a",5,null,[6],{"6":6},true],"offTimeSec":-1e300})", "5", INT32_MIN, 0, "simultaneous"},
+      {R"({"ifNums":[5],"offTimeSec":null,"interPortDelaySec":[3],"executionMode":"SEQUENTIAL"})",
+       "5", 0, 0, "simultaneous"},
+      {R"({"ifNums":[5],"interPortDelaySec":2.9,"executionMode":"sequential"})", "5", 0, 2,
+       "sequential"},
+      {R"({"ifNums":["a",5,null,[6],{"6":6},true],"offTimeSec":-1e300})", "5", INT32_MIN, 0,
+       "simultaneous"},
       {R"({"ifNums":["a","b"]})", "", 0, 0, "simultaneous"},
       {"{}", all, 0, 0, "simultaneous"},
       {R"({"ifNums":[]})", all, 0, 0, "simultaneous"},
@@ -96,7 +103,8 @@ TEST_F(ManualResetTest, onlyTheFirst512EntriesCount) {
 }
 
 TEST_F(ManualResetTest, portsGoDarkTogetherForTheOffTimeAndComeBackInOrder) {
-  const char* request = R"({"ifNums":[6,4],"offTimeSec":20,"interPortDelaySec":5,"executionMode":"sequential"})";
+  const char* request =
+      R"({"ifNums":[6,4],"offTimeSec":20,"interPortDelaySec":5,"executionMode":"sequential"})";
   EXPECT_EQ(reset(request), accepted(1, "6,4", 20, 5, "sequential"));
   expectRun(1, ": 4 success, 6 success");
   ASSERT_EQ(acts(), "6- 4- 6+ 4+");

@@ -1,5 +1,5 @@
-// Memory runs out at the n-th allocation of a request or a minute, for every n: once, twice or from then on. Only this
-// thread's allocations count, so that every n is the same place each time.
+// Memory runs out at the n-th allocation of a request or a minute, for every n: once, twice or from
+// then on. Only this thread's allocations count, so that every n is the same place each time.
 #include <cjson/cJSON.h>
 #include <sqlite3.h>
 
@@ -73,22 +73,24 @@ class MemoryTest : public TickTest {
   }
 
   static std::string ask(const std::string& request, int64_t n, int64_t count, bool* reached) {
-    std::string answer = askWorker(request, [&](const auto& work) { *reached = withFailuresAfter(n, count, work); });
+    std::string answer =
+        askWorker(request, [&](const auto& work) { *reached = withFailuresAfter(n, count, work); });
     return answer.substr(0, answer.find('\n'));
   }
 
   // All schedules, each with the number of its days and ports; then the delays of units 1 and 2.
   static std::string stored() {
-    const std::string schedules =
-        queryValue(kScheduleDbPath,
-                   "SELECT GROUP_CONCAT(name || ' ' || recurrence || ' ' || (SELECT COUNT(*) FROM poe_schedule_days d "
-                   "WHERE d.schedule_id=s.schedule_id) || ' ' || (SELECT COUNT(*) FROM poe_schedule_ifs i WHERE "
-                   "i.schedule_id=s.schedule_id)) FROM poe_schedule s;");
+    const std::string schedules = queryValue(kScheduleDbPath,
+                                             "SELECT GROUP_CONCAT(name || ' ' || recurrence || ' ' "
+                                             "|| (SELECT COUNT(*) FROM poe_schedule_days d "
+                                             "WHERE d.schedule_id=s.schedule_id) || ' ' || (SELECT "
+                                             "COUNT(*) FROM poe_schedule_ifs i WHERE "
+                                             "i.schedule_id=s.schedule_id)) FROM poe_schedule s;");
     return schedules + "; " + delay(1) + ", " + delay(2);
   }
   static std::string delay(int unit) {
-    const JsonPtr answer =
-        jsonParse(ask(requestText("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
+    const JsonPtr answer = jsonParse(
+        ask(requestText("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
     return printJson(jsonMember(jsonMember(answer.get(), "result"), "delaySec"));
   }
 
@@ -127,8 +129,11 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   const std::pair<std::string, std::string> cases[] = {
       // with what is stored when it is answered with ok
       {create_, "old daily 0 1,new daily 0 2; 60, 60"},
-      {requestText("schedule.update",
-                   scheduleParams(R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])", one)),
+      {requestText(
+           "schedule.update",
+           scheduleParams(
+               R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])",
+               one)),
        updated},
       {requestText("schedule.delete", "{" + one + "}"), "NULL; 60, 60"},
       {requestText("schedule.get", "{" + one + "}"), before},
@@ -140,7 +145,8 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
       {requestText("sensors.all", R"({"unit":1})"), before},
       {requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
   };
-  ask(requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
+  ask(requestText("manual.reset",
+                  R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
   for (const auto& [request, whenDone] : cases) {
     for (int n = 0, reached = 1; n < kMaxAllocations && reached > 0; ++n) {
       reached = 0;
@@ -151,14 +157,19 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
         reached += failed ? 1 : 0;
         const bool ok = answer.rfind(R"({"ok":true)", 0) == 0;
         const std::string what = std::to_string(n) + request + answer;
-        EXPECT_TRUE(ok || answer.empty() || answer.rfind(R"({"ok":false,"error":1)", 0) == 0) << what;
+        EXPECT_TRUE(ok || answer.empty() || answer.rfind(R"({"ok":false,"error":1)", 0) == 0)
+            << what;
         EXPECT_TRUE(failed || ok) << what;
-        EXPECT_TRUE(!ok || countOf(request, "reset") == 0 || countOf(answer, R"("interPortDelaySec":0)") == 1) << what;
+        EXPECT_TRUE(!ok || countOf(request, "reset") == 0 ||
+                    countOf(answer, R"("interPortDelaySec":0)") == 1)
+            << what;
         // Days that find no memory are none, and the answer shows it.
-        const bool lostDays = ok && whenDone == updated && answer.find("recurrenceDays") == std::string::npos;
+        const bool lostDays =
+            ok && whenDone == updated && answer.find("recurrenceDays") == std::string::npos;
         const std::string after = lostDays ? "old monthly 0 2; 60, 60" : whenDone;
         const std::string now = stored();
-        ASSERT_TRUE(now == (ok ? after : before) || (answer.empty() && now == after)) << what << now;
+        ASSERT_TRUE(now == (ok ? after : before) || (answer.empty() && now == after))
+            << what << now;
       }
     }
   }
@@ -167,12 +178,15 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
 TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowOutlivesThem) {
   createWindow("power_off", "12:00", "13:00", R"("endDate":"2095-01-01","ifNums":[1])");
   EXPECT_EQ(tickAt("2095-01-01 12:00"), "1-");
-  executeOn(kHistoryDbPath, "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
+  executeOn(
+      kHistoryDbPath,
+      "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
   ask(create_);
   int day = 0;
   const auto nextNoon = [&day] {
     char noon[32];
-    snprintf(noon, sizeof noon, "%04d-%02d-%02d 12:00:00", 2100 + day / 336, day / 28 % 12 + 1, day % 28 + 1);
+    snprintf(noon, sizeof noon, "%04d-%02d-%02d 12:00:00", 2100 + day / 336, day / 28 % 12 + 1,
+             day % 28 + 1);
     ++day;
     ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, noon), "");
   };
@@ -185,8 +199,11 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowO
       const uint64_t before = switchsim::lastSeq();
       tickOnce();
       ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n << logText();
-      ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"), "success") << n;
-      ASSERT_EQ(query("SELECT status FROM poe_history LIMIT 1;"), "running") << "after allocation " << n << logText();
+      ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"),
+                "success")
+          << n;
+      ASSERT_EQ(query("SELECT status FROM poe_history LIMIT 1;"), "running")
+          << "after allocation " << n << logText();
     }
     EXPECT_FALSE(reached);
   }

@@ -1,4 +1,5 @@
-// The pace of the scheduler's own loop, under a clock of the test's making that moves only while somebody sleeps.
+// The pace of the scheduler's own loop, under a clock of the test's making that moves only while
+// somebody sleeps.
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -37,7 +38,8 @@ extern "C" int clock_gettime(clockid_t clock, timespec* now) noexcept {
   }
   const int64_t ns = movedNs;
   const int64_t backNs = ns < putBackAtNs ? 0 : putBackNs.load();
-  *now = timeOf(clock == CLOCK_MONOTONIC ? ns : ns + (ns - beganNs) / kNsPerMinute * driftNs - backNs);
+  *now =
+      timeOf(clock == CLOCK_MONOTONIC ? ns : ns + (ns - beganNs) / kNsPerMinute * driftNs - backNs);
   return 0;
 }
 
@@ -85,15 +87,19 @@ TEST_F(PaceTest, noMinuteIsSkippedWhileASwitchIsAMomentBehindOrItsClockIsPutBack
     everyMinute += minute > 0 ? " 1-" : "1-";
   }
   int day = 0;
-  for (const auto& [behindMs, back] : {std::pair{0, 0}, {200, 0}, {500, 0}, {800, 0}, {990, 0}, {1300, 0}, {300, 1}}) {
+  for (const auto& [behindMs, back] :
+       {std::pair{0, 0}, {200, 0}, {500, 0}, {800, 0}, {990, 0}, {1300, 0}, {300, 1}}) {
     for (const int64_t drift : {0, 15, -15}) {
-      for (const int64_t startMs : {-30000, -29550, 59985}) {  // the last one in the first window's last second
+      for (const int64_t startMs :
+           {-30000, -29550, 59985}) {  // the last one in the first window's last second
         ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::follow, "", behindMs), "");
         const int64_t begin = (kNewYear + kDaySec * (day += 2) + 23 * 3600 + 48 * 60) * kNsPerSec;
         driftNs = drift * kNsPerMs;
         putBackNs = back * kDaySec * kNsPerSec;
-        putBackAtNs = begin + 5 * kNsPerMinute + kNsPerMinute / 2;  // that minute is another day's, too
-        EXPECT_EQ(loopFrom(begin + (startMs + behindMs % 1000) * kNsPerMs, kMinutes * 60 + 30 - startMs / 1000),
+        putBackAtNs =
+            begin + 5 * kNsPerMinute + kNsPerMinute / 2;  // that minute is another day's, too
+        EXPECT_EQ(loopFrom(begin + (startMs + behindMs % 1000) * kNsPerMs,
+                           kMinutes * 60 + 30 - startMs / 1000),
                   everyMinute + (back != 0 ? " 1-" : ""))
             << behindMs << " ms behind, drift " << drift << " ms a minute, from " << startMs;
       }

@@ -1,4 +1,5 @@
-// Work on PoE ports: their locks, single ports, whole jobs, the walk over a unit's ports and their sensors.
+// Work on PoE ports: their locks, single ports, whole jobs, the walk over a unit's ports and their
+// sensors.
 #include <cjson/cJSON.h>
 #include <unistd.h>
 
@@ -18,7 +19,8 @@ using PortList = std::vector<uint32_t>;
 
 namespace {
 
-constexpr int32_t ON = POE_ACTION_POWER_ON, RESTART = POE_ACTION_RESTART, OFF = POE_ACTION_POWER_OFF, OTHER = 9;
+constexpr int32_t ON = POE_ACTION_POWER_ON, RESTART = POE_ACTION_RESTART,
+                  OFF = POE_ACTION_POWER_OFF, OTHER = 9;
 constexpr auto kOnAnotherThread = std::launch::async;
 
 bool lockIsFree(int32_t unit, int32_t ifNum) {
@@ -41,9 +43,11 @@ class PoeTest : public StoreTest {
     StoreTest::TearDown();
   }
   // A job over ports, which must outlive it, with a run begun for it.
-  static PoeActionJob makeJob(int32_t unit, int32_t action, const PortList& ports, int32_t offTimeSec = 0) {
+  static PoeActionJob makeJob(int32_t unit, int32_t action, const PortList& ports,
+                              int32_t offTimeSec = 0) {
     const auto count = static_cast<int32_t>(ports.size());
-    const RunBeginRequest begin{unit, RUN_TRIGGER_MANUAL, 0, nullptr, action, {}, 0, 0, ports.data(), count};
+    const RunBeginRequest begin{unit, RUN_TRIGGER_MANUAL, 0,    nullptr, action, {}, 0,
+                                0,    ports.data(),       count};
     PoeActionJob job = poeActionJobOf(begin, historyRunBegin(&begin));
     job.offTimeSec = offTimeSec;
     return job;
@@ -57,12 +61,13 @@ class PoeTest : public StoreTest {
 };
 
 TEST_F(PoeTest, portLockHasOneHolderUntilGivenBack) {
-  const std::tuple<int32_t, int32_t, int32_t> rows[] = {{1, 1, 0},     {8, 128, 0},   {0, 1, 10003},
-                                                        {9, 1, 10003}, {1, 0, 10003}, {1, 129, 10003}};
+  const std::tuple<int32_t, int32_t, int32_t> rows[] = {
+      {1, 1, 0}, {8, 128, 0}, {0, 1, 10003}, {9, 1, 10003}, {1, 0, 10003}, {1, 129, 10003}};
   for (const auto& [unit, ifNum, want] : rows) {
     portLockRelease(unit, ifNum);  // not held: must not make room for two
     EXPECT_EQ(portLockTry(unit, ifNum), want) << unit << " " << ifNum;
-    EXPECT_EQ(std::async(kOnAnotherThread, portLockTry, unit, ifNum).get(), want == 0 ? 10000 : want);
+    EXPECT_EQ(std::async(kOnAnotherThread, portLockTry, unit, ifNum).get(),
+              want == 0 ? 10000 : want);
   }
   EXPECT_TRUE(lockIsFree(1, 2) && lockIsFree(2, 1)) << "neighbours are free";
   for (const auto& [unit, ifNum, want] : rows) {
@@ -76,11 +81,13 @@ TEST_F(PoeTest, enabledPortsComeInTableOrderUpToTheCapacity) {
   failCalls(Operation::adminEnableGet, 31);
   failCalls(Operation::ifNumGet, 32);
   failCalls(Operation::sensorsGet, 33);
-  const PortList all{29, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50, 51, 52};
+  const PortList all{29, 34, 35, 36, 37, 38, 39, 40, 41, 42,
+                     43, 44, 45, 46, 47, 48, 49, 50, 51, 52};
   const std::tuple<int32_t, int32_t, PortList> rows[] = {
       {2, 128, all}, {2, 2, {29, 34}}, {2, 0, {}}, {0, 128, {}}, {3, 128, {}}};
   for (const auto& [unit, capacity, want] : rows) {
-    EXPECT_EQ(poeUnitEnabledPortsGet(unit, capacity), want) << "unit " << unit << " capacity " << capacity;
+    EXPECT_EQ(poeUnitEnabledPortsGet(unit, capacity), want)
+        << "unit " << unit << " capacity " << capacity;
     EXPECT_NE(access(kShowPortOutputPath, F_OK), 0);
   }
   makeSwitch({1, 28, 2, NameForm::slotPort});
@@ -90,26 +97,64 @@ TEST_F(PoeTest, enabledPortsComeInTableOrderUpToTheCapacity) {
 
 TEST_F(PoeTest, jobsActInOrderWaitOnlyWhereTheyMustAndRecordEveryPort) {
   constexpr int32_t NEVER = 60;  // seconds that must not be waited
-  // Acts: ~ a second or more goes by before the next or the end; ! the switch refuses what this port is told.
-  const std::tuple<int32_t, int32_t, int32_t, int32_t, PortList, std::string, const char*> rows[] = {
-      {ON, 0, 0, NEVER, {6, 5}, "6+ 5+", "success: 5 success, 6 success"},
-      {ON, 0, 2, NEVER, {5, 6}, "5+! 6+!", "failed: 5 failed hardware error, 6 failed hardware error"},
-      {ON, 0, 1, 1, {5, 6}, "5+!~ 6+", "partial: 5 failed hardware error, 6 success"},
-      {ON, 0, 1, 1, {5, 29}, "5+~", "success: 5 success, 29 foreign"},
-      {ON, 0, 1, NEVER, {29, 8, 25, 99, 5}, "5+", "success: 5 success, 8 busy, 25 foreign, 29 foreign, 99 foreign"},
-      {OFF, NEVER, 1, NEVER, {5, 6, 7}, "5- 6-! 7-", "partial: 5 success, 6 failed power_off failed, 7 success"},
-      {RESTART, 0, 1, 1, {6, 5}, "6r~ 5r", "success: 5 success, 6 success"},
-      {RESTART, -5, 0, NEVER, {5, 8}, "5r!", "failed: 5 failed reset failed, 8 busy"},
-      {RESTART, 1, 1, NEVER, {8, 29}, "~", "failed: 8 busy, 29 foreign"},
-      {RESTART, 1, 0, NEVER, {7, 5, 6}, "7- 5- 6-~ 7+ 5+ 6+", "success: 5 success, 6 success, 7 success"},
-      {RESTART, 1, 1, 1, {5, 6}, "5- 6-~ 5+~ 6+", "success: 5 success, 6 success"},
-      {RESTART, 1, 1, NEVER, {6, 5}, "6-! 5-~ 5+", "partial: 5 success, 6 failed power_off failed"},
-      {RESTART, 1, 1, NEVER, {5, 6}, "5- 6-!~ 5+", "partial: 5 success, 6 failed power_off failed"},
-      {RESTART, 1, 0, NEVER, {8, 5, 5}, "5-~ 5+", "success: 5 success, 8 busy"},
-      {OTHER, 1, 1, 1, {5, 6}, "5-~ 5+~ 6-!", "partial: 5 success, 6 failed power_off failed"}};
+  // Acts: ~ a second or more goes by before the next or the end; ! the switch refuses what this
+  // port is told.
+  const std::tuple<int32_t, int32_t, int32_t, int32_t, PortList, std::string, const char*> rows[] =
+      {{ON, 0, 0, NEVER, {6, 5}, "6+ 5+", "success: 5 success, 6 success"},
+       {ON,
+        0,
+        2,
+        NEVER,
+        {5, 6},
+        "5+! 6+!",
+        "failed: 5 failed hardware error, 6 failed hardware error"},
+       {ON, 0, 1, 1, {5, 6}, "5+!~ 6+", "partial: 5 failed hardware error, 6 success"},
+       {ON, 0, 1, 1, {5, 29}, "5+~", "success: 5 success, 29 foreign"},
+       {ON,
+        0,
+        1,
+        NEVER,
+        {29, 8, 25, 99, 5},
+        "5+",
+        "success: 5 success, 8 busy, 25 foreign, 29 foreign, 99 foreign"},
+       {OFF,
+        NEVER,
+        1,
+        NEVER,
+        {5, 6, 7},
+        "5- 6-! 7-",
+        "partial: 5 success, 6 failed power_off failed, 7 success"},
+       {RESTART, 0, 1, 1, {6, 5}, "6r~ 5r", "success: 5 success, 6 success"},
+       {RESTART, -5, 0, NEVER, {5, 8}, "5r!", "failed: 5 failed reset failed, 8 busy"},
+       {RESTART, 1, 1, NEVER, {8, 29}, "~", "failed: 8 busy, 29 foreign"},
+       {RESTART,
+        1,
+        0,
+        NEVER,
+        {7, 5, 6},
+        "7- 5- 6-~ 7+ 5+ 6+",
+        "success: 5 success, 6 success, 7 success"},
+       {RESTART, 1, 1, 1, {5, 6}, "5- 6-~ 5+~ 6+", "success: 5 success, 6 success"},
+       {RESTART,
+        1,
+        1,
+        NEVER,
+        {6, 5},
+        "6-! 5-~ 5+",
+        "partial: 5 success, 6 failed power_off failed"},
+       {RESTART,
+        1,
+        1,
+        NEVER,
+        {5, 6},
+        "5- 6-!~ 5+",
+        "partial: 5 success, 6 failed power_off failed"},
+       {RESTART, 1, 0, NEVER, {8, 5, 5}, "5-~ 5+", "success: 5 success, 8 busy"},
+       {OTHER, 1, 1, 1, {5, 6}, "5-~ 5+~ 6-!", "partial: 5 success, 6 failed power_off failed"}};
   ASSERT_EQ(portLockTry(1, 8), 0);
   for (const auto& [action, offTimeSec, mode, delaySec, ports, wantActs, wantRun] : rows) {
-    SCOPED_TRACE(testing::Message() << "action " << action << ", off " << offTimeSec << ": " << wantActs);
+    SCOPED_TRACE(testing::Message()
+                 << "action " << action << ", off " << offTimeSec << ": " << wantActs);
     clearFaults();
     PoeActionJob job = makeJob(1, action, ports, offTimeSec);
     job.executionMode = ExecutionMode(mode);
@@ -131,7 +176,8 @@ TEST_F(PoeTest, jobsActInOrderWaitOnlyWhereTheyMustAndRecordEveryPort) {
     EXPECT_EQ(runText(job.runId), wantRun);
     const std::vector<JournalEntry> journal = journalSince(before);
     for (size_t i = 1; i < journal.size(); ++i) {
-      EXPECT_GE(journal[i].monoMs - journal[i - 1].monoMs, 1000 * countOf(act.at(i - 1), "~")) << "before act " << i;
+      EXPECT_GE(journal[i].monoMs - journal[i - 1].monoMs, 1000 * countOf(act.at(i - 1), "~"))
+          << "before act " << i;
     }
     EXPECT_TRUE(lockIsFree(1, 5) && lockIsFree(1, 6) && lockIsFree(1, 7) && !lockIsFree(1, 8));
   }
@@ -161,7 +207,8 @@ TEST_F(PoeTest, walksAtTheSameTimeEachSeeTheirWholeUnit) {
     }
   };
   std::vector<std::future<void>> threads;
-  for (const int32_t unit : {1, 2, 1, 2, 1, 2}) threads.push_back(std::async(kOnAnotherThread, walkOften, unit));
+  for (const int32_t unit : {1, 2, 1, 2, 1, 2})
+    threads.push_back(std::async(kOnAnotherThread, walkOften, unit));
 }
 
 TEST_F(PoeTest, sensorsShowEachPortWithWhatTheSwitchGives) {
@@ -173,10 +220,14 @@ TEST_F(PoeTest, sensorsShowEachPortWithWhatTheSwitchGives) {
       R"("detectionType":"4pt_dot3af","powerUpMode":"upoe","violationType":"dot3af"}])";
   EXPECT_EQ(portsText(1), whole);
   const std::pair<Operation, const char*> getters[] = {
-      {Operation::adminEnableGet, "adminMode"},   {Operation::detectionStatusGet, "detectionStatus"},
-      {Operation::classGet, "powerClass"},        {Operation::priorityGet, "priority"},
-      {Operation::limitGet, "powerLimitMw"},      {Operation::detectionModeGet, "detectionType"},
-      {Operation::powerUpModeGet, "powerUpMode"}, {Operation::violationTypeGet, "violationType"}};
+      {Operation::adminEnableGet, "adminMode"},
+      {Operation::detectionStatusGet, "detectionStatus"},
+      {Operation::classGet, "powerClass"},
+      {Operation::priorityGet, "priority"},
+      {Operation::limitGet, "powerLimitMw"},
+      {Operation::detectionModeGet, "detectionType"},
+      {Operation::powerUpModeGet, "powerUpMode"},
+      {Operation::violationTypeGet, "violationType"}};
   for (const auto& [operation, key] : getters) {
     failCalls(operation, 1);
     const JsonPtr want = jsonParse(whole.c_str());
@@ -211,7 +262,8 @@ TEST_F(PoeTest, sensorsNameTheCodesFromTheFirstToTheLastAndLeaveOutOthers) {
     EXPECT_EQ(ports.substr(ports.find(key)), key + want) << ports;
   }
   setAdmin(1, false);
-  EXPECT_EQ(countOf(portsText(1), R"("adminMode":"disable","detectionStatus":"disabled")"), 1) << portsText(1);
+  EXPECT_EQ(countOf(portsText(1), R"("adminMode":"disable","detectionStatus":"disabled")"), 1)
+      << portsText(1);
 }
 
 }  // namespace

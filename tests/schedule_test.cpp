@@ -1,6 +1,7 @@
-// Schedules and boot-delay settings, by scripts of "METHOD UNIT MEMBERS -> ANSWER". The members go into the params and,
-// before those of a daily restart, into its "schedule"; of equal keys the first counts. The answer is a result in
-// braces, "ok" for none, or an error's code; where none is given, any will do.
+// Schedules and boot-delay settings, by scripts of "METHOD UNIT MEMBERS -> ANSWER". The members go
+// into the params and, before those of a daily restart, into its "schedule"; of equal keys the
+// first counts. The answer is a result in braces, "ok" for none, or an error's code; where none is
+// given, any will do.
 
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
@@ -15,7 +16,8 @@ const std::pair<std::string, std::string> kShorthands[] = {
     {"$daily", R"("name":"N",$type"restart","recurrence":"daily")"},
     {"$type", R"("scheduleType":)"},
     {"$at", R"("restartTime":"07:30","offTimeSec":1)"},
-    {"$dates", R"("startDate":"2025-03-01","endDate":"x","recurrence":"monthly","recurrenceDays":[1,99])"},
+    {"$dates",
+     R"("startDate":"2025-03-01","endDate":"x","recurrence":"monthly","recurrenceDays":[1,99])"},
     {"$lists", R"("recurrenceDays":[-1],"ifNums":[3000000000])"},
     {"$end", R"($modes,"enabled":true,"status":"active")"},
     {"$modes", R"("executionMode":"simultaneous","interPortDelaySec":0)"},
@@ -29,7 +31,8 @@ std::vector<std::pair<std::string, std::string>> rows(std::string table) {
   std::vector<std::pair<std::string, std::string>> split;
   for (std::string line; std::getline(lines, line);) {
     const size_t arrow = line.find(" -> ");
-    split.emplace_back(line.substr(0, arrow), arrow == std::string::npos ? "" : line.substr(arrow + 4));
+    split.emplace_back(line.substr(0, arrow),
+                       arrow == std::string::npos ? "" : line.substr(arrow + 4));
   }
   return split;
 }
@@ -42,7 +45,8 @@ void play(const std::string& script) {
     const std::string got = rpc((method[0] == 'b' ? "" : "schedule.") + method,
                                 scheduleParams(members, R"("unit":)" + unit + "," + members));
     const std::string result = want[0] == '{' ? R"(,"result":)" + want : "";
-    const std::string ok = R"({"ok":true)" + result + "}", error = R"({"ok":false,"error":)" + want + "}";
+    const std::string ok = R"({"ok":true)" + result + "}",
+                      error = R"({"ok":false,"error":)" + want + "}";
     EXPECT_EQ(got, want.empty() ? got : want == "ok" || want[0] == '{' ? ok : error) << request;
   }
 }
@@ -52,7 +56,8 @@ using BootDelayTest = ScheduleTest;
 
 TEST_F(ScheduleTest, fieldsAreTakenByTheirRulesOnCreateAndOnUpdate) {
   int id = 0;
-  for (const auto& [members, want] : rows(R"("Name":"é/","RestartTime":"x","OFFTIMESEC":2.9,"IfNums":[2] -> \
+  for (const auto& [members, want] :
+       rows(R"("Name":"é/","RestartTime":"x","OFFTIMESEC":2.9,"IfNums":[2] -> \
 "name":"é/",$type"restart","recurrence":"daily","ifNums":[2],"restartTime":"x","offTimeSec":2,$end
 "name":"$x62x234567",$dates,"startTime":"1" -> "name":"$x62x",$type"restart",$dates,"ifNums":[1],$at,$end
 "name":"$x62éé","restartTime":"123456é","endDate":"12345678901234é" -> "name":"$x62",$type"restart",\
@@ -65,16 +70,19 @@ $daily,"recurrenceDays":[-2147483648,2],"ifNums":[4,2147483647],"restartTime":"0
 $type"power_on","startTime":"1234𝄞","endTime":"12345678",$dates,"executionMode":"simultaneous" -> \
 "name":"N",$type"power_on",$dates,"ifNums":[1],"startTime":"1234","endTime":"1234567","allDay":false,$end
 $type"power_off","allDay":true -> "name":"N",$type"power_off","recurrence":"daily","ifNums":[1],"allDay":true,$end)")) {
-    const std::string own = std::to_string(++id), one = own + " #" + own, is = " -> {#" + own + "," + want + "}; ";
+    const std::string own = std::to_string(++id), one = own + " #" + own,
+                      is = " -> {#" + own + "," + want + "}; ";
     play("create " + own + " " + members + is + "get " + one + is);  // each in a unit of its own
-    play("update " + one + R"(,"name":"M","startDate":"3","endTime":"2","ifNums":[7],"enabled":false,)" + members);
+    play("update " + one +
+         R"(,"name":"M","startDate":"3","endTime":"2","ifNums":[7],"enabled":false,)" + members);
     play("update " + one + "," + members + is + "get " + one + is);
   }
 }
 
 TEST_F(ScheduleTest, requestsThatBreakARuleAreRefusedAndChangeNothing) {
   play(R"(create 1 -> {#1,"name":"N",$restart})");
-  for (const auto& row : rows(R"("name":""; "name":7; "name":null; $type"Restart"; $type2; $type"unknown"
+  for (const auto& row :
+       rows(R"("name":""; "name":7; "name":null; $type"Restart"; $type2; $type"unknown"
 $type"power_on"; "recurrence":1; "recurrence":""; "recurrence":"Daily"; "restartTime":""; "restartTime":730
 "offTimeSec":0; "offTimeSec":"1"; "offTimeSec":0.9; "offTimeSec":-1e300; "executionMode":""
 "executionMode":"Sequential"; "allDay":true; "ifNums":[]; "ifNums":["3"]; "ifNums":5; "ifNums":{"a":1}; "schedule":{}
@@ -82,15 +90,19 @@ $type"power_on"; "recurrence":1; "recurrence":""; "recurrence":"Daily"; "restart
     play("create 2 " + row.first + " -> 10003; update 1 #1," + row.first + " -> 10003");
   }
   for (const std::string method : {"create", "get", "update", "delete"}) {
-    EXPECT_EQ(rpc("schedule." + method, R"({"unit":1})"), R"({"ok":false,"error":10003})") << method;
-    play(method + " 0 #1 -> 10003; " + method + " \"1\" #1 -> 10003; " + method + " null #1 -> 10003");
+    EXPECT_EQ(rpc("schedule." + method, R"({"unit":1})"), R"({"ok":false,"error":10003})")
+        << method;
+    play(method + " 0 #1 -> 10003; " + method + " \"1\" #1 -> 10003; " + method +
+         " null #1 -> 10003");
   }
-  play(R"(get 1 #0 -> 10003; get 1 #"1" -> 10003; update 1 #null -> 10003; delete 1 #-1 -> 10003; list 0 -> 10003
+  play(
+      R"(get 1 #0 -> 10003; get 1 #"1" -> 10003; update 1 #null -> 10003; delete 1 #-1 -> 10003; list 0 -> 10003
 get 1.9 #1.9 -> {#1,"name":"N",$restart}; list 1 -> {"schedules":[{#1,"name":"N",$restart}]})");
 }
 
 TEST_F(ScheduleTest, namesAreUniqueInAUnitAndIdsForAllTime) {
-  play(R"(create 1 "name":"A" -> {#1,"name":"A",$restart}; create 2 "name":"A" -> {#2,"name":"A",$restart}
+  play(
+      R"(create 1 "name":"A" -> {#1,"name":"A",$restart}; create 2 "name":"A" -> {#2,"name":"A",$restart}
 create 1 "name":"$x62x234567" -> {#3,"name":"$x62x",$restart}; create 1 "name":"$x62x765432" -> 10011
 create 1 "name":"A" -> 10011; create 1 -> {#4,"name":"N",$restart}
 update 1 #4,"name":"A","ifNums":[9],"restartTime":"1" -> 10000; get 1 #4 -> {#4,"name":"N",$restart}
@@ -108,7 +120,8 @@ list 1 -> {"schedules":[{#1,"name":"A",$restart},{#3,"name":"$x62x",$restart},{#
 }
 
 TEST_F(ScheduleTest, daysAndPortsAreAnsweredAsSentButStoredOnceAndInOrder) {
-  play(R"(create 1 "ifNums":[2,2] -> 10000; create 1 "recurrenceDays":[3,1,3] -> 10000; list 1 -> {"schedules":[]}
+  play(
+      R"(create 1 "ifNums":[2,2] -> 10000; create 1 "recurrenceDays":[3,1,3] -> 10000; list 1 -> {"schedules":[]}
 create 1 "recurrenceDays":[3,1],"ifNums":[5,2,9] -> {#1,$daily,"recurrenceDays":[3,1],"ifNums":[5,2,9],$at,$end}
 get 1 #1 -> {#1,$daily,"recurrenceDays":[1,3],"ifNums":[2,5,9],$at,$end}
 update 1 #1,"recurrenceDays":[4,4,5],"ifNums":[2,2] -> {#1,$daily,"recurrenceDays":[4,4,5],"ifNums":[2,2],$at,$end}
@@ -119,8 +132,11 @@ list 1 -> {"schedules":[{#1,$daily,"recurrenceDays":[4],"ifNums":[2],$at,$end}]}
     play(std::string("update 1 #1 -> ") + (trigger[0] == 'I' ? "10000" : "10023"));
     executeOn(kScheduleDbPath, "DROP TRIGGER t;");
   }
-  play(R"(list 1 -> {"schedules":[{#1,$daily,"recurrenceDays":[4],"ifNums":[2],$at,$end}]}; delete 1 #1 -> ok)");
-  EXPECT_EQ(queryValue(kScheduleDbPath, "SELECT * FROM poe_schedule_days UNION SELECT * FROM poe_schedule_ifs"), "");
+  play(
+      R"(list 1 -> {"schedules":[{#1,$daily,"recurrenceDays":[4],"ifNums":[2],$at,$end}]}; delete 1 #1 -> ok)");
+  EXPECT_EQ(queryValue(kScheduleDbPath,
+                       "SELECT * FROM poe_schedule_days UNION SELECT * FROM poe_schedule_ifs"),
+            "");
 }
 
 TEST_F(ScheduleTest, rowsOfTheFirstLayoutOrAnotherProgramAreShownAsFarAsTheyGo) {
@@ -129,7 +145,8 @@ TEST_F(ScheduleTest, rowsOfTheFirstLayoutOrAnotherProgramAreShownAsFarAsTheyGo) 
   EXPECT_EQ(queryValue(kScheduleDbPath, "ALTER TABLE poe_schedule DROP COLUMN all_day"), "");
   ASSERT_TRUE(daemon_.startReady()) << logText();
   std::string id = "5000000000";
-  std::string list = R"({#1,"name":"N",$type"power_on","recurrence":"daily","ifNums":[1],"allDay":false,$end})";
+  std::string list =
+      R"({#1,"name":"N",$type"power_on","recurrence":"daily","ifNums":[1],"allDay":false,$end})";
   for (const auto& [values, json] : rows(R"('','Restart',NULL,NULL,'','1','2','3',-5,0,0,0,0,1 -> \
 "name":"",$type"unknown","recurrence":"weekly",$lists,$modes,"enabled":false,"status":"inactive"}
 'b','restart','',NULL,'DAILY','',NULL,NULL,-5,0,'0x',2,0,1 -> \
@@ -139,19 +156,26 @@ CAST(x'63FFC3' AS TEXT),'power_off','2-30','-1','monthly','99','-1:-1','9',NULL,
 '$x62é!','power_on','2025-01-01 0:00:',NULL,'daily','123456789',NULL,NULL,0,0,0,1,0,5 -> "name":"$x62",$type"power_on",\
 "startDate":"2025-01-01 0:00","recurrence":"daily",$lists,"startTime":"1234567","allDay":true,$end})")) {
     ++id.back();
-    EXPECT_EQ(queryValue(kScheduleDbPath, "INSERT INTO poe_schedule_ifs VALUES (" + id + ",3000000000)"), "");
-    EXPECT_EQ(queryValue(kScheduleDbPath, "INSERT INTO poe_schedule_days VALUES (" + id + ",-1)"), "");
-    EXPECT_EQ(queryValue(kScheduleDbPath, "INSERT INTO poe_schedule VALUES (" + id + ",1," + values + ")"), "");
+    EXPECT_EQ(
+        queryValue(kScheduleDbPath, "INSERT INTO poe_schedule_ifs VALUES (" + id + ",3000000000)"),
+        "");
+    EXPECT_EQ(queryValue(kScheduleDbPath, "INSERT INTO poe_schedule_days VALUES (" + id + ",-1)"),
+              "");
+    EXPECT_EQ(queryValue(kScheduleDbPath,
+                         "INSERT INTO poe_schedule VALUES (" + id + ",1," + values + ")"),
+              "");
     list += ",{#" + id + "," + json;
   }
   play(R"(list 1 -> {"schedules":[)" + list + "]}");
-  EXPECT_TRUE(waitUntil([] { return countOf(rpc("history.list", R"({"unit":1})"), "xxxxxx") > 0; })) << logText();
+  EXPECT_TRUE(waitUntil([] { return countOf(rpc("history.list", R"({"unit":1})"), "xxxxxx") > 0; }))
+      << logText();
 }
 
 TEST_F(ScheduleTest, aDatabaseThatWasOverwrittenWhileItWasDownCostsAnswersOnly) {
   EXPECT_EQ(daemon_.stop(), 0);
   const auto size = fs::file_size(kScheduleDbPath);
-  std::fstream(kScheduleDbPath, std::ios::in | std::ios::out).seekp(4096) << std::string(size - 4096, 'x');
+  std::fstream(kScheduleDbPath, std::ios::in | std::ios::out).seekp(4096)
+      << std::string(size - 4096, 'x');
   ASSERT_TRUE(daemon_.startReady()) << logText();
   play("create 1 -> 10000; list 1 -> 10000; bootdelay.get 1 -> {\"delaySec\":0,$modes}");
   const char* error = "schedules could not be read to the end: database disk image is malformed";
@@ -164,39 +188,46 @@ bootdelay.set 1 "DelaySec":59.9,"executionMode":"sequential","interPortDelaySec"
 bootdelay.get 1 -> {"delaySec":59,"executionMode":"sequential","interPortDelaySec":5}
 bootdelay.set 2 "delaySec":600,"executionMode":"sequential","interPortDelaySec":300 -> ok
 bootdelay.set 1 "delaySec":7 -> ok; bootdelay.get 1 -> {"delaySec":7,$modes})");
-  for (const auto& row : rows(R"("a":0; "delaySec":601; "delaySec":-1; "delaySec":"1"; "delaySec":null; "delaySec":1e300
+  for (
+      const auto& row : rows(
+          R"("a":0; "delaySec":601; "delaySec":-1; "delaySec":"1"; "delaySec":null; "delaySec":1e300
 "delaySec":1,"executionMode":"SEQUENTIAL"; "delaySec":1,"executionMode":1; "delaySec":1,"executionMode":null
 "delaySec":1,"interPortDelaySec":301; "delaySec":1,"interPortDelaySec":-1; "delaySec":1,"interPortDelaySec":"5")")) {
     play("bootdelay.set 2 " + row.first + " -> 10003");
   }
   const std::string file =
-      "{\n\t\"units\":\t{\n\t\t\"2\":\t{\n\t\t\t\"delaySec\":\t600,\n\t\t\t\"executionMode\":\t\"sequential\",\n\t\t\t"
+      "{\n\t\"units\":\t{\n\t\t\"2\":\t{\n\t\t\t\"delaySec\":\t600,\n\t\t\t\"executionMode\":"
+      "\t\"sequential\",\n\t\t\t"
       "\"interPortDelaySec\":\t300\n\t\t},\n\t\t\"1\":\t{\n\t\t\t\"delaySec\":\t7,\n\t\t\t"
       "\"executionMode\":\t\"simultaneous\",\n\t\t\t\"interPortDelaySec\":\t0\n\t\t}\n\t}\n}";
   EXPECT_EQ(readFile(kBootDelayConfigPath), file);
 }
 
 TEST_F(BootDelayTest, whateverTheFileHoldsIsReadAsFarAsItGoesAndTheNextSetWritesAGoodOne) {
-  for (const auto& [text, settings] : rows(R"( -> 0,$modes}; {"units":{"1 -> 0,$modes}; [1] -> 0,$modes}
+  for (const auto& [text, settings] :
+       rows(R"( -> 0,$modes}; {"units":{"1 -> 0,$modes}; [1] -> 0,$modes}
 {} -> 0,$modes}; {"units":7} -> 0,$modes}; {"units":[1]} -> 0,$modes}; {"units":{"1":7,"2":7}} -> 0,$modes}
 {"units":{"1":{"delaySec":"7","executionMode":1,"interPortDelaySec":true}}} -> 0,$modes}
 {"UNITS":{"2":{},"1":{"DELAYSEC":700,"executionMode":"Sequential"}}} -> 700,$modes})")) {
     writeFile(kBootDelayConfigPath, text);
     const std::string get = R"(bootdelay.get 1 -> {"delaySec":)" + settings + "; ";
-    play(get + R"(bootdelay.set 2 "delaySec":5 -> ok; )" + get + R"(bootdelay.get 2 -> {"delaySec":5,$modes})");
+    play(get + R"(bootdelay.set 2 "delaySec":5 -> ok; )" + get +
+         R"(bootdelay.get 2 -> {"delaySec":5,$modes})");
     EXPECT_EQ(countOf(readFile(kBootDelayConfigPath), "\"2\""), 1) << text;
   }
 }
 
 TEST_F(BootDelayTest, aSetThatCannotBeWrittenFailsAndLeavesTheOldSettings) {
-  const std::string fails = R"(bootdelay.set 1 "delaySec":9 -> 10000; bootdelay.get 1 -> {"delaySec":5,$modes})";
+  const std::string fails =
+      R"(bootdelay.set 1 "delaySec":9 -> 10000; bootdelay.get 1 -> {"delaySec":5,$modes})";
   fs::remove(kBootDelayConfigPath);
   fs::create_directory(kBootDelayConfigPath);
   play(R"(bootdelay.set 1 "delaySec":5 -> 10000; bootdelay.get 1 -> {"delaySec":0,$modes})");
   EXPECT_EQ(countOf(logText(), "] rename bootdelay config failed: Is a directory"), 1) << logText();
   EXPECT_TRUE(fs::remove(kBootDelayConfigPath) && !fs::exists(kBootDelayTempPath));
   play(R"(bootdelay.set 1 "delaySec":5 -> ok)");
-  for (const char* target : {"/dev/full", "/dev/null"}) {  // the other takes what is written, but can't sync it
+  for (const char* target :
+       {"/dev/full", "/dev/null"}) {  // the other takes what is written, but can't sync it
     fs::create_symlink(target, kBootDelayTempPath);
     play(fails);
   }

@@ -1,6 +1,6 @@
-// Random schedules, minute by minute: what each minute does to ports, and what the history holds in the end, is
-// compared with what must be, reckoned here without any of the daemon's code. QUORIN_SOAK_DAYS makes it longer; the
-// seed is printed and QUORIN_SOAK_SEED gives it.
+// Random schedules, minute by minute: what each minute does to ports, and what the history holds in
+// the end, is compared with what must be, reckoned here without any of the daemon's code.
+// QUORIN_SOAK_DAYS makes it longer; the seed is printed and QUORIN_SOAK_SEED gives it.
 #include <sched.h>
 
 #include <set>
@@ -40,7 +40,8 @@ class Reckoned {
         enabled_(pick(random, 0, 9) != 0),
         first_(pick(random, 0, 3) == 0 ? firstDay + kDaySec * pick(random, -1, days) : 0),
         last_(pick(random, 0, 3) == 0 ? firstDay + kDaySec * pick(random, -1, days) : 0) {
-    for (int i = recurrence_ == 1 ? pick(random, 2, 6) : pick(random, 8, 30); recurrence_ > 0 && i > 0; --i) {
+    for (int i = recurrence_ == 1 ? pick(random, 2, 6) : pick(random, 8, 30);
+         recurrence_ > 0 && i > 0; --i) {
       days_.insert(recurrence_ == 1 ? pick(random, 1, 7) : pick(random, 1, 31));
     }
     if (type_ == kPowerOn && start_ == end_) {
@@ -62,12 +63,14 @@ class Reckoned {
     std::ostringstream days;
     std::copy(days_.begin(), days_.end(), std::ostream_iterator<int>(days, ","));
     return text("scheduleType", kTypes[type_]) + text("recurrence", kRecurrences[recurrence_]) +
-           text("startTime", timeText(start_ * 60, "%R")) + text("restartTime", timeText(start_ * 60, "%R")) +
-           text("endTime", timeText(end_ * 60, "%R")) + text("startDate", first_ == 0 ? "" : timeText(first_, "%F")) +
+           text("startTime", timeText(start_ * 60, "%R")) +
+           text("restartTime", timeText(start_ * 60, "%R")) +
+           text("endTime", timeText(end_ * 60, "%R")) +
+           text("startDate", first_ == 0 ? "" : timeText(first_, "%F")) +
            text("endDate", last_ == 0 ? "" : timeText(last_, "%F")) +
-           (type_ == kRestart ? "" : flag("allDay", allDay_)) + flag("enabled", enabled_) + R"("recurrenceDays":[)" +
-           replaced(days.str() + "]", ",]", "]") + R"(,"ifNums":[)" + std::to_string(firstPort_) + "," +
-           std::to_string(firstPort_ + 1) + "]";
+           (type_ == kRestart ? "" : flag("allDay", allDay_)) + flag("enabled", enabled_) +
+           R"("recurrenceDays":[)" + replaced(days.str() + "]", ",]", "]") + R"(,"ifNums":[)" +
+           std::to_string(firstPort_) + "," + std::to_string(firstPort_ + 1) + "]";
   }
 
   // What the minute does to each port, in the form of acts().
@@ -105,8 +108,11 @@ class Reckoned {
     tm calendar{};
     gmtime_r(&now, &calendar);
     const time_t day = now - now % kDaySec;
-    const int today = recurrence_ == 2 ? calendar.tm_mday : calendar.tm_wday == 0 ? 7 : calendar.tm_wday;
-    return enabled_ && day >= first_ && (last_ == 0 || day <= last_) && (recurrence_ == 0 || days_.count(today) > 0);
+    const int today = recurrence_ == 2        ? calendar.tm_mday
+                      : calendar.tm_wday == 0 ? 7
+                                              : calendar.tm_wday;
+    return enabled_ && day >= first_ && (last_ == 0 || day <= last_) &&
+           (recurrence_ == 0 || days_.count(today) > 0);
   }
   std::string begin(const std::string& acts, const std::string& result) {
     results_ += result + " ";
@@ -126,8 +132,9 @@ class Reckoned {
 std::string byPort(const std::string& acts) {
   std::istringstream words(acts);
   std::vector<std::string> sorted{std::istream_iterator<std::string>(words), {}};
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [](const std::string& a, const std::string& b) { return std::stoi(a) < std::stoi(b); });
+  std::stable_sort(sorted.begin(), sorted.end(), [](const std::string& a, const std::string& b) {
+    return std::stoi(a) < std::stoi(b);
+  });
   std::string text;
   for (const std::string& act : sorted) {
     text += act + " ";
@@ -143,7 +150,8 @@ class SoakTest : public TickTest {
 }  // namespace
 
 TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
-  constexpr time_t kFirstDays[] = {1835308800, 1803686400, 1798675200, 1777420800, 1804291200};  // ends of months
+  constexpr time_t kFirstDays[] = {1835308800, 1803686400, 1798675200, 1777420800,
+                                   1804291200};  // ends of months
   std::mt19937 random(environmentSeed("QUORIN_SOAK_SEED"));
   const int days = environmentNumber("QUORIN_SOAK_DAYS", 10);
   const time_t firstDay = kFirstDays[pick(&random, 0, 4)];
@@ -159,17 +167,19 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
     for (Reckoned& schedule : schedules) {
       expected += schedule.minute(now);
     }
-    ASSERT_EQ(byPort(tickAt(timeText(now, "%F %R"))), expected) << timeText(now, "%F %R") << logText();
+    ASSERT_EQ(byPort(tickAt(timeText(now, "%F %R"))), expected)
+        << timeText(now, "%F %R") << logText();
   }
 
   for (size_t i = 0; i < kSchedules; ++i) {
-    EXPECT_EQ(
-        query("SELECT GROUP_CONCAT(result || ' ', '') FROM (SELECT COALESCE(overall_result, status) AS result FROM "
-              "poe_history WHERE schedule_id=" +
-              std::to_string(ids[i]) + " ORDER BY run_id)"),
-        schedules[i].results())
+    EXPECT_EQ(query("SELECT GROUP_CONCAT(result || ' ', '') FROM (SELECT COALESCE(overall_result, "
+                    "status) AS result FROM "
+                    "poe_history WHERE schedule_id=" +
+                    std::to_string(ids[i]) + " ORDER BY run_id)"),
+              schedules[i].results())
         << schedules[i].members();
   }
   EXPECT_EQ(switchsim::misuseCount(), 0U);
-  std::cout << query("SELECT COUNT(*) FROM poe_history") << " runs in " << days << " day(s)" << std::endl;
+  std::cout << query("SELECT COUNT(*) FROM poe_history") << " runs in " << days << " day(s)"
+            << std::endl;
 }

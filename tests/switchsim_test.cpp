@@ -20,24 +20,34 @@ class SwitchsimTest : public RootTest {
   }
   void TearDown() override { openapiClientTearDown(&handle_); }
 
-  int32_t set(uint32_t ifNum, uint32_t mode) { return rpcclt_openapiPoePsePortAdminEnableSet(&handle_, ifNum, mode); }
-  int32_t reset(int32_t unit, uint32_t ifNum) { return rpcclt_openapiPoePsePortReset(&handle_, unit, ifNum); }
+  int32_t set(uint32_t ifNum, uint32_t mode) {
+    return rpcclt_openapiPoePsePortAdminEnableSet(&handle_, ifNum, mode);
+  }
+  int32_t reset(int32_t unit, uint32_t ifNum) {
+    return rpcclt_openapiPoePsePortReset(&handle_, unit, ifNum);
+  }
 
   OpenClientHandle handle_{};
 };
 
 TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
   const std::tuple<bool, uint32_t, uint32_t, uint32_t, uint32_t> rows[] = {
-      {false, 12000, 30000, kDisabled, 0},  {true, 0, 30000, kSearching, 0},      {true, 3500, 30000, kDelivering, 1},
-      {true, 7000, 30000, kDelivering, 2},  {true, 15400, 30000, kDelivering, 3}, {true, 15500, 30000, kDelivering, 4},
-      {true, 30000, 30000, kDelivering, 4}, {true, 90000, 90000, kDelivering, 8}, {true, 90000, 89999, kDenied, 8}};
+      {false, 12000, 30000, kDisabled, 0},  {true, 0, 30000, kSearching, 0},
+      {true, 3500, 30000, kDelivering, 1},  {true, 7000, 30000, kDelivering, 2},
+      {true, 15400, 30000, kDelivering, 3}, {true, 15500, 30000, kDelivering, 4},
+      {true, 30000, 30000, kDelivering, 4}, {true, 90000, 90000, kDelivering, 8},
+      {true, 90000, 89999, kDenied, 8}};
   for (const auto& [on, deviceMw, limitMw, status, powerClass] : rows) {
-    SCOPED_TRACE(testing::Message() << (on ? "on, " : "off, ") << deviceMw << " mW, limit " << limitMw);
+    SCOPED_TRACE(testing::Message()
+                 << (on ? "on, " : "off, ") << deviceMw << " mW, limit " << limitMw);
     const auto watts = deviceMw == 0 ? std::nullopt : std::make_optional(deviceMw / 1000.0);
     ASSERT_EQ(setPortSettings(1, {1, limitMw}) + setDevice(1, watts) + setAdmin(1, on), "");
-    EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; })) << portView(1)->status;
+    EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; }))
+        << portView(1)->status;
     uint32_t powerMw = 9, currentMa = 9, voltageMv = 9, temperature = 0;
-    EXPECT_EQ(rpcclt_openapiPoePsePortSensorsGet(&handle_, 1, 1, &powerMw, &currentMa, &voltageMv, &temperature), 0);
+    EXPECT_EQ(rpcclt_openapiPoePsePortSensorsGet(&handle_, 1, 1, &powerMw, &currentMa, &voltageMv,
+                                                 &temperature),
+              0);
     const bool delivers = status == kDelivering;
     EXPECT_EQ(powerMw, delivers ? deviceMw : 0);
     EXPECT_NEAR(voltageMv, delivers ? 53500 : 0, delivers ? 1000 : 0);
@@ -54,7 +64,8 @@ TEST_F(SwitchsimTest, MisuseIsRefusedAndCountedAndChangesNothing) {
   char text[] = "1/0/1";
   OpenBuffDesc unterminated{5, text};
   const std::pair<const char*, std::function<int32_t()>> rows[] = {
-      {"unregistered handle", [&] { return rpcclt_openapiPoePsePortAdminEnableSet(&stranger, 1, 0); }},
+      {"unregistered handle",
+       [&] { return rpcclt_openapiPoePsePortAdminEnableSet(&stranger, 1, 0); }},
       {"forged handle", [&] { return rpcclt_openapiPoePsePortReset(&forged, 1, 1); }},
       {"null handle", [&] { return rpcclt_openapiConnectivityCheck(nullptr); }},
       {"mode 2", [&] { return set(1, 2); }},
@@ -62,7 +73,8 @@ TEST_F(SwitchsimTest, MisuseIsRefusedAndCountedAndChangesNothing) {
       {"past the last ifNum", [&] { return set(17, 0); }},
       {"wrong unit", [&] { return reset(2, 1); }},
       {"null out", [&] { return rpcclt_openapiPoePsePortAdminEnableGet(&handle_, 1, nullptr); }},
-      {"unterminated text", [&] { return rpcclt_openapiIfNumGet(&handle_, &unterminated, &value); }}};
+      {"unterminated text",
+       [&] { return rpcclt_openapiIfNumGet(&handle_, &unterminated, &value); }}};
   uint64_t misuses = 0;
   for (const auto& [name, call] : rows) {
     EXPECT_EQ(call(), OPENCLT_INVALID_ARGUMENT) << name;
@@ -140,7 +152,8 @@ TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
       {"create", 1, "--force"}};
   std::string output;
   for (const auto& [arguments, exitCode, says] : rows) {
-    EXPECT_EQ(runCommand(programPath("switchsim") + " " + arguments + " 2>&1", &output), exitCode) << arguments;
+    EXPECT_EQ(runCommand(programPath("switchsim") + " " + arguments + " 2>&1", &output), exitCode)
+        << arguments;
     EXPECT_NE(output.find(says), std::string::npos) << arguments << "\n" << output;
   }
   EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);

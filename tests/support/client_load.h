@@ -19,8 +19,9 @@ inline std::string largestRequest() {
   return request + "]}}}\n";
 }
 
-// Each client owns a few schedules and one unit's settings, so it knows what they must be after its last answer; of a
-// request that got no answer either state will do. Until the daemon is ending every request must be answered rightly.
+// Each client owns a few schedules and one unit's settings, so it knows what they must be after its
+// last answer; of a request that got no answer either state will do. Until the daemon is ending
+// every request must be answered rightly.
 class LoadClient {
  public:
   LoadClient(int number, unsigned seed, const std::atomic<bool>* ending)
@@ -56,7 +57,8 @@ class LoadClient {
   static constexpr int kAbsent = -1;
   static constexpr int kManualPorts = 6;          // ifNums 1 to 6, of unit 1
   static constexpr int kFirstScheduledPort = 29;  // of unit 2
-  static constexpr int kFirstSettingsUnit = 3;    // units that this switch does not have: nothing is held back
+  static constexpr int kFirstSettingsUnit =
+      3;  // units that this switch does not have: nothing is held back
 
   // What is known of one thing. Versions make each state of it distinct.
   struct Known {
@@ -66,7 +68,9 @@ class LoadClient {
   };
 
   std::string unit() const { return R"({"unit":)" + std::to_string(number_ % 2 + 1); }
-  std::string settingsUnit() const { return R"({"unit":)" + std::to_string(kFirstSettingsUnit + number_); }
+  std::string settingsUnit() const {
+    return R"({"unit":)" + std::to_string(kFirstSettingsUnit + number_);
+  }
   std::string scheduleName(size_t i) const {
     return "client " + std::to_string(number_) + " schedule " + std::to_string(i);
   }
@@ -97,7 +101,8 @@ class LoadClient {
     }
   }
 
-  bool isAnswered(const std::string& method, const std::string& params, JsonPtr* result = nullptr) const {
+  bool isAnswered(const std::string& method, const std::string& params,
+                  JsonPtr* result = nullptr) const {
     const JsonPtr answer = jsonParse(rpc(method, params).c_str());
     const bool ok = cJSON_IsTrue(jsonMember(answer.get(), "ok")) != 0;
     EXPECT_TRUE(ok || *ending_) << method << params << " answered: " << printJson(answer.get());
@@ -108,7 +113,8 @@ class LoadClient {
   }
 
   bool isRefused() {
-    const std::string answer = exchange(pick(&random_, 0, 30) == 0 ? largestRequest() : "no JSON\n");
+    const std::string answer =
+        exchange(pick(&random_, 0, 30) == 0 ? largestRequest() : "no JSON\n");
     EXPECT_TRUE(answer == "{\"ok\":false,\"error\":10003}\n" || *ending_) << answer;
     return !answer.empty();
   }
@@ -116,17 +122,19 @@ class LoadClient {
   bool restart() {
     const int port = pick(&random_, 1, kManualPorts);
     JsonPtr run;
-    const bool ok = isAnswered("manual.reset",
-                               R"({"unit":1,"request":{"offTimeSec":1,"ifNums":[)" + std::to_string(port) + "," +
-                                   std::to_string(port % kManualPorts + 1) + "]}}",
-                               &run);
+    const bool ok =
+        isAnswered("manual.reset",
+                   R"({"unit":1,"request":{"offTimeSec":1,"ifNums":[)" + std::to_string(port) +
+                       "," + std::to_string(port % kManualPorts + 1) + "]}}",
+                   &run);
     lastRun_ = ok ? jsonInt64Member(run.get(), "runId", 0) : lastRun_;
     return ok;
   }
 
   bool showsLastRun() const {
     JsonPtr run;
-    const bool ok = isAnswered("history.detail", R"({"unit":1,"runId":)" + std::to_string(lastRun_) + "}", &run);
+    const bool ok = isAnswered("history.detail",
+                               R"({"unit":1,"runId":)" + std::to_string(lastRun_) + "}", &run);
     EXPECT_TRUE(!ok || jsonText(run, "portCount") == "2") << printJson(run.get());
     return ok;
   }
@@ -154,9 +162,10 @@ class LoadClient {
     // An all-day schedule: it acts after every start.
     const std::string schedule =
         R"(,"schedule":)" +
-        scheduleJson(R"("allDay":true,"scheduleType":"power_o)" + std::string(i % 2 == 0 ? "ff" : "n") +
-                     R"(","name":")" + scheduleName(i) + R"(","interPortDelaySec":)" + std::to_string(++versions_) +
-                     R"(,"ifNums":[)" + std::to_string(kFirstScheduledPort + i) + "]") +
+        scheduleJson(R"("allDay":true,"scheduleType":"power_o)" +
+                     std::string(i % 2 == 0 ? "ff" : "n") + R"(","name":")" + scheduleName(i) +
+                     R"(","interPortDelaySec":)" + std::to_string(++versions_) + R"(,"ifNums":[)" +
+                     std::to_string(kFirstScheduledPort + i) + "]") +
         "}";
     if (isThere) {
       return change(known, versions_, "schedule.update", which + schedule);

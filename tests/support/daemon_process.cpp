@@ -47,7 +47,8 @@ void DaemonProcess::start(const std::function<void()>& beforeExec) {
     setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
     setenv("FAKETIME", ("+0 x" + std::to_string(speed_)).c_str(), 1);
     setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
-    setenv("NO_FAKE_STAT", "1", 1);  // the daemon reads no file times, and the library's stat is not safe at exit
+    setenv("NO_FAKE_STAT", "1",
+           1);  // the daemon reads no file times, and the library's stat is not safe at exit
   }
   execl(program_.c_str(), program_.c_str(), nullptr);
   _exit(kExecFailed);
@@ -65,7 +66,8 @@ bool DaemonProcess::startReady(const std::function<void()>& beforeExec) {
 
 bool DaemonProcess::hasEnded() const {
   siginfo_t info{};
-  return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid_;
+  return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         info.si_pid == pid_;
 }
 
 void DaemonProcess::signal(int signalNumber) const {
@@ -79,8 +81,8 @@ int DaemonProcess::wait(int deadlineSec) {
     return kNotRunning;
   }
   int status = 0;
-  const bool ended =
-      waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, std::chrono::seconds(deadlineSec));
+  const bool ended = waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; },
+                               std::chrono::seconds(deadlineSec));
   if (!ended) {
     signal(SIGKILL);
     waitpid(pid_, &status, 0);
@@ -95,6 +97,7 @@ int DaemonProcess::stop() {
 }
 
 int DaemonProcess::entriesOf(const char* folder) const {
-  const auto entries = std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/" + folder);
+  const auto entries =
+      std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/" + folder);
   return static_cast<int>(std::distance(begin(entries), end(entries)));
 }

@@ -14,9 +14,10 @@ class DaemonProcess {
   static constexpr int kThreadsAtRest = 4;
 #endif
 
-  // program: the daemon whose paths are below this test's root. speed: how much faster than real its clock runs, so
-  // that its ten-second polls take a moment.
-  explicit DaemonProcess(std::string program, int speed = 1) : program_(programPath(program)), speed_(speed) {}
+  // program: the daemon whose paths are below this test's root. speed: how much faster than real
+  // its clock runs, so that its ten-second polls take a moment.
+  explicit DaemonProcess(std::string program, int speed = 1)
+      : program_(programPath(program)), speed_(speed) {}
   ~DaemonProcess();  // kills what still runs
   DaemonProcess(const DaemonProcess&) = delete;
   DaemonProcess& operator=(const DaemonProcess&) = delete;
@@ -26,8 +27,8 @@ class DaemonProcess {
   // Starts it and waits until its socket accepts connections; false when it ends or takes too long.
   bool startReady(const std::function<void()>& beforeExec = {});
   void signal(int signalNumber) const;
-  // Waits for its end: its exit status, or -N when signal N ended it, or -1000 when it had to be killed after the
-  // deadline, or -1001 when it is not running.
+  // Waits for its end: its exit status, or -N when signal N ended it, or -1000 when it had to be
+  // killed after the deadline, or -1001 when it is not running.
   int wait(int deadlineSec = 60);
   // SIGTERM, then wait.
   int stop();

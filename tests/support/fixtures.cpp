@@ -18,7 +18,8 @@
 
 namespace {
 
-void closeDatabase(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS {
+void closeDatabase(Mutex DaemonContext::*mutex,
+                   sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS {
   const MutexLock lock(daemonContext()->*mutex);
   sqlite3_close(std::exchange(daemonContext()->*handle, nullptr));
 }
@@ -55,7 +56,8 @@ void writeFile(const std::string& path, const std::string& content) {
 
 int countOf(const std::string& text, const std::string& part) {
   int count = 0;
-  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+  for (size_t at = text.find(part); at != std::string::npos;
+       at = text.find(part, at + part.size())) {
     ++count;
   }
   return count;
@@ -99,7 +101,8 @@ int pick(std::mt19937* random, int from, int to) {
 }
 
 std::string scheduleJson(const std::string& members) {
-  return "{" + members + (members.empty() ? "" : ",") + R"("name":"N","scheduleType":"restart","recurrence":"daily",)" +
+  return "{" + members + (members.empty() ? "" : ",") +
+         R"("name":"N","scheduleType":"restart","recurrence":"daily",)" +
          R"("restartTime":"07:30","offTimeSec":1,"ifNums":[1]})";
 }
 
@@ -129,24 +132,30 @@ std::string queryValue(const char* databasePath, const std::string& sql) {
 
 void executeOn(const char* databasePath, const std::string& sql) {
   DatabasePtr db;
-  ASSERT_TRUE(openDatabase(databasePath, &db) && executeSql(db.get(), sql.c_str())) << sql << sqlite3_errmsg(db.get());
+  ASSERT_TRUE(openDatabase(databasePath, &db) && executeSql(db.get(), sql.c_str()))
+      << sql << sqlite3_errmsg(db.get());
 }
 
 std::string runs(const std::string& which, const std::string& title) {
-  return queryValue(kHistoryDbPath,
-                    "SELECT GROUP_CONCAT(line, '; ') FROM (SELECT " + title +
-                        " || COALESCE(overall_result, status) || COALESCE(' ' || error_message, '') || COALESCE(':' || "
-                        "(SELECT GROUP_CONCAT(' ' || if_num || ' ' || status || COALESCE(' ' || error_msg, '')) FROM "
-                        "(SELECT * FROM poe_history_port ORDER BY if_num) p WHERE p.run_id=h.run_id), '') AS line FROM "
-                        "poe_history h WHERE " +
-                        which + " ORDER BY run_id);");
+  return queryValue(kHistoryDbPath, "SELECT GROUP_CONCAT(line, '; ') FROM (SELECT " + title +
+                                        " || COALESCE(overall_result, status) || COALESCE(' ' || "
+                                        "error_message, '') || COALESCE(':' || "
+                                        "(SELECT GROUP_CONCAT(' ' || if_num || ' ' || status || "
+                                        "COALESCE(' ' || error_msg, '')) FROM "
+                                        "(SELECT * FROM poe_history_port ORDER BY if_num) p WHERE "
+                                        "p.run_id=h.run_id), '') AS line FROM "
+                                        "poe_history h WHERE " +
+                                        which + " ORDER BY run_id);");
 }
 
 std::string acts(uint64_t since) {
   std::string text;
   for (const switchsim::JournalEntry& entry : switchsim::journalSince(since)) {
-    const char* act = entry.op == operationName(switchsim::Operation::portReset) ? "r" : entry.value != 0 ? "+" : "-";
-    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) + act + (entry.result != 0 ? "!" : "");
+    const char* act = entry.op == operationName(switchsim::Operation::portReset) ? "r"
+                      : entry.value != 0                                         ? "+"
+                                                                                 : "-";
+    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) + act +
+            (entry.result != 0 ? "!" : "");
   }
   return text;
 }
@@ -194,14 +203,15 @@ int64_t TickTest::create(const std::string& members, int32_t unit) {
   static int created = 0;
   const std::string name = R"(,"name":"s)" + std::to_string(++created) + "\"";
   JsonPtr answer;
-  EXPECT_EQ(scheduleCreate(unit, jsonParse(scheduleJson(members + name).c_str()).get(), &answer), 0) << members;
+  EXPECT_EQ(scheduleCreate(unit, jsonParse(scheduleJson(members + name).c_str()).get(), &answer), 0)
+      << members;
   return jsonInt64Member(answer.get(), "scheduleId", 0);
 }
 
-int64_t TickTest::createWindow(const std::string& type, const std::string& start, const std::string& end,
-                               const std::string& members) {
-  return create(R"("scheduleType":")" + type + R"(","startTime":")" + start + R"(","endTime":")" + end + "\"," +
-                members);
+int64_t TickTest::createWindow(const std::string& type, const std::string& start,
+                               const std::string& end, const std::string& members) {
+  return create(R"("scheduleType":")" + type + R"(","startTime":")" + start + R"(","endTime":")" +
+                end + "\"," + members);
 }
 
 std::string TickTest::tickAt(const std::string& time) {
@@ -213,7 +223,8 @@ std::string TickTest::tick() {
   const uint64_t before = switchsim::lastSeq();
   const int threads = ownThreads();
   tickOnce();
-  // An executor gives its last port's lock back after it has recorded it; the next tick may need that port.
+  // An executor gives its last port's lock back after it has recorded it; the next tick may need
+  // that port.
   EXPECT_TRUE(waitUntil([&] { return ownThreads() <= threads; }));
   return acts(before);
 }

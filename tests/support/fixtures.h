@@ -1,5 +1,5 @@
-// What tests share: a fresh root with a simulated switch, the stores opened in this process, and waiting for what can
-// be observed; with the parts of the standard library that most of them use.
+// What tests share: a fresh root with a simulated switch, the stores opened in this process, and
+// waiting for what can be observed; with the parts of the standard library that most of them use.
 #ifndef QUORIN_TESTS_SUPPORT_FIXTURES_H
 #define QUORIN_TESTS_SUPPORT_FIXTURES_H
 
@@ -33,7 +33,8 @@
 namespace fs = std::filesystem;
 
 // Polls until the condition holds; false when the deadline passes first.
-bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds deadline = std::chrono::seconds(90));
+bool waitUntil(const std::function<bool()>& condition,
+               std::chrono::seconds deadline = std::chrono::seconds(90));
 
 // The whole content of a file; empty when it can't be read.
 std::string readFile(const std::string& path);
@@ -47,7 +48,8 @@ std::string replaced(std::string text, const std::string& part, const std::strin
 // The path of another program of this build, which all stand in one folder.
 std::string programPath(const std::string& name);
 
-// Runs a shell command; returns its exit status and what it printed (both streams if the command says 2>&1).
+// Runs a shell command; returns its exit status and what it printed (both streams if the command
+// says 2>&1).
 int runCommand(const std::string& command, std::string* output);
 
 // A number from the environment, for longer runs of a test; the fallback when it is not set.
@@ -57,34 +59,36 @@ unsigned environmentSeed(const char* name);
 
 int pick(std::mt19937* random, int from, int to);
 
-// A schedule as clients send it: the members, and before them in vain those of a daily restart of port 1 at 07:30, for
-// of equal keys the first counts.
+// A schedule as clients send it: the members, and before them in vain those of a daily restart of
+// port 1 at 07:30, for of equal keys the first counts.
 std::string scheduleJson(const std::string& members);
 // It in a request's params, behind others.
 std::string scheduleParams(const std::string& members, const std::string& others = R"("unit":1)");
 // A request without its newline.
 std::string requestText(const std::string& method, const std::string& params);
 
-// The first value of a query's first row, over a connection of its own; "NULL" for NULL, "" for no row, SQLite's
-// message when it fails.
+// The first value of a query's first row, over a connection of its own; "NULL" for NULL, "" for no
+// row, SQLite's message when it fails.
 std::string queryValue(const char* databasePath, const std::string& sql);
 
 // Executes a script on a database, over a connection of its own; a failure fails the test.
 void executeOn(const char* databasePath, const std::string& sql);
 
-// Runs as "TITLE result message: port outcome message, ...; ...", newest last; a run that is not over has its status
-// for a result. The title is an SQL expression.
+// Runs as "TITLE result message: port outcome message, ...; ...", newest last; a run that is not
+// over has its status for a result. The title is an SQL expression.
 std::string runs(const std::string& which = "1", const std::string& title = "schedule_type || ' '");
 
-// What was done to ports since a place in the journal: "5+ 5- 5r 6+!" is port 5 on, off and reset, and port 6 refusing
-// to go on.
+// What was done to ports since a place in the journal: "5+ 5- 5r 6+!" is port 5 on, off and reset,
+// and port 6 refusing to go on.
 std::string acts(uint64_t since = 0);
 
-// Makes the switch refuse calls of an operation: about one port or, for 0, any; so many times or, for 0, from now on.
-void failCalls(switchsim::Operation operation, uint32_t ifNum = 0, int32_t result = -1, uint32_t times = 0);
+// Makes the switch refuse calls of an operation: about one port or, for 0, any; so many times or,
+// for 0, from now on.
+void failCalls(switchsim::Operation operation, uint32_t ifNum = 0, int32_t result = -1,
+               uint32_t times = 0);
 
-// A root without files of an earlier test, and a switch of its own (2 units of 28 ports, 24 of them PoE, all idle:
-// every port with a device).
+// A root without files of an earlier test, and a switch of its own (2 units of 28 ports, 24 of them
+// PoE, all idle: every port with a device).
 class RootTest : public ::testing::Test {
  protected:
   void SetUp() override;
@@ -95,8 +99,8 @@ class RootTest : public ::testing::Test {
   static std::string logText();
 };
 
-// Also: the daemon's context, both stores, port locks and switch session live in this process, the log goes to its
-// file.
+// Also: the daemon's context, both stores, port locks and switch session live in this process, the
+// log goes to its file.
 class StoreTest : public RootTest {
  protected:
   void SetUp() override;
@@ -107,20 +111,22 @@ class StoreTest : public RootTest {
   static std::string query(const std::string& sql);
 };
 
-// Also: schedules, and one tick of the scheduler at a time. Process-wide the daemon remembers what has fired, so every
-// test has a year of its own.
+// Also: schedules, and one tick of the scheduler at a time. Process-wide the daemon remembers what
+// has fired, so every test has a year of its own.
 class TickTest : public StoreTest {
  protected:
   // A schedule of the members, with a name of its own if they have none; its id.
   static int64_t create(const std::string& members, int32_t unit = 1);
-  static int64_t createWindow(const std::string& type, const std::string& start, const std::string& end,
-                              const std::string& members);
-  // One tick at the switch's time, "2031-01-01 08:00", and all that it starts. What was done to the ports.
+  static int64_t createWindow(const std::string& type, const std::string& start,
+                              const std::string& end, const std::string& members);
+  // One tick at the switch's time, "2031-01-01 08:00", and all that it starts. What was done to the
+  // ports.
   static std::string tickAt(const std::string& time);
   static std::string tick();
 };
 
-// A member of a JSON tree as text: a string's content, else as printed without blanks; "" when missing.
+// A member of a JSON tree as text: a string's content, else as printed without blanks; "" when
+// missing.
 std::string jsonText(const JsonPtr& tree, const char* key);
 std::string printJson(const cJSON* tree);
 

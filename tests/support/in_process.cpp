@@ -34,11 +34,13 @@ bool openStores() {
   logOpen(LOG_TO_FILE, LOG_DAEMON, "quorin_poed");
   logMessage(LOG_INFO, "test starts");
   fs::create_directories(kDataDirPath);
-  return (daemonContext() != nullptr || contextCreate()) && initHandler("test", &openApiClient) == 0 &&
-         scheduleStoreInit() == 0 && historyStoreInit() == 0 && portLockInit() == 0;
+  return (daemonContext() != nullptr || contextCreate()) &&
+         initHandler("test", &openApiClient) == 0 && scheduleStoreInit() == 0 &&
+         historyStoreInit() == 0 && portLockInit() == 0;
 }
 
-std::string askWorker(const std::string& request, const std::function<void(const std::function<void()>&)>& serve) {
+std::string askWorker(const std::string& request,
+                      const std::function<void(const std::function<void()>&)>& serve) {
   int ends[2] = {-1, -1};
   if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) {
     return "no sockets";
