@@ -6,7 +6,6 @@
 
 #include "base/result_codes.h"
 #include "daemon/logged_statement.h"
-#include "log/log.h"
 
 namespace {
 
@@ -147,14 +146,15 @@ int32_t ScheduleReader::readWhole(int32_t unit, int64_t scheduleId, PoeSchedule*
   return rc;
 }
 
-bool scheduleLoadIds(const ScheduleAccess& schedules, int32_t unit,
-                     std::vector<int64_t>* scheduleIds) {
-  const StatementPtr statement = schedules.prepare(kListIds);
-  if (statement == nullptr) {
-    return false;
+ScheduleIds::ScheduleIds(const ScheduleAccess& schedules, int32_t unit)
+    : ids_(schedules.prepare(kListIds)) {
+  if (ids_ != nullptr) {
+    sqlite3_bind_int(ids_.get(), 1, unit);
   }
-  sqlite3_bind_int(statement.get(), 1, unit);
-  return collectColumn(statement.get(), scheduleIds);
+}
+
+bool ScheduleIds::next(int64_t* scheduleId) {
+  return stepToValue(ids_.get(), scheduleId, &atEnd_);
 }
 
 std::vector<uint32_t> scheduleLoadIfNums(const ScheduleAccess& schedules, int64_t scheduleId) {

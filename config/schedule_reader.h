@@ -39,6 +39,7 @@ class ScheduleRows {
 class ScheduleDays {
  public:
   explicit ScheduleDays(const ScheduleAccess& schedules) : schedules_(schedules) {}
+  explicit ScheduleDays(const ScheduleAccess&& schedules) = delete;  // it must outlive this
   // False also when it can't be told.
   bool contain(int64_t scheduleId, int32_t day);
 
@@ -62,9 +63,20 @@ class ScheduleReader {
   StatementPtr ports_;
 };
 
-// The ids of a unit's schedules in ascending order; false when they can't be read to the end.
-bool scheduleLoadIds(const ScheduleAccess& schedules, int32_t unit,
-                     std::vector<int64_t>* scheduleIds);
+// The ids of a unit's schedules, one after the other, in ascending order. As long as it lives, what
+// is read beside it is of the same moment, whatever another program writes.
+class ScheduleIds {
+ public:
+  ScheduleIds(const ScheduleAccess& schedules, int32_t unit);
+  bool isOpen() const { return ids_ != nullptr; }
+  // False when there is none; then atEnd distinguishes an end from a failure.
+  bool next(int64_t* scheduleId);
+  bool atEnd() const { return atEnd_; }
+
+ private:
+  StatementPtr ids_;
+  bool atEnd_ = false;
+};
 
 // A schedule's ports in ascending order; empty when it has none or they can't be read.
 std::vector<uint32_t> scheduleLoadIfNums(const ScheduleAccess& schedules, int64_t scheduleId);

@@ -192,19 +192,21 @@ int32_t commitAndAnswer(Transaction& transaction, const PoeSchedule& schedule, J
 
 // Appends the unit's schedules that can be read: where one can't, the others are worth showing.
 int32_t listSchedules(const ScheduleAccess& schedules, int32_t unit, cJSON* array) {
-  std::vector<int64_t> scheduleIds;
-  if (!scheduleLoadIds(schedules, unit, &scheduleIds)) {
-    return ERR_GENERAL;  // a list that breaks off is not a list
+  ScheduleIds ids(schedules, unit);
+  if (!ids.isOpen()) {
+    return ERR_GENERAL;
   }
+
   ScheduleReader reader(schedules);
-  for (const int64_t scheduleId : scheduleIds) {
+  int64_t scheduleId = 0;
+  while (ids.next(&scheduleId)) {
     PoeSchedule schedule;
     const bool isRead = reader.readWhole(unit, scheduleId, &schedule) == RESULT_OK;
     if (isRead && !jsonAppend(array, scheduleToJson(schedule))) {
       return ERR_GENERAL;
     }
   }
-  return RESULT_OK;
+  return ids.atEnd() ? RESULT_OK : ERR_GENERAL;  // a list that breaks off is not a list
 }
 
 }  // namespace

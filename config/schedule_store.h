@@ -14,7 +14,7 @@
 
 // Opens the schedule database, creates or upgrades its tables and puts the connection into the
 // context. Returns 0, or -1 (logged; the context's handle stays null). REQUIRES: the context
-// exists, no other thread yet. Takes no lock.
+// exists, no other thread yet. Takes the schedule mutex to publish.
 int32_t scheduleStoreInit();
 
 // Creates a schedule from a client's object. The answer shows days and ports in the client's order;

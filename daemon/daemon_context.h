@@ -43,9 +43,9 @@ void publishScheduleDb(DatabasePtr db);
 void publishHistoryDb(DatabasePtr db);
 
 // Use of one database: holds its mutex from construction to destruction. Whoever is handed an
-// access knows that the mutex is held; functions that need it take one. db() is null when there is
-// no context (any more) or the database is not open; then the caller reports a failure. Once a stop
-// is asked for, statements wait only a moment for another process's lock.
+// access that is true knows that the mutex is held; functions that need it take one. db() is null
+// when there is no context (any more) or the database is not open; then the caller reports a
+// failure. Once a stop is asked for, statements wait only a moment for another process's lock.
 class DatabaseAccess {
  public:
   DatabaseAccess(const DatabaseAccess&) = delete;

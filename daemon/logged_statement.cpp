@@ -4,11 +4,20 @@
 
 #include "log/log.h"
 
-LoggedStatement::LoggedStatement(const DatabaseAccess& access, const char* what, const char* sql)
-    : access_(access), what_(what), statement_(access.prepare(sql)) {
+LoggedStatement::LoggedStatement(const DatabaseAccess& access, const char* what, const char* sql,
+                                 const char* function, int line)
+    : access_(access),
+      what_(what),
+      function_(function),
+      line_(line),
+      statement_(access.prepare(sql)) {
   if (statement_ == nullptr) {
-    LOG_HERE(LOG_ERR, "%s prepare failed: %s", what_, access_.error());
+    logFailure("prepare");
   }
+}
+
+void LoggedStatement::logFailure(const char* ofWhat) const {
+  logMessage(LOG_ERR, "[%s:%d] %s %s failed: %s", function_, line_, what_, ofWhat, access_.error());
 }
 
 StepResult LoggedStatement::step() const {
@@ -16,6 +25,6 @@ StepResult LoggedStatement::step() const {
   if (rc == SQLITE_ROW || rc == SQLITE_DONE) {
     return rc == SQLITE_ROW ? StepResult::row : StepResult::end;
   }
-  LOG_HERE(LOG_ERR, "%s step failed: %s", what_, access_.error());
+  logFailure("step");
   return StepResult::failure;
 }

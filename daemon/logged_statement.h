@@ -8,11 +8,14 @@
 
 enum class StepResult : uint8_t { row, end, failure };
 
-// Prepares a statement, and steps it, as errors in the log: "<what> prepare failed: ..." and
-// "<what> step failed: ...".
+// Prepares a statement, and steps it; failures are errors in the log, "<what> prepare failed: ..."
+// and "<what> step failed: ...", under the name of the function that prepares it. The access must
+// outlive the statement.
 class LoggedStatement {
  public:
-  LoggedStatement(const DatabaseAccess& access, const char* what, const char* sql);
+  LoggedStatement(const DatabaseAccess& access, const char* what, const char* sql,
+                  const char* function = __builtin_FUNCTION(), int line = __builtin_LINE());
+  LoggedStatement(const DatabaseAccess&& access, const char* what, const char* sql) = delete;
 
   // False when it could not be prepared; then nothing else may be called.
   explicit operator bool() const { return statement_ != nullptr; }
@@ -23,8 +26,12 @@ class LoggedStatement {
   bool run() const { return step() == StepResult::end; }
 
  private:
+  void logFailure(const char* ofWhat) const;
+
   const DatabaseAccess& access_;
   const char* what_;
+  const char* function_;
+  int line_;
   StatementPtr statement_;
 };
 

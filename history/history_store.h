@@ -9,7 +9,7 @@
 
 // Opens the history database, creates or upgrades its tables and puts the connection into the
 // context. Returns 0, or -1 (logged; the context's handle stays null). REQUIRES: the context
-// exists, no other thread yet. Takes no lock.
+// exists, no other thread yet. Takes the history mutex to publish.
 int32_t historyStoreInit();
 
 // Closes every run that is still "running" as failed, in one transaction: its pending ports fail

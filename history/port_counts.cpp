@@ -8,7 +8,6 @@
 #include "base/result_codes.h"
 #include "daemon/daemon_context.h"
 #include "daemon/logged_statement.h"
-#include "log/log.h"
 
 constexpr const char* kCountPortsSql =
     "SELECT status"

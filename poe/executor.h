@@ -24,7 +24,7 @@ struct PoeActionJob {
 };
 
 // The job of a run that was begun so; what only an executor needs (offTimeSec, keepRunOpen) is left
-// for the caller to add.
+// for the caller to add. Borrows the name and the ports that begun points to.
 PoeActionJob poeActionJobOf(const RunBeginRequest& begun, int64_t runId);
 
 // How many manual resets are carried out at a time: each takes a thread, however long it leaves its

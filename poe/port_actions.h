@@ -10,7 +10,8 @@
 constexpr const char* kForeignPortText = "ifNum not in unit's PoE port range";
 
 // Has the switch OS switch a port's PoE on (enable non-zero) or off. Returns the switch OS's own
-// code, OPENCLT_OK when it is done. The one place where a port is switched.
+// code, OPENCLT_OK when it is done. The one place where a port's PoE is turned on or off; the
+// switch's own port reset is the executor's.
 int32_t poePortSwitch(uint32_t ifNum, int32_t enable);
 
 // The same with a result code of the daemon. Returns RESULT_OK, ERR_INVALID_ARG when the switch OS

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-// Fails the run; if that can't be stored, not again.
+// Fails the run, of a scheduled action without a window, too; if that can't be stored, not again.
 void windowRunFail(int64_t runId, const char* reason);
 
 // Fails the run, trying twice. Failures are logged.
