@@ -17,17 +17,17 @@ namespace {
 
 enum class RunState { running, notRunning, checkError };
 
-#define INSERTED_COLUMNS                                              \
-  "unit, trigger_source, schedule_id, schedule_name, schedule_type, " \
+#define INSERT_RUN_COLUMNS                                                                     \
+  "INSERT INTO poe_history (unit, trigger_source, schedule_id, schedule_name, schedule_type, " \
   "execution_mode, inter_port_delay, all_day_snapshot, started_at, status"
 
-constexpr const char* kInsertRunSql = "INSERT INTO poe_history (" INSERTED_COLUMNS
-                                      ")"
-                                      " VALUES (?,?,?,?,?,?,?,?,?,?);";
+constexpr const char* kInsertRunSql = INSERT_RUN_COLUMNS
+    ")"
+    " VALUES (?,?,?,?,?,?,?,?,?,?);";
 
-constexpr const char* kInsertRunWithIdSql = "INSERT INTO poe_history (" INSERTED_COLUMNS
-                                            ", run_id)"
-                                            " VALUES (?,?,?,?,?,?,?,?,?,?,?);";
+constexpr const char* kInsertRunWithIdSql = INSERT_RUN_COLUMNS
+    ", run_id)"
+    " VALUES (?,?,?,?,?,?,?,?,?,?,?);";
 constexpr int kRunIdParameter = 11;
 
 // Inserts the run's row, under a new id for runId 0.
@@ -45,7 +45,6 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   if (request.scheduleId > 0) {
     sqlite3_bind_int64(insert, 3, request.scheduleId);
   }
-
   bindTextOrNull(insert, 4, request.scheduleName);
   bindTextOrNull(insert, 5, poeActionText(request.action));
   bindTextOrNull(insert, 6, executionModeText(request.executionMode));
@@ -53,7 +52,6 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   if (request.action == POE_ACTION_POWER_ON || request.action == POE_ACTION_POWER_OFF) {
     sqlite3_bind_int(insert, 8, request.allDay);
   }
-
   sqlite3_bind_int64(insert, 9, time(nullptr));
   bindTextOrNull(insert, 10, "running");
   if (runId != 0) {

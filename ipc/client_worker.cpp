@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "base/result_codes.h"
 #include "base/send_all.h"
@@ -131,10 +132,8 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
   JsonTextPtr text = printAndFree(std::move(result));
   const size_t bytes = text != nullptr ? strlen(text.get()) : 0;
   if (text != nullptr && held.resize(bytes)) {
-    sendAll(connection, {envelope,
-                         R"(,"result":)",
-                         {text.get(), bytes},
-                         "}\n"});  // a client that has gone needs none
+    const std::string_view answer(text.get(), bytes);
+    sendAll(connection, {envelope, R"(,"result":)", answer, "}\n"});
   }
 
   text.reset();

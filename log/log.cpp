@@ -169,13 +169,12 @@ void rotateLogFile() REQUIRES(fileMutex) {
     rename(logPaths.file, logPaths.oldFile);
   }
   const bool moved = !isLogInPlace();
-  fclose(logFile);
-  logFile = openLogStream();
-  bytesWritten = 0;
+  openLogFile();
+
   // Better no older records than a file that grows for ever behind something that can't be
-  // replaced.
-  if (!moved && logFile != nullptr && ftruncate(fileno(logFile), 0) != 0) {
-    bytesWritten = kMaxLogFileBytes;  // the next record tries again
+  // replaced. Where it can't be cut either, the next record tries again.
+  if (!moved && logFile != nullptr && ftruncate(fileno(logFile), 0) == 0) {
+    bytesWritten = 0;
   }
 }
 
