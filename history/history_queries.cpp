@@ -137,10 +137,11 @@ int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32
   sqlite3_bind_int(statement.get(), 1, unit);
   sqlite3_bind_int(statement.get(), 2, pageSize);
   sqlite3_bind_int(statement.get(), 3, pageOffset(page, pageSize));
+  PortCounter counter(history);
   int step = SQLITE_ROW;
   while ((step = sqlite3_step(statement.get())) == SQLITE_ROW) {
     PortCounts counts;
-    countPorts(history, sqlite3_column_int64(statement.get(), kRunId), &counts);
+    counter.countPorts(sqlite3_column_int64(statement.get(), kRunId), &counts);
     if (!jsonAppend(runs, runRowToJson(statement.get(), unit, counts))) {
       return ERR_GENERAL;
     }
@@ -151,6 +152,40 @@ int32_t listPage(const HistoryAccess& history, int32_t unit, int32_t page, int32
   }
 
   return RESULT_OK;
+}
+
+constexpr const char* kPortStepsSql =
+    "SELECT if_num, status, error_msg, executed_at"
+    " FROM poe_history_port"
+    " WHERE run_id=?"
+    " ORDER BY if_num ASC;";
+
+enum PortColumn { kPortIfNum, kPortStatus, kPortError };
+
+JsonPtr portStepToJson(sqlite3_stmt* row) {
+  return JsonObject()
+      .number("ifNum", sqlite3_column_int64(row, kPortIfNum))
+      .text("status", columnText(row, kPortStatus))
+      .text("errorMessage", columnText(row, kPortError))
+      .take();
+}
+
+// The run's ports, an empty array when they can't be queried; null when memory runs out. Counts
+// them on the way, which spares their counter's statement.
+JsonPtr portSteps(const HistoryAccess& history, int64_t runId, PortCounts* counts) {
+  JsonPtr steps(cJSON_CreateArray());
+  const StatementPtr statement = history.prepare(kPortStepsSql);
+  if (statement == nullptr || steps == nullptr) {
+    return steps;
+  }
+  sqlite3_bind_int64(statement.get(), 1, runId);
+  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
+    countPort(columnText(statement.get(), kPortStatus), counts);
+    if (!jsonAppend(steps.get(), portStepToJson(statement.get()))) {
+      return nullptr;
+    }
+  }
+  return steps;
 }
 
 void addDetail(JsonObject& run, sqlite3_stmt* row) {
@@ -183,40 +218,11 @@ int32_t detailRun(const HistoryAccess& history, int32_t unit, int64_t runId, Jso
   }
 
   PortCounts counts;
-  countPorts(history, runId, &counts);
+  JsonPtr steps = portSteps(history, runId, &counts);
   addRun(run, statement.get(), unit, counts);
   addDetail(run, statement.get());
+  run.add("portSteps", std::move(steps));
   return RESULT_OK;
-}
-
-JsonPtr portStepToJson(sqlite3_stmt* row) {
-  return JsonObject()
-      .number("ifNum", sqlite3_column_int64(row, 0))
-      .text("status", columnText(row, 1))
-      .text("errorMessage", columnText(row, 2))
-      .take();
-}
-
-constexpr const char* kPortStepsSql =
-    "SELECT if_num, status, error_msg, executed_at"
-    " FROM poe_history_port"
-    " WHERE run_id=?"
-    " ORDER BY if_num ASC;";
-
-// The run's ports, an empty array when they can't be queried; null when memory runs out.
-JsonPtr portSteps(const HistoryAccess& history, int64_t runId) {
-  JsonPtr steps(cJSON_CreateArray());
-  const StatementPtr statement = history.prepare(kPortStepsSql);
-  if (statement == nullptr || steps == nullptr) {
-    return steps;
-  }
-  sqlite3_bind_int64(statement.get(), 1, runId);
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
-    if (!jsonAppend(steps.get(), portStepToJson(statement.get()))) {
-      return nullptr;
-    }
-  }
-  return steps;
 }
 
 int32_t readOpenRuns(const HistoryAccess& history, sqlite3_stmt* statement,
@@ -317,7 +323,7 @@ int32_t historyDetail(int32_t unit, int64_t runId, JsonPtr* answer) {
     return rc;
   }
 
-  JsonPtr built = run.add("portSteps", portSteps(history, runId)).take();
+  JsonPtr built = run.take();
   if (built == nullptr) {
     return ERR_GENERAL;
   }

@@ -6,30 +6,33 @@
 
 #include "base/database.h"
 #include "base/result_codes.h"
-#include "daemon/daemon_context.h"
-#include "daemon/logged_statement.h"
 
 constexpr const char* kCountPortsSql =
     "SELECT status"
     " FROM poe_history_port"
     " WHERE run_id=?;";
 
-int32_t countPorts(const HistoryAccess& history, int64_t runId, PortCounts* counts) {
+void countPort(const char* statusOrNull, PortCounts* counts) {
+  const char* status = statusOrNull != nullptr ? statusOrNull : "";
+  ++counts->total;
+  counts->success += strcmp(status, "success") == 0 ? 1 : 0;
+  counts->failed += strcmp(status, "failed") == 0 ? 1 : 0;
+  counts->skipped += strcmp(status, "skipped") == 0 ? 1 : 0;
+}
+
+int32_t PortCounter::countPorts(int64_t runId, PortCounts* counts) {
   *counts = PortCounts{};
-  const LoggedStatement statement(history, "port count", kCountPortsSql);
-  if (!statement) {
+  if (!rows_.has_value() || !*rows_) {
+    rows_.emplace(history_, "port count", kCountPortsSql);
+  }
+  if (!*rows_) {
     return ERR_GENERAL;
   }
 
-  sqlite3_bind_int64(statement.get(), 1, runId);
-  while (sqlite3_step(statement.get()) == SQLITE_ROW) {
-    const char* text = columnText(statement.get(), 0);
-    const char* status = text != nullptr ? text : "";
-    ++counts->total;
-    counts->success += strcmp(status, "success") == 0 ? 1 : 0;
-    counts->failed += strcmp(status, "failed") == 0 ? 1 : 0;
-    counts->skipped += strcmp(status, "skipped") == 0 ? 1 : 0;
+  sqlite3_bind_int64(rows_->get(), 1, runId);
+  while (sqlite3_step(rows_->get()) == SQLITE_ROW) {
+    countPort(columnText(rows_->get(), 0), counts);
   }
-
+  sqlite3_reset(rows_->get());
   return RESULT_OK;
 }

@@ -282,7 +282,7 @@ void failPortsWithoutOutcome(const HistoryAccess& history, int64_t runId) {
 int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char* error,
                          int64_t completedAt) {
   PortCounts counts;
-  const int32_t rc = countPorts(history, runId, &counts);
+  const int32_t rc = PortCounter(history).countPorts(runId, &counts);
   const int32_t recorded = counts.success + counts.failed + counts.skipped;
   if (rc == RESULT_OK && recorded < counts.total) {
     const int32_t missing = counts.total - recorded;
