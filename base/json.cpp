@@ -45,11 +45,12 @@ Int saturate(double number) {
   return static_cast<Int>(number);
 }
 
-// Such bytes come from rows that another program wrote.
-bool addRepairedText(cJSON* object, const char* key, const char* text) try {
-  return cJSON_AddStringToObject(object, key, repairedUtf8(text).c_str()) != nullptr;
+// A string; null when memory runs out. Bytes that are not UTF-8 come from rows that another program
+// wrote.
+JsonPtr jsonText(const char* text) try {
+  return JsonPtr(cJSON_CreateString(isUtf8(text) ? text : repairedUtf8(text).c_str()));
 } catch (const std::bad_alloc&) {
-  return false;
+  return nullptr;
 }
 
 }  // namespace
@@ -78,7 +79,8 @@ const char* jsonTextMember(const cJSON* object, const char* key) {
 }
 
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value) {
-  if (value == nullptr || !cJSON_AddItemToObject(object, key, value.get())) {
+  // The key is not copied: half of what an answer would allocate.
+  if (value == nullptr || !cJSON_AddItemToObjectCS(object, key, value.get())) {
     return false;
   }
   (void)value.release();  // the object's now
@@ -87,24 +89,12 @@ bool jsonAdd(cJSON* object, const char* key, JsonPtr value) {
 
 JsonObject::JsonObject() : object_(cJSON_CreateObject()) {}
 
-void JsonObject::keepIf(bool added) {
-  if (!added) {
-    object_.reset();
-  }
-}
-
 JsonObject& JsonObject::number(const char* key, int64_t number) {
-  keepIf(cJSON_AddNumberToObject(object_.get(), key, static_cast<double>(number)) != nullptr);
-  return *this;
+  return add(key, JsonPtr(cJSON_CreateNumber(static_cast<double>(number))));
 }
 
 JsonObject& JsonObject::text(const char* key, const char* textOrNull) {
-  if (textOrNull == nullptr) {
-    return null(key);
-  }
-  keepIf(isUtf8(textOrNull) ? cJSON_AddStringToObject(object_.get(), key, textOrNull) != nullptr
-                            : addRepairedText(object_.get(), key, textOrNull));
-  return *this;
+  return textOrNull != nullptr ? add(key, jsonText(textOrNull)) : null(key);
 }
 
 JsonObject& JsonObject::textUnlessEmpty(const char* key, const char* text) {
@@ -112,17 +102,17 @@ JsonObject& JsonObject::textUnlessEmpty(const char* key, const char* text) {
 }
 
 JsonObject& JsonObject::boolean(const char* key, bool value) {
-  keepIf(cJSON_AddBoolToObject(object_.get(), key, value) != nullptr);
-  return *this;
+  return add(key, JsonPtr(cJSON_CreateBool(value)));
 }
 
 JsonObject& JsonObject::null(const char* key) {
-  keepIf(cJSON_AddNullToObject(object_.get(), key) != nullptr);
-  return *this;
+  return add(key, JsonPtr(cJSON_CreateNull()));
 }
 
 JsonObject& JsonObject::add(const char* key, JsonPtr value) {
-  keepIf(jsonAdd(object_.get(), key, std::move(value)));
+  if (!jsonAdd(object_.get(), key, std::move(value))) {
+    object_.reset();
+  }
   return *this;
 }
 

@@ -42,11 +42,13 @@ int64_t jsonInt64Member(const cJSON* object, const char* key, int64_t fallback);
 // The string under a key; null when it is missing or of another type. The tree keeps ownership.
 const char* jsonTextMember(const cJSON* object, const char* key);
 
-// Adds a member, taking it over in every case; false when it is null or memory runs out.
+// Adds a member, taking it over in every case; false when object or member is null. The key is
+// borrowed for as long as the object is printed or searched.
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value);
 
-// Builds an object member by member, in the order of the calls. A failure, which is always lack of
-// memory, is remembered: what follows does nothing, and there is no object in the end.
+// Builds an object member by member, in the order of the calls; keys are literals. A failure, which
+// is always lack of memory, is remembered: what follows does nothing, and there is no object in the
+// end.
 class JsonObject {
  public:
   JsonObject();
@@ -63,8 +65,6 @@ class JsonObject {
   JsonPtr take() { return std::move(object_); }
 
  private:
-  void keepIf(bool added);
-
   JsonPtr object_;
 };
 
