@@ -14,19 +14,17 @@
 #include "base/unique_fd.h"
 #include "base/utf8.h"
 #include "ipc/connections.h"
+#include "ipc/freed_memory.h"
 #include "ipc/held_bytes.h"
 #include "ipc/method_table.h"
 #include "ipc/request_reader.h"
 #include "log/log.h"
 
-#ifdef QUORIN_HAVE_MALLOC_TRIM
-#include <malloc.h>
-#endif
-
 namespace {
 
 constexpr size_t kLargeRequestBytes = size_t{8} * 1024;
 constexpr size_t kLargeAnswerBytes = size_t{256} * 1024;
+constexpr int kUsualAnswerBytes = 2048;  // printed into memory that need not grow
 constexpr size_t kMaxLoggedNameBytes = 128;
 
 // Held from the parsing of a large request until its tree is freed. Always the outermost lock.
@@ -61,14 +59,6 @@ struct Response {
   JsonPtr result;
 };
 
-// Gives memory that a large tree or text took back to the system; the allocator alone would keep
-// it.
-void returnFreedMemory() {
-#ifdef QUORIN_HAVE_MALLOC_TRIM
-  malloc_trim(0);
-#endif
-}
-
 int32_t refuseMethod(const char* nameOrNull) {
   const std::string name =
       nameOrNull != nullptr ? printableUtf8(nameOrNull, kMaxLoggedNameBytes) : "(null)";
@@ -97,7 +87,7 @@ Response respondTo(Request* request) {
 Response respondToLarge(Request* request) {
   const MutexLock gate(largeRequestGate);
   Response response = respondTo(request);
-  returnFreedMemory();
+  noteFreedMemory();
   return response;
 }
 
@@ -115,7 +105,8 @@ void serve(int connection) {
 
 // Prints a result and frees it. Null when memory runs out.
 JsonTextPtr printAndFree(JsonPtr result) {
-  return JsonTextPtr(cJSON_PrintUnformatted(result.get()));
+  constexpr cJSON_bool kUnformatted = 0;
+  return JsonTextPtr(cJSON_PrintBuffered(result.get(), kUsualAnswerBytes, kUnformatted));
 }
 
 }  // namespace
@@ -138,7 +129,7 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
 
   text.reset();
   if (bytes > kLargeAnswerBytes) {
-    returnFreedMemory();
+    noteFreedMemory();
   }
 }
 

@@ -49,15 +49,16 @@ Connection* findToLeave() REQUIRES(connectionsMutex) {
 
 bool connectionsHaveRoom() {
   const MutexLock lock(connectionsMutex);
-  if (connectionCount < kMaxConnections) {
-    return true;
-  }
-  Connection* leaving = findToLeave();
+  return connectionCount < kMaxConnections;
+}
+
+void connectionsMakeRoom() {
+  const MutexLock lock(connectionsMutex);
+  Connection* leaving = connectionCount == kMaxConnections ? findToLeave() : nullptr;
   if (leaving != nullptr) {
     leaving->stage = Stage::leaving;
     shutdown(leaving->descriptor, SHUT_RDWR);
   }
-  return false;
 }
 
 void connectionAdd(int connection) {

@@ -12,10 +12,13 @@
 
 constexpr int32_t kMaxConnections = 256;
 
-// Whether one more fits. If not, and none is on its way out yet, the one that has been silent
-// longest among those whose request is not complete is shut down; where all are being worked there
-// is nothing to do but to ask again.
+// Whether one more fits.
 bool connectionsHaveRoom();
+
+// Where none fits and none is on its way out yet, shuts down the one that has been silent longest
+// among those whose request is not complete; where all are being worked there is nothing to do but
+// to ask again.
+void connectionsMakeRoom();
 
 // Notes a connection that is read from now on. REQUIRES: connectionsHaveRoom said yes, to the same
 // thread.

@@ -17,6 +17,7 @@
 #include "daemon/paths.h"
 #include "ipc/client_worker.h"
 #include "ipc/connections.h"
+#include "ipc/freed_memory.h"
 #include "log/log.h"
 
 namespace {
@@ -39,7 +40,7 @@ bool bindSocket(int listener) {
 // The listening socket, or none (logged).
 UniqueFd openListener() {
   unlink(kSocketPath);
-  UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  UniqueFd listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!listener) {
     LOG_HERE(LOG_ERR, "socket(AF_UNIX) failed: %s", strerror(errno));
     return {};
@@ -70,15 +71,31 @@ void serveConnection(UniqueFd connection) {
   connection.release();  // the worker's now
 }
 
-void acceptConnection(int listener) {
+// Whether there may be another connection to accept.
+bool acceptConnection(int listener) {
   UniqueFd connection(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
   if (connection) {
     serveConnection(std::move(connection));
-    return;
+    return true;
   }
-  if (errno != EINTR) {
+  if (errno != EINTR && errno != EAGAIN) {
     LOG_HERE(LOG_ERR, "accept failed: %s", strerror(errno));
     sleepMilliseconds(kFailedAcceptPauseMs);
+  }
+  return false;
+}
+
+// Accepts the connections that wait, as far as there is room; without any, a silent one is told to
+// leave.
+void acceptWaiting(int listener) {
+  if (!connectionsHaveRoom()) {
+    connectionsMakeRoom();
+    sleepMilliseconds(kFullPauseMs);
+    return;
+  }
+  int accepted = 0;
+  while (accepted < kListenBacklog && connectionsHaveRoom() && acceptConnection(listener)) {
+    ++accepted;
   }
 }
 
@@ -90,11 +107,10 @@ void acceptUntilStopped(int listener) {
       LOG_HERE(LOG_ERR, "poll failed: %s", strerror(errno));
       return;
     }
-    if (ready > 0 && connectionsHaveRoom()) {
-      acceptConnection(listener);
-    } else if (ready > 0) {
-      sleepMilliseconds(kFullPauseMs);
+    if (ready > 0) {
+      acceptWaiting(listener);
     }
+    returnFreedMemory();
   }
 }
 

@@ -1,0 +1,35 @@
+#include "ipc/freed_memory.h"
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/sleep.h"
+
+#ifdef QUORIN_HAVE_MALLOC_TRIM
+#include <malloc.h>
+#endif
+
+namespace {
+
+constexpr int64_t kPauseMs = 500;
+
+std::atomic<bool> isFreed{false};
+int64_t nextReturnMs = 0;
+
+}  // namespace
+
+void noteFreedMemory() {
+  isFreed = true;
+}
+
+void returnFreedMemory() {
+  if (!isFreed.load() || monotonicMs() < nextReturnMs) {
+    return;
+  }
+
+  isFreed = false;
+#ifdef QUORIN_HAVE_MALLOC_TRIM
+  malloc_trim(0);
+#endif
+  nextReturnMs = monotonicMs() + kPauseMs;
+}

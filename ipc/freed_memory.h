@@ -1,0 +1,14 @@
+// Giving the memory of large requests and answers back to the system; the allocator alone would
+// keep it.
+#ifndef QUORIN_IPC_FREED_MEMORY_H
+#define QUORIN_IPC_FREED_MEMORY_H
+
+// Notes that a large tree or text was freed. Any thread; no lock.
+void noteFreedMemory();
+
+// Gives back what was freed since the last time, at most twice a second: it costs more than most
+// requests, and what is freed within half a second is soon used again. For one thread, which calls
+// it at least that often.
+void returnFreedMemory();
+
+#endif
