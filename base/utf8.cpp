@@ -44,6 +44,10 @@ bool continues(const char* text, const Lead& lead) {
   return true;
 }
 
+bool isAscii(char byte) {
+  return static_cast<signed char>(byte) > 0;
+}
+
 // The code of a control character of the given size at the string's start, else 0.
 uint8_t controlCode(const char* text, size_t bytes) {
   const uint8_t code = byteAt(text, bytes - 1);
@@ -64,9 +68,14 @@ size_t utf8CharBytes(const char* text) {
 }
 
 bool isUtf8(const char* text) {
-  while (const size_t bytes = utf8CharBytes(text)) {
+  size_t bytes = 0;
+  do {
+    while (isAscii(*text)) {  // nearly all of every text
+      ++text;
+    }
+    bytes = utf8CharBytes(text);
     text += bytes;
-  }
+  } while (bytes > 0);
   return *text == '\0';
 }
 
