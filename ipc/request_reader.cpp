@@ -11,11 +11,12 @@
 namespace {
 
 constexpr size_t kChunkBytes = 4096;
+constexpr size_t kReadBytes = 16384;
 
-ssize_t receive(int connection, char* bytes, size_t size, int flags) {
+ssize_t receive(int connection, char* bytes, size_t size) {
   ssize_t received = 0;
   do {
-    received = recv(connection, bytes, size, flags);
+    received = recv(connection, bytes, size, 0);
   } while (received < 0 && errno == EINTR);
   return received;
 }
@@ -39,11 +40,9 @@ bool reserve(size_t bytes, HeldBytes* held, std::string* request) {
 }  // namespace
 
 bool readRequest(int connection, HeldBytes* held, std::string* request) {
-  char chunk[kChunkBytes];
+  char chunk[kReadBytes];
   for (;;) {
-    // Looking first and then taking just what belongs to the request spares a system call for every
-    // byte.
-    const ssize_t waiting = receive(connection, chunk, sizeof chunk, MSG_PEEK);
+    const ssize_t waiting = receive(connection, chunk, sizeof chunk);
     if (waiting <= 0) {
       return waiting == 0 && !request->empty();
     }
@@ -57,11 +56,6 @@ bool readRequest(int connection, HeldBytes* held, std::string* request) {
       return false;
     }
 
-    const size_t take = textBytes + (newline != nullptr ? 1 : 0);
-    const ssize_t taken = receive(connection, chunk, take, MSG_WAITALL);
-    if (taken != static_cast<ssize_t>(take)) {
-      return false;
-    }
     request->append(chunk, textBytes);
     if (newline != nullptr) {
       return true;
