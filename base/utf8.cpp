@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "base/fixed_text.h"
 
@@ -44,8 +45,18 @@ bool continues(const char* text, const Lead& lead) {
   return true;
 }
 
-bool isAscii(char byte) {
-  return static_cast<signed char>(byte) > 0;
+// How many bytes, in whole words, are plain ASCII from the text's start on: nearly all of every
+// text.
+size_t asciiWordBytes(const char* text, const char* end) {
+  constexpr uint64_t kHighBits = 0x8080808080808080;
+  const char* at = text;
+  for (uint64_t word = 0; static_cast<size_t>(end - at) >= sizeof word; at += sizeof word) {
+    memcpy(&word, at, sizeof word);
+    if ((word & kHighBits) != 0) {
+      break;
+    }
+  }
+  return static_cast<size_t>(at - text);
 }
 
 // The code of a control character of the given size at the string's start, else 0.
@@ -68,15 +79,16 @@ size_t utf8CharBytes(const char* text) {
 }
 
 bool isUtf8(const char* text) {
-  size_t bytes = 0;
-  do {
-    while (isAscii(*text)) {  // nearly all of every text
-      ++text;
+  const char* end = text + strlen(text);
+  while (text < end) {
+    text += asciiWordBytes(text, end);
+    const size_t bytes = utf8CharBytes(text);
+    if (bytes == 0) {
+      break;
     }
-    bytes = utf8CharBytes(text);
     text += bytes;
-  } while (bytes > 0);
-  return *text == '\0';
+  }
+  return text == end;
 }
 
 std::string repairedUtf8(const char* text) {
