@@ -1,6 +1,7 @@
 #include "config/boot_delay_config.h"
 
 #include <cjson/cJSON.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@
 #include "base/result_codes.h"
 #include "base/sync_folder.h"
 #include "base/thread_annotations.h"
+#include "base/unique_fd.h"
 #include "daemon/paths.h"
 #include "log/log.h"
 
@@ -46,15 +48,16 @@ bool wasShortOfResources() {
 // The file's whole text, empty when it can't be opened. False when it is there but can't be read
 // now.
 bool readConfigText(std::string* text) {
-  const FilePtr file(fopen(kBootDelayConfigPath, "rbe"));
-  if (file == nullptr) {
+  const UniqueFd file(open(kBootDelayConfigPath, O_RDONLY | O_CLOEXEC));
+  if (!file) {
     return !wasShortOfResources();
   }
   char chunk[4096];
-  for (size_t n = 0; (n = fread(chunk, 1, sizeof chunk, file.get())) > 0;) {
-    text->append(chunk, n);
+  ssize_t n = 0;
+  while ((n = read(file.get(), chunk, sizeof chunk)) > 0) {
+    text->append(chunk, static_cast<size_t>(n));
   }
-  return ferror(file.get()) == 0 ||
+  return n == 0 ||
          errno == EISDIR;  // a folder in its place holds no settings; the rename will fail
 }
 
