@@ -20,7 +20,6 @@ namespace {
 constexpr int32_t kMaxLogFileBytes = 1048576;
 constexpr long kNsPerMs = 1000000;
 constexpr mode_t kLogFileMode = 0644;
-constexpr size_t kTimestampBytes = 80;
 constexpr const char* kLevelNames[] = {"", "", "", "ERROR", "WARN", "NOTICE", "INFO", "DEBUG"};
 
 // Atomic, because detached threads may still log while and after the main thread closes the log.
@@ -122,28 +121,17 @@ void startLog() {
   logStarted = true;
 }
 
-// The local time with milliseconds; empty when it cannot be told.
-void formatTimestamp(char* text, size_t size) {
-  timespec now{};
-  tm local{};
-  text[0] = '\0';
-  if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
-    return;
-  }
-  snprintf(text, size, "%04d-%02d-%02d %02d:%02d:%02d.%03ld", local.tm_year + 1900,
-           local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-           now.tv_nsec / kNsPerMs);
-}
-
 int printPrefix(FILE* stream, int32_t level) {
-  char timestamp[kTimestampBytes];
-  formatTimestamp(timestamp, sizeof timestamp);
   const char* ident = logIdent.load();
   const char* name = ident != nullptr ? ident : "(null)";
-  if (timestamp[0] == '\0') {
+  timespec now{};
+  tm local{};
+  if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
     return fprintf(stream, "(%s): %s: ", levelName(level), name);
   }
-  return fprintf(stream, "%s (%s): %s: ", timestamp, levelName(level), name);
+  return fprintf(stream, "%04d-%02d-%02d %02d:%02d:%02d.%03ld (%s): %s: ", local.tm_year + 1900,
+                 local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                 now.tv_nsec / kNsPerMs, levelName(level), name);
 }
 
 // Returns the bytes written.
