@@ -15,31 +15,31 @@ namespace {
   "start_time, end_time, restart_time, off_time_sec, sequential_power, "       \
   "inter_port_delay, all_day, enabled"
 
-constexpr const char* kReadAll = "SELECT " SCHEDULE_COLUMNS " FROM poe_schedule;";
+constexpr const char* kReadAllSql = "SELECT " SCHEDULE_COLUMNS " FROM poe_schedule;";
 
-constexpr const char* kReadOne = "SELECT " SCHEDULE_COLUMNS
-                                 " FROM poe_schedule"
-                                 " WHERE unit=? AND schedule_id=?;";
+constexpr const char* kReadOneSql = "SELECT " SCHEDULE_COLUMNS
+                                    " FROM poe_schedule"
+                                    " WHERE unit=? AND schedule_id=?;";
 
-constexpr const char* kListIds =
+constexpr const char* kListIdsSql =
     "SELECT schedule_id"
     " FROM poe_schedule"
     " WHERE unit=?"
     " ORDER BY schedule_id ASC;";
 
-constexpr const char* kHasDay =
+constexpr const char* kHasDaySql =
     "SELECT 1"
     " FROM poe_schedule_days"
     " WHERE schedule_id=? AND day=?"
     " LIMIT 1;";
 
-constexpr const char* kReadPorts =
+constexpr const char* kReadPortsSql =
     "SELECT if_num"
     " FROM poe_schedule_ifs"
     " WHERE schedule_id=?"
     " ORDER BY if_num;";
 
-constexpr const char* kReadWindow =
+constexpr const char* kReadWindowSql =
     "SELECT schedule_type, all_day, enabled"
     " FROM poe_schedule"
     " WHERE schedule_id=? AND unit=?;";
@@ -93,7 +93,8 @@ bool isStandingWindow(sqlite3_stmt* row) {
 
 }  // namespace
 
-ScheduleRows::ScheduleRows(const ScheduleAccess& schedules) : rows_(schedules.prepare(kReadAll)) {}
+ScheduleRows::ScheduleRows(const ScheduleAccess& schedules)
+    : rows_(schedules.prepare(kReadAllSql)) {}
 
 bool ScheduleRows::next(PoeSchedule* schedule) {
   const int step = sqlite3_step(rows_.get());
@@ -106,7 +107,7 @@ bool ScheduleRows::next(PoeSchedule* schedule) {
 
 bool ScheduleDays::contain(int64_t scheduleId, int32_t day) {
   if (lookup_ == nullptr) {
-    lookup_ = schedules_.prepare(kHasDay);
+    lookup_ = schedules_.prepare(kHasDaySql);
   }
   if (lookup_ == nullptr) {
     return false;
@@ -119,7 +120,7 @@ bool ScheduleDays::contain(int64_t scheduleId, int32_t day) {
 }
 
 ScheduleReader::ScheduleReader(const ScheduleAccess& schedules)
-    : row_(schedules.prepare(kReadOne)),
+    : row_(schedules.prepare(kReadOneSql)),
       days_(prepareChildRead(schedules, kScheduleDays)),
       ports_(prepareChildRead(schedules, kSchedulePorts)) {}
 
@@ -147,7 +148,7 @@ int32_t ScheduleReader::readWhole(int32_t unit, int64_t scheduleId, PoeSchedule*
 }
 
 ScheduleIds::ScheduleIds(const ScheduleAccess& schedules, int32_t unit)
-    : ids_(schedules.prepare(kListIds)) {
+    : ids_(schedules.prepare(kListIdsSql)) {
   if (ids_ != nullptr) {
     sqlite3_bind_int(ids_.get(), 1, unit);
   }
@@ -158,13 +159,13 @@ bool ScheduleIds::next(int64_t* scheduleId) {
 }
 
 std::vector<uint32_t> scheduleLoadIfNums(const ScheduleAccess& schedules, int64_t scheduleId) {
-  const StatementPtr statement = schedules.prepare(kReadPorts);
+  const StatementPtr statement = schedules.prepare(kReadPortsSql);
   return loadIntColumn<uint32_t>(statement.get(), scheduleId);
 }
 
 WindowSchedule scheduleCanCloseRun(const ScheduleAccess& schedules, int64_t scheduleId,
                                    int32_t unit) {
-  const LoggedStatement statement(schedules, "reaper schedule lookup", kReadWindow);
+  const LoggedStatement statement(schedules, "reaper schedule lookup", kReadWindowSql);
   if (!statement) {
     return WindowSchedule::unknown;
   }

@@ -17,17 +17,17 @@ namespace {
 
 enum class RunState { running, notRunning, checkError };
 
-#define INSERT_RUN_COLUMNS                                                                     \
-  "INSERT INTO poe_history (unit, trigger_source, schedule_id, schedule_name, schedule_type, " \
-  "execution_mode, inter_port_delay, all_day_snapshot, started_at, status"
+#define BEGUN_RUN_COLUMNS                                                             \
+  "unit, trigger_source, schedule_id, schedule_name, schedule_type, execution_mode, " \
+  "inter_port_delay, all_day_snapshot, started_at, status"
 
-constexpr const char* kInsertRunSql = INSERT_RUN_COLUMNS
-    ")"
-    " VALUES (?,?,?,?,?,?,?,?,?,?);";
+constexpr const char* kInsertRunSql = "INSERT INTO poe_history (" BEGUN_RUN_COLUMNS
+                                      ")"
+                                      " VALUES (?,?,?,?,?,?,?,?,?,?);";
 
-constexpr const char* kInsertRunWithIdSql = INSERT_RUN_COLUMNS
-    ", run_id)"
-    " VALUES (?,?,?,?,?,?,?,?,?,?,?);";
+constexpr const char* kInsertRunWithIdSql = "INSERT INTO poe_history (" BEGUN_RUN_COLUMNS
+                                            ", run_id)"
+                                            " VALUES (?,?,?,?,?,?,?,?,?,?,?);";
 constexpr int kRunIdParameter = 11;
 
 // Inserts the run's row, under a new id for runId 0.
