@@ -50,8 +50,10 @@ void DatabaseCloser::operator()(sqlite3* db) const {
 }
 
 bool openDatabase(const char* path, DatabasePtr* db) {
+  // Without a mutex of SQLite's own for every call: whoever uses a connection holds ours.
+  constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
   sqlite3* opened = nullptr;
-  const int rc = sqlite3_open(path, &opened);
+  const int rc = sqlite3_open_v2(path, &opened, kFlags, nullptr);
   db->reset(opened);
   if (rc != SQLITE_OK) {
     return false;

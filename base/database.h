@@ -63,8 +63,9 @@ struct DatabaseCloser {
 // Owns a connection and closes it.
 using DatabasePtr = std::unique_ptr<sqlite3, DatabaseCloser>;
 
-// Opens a database file for reading and writing, created if missing. On failure returns false with
-// SQLite's message in *db, which may even be null.
+// Opens a database file for reading and writing, created if missing. The connection has no mutex of
+// its own: one thread at a time may use it. On failure returns false with SQLite's message in *db,
+// which may even be null.
 bool openDatabase(const char* path, DatabasePtr* db);
 
 // Applies a store's schema script, then the upgrade statement, sets the busy timeout to 3000 ms,
