@@ -4,6 +4,8 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -21,6 +23,47 @@ JsonPtr jsonParse(const char* text) {
   constexpr cJSON_bool kWholeText = 1;
   errno = 0;
   return JsonPtr(cJSON_ParseWithOpts(text, nullptr, kWholeText));
+}
+
+namespace {
+
+constexpr double kAllDigitsPrinted = 1e15;  // cJSON prints larger numbers with an exponent
+
+// Turns a whole number into the text that cJSON would print for it. Without memory for the text it
+// stays a number.
+void makeText(cJSON* number) {
+  const double value = number->valuedouble;
+  const bool isWhole = std::fabs(value) < kAllDigitsPrinted && std::trunc(value) == value;
+  if (!isWhole || std::signbit(value) != (value < 0)) {
+    return;
+  }
+  char text[24];
+  snprintf(text, sizeof text, "%lld", static_cast<long long>(value));
+  number->valuestring = strdup(text);
+  if (number->valuestring != nullptr) {
+    number->type ^= cJSON_Number | cJSON_Raw;  // beside them it tells whose the key is
+  }
+}
+
+// In all of a tree, which is no deeper than the daemon's answers are.
+void makeWholeNumbersTexts(cJSON* tree) {
+  for (cJSON* item = tree; item != nullptr; item = item->next) {
+    if (cJSON_IsNumber(item)) {
+      makeText(item);
+    }
+    makeWholeNumbersTexts(item->child);
+  }
+}
+
+}  // namespace
+
+JsonTextPtr jsonPrintAndFree(JsonPtr tree) {
+  constexpr int kUsualBytes = 2048;  // what need not grow
+  constexpr cJSON_bool kUnformatted = 0;
+  // cJSON prints every number as a floating point one and reads it back, which would take longer
+  // than all else about an answer.
+  makeWholeNumbersTexts(tree.get());
+  return JsonTextPtr(cJSON_PrintBuffered(tree.get(), kUsualBytes, kUnformatted));
 }
 
 const cJSON* jsonMember(const cJSON* object, const char* key) {

@@ -26,6 +26,10 @@ using JsonTextPtr = std::unique_ptr<char, JsonTextDeleter>;
 // with errno ENOMEM, when memory runs out.
 JsonPtr jsonParse(const char* text);
 
+// Prints a tree that this process has built, without blanks, and frees it; null when memory runs
+// out.
+JsonTextPtr jsonPrintAndFree(JsonPtr tree);
+
 // The member of an object under a key that is looked up ignoring case; null when object is null, is
 // not an object or has no such key. The tree keeps ownership.
 const cJSON* jsonMember(const cJSON* object, const char* key);

@@ -24,7 +24,6 @@ namespace {
 
 constexpr size_t kLargeRequestBytes = size_t{8} * 1024;
 constexpr size_t kLargeAnswerBytes = size_t{256} * 1024;
-constexpr int kUsualAnswerBytes = 2048;  // printed into memory that need not grow
 constexpr size_t kMaxLoggedNameBytes = 128;
 
 // Held from the parsing of a large request until its tree is freed. Always the outermost lock.
@@ -103,12 +102,6 @@ void serve(int connection) {
   }
 }
 
-// Prints a result and frees it. Null when memory runs out.
-JsonTextPtr printAndFree(JsonPtr result) {
-  constexpr cJSON_bool kUnformatted = 0;
-  return JsonTextPtr(cJSON_PrintBuffered(result.get(), kUsualAnswerBytes, kUnformatted));
-}
-
 }  // namespace
 
 void sendResponse(int connection, int32_t code, JsonPtr result) {
@@ -120,7 +113,7 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
   }
 
   HeldBytes held;
-  JsonTextPtr text = printAndFree(std::move(result));
+  JsonTextPtr text = jsonPrintAndFree(std::move(result));
   const size_t bytes = text != nullptr ? strlen(text.get()) : 0;
   if (text != nullptr && held.resize(bytes)) {
     const std::string_view answer(text.get(), bytes);
