@@ -16,6 +16,10 @@ using Fill = void (*)(sqlite3* schedules, sqlite3* history);
 // A line of the socket that is a request.
 std::string requestLine(const std::string& method, const std::string& params);
 
+// One that creates, or deletes, a schedule of unit 1.
+std::string createRequest(int64_t number);
+std::string deleteRequest(int64_t scheduleId);
+
 // Starts the daemon on a new root, fills its databases, and returns once it answers.
 std::unique_ptr<ChildProcess> startDaemon(Fill fill);
 // Starts it once more on the root as it is; it need not answer yet.

@@ -21,8 +21,8 @@ void copyDatabase(const char* from, const std::string& to) {
        "copying a database");
 }
 
-FloorStatement::FloorStatement(const DatabasePtr& db, const char* sql)
-    : statement_(prepareStatement(db.get(), sql)) {
+FloorStatement::FloorStatement(const DatabasePtr& db, const char* sql, const char* columns)
+    : statement_(prepareStatement(db.get(), sql)), columns_(columns) {
   must(statement_ != nullptr, sql);
 }
 
@@ -35,9 +35,8 @@ bool FloorStatement::next() {
     return false;
   }
 
-  const int columns = sqlite3_data_count(row);
-  for (int i = 0; i < columns; ++i) {
-    if (sqlite3_column_type(row, i) == SQLITE_INTEGER) {
+  for (int i = 0; columns_[i] != '\0'; ++i) {
+    if (columns_[i] == 'i') {
       sum_ += sqlite3_column_int64(row, i);
     } else if (const unsigned char* text = sqlite3_column_text(row, i); text != nullptr) {
       sum_ += *text;

@@ -2,7 +2,7 @@
 //
 // A floor has a connection of its own, in the daemon's mode: a write-ahead log, every commit
 // synced, foreign keys on. It runs the texts of the daemon's statements with as little as SQLite
-// needs: bind, step, read each column as what it is, reset. Who keeps a FloorStatement reuses it;
+// needs: bind, step, read each column by its type, reset. Who keeps a FloorStatement reuses it;
 // who makes one for each request prepares and finalises it, as the daemon does.
 #ifndef QUORIN_BENCH_FLOOR_DATABASE_H
 #define QUORIN_BENCH_FLOOR_DATABASE_H
@@ -19,7 +19,8 @@ void copyDatabase(const char* from, const std::string& to);
 
 class FloorStatement {
  public:
-  FloorStatement(const DatabasePtr& db, const char* sql);
+  // columns: of what type each column of a row is read, in order: 'i' an integer, 't' a text.
+  FloorStatement(const DatabasePtr& db, const char* sql, const char* columns = "");
 
   sqlite3_stmt* get() const { return statement_.get(); }
 
@@ -42,6 +43,7 @@ class FloorStatement {
   void bindOne(int index, const char* textOrNull);
 
   StatementPtr statement_;
+  const char* columns_;
   int64_t sum_ = 0;
 };
 

@@ -8,6 +8,9 @@
 
 #include "bench/floor_database.h"
 
+// The types of a schedule's columns, as all statements select them.
+constexpr const char* kScheduleColumns = "iittttttttiiiii";
+
 // schedule.get: its row, its days, its ports.
 class ScheduleGetFloor {
  public:

@@ -9,7 +9,7 @@
 
 #include <mutex>
 
-#include "bench/floor_database.h"
+#include "bench/floor_reads.h"
 
 class ScheduleWritesFloor {
  public:
@@ -35,7 +35,8 @@ class ScheduleWritesFloor {
       db_,
       "SELECT schedule_id, unit, name, schedule_type, start_date, end_date, recurrence, "
       "start_time, end_time, restart_time, off_time_sec, sequential_power, inter_port_delay, "
-      "all_day, enabled FROM poe_schedule WHERE unit=? AND schedule_id=?;"};
+      "all_day, enabled FROM poe_schedule WHERE unit=? AND schedule_id=?;",
+      kScheduleColumns};
   FloorStatement update_{
       db_,
       "UPDATE poe_schedule SET name=?, start_date=?, end_date=?, recurrence=?, start_time=?, "

@@ -131,6 +131,13 @@ void writeFloor(State& state, const WriteFigure& figure) {
   }
 }
 
+std::string scheduleOf(int64_t number) {
+  return R"("schedule":{"name":"New )" + std::to_string(number) +
+         R"(","scheduleType":"power_off","startDate":"2026-01-01","endDate":"2036-12-31",)"
+         R"("recurrence":"weekly","recurrenceDays":[1,2,3,4,5],"startTime":"08:00",)"
+         R"("endTime":"12:00","ifNums":[1,2,3,4]}})";
+}
+
 // A request of about so many bytes, of which nearly all are numbers of ports, as the ports of a
 // schedule are. It is refused as soon as it is parsed, for its unit.
 std::string requestOfBytes(size_t bytes) {
@@ -141,26 +148,10 @@ std::string requestOfBytes(size_t bytes) {
   return requestLine("bootdelay.get", R"({"unit":0,"ifNums":[)" + ports + "]}");
 }
 
-std::string scheduleOf(int64_t number) {
-  return R"("schedule":{"name":"New )" + std::to_string(number) +
-         R"(","scheduleType":"power_off","startDate":"2026-01-01","endDate":"2036-12-31",)"
-         R"("recurrence":"weekly","recurrenceDays":[1,2,3,4,5],"startTime":"08:00",)"
-         R"("endTime":"12:00","ifNums":[1,2,3,4]}})";
-}
-
-std::string createRequest(int64_t number) {
-  return requestLine("schedule.create", R"({"unit":1,)" + scheduleOf(number));
-}
-
 std::string updateRequest(int64_t number) {
   return requestLine("schedule.update", R"({"unit":1,"scheduleId":)" +
                                             std::to_string(number % kListed + 1) + "," +
                                             scheduleOf(number));
-}
-
-std::string deleteRequest(int64_t number) {
-  return requestLine("schedule.delete",
-                     R"({"unit":1,"scheduleId":)" + std::to_string(number) + "}");
 }
 
 void fillNothing(sqlite3*, sqlite3*) {}
@@ -233,6 +224,15 @@ void registerClients(int clients) {
 }
 
 }  // namespace
+
+std::string createRequest(int64_t number) {
+  return requestLine("schedule.create", R"({"unit":1,)" + scheduleOf(number));
+}
+
+std::string deleteRequest(int64_t scheduleId) {
+  return requestLine("schedule.delete",
+                     R"({"unit":1,"scheduleId":)" + std::to_string(scheduleId) + "}");
+}
 
 void registerSocketFigures() {
   registerClients(1);
