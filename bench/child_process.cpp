@@ -14,6 +14,7 @@ ChildProcess::ChildProcess(const std::string& program, std::vector<std::string> 
   arguments.insert(arguments.begin(),
                    std::filesystem::read_symlink("/proc/self/exe").replace_filename(program));
   std::vector<char*> texts;
+  texts.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) {
     texts.push_back(argument.data());
   }

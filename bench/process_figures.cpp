@@ -60,6 +60,7 @@ std::string mixedRequest(int64_t number) {
 void askMixed() {
   std::atomic<int64_t> next{0};
   std::vector<std::thread> clients;
+  clients.reserve(kClients);
   for (int i = 0; i < kClients; ++i) {
     clients.emplace_back([&next] {
       const BenchClient client(kSocketPath);

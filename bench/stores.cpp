@@ -44,7 +44,7 @@ void removeHistory() {
 
 // The file with so many runs, beside the root, which is made anew each time.
 fs::path historyFile(int64_t runs) {
-  const fs::path file = rootPath().parent_path() / ("history_" + std::to_string(runs) + ".db");
+  fs::path file = rootPath().parent_path() / ("history_" + std::to_string(runs) + ".db");
   if (!fs::exists(file)) {
     openHistory();
     {

@@ -89,7 +89,7 @@ void registerTickFigures() {
   for (const auto& [count, shown] : kSizes) {
     for (const auto& [due, time] : kMinutes) {
       const std::string name = std::string("tick over ") + shown + " schedules, " + due + " due/";
-      for (const auto& [side, tick] : {std::pair{"ours", tickOurs}, {"floor", tickFloor}}) {
+      for (const auto& [side, tick] : {std::pair{"ours", &tickOurs}, {"floor", &tickFloor}}) {
         benchmark::RegisterBenchmark(
             (name + side).c_str(),
             [tick = tick, count = count, time = time](State& state) { tick(state, count, time); })
