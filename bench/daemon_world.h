@@ -3,12 +3,46 @@
 #ifndef QUORIN_BENCH_DAEMON_WORLD_H
 #define QUORIN_BENCH_DAEMON_WORLD_H
 
-#include <memory>
+#include <sys/types.h>
+#include <sys/un.h>
 
-#include "bench/child_process.h"
-#include "bench/socket_client.h"
+#include <memory>
+#include <string>
+#include <vector>
 
 struct sqlite3;
+
+// A program of this build as a child, killed when its owner or this process goes.
+class ChildProcess {
+ public:
+  // program: its name in the folder of this one.
+  explicit ChildProcess(const std::string& program, std::vector<std::string> arguments = {});
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  pid_t pid() const { return pid_; }
+  // What it holds of the memory, in kB.
+  int64_t residentKb() const;
+
+ private:
+  pid_t pid_;
+};
+
+// A client as the protocol has it: each request is a connection.
+class BenchClient {
+ public:
+  explicit BenchClient(const std::string& socketPath);
+
+  // Connects, sends a line and reads to the end. Returns the bytes read, 0 when anything fails.
+  size_t ask(const std::string& request, std::string* answer = nullptr) const;
+
+  // Asks until there is an answer, for a server that is just starting.
+  std::string askPatiently(const std::string& request) const;
+
+ private:
+  sockaddr_un address_{};
+};
 
 // Puts something into the daemon's databases.
 using Fill = void (*)(sqlite3* schedules, sqlite3* history);

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "base/result_codes.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 #include "bench/sample_data.h"
 #include "bench/stores.h"
 #include "daemon/daemon_context.h"

@@ -7,7 +7,7 @@
 // limits, no JSON.
 //
 // The work is "none"; "parse", which parses the text with cJSON and frees the tree, with no lock;
-// or the statements of a method that reads a database (floor_reads.h), prepared, run and finalised
+// or the statements of a method that reads a database (floors.h), prepared, run and finalised
 // for each request, under one mutex, for there is one connection as in the daemon. They read a copy
 // of the daemon's databases.
 //
@@ -25,8 +25,7 @@
 #include <mutex>
 #include <string>
 
-#include "bench/floor_reads.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 
 namespace {
 
@@ -47,20 +46,22 @@ void parse(const std::string& request) {
   cJSON_Delete(cJSON_ParseWithLength(request.data(), request.size()));
 }
 
-// Prepares a method's statements for one request, runs them and finalises them.
-template <typename Floor, typename... Ids>
-void read(const DatabasePtr& db, Ids... ids) {
-  const std::lock_guard<std::mutex> lock(databaseMutex);
-  sum += Floor(db).run(ids...);
+// What a method reads, added to sum.
+template <typename Read>
+std::function<void(const std::string&)> reading(Read read) {
+  return [read](const auto&) {
+    const std::lock_guard<std::mutex> lock(databaseMutex);
+    sum += read();
+  };
 }
 
 const std::map<std::string, std::function<void(const std::string&)>> kWorks{
     {"none", [](const auto&) {}},
     {"parse", parse},
-    {"schedule.get", [](const auto&) { read<ScheduleGetFloor>(schedules, kUnit, kNewestId); }},
-    {"schedule.list", [](const auto&) { read<ScheduleListFloor>(schedules, kUnit); }},
-    {"history.list", [](const auto&) { read<HistoryPageFloor>(history, kUnit); }},
-    {"history.detail", [](const auto&) { read<HistoryDetailFloor>(history, kUnit, kNewestId); }}};
+    {"schedule.get", reading([] { return scheduleGetFloor(schedules, kUnit, kNewestId); })},
+    {"schedule.list", reading([] { return scheduleListFloor(schedules, kUnit); })},
+    {"history.list", reading([] { return historyPageFloor(history, kUnit); })},
+    {"history.detail", reading([] { return historyDetailFloor(history, kUnit, kNewestId); })}};
 
 bool readToNewline(int connection, std::string* request) {
   char chunk[kChunkBytes];

@@ -7,8 +7,7 @@
 #include <thread>
 
 #include "base/result_codes.h"
-#include "bench/floor_reads.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 #include "bench/sample_data.h"
 #include "bench/stores.h"
 #include "daemon/paths.h"
@@ -132,24 +131,15 @@ void detailOurs(State& state, int64_t runs) {
   }
 }
 
-// The statements of floor_reads.h on the same file, prepared, run and finalised in each call as the
-// daemon's are, without building an answer.
-template <typename Floor, typename... Ids>
-void readFloor(State& state, int64_t runs, Ids... ids) {
+// The same statements as the floors of history.list and history.detail run over the socket, on the
+// same file, without building an answer.
+template <typename Read>
+void readFloor(State& state, int64_t runs, Read read) {
   openHistoryOf(runs);
   const DatabasePtr db = openFloorDatabase(kHistoryDbPath);
   for (auto _ : state) {
-    benchmark::DoNotOptimize(Floor(db).run(int64_t{1}, ids...));
+    benchmark::DoNotOptimize(read(db));
   }
-}
-
-std::string grouped(int64_t number) {
-  std::string digits = std::to_string(number);
-  for (size_t at = digits.size(); at > 3;) {
-    at -= 3;
-    digits.insert(at, ",");
-  }
-  return digits;
 }
 
 template <typename Function>
@@ -199,16 +189,20 @@ void registerHistoryFigures() {
   registerTimed("begin of a run of 48 ports/floor", beginFloor);
   registerTimed("record of a port/ours", recordOurs);
   registerTimed("record of a port/floor", recordFloor);
-  for (const int64_t runs : {int64_t{1000}, int64_t{100000}, kMillion}) {
-    const std::string of = ", " + grouped(runs) + " runs/";
-    registerTimed("history page of 50 x 48 ports" + of + "ours",
-                  [runs](State& state) { pageOurs(state, runs); });
-    registerTimed("history page of 50 x 48 ports" + of + "floor",
-                  [runs](State& state) { readFloor<HistoryPageFloor>(state, runs); });
-    registerTimed("history detail of 48 ports" + of + "ours",
-                  [runs](State& state) { detailOurs(state, runs); });
-    registerTimed("history detail of 48 ports" + of + "floor",
-                  [runs](State& state) { readFloor<HistoryDetailFloor>(state, runs, runs); });
+  constexpr std::pair<int64_t, const char*> kSizes[] = {
+      {1000, ", 1,000 runs/"}, {100000, ", 100,000 runs/"}, {kMillion, ", 1,000,000 runs/"}};
+  for (const auto& [runs, shown] : kSizes) {
+    const std::string page = std::string("history page of 50 x 48 ports") + shown;
+    const std::string detail = std::string("history detail of 48 ports") + shown;
+    registerTimed(page + "ours", [runs = runs](State& state) { pageOurs(state, runs); });
+    registerTimed(page + "floor", [runs = runs](State& state) {
+      readFloor(state, runs, [](const DatabasePtr& db) { return historyPageFloor(db, 1); });
+    });
+    registerTimed(detail + "ours", [runs = runs](State& state) { detailOurs(state, runs); });
+    registerTimed(detail + "floor", [runs = runs](State& state) {
+      readFloor(state, runs,
+                [runs](const DatabasePtr& db) { return historyDetailFloor(db, 1, runs); });
+    });
   }
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "base/unique_fd.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 #include "bench/stores.h"
 #include "daemon/paths.h"
 #include "log/log.h"

@@ -6,7 +6,7 @@
 
 #include "base/sleep.h"
 #include "bench/daemon_world.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 #include "bench/sample_data.h"
 #include "daemon/paths.h"
 #include "ipc/request_reader.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "base/database.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 
 namespace {
 

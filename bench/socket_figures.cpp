@@ -9,7 +9,7 @@
 #include <algorithm>
 
 #include "bench/daemon_world.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 #include "bench/sample_data.h"
 #include "bench/schedule_writes.h"
 #include "daemon/paths.h"

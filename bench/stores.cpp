@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <numeric>
 
-#include "bench/must.h"
+#include "bench/floors.h"
 #include "bench/sample_data.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"

@@ -7,8 +7,7 @@
 
 #include <cstring>
 
-#include "bench/floor_reads.h"
-#include "bench/must.h"
+#include "bench/floors.h"
 #include "bench/sample_data.h"
 #include "bench/stores.h"
 #include "daemon/daemon_context.h"
@@ -60,12 +59,7 @@ void tickOurs(State& state, int64_t count, const char* time) {
 void tickFloor(State& state, int64_t count, const char* time) {
   openSchedulesOf(count);
   const DatabasePtr db = openFloorDatabase(kScheduleDbPath);
-  FloorStatement scan(
-      db,
-      "SELECT schedule_id, unit, name, schedule_type, start_date, end_date, recurrence, "
-      "start_time, end_time, restart_time, off_time_sec, sequential_power, inter_port_delay, "
-      "all_day, enabled FROM poe_schedule;",
-      kScheduleColumns);
+  FloorStatement scan(db, FLOOR_SCHEDULE_SQL ";", kFloorScheduleColumns);
   FloorStatement day(db, "SELECT 1 FROM poe_schedule_days WHERE schedule_id=? AND day=? LIMIT 1;",
                      "i");
   const auto isDue = [&](int column) { return strcmp(columnText(scan.get(), column), time) == 0; };
