@@ -26,9 +26,8 @@ namespace {
 
 using benchmark::State;
 
-constexpr int kRuns = 500;
+constexpr int kPortsInAll = 2400;
 constexpr int kDays = 60;
-constexpr int kRepetitions = 3;
 constexpr int kSchedulesADay = 20;
 
 double bytesWritten() {
@@ -106,10 +105,10 @@ void registerFlashFigures() {
     benchmark::RegisterBenchmark(
         name.c_str(),
         [ports](State& state) { countBytes(state, [ports](int) { completeRun(ports); }); })
-        ->Iterations(kRuns)
-        ->Repetitions(kRepetitions);
+        ->Iterations(kPortsInAll / ports)
+        ->Repetitions(1);
   }
   benchmark::RegisterBenchmark("flash, a day of 20 windows of 4 ports/ours", passDays)
       ->Iterations(kDays)
-      ->Repetitions(kRepetitions);
+      ->Repetitions(1);
 }
