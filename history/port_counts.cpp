@@ -15,9 +15,13 @@ constexpr const char* kCountPortsSql =
 void countPort(const char* statusOrNull, PortCounts* counts) {
   const char* status = statusOrNull != nullptr ? statusOrNull : "";
   ++counts->total;
-  counts->success += strcmp(status, "success") == 0 ? 1 : 0;
-  counts->failed += strcmp(status, "failed") == 0 ? 1 : 0;
-  counts->skipped += strcmp(status, "skipped") == 0 ? 1 : 0;
+  if (strcmp(status, "success") == 0) {
+    ++counts->success;
+  } else if (strcmp(status, "failed") == 0) {
+    ++counts->failed;
+  } else if (strcmp(status, "skipped") == 0) {
+    ++counts->skipped;
+  }
 }
 
 int32_t PortCounter::countPorts(int64_t runId, PortCounts* counts) {
