@@ -1,0 +1,35 @@
+// The commands: one table for help, completion and the man page.
+#ifndef QUORIN_CLIENT_COMMAND_H
+#define QUORIN_CLIENT_COMMAND_H
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "client/session.h"
+
+struct Command {
+  const char* name;     // "ports"; "schedule list" belongs to the group "schedule" above it
+  const char* summary;  // one line for the help
+  // Adds arguments and options to its subcommand. Null for a group that does nothing of its own.
+  Action (*define)(CLI::App& app, Options& options);
+};
+
+// In the order of the help; a group stands before its commands.
+const std::vector<Command>& commands();
+
+// "--unit N" of a command, into options.unit.
+CLI::Option* addUnit(CLI::App& app, Options& options);
+// An option that takes a duration such as "10s", into *milliseconds.
+CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* milliseconds,
+                         const std::string& description);
+
+Action defineCall(CLI::App& app, Options& options);
+Action definePorts(CLI::App& app, Options& options);
+Action defineScheduleGroup(CLI::App& app, Options& options);
+Action defineScheduleList(CLI::App& app, Options& options);
+Action defineScheduleShow(CLI::App& app, Options& options);
+Action defineWait(CLI::App& app, Options& options);
+
+#endif

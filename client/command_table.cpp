@@ -1,0 +1,32 @@
+#include "client/command.h"
+#include "client/time_text.h"
+
+const std::vector<Command>& commands() {
+  static const std::vector<Command> kCommands{
+      {"ports", "show PoE ports, their names and their power", definePorts},
+      {"schedule", "look at schedules", defineScheduleGroup},
+      {"schedule list", "all schedules, and when each acts next", defineScheduleList},
+      {"schedule show", "one schedule", defineScheduleShow},
+      {"wait", "wait until the daemon answers", defineWait},
+      {"call", "send one request and print the answer", defineCall},
+  };
+  return kCommands;
+}
+
+CLI::Option* addUnit(CLI::App& app, Options& options) {
+  return app.add_option("--unit", options.unit, "unit of the stack")
+      ->check(CLI::Range(1, kMaxUnits))
+      ->type_name("N");
+}
+
+CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* milliseconds,
+                         const std::string& description) {
+  const auto read = [name, milliseconds](const std::string& text) {
+    const std::optional<int64_t> duration = parseDurationMs(text);
+    if (!duration) {
+      throw CLI::ValidationError(name, "\"" + text + "\" is no duration such as 500ms, 10s or 2m");
+    }
+    *milliseconds = *duration;
+  };
+  return app.add_option_function<std::string>(name, read, description)->type_name("TIME");
+}

@@ -1,0 +1,207 @@
+// ports: what there is, what it is called, what it delivers.
+#include "client/commands/ports.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include "base/file_ptr.h"
+#include "base/sleep.h"
+#include "client/command.h"
+#include "client/failure.h"
+#include "client/text.h"
+
+namespace {
+
+constexpr int64_t kDefaultWatchMs = 2000;
+constexpr const char* kClearScreen = "\033[H\033[J";
+
+struct PortsOptions {
+  std::vector<std::string> ports;
+  std::string watch;
+  CLI::Option* watchOption = nullptr;
+  bool save = false;
+};
+
+Tint tintOf(const SensorPort& port) {
+  if (port.delivers()) {
+    return Tint::good;
+  }
+  const bool isWrong = port.detectionStatus == "fault" || port.detectionStatus == "denied";
+  return isWrong ? Tint::bad : Tint::faint;
+}
+
+std::string modeText(const std::string& adminMode) {
+  return adminMode == "enable" ? "on" : adminMode == "disable" ? "off" : adminMode;
+}
+
+JsonPtr portJson(const SensorPort& port, const PortNames& names) {
+  JsonObject object;
+  object.number("unit", port.unit).number("ifNum", port.ifNum);
+  addTextOrNull(object, "name", names.nameOrEmpty(port.ifNum));
+  addTextOrNull(object, "label", names.labelOrEmpty(port.ifNum));
+  addTextOrNull(object, "adminMode", port.adminMode);
+  addTextOrNull(object, "detectionStatus", port.detectionStatus);
+  object.number("powerMw", port.powerMw)
+      .number("currentMa", port.currentMa)
+      .number("voltageMv", port.voltageMv)
+      .number("temperature", port.temperature);
+  addTextOrNull(object, "powerClass", port.powerClass);
+  addTextOrNull(object, "priority", port.priority);
+  addNumberOrNull(object, "powerLimitMw", port.powerLimitMw);
+  return object.take();
+}
+
+// Those of the ports that the person means, all when he names none.
+std::vector<SensorPort> chosen(const std::vector<SensorPort>& all,
+                               const std::vector<PoePort>& meant) {
+  std::vector<SensorPort> some;
+  for (const PoePort& port : meant) {
+    const auto at = std::find_if(all.begin(), all.end(), [&port](const SensorPort& each) {
+      return each.unit == port.unit && each.ifNum == port.ifNum;
+    });
+    if (at != all.end()) {
+      some.push_back(*at);
+    }
+  }
+  return some;
+}
+
+std::string portLine(uint32_t ifNum, const PortNames& names) {
+  const std::string name = names.nameOrEmpty(ifNum);
+  const std::string label = names.labelOrEmpty(ifNum);
+  return std::to_string(ifNum) + " " + (name.empty() ? "-" : name) +
+         (label.empty() ? "" : " " + label) + "\n";
+}
+
+[[noreturn]] void failSave(const std::string& path) {
+  const bool isForbidden = errno == EACCES || errno == EPERM || errno == EROFS;
+  throw Failure(isForbidden ? kExitNotPermitted : kExitNotAsWished,
+                escaped(path) + " could not be written: " + strerror(errno));
+}
+
+// In one step: whoever reads meanwhile finds the old names or the new ones.
+void writeWhole(const std::string& path, const std::string& text) {
+  std::error_code ignored;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+  const std::string temporary = path + ".new";
+  const FilePtr file(fopen(temporary.c_str(), "we"));
+  const bool isWritten = file != nullptr &&
+                         fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
+                         fflush(file.get()) == 0 && fsync(fileno(file.get())) == 0;
+  if (!isWritten || rename(temporary.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(temporary.c_str());
+    errno = error;
+    failSave(path);
+  }
+}
+
+int save(Session& session) {
+  std::string text = "# ifNum name [label]\n";
+  size_t named = 0;
+  for (const SensorPort& port : session.sensors()) {
+    text += portLine(port.ifNum, session.names());
+    named += session.names().nameOrEmpty(port.ifNum).empty() ? 0 : 1;
+  }
+  writeWhole(session.options().portFilePath, text);
+  session.output().say(counted(session.sensors().size(), "port") + ", " + std::to_string(named) +
+                       " of them with names, written to " +
+                       escaped(session.options().portFilePath));
+  return kExitDone;
+}
+
+int show(const std::vector<PoePort>& meant, bool isWatching, Session& session) {
+  const Output& output = session.output();
+  const std::vector<SensorPort> ports =
+      chosen(isWatching ? session.freshSensors() : session.sensors(), meant);
+  if (session.options().json) {
+    const JsonPtr document = portsJson(ports, session.names());
+    isWatching ? output.printJsonLine(document) : output.printJson(document);
+    return kExitDone;
+  }
+  output.print((isWatching && output.screen().columns > 0 ? kClearScreen : "") +
+               portsText(ports, session.names(), output.screen()));
+  output.flush();
+  return kExitDone;
+}
+
+[[noreturn]] void watch(const std::vector<PoePort>& meant, int64_t pauseMs, Session& session) {
+  for (;;) {
+    show(meant, true, session);
+    sleepMilliseconds(static_cast<int32_t>(pauseMs));
+  }
+}
+
+int runPorts(PortsOptions given, Session& session) {
+  std::optional<int64_t> pauseMs = parseDurationMs(given.watch);
+  if (!given.watch.empty() && !pauseMs) {
+    given.ports.insert(given.ports.begin(), given.watch);  // "--watch 1/0/5": the port is no time
+  }
+  if (given.save) {
+    return save(session);
+  }
+  const std::vector<PoePort> meant =
+      given.ports.empty() ? session.poePorts() : session.portsNamed(given.ports);
+  if (given.watchOption->count() > 0) {
+    watch(meant, std::clamp<int64_t>(pauseMs.value_or(kDefaultWatchMs), 100, INT32_MAX), session);
+  }
+  return show(meant, false, session);
+}
+
+}  // namespace
+
+std::string wattsText(int64_t milliwatts) {
+  char text[32];
+  snprintf(text, sizeof text, "%.1f W", static_cast<double>(milliwatts) / 1000);
+  return text;
+}
+
+std::string portsText(const std::vector<SensorPort>& ports, const PortNames& names,
+                      const Screen& screen) {
+  if (ports.empty()) {
+    return "no PoE ports\n";
+  }
+  Table table({{"PORT"},
+               {"LABEL"},
+               {"MODE"},
+               {"STATE"},
+               {"POWER", Align::right},
+               {"CLASS", Align::right},
+               {"LIMIT", Align::right}});
+  for (const SensorPort& port : ports) {
+    table.row({names.name(port.ifNum),
+               names.labelOrEmpty(port.ifNum),
+               modeText(port.adminMode),
+               {port.detectionStatus, tintOf(port)},
+               port.powerMw > 0 ? wattsText(port.powerMw) : "",
+               port.powerClass,
+               port.powerLimitMw ? wattsText(*port.powerLimitMw) : ""});
+  }
+  return table.text(screen);
+}
+
+JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names) {
+  JsonObject document;
+  document.add("ports", jsonArray(ports, [&names](const SensorPort& port) {
+                 return portJson(port, names);
+               }));
+  return document.take();
+}
+
+Action definePorts(CLI::App& app, Options& options) {
+  const auto given = std::make_shared<PortsOptions>();
+  app.add_option("PORT", given->ports, "ports to show; all when none is named");
+  given->watchOption = app.add_option("--watch", given->watch, "show again every SEC seconds [2]")
+                           ->expected(0, 1)
+                           ->type_name("SEC");
+  app.add_flag("--save", given->save, "write names and labels to the file of names");
+  addUnit(app, options);
+  return [given](Session& session) { return runPorts(*given, session); };
+}

@@ -1,0 +1,33 @@
+// What schedule list and schedule show show, for the commands and their tests.
+#ifndef QUORIN_CLIENT_COMMANDS_SCHEDULES_H
+#define QUORIN_CLIENT_COMMANDS_SCHEDULES_H
+
+#include <string>
+#include <vector>
+
+#include "client/firings.h"
+#include "client/model.h"
+#include "client/table.h"
+
+// The moment that is shown, and how times are.
+struct ShownAt {
+  int64_t now = 0;
+  Zone zone;           // by which schedules go
+  Zone shownZone;      // in which instants are shown
+  std::string footer;  // "times in the switch's zone (CET)"
+};
+
+std::string schedulesText(const std::vector<Schedule>& schedules, const PortNames& names,
+                          const ShownAt& at, const Screen& screen);
+// {"schedules": [...]}, each as scheduleDocument makes it.
+JsonPtr schedulesJson(const std::vector<Schedule>& schedules, const PortNames& names,
+                      const ShownAt& at);
+
+std::string scheduleText(const Schedule& schedule, const PortNames& names, const ShownAt& at,
+                         const Screen& screen);
+// The daemon's keys, all of them, absent ones null; and "unit", "portNames", "next" with the
+// instant and act of its next firing (both null when it has none) and "never" with the reason for
+// that.
+JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const ShownAt& at);
+
+#endif

@@ -1,0 +1,265 @@
+#include "client/model.h"
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <array>
+
+#include "client/failure.h"
+#include "client/text.h"
+#include "client/time_text.h"
+#include "config/schedule_json.h"
+
+namespace {
+
+std::string textIn(const cJSON* object, const char* key) {
+  const char* text = jsonTextMember(object, key);
+  return text != nullptr ? text : "";
+}
+
+std::optional<int64_t> numberIn(const cJSON* object, const char* key) {
+  const cJSON* member = jsonMember(object, key);
+  return cJSON_IsNumber(member) ? std::make_optional(jsonToInt64(member->valuedouble))
+                                : std::nullopt;
+}
+
+// What a reader makes of each object of an array.
+template <typename Reader>
+auto eachOf(const cJSON* array, const Reader& read) {
+  std::vector<decltype(read(array))> all;
+  const cJSON* element = nullptr;
+  cJSON_ArrayForEach(element, array) {
+    all.push_back(read(element));
+  }
+  return all;
+}
+
+JsonPtr unitParams(int32_t unit) {
+  return JsonObject().number("unit", unit).take();
+}
+
+SensorPort readSensor(const cJSON* object, int32_t unit) {
+  SensorPort port;
+  port.unit = unit;
+  port.ifNum = static_cast<uint32_t>(jsonInt32Member(object, "ifNum", 0));
+  port.powerMw = jsonInt64Member(object, "powerMw", 0);
+  port.currentMa = jsonInt64Member(object, "currentMa", 0);
+  port.voltageMv = jsonInt64Member(object, "voltageMv", 0);
+  port.temperature = jsonInt64Member(object, "temperature", 0);
+  port.adminMode = textIn(object, "adminMode");
+  port.detectionStatus = textIn(object, "detectionStatus");
+  port.powerClass = textIn(object, "powerClass");
+  port.priority = textIn(object, "priority");
+  port.powerLimitMw = numberIn(object, "powerLimitMw");
+  return port;
+}
+
+RunPort readRunPort(const cJSON* object) {
+  return {static_cast<uint32_t>(jsonInt32Member(object, "ifNum", 0)), textIn(object, "status"),
+          textIn(object, "errorMessage")};
+}
+
+bool isNumbered(const Schedule& schedule, const std::string& word) {
+  return schedule.scheduleId == wholeNumber(word);
+}
+
+bool isNamed(const Schedule& schedule, const std::string& word) {
+  return schedule.name.c_str() == word;
+}
+
+using Matches = bool (*)(const Schedule&, const std::string&);
+
+std::vector<const Schedule*> matching(const std::vector<Schedule>& schedules,
+                                      const std::string& word, std::optional<int32_t> unit,
+                                      Matches matches) {
+  std::vector<const Schedule*> found;
+  for (const Schedule& schedule : schedules) {
+    if ((!unit || schedule.unit == *unit) && matches(schedule, word)) {
+      found.push_back(&schedule);
+    }
+  }
+  return found;
+}
+
+[[noreturn]] void failNoSchedule(const std::vector<Schedule>& schedules, const std::string& word,
+                                 std::optional<int32_t> unit) {
+  std::vector<std::string> names;
+  for (const Schedule& schedule : schedules) {
+    names.emplace_back(schedule.name.c_str());
+  }
+  const std::string where = unit ? " in unit " + std::to_string(*unit) : "";
+  throw Failure(kExitNoSuch, "no schedule " + inQuotes(word) + where + "." +
+                                 didYouMean(word, names) + "  See: quorin_poectl schedule list");
+}
+
+// "1-5" of 1 to 5 as names: neighbours as a range.
+std::string weekdaysText(const std::vector<int32_t>& days) {
+  constexpr std::array<const char*, 8> kNames{"?", "mon", "tue", "wed", "thu", "fri", "sat", "sun"};
+  const auto name = [&](int32_t day) {
+    return day >= 1 && day <= 7 ? std::string(kNames[static_cast<size_t>(day)])
+                                : std::to_string(day);
+  };
+  std::vector<std::string> texts;
+  for (size_t first = 0; first < days.size();) {
+    size_t last = first;
+    while (last + 1 < days.size() && days[last + 1] == days[last] + 1) {
+      ++last;
+    }
+    const bool isRange = last > first + 1;
+    texts.push_back(name(days[first]) + (isRange ? "-" + name(days[last]) : ""));
+    first = isRange ? last + 1 : first + 1;
+  }
+  return joined(texts, ",");
+}
+
+std::string recurrenceWords(const Schedule& schedule) {
+  if (schedule.recurrence == Recurrence::daily) {
+    return "daily";
+  }
+  std::vector<int32_t> days = schedule.days;
+  std::sort(days.begin(), days.end());
+  if (days.empty()) {
+    return "no days";
+  }
+  if (schedule.recurrence == Recurrence::weekly) {
+    return weekdaysText(days);
+  }
+  std::vector<std::string> texts;
+  for (const int32_t day : days) {
+    texts.push_back(std::to_string(day));
+  }
+  return joined(texts, ",") + " monthly";
+}
+
+}  // namespace
+
+// Only what is missing makes the daemon's reader refuse; what is there has been read.
+Schedule readSchedule(const cJSON* object, int32_t unit) {
+  Schedule schedule;
+  (void)scheduleFromJson(object, &schedule);
+  schedule.scheduleId = jsonInt64Member(object, "scheduleId", 0);
+  schedule.unit = unit;
+  return schedule;
+}
+
+std::vector<Schedule> readSchedules(const cJSON* result, int32_t unit) {
+  return eachOf(jsonMember(result, "schedules"),
+                [unit](const cJSON* each) { return readSchedule(each, unit); });
+}
+
+std::vector<SensorPort> readSensors(const cJSON* result, int32_t unit) {
+  return eachOf(jsonMember(result, "ports"),
+                [unit](const cJSON* each) { return readSensor(each, unit); });
+}
+
+Run readRun(const cJSON* object) {
+  Run run;
+  run.runId = jsonInt64Member(object, "runId", 0);
+  run.unit = jsonInt32Member(object, "unit", 0);
+  run.triggered = textIn(object, "triggered");
+  run.scheduleId = numberIn(object, "scheduleId");
+  run.scheduleName = textIn(object, "scheduleName");
+  run.scheduleType = textIn(object, "scheduleType");
+  run.status = textIn(object, "status");
+  run.executionMode = textIn(object, "executionMode");
+  run.startedAt = parseUtc(jsonTextMember(object, "startedAt"));
+  run.completedAt = parseUtc(jsonTextMember(object, "completedAt"));
+
+  run.successPortCount = jsonInt64Member(object, "successPortCount", 0);
+  run.failedPortCount = jsonInt64Member(object, "failedPortCount", 0);
+  run.skippedPortCount = jsonInt64Member(object, "skippedPortCount", 0);
+  run.interPortDelaySec = jsonInt64Member(object, "interPortDelaySec", 0);
+  run.errorMessage = textIn(object, "errorMessage");
+  const cJSON* allDay = jsonMember(object, "allDay");
+  run.allDay = cJSON_IsBool(allDay) ? std::make_optional(cJSON_IsTrue(allDay) != 0) : std::nullopt;
+
+  // A run that has just begun tells its ports in another way.
+  run.ports = eachOf(jsonMember(object, "portSteps"), readRunPort);
+  for (const double ifNum : eachOf(jsonMember(object, "resolvedIfNums"), [](const cJSON* number) {
+         return cJSON_GetNumberValue(number);
+       })) {
+    run.ports.push_back({static_cast<uint32_t>(jsonToInt32(ifNum)), "pending", ""});
+  }
+  run.portCount = jsonInt64Member(object, "portCount", static_cast<int64_t>(run.ports.size()));
+  return run;
+}
+
+RunPage readRunPage(const cJSON* result) {
+  return {eachOf(jsonMember(result, "runs"), readRun), jsonInt64Member(result, "total", 0)};
+}
+
+BootDelay readBootDelay(const cJSON* result, int32_t unit) {
+  return {unit, jsonInt64Member(result, "delaySec", 0),
+          jsonInt64Member(result, "interPortDelaySec", 0),
+          textIn(result, "executionMode") == "sequential"};
+}
+
+std::vector<Schedule> askSchedules(Daemon& daemon, int32_t unit) {
+  return readSchedules(daemon.ask("schedule.list", unitParams(unit)).get(), unit);
+}
+
+std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit) {
+  return readSensors(daemon.ask("sensors.all", unitParams(unit)).get(), unit);
+}
+
+RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize) {
+  JsonObject params;
+  params.number("unit", unit).number("page", page).number("pageSize", pageSize);
+  return readRunPage(daemon.ask("history.list", params.take()).get());
+}
+
+Run askRun(Daemon& daemon, int32_t unit, int64_t runId) {
+  JsonObject params;
+  params.number("unit", unit).number("runId", runId);
+  return readRun(daemon.ask("history.detail", params.take()).get());
+}
+
+BootDelay askBootDelay(Daemon& daemon, int32_t unit) {
+  return readBootDelay(daemon.ask("bootdelay.get", unitParams(unit)).get(), unit);
+}
+
+std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors) {
+  std::vector<PoePort> ports;
+  for (const SensorPort& port : sensors) {
+    ports.push_back({port.unit, port.ifNum});
+  }
+  return ports;
+}
+
+const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
+                             std::optional<int32_t> unit) {
+  std::vector<const Schedule*> found = matching(schedules, word, unit, isNumbered);
+  if (found.empty()) {
+    found = matching(schedules, word, unit, isNamed);
+  }
+  if (found.empty()) {
+    failNoSchedule(schedules, word, unit);
+  }
+  if (found.size() > 1) {
+    std::vector<std::string> units;
+    for (const Schedule* each : found) {
+      units.push_back(std::to_string(each->unit));
+    }
+    throw Failure(kExitUsage, "units " + joined(units, " and ") + " have a schedule " +
+                                  inQuotes(word) + ": say which with --unit N.");
+  }
+  return *found.front();
+}
+
+std::string actionText(const Schedule& schedule) {
+  if (schedule.type == ScheduleType::restart) {
+    return std::string("restart ") + schedule.restartTime.c_str();
+  }
+  const std::string verb = schedule.type == ScheduleType::powerOn    ? "on "
+                           : schedule.type == ScheduleType::powerOff ? "off "
+                                                                     : "unknown ";
+  return schedule.allDay != 0 ? verb + "all day"
+                              : verb + schedule.startTime.c_str() + "-" + schedule.endTime.c_str();
+}
+
+std::string daysText(const Schedule& schedule) {
+  const bool hasDates = !schedule.startDate.empty() || !schedule.endDate.empty();
+  const std::string dates =
+      std::string(" ") + schedule.startDate.c_str() + ".." + schedule.endDate.c_str();
+  return recurrenceWords(schedule) + (hasDates ? dates : "");
+}

@@ -1,0 +1,112 @@
+// What the daemon's answers say, read once for all commands. A value that an answer lacks is empty
+// or none. Texts are as the daemon sent them: not escaped.
+#ifndef QUORIN_CLIENT_MODEL_H
+#define QUORIN_CLIENT_MODEL_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "base/json.h"
+#include "client/daemon.h"
+#include "client/port_names.h"
+#include "config/schedule.h"
+
+// Stacks have at most so many units; there is no request that lists them.
+constexpr int32_t kMaxUnits = 8;
+
+// The daemon's own record, so that the daemon's own rules (scheduler/due_firings.h) read it.
+using Schedule = PoeSchedule;
+
+// A port of sensors.all.
+struct SensorPort {
+  int32_t unit = 0;
+  uint32_t ifNum = 0;
+  int64_t powerMw = 0;
+  int64_t currentMa = 0;
+  int64_t voltageMv = 0;
+  int64_t temperature = 0;      // degrees Celsius
+  std::string adminMode;        // "enable", "disable"
+  std::string detectionStatus;  // "disabled", "searching", "delivering", "fault", "denied", "off"
+  std::string powerClass;
+  std::string priority;
+  std::optional<int64_t> powerLimitMw;
+
+  bool delivers() const { return detectionStatus == "delivering"; }
+};
+
+// A port of a run.
+struct RunPort {
+  uint32_t ifNum = 0;
+  std::string status;  // "pending", "success", "failed", "skipped", "not-applicable"
+  std::string errorMessage;
+};
+
+struct Run {
+  int64_t runId = 0;
+  int32_t unit = 0;
+  std::string triggered;              // "manual", "schedule", ...
+  std::optional<int64_t> scheduleId;  // none for a run of no schedule
+  std::string scheduleName;
+  std::string scheduleType;  // "power_on", "power_off", "restart"; empty where it is not known
+  std::string status;        // "running", then "success", "partial", "failed", "aborted"
+  std::string executionMode;
+  std::optional<int64_t> startedAt;    // instants
+  std::optional<int64_t> completedAt;  // none while it is open
+  int64_t portCount = 0;
+  int64_t successPortCount = 0;
+  int64_t failedPortCount = 0;
+  int64_t skippedPortCount = 0;
+
+  // Of history.detail alone.
+  int64_t interPortDelaySec = 0;
+  std::string errorMessage;
+  std::optional<bool> allDay;
+  std::vector<RunPort> ports;
+
+  bool isOpen() const { return status == "running"; }
+};
+
+struct BootDelay {
+  int32_t unit = 0;
+  int64_t delaySec = 0;
+  int64_t interPortDelaySec = 0;
+  bool sequential = false;
+};
+
+// A page of history.list, newest first.
+struct RunPage {
+  std::vector<Run> runs;
+  int64_t total = 0;  // of all pages
+};
+
+// Readers of answers' results (of the objects in them), for any tree.
+Schedule readSchedule(const cJSON* object, int32_t unit);
+std::vector<Schedule> readSchedules(const cJSON* result, int32_t unit);
+std::vector<SensorPort> readSensors(const cJSON* result, int32_t unit);
+Run readRun(const cJSON* object);
+RunPage readRunPage(const cJSON* result);
+BootDelay readBootDelay(const cJSON* result, int32_t unit);
+
+// Requests of them. Throw what Daemon::ask throws.
+std::vector<Schedule> askSchedules(Daemon& daemon, int32_t unit);
+std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit);
+RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize);
+Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
+BootDelay askBootDelay(Daemon& daemon, int32_t unit);
+
+std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);
+
+// The schedule that a person's word means: an id, else a name. unit, if given, is the only one that
+// counts. Throws Failure: kExitNoSuch for none, kExitUsage where two units have the name.
+const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
+                             std::optional<int32_t> unit);
+
+// "off 22:00-06:00", "on all day", "restart 03:30"; not escaped.
+std::string actionText(const Schedule& schedule);
+// "daily", "mon-fri", "sat,sun", "1,15 monthly"; "no days" when it has none. With dates:
+// "mon-fri 2026-01-01..2026-03-31".
+std::string daysText(const Schedule& schedule);
+
+#endif

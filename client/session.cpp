@@ -1,0 +1,144 @@
+#include "client/session.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+#include "client/failure.h"
+#include "client/text.h"
+
+namespace {
+
+constexpr int64_t kMaxClockDifferenceSec = 120;
+constexpr int32_t kSecPerMin = 60;
+
+// --utc is before --tz where both are given.
+Zone shownZoneOf(const Options& options) {
+  if (options.utc) {
+    return Zone("UTC");
+  }
+  return options.zone.empty() ? Zone::ofProcess() : Zone(options.zone);
+}
+
+std::vector<PortLine> readPortFile(const std::string& path, const Output& output) {
+  std::ifstream file(path);
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::vector<std::string> faults;
+  std::vector<PortLine> lines = parsePortLines(text, &faults);
+  for (const std::string& fault : faults) {
+    output.warn(escaped(path) + ", " + fault);
+  }
+  return lines;
+}
+
+}  // namespace
+
+Session::Session(const Options& options, Daemon& daemon, const Output& output)
+    : options_(options),
+      daemon_(daemon),
+      output_(output),
+      zone_(Zone::ofProcess()),
+      shownZone_(shownZoneOf(options)) {}
+
+SwitchLibrary* Session::library() {
+  if (!isOpened_ && options_.useSwitchLibrary) {
+    library_ = SwitchLibrary::open();
+  }
+  isOpened_ = true;
+  return library_.get();
+}
+
+const PortNames& Session::names() {
+  if (names_ == nullptr) {
+    std::function<std::string(uint32_t)> ask;
+    if (SwitchLibrary* switchLibrary = library()) {
+      ask = [switchLibrary](uint32_t ifNum) { return switchLibrary->nameOf(ifNum); };
+    }
+    names_ =
+        std::make_unique<PortNames>(std::move(ask), readPortFile(options_.portFilePath, output_));
+  }
+  return *names_;
+}
+
+std::vector<int32_t> Session::units() const {
+  if (options_.unit) {
+    return {*options_.unit};
+  }
+  std::vector<int32_t> all;
+  for (int32_t unit = 1; unit <= kMaxUnits; ++unit) {
+    all.push_back(unit);
+  }
+  return all;
+}
+
+std::vector<SensorPort> Session::freshSensors() {
+  std::vector<SensorPort> all;
+  for (const int32_t unit : units()) {
+    const std::vector<SensorPort> ports = askSensors(daemon_, unit);
+    all.insert(all.end(), ports.begin(), ports.end());
+  }
+  return all;
+}
+
+const std::vector<SensorPort>& Session::sensors() {
+  if (!sensors_) {
+    sensors_ = freshSensors();
+  }
+  return *sensors_;
+}
+
+std::vector<PoePort> Session::portsNamed(const std::vector<std::string>& words) {
+  const std::vector<PoePort> all = poePorts();
+  if (options_.unit && all.empty()) {
+    throw Failure(kExitNoSuch, "unit " + std::to_string(*options_.unit) +
+                                   " has no PoE ports, or is not there. See: quorin_poectl ports");
+  }
+  return names().parse(words, all);
+}
+
+std::vector<Schedule> Session::schedules() {
+  std::vector<Schedule> all;
+  for (const int32_t unit : units()) {
+    const std::vector<Schedule> ofUnit = askSchedules(daemon_, unit);
+    all.insert(all.end(), ofUnit.begin(), ofUnit.end());
+  }
+  return all;
+}
+
+int64_t Session::now() {
+  SwitchLibrary* switchLibrary = library();
+  (void)zone_.at(0);  // the library may go by TZ, which another zone has been in
+  const std::optional<SwitchClock> clock =
+      switchLibrary != nullptr ? switchLibrary->clock() : std::nullopt;
+  if (!clock) {
+    return time(nullptr);
+  }
+  checkClock(*clock);
+  return zone_.instantOf(clock->local);
+}
+
+void Session::checkClock(const SwitchClock& clock) {
+  if (std::exchange(isClockChecked_, true)) {
+    return;
+  }
+  const int64_t here = time(nullptr);
+  const int64_t difference = zone_.instantOf(clock.local) - here;
+  const auto offsetMin = static_cast<int32_t>(zone_.at(here).tm_gmtoff / kSecPerMin);
+  if (std::abs(difference) > kMaxClockDifferenceSec) {
+    output_.warn("the switch's clock says " + momentText(here + difference, zone_) +
+                 ", this system's says " + momentText(here, zone_) +
+                 ": schedules go by the switch's clock. Is TZ the switch's zone?");
+  } else if (clock.zoneOffsetMin != offsetMin) {
+    output_.warn("the switch's zone is " + std::to_string(clock.zoneOffsetMin) +
+                 " min from UTC, TZ's is " + std::to_string(offsetMin) +
+                 " min: set TZ to the switch's zone.");
+  }
+}
+
+std::string Session::zoneText() {
+  const int64_t instant = now();
+  if (options_.utc || !options_.zone.empty()) {
+    return "times in " + escaped(shownZone_.name());
+  }
+  return "times in the switch's zone (" + zone_.abbreviation(instant) + ")";
+}

@@ -1,0 +1,103 @@
+// What a command works with.
+//
+// How a command is added:
+//  1. client/commands/NAME.cpp (NAME is schedule_list for "schedule list") holds all of it:
+//       Action defineName(CLI::App& app, Options& options)
+//     adds arguments and options to its CLI11 subcommand, bound to a record of its own that the
+//     returned Action shares:
+//       const auto given = std::make_shared<NameOptions>();
+//       app.add_option("PORT", given->ports, "ports to show");
+//       return [given](Session& session) { return runName(*given, session); };
+//  2. Declare defineName in client/command.h, and give it its line in client/command_table.cpp,
+//     with its name and summary: help, completion and the man page come from there. Add the file to
+//     client/CMakeLists.txt.
+//  3. The action asks (client/model.h), then prints what a pure function made of the answers: a
+//     text (client/table.h) or, with options.json, a document with fixed keys (client/output.h). It
+//     returns an ExitCode, or throws Failure. What comes from outside is shown through escaped().
+//  4. A test of the pure function, or a row of the table of runs, in tests/client_test.cpp.
+#ifndef QUORIN_CLIENT_SESSION_H
+#define QUORIN_CLIENT_SESSION_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/daemon.h"
+#include "client/model.h"
+#include "client/output.h"
+#include "client/port_names.h"
+#include "client/switch_library.h"
+#include "client/time_text.h"
+
+// The options of every command, and what main knows of this build.
+struct Options {
+  std::string socketPath;
+  std::string portFilePath;  // of names and labels
+  bool useSwitchLibrary = true;
+  bool json = false;
+  bool utc = false;
+  std::string zone;  // of --tz; empty: the switch's
+  int64_t timeoutMs = 60000;
+  ColorMode color = ColorMode::automatic;
+  bool quiet = false;
+  std::optional<int32_t> unit;  // of --unit, for commands that have it (addUnit)
+};
+
+// What a command asks for is made when it is first asked for: a command that shows no names does
+// not open the switch OS's library.
+class Session {
+ public:
+  Session(const Options& options, Daemon& daemon, const Output& output);
+
+  const Options& options() const { return options_; }
+  Daemon& daemon() { return daemon_; }
+  const Output& output() const { return output_; }
+
+  // From the switch OS's library and the file of names; what is wrong in the file is warned of.
+  const PortNames& names();
+  // The sensors of the units 1 to 8, or of --unit, as first asked; askSensors asks again.
+  const std::vector<SensorPort>& sensors();
+  // Asked anew.
+  std::vector<SensorPort> freshSensors();
+  std::vector<PoePort> poePorts() { return poePortsOf(sensors()); }
+  // The ports that a person's words mean. Throws Failure as PortNames::parse does, and kExitNoSuch
+  // for --unit without PoE ports.
+  std::vector<PoePort> portsNamed(const std::vector<std::string>& words);
+  // All schedules of the units 1 to 8, or of --unit, asked anew.
+  std::vector<Schedule> schedules();
+  // 1 to 8, or --unit alone.
+  std::vector<int32_t> units() const;
+
+  // The switch's time: its clock's local time as the daemon reads it, in zone(). Without the
+  // library, this system's. Warns once where the switch's clock and TZ disagree.
+  int64_t now();
+  // The daemon's zone, by which schedules go: TZ.
+  const Zone& zone() const { return zone_; }
+  // The zone that times are shown in: that of --utc or --tz, else zone().
+  const Zone& shownZone() const { return shownZone_; }
+  // "times in the switch's zone (CET)", "times in UTC": for a heading or a last line.
+  std::string zoneText();
+
+ private:
+  SwitchLibrary* library();
+  void checkClock(const SwitchClock& clock);
+
+  const Options& options_;
+  Daemon& daemon_;
+  const Output& output_;
+  Zone zone_;
+  Zone shownZone_;
+  bool isOpened_ = false;
+  bool isClockChecked_ = false;
+  std::unique_ptr<SwitchLibrary> library_;
+  std::unique_ptr<PortNames> names_;
+  std::optional<std::vector<SensorPort>> sensors_;
+};
+
+// Carries a command out; its exit status.
+using Action = std::function<int(Session&)>;
+
+#endif
