@@ -112,8 +112,11 @@ int endOfParsing(const CLI::App& app, const CLI::ParseError& error, const Output
   }
   std::string text = error.what();
   const std::vector<std::string> extras = app.remaining(true);
-  if (!extras.empty()) {
-    const bool isCommand = innermost(&app)->get_subcommands({}).size() > 0 && extras[0][0] != '-';
+  const std::vector<std::string> names = subcommandNames(*innermost(&app));
+  if (extras.empty() && error.get_name() == "RequiredError" && !names.empty()) {
+    text = "which command? There are " + joined(names, ", ") + ".";
+  } else if (!extras.empty()) {
+    const bool isCommand = !names.empty() && extras[0][0] != '-';
     text = std::string(isCommand ? "there is no command " : "not expected: ") +
            inQuotes(extras[0]) + "." + suggestion(app);
   }
@@ -160,6 +163,7 @@ CommandLine makeCommandLine(Options* options) {
     const std::string name = command.name;
     CLI::App* parent = parentOf(app, name);
     CLI::App* made = parent->add_subcommand(name.substr(name.find(' ') + 1), command.summary);
+    made->footer("Options that every command takes, exit status: quorin_poectl --help");
     Action action = command.define(*made, *options);
     if (parent != &app) {
       parent->require_subcommand(line.actions.count(parent) > 0 ? 0 : 1, 1);

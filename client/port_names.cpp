@@ -1,7 +1,6 @@
 #include "client/port_names.h"
 
 #include <algorithm>
-#include <set>
 
 #include "client/failure.h"
 #include "client/text.h"
@@ -120,6 +119,14 @@ std::string PortNames::name(uint32_t ifNum) const {
 std::string PortNames::nameAndLabel(uint32_t ifNum) const {
   const std::string label = labelOrEmpty(ifNum);
   return label.empty() ? name(ifNum) : name(ifNum) + " (" + escaped(label) + ")";
+}
+
+std::set<uint32_t> PortNames::listed() const {
+  std::set<uint32_t> ifNums;
+  for (const auto& [ifNum, line] : lines_) {
+    ifNums.insert(ifNum);
+  }
+  return ifNums;
 }
 
 std::string PortNames::ranges(const std::vector<uint32_t>& ifNums) const {

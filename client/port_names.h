@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,7 +41,9 @@ class PortNames {
   // For people: "1/0/5" or "#5"; "1/0/5 (cam-lobby)" where it has a label.
   std::string name(uint32_t ifNum) const;
   std::string nameAndLabel(uint32_t ifNum) const;
-  // "1/0/1-4, 1/0/7": ranges, in the order of the names, each port once. Empty for no port.
+  // The ports that the file has a line for.
+  std::set<uint32_t> listed() const;
+  // "1/0/1-4,1/0/7": ranges, in the order of the names, each port once. Empty for no port.
   std::string ranges(const std::vector<uint32_t>& ifNums) const;
 
   // The ports that a person's words mean, in their order, each once. A word is a label or,

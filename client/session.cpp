@@ -52,7 +52,11 @@ const PortNames& Session::names() {
   if (names_ == nullptr) {
     std::function<std::string(uint32_t)> ask;
     if (SwitchLibrary* switchLibrary = library()) {
-      ask = [switchLibrary](uint32_t ifNum) { return switchLibrary->nameOf(ifNum); };
+      ask = [this, switchLibrary](uint32_t ifNum) {
+        std::string name = switchLibrary->nameOf(ifNum);
+        warnIfSilent();
+        return name;
+      };
     }
     names_ =
         std::make_unique<PortNames>(std::move(ask), readPortFile(options_.portFilePath, output_));
@@ -110,11 +114,18 @@ int64_t Session::now() {
   (void)zone_.at(0);  // the library may go by TZ, which another zone has been in
   const std::optional<SwitchClock> clock =
       switchLibrary != nullptr ? switchLibrary->clock() : std::nullopt;
+  warnIfSilent();
   if (!clock) {
     return time(nullptr);
   }
   checkClock(*clock);
   return zone_.instantOf(clock->local);
+}
+
+void Session::warnIfSilent() {
+  if (library_ != nullptr && library_->isSilent() && !std::exchange(isSilenceTold_, true)) {
+    output_.warn("the switch OS does not answer: names and time are what this system knows.");
+  }
 }
 
 void Session::checkClock(const SwitchClock& clock) {
@@ -136,9 +147,9 @@ void Session::checkClock(const SwitchClock& clock) {
 }
 
 std::string Session::zoneText() {
-  const int64_t instant = now();
-  if (options_.utc || !options_.zone.empty()) {
-    return "times in " + escaped(shownZone_.name());
+  const std::string switchZone = "the switch's zone (" + zone_.abbreviation(now()) + ")";
+  if (!options_.utc && options_.zone.empty()) {
+    return "times in " + switchZone;
   }
-  return "times in the switch's zone (" + zone_.abbreviation(instant) + ")";
+  return "times in " + escaped(shownZone_.name()) + ", those of schedules in " + switchZone;
 }

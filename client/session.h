@@ -78,11 +78,13 @@ class Session {
   const Zone& zone() const { return zone_; }
   // The zone that times are shown in: that of --utc or --tz, else zone().
   const Zone& shownZone() const { return shownZone_; }
-  // "times in the switch's zone (CET)", "times in UTC": for a heading or a last line.
+  // For a heading or a last line: "times in the switch's zone (CET)", or with --utc "times in UTC,
+  // those of schedules in the switch's zone (CET)".
   std::string zoneText();
 
  private:
   SwitchLibrary* library();
+  void warnIfSilent();
   void checkClock(const SwitchClock& clock);
 
   const Options& options_;
@@ -92,6 +94,7 @@ class Session {
   Zone shownZone_;
   bool isOpened_ = false;
   bool isClockChecked_ = false;
+  bool isSilenceTold_ = false;
   std::unique_ptr<SwitchLibrary> library_;
   std::unique_ptr<PortNames> names_;
   std::optional<std::vector<SensorPort>> sensors_;

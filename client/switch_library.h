@@ -27,6 +27,8 @@ class SwitchLibrary {
   // "1/0/5", or "0/5" where the switch prints it so; empty when the switch does not tell.
   std::string nameOf(uint32_t ifNum);
   std::optional<SwitchClock> clock();
+  // Whether a call has taken too long.
+  bool isSilent() const { return isSilent_; }
 
  private:
   struct Functions;

@@ -34,13 +34,13 @@ class LineBuilder {
     if (text.empty() || full()) {
       return;
     }
-    line_ += std::string(std::min(pending_, room()), ' ');
     used_ += pending_;
-    pending_ = 0;
-
-    const std::string fitting = full() ? "" : cut(text);
-    line_ += tinted(fitting, tint, screen_);
+    if (full()) {
+      return;
+    }
+    line_ += std::string(pending_, ' ') + tinted(cut(text), tint, screen_);
     used_ += displayWidth(text);
+    pending_ = 0;
   }
   std::string take() { return std::move(line_) + "\n"; }
 

@@ -120,7 +120,7 @@ std::string cutToWidth(std::string_view text, size_t columns) {
 std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {
   constexpr size_t kMaxWord = 64;  // a longer one was no slip
   std::string best;
-  size_t bestDistance = std::max<size_t>(1, word.size() / 3) + 1;
+  size_t bestDistance = (word.size() + 2) / 3 + 1;
   for (const std::string& candidate : candidates) {
     const size_t letters = std::max(word.size(), candidate.size());
     const size_t wrong = letters > kMaxWord ? letters : distance(word, candidate);

@@ -22,8 +22,8 @@ size_t displayWidth(std::string_view text);
 // The longest beginning of valid UTF-8 that takes at most so many columns.
 std::string cutToWidth(std::string_view text, size_t columns);
 
-// The candidate that the word was most likely meant to be: at most a third of its letters, and at
-// least one, wrong, missing, too many or swapped with a neighbour. Empty when there is none.
+// The candidate that the word was most likely meant to be: at most a third of its letters, rounded
+// up, wrong, missing, too many or swapped with a neighbour. Empty when there is none.
 std::string nearest(std::string_view word, const std::vector<std::string>& candidates);
 
 // " Did you mean X?", or nothing.

@@ -13,6 +13,7 @@
 namespace {
 
 constexpr int64_t kMsPerSec = 1000;
+constexpr int64_t kMaxMsShown = 10000;
 constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kSecPerHour = 3600;
 constexpr int64_t kSecPerDay = 86400;
@@ -314,9 +315,6 @@ std::string momentText(int64_t instant, const Zone& zone) {
 std::string nearText(int64_t instant, int64_t now, const Zone& zone) {
   const tm calendar = zone.at(instant);
   const int64_t days = daysBetween(zone.at(now), calendar);
-  if (days == 0) {
-    return formatted(calendar, "%H:%M");
-  }
   const bool isNear = days > -kDaysPerWeek && days < kDaysPerWeek;
   return std::string(weekdayOf(calendar)) +
          formatted(calendar, isNear ? " %H:%M" : " %Y-%m-%d %H:%M");
@@ -328,7 +326,7 @@ std::string rfc3339(int64_t instant, const Zone& zone) {
 }
 
 std::string durationText(int64_t milliseconds) {
-  if (milliseconds > 0 && milliseconds < kMsPerSec) {
+  if (milliseconds % kMsPerSec != 0 && milliseconds < kMaxMsShown) {
     return std::to_string(milliseconds) + " ms";
   }
   return secondsText(milliseconds / kMsPerSec);

@@ -37,8 +37,8 @@ class Zone {
 
 // "Tue 2026-03-03 14:07:12".
 std::string momentText(int64_t instant, const Zone& zone);
-// As short as it is unmistakable from now: "14:07" on the same day, "Tue 14:07" within six days,
-// else "Tue 2026-03-03 14:07".
+// As short as it is unmistakable from now: "Tue 14:07" within six days, else
+// "Tue 2026-03-03 14:07".
 std::string nearText(int64_t instant, int64_t now, const Zone& zone);
 // "2026-03-03T14:07:12+01:00", for JSON.
 std::string rfc3339(int64_t instant, const Zone& zone);

@@ -80,38 +80,48 @@ std::string portLine(uint32_t ifNum, const PortNames& names) {
          (label.empty() ? "" : " " + label) + "\n";
 }
 
-[[noreturn]] void failSave(const std::string& path) {
-  const bool isForbidden = errno == EACCES || errno == EPERM || errno == EROFS;
+[[noreturn]] void failSave(const std::string& path, int why) {
+  const bool isForbidden = why == EACCES || why == EPERM || why == EROFS;
   throw Failure(isForbidden ? kExitNotPermitted : kExitNotAsWished,
-                escaped(path) + " could not be written: " + strerror(errno));
+                escaped(path) + " could not be written: " + strerror(why));
 }
 
 // In one step: whoever reads meanwhile finds the old names or the new ones.
 void writeWhole(const std::string& path, const std::string& text) {
-  std::error_code ignored;
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+  std::error_code error;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+  if (error) {
+    failSave(path, error.value());
+  }
+
   const std::string temporary = path + ".new";
   const FilePtr file(fopen(temporary.c_str(), "we"));
   const bool isWritten = file != nullptr &&
                          fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
                          fflush(file.get()) == 0 && fsync(fileno(file.get())) == 0;
   if (!isWritten || rename(temporary.c_str(), path.c_str()) != 0) {
-    const int error = errno;
+    const int why = errno;
     unlink(temporary.c_str());
-    errno = error;
-    failSave(path);
+    failSave(path, why);
   }
 }
 
+// Ports of the file that have no PoE now, or are of another unit than --unit, keep their lines.
 int save(Session& session) {
+  const PortNames& names = session.names();
+  std::set<uint32_t> ifNums = names.listed();
+  for (const SensorPort& port : session.sensors()) {
+    ifNums.insert(port.ifNum);
+  }
+
   std::string text = "# ifNum name [label]\n";
   size_t named = 0;
-  for (const SensorPort& port : session.sensors()) {
-    text += portLine(port.ifNum, session.names());
-    named += session.names().nameOrEmpty(port.ifNum).empty() ? 0 : 1;
+  for (const uint32_t ifNum : ifNums) {
+    text += portLine(ifNum, names);
+    named += names.nameOrEmpty(ifNum).empty() ? 0 : 1;
   }
   writeWhole(session.options().portFilePath, text);
-  session.output().say(counted(session.sensors().size(), "port") + ", " + std::to_string(named) +
+  session.output().say(counted(ifNums.size(), "port") + ", " + std::to_string(named) +
                        " of them with names, written to " +
                        escaped(session.options().portFilePath));
   return kExitDone;
