@@ -82,8 +82,7 @@ std::string suggestion(const CLI::App& app) {
   for (const std::string& word : app.remaining(true)) {
     const bool isOption = word.size() > 1 && word[0] == '-';
     const std::string name = word.substr(0, word.find('='));
-    const std::string text =
-        didYouMean(name, isOption ? optionNames(inner) : subcommandNames(*inner));
+    std::string text = didYouMean(name, isOption ? optionNames(inner) : subcommandNames(*inner));
     if (!text.empty()) {
       return text;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "client/mapped.h"
 #include "client/text.h"
 #include "scheduler/due_firings.h"
 
@@ -57,11 +58,7 @@ std::vector<TickTime> candidates(const Schedule& schedule, const TickTime& day, 
   }
   std::sort(times.begin(), times.end());
 
-  std::vector<TickTime> minutes;
-  for (const auto& [hour, minute] : times) {
-    minutes.push_back(minuteOf(day, hour, minute));
-  }
-  return minutes;
+  return mapped(times, [&day](const auto& time) { return minuteOf(day, time.first, time.second); });
 }
 
 bool hasReadableTime(const Schedule& schedule) {

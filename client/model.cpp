@@ -6,6 +6,7 @@
 #include <array>
 
 #include "client/failure.h"
+#include "client/mapped.h"
 #include "client/text.h"
 #include "client/time_text.h"
 #include "config/schedule_json.h"
@@ -83,10 +84,8 @@ std::vector<const Schedule*> matching(const std::vector<Schedule>& schedules,
 
 [[noreturn]] void failNoSchedule(const std::vector<Schedule>& schedules, const std::string& word,
                                  std::optional<int32_t> unit) {
-  std::vector<std::string> names;
-  for (const Schedule& schedule : schedules) {
-    names.emplace_back(schedule.name.c_str());
-  }
+  const std::vector<std::string> names =
+      mapped(schedules, [](const Schedule& each) { return std::string(each.name.c_str()); });
   const std::string where = unit ? " in unit " + std::to_string(*unit) : "";
   throw Failure(kExitNoSuch, "no schedule " + inQuotes(word) + where + "." +
                                  didYouMean(word, names) + "  See: quorin_poectl schedule list");
@@ -124,11 +123,7 @@ std::string recurrenceWords(const Schedule& schedule) {
   if (schedule.recurrence == Recurrence::weekly) {
     return weekdaysText(days);
   }
-  std::vector<std::string> texts;
-  for (const int32_t day : days) {
-    texts.push_back(std::to_string(day));
-  }
-  return joined(texts, ",") + " monthly";
+  return joined(mapped(days, [](int32_t day) { return std::to_string(day); }), ",") + " monthly";
 }
 
 }  // namespace
@@ -219,11 +214,7 @@ BootDelay askBootDelay(Daemon& daemon, int32_t unit) {
 }
 
 std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors) {
-  std::vector<PoePort> ports;
-  for (const SensorPort& port : sensors) {
-    ports.push_back({port.unit, port.ifNum});
-  }
-  return ports;
+  return mapped(sensors, [](const SensorPort& port) { return PoePort{port.unit, port.ifNum}; });
 }
 
 const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
@@ -236,10 +227,8 @@ const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::
     failNoSchedule(schedules, word, unit);
   }
   if (found.size() > 1) {
-    std::vector<std::string> units;
-    for (const Schedule* each : found) {
-      units.push_back(std::to_string(each->unit));
-    }
+    const std::vector<std::string> units =
+        mapped(found, [](const Schedule* each) { return std::to_string(each->unit); });
     throw Failure(kExitUsage, "units " + joined(units, " and ") + " have a schedule " +
                                   inQuotes(word) + ": say which with --unit N.");
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "client/failure.h"
+#include "client/mapped.h"
 #include "client/text.h"
 
 namespace {
@@ -57,11 +58,7 @@ std::set<int32_t> unitsOf(const std::vector<PoePort>& ports) {
 }  // namespace
 
 std::vector<uint32_t> ifNumsOf(const std::vector<PoePort>& ports) {
-  std::vector<uint32_t> ifNums;
-  for (const PoePort& port : ports) {
-    ifNums.push_back(port.ifNum);
-  }
-  return ifNums;
+  return mapped(ports, [](const PoePort& port) { return port.ifNum; });
 }
 
 std::vector<PortLine> parsePortLines(const std::string& text, std::vector<std::string>* faults) {
@@ -254,14 +251,8 @@ void PortNames::failNoPort(const std::string& word, const std::vector<PoePort>& 
   if (word.find('/') != std::string::npos && units.count(static_cast<int32_t>(meant)) > 0) {
     units = {static_cast<int32_t>(meant)};
   }
-  std::vector<std::string> extents;
-  for (const int32_t unit : units) {
-    extents.push_back(extentOf(unit, all));
-  }
-  std::vector<std::string> labels;
-  for (const PoePort& port : all) {
-    labels.push_back(labelOrEmpty(port.ifNum));
-  }
+  const auto extents = mapped(units, [&](int32_t unit) { return extentOf(unit, all); });
+  const auto labels = mapped(all, [&](const PoePort& port) { return labelOrEmpty(port.ifNum); });
 
   const std::string there = extents.empty() ? "no unit has PoE ports" : joined(extents, ", ");
   const bool isNumber = word.find_first_not_of("#0123456789/-") == std::string::npos;

@@ -76,7 +76,7 @@ void Table::row(std::vector<Cell> cells) {
   lines_.push_back({std::move(cells), false});
 }
 
-void Table::note(std::string line, Tint tint) {
+void Table::note(const std::string& line, Tint tint) {
   lines_.push_back({{Cell(escaped(line), tint)}, true});
 }
 

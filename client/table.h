@@ -43,7 +43,7 @@ class Table {
   // One cell a column; missing ones are empty.
   void row(std::vector<Cell> cells);
   // A line under the last row, from its second column on; for a warning of what stands in the row.
-  void note(std::string line, Tint tint = Tint::plain);
+  void note(const std::string& line, Tint tint = Tint::plain);
   bool empty() const { return lines_.empty(); }
 
   // Titles (none when every title is empty) and rows, each with its line end; lines are cut to the

@@ -17,7 +17,7 @@ constexpr int64_t kMaxMsShown = 10000;
 constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kSecPerHour = 3600;
 constexpr int64_t kSecPerDay = 86400;
-constexpr int64_t kMaxSec = 100 * 366 * kSecPerDay;
+constexpr int64_t kMaxSec = kSecPerDay * 366 * 100;
 constexpr int kTmYearBase = 1900;
 constexpr int kDaysPerWeek = 7;
 constexpr std::array<const char*, kDaysPerWeek> kWeekdays{"Sun", "Mon", "Tue", "Wed",

@@ -3,7 +3,7 @@
 
 #include "client/command.h"
 #include "client/commands/schedules.h"
-#include "client/failure.h"
+#include "client/mapped.h"
 #include "client/text.h"
 #include "config/schedule_json.h"
 
@@ -32,11 +32,7 @@ std::vector<Cell> cellsOf(const Schedule& schedule, const PortNames& names, cons
 }
 
 std::vector<std::string> portNamesOf(const Schedule& schedule, const PortNames& names) {
-  std::vector<std::string> texts;
-  for (const uint32_t ifNum : schedule.ifNums) {
-    texts.push_back(names.nameOrEmpty(ifNum));
-  }
-  return texts;
+  return mapped(schedule.ifNums, [&names](uint32_t ifNum) { return names.nameOrEmpty(ifNum); });
 }
 
 JsonPtr nextJson(const std::optional<Firing>& next, const ShownAt& at) {

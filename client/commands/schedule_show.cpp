@@ -1,7 +1,6 @@
 // schedule show: one schedule.
 #include "client/command.h"
 #include "client/commands/schedules.h"
-#include "client/failure.h"
 #include "client/text.h"
 
 namespace {
