@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 #include "client/failure.h"
 #include "client/mapped.h"
@@ -12,6 +13,9 @@
 #include "config/schedule_json.h"
 
 namespace {
+
+constexpr int64_t kRunsPerPage = 200;
+constexpr int64_t kMaxOpenSec = 26 * 3600;  // the daemon closes a window's run after 25 hours
 
 std::string textIn(const cJSON* object, const char* key) {
   const char* text = jsonTextMember(object, key);
@@ -201,6 +205,36 @@ RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize)
   JsonObject params;
   params.number("unit", unit).number("page", page).number("pageSize", pageSize);
   return readRunPage(daemon.ask("history.list", params.take()).get());
+}
+
+// Runs that begin while pages are asked for push others onto the next page.
+std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since) {
+  std::vector<Run> runs;
+  std::set<int64_t> taken;
+  for (int64_t page = 1;; ++page) {
+    const RunPage asked = askRunPage(daemon, unit, page, kRunsPerPage);
+    for (const Run& run : asked.runs) {
+      if (run.startedAt.value_or(since) < since) {
+        return runs;
+      }
+      if (taken.insert(run.runId).second) {
+        runs.push_back(run);
+      }
+    }
+    if (asked.runs.size() < static_cast<size_t>(kRunsPerPage)) {
+      return runs;
+    }
+  }
+}
+
+std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow) {
+  std::vector<Run> open;
+  for (const Run& run : askRunsSince(daemon, unit, systemNow - kMaxOpenSec)) {
+    if (run.isOpen()) {
+      open.push_back(askRun(daemon, unit, run.runId));
+    }
+  }
+  return open;
 }
 
 Run askRun(Daemon& daemon, int32_t unit, int64_t runId) {

@@ -93,6 +93,10 @@ BootDelay readBootDelay(const cJSON* result, int32_t unit);
 std::vector<Schedule> askSchedules(Daemon& daemon, int32_t unit);
 std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit);
 RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize);
+// The unit's runs that began at the instant or later, newest first, from as many pages as it takes.
+std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since);
+// Those of them that are open, with their ports. systemNow is this system's time, which runs go by.
+std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow);
 Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
 BootDelay askBootDelay(Daemon& daemon, int32_t unit);
 

@@ -14,7 +14,6 @@
 #include "base/file_ptr.h"
 #include "base/sleep.h"
 #include "client/command.h"
-#include "client/failure.h"
 #include "client/text.h"
 
 namespace {
@@ -41,7 +40,35 @@ std::string modeText(const std::string& adminMode) {
   return adminMode == "enable" ? "on" : adminMode == "disable" ? "off" : adminMode;
 }
 
-JsonPtr portJson(const SensorPort& port, const PortNames& names) {
+JsonPtr nextJson(const PortActs& acts, const Zone& shownZone) {
+  JsonObject object;
+  const bool isAny = acts.next.has_value();
+  addTextOrNull(object, "at", isAny ? rfc3339(acts.next->at, shownZone) : "");
+  addTextOrNull(object, "act", isAny ? actText(acts.next->act) : "");
+  addNumberOrNull(object, "scheduleId",
+                  isAny ? std::make_optional(acts.nextScheduleId) : std::nullopt);
+  return object.take();
+}
+
+// Of a port that nothing acts on, too.
+PortActs actsOf(const ActsOfPorts& acts, uint32_t ifNum) {
+  const auto found = acts.find(ifNum);
+  return found != acts.end() ? found->second : PortActs();
+}
+
+std::string nowText(const PortActs& acts) {
+  return acts.openRunId == 0 ? ""
+                             : "run " + std::to_string(acts.openRunId) + " " + acts.openRunName;
+}
+
+std::string nextText(const PortActs& acts, int64_t now, const Zone& shownZone) {
+  return !acts.next ? ""
+                    : nearText(acts.next->at, now, shownZone) + " " + actText(acts.next->act) +
+                          " " + acts.nextName;
+}
+
+JsonPtr portJson(const SensorPort& port, const PortNames& names, const PortActs& acts,
+                 const Zone& shownZone) {
   JsonObject object;
   object.number("unit", port.unit).number("ifNum", port.ifNum);
   addTextOrNull(object, "name", names.nameOrEmpty(port.ifNum));
@@ -55,6 +82,9 @@ JsonPtr portJson(const SensorPort& port, const PortNames& names) {
   addTextOrNull(object, "powerClass", port.powerClass);
   addTextOrNull(object, "priority", port.priority);
   addNumberOrNull(object, "powerLimitMw", port.powerLimitMw);
+  addNumberOrNull(object, "openRunId",
+                  acts.openRunId > 0 ? std::make_optional(acts.openRunId) : std::nullopt);
+  object.add("next", nextJson(acts, shownZone));
   return object.take();
 }
 
@@ -71,6 +101,14 @@ std::vector<SensorPort> chosen(const std::vector<SensorPort>& all,
     }
   }
   return some;
+}
+
+std::set<int32_t> unitsOf(const std::vector<SensorPort>& ports) {
+  std::set<int32_t> units;
+  for (const SensorPort& port : ports) {
+    units.insert(port.unit);
+  }
+  return units;
 }
 
 std::string portLine(uint32_t ifNum, const PortNames& names) {
@@ -127,24 +165,32 @@ int save(Session& session) {
   return kExitDone;
 }
 
-int show(const std::vector<PoePort>& meant, bool isWatching, Session& session) {
+void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& schedules,
+          bool isWatching, Session& session) {
   const Output& output = session.output();
-  const std::vector<SensorPort> ports =
-      chosen(isWatching ? session.freshSensors() : session.sensors(), meant);
+  std::vector<Run> openRuns;
+  for (const int32_t unit : unitsOf(ports)) {
+    const std::vector<Run> ofUnit = askOpenRuns(session.daemon(), unit, time(nullptr));
+    openRuns.insert(openRuns.end(), ofUnit.begin(), ofUnit.end());
+  }
+  const int64_t now = session.now();
+  const ActsOfPorts acts = actsOfPorts(openRuns, schedules, now, session.zone());
+
   if (session.options().json) {
-    const JsonPtr document = portsJson(ports, session.names());
+    const JsonPtr document = portsJson(ports, session.names(), acts, session.shownZone());
     isWatching ? output.printJsonLine(document) : output.printJson(document);
-    return kExitDone;
+    return;
   }
   output.print((isWatching && output.screen().columns > 0 ? kClearScreen : "") +
-               portsText(ports, session.names(), output.screen()));
+               portsText(ports, session.names(), acts, now, session.shownZone(), output.screen()));
   output.flush();
-  return kExitDone;
 }
 
+// The schedules are those of the beginning: asking for them waits for the daemon's sweeps.
 [[noreturn]] void watch(const std::vector<PoePort>& meant, int64_t pauseMs, Session& session) {
+  const std::vector<Schedule> schedules = session.schedules();
   for (;;) {
-    show(meant, true, session);
+    show(chosen(session.freshSensors(), meant), schedules, true, session);
     sleepMilliseconds(static_cast<int32_t>(pauseMs));
   }
 }
@@ -162,7 +208,8 @@ int runPorts(PortsOptions given, Session& session) {
   if (given.watchOption->count() > 0) {
     watch(meant, std::clamp<int64_t>(pauseMs.value_or(kDefaultWatchMs), 100, INT32_MAX), session);
   }
-  return show(meant, false, session);
+  show(chosen(session.sensors(), meant), session.schedules(), false, session);
+  return kExitDone;
 }
 
 }  // namespace
@@ -173,7 +220,31 @@ std::string wattsText(int64_t milliwatts) {
   return text;
 }
 
+ActsOfPorts actsOfPorts(const std::vector<Run>& openRuns, const std::vector<Schedule>& schedules,
+                        int64_t now, const Zone& zone) {
+  ActsOfPorts acts;
+  for (const Run& run : openRuns) {
+    for (const RunPort& port : run.ports) {
+      acts[port.ifNum].openRunId = run.runId;
+      acts[port.ifNum].openRunName = run.scheduleName;
+    }
+  }
+  for (const Schedule& schedule : schedules) {
+    const std::optional<Firing> next = nextFiring(schedule, now, zone);
+    for (const uint32_t ifNum : next ? schedule.ifNums : std::vector<uint32_t>()) {
+      PortActs& port = acts[ifNum];
+      if (!port.next || next->at < port.next->at) {
+        port.next = next;
+        port.nextScheduleId = schedule.scheduleId;
+        port.nextName = schedule.name.c_str();
+      }
+    }
+  }
+  return acts;
+}
+
 std::string portsText(const std::vector<SensorPort>& ports, const PortNames& names,
+                      const ActsOfPorts& acts, int64_t now, const Zone& shownZone,
                       const Screen& screen) {
   if (ports.empty()) {
     return "no PoE ports\n";
@@ -184,23 +255,29 @@ std::string portsText(const std::vector<SensorPort>& ports, const PortNames& nam
                {"STATE"},
                {"POWER", Align::right},
                {"CLASS", Align::right},
-               {"LIMIT", Align::right}});
+               {"LIMIT", Align::right},
+               {"NOW"},
+               {"NEXT"}});
   for (const SensorPort& port : ports) {
+    const PortActs ofPort = actsOf(acts, port.ifNum);
     table.row({names.name(port.ifNum),
                names.labelOrEmpty(port.ifNum),
                modeText(port.adminMode),
                {port.detectionStatus, tintOf(port)},
                port.powerMw > 0 ? wattsText(port.powerMw) : "",
                port.powerClass,
-               port.powerLimitMw ? wattsText(*port.powerLimitMw) : ""});
+               port.powerLimitMw ? wattsText(*port.powerLimitMw) : "",
+               nowText(ofPort),
+               nextText(ofPort, now, shownZone)});
   }
   return table.text(screen);
 }
 
-JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names) {
+JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names,
+                  const ActsOfPorts& acts, const Zone& shownZone) {
   JsonObject document;
-  document.add("ports", jsonArray(ports, [&names](const SensorPort& port) {
-                 return portJson(port, names);
+  document.add("ports", jsonArray(ports, [&](const SensorPort& port) {
+                 return portJson(port, names, actsOf(acts, port.ifNum), shownZone);
                }));
   return document.take();
 }
