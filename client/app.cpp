@@ -26,6 +26,19 @@ void addZoneOptions(CLI::App& app, Options* options) {
       });
 }
 
+void addColorOption(CLI::App& app, Options* options) {
+  const auto read = [options](const std::string& when) {
+    if (when != "auto" && when != "always" && when != "never") {
+      throw CLI::ValidationError("--color", inQuotes(when) + " is not auto, always or never");
+    }
+    options->color = when == "auto"     ? ColorMode::automatic
+                     : when == "always" ? ColorMode::always
+                                        : ColorMode::never;
+  };
+  app.add_option_function<std::string>("--color", read, "colours: auto, always or never [auto]")
+      ->type_name("WHEN");
+}
+
 void addCommonOptions(CLI::App& app, Options* options) {
   app.add_option("--socket", options->socketPath, "socket of the daemon")
       ->capture_default_str()
@@ -35,11 +48,7 @@ void addCommonOptions(CLI::App& app, Options* options) {
   addZoneOptions(app, options);
   addDuration(app, "--timeout", &options->timeoutMs,
               "how long to wait for an answer: 500ms, 60s, 2m [60s]");
-  const std::map<std::string, ColorMode> modes{
-      {"auto", ColorMode::automatic}, {"always", ColorMode::always}, {"never", ColorMode::never}};
-  app.add_option("--color", options->color, "colours: auto, always or never [auto]")
-      ->transform(CLI::CheckedTransformer(modes).description(""))
-      ->type_name("WHEN");
+  addColorOption(app, options);
   app.add_flag("-q,--quiet", options->quiet, "no progress and no warnings");
 }
 

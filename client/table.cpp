@@ -83,11 +83,11 @@ void Table::note(const std::string& line, Tint tint) {
 std::vector<size_t> Table::widths() const {
   std::vector<size_t> widths;
   for (size_t i = 0; i < columns_.size(); ++i) {
-    size_t width = displayWidth(columns_[i].title);
+    size_t width = 0;
     for (const Line& line : lines_) {
       width = line.isNote ? width : std::max(width, displayWidth(line.cells[i].text));
     }
-    widths.push_back(width);
+    widths.push_back(width > 0 ? std::max(width, displayWidth(columns_[i].title)) : 0);
   }
   return widths;
 }
@@ -96,11 +96,14 @@ std::string Table::rowText(const std::vector<Cell>& cells, const std::vector<siz
                            const Screen& screen) const {
   LineBuilder line(screen);
   for (size_t i = 0; i < cells.size(); ++i) {
+    if (widths[i] == 0) {
+      continue;
+    }
     const size_t fill = widths[i] - displayWidth(cells[i].text);
     const bool isRight = columns_[i].align == Align::right;
-    line.blanks((i > 0 ? kGap : 0) + (isRight ? fill : 0));
+    line.blanks(isRight ? fill : 0);
     line.piece(cells[i].text, cells[i].tint);
-    line.blanks(isRight ? 0 : fill);
+    line.blanks((isRight ? 0 : fill) + kGap);
   }
   return line.take();
 }

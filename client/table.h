@@ -34,8 +34,8 @@ struct Column {
   Align align = Align::left;
 };
 
-// Columns as wide as needed and two blanks apart, no blanks at the end of a line. Texts are
-// escaped.
+// Columns as wide as needed and two blanks apart, no blanks at the end of a line; a column without
+// any text in its rows is left out. Texts are escaped.
 class Table {
  public:
   explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}

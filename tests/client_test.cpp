@@ -71,9 +71,9 @@ TEST(ClientWords, timesAreReadAsPeopleMeanThem) {
 
 TEST(ClientWords, tablesKeepTheirColumnsWhateverIsInThem) {
   setlocale(LC_CTYPE, "C.UTF-8");
-  Table table({{"NAME"}, {"W", Align::right}});
-  table.row({"日本\x1b\xff", "12.5"});
-  table.row({"x", "5"});
+  Table table({{"NAME"}, {"EMPTY"}, {"W", Align::right}});
+  table.row({"日本\x1b\xff", "", "12.5"});
+  table.row({"x", "", "5"});
   table.note("why");
   EXPECT_EQ(table.text({}), "NAME             W\n日本\\x1b\\xff  12.5\nx                5\n" +
                                 std::string(10, ' ') + "why\n");
