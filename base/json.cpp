@@ -121,6 +121,10 @@ const char* jsonTextMember(const cJSON* object, const char* key) {
   return cJSON_IsString(member) ? member->valuestring : nullptr;
 }
 
+void jsonSetNumber(cJSON* object, const char* key, int64_t number) {
+  cJSON_SetNumberHelper(cJSON_GetObjectItem(object, key), static_cast<double>(number));
+}
+
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value) {
   // The key is not copied: half of what an answer would allocate.
   if (value == nullptr || !cJSON_AddItemToObjectCS(object, key, value.get())) {

@@ -26,6 +26,9 @@ using JsonTextPtr = std::unique_ptr<char, JsonTextDeleter>;
 // with errno ENOMEM, when memory runs out.
 JsonPtr jsonParse(const char* text);
 
+// Changes a member that is a number.
+void jsonSetNumber(cJSON* object, const char* key, int64_t number);
+
 // Prints a tree that this process has built, without blanks, and frees it; null when memory runs
 // out.
 JsonTextPtr jsonPrintAndFree(JsonPtr tree);

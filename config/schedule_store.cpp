@@ -180,10 +180,8 @@ bool replaceChildren(const ScheduleAccess& schedules, const PoeSchedule& schedul
          stored(saveIntColumn(schedules, schedule.scheduleId, schedule.ifNums, kSchedulePorts));
 }
 
-// Commits only what can also be answered, so that an error never hides a change.
-int32_t commitAndAnswer(Transaction& transaction, const PoeSchedule& schedule, JsonPtr* answer) {
-  JsonPtr built = scheduleToJson(schedule);
-  if (built == nullptr || !transaction.commit()) {
+int32_t commitAndAnswer(Transaction& transaction, JsonPtr built, JsonPtr* answer) {
+  if (!transaction.commit()) {
     return ERR_GENERAL;
   }
   *answer = std::move(built);
@@ -231,8 +229,10 @@ int32_t scheduleCreate(int32_t unit, const cJSON* content, JsonPtr* answer) {
     return ERR_INVALID_ARG;
   }
 
+  // Built before anything is changed, so that an error never hides a change.
+  JsonPtr built = scheduleToJson(schedule);
   const ScheduleAccess schedules;
-  if (!schedules) {
+  if (built == nullptr || !schedules) {
     return ERR_GENERAL;
   }
 
@@ -242,7 +242,12 @@ int32_t scheduleCreate(int32_t unit, const cJSON* content, JsonPtr* answer) {
   }
 
   const int32_t rc = insertSchedule(schedules, unit, &schedule);
-  return rc == RESULT_OK ? commitAndAnswer(transaction, schedule, answer) : rc;
+  if (rc != RESULT_OK) {
+    return rc;
+  }
+
+  jsonSetNumber(built.get(), "scheduleId", schedule.scheduleId);
+  return commitAndAnswer(transaction, std::move(built), answer);
 }
 
 int32_t scheduleGet(int32_t unit, int64_t scheduleId, JsonPtr* answer) {
@@ -274,8 +279,9 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
   }
 
   schedule.scheduleId = scheduleId;
+  JsonPtr built = scheduleToJson(schedule);
   const ScheduleAccess schedules;
-  if (!schedules) {
+  if (built == nullptr || !schedules) {
     return ERR_GENERAL;
   }
 
@@ -297,8 +303,9 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
     return rc;
   }
 
-  return replaceChildren(schedules, schedule) ? commitAndAnswer(transaction, schedule, answer)
-                                              : ERR_GENERAL;
+  return replaceChildren(schedules, schedule)
+             ? commitAndAnswer(transaction, std::move(built), answer)
+             : ERR_GENERAL;
 }
 
 constexpr const char* kScheduleDeleteSql =
