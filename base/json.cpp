@@ -3,8 +3,8 @@
 #include <cjson/cJSON.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -27,7 +27,7 @@ JsonPtr jsonParse(const char* text) {
 
 namespace {
 
-constexpr double kAllDigitsPrinted = 1e15;  // cJSON prints larger numbers with an exponent
+constexpr double kAllDigitsPrinted = 1e15;  // from here on cJSON may print an exponent
 
 // Turns a whole number into the text that cJSON would print for it. Without memory for the text it
 // stays a number.
@@ -37,11 +37,12 @@ void makeText(cJSON* number) {
   if (!isWhole || std::signbit(value) != (value < 0)) {
     return;
   }
-  char text[24];
-  snprintf(text, sizeof text, "%lld", static_cast<long long>(value));
-  number->valuestring = strdup(text);
+  char text[24] = "";
+  std::to_chars(text, text + sizeof text - 1, static_cast<int64_t>(value));
+  number->valuestring = static_cast<char*>(cJSON_malloc(strlen(text) + 1));
   if (number->valuestring != nullptr) {
-    number->type ^= cJSON_Number | cJSON_Raw;  // beside them it tells whose the key is
+    strcpy(number->valuestring, text);
+    number->type ^= cJSON_Number | cJSON_Raw;  // its other bits stay: they say whose the key is
   }
 }
 
@@ -58,12 +59,10 @@ void makeWholeNumbersTexts(cJSON* tree) {
 }  // namespace
 
 JsonTextPtr jsonPrintAndFree(JsonPtr tree) {
-  constexpr int kUsualBytes = 2048;  // what need not grow
-  constexpr cJSON_bool kUnformatted = 0;
   // cJSON prints every number as a floating point one and reads it back, which would take longer
   // than all else about an answer.
   makeWholeNumbersTexts(tree.get());
-  return JsonTextPtr(cJSON_PrintBuffered(tree.get(), kUsualBytes, kUnformatted));
+  return JsonTextPtr(cJSON_PrintUnformatted(tree.get()));
 }
 
 const cJSON* jsonMember(const cJSON* object, const char* key) {
@@ -122,7 +121,10 @@ const char* jsonTextMember(const cJSON* object, const char* key) {
 }
 
 void jsonSetNumber(cJSON* object, const char* key, int64_t number) {
-  cJSON_SetNumberHelper(cJSON_GetObjectItem(object, key), static_cast<double>(number));
+  cJSON* member = cJSON_GetObjectItem(object, key);
+  if (cJSON_IsNumber(member)) {
+    cJSON_SetNumberHelper(member, static_cast<double>(number));
+  }
 }
 
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value) {

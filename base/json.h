@@ -26,7 +26,7 @@ using JsonTextPtr = std::unique_ptr<char, JsonTextDeleter>;
 // with errno ENOMEM, when memory runs out.
 JsonPtr jsonParse(const char* text);
 
-// Changes a member that is a number.
+// Changes a member, if it is there and a number.
 void jsonSetNumber(cJSON* object, const char* key, int64_t number);
 
 // Prints a tree that this process has built, without blanks, and frees it; null when memory runs

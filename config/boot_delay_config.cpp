@@ -48,6 +48,7 @@ bool wasShortOfResources() {
 // The file's whole text, empty when it can't be opened. False when it is there but can't be read
 // now.
 bool readConfigText(std::string* text) {
+  // Without a stream, which would look at the file first and twice for its end.
   const UniqueFd file(open(kBootDelayConfigPath, O_RDONLY | O_CLOEXEC));
   if (!file) {
     return !wasShortOfResources();
@@ -181,9 +182,9 @@ int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config) {
   }
 
   const MutexLock lock(bootDelayConfigMutex);
+  const UnitKey key(unit);  // outlives the document, which borrows it
   const JsonPtr root = loadConfigFile();
   cJSON* units = cJSON_GetObjectItem(root.get(), kUnits);
-  const UnitKey key(unit);
   while (cJSON_HasObjectItem(units, key.text) !=
          0) {  // a file from elsewhere may hold a unit twice
     cJSON_DeleteItemFromObject(units, key.text);

@@ -120,9 +120,7 @@ bool ScheduleDays::contain(int64_t scheduleId, int32_t day) {
 }
 
 ScheduleReader::ScheduleReader(const ScheduleAccess& schedules)
-    : row_(schedules.prepare(kReadOneSql)),
-      days_(prepareChildRead(schedules, kScheduleDays)),
-      ports_(prepareChildRead(schedules, kSchedulePorts)) {}
+    : schedules_(schedules), row_(schedules.prepare(kReadOneSql)) {}
 
 int32_t ScheduleReader::readRow(int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
   if (row_ == nullptr) {
@@ -140,11 +138,19 @@ int32_t ScheduleReader::readRow(int32_t unit, int64_t scheduleId, PoeSchedule* s
 
 int32_t ScheduleReader::readWhole(int32_t unit, int64_t scheduleId, PoeSchedule* schedule) {
   const int32_t rc = readRow(unit, scheduleId, schedule);
-  if (rc == RESULT_OK) {
-    schedule->days = loadIntColumn<int32_t>(days_.get(), scheduleId);
-    schedule->ifNums = loadIntColumn<uint32_t>(ports_.get(), scheduleId);
+  if (rc != RESULT_OK) {
+    return rc;
   }
-  return rc;
+
+  if (days_ == nullptr) {
+    days_ = prepareChildRead(schedules_, kScheduleDays);
+  }
+  if (ports_ == nullptr) {
+    ports_ = prepareChildRead(schedules_, kSchedulePorts);
+  }
+  schedule->days = loadIntColumn<int32_t>(days_.get(), scheduleId);
+  schedule->ifNums = loadIntColumn<uint32_t>(ports_.get(), scheduleId);
+  return RESULT_OK;
 }
 
 ScheduleIds::ScheduleIds(const ScheduleAccess& schedules, int32_t unit)

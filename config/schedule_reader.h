@@ -48,16 +48,19 @@ class ScheduleDays {
   StatementPtr lookup_;
 };
 
-// Reads any number of schedules by their ids, with statements that are prepared once.
+// Reads any number of schedules by their ids, with statements that are prepared once, and only when
+// they are needed.
 class ScheduleReader {
  public:
   explicit ScheduleReader(const ScheduleAccess& schedules);
+  explicit ScheduleReader(const ScheduleAccess&& schedules) = delete;  // it must outlive this
   // Fills a record from its row, without days and ports. RESULT_OK, ERR_NOT_FOUND or ERR_GENERAL.
   int32_t readRow(int32_t unit, int64_t scheduleId, PoeSchedule* schedule);
   // Also its days and ports, in ascending order; empty when they can't be read whole.
   int32_t readWhole(int32_t unit, int64_t scheduleId, PoeSchedule* schedule);
 
  private:
+  const ScheduleAccess& schedules_;
   StatementPtr row_;
   StatementPtr days_;
   StatementPtr ports_;

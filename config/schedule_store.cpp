@@ -63,6 +63,9 @@ constexpr size_t kChildSqlBytes = 128;
 template <typename Int>
 int saveIntColumn(const ScheduleAccess& schedules, int64_t scheduleId,
                   const std::vector<Int>& values, const ScheduleChildTable& table) {
+  if (values.empty()) {
+    return SQLITE_OK;
+  }
   char sql[kChildSqlBytes];
   snprintf(sql, sizeof sql, "INSERT INTO %s (schedule_id, %s) VALUES (?, ?);", table.name,
            table.column);
@@ -279,7 +282,7 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
   }
 
   schedule.scheduleId = scheduleId;
-  JsonPtr built = scheduleToJson(schedule);
+  JsonPtr built = scheduleToJson(schedule);  // as early as in a create
   const ScheduleAccess schedules;
   if (built == nullptr || !schedules) {
     return ERR_GENERAL;

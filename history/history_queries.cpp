@@ -170,14 +170,18 @@ JsonPtr portStepToJson(sqlite3_stmt* row) {
       .take();
 }
 
-// The run's ports, an empty array when they can't be queried; null when memory runs out. Counts
-// them on the way, which spares their counter's statement.
+// The run's ports, an empty array when they can't be queried; null when memory runs out. They are
+// counted on the way, which spares the statement that counts them.
 JsonPtr portSteps(const HistoryAccess& history, int64_t runId, PortCounts* counts) {
   JsonPtr steps(cJSON_CreateArray());
   const StatementPtr statement = history.prepare(kPortStepsSql);
+  if (statement == nullptr) {
+    PortCounter(history).countPorts(runId, counts);
+  }
   if (statement == nullptr || steps == nullptr) {
     return steps;
   }
+
   sqlite3_bind_int64(statement.get(), 1, runId);
   while (sqlite3_step(statement.get()) == SQLITE_ROW) {
     countPort(columnText(statement.get(), kPortStatus), counts);

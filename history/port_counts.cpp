@@ -27,7 +27,7 @@ void countPort(const char* statusOrNull, PortCounts* counts) {
 int32_t PortCounter::countPorts(int64_t runId, PortCounts* counts) {
   *counts = PortCounts{};
   if (!rows_.has_value() || !*rows_) {
-    rows_.emplace(history_, "port count", kCountPortsSql);
+    rows_.emplace(history_, "port count", kCountPortsSql, __func__, __LINE__);
   }
   if (!*rows_) {
     return ERR_GENERAL;

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int64_t kPauseMs = 500;
+constexpr int64_t kPauseMs = 400;
 
 std::atomic<bool> isFreed{false};
 int64_t nextReturnMs = 0;

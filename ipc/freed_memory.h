@@ -6,9 +6,9 @@
 // Notes that a large tree or text was freed. Any thread; no lock.
 void noteFreedMemory();
 
-// Gives back what was freed since the last time, at most twice a second: it costs more than most
-// requests, and what is freed within half a second is soon used again. For one thread, which calls
-// it at least that often.
+// Gives back what was freed since the last time, but not more often than about twice a second: it
+// costs more than most requests, and what is freed is soon used again. For one thread, which calls
+// it every half second even when nothing happens.
 void returnFreedMemory();
 
 #endif

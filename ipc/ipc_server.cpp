@@ -85,17 +85,17 @@ bool acceptConnection(int listener) {
   return false;
 }
 
-// Accepts the connections that wait, as far as there is room; without any, a silent one is told to
-// leave.
+// Accepts the connections that wait, as many as may at a time, as far as there is room; without
+// any, a silent one is told to leave.
 void acceptWaiting(int listener) {
-  if (!connectionsHaveRoom()) {
+  int accepted = 0;
+  while (accepted < kListenBacklog && !stopRequested() && connectionsHaveRoom() &&
+         acceptConnection(listener)) {
+    ++accepted;
+  }
+  if (accepted == 0 && !connectionsHaveRoom()) {
     connectionsMakeRoom();
     sleepMilliseconds(kFullPauseMs);
-    return;
-  }
-  int accepted = 0;
-  while (accepted < kListenBacklog && connectionsHaveRoom() && acceptConnection(listener)) {
-    ++accepted;
   }
 }
 

@@ -10,8 +10,9 @@
 
 namespace {
 
-constexpr size_t kChunkBytes = 4096;
-constexpr size_t kReadBytes = 16384;
+constexpr size_t kLeastRoomBytes = 4096;
+constexpr size_t kReadBytes =
+    16384;  // of the stack: a few pages, and few calls for a large request
 
 ssize_t receive(int connection, char* bytes, size_t size) {
   ssize_t received = 0;
@@ -29,7 +30,7 @@ bool reserve(size_t bytes, HeldBytes* held, std::string* request) {
   if (bytes <= request->capacity()) {
     return true;
   }
-  const size_t room = std::max({bytes, 2 * request->capacity(), kChunkBytes});
+  const size_t room = std::max({bytes, 2 * request->capacity(), kLeastRoomBytes});
   if (!held->resize(room)) {
     return false;
   }
@@ -42,16 +43,14 @@ bool reserve(size_t bytes, HeldBytes* held, std::string* request) {
 bool readRequest(int connection, HeldBytes* held, std::string* request) {
   char chunk[kReadBytes];
   for (;;) {
-    const ssize_t waiting = receive(connection, chunk, sizeof chunk);
-    if (waiting <= 0) {
-      return waiting == 0 && !request->empty();
+    const ssize_t received = receive(connection, chunk, sizeof chunk);
+    if (received <= 0) {
+      return received == 0 && !request->empty();
     }
-    connectionHeard(connection);
-
     const auto* newline =
-        static_cast<const char*>(memchr(chunk, '\n', static_cast<size_t>(waiting)));
+        static_cast<const char*>(memchr(chunk, '\n', static_cast<size_t>(received)));
     const size_t textBytes =
-        newline != nullptr ? static_cast<size_t>(newline - chunk) : static_cast<size_t>(waiting);
+        newline != nullptr ? static_cast<size_t>(newline - chunk) : static_cast<size_t>(received);
     if (!reserve(request->size() + textBytes, held, request)) {
       return false;
     }
@@ -60,5 +59,6 @@ bool readRequest(int connection, HeldBytes* held, std::string* request) {
     if (newline != nullptr) {
       return true;
     }
+    connectionHeard(connection);
   }
 }

@@ -43,8 +43,8 @@ int numberOfDigits(const char* twoDigits) {
   return 10 * (twoDigits[0] - '0') + twoDigits[1] - '0';
 }
 
-// Reads "07:30" by hand, as times are written, since a tick reads two of each schedule; whatever
-// else there is as sscanf does.
+// Reads "07:30", as times are written, by hand, since a tick reads two of each schedule; any other
+// text goes to sscanf.
 bool readTime(const char* text, int* hour, int* minute) {
   const bool isUsual = strlen(text) == 5 && isDigit(text[0]) && isDigit(text[1]) &&
                        text[2] == ':' && isDigit(text[3]) && isDigit(text[4]);
