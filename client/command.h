@@ -28,6 +28,7 @@ CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* millis
 
 Action defineCall(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);
+Action defineReset(CLI::App& app, Options& options);
 Action defineScheduleGroup(CLI::App& app, Options& options);
 Action defineScheduleList(CLI::App& app, Options& options);
 Action defineScheduleShow(CLI::App& app, Options& options);

@@ -4,6 +4,7 @@
 const std::vector<Command>& commands() {
   static const std::vector<Command> kCommands{
       {"ports", "show PoE ports, their names and their power", definePorts},
+      {"reset", "power-cycle ports, and show each until it is back", defineReset},
       {"schedule", "look at schedules", defineScheduleGroup},
       {"schedule list", "all schedules, and when each acts next", defineScheduleList},
       {"schedule show", "one schedule", defineScheduleShow},
