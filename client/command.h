@@ -27,6 +27,7 @@ CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* millis
                          const std::string& description);
 
 Action defineCall(CLI::App& app, Options& options);
+Action defineHistory(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);
 Action defineReset(CLI::App& app, Options& options);
 Action defineScheduleGroup(CLI::App& app, Options& options);

@@ -8,6 +8,7 @@ const std::vector<Command>& commands() {
       {"schedule", "look at schedules", defineScheduleGroup},
       {"schedule list", "all schedules, and when each acts next", defineScheduleList},
       {"schedule show", "one schedule", defineScheduleShow},
+      {"history", "runs, and how they went", defineHistory},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };

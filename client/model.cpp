@@ -72,6 +72,29 @@ bool isNamed(const Schedule& schedule, const std::string& word) {
   return schedule.name.c_str() == word;
 }
 
+bool hasPortOf(const std::vector<PoePort>& ports, int32_t unit) {
+  return std::any_of(ports.begin(), ports.end(),
+                     [unit](const PoePort& port) { return port.unit == unit; });
+}
+
+// The run with these ports alone; none when it has none of them, or is gone by now.
+std::optional<Run> askPortsOfRun(Daemon& daemon, const Run& listed,
+                                 const std::vector<PoePort>& ports) try {
+  Run run = askRun(daemon, listed.unit, listed.runId);
+  const auto isOther = [&](const RunPort& own) {
+    return std::none_of(ports.begin(), ports.end(), [&](const PoePort& port) {
+      return port.unit == run.unit && port.ifNum == own.ifNum;
+    });
+  };
+  run.ports.erase(std::remove_if(run.ports.begin(), run.ports.end(), isOther), run.ports.end());
+  return run.ports.empty() ? std::nullopt : std::make_optional(std::move(run));
+} catch (const DaemonError& error) {
+  if (error.status() != kExitNoSuch) {
+    throw;
+  }
+  return std::nullopt;
+}
+
 using Matches = bool (*)(const Schedule&, const std::string&);
 
 std::vector<const Schedule*> matching(const std::vector<Schedule>& schedules,
@@ -241,6 +264,20 @@ Run askRun(Daemon& daemon, int32_t unit, int64_t runId) {
   JsonObject params;
   params.number("unit", unit).number("runId", runId);
   return readRun(daemon.ask("history.detail", params.take()).get());
+}
+
+std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
+                                const std::vector<PoePort>& ports, size_t enough) {
+  std::vector<Run> found;
+  for (auto run = runs.begin(); run != runs.end() && found.size() < enough; ++run) {
+    if (!hasPortOf(ports, run->unit)) {
+      continue;
+    }
+    if (auto own = askPortsOfRun(daemon, *run, ports)) {
+      found.push_back(std::move(*own));
+    }
+  }
+  return found;
 }
 
 BootDelay askBootDelay(Daemon& daemon, int32_t unit) {

@@ -98,6 +98,10 @@ std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since);
 // Those of them that are open, with their ports. systemNow is this system's time, which runs go by.
 std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow);
 Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
+// Those of the runs that have one of the ports, in their order, with these ports alone; as many as
+// are enough.
+std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
+                                const std::vector<PoePort>& ports, size_t enough);
 BootDelay askBootDelay(Daemon& daemon, int32_t unit);
 
 std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);

@@ -1,0 +1,498 @@
+// history: which runs there were, and how they went.
+#include "client/commands/history.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <set>
+
+#include "base/sleep.h"
+#include "client/command.h"
+#include "client/failure.h"
+#include "client/text.h"
+
+namespace {
+
+constexpr size_t kShownRuns = 50;
+constexpr int64_t kFollowPage = 20;
+constexpr int32_t kFollowMs = 1000;
+
+struct HistoryOptions {
+  std::string run;
+  std::string port;
+  std::string since;
+  bool failed = false;
+  bool follow = false;
+};
+
+bool isFailure(const Run& run) {
+  return !run.isOpen() && run.status != "success";
+}
+
+Tint tintOf(const std::string& status) {
+  return status == "success"                          ? Tint::good
+         : status == "partial" || status == "skipped" ? Tint::warning
+         : status == "failed" || status == "aborted"  ? Tint::bad
+                                                      : Tint::plain;
+}
+
+std::string titleOf(const Run& run) {
+  if (run.triggered == "boot-delay") {
+    return "boot delay";
+  }
+  return run.scheduleId ? run.scheduleName : "manual reset";
+}
+
+std::string actionOf(const Run& run) {
+  return run.scheduleType == "power_off"  ? "off"
+         : run.scheduleType == "power_on" ? "on"
+                                          : run.scheduleType;
+}
+
+std::string startText(const Run& run, const Zone& shownZone) {
+  return run.startedAt ? momentText(*run.startedAt, shownZone) : "";
+}
+
+std::string tookText(const Run& run, int64_t now) {
+  if (!run.startedAt) {
+    return "";
+  }
+  return secondsText(std::max<int64_t>(run.completedAt.value_or(now) - *run.startedAt, 0));
+}
+
+// "4", "3 of 4: 1 failed".
+std::string portsText(const Run& run) {
+  std::vector<std::string> rest;
+  if (run.failedPortCount > 0) {
+    rest.push_back(std::to_string(run.failedPortCount) + " failed");
+  }
+  if (run.skippedPortCount > 0) {
+    rest.push_back(std::to_string(run.skippedPortCount) + " skipped");
+  }
+  const std::string all = std::to_string(run.portCount);
+  return run.successPortCount == run.portCount
+             ? all
+             : std::to_string(run.successPortCount) + " of " + all +
+                   (rest.empty() ? "" : ": " + joined(rest, ", "));
+}
+
+JsonPtr portStepJson(const RunPort& port, const PortNames& names) {
+  JsonObject object;
+  object.number("ifNum", port.ifNum);
+  addTextOrNull(object, "name", names.nameOrEmpty(port.ifNum));
+  addTextOrNull(object, "label", names.labelOrEmpty(port.ifNum));
+  addTextOrNull(object, "status", port.status);
+  return addTextOrNull(object, "errorMessage", port.errorMessage).take();
+}
+
+void addDetail(JsonObject& object, const Run& run, bool hasPorts, const PortNames& names) {
+  addNumberOrNull(object, "interPortDelaySec",
+                  hasPorts ? std::make_optional(run.interPortDelaySec) : std::nullopt);
+  addTextOrNull(object, "errorMessage", run.errorMessage);
+  run.allDay ? object.boolean("allDay", *run.allDay) : object.null("allDay");
+  if (!hasPorts) {
+    object.null("portSteps");
+    return;
+  }
+  object.add("portSteps", jsonArray(run.ports, [&names](const RunPort& port) {
+               return portStepJson(port, names);
+             }));
+}
+
+// A run's id is one of all units, but the daemon is asked for one in a unit.
+Run findRun(const std::string& word, Session& session) {
+  const int64_t runId = wholeNumber(word);
+  if (runId < 1) {
+    throw Failure(kExitUsage, inQuotes(word) + " is not the number of a run");
+  }
+  for (const int32_t unit : session.units()) {
+    try {
+      return askRun(session.daemon(), unit, runId);
+    } catch (const DaemonError& error) {
+      if (error.status() != kExitNoSuch) {
+        throw;
+      }
+    }
+  }
+  throw Failure(kExitNoSuch,
+                "no run " + word + " (runs are kept for 30 days). See: quorin_poectl history");
+}
+
+std::optional<int64_t> sinceOf(const HistoryOptions& given, Session& session) {
+  if (given.since.empty()) {
+    return std::nullopt;
+  }
+  const auto since = parseMoment(given.since, time(nullptr), session.shownZone());
+  if (!since) {
+    throw Failure(kExitUsage, inQuotes(given.since) + " is no time: " + kMomentForms);
+  }
+  return since;
+}
+
+bool isNewer(const Run& a, const Run& b) {
+  return a.startedAt != b.startedAt ? a.startedAt > b.startedAt : a.runId > b.runId;
+}
+
+// The runs of all units that are meant, newest first, with how many there are at all.
+RunPage chosenRuns(const HistoryOptions& given, std::optional<int64_t> since, Session& session) {
+  const bool needsAll = since || given.failed || !given.port.empty();
+  RunPage chosen;
+  for (const int32_t unit : session.units()) {
+    RunPage page;
+    if (needsAll) {
+      page.runs = askRunsSince(session.daemon(), unit, since.value_or(0));
+      page.total = static_cast<int64_t>(page.runs.size());
+    } else {
+      page = askRunPage(session.daemon(), unit, 1, kShownRuns);
+    }
+    chosen.runs.insert(chosen.runs.end(), page.runs.begin(), page.runs.end());
+    chosen.total += page.total;
+  }
+  std::sort(chosen.runs.begin(), chosen.runs.end(), isNewer);
+  return chosen;
+}
+
+std::vector<Run> failuresOf(const std::vector<Run>& runs) {
+  std::vector<Run> failures;
+  std::copy_if(runs.begin(), runs.end(), std::back_inserter(failures), isFailure);
+  return failures;
+}
+
+// Of runs with ports: the ports that failed or were skipped, and the runs that have such.
+std::vector<Run> portFailuresOf(const std::vector<Run>& runs) {
+  std::vector<Run> failures;
+  for (Run run : runs) {
+    run.ports.erase(std::remove_if(run.ports.begin(), run.ports.end(),
+                                   [](const RunPort& port) {
+                                     return port.status != "failed" && port.status != "skipped";
+                                   }),
+                    run.ports.end());
+    if (!run.ports.empty()) {
+      failures.push_back(std::move(run));
+    }
+  }
+  return failures;
+}
+
+std::string footer(const RunPage& page, Session& session) {
+  const auto shown = static_cast<int64_t>(page.runs.size());
+  const std::string rest =
+      shown < page.total ? " of " + std::to_string(page.total) + " (all: --since -30d)" : "";
+  return shown == 0 ? ""
+                    : counted(page.runs.size(), "run") + rest + ", " + session.zoneText() + "\n";
+}
+
+void printRuns(const RunPage& page, bool hasPorts, Session& session) {
+  const Output& output = session.output();
+  if (!session.options().json) {
+    const int64_t now = time(nullptr);
+    const Zone& zone = session.shownZone();
+    const std::string table =
+        hasPorts ? portRunsText(page.runs, session.names(), now, zone, output.screen())
+                 : runsText(page.runs, now, zone, output.screen());
+    output.print(table + footer(page, session));
+    return;
+  }
+  JsonObject document;
+  document.add("runs", jsonArray(page.runs, [&](const Run& run) {
+                 return runJson(run, hasPorts, session.names(), session.shownZone());
+               }));
+  document.number("total", page.total);
+  output.printJson(document.take());
+}
+
+int listRuns(const HistoryOptions& given, Session& session) {
+  const bool hasPorts = !given.port.empty();
+  const std::vector<PoePort> ports =
+      hasPorts ? session.portsNamed({given.port}) : std::vector<PoePort>();
+  const std::optional<int64_t> since = sinceOf(given, session);
+  RunPage page = chosenRuns(given, since, session);
+  if (hasPorts) {
+    page.runs = askRunsOfPorts(session.daemon(), page.runs, ports, SIZE_MAX);
+  }
+  if (given.failed) {
+    page.runs = hasPorts ? portFailuresOf(page.runs) : failuresOf(page.runs);
+  }
+
+  if (hasPorts || given.failed) {
+    page.total = static_cast<int64_t>(page.runs.size());
+  }
+  if (!since && page.runs.size() > kShownRuns) {
+    page.runs.erase(page.runs.begin() + kShownRuns, page.runs.end());
+  }
+  printRuns(page, hasPorts, session);
+  return kExitDone;
+}
+
+int showRun(const HistoryOptions& given, Session& session) {
+  const Run run = findRun(given.run, session);
+  const Output& output = session.output();
+  if (session.options().json) {
+    output.printJson(runJson(run, true, session.names(), session.shownZone()));
+  } else {
+    output.print(
+        runText(run, session.names(), time(nullptr), session.shownZone(), output.screen()));
+  }
+  return kExitDone;
+}
+
+// Prints runs as they begin and end.
+class Follower {
+ public:
+  Follower(const HistoryOptions& given, Session& session)
+      : given_(given),
+        session_(session),
+        ports_(given.port.empty() ? std::vector<PoePort>() : session.portsNamed({given.port})) {}
+
+  // What there is at first is known, and not told.
+  void begin() {
+    for (const int32_t unit : session_.units()) {
+      newRuns(unit);
+      for (const Run& run : askOpenRuns(session_.daemon(), unit, time(nullptr))) {
+        open_.insert({unit, run.runId});
+      }
+    }
+  }
+
+  void look() {
+    for (const int32_t unit : session_.units()) {
+      for (const Run& run : endedRuns(unit)) {
+        open_.erase({unit, run.runId});
+        tell(run);
+      }
+      for (const Run& run : newRuns(unit)) {
+        if (run.isOpen()) {
+          open_.insert({unit, run.runId});
+        }
+        tell(run);
+      }
+    }
+  }
+
+ private:
+  std::vector<Run> endedRuns(int32_t unit) {
+    std::vector<Run> ended;
+    for (const auto& [ofUnit, runId] : open_) {
+      if (ofUnit != unit) {
+        continue;
+      }
+      Run run = askRun(session_.daemon(), unit, runId);
+      if (!run.isOpen()) {
+        ended.push_back(std::move(run));
+      }
+    }
+    return ended;
+  }
+
+  // Those that have begun since it was last asked, oldest first; at first those of one page.
+  std::vector<Run> newRuns(int32_t unit) {
+    const int64_t known = newest_[unit];
+    std::vector<Run> runs;
+    for (int64_t page = 1;; ++page) {
+      const std::vector<Run> asked = askRunPage(session_.daemon(), unit, page, kFollowPage).runs;
+      bool hasKnown = asked.size() < static_cast<size_t>(kFollowPage);
+      for (const Run& run : asked) {
+        hasKnown = hasKnown || run.runId <= known;
+        if (run.runId > known) {
+          runs.push_back(run);
+          newest_[unit] = std::max(newest_[unit], run.runId);
+        }
+      }
+      if (hasKnown || known == 0) {
+        std::reverse(runs.begin(), runs.end());
+        return runs;
+      }
+    }
+  }
+
+  void tell(const Run& run) {
+    std::vector<Run> shown{run};
+    if (!ports_.empty()) {
+      shown = askRunsOfPorts(session_.daemon(), shown, ports_, 1);
+    }
+    if (shown.empty() || (given_.failed && !isFailure(run))) {
+      return;
+    }
+    if (session_.options().json) {
+      session_.output().printJsonLine(
+          runJson(shown.front(), !ports_.empty(), session_.names(), session_.shownZone()));
+    } else {
+      session_.output().print(runChangeText(run, session_.shownZone()) + "\n");
+      session_.output().flush();
+    }
+  }
+
+  const HistoryOptions& given_;
+  Session& session_;
+  std::vector<PoePort> ports_;
+  std::map<int32_t, int64_t> newest_;           // by unit: the greatest number seen
+  std::set<std::pair<int32_t, int64_t>> open_;  // unit and number
+};
+
+// A daemon that is started again goes on being followed.
+[[noreturn]] void follow(const HistoryOptions& given, Session& session) {
+  Follower follower(given, session);
+  follower.begin();
+  for (bool isLost = false;;) {
+    sleepMilliseconds(kFollowMs);
+    try {
+      follower.look();
+      isLost = false;
+    } catch (const Failure& failure) {
+      if (failure.status() != kExitNoDaemon && failure.status() != kExitTimedOut) {
+        throw;
+      }
+      if (!isLost) {
+        session.output().warn(std::string(failure.what()) + "\nwaiting for it");
+      }
+      isLost = true;
+    }
+  }
+}
+
+int runHistory(const HistoryOptions& given, Session& session) {
+  const bool isFiltered = !given.port.empty() || !given.since.empty() || given.failed;
+  if (!given.run.empty() && (isFiltered || given.follow)) {
+    throw Failure(kExitUsage, "RUN names one run: leave out --port, --since, --failed, --follow");
+  }
+  if (given.follow && !given.since.empty()) {
+    throw Failure(kExitUsage, "--follow shows what happens from now on: leave out --since");
+  }
+  if (given.follow) {
+    follow(given, session);
+  }
+  return given.run.empty() ? listRuns(given, session) : showRun(given, session);
+}
+
+}  // namespace
+
+std::string runsText(const std::vector<Run>& runs, int64_t now, const Zone& shownZone,
+                     const Screen& screen) {
+  if (runs.empty()) {
+    return "no runs\n";
+  }
+  Table table({{"RUN", Align::right},
+               {"UNIT", Align::right},
+               {"STARTED"},
+               {"TOOK"},
+               {"WHAT"},
+               {"ACTION"},
+               {"RESULT"},
+               {"PORTS"}});
+  for (const Run& run : runs) {
+    table.row({std::to_string(run.runId),
+               std::to_string(run.unit),
+               startText(run, shownZone),
+               tookText(run, now),
+               titleOf(run),
+               actionOf(run),
+               {run.isOpen() ? "open" : run.status, tintOf(run.status)},
+               portsText(run)});
+  }
+  return table.text(screen);
+}
+
+std::string portRunsText(const std::vector<Run>& runs, const PortNames& names, int64_t now,
+                         const Zone& shownZone, const Screen& screen) {
+  if (runs.empty()) {
+    return "no runs\n";
+  }
+  Table table({{"PORT"},
+               {"LABEL"},
+               {"RUN", Align::right},
+               {"STARTED"},
+               {"TOOK"},
+               {"WHAT"},
+               {"ACTION"},
+               {"PORT'S RESULT"},
+               {"WHY"}});
+  for (const Run& run : runs) {
+    for (const RunPort& port : run.ports) {
+      table.row({names.name(port.ifNum),
+                 names.labelOrEmpty(port.ifNum),
+                 std::to_string(run.runId),
+                 startText(run, shownZone),
+                 tookText(run, now),
+                 titleOf(run),
+                 actionOf(run),
+                 {port.status, tintOf(port.status)},
+                 port.errorMessage.empty() ? run.errorMessage : port.errorMessage});
+    }
+  }
+  return table.text(screen);
+}
+
+std::string runText(const Run& run, const PortNames& names, int64_t now, const Zone& shownZone,
+                    const Screen& screen) {
+  const std::string schedule =
+      run.scheduleId ? " (schedule " + std::to_string(*run.scheduleId) + ")" : "";
+  Table head({{""}, {""}});
+  const auto line = [&head](const char* title, const Cell& text) {
+    head.row({{title, Tint::faint}, text});
+  };
+  line("run", std::to_string(run.runId) + " of unit " + std::to_string(run.unit));
+  line("what", titleOf(run) + schedule + (run.scheduleType.empty() ? "" : ", " + actionOf(run)));
+  line("started", startText(run, shownZone));
+  line(run.isOpen() ? "open for" : "took", tookText(run, now));
+  line("result", {run.isOpen() ? "open" : run.status, tintOf(run.status)});
+  if (!run.errorMessage.empty()) {
+    line("why", run.errorMessage);
+  }
+  line("ports", portsText(run));
+
+  Table ports({{"PORT"}, {"LABEL"}, {"RESULT"}, {"WHY"}});
+  for (const RunPort& port : run.ports) {
+    ports.row({names.name(port.ifNum),
+               names.labelOrEmpty(port.ifNum),
+               {port.status, tintOf(port.status)},
+               port.errorMessage});
+  }
+  return head.text(screen) + (ports.empty() ? "" : "\n" + ports.text(screen));
+}
+
+std::string runChangeText(const Run& run, const Zone& shownZone) {
+  const std::string what = (run.scheduleId ? inQuotes(titleOf(run)) : titleOf(run)) + " (" +
+                           escaped(actionOf(run)) + "), " +
+                           counted(static_cast<size_t>(run.portCount), "port") + " of unit " +
+                           std::to_string(run.unit);
+  const std::string number = "  run " + std::to_string(run.runId);
+  if (run.isOpen()) {
+    return startText(run, shownZone) + number + " began: " + what;
+  }
+  return momentText(run.completedAt.value_or(0), shownZone) + number + " " + escaped(run.status) +
+         " after " + tookText(run, 0) + ": " + what;
+}
+
+JsonPtr runJson(const Run& run, bool hasPorts, const PortNames& names, const Zone& shownZone) {
+  const auto instant = [&shownZone](std::optional<int64_t> at) {
+    return at ? rfc3339(*at, shownZone) : "";
+  };
+  JsonObject object;
+  object.number("runId", run.runId).text("triggered", run.triggered.c_str());
+  addNumberOrNull(object, "scheduleId", run.scheduleId);
+  addTextOrNull(object, "scheduleName", run.scheduleName);
+  addTextOrNull(object, "scheduleType", run.scheduleType);
+  object.number("unit", run.unit);
+  addTextOrNull(object, "status", run.status);
+  addTextOrNull(object, "executionMode", run.executionMode);
+  addTextOrNull(object, "startedAt", instant(run.startedAt));
+  addTextOrNull(object, "completedAt", instant(run.completedAt));
+  object.number("portCount", run.portCount)
+      .number("successPortCount", run.successPortCount)
+      .number("failedPortCount", run.failedPortCount)
+      .number("skippedPortCount", run.skippedPortCount);
+  addDetail(object, run, hasPorts, names);
+  return object.take();
+}
+
+Action defineHistory(CLI::App& app, Options& options) {
+  const auto given = std::make_shared<HistoryOptions>();
+  app.add_option("RUN", given->run, "one run, port by port");
+  addUnit(app, options);
+  app.add_option("--port", given->port, "what runs did to this port")->type_name("PORT");
+  app.add_option("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
+      ->type_name("TIME");
+  app.add_flag("--failed", given->failed, "only what did not succeed");
+  app.add_flag("--follow", given->follow, "show runs as they begin and end");
+  return [given](Session& session) { return runHistory(*given, session); };
+}
