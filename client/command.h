@@ -34,5 +34,6 @@ Action defineScheduleGroup(CLI::App& app, Options& options);
 Action defineScheduleList(CLI::App& app, Options& options);
 Action defineScheduleShow(CLI::App& app, Options& options);
 Action defineWait(CLI::App& app, Options& options);
+Action defineWhy(CLI::App& app, Options& options);
 
 #endif

@@ -9,6 +9,7 @@ const std::vector<Command>& commands() {
       {"schedule list", "all schedules, and when each acts next", defineScheduleList},
       {"schedule show", "one schedule", defineScheduleShow},
       {"history", "runs, and how they went", defineHistory},
+      {"why", "why a port has no power, or had none", defineWhy},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };

@@ -76,7 +76,7 @@ void PortWatch::judge(int64_t nowMs) {
 
   const bool isSettled = darkMs_ || nowMs - *switchOnMs_ >= kSettleMs;
   if (!deliveredBefore_ && (sensor_.adminMode == "enable" || !wasOn_)) {
-    end(nowMs, true, "as before (" + says() + ")");
+    end(nowMs, true, (wasOn_ ? "on as before (" : "as before (") + says() + ")");
   } else if (sensor_.delivers() && isSettled) {
     end(nowMs, true, backText(nowMs - darkMs_.value_or(startMs_)));
   } else if (nowMs - *switchOnMs_ >= waitPowerMs_) {
