@@ -28,6 +28,8 @@ CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* millis
 
 Action defineCall(CLI::App& app, Options& options);
 Action defineHistory(CLI::App& app, Options& options);
+Action defineLog(CLI::App& app, Options& options);
+Action defineLogLevel(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);
 Action defineReset(CLI::App& app, Options& options);
 Action defineScheduleGroup(CLI::App& app, Options& options);

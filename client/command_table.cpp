@@ -10,6 +10,8 @@ const std::vector<Command>& commands() {
       {"schedule show", "one schedule", defineScheduleShow},
       {"history", "runs, and how they went", defineHistory},
       {"why", "why a port has no power, or had none", defineWhy},
+      {"log", "the daemon's log, record by record", defineLog},
+      {"log level", "how much the daemon logs; LEVEL changes it at once", defineLogLevel},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };

@@ -9,5 +9,8 @@ int main(int argc, char** argv) {
   Options options;
   options.socketPath = kSocketPath;
   options.portFilePath = QUORIN_POED_ROOT "/etc/quorin_poed/ports";
+  options.logPath = kLogFilePath;
+  options.oldLogPath = kOldLogFilePath;
+  options.logLevelPath = kLogLevelPath;
   return runClient(argc, argv, options);
 }

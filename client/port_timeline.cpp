@@ -192,6 +192,13 @@ std::string runText(const PortEvent& event) {
   return doer(event) + ", run " + std::to_string(event.run.runId) + ", " + outcomeText(event);
 }
 
+std::string perhapsText(const PortEvent& event) {
+  if (event.cause == PortCause::restart || event.cause == PortCause::bootDelay) {
+    return "perhaps left off";
+  }
+  return event.run.scheduleType == "power_on" ? "perhaps switched on" : "perhaps switched off";
+}
+
 std::string endText(const PortEvent& event, const std::string& verb, bool isSameRun) {
   const std::string window = isSameRun ? "that window" : "the window of " + doer(event);
   const std::string run = "run " + std::to_string(event.run.runId);
@@ -270,7 +277,7 @@ std::string eventText(const PortEvent& event, bool isSameRun) {
                           : "left as it was by " + runText(event);
     case PortEffect::unclear:
       return isEnd ? endText(event, "perhaps switched", isSameRun)
-                   : "perhaps switched by " + runText(event);
+                   : perhapsText(event) + " by " + runText(event);
     default:
       break;
   }

@@ -36,6 +36,9 @@
 struct Options {
   std::string socketPath;
   std::string portFilePath;  // of names and labels
+  std::string logPath;       // of the daemon's log, as the next two
+  std::string oldLogPath;
+  std::string logLevelPath;
   bool useSwitchLibrary = true;
   bool json = false;
   bool utc = false;
