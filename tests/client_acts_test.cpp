@@ -1,0 +1,86 @@
+// quorin_poectl: what ports go through in a reset, what runs tell of a port, and the log's records.
+#include "client/commands/why.h"
+#include "client/log_records.h"
+#include "client/port_watch.h"
+#include "client/text.h"
+#include "daemon/paths.h"
+#include "tests/support/daemon_process.h"
+
+constexpr int64_t kTen = 1772402400;  // Sun 2026-03-01 22:00
+const char* const kAll = R"x({"schedules":[{"scheduleId":3,"scheduleType":"power_off","ifNums":[1],
+    "endTime":"06:00","recurrence":"daily","name":"night"},{"name":"night (morning after)"}]})x";
+
+// Of samples "SECOND,STATUS,OUTCOME,MESSAGE" of a port, the first one from before its reset.
+static std::string lineAfter(const std::string& samples) {
+  std::optional<PortWatch> watch;
+  for (const std::string& sample : splitAt(samples, '|')) {
+    const std::vector<std::string> word = splitAt(sample + ",,", ',');
+    const char* mode = word[1] == "disable" ? "disable" : "enable";
+    const SensorPort port{1, 1, 12900, 0, 0, 0, mode, word[1], "", "", 30000};
+    const int64_t ms = std::stoll(word[0]) * 1000;
+    watch = watch ? watch : PortWatch(port, ms, 9000);
+    watch->feed(ms, {1, word[2], word[3]}, port);
+  }
+  return watch->line(0) + (watch->isBack() ? "" : " -");
+}
+
+// At 03:00, of a run "TYPE,HOUR,HOUR,STATUS,MESSAGE,MESSAGE" of a port, the last one its own.
+static std::string whyAtThree(const std::string& spec) {
+  const std::vector<std::string> word = splitAt(spec + ",,", ',');
+  Run run = readRun(jsonParse(R"({"unit":1,"scheduleId":3,"scheduleName":"night"})").get());
+  run.scheduleType = word[0];
+  run.startedAt = kTen + std::stoll(word[1]) * 3600;
+  run.completedAt = kTen + std::stoll(word[2]) * 3600;
+  run.errorMessage = word[5];
+  run.ports = {{1, word[3], word[4]}};
+  WhyQuestion asked{{1, 1}, "p", "p", kTen + 5 * 3600, kTen + 50 * 3600, {}, {}};
+  asked.timeline =
+      portTimeline({1, 1}, {run}, readSchedules(jsonParse(kAll).get(), 1), asked.now, Zone("UTC"));
+  return whyText(asked, Zone("UTC"), {});
+}
+
+TEST(ClientActs, resetAndWhyTellWhatPortsWentThrough) {
+  const std::string cut = ",Interrupted by unexpected reboot";
+  for (const auto& [samples, line] : std::map<std::string, std::string>{
+           {"0,delivering|1,disable|5,off,success|5,searching,success|6,delivering,success",
+            "12.9 W > dark 4 s > on > searching > 12.9 W  back after 5 s"},
+           {"0,delivering|1,delivering,success|3,delivering,success", "12.9 W  back after 3 s"},
+           {"0,delivering|1,disable|8,denied,success|16,denied,success|17,denied,success",
+            "12.9 W > dark 7 s > denied 9 s  not back after 9 s (denied: limit 30.0 W) -"},
+           {"0,searching|1,searching,success", "searching  on as before (searching)"},
+           {"0,delivering|1,delivering,skipped,busy", "12.9 W  not reset: busy -"}}) {
+    EXPECT_EQ(lineAfter(samples), line);
+  }
+  for (const auto& [run, part] : std::map<std::string, std::string>{
+           {"power_off,0,7,success", "that window (dark for 7 h)"},
+           {"power_off,0,1,success," + cut, "closed before (dark for 8 h)"},
+           {"power_off,0,25,success,,Window end never fired", "\"night (morning after)\" ends"},
+           {"restart,0,1,failed" + cut + cut, "p was perhaps off on Mon 2026-03-02 03:00"},
+           {"restart,0,1,failed,power_on failed", "not switched on again: power_on failed"},
+           {"power_on,-9,1,success", "p was off on Mon"},
+           {"restart,0,1,skipped,port busy (x)", "Nothing is known of p"}}) {
+    EXPECT_NE(whyAtThree(run).find(part), std::string::npos) << whyAtThree(run);
+  }
+}
+
+TEST(ClientActs, theLogIsCutAtItsRecordsHoweverItsBytesCome) {
+  const std::string at = "2026-03-01 22:00:00.00";
+  LogSplitter splitter;
+  std::string text;
+  for (const char byte : "old" + at + "1 (WARN): q: \x1b (x): " + at + "2" + at + "3 (): q: b\n") {
+    for (const LogRecord& record : splitter.feed({&byte, 1})) {
+      text += "|" + record.stamp + logLevelName(record.level) + record.message;
+    }
+  }
+  text += "|" + splitter.rest().value_or(LogRecord()).message;
+  EXPECT_EQ(text, "|old|" + at + "1warn\x1b (x): " + at + "2|b");
+}
+
+TEST_F(RunningDaemonTest, aResetThatIsInterruptedGoesOn) {
+  const std::string reset = programPath("quorin_poectl") + " --socket " + kSocketPath + " reset ";
+  const std::string interrupt =
+      "3 --off-time 10h >o 2>&1 & until grep dark o; do sleep 0.1; done; "
+      "kill -INT $!; wait $!; [ $? = 130 ] && cat o && grep -q 'run 1 goes on' o && rm o";
+  std::string output;
+  EXPECT_EQ(runCommand(reset + interrupt, &output), 0) << output;
+}
