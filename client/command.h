@@ -32,6 +32,7 @@ Action defineLog(CLI::App& app, Options& options);
 Action defineLogLevel(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);
 Action defineReset(CLI::App& app, Options& options);
+Action defineScheduleCheck(CLI::App& app, Options& options);
 Action defineScheduleGroup(CLI::App& app, Options& options);
 Action defineScheduleList(CLI::App& app, Options& options);
 Action defineScheduleShow(CLI::App& app, Options& options);

@@ -12,6 +12,7 @@ const std::vector<Command>& commands() {
       {"why", "why a port has no power, or had none", defineWhy},
       {"log", "the daemon's log, record by record", defineLog},
       {"log level", "how much the daemon logs; LEVEL changes it at once", defineLogLevel},
+      {"schedule check", "warn of what will not happen as one expects", defineScheduleCheck},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };

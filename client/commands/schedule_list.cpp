@@ -1,7 +1,10 @@
 // schedule, schedule list: what is scheduled, and when it acts next.
 #include <cjson/cJSON.h>
 
+#include <cstring>
+
 #include "client/command.h"
+#include "client/commands/schedule_check.h"
 #include "client/commands/schedules.h"
 #include "client/mapped.h"
 #include "client/text.h"
@@ -42,6 +45,19 @@ JsonPtr nextJson(const std::optional<Firing>& next, const ShownAt& at) {
   return object.take();
 }
 
+// That it never fires stands in the row.
+void addNotes(const ScheduleWarnings& warnings, Table* table) {
+  for (const ScheduleWarning& warning : warnings) {
+    if (strcmp(warning.kind, "never") == 0) {
+      continue;
+    }
+    table->note("! " + warning.text, Tint::warning);
+    if (!warning.advice.empty()) {
+      table->note("  " + warning.advice);
+    }
+  }
+}
+
 int runScheduleList(Session& session) {
   const ShownAt at{session.now(), session.zone(), session.shownZone(), session.zoneText()};
   const std::vector<Schedule> schedules = session.schedules();
@@ -49,7 +65,8 @@ int runScheduleList(Session& session) {
   if (session.options().json) {
     output.printJson(schedulesJson(schedules, session.names(), at));
   } else {
-    output.print(schedulesText(schedules, session.names(), at, output.screen()));
+    output.print(schedulesText(schedules, session.names(), at, output.screen(),
+                               warningsOf(schedules, session)));
   }
   return kExitDone;
 }
@@ -57,7 +74,8 @@ int runScheduleList(Session& session) {
 }  // namespace
 
 std::string schedulesText(const std::vector<Schedule>& schedules, const PortNames& names,
-                          const ShownAt& at, const Screen& screen) {
+                          const ShownAt& at, const Screen& screen,
+                          const std::vector<ScheduleWarnings>& warnings) {
   if (schedules.empty()) {
     return "no schedules. To make one: quorin_poectl schedule add --help\n";
   }
@@ -69,8 +87,9 @@ std::string schedulesText(const std::vector<Schedule>& schedules, const PortName
                {"DAYS"},
                {"NEXT"},
                {"LEFT"}});
-  for (const Schedule& schedule : schedules) {
-    table.row(cellsOf(schedule, names, at));
+  for (size_t i = 0; i < schedules.size(); ++i) {
+    table.row(cellsOf(schedules[i], names, at));
+    addNotes(i < warnings.size() ? warnings[i] : ScheduleWarnings(), &table);
   }
   return table.text(screen) + counted(schedules.size(), "schedule") + ", " + at.footer + "\n";
 }

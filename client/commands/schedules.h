@@ -7,6 +7,7 @@
 
 #include "client/firings.h"
 #include "client/model.h"
+#include "client/schedule_check.h"
 #include "client/table.h"
 
 // The moment that is shown, and how times are.
@@ -17,8 +18,10 @@ struct ShownAt {
   std::string footer;  // "times in the switch's zone (CET)"
 };
 
+// Under each row stand its warnings; none or those of each schedule, in the same order.
 std::string schedulesText(const std::vector<Schedule>& schedules, const PortNames& names,
-                          const ShownAt& at, const Screen& screen);
+                          const ShownAt& at, const Screen& screen,
+                          const std::vector<ScheduleWarnings>& warnings = {});
 // {"schedules": [...]}, each as scheduleDocument makes it.
 JsonPtr schedulesJson(const std::vector<Schedule>& schedules, const PortNames& names,
                       const ShownAt& at);
