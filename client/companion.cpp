@@ -11,6 +11,7 @@ namespace {
 constexpr const char* kSuffix = " (morning after)";
 constexpr const char* kMidnight = "00:00";
 constexpr int32_t kDaysPerWeek = 7;
+constexpr size_t kMaxCompanionedNameBytes = 47;  // a longer one has no room for the suffix
 
 // A text without a date in it is kept: the daemon takes it for no bound in both schedules.
 std::string nextDate(const char* text) {
@@ -39,15 +40,25 @@ bool isOverMidnight(const Schedule& schedule) {
   return isWindowType(schedule.type) && schedule.allDay == 0 && start && end && *end < *start;
 }
 
-// A power_on window that ends at 00:00 would begin and end its companion in one minute, where the
-// two may come in any order.
-bool canHaveCompanion(const Schedule& schedule) {
-  const bool isRecurrenceFit =
-      schedule.recurrence == Recurrence::weekly || schedule.recurrence == Recurrence::daily;
-  const bool isBlink = schedule.type == ScheduleType::powerOn &&
-                       timeOfDay(schedule.endTime.c_str()) == timeOfDay(kMidnight);
-  return isRecurrenceFit && !isBlink && isOverMidnight(schedule) &&
-         strlen(schedule.name.c_str()) <= kMaxCompanionedNameBytes;
+std::string whyNoCompanion(const Schedule& schedule) {
+  if (!isOverMidnight(schedule)) {
+    return "it does not end on the day after its start";
+  }
+  if (schedule.recurrence == Recurrence::daily && schedule.endDate.empty()) {
+    return "it ends every morning itself";
+  }
+  if (schedule.recurrence != Recurrence::weekly && schedule.recurrence != Recurrence::daily) {
+    return "the days after those of a month are not the same every month";
+  }
+  // The companion would begin and end in one minute, where these two may come in any order.
+  if (schedule.type == ScheduleType::powerOn &&
+      timeOfDay(schedule.endTime.c_str()) == timeOfDay(kMidnight)) {
+    return "a window that powers on cannot be ended at 00:00 by another: let it end at 00:01";
+  }
+  if (strlen(schedule.name.c_str()) > kMaxCompanionedNameBytes) {
+    return "its name is longer than 47 bytes";
+  }
+  return "";
 }
 
 std::string companionName(const Schedule& schedule) {
@@ -69,7 +80,7 @@ Schedule companionOf(const Schedule& schedule) {
 }
 
 bool isCompanion(const Schedule& other, const Schedule& schedule) {
-  if (!canHaveCompanion(schedule) || other.enabled == 0 || other.unit != schedule.unit) {
+  if (!whyNoCompanion(schedule).empty() || other.enabled == 0 || other.unit != schedule.unit) {
     return false;
   }
   const Schedule wanted = companionOf(schedule);

@@ -11,18 +11,15 @@
 #include "client/model.h"
 #include "scheduler/tick_time.h"
 
-// A longer name has no room for what the companion's adds.
-constexpr size_t kMaxCompanionedNameBytes = 47;
-
 // Whether the schedule is a window that ends on the day after its start.
 bool isOverMidnight(const Schedule& schedule);
 
-// Whether its companion can be made: of a weekly or daily window over midnight, its name short
-// enough. A monthly one has no days that always follow.
-bool canHaveCompanion(const Schedule& schedule);
+// Why the schedule can have no companion, or needs none: "it ends on the day on which it starts".
+// Empty for one that can.
+std::string whyNoCompanion(const Schedule& schedule);
 
 std::string companionName(const Schedule& schedule);
-// REQUIRES: canHaveCompanion(schedule).
+// REQUIRES: whyNoCompanion(schedule) is empty.
 Schedule companionOf(const Schedule& schedule);
 
 // Whether the other ends the schedule's windows on the mornings after its days, so that the two are

@@ -1,24 +1,33 @@
 #include "client/confirm.h"
 
+#include <strings.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <iostream>
 
 #include "client/failure.h"
 
-void confirm(const std::string& question, bool isAgreed) {
-  if (isAgreed) {
+namespace {
+
+bool isAnsweredYes() {
+  char line[16] = "";
+  if (fgets(line, sizeof line, stdin) == nullptr) {
+    return false;
+  }
+  return strcasecmp(line, "y\n") == 0 || strcasecmp(line, "yes\n") == 0;
+}
+
+}  // namespace
+
+void confirm(const std::string& reason, bool isYes) {
+  if (isYes) {
     return;
   }
   if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
-    throw Failure(kExitUsage, question + " Nothing was done: say yes with -y.");
+    throw Failure(kExitUsage, reason + "\nNothing was changed. To do it all the same: -y");
   }
-  fprintf(stderr, "%s [y/N] ", question.c_str());
-  fflush(stderr);
-  std::string answer;
-  std::getline(std::cin, answer);
-  if (answer != "y" && answer != "Y" && answer != "yes") {
-    throw Failure(kExitNotAsWished, "nothing was done");
+  fprintf(stderr, "%s\nGo on? [y/N] ", reason.c_str());
+  if (!isAnsweredYes()) {
+    throw Failure(kExitNotAsWished, "nothing was changed");
   }
 }

@@ -1,12 +1,12 @@
-// Asking before what is hard to take back.
+// Asking before something that may not be what was meant.
 #ifndef QUORIN_CLIENT_CONFIRM_H
 #define QUORIN_CLIENT_CONFIRM_H
 
 #include <string>
 
-// Returns when the person agrees: by -y (isAgreed), or with "y" on the terminal. question: "Reset
-// all 24 ports of unit 1?". Throws Failure when he does not (kExitNotAsWished), and where there is
-// no terminal to ask on (kExitUsage).
-void confirm(const std::string& question, bool isAgreed);
+// Goes on when isYes (-y), or when the person at the terminal says so after the reason, which is
+// escaped and may have several lines. Throws Failure: kExitNotAsWished when he says no, kExitUsage
+// where there is no terminal.
+void confirm(const std::string& reason, bool isYes);
 
 #endif

@@ -207,7 +207,7 @@ void warnOfMissingEnd(const Schedule& schedule, const TickTime& endDay, int64_t 
   const std::string why = isWithinDates(schedule, endDay)
                               ? "ends on its own days only (" + daysText(undated) + ")"
                               : "its last night ends after its last date";
-  const std::string advice = canHaveCompanion(schedule)
+  const std::string advice = whyNoCompanion(schedule).empty()
                                  ? "to end it each morning: " + command(schedule, "--companion")
                                  : "to end it, too: quorin_poectl schedule add --help";
   warnings->push_back({"noEnd", why + ": " + stayText(schedule, start, ground), advice});
@@ -279,7 +279,7 @@ std::vector<Course> coursesOf(const CheckGround& ground) {
   const TickTime today = ground.zone.tickAt(ground.now);
   return mapped(ground.schedules, [&](const Schedule& schedule) {
     Course course{&schedule, {}};
-    for (int32_t i = 0; i < kDaysAhead; ++i) {
+    for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
       const std::vector<Firing> ofDay = firingsOn(schedule, dayAfter(today, i), ground.zone);
       course.firings.insert(course.firings.end(), ofDay.begin(), ofDay.end());
     }
@@ -316,9 +316,12 @@ bool undoes(const Schedule& first, const Firing& act, const Schedule& second,
   return isLast(act) && !isLast(wanted) && wanted.at < act.at && act.at < end;
 }
 
-// When the first one's firings first undo what the other wants.
-std::optional<int64_t> firstUndoing(const Course& first, const Course& second) {
+// When the first one's firings, from now on, first undo what the other wants.
+std::optional<int64_t> firstUndoing(const Course& first, const Course& second, int64_t now) {
   for (const Firing& act : first.firings) {
+    if (act.at < now) {
+      continue;
+    }
     auto wanted =
         std::lower_bound(second.firings.begin(), second.firings.end(), act.at - kSecPerDay,
                          [](const Firing& firing, int64_t instant) { return firing.at < instant; });
@@ -350,8 +353,8 @@ void checkFights(const Course& course, const std::vector<Course>& all, const Che
     if (shared.empty()) {
       continue;
     }
-    const std::optional<int64_t> one = firstUndoing(course, other);
-    const std::optional<int64_t> two = firstUndoing(other, course);
+    const std::optional<int64_t> one = firstUndoing(course, other, ground.now);
+    const std::optional<int64_t> two = firstUndoing(other, course, ground.now);
     if (!one && !two) {
       continue;
     }
