@@ -26,6 +26,7 @@ CLI::Option* addUnit(CLI::App& app, Options& options);
 CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* milliseconds,
                          const std::string& description);
 
+Action defineBootDelay(CLI::App& app, Options& options);
 Action defineCall(CLI::App& app, Options& options);
 Action defineHistory(CLI::App& app, Options& options);
 Action defineLog(CLI::App& app, Options& options);

@@ -19,6 +19,7 @@ const std::vector<Command>& commands() {
       {"schedule delete", "delete a schedule", defineScheduleDelete},
       {"schedule add", "store a new schedule", defineScheduleAdd},
       {"schedule set", "change a schedule", defineScheduleSet},
+      {"bootdelay", "show or set how long ports stay off after a start", defineBootDelay},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };

@@ -1,0 +1,118 @@
+// bootdelay: how long a unit's ports stay off after a start of the daemon.
+#include "client/commands/bootdelay.h"
+
+#include <algorithm>
+
+#include "base/execution_mode.h"
+#include "client/command.h"
+
+namespace {
+
+constexpr int64_t kMsPerSec = 1000;
+constexpr int64_t kMaxDelaySec = 600;
+constexpr int64_t kMaxStaggerSec = 300;
+
+struct BootDelayOptions {
+  int32_t unit = 0;
+  int64_t delayMs = -1;
+  int64_t staggerMs = -1;
+  bool isNone = false;
+};
+
+const char* modeText(const BootDelay& bootDelay) {
+  return executionModeText(bootDelay.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS);
+}
+
+int64_t wholeSeconds(const char* option, int64_t milliseconds, int64_t most) {
+  if (milliseconds % kMsPerSec != 0 || milliseconds > most * kMsPerSec) {
+    throw Failure(kExitUsage,
+                  std::string(option) + " takes whole seconds, 0 to " + std::to_string(most) + ".");
+  }
+  return milliseconds / kMsPerSec;
+}
+
+BootDelay changed(BootDelay bootDelay, const BootDelayOptions& given) {
+  if (given.isNone) {
+    return {bootDelay.unit, 0, 0, false};
+  }
+  if (given.delayMs >= 0) {
+    bootDelay.delaySec = wholeSeconds("--delay", given.delayMs, kMaxDelaySec);
+  }
+  if (given.staggerMs >= 0) {
+    bootDelay.interPortDelaySec = wholeSeconds("--stagger", given.staggerMs, kMaxStaggerSec);
+    bootDelay.sequential = bootDelay.interPortDelaySec > 0;
+  }
+  return bootDelay;
+}
+
+// The daemon stores a boot delay of any unit.
+void checkUnit(int32_t unit, Session& session) {
+  const std::vector<PoePort> ports = session.poePorts();
+  const bool isThere = std::any_of(ports.begin(), ports.end(),
+                                   [unit](const PoePort& port) { return port.unit == unit; });
+  if (!isThere) {
+    throw Failure(kExitNoSuch, "unit " + std::to_string(unit) +
+                                   " has no PoE ports, or is not there. See: quorin_poectl ports");
+  }
+}
+
+int runBootDelay(const BootDelayOptions& given, Session& session) {
+  checkUnit(given.unit, session);
+  const BootDelay present = askBootDelay(session.daemon(), given.unit);
+  const BootDelay wanted = changed(present, given);
+  const bool isChange = !isSameBootDelay(present, wanted);
+  if (isChange) {
+    setBootDelay(session.daemon(), wanted);
+  }
+
+  const Output& output = session.output();
+  if (session.options().json) {
+    output.printJson(bootDelayJson(wanted));
+    return kExitDone;
+  }
+  output.print("boot delay of unit " + std::to_string(given.unit) + ": " + bootDelayText(wanted) +
+               (isChange ? " from the next start of the daemon on" : "") + "\n");
+  return kExitDone;
+}
+
+}  // namespace
+
+void setBootDelay(Daemon& daemon, const BootDelay& bootDelay) {
+  (void)daemon.ask("bootdelay.set", bootDelayJson(bootDelay));
+}
+
+std::string bootDelayText(const BootDelay& bootDelay) {
+  if (bootDelay.delaySec == 0) {
+    return "none";
+  }
+  return secondsText(bootDelay.delaySec) +
+         (bootDelay.sequential ? ", then one port every " + secondsText(bootDelay.interPortDelaySec)
+                               : "");
+}
+
+JsonPtr bootDelayJson(const BootDelay& bootDelay) {
+  return JsonObject()
+      .number("unit", bootDelay.unit)
+      .number("delaySec", bootDelay.delaySec)
+      .text("executionMode", modeText(bootDelay))
+      .number("interPortDelaySec", bootDelay.interPortDelaySec)
+      .take();
+}
+
+bool isSameBootDelay(const BootDelay& a, const BootDelay& b) {
+  return a.unit == b.unit && a.delaySec == b.delaySec && a.sequential == b.sequential &&
+         a.interPortDelaySec == b.interPortDelaySec;
+}
+
+Action defineBootDelay(CLI::App& app, Options&) {
+  const auto given = std::make_shared<BootDelayOptions>();
+  app.add_option("UNIT", given->unit, "unit of the stack")
+      ->required()
+      ->check(CLI::Range(1, kMaxUnits));
+  CLI::Option* none = app.add_flag("--none", given->isNone, "no delay");
+  addDuration(app, "--delay", &given->delayMs, "how long ports stay off after a start")
+      ->excludes(none);
+  addDuration(app, "--stagger", &given->staggerMs, "then one port after the other, so far apart")
+      ->excludes(none);
+  return [given](Session& session) { return runBootDelay(*given, session); };
+}
