@@ -26,11 +26,17 @@ CLI::Option* addUnit(CLI::App& app, Options& options);
 CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* milliseconds,
                          const std::string& description);
 
+// The seconds of an option's duration. Throws Failure, kExitUsage, when they are not whole, or not
+// least to most.
+int32_t wholeSeconds(const char* option, int64_t milliseconds, int32_t least, int32_t most);
+
 Action defineBootDelay(CLI::App& app, Options& options);
 Action defineCall(CLI::App& app, Options& options);
 Action defineHistory(CLI::App& app, Options& options);
 Action defineLog(CLI::App& app, Options& options);
 Action defineLogLevel(CLI::App& app, Options& options);
+Action defineExport(CLI::App& app, Options& options);
+Action defineImport(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);
 Action defineReset(CLI::App& app, Options& options);
 Action defineScheduleAdd(CLI::App& app, Options& options);

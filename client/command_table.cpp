@@ -20,6 +20,8 @@ const std::vector<Command>& commands() {
       {"schedule add", "store a new schedule", defineScheduleAdd},
       {"schedule set", "change a schedule", defineScheduleSet},
       {"bootdelay", "show or set how long ports stay off after a start", defineBootDelay},
+      {"export", "write schedules and boot delays to a file", defineExport},
+      {"import", "make schedules and boot delays those of a file", defineImport},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };
@@ -42,4 +44,14 @@ CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* millis
     *milliseconds = *duration;
   };
   return app.add_option_function<std::string>(name, read, description)->type_name("TIME");
+}
+
+int32_t wholeSeconds(const char* option, int64_t milliseconds, int32_t least, int32_t most) {
+  constexpr int64_t kMsPerSec = 1000;
+  const int64_t seconds = milliseconds / kMsPerSec;
+  if (milliseconds % kMsPerSec != 0 || seconds < least || seconds > most) {
+    throw Failure(kExitUsage, std::string(option) + " takes whole seconds, " +
+                                  std::to_string(least) + " to " + std::to_string(most) + ".");
+  }
+  return static_cast<int32_t>(seconds);
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <set>
 
 #include "client/failure.h"
@@ -151,6 +152,20 @@ std::string recurrenceWords(const Schedule& schedule) {
     return weekdaysText(days);
   }
   return joined(mapped(days, [](int32_t day) { return std::to_string(day); }), ",") + " monthly";
+}
+
+// Whatever name and id, and the order of days and ports.
+std::string contentText(Schedule schedule) {
+  schedule.scheduleId = 0;
+  schedule.name.assign(nullptr);
+  std::sort(schedule.days.begin(), schedule.days.end());
+  std::sort(schedule.ifNums.begin(), schedule.ifNums.end());
+  const JsonPtr tree = scheduleToJson(schedule);
+  const JsonTextPtr text(tree != nullptr ? cJSON_PrintUnformatted(tree.get()) : nullptr);
+  if (text == nullptr) {
+    throw std::bad_alloc();
+  }
+  return text.get();
 }
 
 }  // namespace
@@ -304,6 +319,10 @@ const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::
                                   inQuotes(word) + ": say which with --unit N.");
   }
   return *found.front();
+}
+
+bool isSameContent(const Schedule& a, const Schedule& b) {
+  return contentText(a) == contentText(b);
 }
 
 std::string actionText(const Schedule& schedule) {

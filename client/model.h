@@ -111,6 +111,9 @@ std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);
 const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
                              std::optional<int32_t> unit);
 
+// Whether they do the same, whatever the order of their ports and days; name, unit and id aside.
+bool isSameContent(const Schedule& a, const Schedule& b);
+
 // "off 22:00-06:00", "on all day", "restart 03:30"; not escaped.
 std::string actionText(const Schedule& schedule);
 // "daily", "mon-fri", "sat,sun", "1,15 monthly"; "no days" when it has none. With dates:

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <set>
@@ -19,7 +19,6 @@
 namespace {
 
 constexpr int32_t kDefaultOffTimeSec = 10;
-constexpr int64_t kMsPerSec = 1000;
 constexpr int32_t kDaysPerWeek = 7;
 constexpr int32_t kDaysPerMonth = 31;
 constexpr size_t kMaxNameBytes = 63;
@@ -130,21 +129,13 @@ void applyTime(const std::optional<std::string>& text, bool force, FixedText<kBy
   }
 }
 
-int32_t wholeSeconds(const char* option, int64_t milliseconds, int64_t least) {
-  const int64_t seconds = milliseconds / kMsPerSec;
-  if (milliseconds % kMsPerSec != 0 || seconds < least || seconds > INT32_MAX) {
-    failUsage(std::string(option) + " takes whole seconds, " + std::to_string(least) + " or more.");
-  }
-  return static_cast<int32_t>(seconds);
-}
-
 void applyRestart(const ScheduleWords& words, Schedule* schedule) {
   if (words.from || words.to || words.allDay) {
     failUsage("a restart has no window: give --at HH:MM and not --from, --to or --all-day.");
   }
   applyTime(words.at, words.force, &schedule->restartTime);
   if (words.offTimeMs >= 0) {
-    schedule->offTimeSec = wholeSeconds("--off-time", words.offTimeMs, 1);
+    schedule->offTimeSec = wholeSeconds("--off-time", words.offTimeMs, 1, INT32_MAX);
   }
   if (schedule->restartTime.empty()) {
     failUsage("when shall the ports restart? Give --at HH:MM.");
@@ -223,7 +214,7 @@ void applyName(const ScheduleWords& words, Schedule* schedule) {
 
 void applyRest(const ScheduleWords& words, Schedule* schedule) {
   if (words.staggerMs >= 0) {
-    schedule->interPortDelaySec = wholeSeconds("--stagger", words.staggerMs, 0);
+    schedule->interPortDelaySec = wholeSeconds("--stagger", words.staggerMs, 0, INT32_MAX);
     schedule->executionMode =
         schedule->interPortDelaySec > 0 ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
   }

@@ -8,9 +8,8 @@
 
 namespace {
 
-constexpr int64_t kMsPerSec = 1000;
-constexpr int64_t kMaxDelaySec = 600;
-constexpr int64_t kMaxStaggerSec = 300;
+constexpr int32_t kMaxDelaySec = 600;
+constexpr int32_t kMaxStaggerSec = 300;
 
 struct BootDelayOptions {
   int32_t unit = 0;
@@ -23,23 +22,15 @@ const char* modeText(const BootDelay& bootDelay) {
   return executionModeText(bootDelay.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS);
 }
 
-int64_t wholeSeconds(const char* option, int64_t milliseconds, int64_t most) {
-  if (milliseconds % kMsPerSec != 0 || milliseconds > most * kMsPerSec) {
-    throw Failure(kExitUsage,
-                  std::string(option) + " takes whole seconds, 0 to " + std::to_string(most) + ".");
-  }
-  return milliseconds / kMsPerSec;
-}
-
 BootDelay changed(BootDelay bootDelay, const BootDelayOptions& given) {
   if (given.isNone) {
     return {bootDelay.unit, 0, 0, false};
   }
   if (given.delayMs >= 0) {
-    bootDelay.delaySec = wholeSeconds("--delay", given.delayMs, kMaxDelaySec);
+    bootDelay.delaySec = wholeSeconds("--delay", given.delayMs, 0, kMaxDelaySec);
   }
   if (given.staggerMs >= 0) {
-    bootDelay.interPortDelaySec = wholeSeconds("--stagger", given.staggerMs, kMaxStaggerSec);
+    bootDelay.interPortDelaySec = wholeSeconds("--stagger", given.staggerMs, 0, kMaxStaggerSec);
     bootDelay.sequential = bootDelay.interPortDelaySec > 0;
   }
   return bootDelay;
@@ -71,7 +62,7 @@ int runBootDelay(const BootDelayOptions& given, Session& session) {
     return kExitDone;
   }
   output.print("boot delay of unit " + std::to_string(given.unit) + ": " + bootDelayText(wanted) +
-               (isChange ? " from the next start of the daemon on" : "") + "\n");
+               (isChange ? " (from the next start of the daemon on)" : "") + "\n");
   return kExitDone;
 }
 

@@ -1,20 +1,15 @@
 // ports: what there is, what it is called, what it delivers.
 #include "client/commands/ports.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <set>
 
-#include "base/file_ptr.h"
 #include "base/sleep.h"
 #include "client/command.h"
 #include "client/text.h"
+#include "client/whole_file.h"
 
 namespace {
 
@@ -118,32 +113,6 @@ std::string portLine(uint32_t ifNum, const PortNames& names) {
          (label.empty() ? "" : " " + label) + "\n";
 }
 
-[[noreturn]] void failSave(const std::string& path, int why) {
-  const bool isForbidden = why == EACCES || why == EPERM || why == EROFS;
-  throw Failure(isForbidden ? kExitNotPermitted : kExitNotAsWished,
-                escaped(path) + " could not be written: " + strerror(why));
-}
-
-// In one step: whoever reads meanwhile finds the old names or the new ones.
-void writeWhole(const std::string& path, const std::string& text) {
-  std::error_code error;
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-  if (error) {
-    failSave(path, error.value());
-  }
-
-  const std::string temporary = path + ".new";
-  const FilePtr file(fopen(temporary.c_str(), "we"));
-  const bool isWritten = file != nullptr &&
-                         fwrite(text.data(), 1, text.size(), file.get()) == text.size() &&
-                         fflush(file.get()) == 0 && fsync(fileno(file.get())) == 0;
-  if (!isWritten || rename(temporary.c_str(), path.c_str()) != 0) {
-    const int why = errno;
-    unlink(temporary.c_str());
-    failSave(path, why);
-  }
-}
-
 // Ports of the file that have no PoE now, or are of another unit than --unit, keep their lines.
 int save(Session& session) {
   const PortNames& names = session.names();
@@ -158,7 +127,13 @@ int save(Session& session) {
     text += portLine(ifNum, names);
     named += names.nameOrEmpty(ifNum).empty() ? 0 : 1;
   }
-  writeWhole(session.options().portFilePath, text);
+  const std::string& path = session.options().portFilePath;
+  std::error_code error;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+  if (error) {
+    failFile(path, "written", error.value());
+  }
+  writeWholeFile(path, text);
   session.output().say(counted(ifNums.size(), "port") + ", " + std::to_string(named) +
                        " of them with names, written to " +
                        escaped(session.options().portFilePath));

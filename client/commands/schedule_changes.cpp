@@ -1,7 +1,5 @@
 #include "client/commands/schedule_changes.h"
 
-#include <cjson/cJSON.h>
-
 #include <algorithm>
 #include <cstring>
 #include <ctime>
@@ -25,19 +23,6 @@ JsonPtr paramsOf(const Schedule& schedule, bool withId, bool withContent) {
     params.add("schedule", scheduleToJson(schedule));
   }
   return params.take();
-}
-
-std::string contentText(Schedule schedule) {
-  schedule.scheduleId = 0;
-  schedule.name.assign(nullptr);
-  std::sort(schedule.days.begin(), schedule.days.end());
-  std::sort(schedule.ifNums.begin(), schedule.ifNums.end());
-  const JsonPtr tree = scheduleToJson(schedule);
-  const JsonTextPtr text(tree != nullptr ? cJSON_PrintUnformatted(tree.get()) : nullptr);
-  if (text == nullptr) {
-    throw std::bad_alloc();
-  }
-  return text.get();
 }
 
 bool isOpenWindowOf(const Run& run, const Schedule& schedule) {
@@ -117,10 +102,6 @@ Schedule updateSchedule(Daemon& daemon, const Schedule& schedule) {
 
 void deleteSchedule(Daemon& daemon, const Schedule& schedule) {
   (void)daemon.ask("schedule.delete", paramsOf(schedule, true, false));
-}
-
-bool isSameContent(const Schedule& a, const Schedule& b) {
-  return contentText(a) == contentText(b);
 }
 
 std::string scheduleTitle(const Schedule& schedule) {

@@ -14,9 +14,6 @@ Schedule createSchedule(Daemon& daemon, const Schedule& schedule);
 Schedule updateSchedule(Daemon& daemon, const Schedule& schedule);  // that of its id
 void deleteSchedule(Daemon& daemon, const Schedule& schedule);
 
-// Whether they do the same, whatever the order of their ports and days; name, unit and id aside.
-bool isSameContent(const Schedule& a, const Schedule& b);
-
 // `3 "night" of unit 1`, escaped.
 std::string scheduleTitle(const Schedule& schedule);
 

@@ -1,0 +1,330 @@
+#include "client/site_file.h"
+
+#include <cjson/cJSON.h>
+#include <strings.h>
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+
+#include "base/result_codes.h"
+#include "client/commands/bootdelay.h"
+#include "client/output.h"
+#include "client/schedule_check.h"
+#include "client/text.h"
+#include "config/schedule_json.h"
+
+namespace {
+
+constexpr size_t kMaxNameBytes = 63;
+constexpr int32_t kMaxDelaySec = 600;
+constexpr int32_t kMaxStaggerSec = 300;
+
+// What the daemon stores of a schedule, in its order.
+constexpr const char* kContentKeys[] = {
+    "name",           "scheduleType", "startDate",     "endDate",           "recurrence",
+    "recurrenceDays", "ifNums",       "startTime",     "endTime",           "allDay",
+    "restartTime",    "offTimeSec",   "executionMode", "interPortDelaySec", "enabled"};
+
+const std::vector<std::string>& knownKeys() {
+  static const std::vector<std::string> kKeys = [] {
+    std::vector<std::string> keys{"unit", "portNames"};
+    keys.insert(keys.end(), std::begin(kContentKeys), std::end(kContentKeys));
+    return keys;
+  }();
+  return kKeys;
+}
+
+JsonPtr nullOrText(const std::string& text) {
+  return JsonPtr(text.empty() ? cJSON_CreateNull() : cJSON_CreateString(text.c_str()));
+}
+
+JsonPtr scheduleJson(const Schedule& schedule, const PortNames& names) {
+  const JsonPtr shown = scheduleToJson(schedule);
+  JsonObject object;
+  object.number("unit", schedule.unit);
+  for (const char* key : kContentKeys) {
+    JsonPtr member(cJSON_DetachItemFromObject(shown.get(), key));
+    member != nullptr ? object.add(key, std::move(member)) : object.null(key);
+    if (strcmp(key, "ifNums") == 0) {
+      object.add("portNames", jsonArray(schedule.ifNums, [&names](uint32_t ifNum) {
+                   return nullOrText(names.nameOrEmpty(ifNum));
+                 }));
+    }
+  }
+  return object.take();
+}
+
+// "schedule 3 "night"", as it stands in the file.
+std::string placeOf(const cJSON* object, size_t number) {
+  const char* name = jsonTextMember(object, "name");
+  return "schedule " + std::to_string(number) + (name != nullptr ? " " + inQuotes(name) : "");
+}
+
+template <typename Element>
+bool hasRepeats(const std::vector<Element>& all) {
+  return std::set<Element>(all.begin(), all.end()).size() != all.size();
+}
+
+std::string unknownKeyFault(const cJSON* object) {
+  const cJSON* member = nullptr;
+  cJSON_ArrayForEach(member, object) {
+    const std::vector<std::string>& keys = knownKeys();
+    const bool isKnown =
+        member->string != nullptr && std::any_of(keys.begin(), keys.end(), [&](const auto& key) {
+          return strcasecmp(key.c_str(), member->string) == 0;
+        });
+    if (!isKnown) {
+      const char* key = member->string != nullptr ? member->string : "";
+      return "unknown key " + inQuotes(key) + "." + didYouMean(key, keys);
+    }
+  }
+  return "";
+}
+
+// Empty for a schedule that the daemon takes.
+std::string contentFault(const cJSON* object, const Schedule& schedule, int32_t readCode) {
+  const char* name = jsonTextMember(object, "name");
+  if (readCode != RESULT_OK) {
+    return "name, days, times and ports must be there, an off time must be 1 s or more";
+  }
+  if (schedule.unit < 1 || schedule.unit > kMaxUnits) {
+    return "its unit must be 1 to " + std::to_string(kMaxUnits);
+  }
+  if (strlen(name) > kMaxNameBytes) {
+    return "its name is longer than 63 bytes";
+  }
+  if (hasRepeats(schedule.ifNums) || hasRepeats(schedule.days)) {
+    return "a port or a day is in it twice";
+  }
+  return unknownKeyFault(object);
+}
+
+void readPortNames(const cJSON* object, const Schedule& schedule, SiteFile* file) {
+  const cJSON* names = jsonMember(object, "portNames");
+  for (size_t i = 0; i < schedule.ifNums.size(); ++i) {
+    const cJSON* name = cJSON_GetArrayItem(names, static_cast<int>(i));
+    if (cJSON_IsString(name)) {
+      file->portNames[schedule.ifNums[i]] = name->valuestring;
+    }
+  }
+}
+
+void readFileSchedules(const cJSON* array, SiteFile* file, std::vector<SiteFault>* faults) {
+  std::set<std::pair<int32_t, std::string>> taken;
+  size_t number = 0;
+  const cJSON* object = nullptr;
+  cJSON_ArrayForEach(object, array) {
+    ++number;
+    Schedule schedule;
+    const int32_t code = scheduleFromJson(object, &schedule);
+    schedule.unit = jsonInt32Member(object, "unit", 0);
+    std::string fault = contentFault(object, schedule, code);
+    if (fault.empty() && !taken.insert({schedule.unit, schedule.name.c_str()}).second) {
+      fault = "its unit has another one of that name";
+    }
+    if (!fault.empty()) {
+      faults->push_back({kExitUsage, placeOf(object, number) + ": " + fault});
+      continue;
+    }
+    readPortNames(object, schedule, file);
+    file->config.schedules.push_back(schedule);
+  }
+}
+
+void readFileBootDelays(const cJSON* array, SiteFile* file, std::vector<SiteFault>* faults) {
+  std::set<int32_t> taken;
+  const cJSON* object = nullptr;
+  cJSON_ArrayForEach(object, array) {
+    const BootDelay read = readBootDelay(object, jsonInt32Member(object, "unit", 0));
+    const bool isFit = read.unit >= 1 && read.unit <= kMaxUnits && read.delaySec >= 0 &&
+                       read.delaySec <= kMaxDelaySec && read.interPortDelaySec >= 0 &&
+                       read.interPortDelaySec <= kMaxStaggerSec && taken.insert(read.unit).second;
+    if (!isFit) {
+      faults->push_back({kExitUsage, "the boot delay of unit " + std::to_string(read.unit) +
+                                         ": one a unit, 0 to 600 s, 0 to 300 s between ports"});
+      continue;
+    }
+    file->config.bootDelays.push_back(read);
+  }
+}
+
+// The ports of the file, under its own names.
+std::vector<PoePort> filePorts(const SiteFile& file) {
+  std::vector<PoePort> ports;
+  std::set<uint32_t> taken;
+  for (const Schedule& schedule : file.config.schedules) {
+    for (const uint32_t ifNum : schedule.ifNums) {
+      if (taken.insert(ifNum).second) {
+        ports.push_back({schedule.unit, ifNum});
+      }
+    }
+  }
+  return ports;
+}
+
+std::vector<PoePort> portsOfFile(const std::string& word, const SiteFile& file) try {
+  const auto nameOf = [&file](uint32_t ifNum) {
+    const auto found = file.portNames.find(ifNum);
+    return found != file.portNames.end() ? found->second : "";
+  };
+  return PortNames(nameOf, {}).parse({word}, filePorts(file));
+} catch (const Failure& failure) {
+  throw Failure(failure.status(), "--map " + escaped(word) + ": the file has no such port.");
+}
+
+using PortMap = std::map<uint32_t, PoePort>;
+
+PortMap portMapOf(const std::vector<std::string>& maps, const PortsNamed& portsNamed,
+                  const SiteFile& file) {
+  PortMap map;
+  for (const std::string& text : maps) {
+    const size_t equals = text.find('=');
+    if (equals == std::string::npos) {
+      throw Failure(kExitUsage, "--map takes PORT-OF-THE-FILE=PORT, such as 1/0/3=2/0/3, not " +
+                                    inQuotes(text) + ".");
+    }
+    const std::vector<PoePort> from = portsOfFile(text.substr(0, equals), file);
+    const std::vector<PoePort> to = portsNamed(text.substr(equals + 1));
+    if (from.size() != to.size()) {
+      throw Failure(kExitUsage, "--map " + escaped(text) + ": " + counted(from.size(), "port") +
+                                    " cannot become " + std::to_string(to.size()) + ".");
+    }
+    for (size_t i = 0; i < from.size(); ++i) {
+      map[from[i].ifNum] = to[i];
+    }
+  }
+  return map;
+}
+
+void mapSchedule(const PortMap& map, const std::vector<PoePort>& ports, Schedule* schedule) {
+  std::set<int32_t> units;
+  std::set<uint32_t> ifNums;
+  for (uint32_t& ifNum : schedule->ifNums) {
+    const auto mapped = map.find(ifNum);
+    const auto port = std::find_if(ports.begin(), ports.end(),
+                                   [ifNum](const PoePort& each) { return each.ifNum == ifNum; });
+    units.insert(mapped != map.end()   ? mapped->second.unit
+                 : port != ports.end() ? port->unit
+                                       : schedule->unit);
+    ifNum = mapped != map.end() ? mapped->second.ifNum : ifNum;
+    ifNums.insert(ifNum);
+  }
+  const std::string name = inQuotes(schedule->name.c_str());
+  if (ifNums.size() != schedule->ifNums.size()) {
+    throw Failure(kExitUsage, "--map: two ports of " + name + " would become one.");
+  }
+  if (units.size() > 1) {
+    throw Failure(kExitUsage, "--map: the ports of " + name +
+                                  " would be of two units, and a schedule is for one. Map all of "
+                                  "its ports.");
+  }
+  schedule->unit = *units.begin();
+}
+
+// The first port of the schedule that this switch has not, or calls by another name.
+SiteFault portFault(const Schedule& schedule, const SiteFile& file, const SiteGround& ground) {
+  for (const uint32_t ifNum : schedule.ifNums) {
+    const auto inFile = file.portNames.find(ifNum);
+    const std::string here = ground.names.nameOrEmpty(ifNum);
+    const std::string there = inFile != file.portNames.end() ? inFile->second : "";
+    const std::string shown = there.empty() ? std::to_string(ifNum) : escaped(there);
+    const bool isPort = std::any_of(
+        ground.ports.begin(), ground.ports.end(),
+        [&](const auto& port) { return port.unit == schedule.unit && port.ifNum == ifNum; });
+    if (!isPort) {
+      return {kExitNoSuch, shown + " (ifNum " + std::to_string(ifNum) +
+                               ") is no PoE port of unit " + std::to_string(schedule.unit) +
+                               " here: --map " + shown + "=PORT"};
+    }
+    if (!there.empty() && !here.empty() && here != there) {
+      return {kExitUsage, "ifNum " + std::to_string(ifNum) + " is " + shown + " in the file and " +
+                              escaped(here) + " here: say which is meant with --map " + shown +
+                              "=PORT"};
+    }
+  }
+  return {};
+}
+
+// Dates that are over are no fault: what was stored once can be stored again.
+SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file, const SiteGround& ground) {
+  SiteFault fault = portFault(schedule, file, ground);
+  if (!fault.text.empty() || ground.isForced) {
+    return fault;
+  }
+  Schedule undated = schedule;
+  undated.startDate.assign(nullptr);
+  undated.endDate.assign(nullptr);
+  const std::string useless = whyUseless(undated, ground.now, ground.zone);
+  if (!useless.empty()) {
+    fault = {kExitUsage, "the daemon would store it, but " + useless + " (--force stores it)"};
+  }
+  return fault;
+}
+
+}  // namespace
+
+JsonPtr siteDocument(const SiteConfig& config, const PortNames& names) {
+  JsonObject document;
+  document.number("format", kSiteFormat)
+      .add("schedules",
+           jsonArray(config.schedules,
+                     [&names](const Schedule& schedule) { return scheduleJson(schedule, names); }))
+      .add("bootDelays", jsonArray(config.bootDelays, bootDelayJson));
+  return document.take();
+}
+
+SiteFile readSiteFile(const std::string& text, std::vector<SiteFault>* faults) {
+  const JsonPtr document = jsonParse(text.c_str());
+  const cJSON* schedules = jsonMember(document.get(), "schedules");
+  const cJSON* bootDelays = jsonMember(document.get(), "bootDelays");
+  if (!cJSON_IsArray(schedules) || (bootDelays != nullptr && !cJSON_IsArray(bootDelays))) {
+    throw Failure(kExitUsage,
+                  "the file is no export: it must be a JSON document with \"format\" and "
+                  "\"schedules\". Make one with: quorin_poectl export FILE");
+  }
+  const int32_t format = jsonInt32Member(document.get(), "format", 0);
+  if (format != kSiteFormat) {
+    throw Failure(kExitUsage, "the file has format " + std::to_string(format) +
+                                  ", and this client reads format 1.");
+  }
+
+  SiteFile file;
+  readFileSchedules(schedules, &file, faults);
+  readFileBootDelays(bootDelays, &file, faults);
+  return file;
+}
+
+void mapPorts(const std::vector<std::string>& maps, const PortsNamed& portsNamed,
+              const std::vector<PoePort>& ports, SiteFile* file) {
+  const PortMap map = portMapOf(maps, portsNamed, *file);
+  if (map.empty()) {
+    return;
+  }
+  for (Schedule& schedule : file->config.schedules) {
+    mapSchedule(map, ports, &schedule);
+  }
+  for (const auto& [from, to] : map) {
+    file->portNames.erase(from);
+  }
+  for (const auto& [from, to] : map) {
+    file->portNames.erase(to.ifNum);
+  }
+}
+
+std::vector<SiteFault> planFaults(const ImportPlan& plan, const SiteFile& file,
+                                  const SiteGround& ground) {
+  std::vector<SiteFault> faults;
+  for (const Difference& each : plan.differences) {
+    const bool isSent =
+        each.kind == Difference::Kind::added || each.kind == Difference::Kind::changed;
+    if (isSent && each.after) {
+      SiteFault fault = scheduleFault(*each.after, file, ground);
+      if (!fault.text.empty()) {
+        fault.text = inQuotes(each.after->name.c_str()) + ": " + fault.text;
+        faults.push_back(std::move(fault));
+      }
+    }
+  }
+  return faults;
+}

@@ -1,0 +1,18 @@
+// Files that are read or written in one piece.
+#ifndef QUORIN_CLIENT_WHOLE_FILE_H
+#define QUORIN_CLIENT_WHOLE_FILE_H
+
+#include <string>
+
+// The failure of a file: kExitNotPermitted or kExitNotAsWished. what: "read", "written"; why:
+// errno.
+[[noreturn]] void failFile(const std::string& path, const char* what, int why);
+
+// "-" is stdin. Throws Failure.
+std::string readWholeFile(const std::string& path);
+
+// In one step: whoever reads meanwhile finds the old text or the new one. What is no regular file
+// (a pipe, a terminal) is written as it stands. Throws Failure.
+void writeWholeFile(const std::string& path, const std::string& text);
+
+#endif
