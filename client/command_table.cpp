@@ -22,6 +22,7 @@ const std::vector<Command>& commands() {
       {"bootdelay", "show or set how long ports stay off after a start", defineBootDelay},
       {"export", "write schedules and boot delays to a file", defineExport},
       {"import", "make schedules and boot delays those of a file", defineImport},
+      {"next", "what schedules do next", defineNext},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };

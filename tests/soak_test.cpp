@@ -1,10 +1,12 @@
 // Random schedules, minute by minute: what each minute does to ports, and what the history holds in
-// the end, is compared with what must be, reckoned here without any of the daemon's code.
-// QUORIN_SOAK_DAYS makes it longer; the seed is printed and QUORIN_SOAK_SEED gives it.
+// the end, is compared with what must be, reckoned here without any of the daemon's code, and with
+// what the client foretells. QUORIN_SOAK_DAYS makes it longer; the seed is printed and
+// QUORIN_SOAK_SEED gives it.
 #include <sched.h>
 
 #include <set>
 
+#include "client/upcoming.h"
 #include "daemon/paths.h"
 #include "tests/support/fixtures.h"
 
@@ -16,7 +18,7 @@ extern "C" int nanosleep(const timespec*, timespec*) {
 
 namespace {
 
-constexpr uint32_t kSchedules = 40;
+constexpr uint32_t kSchedules = 60;
 constexpr uint32_t kPortsPerUnit = 16;  // so that every ifNum has a lock
 constexpr int kMinutesPerDay = 1440;
 constexpr time_t kDaySec = 86400;
@@ -142,6 +144,22 @@ std::string byPort(const std::string& acts) {
   return text;
 }
 
+// What the client expects of each minute, in the form of acts().
+std::map<time_t, std::string> foretold(const std::vector<Schedule>& schedules, time_t from,
+                                       time_t until) {
+  const std::string done[] = {"-", "+", "-+"};  // by Act
+  std::map<time_t, std::string> minutes;
+  for (const auto& [firing, schedule] :
+       firingsWithin(schedules, from - 1, until - 1, Zone("UTC"))) {
+    for (const uint32_t port : schedule->ifNums) {
+      for (const char act : done[static_cast<size_t>(firing.act)]) {
+        minutes[firing.at] += std::to_string(port) + act + " ";
+      }
+    }
+  }
+  return minutes;
+}
+
 class SoakTest : public TickTest {
  protected:
   SoakTest() { options_ = {8, kPortsPerUnit, kPortsPerUnit}; }
@@ -157,18 +175,23 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
   const time_t firstDay = kFirstDays[pick(&random, 0, 4)];
   std::vector<Reckoned> schedules;
   std::vector<int64_t> ids;
+  std::vector<Schedule> asListed;
   for (uint32_t i = 0; i < kSchedules; ++i) {
     schedules.emplace_back(i, firstDay, days, &random);
     ids.push_back(create(schedules[i].members(), schedules[i].unit()));
+    const std::string object = scheduleJson(schedules[i].members());
+    asListed.push_back(readSchedule(jsonParse(object.c_str()).get(), schedules[i].unit()));
   }
+  auto expectations = foretold(asListed, firstDay, firstDay + days * kDaySec);
 
   for (time_t now = firstDay; now < firstDay + days * kDaySec; now += 60) {
     std::string expected;
     for (Reckoned& schedule : schedules) {
       expected += schedule.minute(now);
     }
-    ASSERT_EQ(byPort(tickAt(timeText(now, "%F %R"))), expected)
-        << timeText(now, "%F %R") << logText();
+    const std::string done = byPort(tickAt(timeText(now, "%F %R")));
+    ASSERT_EQ(done, expected) << timeText(now, "%F %R") << logText();
+    ASSERT_EQ(done, byPort(expectations[now])) << "the client, " << timeText(now, "%F %R");
   }
 
   for (size_t i = 0; i < kSchedules; ++i) {

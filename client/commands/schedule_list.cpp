@@ -6,7 +6,6 @@
 #include "client/command.h"
 #include "client/commands/schedule_check.h"
 #include "client/commands/schedules.h"
-#include "client/mapped.h"
 #include "client/text.h"
 #include "config/schedule_json.h"
 
@@ -32,10 +31,6 @@ std::vector<Cell> cellsOf(const Schedule& schedule, const PortNames& names, cons
           schedule.name.c_str(),         actionText(schedule),
           names.ranges(schedule.ifNums), daysText(schedule),
           nextCell(schedule, next, at),  next ? secondsText(next->at - at.now) : ""};
-}
-
-std::vector<std::string> portNamesOf(const Schedule& schedule, const PortNames& names) {
-  return mapped(schedule.ifNums, [&names](uint32_t ifNum) { return names.nameOrEmpty(ifNum); });
 }
 
 JsonPtr nextJson(const std::optional<Firing>& next, const ShownAt& at) {
@@ -103,6 +98,13 @@ JsonPtr schedulesJson(const std::vector<Schedule>& schedules, const PortNames& n
   return document.take();
 }
 
+JsonPtr portNamesJson(const Schedule& schedule, const PortNames& names) {
+  return jsonArray(schedule.ifNums, [&names](uint32_t ifNum) {
+    const std::string name = names.nameOrEmpty(ifNum);
+    return JsonPtr(name.empty() ? cJSON_CreateNull() : cJSON_CreateString(name.c_str()));
+  });
+}
+
 JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const ShownAt& at) {
   const JsonPtr shown = scheduleToJson(schedule);
   const std::optional<Firing> next = nextFiring(schedule, at.now, at.zone);
@@ -112,9 +114,7 @@ JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const
     JsonPtr member(cJSON_DetachItemFromObject(shown.get(), key));
     member != nullptr ? object.add(key, std::move(member)) : object.null(key);
   }
-  object.add("portNames", jsonArray(portNamesOf(schedule, names), [](const std::string& name) {
-               return JsonPtr(name.empty() ? cJSON_CreateNull() : cJSON_CreateString(name.c_str()));
-             }));
+  object.add("portNames", portNamesJson(schedule, names));
   object.add("next", nextJson(next, at));
   addTextOrNull(object, "never", next ? "" : whyNever(schedule, at.now, at.zone));
   return object.take();
