@@ -51,5 +51,6 @@ Action defineScheduleSet(CLI::App& app, Options& options);
 Action defineScheduleShow(CLI::App& app, Options& options);
 Action defineWait(CLI::App& app, Options& options);
 Action defineWhy(CLI::App& app, Options& options);
+Action defineWeek(CLI::App& app, Options& options);
 
 #endif

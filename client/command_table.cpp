@@ -23,6 +23,7 @@ const std::vector<Command>& commands() {
       {"export", "write schedules and boot delays to a file", defineExport},
       {"import", "make schedules and boot delays those of a file", defineImport},
       {"next", "what schedules do next", defineNext},
+      {"week", "seven days of ports as schedules make them", defineWeek},
       {"wait", "wait until the daemon answers", defineWait},
       {"call", "send one request and print the answer", defineCall},
   };

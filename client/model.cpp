@@ -303,6 +303,20 @@ std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors) {
   return mapped(sensors, [](const SensorPort& port) { return PoePort{port.unit, port.ifNum}; });
 }
 
+std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
+                                    const std::vector<PoePort>& meant) {
+  std::vector<SensorPort> some;
+  for (const PoePort& port : meant) {
+    const auto at = std::find_if(all.begin(), all.end(), [&port](const SensorPort& each) {
+      return each.unit == port.unit && each.ifNum == port.ifNum;
+    });
+    if (at != all.end()) {
+      some.push_back(*at);
+    }
+  }
+  return some;
+}
+
 const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
                              std::optional<int32_t> unit) {
   std::vector<const Schedule*> found = matching(schedules, word, unit, isNumbered);

@@ -105,6 +105,9 @@ std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
 BootDelay askBootDelay(Daemon& daemon, int32_t unit);
 
 std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);
+// Those of the ports that are meant, in the order of the meant ones.
+std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
+                                    const std::vector<PoePort>& meant);
 
 // The schedule that a person's word means: an id, else a name. unit, if given, is the only one that
 // counts. Throws Failure: kExitNoSuch for none, kExitUsage where two units have the name.

@@ -83,21 +83,6 @@ JsonPtr portJson(const SensorPort& port, const PortNames& names, const PortActs&
   return object.take();
 }
 
-// Those of the ports that the person means, all when he names none.
-std::vector<SensorPort> chosen(const std::vector<SensorPort>& all,
-                               const std::vector<PoePort>& meant) {
-  std::vector<SensorPort> some;
-  for (const PoePort& port : meant) {
-    const auto at = std::find_if(all.begin(), all.end(), [&port](const SensorPort& each) {
-      return each.unit == port.unit && each.ifNum == port.ifNum;
-    });
-    if (at != all.end()) {
-      some.push_back(*at);
-    }
-  }
-  return some;
-}
-
 std::set<int32_t> unitsOf(const std::vector<SensorPort>& ports) {
   std::set<int32_t> units;
   for (const SensorPort& port : ports) {
@@ -165,7 +150,7 @@ void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& sch
 [[noreturn]] void watch(const std::vector<PoePort>& meant, int64_t pauseMs, Session& session) {
   const std::vector<Schedule> schedules = session.schedules();
   for (;;) {
-    show(chosen(session.freshSensors(), meant), schedules, true, session);
+    show(chosenPorts(session.freshSensors(), meant), schedules, true, session);
     sleepMilliseconds(static_cast<int32_t>(pauseMs));
   }
 }
@@ -183,7 +168,7 @@ int runPorts(PortsOptions given, Session& session) {
   if (given.watchOption->count() > 0) {
     watch(meant, std::clamp<int64_t>(pauseMs.value_or(kDefaultWatchMs), 100, INT32_MAX), session);
   }
-  show(chosen(session.sensors(), meant), session.schedules(), false, session);
+  show(chosenPorts(session.sensors(), meant), session.schedules(), false, session);
   return kExitDone;
 }
 
