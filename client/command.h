@@ -49,6 +49,7 @@ Action defineScheduleGroup(CLI::App& app, Options& options);
 Action defineScheduleList(CLI::App& app, Options& options);
 Action defineScheduleSet(CLI::App& app, Options& options);
 Action defineScheduleShow(CLI::App& app, Options& options);
+Action defineStatus(CLI::App& app, Options& options);
 Action defineWait(CLI::App& app, Options& options);
 Action defineWhy(CLI::App& app, Options& options);
 Action defineWeek(CLI::App& app, Options& options);

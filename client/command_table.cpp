@@ -3,6 +3,7 @@
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> kCommands{
+      {"status", "how the switch's PoE is, at a glance", defineStatus},
       {"ports", "show PoE ports, their names and their power", definePorts},
       {"reset", "power-cycle ports, and show each until it is back", defineReset},
       {"schedule", "look at schedules", defineScheduleGroup},

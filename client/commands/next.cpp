@@ -86,7 +86,7 @@ JsonPtr firingJson(const Upcoming& upcoming, const PortNames& names, const Zone&
       .number("scheduleId", upcoming.schedule->scheduleId)
       .text("name", upcoming.schedule->name.c_str())
       .add("ifNums", jsonNumbers(upcoming.schedule->ifNums))
-      .add("portNames", portNamesJson(*upcoming.schedule, names));
+      .add("portNames", portNamesJson(upcoming.schedule->ifNums, names));
   return object.take();
 }
 

@@ -98,8 +98,8 @@ JsonPtr schedulesJson(const std::vector<Schedule>& schedules, const PortNames& n
   return document.take();
 }
 
-JsonPtr portNamesJson(const Schedule& schedule, const PortNames& names) {
-  return jsonArray(schedule.ifNums, [&names](uint32_t ifNum) {
+JsonPtr portNamesJson(const std::vector<uint32_t>& ifNums, const PortNames& names) {
+  return jsonArray(ifNums, [&names](uint32_t ifNum) {
     const std::string name = names.nameOrEmpty(ifNum);
     return JsonPtr(name.empty() ? cJSON_CreateNull() : cJSON_CreateString(name.c_str()));
   });
@@ -114,7 +114,7 @@ JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const
     JsonPtr member(cJSON_DetachItemFromObject(shown.get(), key));
     member != nullptr ? object.add(key, std::move(member)) : object.null(key);
   }
-  object.add("portNames", portNamesJson(schedule, names));
+  object.add("portNames", portNamesJson(schedule.ifNums, names));
   object.add("next", nextJson(next, at));
   addTextOrNull(object, "never", next ? "" : whyNever(schedule, at.now, at.zone));
   return object.take();

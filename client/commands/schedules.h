@@ -32,7 +32,7 @@ std::string scheduleText(const Schedule& schedule, const PortNames& names, const
 // instant and act of its next firing (both null when it has none) and "never" with the reason for
 // that.
 JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const ShownAt& at);
-// The names of its ports, in their order; null for one without a name.
-JsonPtr portNamesJson(const Schedule& schedule, const PortNames& names);
+// The names of ports, in their order; null for one without a name.
+JsonPtr portNamesJson(const std::vector<uint32_t>& ifNums, const PortNames& names);
 
 #endif

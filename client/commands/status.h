@@ -1,0 +1,31 @@
+// What status shows, for the command and its tests.
+#ifndef QUORIN_CLIENT_COMMANDS_STATUS_H
+#define QUORIN_CLIENT_COMMANDS_STATUS_H
+
+#include <string>
+#include <vector>
+
+#include "client/commands/schedules.h"
+#include "client/health.h"
+#include "client/upcoming.h"
+
+struct Status {
+  int64_t answerUs = 0;  // how long the daemon took for an answer, in microseconds
+  int64_t systemNow = 0;
+  std::vector<PortHealth> ports;
+  std::vector<Schedule> schedules;
+  std::vector<Run> openRuns;   // with their ports
+  std::vector<Run> runsOfDay;  // as askRunsOfDay gives them
+};
+
+std::string statusText(const Status& status, const PortNames& names, const ShownAt& at,
+                       const Screen& screen);
+// {"answerMicroseconds", "switchTime", "zone", "units": [{"unit", "poePorts"}], "ports": {a count
+// for each state}, "unexplained": [{"unit", "ifNum", "name", "label", "since", "runId", "why",
+// "command"}], "faults": [{"unit", "ifNum", "name", "label", "detectionStatus"}], "openRuns":
+// [run], "next": [as next shows them], "last24h": {"runs" and a count for each result}, "failed":
+// [run]}; a run is {"runId", "unit", "triggered", "scheduleId", "scheduleName", "scheduleType",
+// "status", "startedAt", "ifNums", "portNames", "why"}.
+JsonPtr statusDocument(const Status& status, const PortNames& names, const ShownAt& at);
+
+#endif

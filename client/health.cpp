@@ -1,0 +1,137 @@
+#include "client/health.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "client/companion.h"
+#include "client/text.h"
+
+namespace {
+
+constexpr int64_t kSecPerDay = 86400;
+constexpr int64_t kKeptSec = 30 * kSecPerDay;
+constexpr int64_t kMarginSec = 2 * kSecPerDay;
+constexpr const char* kNeverEnded = "Window end never fired";  // the daemon's word
+
+bool isOff(const SensorPort& port) {
+  return port.adminMode == "disable";
+}
+
+PortState stateOfOn(const SensorPort& port) {
+  return port.delivers()                       ? PortState::delivers
+         : port.detectionStatus == "searching" ? PortState::searches
+                                               : PortState::fault;
+}
+
+// A restart or a boot delay switches on again what it holds off now.
+PortState stateOfOff(const PortEvent* cause) {
+  if (cause == nullptr) {
+    return PortState::offUnexplained;
+  }
+  const bool isWindow = cause->cause == PortCause::windowStart;
+  if (isOffBySchedule(*cause) || (isWindow && cause->run.isOpen())) {
+    return PortState::offBySchedule;
+  }
+  return cause->run.isOpen() ? PortState::offByRun : PortState::offUnexplained;
+}
+
+// Runs that left a port as it was do not explain it.
+bool mayHaveSwitched(const RunPort& port) {
+  return port.status == "success" || port.status == "failed" || port.status == "pending";
+}
+
+const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules) {
+  const auto found = std::find_if(schedules.begin(), schedules.end(), [&run](const Schedule& each) {
+    return each.unit == run.unit && each.scheduleId == run.scheduleId;
+  });
+  return found != schedules.end() ? &*found : nullptr;
+}
+
+}  // namespace
+
+std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
+                                 const std::vector<Schedule>& schedules, int64_t systemNow,
+                                 const Zone& zone) {
+  std::vector<PortHealth> health;
+  for (const SensorPort& port : ports) {
+    if (!isOff(port)) {
+      health.push_back({port, stateOfOn(port), std::nullopt});
+      continue;
+    }
+    const std::vector<PortEvent> timeline =
+        portTimeline({port.unit, port.ifNum}, runs, schedules, systemNow, zone);
+    const PortEvent* cause = whatLeftOff(timeline, systemNow);
+    health.push_back(
+        {port, stateOfOff(cause), cause != nullptr ? std::make_optional(*cause) : std::nullopt});
+  }
+  return health;
+}
+
+std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
+                                  const std::vector<SensorPort>& ports, int64_t systemNow) {
+  std::set<uint32_t> unexplained;
+  for (const SensorPort& port : ports) {
+    if (port.unit == unit && isOff(port)) {
+      unexplained.insert(port.ifNum);
+    }
+  }
+  std::vector<Run> runs;
+  if (unexplained.empty()) {
+    return runs;
+  }
+
+  std::optional<int64_t> enough;
+  for (const Run& run : askRunsSince(daemon, unit, systemNow - kKeptSec)) {
+    if (enough && run.startedAt.value_or(0) < *enough) {
+      break;
+    }
+    runs.push_back(askRun(daemon, unit, run.runId));
+    for (const RunPort& port : runs.back().ports) {
+      unexplained.erase(mayHaveSwitched(port) ? port.ifNum : 0);
+    }
+    if (unexplained.empty() && !enough) {
+      enough = run.startedAt.value_or(0) - kMarginSec;
+    }
+  }
+  return runs;
+}
+
+std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit, int64_t systemNow) {
+  std::vector<Run> runs = askRunsSince(daemon, unit, systemNow - kSecPerDay);
+  for (Run& run : runs) {
+    if (!run.isOpen() && run.status != "success") {
+      run = askRun(daemon, unit, run.runId);
+    }
+  }
+  return runs;
+}
+
+std::string resultOf(const Run& run, const std::vector<Schedule>& schedules) {
+  const Schedule* schedule = scheduleOf(run, schedules);
+  if (schedule == nullptr || run.errorMessage != kNeverEnded) {
+    return run.status;
+  }
+  const Schedule* companion = companionNamed(schedules, *schedule);
+  const bool isEnded = companion != nullptr && isCompanion(*companion, *schedule);
+  return isEnded ? "success" : run.status;
+}
+
+std::string failureText(const Run& run, const PortNames& names) {
+  std::map<std::string, std::vector<uint32_t>> byMessage;
+  for (const RunPort& port : run.ports) {
+    if (port.status != "success" && !port.errorMessage.empty()) {
+      byMessage[port.errorMessage].push_back(port.ifNum);
+    }
+  }
+  std::vector<std::string> texts;
+  if (!run.errorMessage.empty()) {
+    texts.push_back(escaped(run.errorMessage));
+  }
+  for (const auto& [message, ifNums] : byMessage) {
+    if (message != run.errorMessage) {
+      texts.push_back(names.ranges(ifNums) + ": " + escaped(message));
+    }
+  }
+  return joined(texts, "; ");
+}

@@ -1,0 +1,46 @@
+// How a switch and its daemon are: ports that are off and why, and how runs went.
+#ifndef QUORIN_CLIENT_HEALTH_H
+#define QUORIN_CLIENT_HEALTH_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/model.h"
+#include "client/port_timeline.h"
+
+enum class PortState { delivers, searches, offBySchedule, offByRun, offUnexplained, fault };
+constexpr size_t kPortStates = 6;
+
+struct PortHealth {
+  SensorPort port;
+  PortState state = PortState::fault;  // a state of the switch that is none of the others
+  std::optional<PortEvent> cause;      // what left an unexplained one off, if a run did
+};
+
+// runs: as askRunsBehindOff gives them. systemNow is this system's time, which runs go by.
+std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
+                                 const std::vector<Schedule>& schedules, int64_t systemNow,
+                                 const Zone& zone);
+
+// The unit's runs, with their ports, from the newest to those that switched the ports that are off,
+// and the two days before them: what began there may have ended later. At most those of the time
+// that the daemon keeps.
+std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
+                                  const std::vector<SensorPort>& ports, int64_t systemNow);
+
+constexpr std::array<const char*, 4> kResults{"success", "partial", "failed", "aborted"};
+
+// The runs of the last 24 hours. Those that are neither open nor a success have their ports.
+std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit, int64_t systemNow);
+
+// Its status; "success" where it failed for want of an end that a companion brings.
+std::string resultOf(const Run& run, const std::vector<Schedule>& schedules);
+
+// What went wrong, as the daemon recorded it: the run's message, and each message of ports with
+// them; escaped.
+std::string failureText(const Run& run, const PortNames& names);
+
+#endif
