@@ -26,6 +26,7 @@ const std::vector<Command>& commands() {
       {"next", "what schedules do next", defineNext},
       {"week", "seven days of ports as schedules make them", defineWeek},
       {"wait", "wait until the daemon answers", defineWait},
+      {"metrics", "figures for Prometheus", defineMetrics},
       {"call", "send one request and print the answer", defineCall},
   };
   return kCommands;

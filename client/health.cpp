@@ -48,22 +48,31 @@ const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedule
   return found != schedules.end() ? &*found : nullptr;
 }
 
+// Whether the port's schedules switched it off last.
+bool isLeftOff(const SensorPort& port, const std::vector<Upcoming>& past) {
+  const auto last = std::find_if(past.rbegin(), past.rend(), [&port](const Upcoming& each) {
+    return actsOn(*each.schedule, port);
+  });
+  return last != past.rend() && last->firing.act == Act::off;
+}
+
 }  // namespace
 
-std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
-                                 const std::vector<Schedule>& schedules, int64_t systemNow,
-                                 const Zone& zone) {
+std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const HealthGround& ground) {
+  const std::vector<Upcoming> past =
+      firingsWithin(ground.schedules, ground.now - kFiringMemorySec, ground.now, ground.zone);
   std::vector<PortHealth> health;
   for (const SensorPort& port : ports) {
     if (!isOff(port)) {
       health.push_back({port, stateOfOn(port), std::nullopt});
       continue;
     }
-    const std::vector<PortEvent> timeline =
-        portTimeline({port.unit, port.ifNum}, runs, schedules, systemNow, zone);
-    const PortEvent* cause = whatLeftOff(timeline, systemNow);
-    health.push_back(
-        {port, stateOfOff(cause), cause != nullptr ? std::make_optional(*cause) : std::nullopt});
+    const std::vector<PortEvent> timeline = portTimeline(
+        {port.unit, port.ifNum}, ground.runs, ground.schedules, ground.systemNow, ground.zone);
+    const PortEvent* cause = whatLeftOff(timeline, ground.systemNow);
+    const bool isMeantOff = isLeftOff(port, past);
+    health.push_back({port, isMeantOff ? PortState::offBySchedule : stateOfOff(cause),
+                      cause != nullptr ? std::make_optional(*cause) : std::nullopt});
   }
   return health;
 }

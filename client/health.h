@@ -10,6 +10,7 @@
 
 #include "client/model.h"
 #include "client/port_timeline.h"
+#include "client/upcoming.h"
 
 enum class PortState { delivers, searches, offBySchedule, offByRun, offUnexplained, fault };
 constexpr size_t kPortStates = 6;
@@ -20,10 +21,18 @@ struct PortHealth {
   std::optional<PortEvent> cause;      // what left an unexplained one off, if a run did
 };
 
-// runs: as askRunsBehindOff gives them. systemNow is this system's time, which runs go by.
-std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
-                                 const std::vector<Schedule>& schedules, int64_t systemNow,
-                                 const Zone& zone);
+// What ports are judged by.
+struct HealthGround {
+  const std::vector<Run>& runs;  // as askRunsBehindOff gives them
+  const std::vector<Schedule>& schedules;
+  int64_t now = 0;        // the switch's time, which schedules go by
+  int64_t systemNow = 0;  // this system's, which runs go by
+  Zone zone;
+};
+
+// A port whose schedules last switched it off is off by a schedule, too, where no run tells so: the
+// daemon records no end of a window whose start it has not seen.
+std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const HealthGround& ground);
 
 // The unit's runs, with their ports, from the newest to those that switched the ports that are off,
 // and the two days before them: what began there may have ended later. At most those of the time

@@ -16,6 +16,12 @@ bool isEarlier(const Upcoming& a, const Upcoming& b) {
 
 }  // namespace
 
+bool actsOn(const Schedule& schedule, const SensorPort& port) {
+  const std::vector<uint32_t>& ifNums = schedule.ifNums;
+  return schedule.unit == port.unit &&
+         std::find(ifNums.begin(), ifNums.end(), port.ifNum) != ifNums.end();
+}
+
 std::vector<Upcoming> firingsWithin(const std::vector<Schedule>& schedules, int64_t after,
                                     int64_t last, const Zone& zone) {
   std::vector<Upcoming> all;

@@ -13,6 +13,11 @@ struct Upcoming {
   const Schedule* schedule = nullptr;  // one of those that were given
 };
 
+bool actsOn(const Schedule& schedule, const SensorPort& port);
+
+// How far back to look for what last acted: the day of a month comes within 62 days.
+constexpr int64_t kFiringMemorySec = int64_t{62} * 86400;
+
 // All firings in minutes that begin after one instant and not after another, in the order in which
 // the daemon carries them out: by time, then schedule by schedule.
 std::vector<Upcoming> firingsWithin(const std::vector<Schedule>& schedules, int64_t after,

@@ -33,44 +33,10 @@ void append(std::vector<Run>* all, const std::vector<Run>& more) {
   all->insert(all->end(), more.begin(), more.end());
 }
 
-Status askStatus(Session& session) {
-  Daemon& daemon = session.daemon();
-  Status status;
-  status.answerUs = measureAnswerUs(daemon);
-  status.systemNow = time(nullptr);
-  status.schedules = session.schedules();
-  std::vector<Run> behind;
-  for (const int32_t unit : session.units()) {
-    append(&status.openRuns, askOpenRuns(daemon, unit, status.systemNow));
-    append(&status.runsOfDay, askRunsOfDay(daemon, unit, status.systemNow));
-    append(&behind, askRunsBehindOff(daemon, unit, session.sensors(), status.systemNow));
-  }
-  status.ports =
-      healthOf(session.sensors(), behind, status.schedules, status.systemNow, session.zone());
-  return status;
-}
-
 std::map<int32_t, int64_t> portsByUnit(const Status& status) {
   std::map<int32_t, int64_t> counts;
   for (const PortHealth& health : status.ports) {
     ++counts[health.port.unit];
-  }
-  return counts;
-}
-
-std::array<int64_t, kPortStates> portsByState(const Status& status) {
-  std::array<int64_t, kPortStates> counts{};
-  for (const PortHealth& health : status.ports) {
-    ++counts[static_cast<size_t>(health.state)];
-  }
-  return counts;
-}
-
-// Runs of the day by result; those that are open count as none.
-std::map<std::string, int64_t> runsByResult(const Status& status) {
-  std::map<std::string, int64_t> counts;
-  for (const Run& run : status.runsOfDay) {
-    ++counts[resultOf(run, status.schedules)];
   }
   return counts;
 }
@@ -302,6 +268,39 @@ int runStatus(Session& session) {
 }
 
 }  // namespace
+
+Status askStatus(Session& session) {
+  Daemon& daemon = session.daemon();
+  Status status;
+  status.answerUs = measureAnswerUs(daemon);
+  status.systemNow = time(nullptr);
+  status.schedules = session.schedules();
+  std::vector<Run> behind;
+  for (const int32_t unit : session.units()) {
+    append(&status.openRuns, askOpenRuns(daemon, unit, status.systemNow));
+    append(&status.runsOfDay, askRunsOfDay(daemon, unit, status.systemNow));
+    append(&behind, askRunsBehindOff(daemon, unit, session.sensors(), status.systemNow));
+  }
+  status.ports = healthOf(session.sensors(), {behind, status.schedules, session.now(),
+                                              status.systemNow, session.zone()});
+  return status;
+}
+
+std::array<int64_t, kPortStates> portsByState(const Status& status) {
+  std::array<int64_t, kPortStates> counts{};
+  for (const PortHealth& health : status.ports) {
+    ++counts[static_cast<size_t>(health.state)];
+  }
+  return counts;
+}
+
+std::map<std::string, int64_t> runsByResult(const Status& status) {
+  std::map<std::string, int64_t> counts;
+  for (const Run& run : status.runsOfDay) {
+    ++counts[resultOf(run, status.schedules)];
+  }
+  return counts;
+}
 
 std::string statusText(const Status& status, const PortNames& names, const ShownAt& at,
                        const Screen& screen) {

@@ -2,11 +2,13 @@
 #ifndef QUORIN_CLIENT_COMMANDS_STATUS_H
 #define QUORIN_CLIENT_COMMANDS_STATUS_H
 
+#include <map>
 #include <string>
 #include <vector>
 
 #include "client/commands/schedules.h"
 #include "client/health.h"
+#include "client/session.h"
 #include "client/upcoming.h"
 
 struct Status {
@@ -17,6 +19,12 @@ struct Status {
   std::vector<Run> openRuns;   // with their ports
   std::vector<Run> runsOfDay;  // as askRunsOfDay gives them
 };
+
+// Throws what Daemon::ask throws.
+Status askStatus(Session& session);
+std::array<int64_t, kPortStates> portsByState(const Status& status);
+// Runs of the day; open ones under "running".
+std::map<std::string, int64_t> runsByResult(const Status& status);
 
 std::string statusText(const Status& status, const PortNames& names, const ShownAt& at,
                        const Screen& screen);

@@ -14,8 +14,7 @@ namespace {
 
 constexpr int32_t kDays = 7;
 constexpr int32_t kHoursPerDay = 24;
-constexpr int64_t kLookBackSec = int64_t{62} * 86400;  // the day of a month comes within 62 days
-constexpr size_t kGap = 2;                             // of a table's columns
+constexpr size_t kGap = 2;  // of a table's columns
 constexpr const char* kUpToNow =
     "up to now as schedules would have it, from now on from the modes that the ports have\n";
 
@@ -39,12 +38,6 @@ const Signs& signsOf(const Screen& screen) {
 
 bool isOn(const SensorPort& port) {
   return port.adminMode == "enable";
-}
-
-bool actsOn(const Schedule& schedule, const SensorPort& port) {
-  const std::vector<uint32_t>& ifNums = schedule.ifNums;
-  return schedule.unit == port.unit &&
-         std::find(ifNums.begin(), ifNums.end(), port.ifNum) != ifNums.end();
 }
 
 // The mode that the port has now stands among the changes, in its place.
@@ -232,7 +225,7 @@ Week weekOf(const std::vector<SensorPort>& ports, const std::vector<Schedule>& s
   TickTime end = firstDay;
   end.day += kDays;
   Week week{firstDay, at.shownZone.instantOf(firstDay), at.shownZone.instantOf(end), {}, {}};
-  const int64_t since = std::min(week.from, at.now) - kLookBackSec;
+  const int64_t since = std::min(week.from, at.now) - kFiringMemorySec;
   const std::vector<Upcoming> firings = firingsWithin(schedules, since, week.until - 1, at.zone);
 
   for (const SensorPort& port : ports) {

@@ -1,0 +1,204 @@
+// metrics: figures for Prometheus, in its text format.
+#include "client/commands/metrics.h"
+
+#include <cjson/cJSON.h>
+
+#include <cstdio>
+
+#include "client/command.h"
+#include "client/failure.h"
+#include "client/mapped.h"
+#include "client/text.h"
+
+namespace {
+
+constexpr const char* kPrefix = "quorin_poe_";
+constexpr double kMilliPerUnit = 1e3;
+constexpr double kMicroPerUnit = 1e6;
+
+constexpr std::array<const char*, 6> kDetectionStates{"delivering", "denied", "disabled",
+                                                      "fault",      "off",    "searching"};
+
+using Labels = std::vector<std::pair<const char*, std::string>>;
+
+Labels labelsOf(const SensorPort& port, const PortNames& names) {
+  return {{"unit", std::to_string(port.unit)},
+          {"ifnum", std::to_string(port.ifNum)},
+          {"port", names.nameOrEmpty(port.ifNum)},
+          {"label", names.labelOrEmpty(port.ifNum)}};
+}
+
+// A sample a port.
+template <typename ValueOf>
+Metric perPort(const char* name, const char* help, const Status& status, const PortNames& names,
+               const ValueOf& valueOf) {
+  return {name, help, mapped(status.ports, [&](const PortHealth& health) {
+            return Sample{labelsOf(health.port, names), static_cast<double>(valueOf(health.port))};
+          })};
+}
+
+// A sample for each state that a port may be in, so that a series does not end when it leaves it.
+Metric portStates(const Status& status, const PortNames& names) {
+  Metric metric{"port_state", "1 for the state that the port is in, else 0.", {}};
+  for (const PortHealth& health : status.ports) {
+    for (const char* state : kDetectionStates) {
+      Labels labels = labelsOf(health.port, names);
+      labels.emplace_back("state", state);
+      metric.samples.push_back({labels, health.port.detectionStatus == state ? 1.0 : 0.0});
+    }
+  }
+  return metric;
+}
+
+Metric powerLimits(const Status& status, const PortNames& names) {
+  Metric metric{"port_power_limit_watts", "What the port may take at most.", {}};
+  for (const PortHealth& health : status.ports) {
+    if (health.port.powerLimitMw) {
+      metric.samples.push_back({labelsOf(health.port, names),
+                                static_cast<double>(*health.port.powerLimitMw) / kMilliPerUnit});
+    }
+  }
+  return metric;
+}
+
+Metric portCounts(const Status& status) {
+  constexpr std::array<const char*, kPortStates> kConditions{
+      "delivering", "searching", "off_by_schedule", "off_by_run", "off_unexplained", "fault"};
+  const std::array<int64_t, kPortStates> counts = portsByState(status);
+  Metric metric{"ports", "Ports by what they do, and why those are off that are off.", {}};
+  for (size_t i = 0; i < kPortStates; ++i) {
+    metric.samples.push_back({{{"condition", kConditions[i]}}, static_cast<double>(counts[i])});
+  }
+  return metric;
+}
+
+Metric runCounts(const Status& status) {
+  std::map<std::string, int64_t> counts = runsByResult(status);
+  return {"day_runs", "Runs of the last 24 hours that have ended, by result.",
+          mapped(kResults, [&counts](const char* result) {
+            return Sample{{{"result", result}}, static_cast<double>(counts[result])};
+          })};
+}
+
+Metric nextFiringIn(const Status& status, int64_t now, const Zone& zone) {
+  Metric metric{"next_firing_seconds", "Until a schedule acts next; missing when none will.", {}};
+  for (const Upcoming& next : nextFirings(status.schedules, now, 1, zone)) {
+    metric.samples.push_back({{}, static_cast<double>(next.firing.at - now)});
+  }
+  return metric;
+}
+
+Metric single(const char* name, const char* help, double value) {
+  return {name, help, {{{}, value}}};
+}
+
+Metric up(bool isUp) {
+  return single("up", "Whether the daemon answered.", isUp ? 1 : 0);
+}
+
+// Backslash, quote and line end are the format's own; what else could harm a screen is escaped,
+// too.
+std::string labelValue(const std::string& text) {
+  std::string value;
+  for (const char c : escaped(text)) {
+    value += c == '\\' || c == '"' ? std::string("\\") + c : std::string(1, c);
+  }
+  return value;
+}
+
+std::string sampleText(const char* name, const Sample& sample) {
+  const std::vector<std::string> labels = mapped(sample.labels, [](const auto& label) {
+    return std::string(label.first) + "=\"" + labelValue(label.second) + "\"";
+  });
+  char value[32];
+  snprintf(value, sizeof value, "%.10g", sample.value);
+  return std::string(kPrefix) + name + (labels.empty() ? "" : "{" + joined(labels, ",") + "}") +
+         " " + value + "\n";
+}
+
+JsonPtr sampleJson(const Sample& sample) {
+  JsonObject labels;
+  for (const auto& [key, value] : sample.labels) {
+    labels.text(key, value.c_str());
+  }
+  JsonObject object;
+  object.add("labels", labels.take()).add("value", JsonPtr(cJSON_CreateNumber(sample.value)));
+  return object.take();
+}
+
+void print(const std::vector<Metric>& metrics, Session& session) {
+  const Output& output = session.output();
+  session.options().json ? output.printJson(metricsDocument(metrics))
+                         : output.print(metricsText(metrics));
+}
+
+// A daemon that does not answer is a figure, too, beside the error.
+int runMetrics(Session& session) try {
+  const Status status = askStatus(session);
+  print(metricsOf(status, session.names(), session.now(), session.zone()), session);
+  return kExitDone;
+} catch (const Failure& failure) {
+  if (failure.status() == kExitNoDaemon || failure.status() == kExitTimedOut) {
+    print(metricsOfSilence(), session);
+  }
+  throw;
+}
+
+}  // namespace
+
+std::vector<Metric> metricsOf(const Status& status, const PortNames& names, int64_t now,
+                              const Zone& zone) {
+  return {up(true),
+          single("answer_seconds", "How long the daemon took for an answer.",
+                 static_cast<double>(status.answerUs) / kMicroPerUnit),
+          perPort("port_enabled", "Whether the port is switched on.", status, names,
+                  [](const SensorPort& port) { return port.adminMode == "enable"; }),
+          portStates(status, names),
+          perPort("port_power_watts", "What the port delivers.", status, names,
+                  [](const SensorPort& port) {
+                    return static_cast<double>(port.powerMw) / kMilliPerUnit;
+                  }),
+          powerLimits(status, names),
+          perPort("port_temperature_celsius", "The temperature at the port.", status, names,
+                  [](const SensorPort& port) { return port.temperature; }),
+          portCounts(status),
+          runCounts(status),
+          single("open_runs", "Runs that have begun and not ended.",
+                 static_cast<double>(status.openRuns.size())),
+          single("schedules", "Schedules, disabled ones too.",
+                 static_cast<double>(status.schedules.size())),
+          nextFiringIn(status, now, zone)};
+}
+
+std::vector<Metric> metricsOfSilence() {
+  return {up(false)};
+}
+
+std::string metricsText(const std::vector<Metric>& metrics) {
+  std::string text;
+  for (const Metric& metric : metrics) {
+    const std::string name = std::string(kPrefix) + metric.name;
+    text += "# HELP " + name + " " + metric.help + "\n# TYPE " + name + " gauge\n";
+    for (const Sample& sample : metric.samples) {
+      text += sampleText(metric.name, sample);
+    }
+  }
+  return text;
+}
+
+JsonPtr metricsDocument(const std::vector<Metric>& metrics) {
+  JsonObject document;
+  document.add("metrics", jsonArray(metrics, [](const Metric& metric) {
+                 JsonObject object;
+                 object.text("name", (std::string(kPrefix) + metric.name).c_str())
+                     .text("help", metric.help)
+                     .add("samples", jsonArray(metric.samples, sampleJson));
+                 return object.take();
+               }));
+  return document.take();
+}
+
+Action defineMetrics(CLI::App& app, Options& options) {
+  addUnit(app, options);
+  return runMetrics;
+}

@@ -1,0 +1,34 @@
+// What metrics prints, for the command and its tests.
+#ifndef QUORIN_CLIENT_COMMANDS_METRICS_H
+#define QUORIN_CLIENT_COMMANDS_METRICS_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client/commands/status.h"
+
+struct Sample {
+  std::vector<std::pair<const char*, std::string>> labels;
+  double value = 0;
+};
+
+// A gauge; its name is without the prefix that all have.
+struct Metric {
+  const char* name;
+  const char* help;
+  std::vector<Sample> samples;
+};
+
+// now is the switch's time.
+std::vector<Metric> metricsOf(const Status& status, const PortNames& names, int64_t now,
+                              const Zone& zone);
+// Of a daemon that does not answer.
+std::vector<Metric> metricsOfSilence();
+
+// The text format of Prometheus.
+std::string metricsText(const std::vector<Metric>& metrics);
+// {"metrics": [{"name", "help", "samples": [{"labels": {}, "value"}]}]}.
+JsonPtr metricsDocument(const std::vector<Metric>& metrics);
+
+#endif
