@@ -36,7 +36,7 @@ void addColorOption(CLI::App& app, Options* options) {
                                         : ColorMode::never;
   };
   app.add_option_function<std::string>("--color", read, "colours: auto, always or never [auto]")
-      ->type_name("WHEN");
+      ->type_name("{auto,always,never}");
 }
 
 void addCommonOptions(CLI::App& app, Options* options) {

@@ -37,6 +37,7 @@ Action defineLog(CLI::App& app, Options& options);
 Action defineLogLevel(CLI::App& app, Options& options);
 Action defineExport(CLI::App& app, Options& options);
 Action defineImport(CLI::App& app, Options& options);
+Action defineCompletion(CLI::App& app, Options& options);
 Action defineMetrics(CLI::App& app, Options& options);
 Action defineNext(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);

@@ -28,6 +28,8 @@ const std::vector<Command>& commands() {
       {"wait", "wait until the daemon answers", defineWait},
       {"metrics", "figures for Prometheus", defineMetrics},
       {"call", "send one request and print the answer", defineCall},
+      {"completion", "the script for a shell that completes commands, names and ports",
+       defineCompletion},
   };
   return kCommands;
 }

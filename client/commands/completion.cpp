@@ -1,0 +1,206 @@
+// completion: what a shell needs to complete this program's words.
+#include "client/commands/completion.h"
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+
+#include "client/command.h"
+#include "client/text.h"
+
+namespace {
+
+// Before and behind the cases that are made of the commands and options.
+constexpr const char* kHead =
+    R"bash(# Completes quorin_poectl in bash. To use it now: . <(quorin_poectl completion bash)
+_quorin_poectl_ask() {  # _quorin_poectl_ask WHAT: the program's answer, one word a line
+  local i command=("${COMP_WORDS[0]}" completion "$1" --quiet --timeout 2s)
+  for ((i = 1; i < COMP_CWORD - 1; i++)); do
+    [[ ${COMP_WORDS[i]} == --socket ]] && command+=(--socket "${COMP_WORDS[i + 1]}")
+  done
+  "${command[@]}" 2>/dev/null
+}
+
+_quorin_poectl() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+  local path="" words="" kind="" lead="" candidate i
+  for ((i = 1; i < COMP_CWORD; i++)); do
+    case "$path ${COMP_WORDS[i]}" in
+)bash";
+
+constexpr const char* kTail = R"bash(  esac
+
+  COMPREPLY=()
+  case "$kind" in
+    FILE) mapfile -t COMPREPLY < <(compgen -f -- "$word") ;;
+    PORT) [[ $word == *,* ]] && lead=${word%,*}, ;;
+  esac
+  while IFS= read -r candidate; do
+    [[ $candidate == -* && $word != -* ]] && continue
+    [[ -n $candidate && $lead$candidate == "${word//\\/}"* ]] &&
+      COMPREPLY+=("$lead$(printf %q "$candidate")")
+  done < <(
+    # shellcheck disable=SC2086  # the words are many
+    [[ -z $words ]] || printf '%s\n' $words
+    case "$kind" in
+      PORT) _quorin_poectl_ask ports ;;
+      ID) _quorin_poectl_ask schedules ;;
+    esac
+  )
+}
+complete -F _quorin_poectl quorin_poectl
+)bash";
+
+std::vector<const CLI::App*> subcommandsOf(const CLI::App& app) {
+  return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
+// " schedule list"; empty for the program.
+std::string pathOf(const CLI::App& app) {
+  return app.get_parent() == nullptr ? "" : pathOf(*app.get_parent()) + " " + app.get_name();
+}
+
+// The app and all below it, in the order of the help.
+std::vector<const CLI::App*> withAllBelow(const CLI::App& app) {
+  std::vector<const CLI::App*> all{&app};
+  for (const CLI::App* each : subcommandsOf(app)) {
+    const std::vector<const CLI::App*> below = withAllBelow(*each);
+    all.insert(all.end(), below.begin(), below.end());
+  }
+  return all;
+}
+
+bool isPositional(const CLI::Option& option) {
+  return option.get_lnames().empty() && option.get_snames().empty();
+}
+
+std::vector<std::string> namesOf(const CLI::Option& option) {
+  std::vector<std::string> names;
+  for (const std::string& name : option.get_snames()) {
+    names.push_back("-" + name);
+  }
+  for (const std::string& name : option.get_lnames()) {
+    names.push_back("--" + name);
+  }
+  return names;
+}
+
+// The words of "{a,b,c}" in a name, separated by blanks; empty for others.
+std::string choicesOf(const std::string& name) {
+  const size_t open = name.find('{');
+  const size_t close = name.find('}');
+  return open == std::string::npos || close == std::string::npos
+             ? ""
+             : joined(splitAt(name.substr(open + 1, close - open - 1), ','), " ");
+}
+
+std::string kindOf(const std::string& name) {
+  const bool isKnown = name == "PORT" || name == "ID" || name == "FILE";
+  return isKnown ? name : name == "PATH" ? "FILE" : "";
+}
+
+// Without empty ones and repeats.
+std::vector<std::string> eachOnce(const std::vector<std::string>& words) {
+  std::vector<std::string> some;
+  for (const std::string& word : words) {
+    if (!word.empty() && std::find(some.begin(), some.end(), word) == some.end()) {
+      some.push_back(word);
+    }
+  }
+  return some;
+}
+
+// What may come next in a command: its subcommands, arguments and options, and the options of all.
+std::string wordsCase(const CLI::App& app) {
+  std::vector<std::string> words;
+  std::string kind;
+  for (const CLI::App* each : subcommandsOf(app)) {
+    words.push_back(each->get_name());
+  }
+  for (const CLI::App* level = &app; level != nullptr; level = level->get_parent()) {
+    for (const CLI::Option* option : level->get_options()) {
+      const std::vector<std::string> names = namesOf(*option);
+      words.insert(words.end(), names.begin(), names.end());
+      if (isPositional(*option)) {
+        words.push_back(choicesOf(option->get_type_name()));
+        kind = kind.empty() ? kindOf(option->get_single_name()) : kind;
+      }
+    }
+  }
+  return "    \"" + pathOf(app) + "\") words=\"" + joined(eachOnce(words), " ") +
+         "\" kind=" + kind + " ;;\n";
+}
+
+// What an option that takes a value takes; nothing is offered where it is not known.
+std::string valueCases(const CLI::App& app) {
+  std::string cases;
+  for (const CLI::Option* option : app.get_options()) {
+    if (isPositional(*option) || option->get_expected_max() == 0) {
+      continue;
+    }
+    const std::string type = option->get_type_name();
+    for (const std::string& name : namesOf(*option)) {
+      cases += "    \"" + pathOf(app) + "\"*\" " + name + "\") words=\"" + choicesOf(type) +
+               "\" kind=" + kindOf(type) + " ;;\n";
+    }
+  }
+  return cases;
+}
+
+std::vector<std::string> wordsFor(const std::string& what, Session& session) {
+  std::vector<std::string> words;
+  if (what == "schedules") {
+    for (const Schedule& schedule : session.schedules()) {
+      words.push_back(escaped(schedule.name.c_str()));
+    }
+    return words;
+  }
+  for (const PoePort& port : session.poePorts()) {
+    words.push_back(session.names().name(port.ifNum));
+    words.push_back(escaped(session.names().labelOrEmpty(port.ifNum)));
+  }
+  return eachOnce(words);
+}
+
+int runCompletion(const CLI::App& app, const std::string& what, Session& session) {
+  const bool isScript = what == "bash";
+  const std::string script = isScript ? bashCompletion(*app.get_parent()) : "";
+  const std::vector<std::string> words =
+      isScript ? std::vector<std::string>() : wordsFor(what, session);
+  const Output& output = session.output();
+  if (!session.options().json) {
+    output.print(isScript || words.empty() ? script : joined(words, "\n") + "\n");
+    return kExitDone;
+  }
+  JsonObject document;
+  addTextOrNull(document, "script", script);
+  document.add("words", jsonArray(words, [](const std::string& word) {
+                 return JsonPtr(cJSON_CreateString(word.c_str()));
+               }));
+  output.printJson(document.take());
+  return kExitDone;
+}
+
+}  // namespace
+
+std::string bashCompletion(const CLI::App& program) {
+  std::string commands;
+  std::string words;
+  std::string values;
+  for (const CLI::App* app : withAllBelow(program)) {
+    commands +=
+        app == &program ? "" : (commands.empty() ? "" : " | ") + ("\"" + pathOf(*app) + "\"");
+    words += wordsCase(*app);
+    values += valueCases(*app);
+  }
+  return kHead + ("      " + commands) + ") path+=\" ${COMP_WORDS[i]}\" ;;\n    esac\n  done\n" +
+         "  case \"$path\" in\n" + words + "  esac\n  case \"$path $before\" in\n" + values + kTail;
+}
+
+Action defineCompletion(CLI::App& app, Options&) {
+  const auto what = std::make_shared<std::string>();
+  app.add_option("WHAT", *what, "bash: the script; ports, schedules: the words that it asks for")
+      ->required()
+      ->check(CLI::IsMember({"bash", "ports", "schedules"}));
+  return [what, &app](Session& session) { return runCompletion(app, *what, session); };
+}
