@@ -32,12 +32,12 @@ int32_t wholeSeconds(const char* option, int64_t milliseconds, int32_t least, in
 
 Action defineBootDelay(CLI::App& app, Options& options);
 Action defineCall(CLI::App& app, Options& options);
+Action defineCompletion(CLI::App& app, Options& options);
+Action defineExport(CLI::App& app, Options& options);
 Action defineHistory(CLI::App& app, Options& options);
+Action defineImport(CLI::App& app, Options& options);
 Action defineLog(CLI::App& app, Options& options);
 Action defineLogLevel(CLI::App& app, Options& options);
-Action defineExport(CLI::App& app, Options& options);
-Action defineImport(CLI::App& app, Options& options);
-Action defineCompletion(CLI::App& app, Options& options);
 Action defineMetrics(CLI::App& app, Options& options);
 Action defineNext(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);
@@ -53,7 +53,7 @@ Action defineScheduleSet(CLI::App& app, Options& options);
 Action defineScheduleShow(CLI::App& app, Options& options);
 Action defineStatus(CLI::App& app, Options& options);
 Action defineWait(CLI::App& app, Options& options);
-Action defineWhy(CLI::App& app, Options& options);
 Action defineWeek(CLI::App& app, Options& options);
+Action defineWhy(CLI::App& app, Options& options);
 
 #endif
