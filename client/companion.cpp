@@ -91,6 +91,11 @@ bool isCompanion(const Schedule& other, const Schedule& schedule) {
          containsAll(other.days, wanted.days) && containsAll(other.ifNums, wanted.ifNums);
 }
 
+const Schedule* companionAmong(const std::vector<Schedule>& all, const Schedule& schedule) {
+  const Schedule* other = companionNamed(all, schedule);
+  return other != nullptr && isCompanion(*other, schedule) ? other : nullptr;
+}
+
 const Schedule* companionNamed(const std::vector<Schedule>& all, const Schedule& schedule) {
   for (const Schedule& other : all) {
     if (other.unit == schedule.unit && other.name.c_str() == companionName(schedule)) {

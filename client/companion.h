@@ -26,6 +26,9 @@ Schedule companionOf(const Schedule& schedule);
 // one window: enabled, with the companion's name, times and days, and all the ports.
 bool isCompanion(const Schedule& other, const Schedule& schedule);
 
+// Which of all it is; null for none.
+const Schedule* companionAmong(const std::vector<Schedule>& all, const Schedule& schedule);
+
 // The schedule of the companion's name, which may be one no longer; null for none.
 const Schedule* companionNamed(const std::vector<Schedule>& all, const Schedule& schedule);
 

@@ -12,7 +12,6 @@ namespace {
 constexpr int64_t kSecPerDay = 86400;
 constexpr int64_t kKeptSec = 30 * kSecPerDay;
 constexpr int64_t kMarginSec = 2 * kSecPerDay;
-constexpr const char* kNeverEnded = "Window end never fired";  // the daemon's word
 
 bool isOff(const SensorPort& port) {
   return port.adminMode == "disable";
@@ -39,13 +38,6 @@ PortState stateOfOff(const PortEvent* cause) {
 // Runs that left a port as it was do not explain it.
 bool mayHaveSwitched(const RunPort& port) {
   return port.status == "success" || port.status == "failed" || port.status == "pending";
-}
-
-const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules) {
-  const auto found = std::find_if(schedules.begin(), schedules.end(), [&run](const Schedule& each) {
-    return each.unit == run.unit && each.scheduleId == run.scheduleId;
-  });
-  return found != schedules.end() ? &*found : nullptr;
 }
 
 // Whether the port's schedules switched it off last.
@@ -121,9 +113,7 @@ std::string resultOf(const Run& run, const std::vector<Schedule>& schedules) {
   if (schedule == nullptr || run.errorMessage != kNeverEnded) {
     return run.status;
   }
-  const Schedule* companion = companionNamed(schedules, *schedule);
-  const bool isEnded = companion != nullptr && isCompanion(*companion, *schedule);
-  return isEnded ? "success" : run.status;
+  return companionAmong(schedules, *schedule) != nullptr ? "success" : run.status;
 }
 
 std::string failureText(const Run& run, const PortNames& names) {

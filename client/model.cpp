@@ -299,6 +299,13 @@ BootDelay askBootDelay(Daemon& daemon, int32_t unit) {
   return readBootDelay(daemon.ask("bootdelay.get", unitParams(unit)).get(), unit);
 }
 
+const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules) {
+  const auto found = std::find_if(schedules.begin(), schedules.end(), [&run](const Schedule& each) {
+    return each.unit == run.unit && each.scheduleId == run.scheduleId;
+  });
+  return found != schedules.end() ? &*found : nullptr;
+}
+
 std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors) {
   return mapped(sensors, [](const SensorPort& port) { return PoePort{port.unit, port.ifNum}; });
 }

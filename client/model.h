@@ -104,6 +104,11 @@ std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
                                 const std::vector<PoePort>& ports, size_t enough);
 BootDelay askBootDelay(Daemon& daemon, int32_t unit);
 
+// The schedule whose run it was, as it is now; null when it is gone.
+const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules);
+// The daemon's word for a run whose window's end never came.
+constexpr const char* kNeverEnded = "Window end never fired";
+
 std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);
 // Those of the ports that are meant, in the order of the meant ones.
 std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,

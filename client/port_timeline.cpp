@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <tuple>
 
+#include "client/companion.h"
 #include "client/text.h"
 
 namespace {
 
 // The daemon's own words in its records.
 constexpr const char* kCutOff = "Interrupted by unexpected reboot";
-constexpr const char* kNeverEnded = "Window end never fired";
 constexpr const char* kBusy = "port busy";
 
 // How far a run came with a port.
@@ -60,22 +60,16 @@ PortEffect opposite(PortEffect effect) {
   return effect == PortEffect::on ? PortEffect::off : PortEffect::on;
 }
 
-const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules) {
-  const auto found = std::find_if(schedules.begin(), schedules.end(), [&run](const Schedule& each) {
-    return each.unit == run.unit && each.scheduleId == run.scheduleId;
-  });
-  return found != schedules.end() ? &*found : nullptr;
-}
-
 // One run's events for one port.
 class RunTeller {
  public:
-  RunTeller(const Run& run, const RunPort& port, const Schedule* schedule, bool isAccompanied)
+  RunTeller(const Run& run, const RunPort& port, const Schedule* schedule,
+            const std::string& companionName)
       : schedule_(schedule), fate_(fateOf(run, port)), cause_(causeOf(run)) {
     event_.run = run;
     event_.run.ports = {port};
     event_.actionText = schedule != nullptr ? actionText(*schedule) : "";
-    event_.hasCompanion = isAccompanied;
+    event_.companionName = companionName;
     effect_ = startEffect(run, cause_);
   }
 
@@ -181,8 +175,8 @@ std::string outcomeText(const PortEvent& event) {
   if (wasCutOff(event)) {
     return "cut off by a restart of the daemon";
   }
-  if (event.hasCompanion && run.errorMessage == kNeverEnded) {
-    return "whose last night " + inQuotes(run.scheduleName + kCompanionSuffix) + " ends";
+  if (!event.companionName.empty() && run.errorMessage == kNeverEnded) {
+    return "whose last night " + inQuotes(event.companionName) + " ends";
   }
   const std::string& why = run.errorMessage.empty() ? portSays : run.errorMessage;
   return escaped(run.status + (why.empty() ? "" : ": " + why));
@@ -212,14 +206,6 @@ std::string endText(const PortEvent& event, const std::string& verb, bool isSame
 
 }  // namespace
 
-bool hasCompanion(int32_t unit, const std::string& scheduleName,
-                  const std::vector<Schedule>& schedules) {
-  const std::string name = scheduleName + kCompanionSuffix;
-  return std::any_of(schedules.begin(), schedules.end(), [&](const Schedule& each) {
-    return each.unit == unit && name == each.name.c_str();
-  });
-}
-
 std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>& runs,
                                     const std::vector<Schedule>& schedules, int64_t now,
                                     const Zone& zone) {
@@ -231,8 +217,10 @@ std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>&
     if (run.unit != port.unit || own == run.ports.end()) {
       continue;
     }
-    RunTeller teller(run, *own, scheduleOf(run, schedules),
-                     hasCompanion(run.unit, run.scheduleName, schedules));
+    const Schedule* schedule = scheduleOf(run, schedules);
+    const Schedule* companion =
+        schedule != nullptr ? companionAmong(schedules, *schedule) : nullptr;
+    RunTeller teller(run, *own, schedule, companion != nullptr ? companion->name.c_str() : "");
     const std::vector<PortEvent> events = teller.tell(runs, now, zone);
     timeline.insert(timeline.end(), events.begin(), events.end());
   }

@@ -35,16 +35,11 @@ struct PortEvent {
   std::string actionText;  // "off 22:00-06:00" of its schedule as it is now; empty when it is gone
   // Of a window's start that has had no end yet: when the schedule as it is now ends it.
   std::optional<int64_t> endsAt;
-  bool hasCompanion = false;  // a second schedule ends its schedule's last night
+  std::string companionName;  // of the schedule that ends its schedule's last night; may be empty
 
   const RunPort& port() const { return run.ports.front(); }
   bool isBySchedule() const { return run.scheduleId.has_value(); }
 };
-
-// The name of the schedule that ends another's last night is that one's name and this.
-constexpr const char* kCompanionSuffix = " (morning after)";
-bool hasCompanion(int32_t unit, const std::string& scheduleName,
-                  const std::vector<Schedule>& schedules);
 
 // What happened to the port, oldest first, in as far as the runs (with their ports, in any order,
 // of any unit and port) tell. now is this system's time, which runs go by.
