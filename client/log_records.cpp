@@ -32,8 +32,8 @@ bool isStampAt(std::string_view text) {
     return false;
   }
   for (size_t i = 0; i < kStampForm.size(); ++i) {
-    const bool isDigit = text[i] >= '0' && text[i] <= '9';
-    if (kStampForm[i] == '0' ? !isDigit : text[i] != kStampForm[i]) {
+    const char found = isdigit(static_cast<unsigned char>(text[i])) != 0 ? '0' : text[i];
+    if (found != kStampForm[i]) {
       return false;
     }
   }
@@ -47,7 +47,7 @@ size_t beginningAt(std::string_view text) {
     return 0;
   }
   const size_t close = text.find("): ", kStampForm.size());
-  if (close == std::string_view::npos || close > kStampForm.size() + kMaxLevelBytes) {
+  if (close > kStampForm.size() + kMaxLevelBytes) {  // npos, too
     return 0;
   }
   for (size_t i = kStampForm.size(); i < close; ++i) {

@@ -12,6 +12,7 @@
 #include "base/sleep.h"
 #include "client/command.h"
 #include "client/confirm.h"
+#include "client/mapped.h"
 #include "client/text.h"
 
 namespace {
@@ -69,11 +70,7 @@ std::vector<UnitReset> splitByUnit(const std::vector<PoePort>& ports) {
     reset.unit = port.unit;
     reset.ports.push_back(port);
   }
-  std::vector<UnitReset> all;
-  for (auto& [unit, reset] : units) {
-    all.push_back(std::move(reset));
-  }
-  return all;
+  return mapped(units, [](const auto& unit) { return unit.second; });
 }
 
 std::vector<UnitReset> whatToReset(const ResetOptions& given, Session& session) {
@@ -120,11 +117,8 @@ struct BegunRuns {
 };
 
 std::string runNumbers(const std::vector<Run>& runs) {
-  std::vector<std::string> texts;
-  for (const Run& run : runs) {
-    texts.push_back("run " + std::to_string(run.runId));
-  }
-  return joined(texts, ", ");
+  return joined(mapped(runs, [](const Run& run) { return "run " + std::to_string(run.runId); }),
+                ", ");
 }
 
 std::string goesOn(const std::vector<Run>& runs) {

@@ -148,24 +148,26 @@ std::optional<int64_t> expectedEnd(const PortAccount& account) {
 }
 
 std::string eventsText(const PortAccount& account, const Zone& shownZone, const Screen& screen) {
-  Table table({{""}, {""}, {""}});
+  Table table({{""}, {""}});
   const PortEvent* last = nullptr;
   for (const PortEvent* event : eventsOf(account)) {
     const bool isSameRun = last != nullptr && last->run.runId == event->run.runId;
     const bool isEnd = event == account.on && account.off != nullptr;
     const std::string length =
         isEnd ? " (dark for " + secondsText(event->at - account.off->at) + ")" : "";
-    const std::string prefix = event == account.before && account.off != nullptr ? "before: " : "";
-    table.row(
-        {"", momentText(event->at, shownZone), prefix + eventText(*event, isSameRun) + length});
+    const bool isBefore = event == account.before && account.off != nullptr;
+    std::string text = isBefore ? "before: " : "";
+    text += eventText(*event, isSameRun) + length;
+    table.row({momentText(event->at, shownZone), text});
     last = event;
   }
   if (const std::optional<int64_t> end = expectedEnd(account)) {
-    table.row({"", momentText(*end, shownZone), "will be switched on by the end of that window"});
+    table.row({momentText(*end, shownZone), "will be switched on by the end of that window"});
   }
   std::string text;
   for (const std::string& line : splitAt(table.text(screen), '\n')) {
-    text += line.empty() ? "" : "  " + line + "\n";
+    text += line.empty() ? "" : "  ";
+    text += line + (line.empty() ? "" : "\n");
   }
   return text;
 }
