@@ -190,7 +190,7 @@ std::string perhapsText(const PortEvent& event) {
   if (event.cause == PortCause::restart || event.cause == PortCause::bootDelay) {
     return "perhaps left off";
   }
-  return event.run.scheduleType == "power_on" ? "perhaps switched on" : "perhaps switched off";
+  return isToOff(event) ? "perhaps switched off" : "perhaps switched on";
 }
 
 std::string endText(const PortEvent& event, const std::string& verb, bool isSameRun) {
@@ -205,6 +205,15 @@ std::string endText(const PortEvent& event, const std::string& verb, bool isSame
 }
 
 }  // namespace
+
+bool isToOff(const PortEvent& event) {
+  if (event.effect != PortEffect::unclear) {
+    return event.effect == PortEffect::off;
+  }
+  const PortEffect start = startEffect(event.run, causeOf(event.run));
+  const bool isEnd = event.cause == PortCause::windowEnd;
+  return (isEnd ? opposite(start) : start) == PortEffect::off;
+}
 
 std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>& runs,
                                     const std::vector<Schedule>& schedules, int64_t now,
@@ -264,7 +273,7 @@ std::string eventText(const PortEvent& event, bool isSameRun) {
              : isEnd      ? endText(event, "not switched", isSameRun)
                           : "left as it was by " + runText(event);
     case PortEffect::unclear:
-      return isEnd ? endText(event, "perhaps switched", isSameRun)
+      return isEnd ? endText(event, perhapsText(event), isSameRun)
                    : perhapsText(event) + " by " + runText(event);
     default:
       break;

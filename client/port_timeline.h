@@ -41,6 +41,9 @@ struct PortEvent {
   bool isBySchedule() const { return run.scheduleId.has_value(); }
 };
 
+// Switched off, for certain or, where the effect is unclear, perhaps.
+bool isToOff(const PortEvent& event);
+
 // What happened to the port, oldest first, in as far as the runs (with their ports, in any order,
 // of any unit and port) tell. now is this system's time, which runs go by.
 std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>& runs,

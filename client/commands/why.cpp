@@ -42,10 +42,6 @@ const char* stateText(State state) {
   }
 }
 
-bool isDark(const PortEvent& event) {
-  return event.effect == PortEffect::off || event.effect == PortEffect::unclear;
-}
-
 // The switchings in a timeline: indices of the events that are no mere attempts.
 std::vector<size_t> switchings(const std::vector<PortEvent>& timeline) {
   std::vector<size_t> all;
@@ -61,12 +57,12 @@ std::vector<size_t> switchings(const std::vector<PortEvent>& timeline) {
 void fillDark(const std::vector<PortEvent>& timeline, const std::vector<size_t>& all, size_t last,
               PortAccount* account) {
   size_t first = last;
-  while (first > 0 && isDark(timeline[all[first - 1]])) {
+  while (first > 0 && isToOff(timeline[all[first - 1]])) {
     --first;
   }
   account->off = &timeline[all[first]];
   account->before = first > 0 ? &timeline[all[first - 1]] : nullptr;
-  while (last < all.size() && isDark(timeline[all[last]])) {
+  while (last < all.size() && isToOff(timeline[all[last]])) {
     ++last;
   }
   account->on = last < all.size() ? &timeline[all[last]] : nullptr;
@@ -142,7 +138,7 @@ std::vector<const PortEvent*> eventsOf(const PortAccount& account) {
 std::optional<int64_t> expectedEnd(const PortAccount& account) {
   std::optional<int64_t> end;
   for (const PortEvent* event : eventsOf(account)) {
-    end = event->endsAt && isDark(*event) ? event->endsAt : end;
+    end = event->endsAt && isToOff(*event) ? event->endsAt : end;
   }
   return account.on == nullptr ? end : std::nullopt;
 }
@@ -153,8 +149,8 @@ std::string eventsText(const PortAccount& account, const Zone& shownZone, const 
   for (const PortEvent* event : eventsOf(account)) {
     const bool isSameRun = last != nullptr && last->run.runId == event->run.runId;
     const bool isEnd = event == account.on && account.off != nullptr;
-    const std::string length =
-        isEnd ? " (dark for " + secondsText(event->at - account.off->at) + ")" : "";
+    const char* dark = event->effect == PortEffect::unclear ? " (perhaps dark for " : " (dark for ";
+    const std::string length = isEnd ? dark + secondsText(event->at - account.off->at) + ")" : "";
     const bool isBefore = event == account.before && account.off != nullptr;
     std::string text = isBefore ? "before: " : "";
     text += eventText(*event, isSameRun) + length;
@@ -177,7 +173,7 @@ std::string notes(const WhyQuestion& question, const PortAccount& account) {
   const PortEvent* last = lastSwitching(question.timeline, question.now);
   const bool isOff = question.sensor && account.state == State::off;
   std::string text;
-  if (isOff && (last == nullptr || !isDark(*last))) {
+  if (isOff && (last == nullptr || last->effect == PortEffect::on)) {
     text +=
         "No run that is known left it off: somebody did with the switch's own CLI, or it was "
         "longer ago.\n";
@@ -336,8 +332,9 @@ PortAccount accountOf(const WhyQuestion& question) {
   const auto later =
       std::find_if(all.begin(), all.end(), [&](size_t i) { return timeline[i].at > question.at; });
   auto last = static_cast<size_t>(later - all.begin());
-  const bool isOn = last > 0 && !isDark(timeline[all[last - 1]]);
-  while (last > 0 && !isDark(timeline[all[last - 1]])) {
+  const bool isOn = last > 0 && !isToOff(timeline[all[last - 1]]);
+  const bool isSure = last > 0 && timeline[all[last - 1]].effect == PortEffect::on;
+  while (last > 0 && !isToOff(timeline[all[last - 1]])) {
     --last;
   }
   if (last > 0) {
@@ -347,7 +344,7 @@ PortAccount accountOf(const WhyQuestion& question) {
   }
 
   account.state = question.sensor ? stateOf(*question.sensor)
-                  : isOn          ? State::on
+                  : isOn          ? (isSure ? State::on : State::maybeOff)
                   : last > 0      ? darkState(account, question.at)
                                   : State::unknown;
   return account;
