@@ -272,13 +272,14 @@ void checkGap(const Schedule& schedule, const Zone& zone, const std::vector<Tick
 // What a schedule does in the coming weeks, looked up once for the comparison with all others.
 struct Course {
   const Schedule* schedule = nullptr;
+  int64_t windowSec = 0;
   std::vector<Firing> firings;
 };
 
 std::vector<Course> coursesOf(const CheckGround& ground) {
   const TickTime today = ground.zone.tickAt(ground.now);
   return mapped(ground.schedules, [&](const Schedule& schedule) {
-    Course course{&schedule, {}};
+    Course course{&schedule, windowMinutes(schedule) * kSecPerMin, {}};
     for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
       const std::vector<Firing> ofDay = firingsOn(schedule, dayAfter(today, i), ground.zone);
       course.firings.insert(course.firings.end(), ofDay.begin(), ofDay.end());
@@ -304,15 +305,15 @@ bool isSettled(const Schedule& starting, const Firing& start, const Schedule& en
 }
 
 // Whether the first schedule's firing undoes what the second one's firing wants.
-bool undoes(const Schedule& first, const Firing& act, const Schedule& second,
-            const Firing& wanted) {
+bool undoes(const Course& first, const Firing& act, const Course& second, const Firing& wanted) {
   if (leavesOn(act) == leavesOn(wanted)) {
     return false;
   }
   if (act.at == wanted.at) {
-    return !isSettled(second, wanted, first, act) && !isSettled(first, act, second, wanted);
+    return !isSettled(*second.schedule, wanted, *first.schedule, act) &&
+           !isSettled(*first.schedule, act, *second.schedule, wanted);
   }
-  const int64_t end = wanted.at + windowMinutes(second) * kSecPerMin;
+  const int64_t end = wanted.at + second.windowSec;
   return isLast(act) && !isLast(wanted) && wanted.at < act.at && act.at < end;
 }
 
@@ -326,7 +327,7 @@ std::optional<int64_t> firstUndoing(const Course& first, const Course& second, i
         std::lower_bound(second.firings.begin(), second.firings.end(), act.at - kSecPerDay,
                          [](const Firing& firing, int64_t instant) { return firing.at < instant; });
     for (; wanted != second.firings.end() && wanted->at <= act.at; ++wanted) {
-      if (undoes(*first.schedule, act, *second.schedule, *wanted)) {
+      if (undoes(first, act, second, *wanted)) {
         return act.at;
       }
     }

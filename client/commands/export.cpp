@@ -19,7 +19,7 @@ std::string printed(const JsonPtr& document) {
 }
 
 // A unit without ports that was never set is none.
-void leaveOutNothing(const std::vector<PoePort>& ports, std::vector<BootDelay>* bootDelays) {
+void leaveOutAbsentUnits(const std::vector<PoePort>& ports, std::vector<BootDelay>* bootDelays) {
   std::vector<BootDelay> kept;
   for (const BootDelay& each : *bootDelays) {
     bool isThere = each.delaySec > 0;
@@ -35,7 +35,7 @@ void leaveOutNothing(const std::vector<PoePort>& ports, std::vector<BootDelay>* 
 
 int runExport(const std::string& path, Session& session) {
   SiteConfig config = askSiteConfig(session);
-  leaveOutNothing(session.poePorts(), &config.bootDelays);
+  leaveOutAbsentUnits(session.poePorts(), &config.bootDelays);
   const std::string text = printed(siteDocument(config, session.names()));
   if (path.empty() || path == "-") {
     session.output().print(text);
