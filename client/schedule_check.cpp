@@ -403,7 +403,7 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckGround& ground) {
 
 std::string whyUseless(const Schedule& schedule, int64_t now, const Zone& zone) {
   const Schedule enabled = enabledCopy(schedule);
-  const std::string time = unreadableTime(enabled);
+  std::string time = unreadableTime(enabled);
   if (!time.empty()) {
     return time;
   }

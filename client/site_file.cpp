@@ -149,6 +149,11 @@ void readFileBootDelays(const cJSON* array, SiteFile* file, std::vector<SiteFaul
   }
 }
 
+std::string nameIn(const SiteFile& file, uint32_t ifNum) {
+  const auto found = file.portNames.find(ifNum);
+  return found != file.portNames.end() ? found->second : "";
+}
+
 // The ports of the file, under its own names.
 std::vector<PoePort> filePorts(const SiteFile& file) {
   std::vector<PoePort> ports;
@@ -164,10 +169,7 @@ std::vector<PoePort> filePorts(const SiteFile& file) {
 }
 
 std::vector<PoePort> portsOfFile(const std::string& word, const SiteFile& file) try {
-  const auto nameOf = [&file](uint32_t ifNum) {
-    const auto found = file.portNames.find(ifNum);
-    return found != file.portNames.end() ? found->second : "";
-  };
+  const auto nameOf = [&file](uint32_t ifNum) { return nameIn(file, ifNum); };
   return PortNames(nameOf, {}).parse({word}, filePorts(file));
 } catch (const Failure& failure) {
   throw Failure(failure.status(), "--map " + escaped(word) + ": the file has no such port.");
@@ -198,6 +200,11 @@ PortMap portMapOf(const std::vector<std::string>& maps, const PortsNamed& portsN
 }
 
 void mapSchedule(const PortMap& map, const std::vector<PoePort>& ports, Schedule* schedule) {
+  const bool isMapped = std::any_of(schedule->ifNums.begin(), schedule->ifNums.end(),
+                                    [&map](uint32_t ifNum) { return map.count(ifNum) > 0; });
+  if (!isMapped) {
+    return;
+  }
   std::set<int32_t> units;
   std::set<uint32_t> ifNums;
   for (uint32_t& ifNum : schedule->ifNums) {
@@ -222,44 +229,46 @@ void mapSchedule(const PortMap& map, const std::vector<PoePort>& ports, Schedule
   schedule->unit = *units.begin();
 }
 
-// The first port of the schedule that this switch has not, or calls by another name.
-SiteFault portFault(const Schedule& schedule, const SiteFile& file, const SiteGround& ground) {
-  for (const uint32_t ifNum : schedule.ifNums) {
-    const auto inFile = file.portNames.find(ifNum);
-    const std::string here = ground.names.nameOrEmpty(ifNum);
-    const std::string there = inFile != file.portNames.end() ? inFile->second : "";
-    const std::string shown = there.empty() ? std::to_string(ifNum) : escaped(there);
-    const bool isPort = std::any_of(
-        ground.ports.begin(), ground.ports.end(),
-        [&](const auto& port) { return port.unit == schedule.unit && port.ifNum == ifNum; });
-    if (!isPort) {
-      return {kExitNoSuch, shown + " (ifNum " + std::to_string(ifNum) +
-                               ") is no PoE port of unit " + std::to_string(schedule.unit) +
-                               " here: --map " + shown + "=PORT"};
-    }
-    if (!there.empty() && !here.empty() && here != there) {
-      return {kExitUsage, "ifNum " + std::to_string(ifNum) + " is " + shown + " in the file and " +
-                              escaped(here) + " here: say which is meant with --map " + shown +
-                              "=PORT"};
-    }
+// Without a text for a port that the switch has under the name that the file gives it.
+SiteFault portFault(int32_t unit, uint32_t ifNum, const SiteFile& file, const SiteGround& ground) {
+  const std::string number = std::to_string(ifNum);
+  const std::string inFile = escaped(nameIn(file, ifNum));
+  const std::string here = escaped(ground.names.nameOrEmpty(ifNum));
+  const std::string hint = "--map " + (inFile.empty() ? number : inFile) + "=PORT";
+  const bool isPort =
+      std::any_of(ground.ports.begin(), ground.ports.end(),
+                  [&](const PoePort& port) { return port.unit == unit && port.ifNum == ifNum; });
+  if (!isPort) {
+    return {kExitNoSuch, "ifNum " + number +
+                             (inFile.empty() ? "" : ", " + inFile + " in the file,") +
+                             " is no PoE port of unit " + std::to_string(unit) + " here: " + hint};
+  }
+  if (!inFile.empty() && !here.empty() && here != inFile) {
+    return {kExitUsage, "ifNum " + number + " is " + inFile + " in the file and " + here +
+                            " here: say which is meant with " + hint};
   }
   return {};
 }
 
 // Dates that are over are no fault: what was stored once can be stored again.
 SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file, const SiteGround& ground) {
-  SiteFault fault = portFault(schedule, file, ground);
-  if (!fault.text.empty() || ground.isForced) {
-    return fault;
+  if (ground.isForced) {
+    return {};
+  }
+  for (const uint32_t ifNum : schedule.ifNums) {
+    SiteFault fault = portFault(schedule.unit, ifNum, file, ground);
+    if (!fault.text.empty()) {
+      return fault;
+    }
   }
   Schedule undated = schedule;
   undated.startDate.assign(nullptr);
   undated.endDate.assign(nullptr);
   const std::string useless = whyUseless(undated, ground.now, ground.zone);
-  if (!useless.empty()) {
-    fault = {kExitUsage, "the daemon would store it, but " + useless + " (--force stores it)"};
+  if (useless.empty()) {
+    return {};
   }
-  return fault;
+  return {kExitUsage, "the daemon would store it, but " + useless + " (--force stores it)"};
 }
 
 }  // namespace

@@ -41,8 +41,8 @@ using PortsNamed = std::function<std::vector<PoePort>(const std::string&)>;
 void mapPorts(const std::vector<std::string>& maps, const PortsNamed& portsNamed,
               const std::vector<PoePort>& ports, SiteFile* file);
 
-// What of the plan cannot be carried out on a switch with these ports, or, unless forced, would be
-// stored and never fire.
+// What of the plan is not for a switch with these ports, or would be stored and never fire; nothing
+// when forced.
 struct SiteGround {
   const std::vector<PoePort>& ports;
   const PortNames& names;

@@ -48,7 +48,7 @@ std::string changesText(const Schedule& before, const Schedule& after, const Por
     const std::string was = aspect(before);
     const std::string is = aspect(after);
     if (was != is && !was.empty() && !is.empty()) {
-      changes.push_back(was + " > " + is);
+      changes.push_back(joined({was, is}, " > "));
     }
   }
   return joined(changes, ", ");
@@ -296,7 +296,8 @@ Action defineImport(CLI::App& app, Options&) {
   app.add_option("--map", given->maps, "ports of the file that are others here: 1/0/3=2/0/3")
       ->type_name("PORT=PORT")
       ->allow_extra_args(false);
-  app.add_flag("--force", given->isForced, "store also what would never fire");
+  app.add_flag("--force", given->isForced,
+               "store also what would never fire or has ports that are not here");
   app.add_flag("-y,--yes", given->isYes, "do not ask when a window is open");
   return [given](Session& session) { return runImport(*given, session); };
 }
