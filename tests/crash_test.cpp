@@ -32,25 +32,23 @@ class CrashTest : public RootTest {
     }
   }
 
-  // Lets all clients work until the daemon is gone. True when it went as it was told to.
+  // Lets all clients work until the daemon is gone.
   void loadUntilItEnds(DaemonProcess& daemon, bool stopped) {
     ending_ = false;
-    std::vector<std::thread> threads;
+    std::vector<std::future<void>> work;
     for (LoadClient& client : clients_) {
-      threads.emplace_back([&] { answered_ += client.work(); });
+      work.push_back(std::async(std::launch::async, [&] { answered_ += client.work(); }));
     }
     const std::vector<SocketClient> silent(stopped ? kSilentClients : 0);
-    std::this_thread::sleep_for(
-        std::chrono::milliseconds(random_() % kMaxLifeMs));  // the random moment
+    // Until the random moment.
+    std::this_thread::sleep_for(std::chrono::milliseconds(random_() % kMaxLifeMs));
     EXPECT_EQ(switchsim::misuseCount(), misuses_) << switchsim::viewSwitch()->lastMisuse;
     ending_ = true;
     daemon.signal(stopped ? SIGTERM : SIGKILL);
-    EXPECT_EQ(daemon.wait(), stopped ? 0 : -SIGKILL) << logText();
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
-    misuses_ = switchsim::misuseCount();  // after a stop, threads still call a switch that was left
-                                          // already
+    EXPECT_EQ(daemon.wait(), stopped ? 0 : -SIGKILL);
+    work.clear();
+    // After a stop, threads still call a switch that was left already.
+    misuses_ = switchsim::misuseCount();
   }
 
   // lastRun: the newest run of before, or 0.
@@ -59,13 +57,11 @@ class CrashTest : public RootTest {
       EXPECT_EQ(queryValue(path, "PRAGMA integrity_check;"), "ok") << path;
       EXPECT_EQ(queryValue(path, "PRAGMA foreign_key_check;"), "") << path;
     }
-    for (const std::string& left :
-         {"WHERE h.status='running' AND (trigger_source='manual' OR run_id<=" + lastRun + ")",
-          std::string("JOIN poe_history_port p USING (run_id) WHERE h.status<>'running' AND "
-                      "p.status='pending'")}) {
-      EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT COUNT(*) FROM poe_history h " + left), "0")
-          << left;
-    }
+    EXPECT_EQ(runCount("status='running' AND (trigger_source='manual' OR run_id<=" + lastRun + ")"),
+              0);
+    EXPECT_EQ(runCount("status<>'running' AND run_id IN (SELECT run_id FROM poe_history_port WHERE "
+                       "status='pending')"),
+              0);
     for (LoadClient& client : clients_) {
       client.check();
     }
@@ -79,12 +75,11 @@ class CrashTest : public RootTest {
     Switchings happened = happened_;
     DatabasePtr db;
     openDatabase(kHistoryDbPath, &db);
-    const StatementPtr rows = prepareStatement(
-        db.get(),
-        "SELECT if_num, v.on_, SUM(p.status='success'), SUM(p.status<>'skipped') FROM poe_history "
-        "h "
-        "JOIN poe_history_port p USING (run_id) JOIN (SELECT 0 AS on_ UNION SELECT 1) v ON "
-        "schedule_type<>iif(on_, 'power_off', 'power_on') GROUP BY if_num, v.on_;");
+    const StatementPtr rows = prepareStatement(db.get(), R"sql(
+        SELECT if_num, v.on_, SUM(p.status='success'), SUM(p.status<>'skipped')
+        FROM poe_history h JOIN poe_history_port p USING (run_id)
+          JOIN (SELECT 0 AS on_ UNION SELECT 1) v
+            ON schedule_type<>iif(on_, 'power_off', 'power_on') GROUP BY if_num, v.on_;)sql");
     ASSERT_NE(rows, nullptr) << sqlite3_errmsg(db.get());
     const auto number = [&](int column) { return sqlite3_column_int(rows.get(), column); };
     Switchings recorded;
@@ -129,8 +124,8 @@ TEST_F(CrashTest, nothingAcknowledgedIsLostHoweverItEnds) {
     // Every other time only: reading the database repairs it, which the daemon must be able to do
     // by itself.
     const std::string lastRun =
-        cycle % 2 == 0 ? "0" : queryValue(kHistoryDbPath, "SELECT MAX(run_id) FROM poe_history;");
-    ASSERT_TRUE(daemon.startReady()) << "cycle " << cycle << logText();
+        cycle % 2 == 0 ? "0" : query("SELECT MAX(run_id) FROM poe_history;");
+    ASSERT_TRUE(daemon.startReady()) << "cycle " << cycle;
     checkAfterStart(lastRun);
     loadUntilItEnds(daemon, cycle % kStopEvery == kStopEvery - 1);
   }

@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "daemon/paths.h"
+#include "switchsim/shared_state.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/socket_client.h"
 
@@ -20,22 +21,6 @@ constexpr int kSpeed = 50;
 constexpr uid_t kAnother = 50000;
 constexpr const char* kNoDatabase =
     "This is no database, and it is long enough to be seen to be none.";
-
-using DaemonTest = RootTest;
-
-bool logHas(const std::string& text) {
-  return countOf(readFile(kLogFilePath), text) > 0;
-}
-
-// The log's errors are these, one a part.
-void expectErrors(const std::string& errors) {
-  std::istringstream parts(errors);
-  int count = 0;
-  for (std::string error; std::getline(parts, error, '|'); ++count) {
-    EXPECT_EQ(countOf(readFile(kLogFilePath), error), 1) << error;
-  }
-  EXPECT_EQ(countOf(readFile(kLogFilePath), "(ERROR)"), count) << readFile(kLogFilePath);
-}
 
 // Whether another user can open the file, which reading and locking begin with; when not root,
 // always.
@@ -50,6 +35,21 @@ bool isOpenToAnother(const std::string& path) {
   return opened != 0;
 }
 
+class DaemonTest : public RootTest {
+ protected:
+  // The log's errors are these, one a part.
+  static void expectErrors(const std::string& errors) {
+    std::istringstream parts(errors);
+    int count = 0;
+    for (std::string error; std::getline(parts, error, '|'); ++count) {
+      EXPECT_EQ(logged(error), 1) << error;
+    }
+    EXPECT_EQ(logged("(ERROR)"), count);
+  }
+
+  DaemonProcess daemon_{TEST_DAEMON, kSpeed};
+};
+
 }  // namespace
 
 TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften) {
@@ -57,14 +57,13 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
   for (const std::vector<int>& signals : cases) {
     SetUp();
     writeFile(kLogLevelPath, signals.size() > 1 ? "7" : "6");
-    DaemonProcess daemon(TEST_DAEMON, kSpeed);
-    ASSERT_TRUE(daemon.startReady([] { umask(0); }));
-    const std::string pid = std::to_string(daemon.pid());
+    ASSERT_TRUE(daemon_.startReady([] { umask(0); }));
+    const std::string pid = std::to_string(daemon_.pid());
     EXPECT_EQ(readFile(kPidFilePath), pid + "\n");
     EXPECT_EQ(fs::status(kDataDirPath).permissions(), fs::perms(0755));
     EXPECT_EQ(switchsim::viewSwitch()->lastClientName, "quorin_poed_" + pid);
     EXPECT_EQ(switchsim::viewSwitch()->crashlogCount, 1U);
-    EXPECT_TRUE(waitUntil([] { return logHas("] quorin_poed ready"); }));
+    EXPECT_TRUE(waitForLog("] quorin_poed ready"));
     for (const auto& task : fs::directory_iterator("/proc/" + pid + "/task")) {
       const std::string status = readFile(task.path() / "status");
       if (status.empty()) {
@@ -75,9 +74,9 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
           << "only the main thread is interrupted";
     }
     for (const int signalNumber : signals) {
-      daemon.signal(signalNumber);
+      daemon_.signal(signalNumber);
     }
-    EXPECT_EQ(daemon.wait(), 0);
+    EXPECT_EQ(daemon_.wait(), 0);
     EXPECT_FALSE(fs::exists(kPidFilePath) || fs::exists(kSocketPath));
     const std::string text = logText();
     EXPECT_LT(text.find("] quorin_poed starting (pid=" + pid + ")"),
@@ -89,92 +88,83 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
 }
 
 TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReadable) {
-  const std::string schedules = kScheduleDbPath, history = kHistoryDbPath;
-  fs::create_directories(kDataDirPath);
-  for (const std::string& older :
-       {schedules, history, schedules + "-wal", std::string(kBootDelayConfigPath)}) {
+  const std::string schedules = kScheduleDbPath, history = kHistoryDbPath,
+                    settings = kBootDelayConfigPath, lock = kLockFilePath;
+  for (const std::string& older : {schedules, history, schedules + "-wal", settings}) {
     writeFile(older, "");
     fs::permissions(older, fs::perms(0644));
   }
-  DaemonProcess daemon(TEST_DAEMON, kSpeed);
-  ASSERT_TRUE(daemon.startReady([] { umask(027); })) << logText();
+  ASSERT_TRUE(daemon_.startReady([] { umask(027); }));
   rpc("bootdelay.set", R"({"unit":1,"delaySec":5})");
-  const bool canTry =
-      geteuid() == 0 &&
-      isOpenToAnother(kLogFilePath);  // not where the build folder is closed to others
-  for (const std::string& path :
-       {schedules, schedules + "-wal", schedules + "-shm", history, history + "-wal",
-        history + "-shm", std::string(kBootDelayConfigPath), std::string(kLockFilePath)}) {
+  // Not where the build folder is closed to others.
+  const bool canTry = geteuid() == 0 && isOpenToAnother(kLogFilePath);
+  for (const std::string& path : {schedules, schedules + "-wal", schedules + "-shm", history,
+                                  history + "-wal", history + "-shm", settings, lock}) {
     EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600)) << path;
     EXPECT_TRUE(!canTry || !isOpenToAnother(path)) << path;
   }
-  const std::pair<std::string, fs::perms> forOthers[] = {{kLogLevelPath, fs::perms(0666)},
-                                                         {kLogFilePath, fs::perms(0644)},
-                                                         {kPidFilePath, fs::perms(0644)},
-                                                         {kSocketPath, fs::perms(0660)}};
-  for (const auto& [path, mode] : forOthers) {
-    EXPECT_EQ(fs::status(path).permissions(), mode) << path;
+  for (const auto& [path, mode] : {std::pair{kLogLevelPath, 0666},
+                                   {kLogFilePath, 0644},
+                                   {kPidFilePath, 0644},
+                                   {kSocketPath, 0660}}) {
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(mode)) << path;
   }
 }
 
 TEST_F(DaemonTest, aSecondStartTellsOfTheFirstAndTouchesNothing) {
-  DaemonProcess first(TEST_DAEMON, kSpeed);
-  ASSERT_TRUE(first.startReady()) << logText();
+  ASSERT_TRUE(daemon_.startReady());
   rpc("manual.reset", R"({"unit":1,"request":{"ifNums":[1],"offTimeSec":9999}})");
+  const std::string first = std::to_string(daemon_.pid());
   DaemonProcess second(TEST_DAEMON, kSpeed);
   second.start();
   EXPECT_EQ(second.wait(), 1);
-  EXPECT_EQ(countOf(logText(),
-                    "another quorin_poed is running (pid " + std::to_string(first.pid()) + ")"),
-            1);
-  EXPECT_EQ(readFile(kPidFilePath), std::to_string(first.pid()) + "\n");
-  EXPECT_EQ(jsonText(rpcResult("history.detail", R"({"unit":1,"runId":1})"), "status"), "running");
-  first.signal(SIGKILL);
-  first.wait();
+  EXPECT_EQ(logged("another quorin_poed is running (pid " + first + ")"), 1);
+  EXPECT_EQ(readFile(kPidFilePath), first + "\n");
+  EXPECT_EQ(runCount("status='running'"), 1);
+  daemon_.signal(SIGKILL);
+  daemon_.wait();
   second.startReady();
-  EXPECT_EQ(second.stop(), 0) << "nothing is left of the first one's lock" << logText();
+  EXPECT_EQ(second.stop(), 0) << "nothing is left of the first one's lock";
 }
 
 TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
-  const std::string mkdirFailed = std::string("] mkdir(") + kDataDirPath + ") failed: ";
-  const std::tuple<std::function<void()>, std::string, bool> cases[] = {
-      // whether it leaves a pid file
+  const std::string mkdirFailed = fill("] mkdir(%) failed: ", kDataDirPath);
+  const std::pair<std::function<void()>, std::string> cases[] = {
       {[] { fs::remove_all(fs::path(kDataDirPath).parent_path()); },
-       mkdirFailed + "No such file or directory", false},
-      {[] { fs::create_symlink("nowhere", kDataDirPath); }, mkdirFailed + "File exists", false},
+       mkdirFailed + "No such file or directory"},
+      {[] { fs::create_symlink("nowhere", kDataDirPath); }, mkdirFailed + "File exists"},
       {[] { failCalls(Operation::clientRegister, 0, -7); },
-       "] \nFailed to initialize RPC to OpEN. Exiting (result = -7)\n|] openapi client init failed",
-       true},
+       "] \nFailed to initialize RPC to OpEN. Exiting (result = -7)\n|] openapi client init "
+       "failed"},
       {[] { fs::create_directories(kHistoryDbPath); },
-       "] history db open failed: unable to open database file|] history store init failed", true},
+       "] history db open failed: unable to open database file|] history store init failed"},
       {[] { writeFile(kHistoryDbPath, kNoDatabase); },
-       "] history schema apply failed: file is not a database|] history store init failed", true},
+       "] history schema apply failed: file is not a database|] history store init failed"},
       {[] { writeFile(kScheduleDbPath, kNoDatabase); },
-       "] schedule schema apply failed: file is not a database|] schedule store init failed", true},
+       "] schedule schema apply failed: file is not a database|] schedule store init failed"},
       {[] {
          writeFile(kScheduleDbPath, "");
          EXPECT_EQ(chmod(kScheduleDbPath, 0444) + chown(kScheduleDbPath, kAnother, kAnother), 0);
        },
        "] schedule db open failed: attempt to write a readonly database|] schedule store init "
-       "failed",
-       true}};
-  for (const auto& [prepare, errors, leavesPidFile] : cases) {
+       "failed"}};
+  for (const auto& [prepare, errors] : cases) {
     if (geteuid() != 0 && countOf(errors, "readonly") > 0) {
       continue;  // nobody else's files to be had
     }
     SetUp();
     prepare();
-    DaemonProcess daemon(TEST_DAEMON, kSpeed);
-    daemon.start([] {
-      prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE), prctl(PR_CAPBSET_DROP, CAP_FOWNER);
-    });  // modes bind it
-    const std::string pid = std::to_string(daemon.pid());
-    EXPECT_EQ(daemon.wait(), 1) << errors;
-    EXPECT_EQ(readFile(kPidFilePath), leavesPidFile ? pid + "\n" : "") << errors;
+    // Modes bind it.
+    daemon_.start([] {
+      prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE);
+      prctl(PR_CAPBSET_DROP, CAP_FOWNER);
+    });
+    const std::string pid = std::to_string(daemon_.pid());
+    EXPECT_EQ(daemon_.wait(), 1) << errors;
+    EXPECT_EQ(readFile(kPidFilePath), countOf(errors, "mkdir") == 0 ? pid + "\n" : "") << errors;
     expectErrors(errors);
-    EXPECT_FALSE(logHas("quorin_poed ready") || logHas("exiting cleanly") ||
-                 fs::exists(kSocketPath))
-        << logText();
+    EXPECT_EQ(logged("quorin_poed ready") + logged("exiting cleanly"), 0);
+    EXPECT_FALSE(fs::exists(kSocketPath));
   }
 }
 
@@ -191,15 +181,14 @@ TEST_F(DaemonTest, whatIsNotEssentialDoesNotKeepItFromStarting) {
   for (const auto& [prepare, errors] : cases) {
     SetUp();
     prepare();
-    DaemonProcess daemon(TEST_DAEMON, kSpeed);
-    daemon.start();
-    EXPECT_TRUE(waitUntil([] { return logHas("] quorin_poed ready"); })) << logText();
+    daemon_.start();
+    EXPECT_TRUE(waitForLog("] quorin_poed ready"));
     const bool serves =
         fs::is_directory(kSocketPath) || waitUntil([] { return SocketClient().connected(); });
-    EXPECT_TRUE(serves) << logText();
+    EXPECT_TRUE(serves);
     EXPECT_EQ(readFile(kPidFilePath),
-              fs::is_directory(kPidFilePath) ? "" : std::to_string(daemon.pid()) + "\n");
-    EXPECT_EQ(daemon.stop(), 0);
+              fs::is_directory(kPidFilePath) ? "" : std::to_string(daemon_.pid()) + "\n");
+    EXPECT_EQ(daemon_.stop(), 0);
     expectErrors(errors);
   }
 }
@@ -208,27 +197,23 @@ TEST_F(DaemonTest, waitsForTheSwitchOsThroughSixFailedChecksAndGivesUpAfterTheSe
   for (const auto& [failures, warnings, status] : {std::array{1, 1, 0}, {6, 6, 0}, {7, 6, 1}}) {
     SetUp();
     failCalls(Operation::connectivityCheck, 0, -5, static_cast<uint32_t>(failures));
-    const auto begin = std::chrono::steady_clock::now();
-    DaemonProcess daemon(TEST_DAEMON, kSpeed);
-    EXPECT_EQ(daemon.startReady(), status == 0) << logText();
-    const std::chrono::duration<double> waited =
-        (std::chrono::steady_clock::now() - begin) * kSpeed;
-    EXPECT_GE(waited.count(), warnings * 3.0);
-    EXPECT_EQ(daemon.stop(), status);
+    const int64_t beginMs = switchsim::monotonicMs();
+    EXPECT_EQ(daemon_.startReady(), status == 0);
+    EXPECT_GE((switchsim::monotonicMs() - beginMs) * kSpeed, warnings * 3000);
+    EXPECT_EQ(daemon_.stop(), status);
     const char* warning = "] RPC call can fail until server starts. Keep trying (result = -5)\n";
-    EXPECT_EQ(countOf(logText(), "(WARN)"), warnings) << logText();
-    EXPECT_EQ(countOf(logText(), warning), warnings) << logText();
+    EXPECT_EQ(std::pair(logged("(WARN)"), logged(warning)), std::pair(warnings, warnings));
   }
 }
 
 TEST_F(DaemonTest, aStopSignalBeforeTheSwitchOsAnswersIsIgnored) {
   switchsim::setServerUp(false);
-  DaemonProcess daemon(TEST_DAEMON, 2);
-  daemon.start();
-  ASSERT_TRUE(waitUntil([] { return logHas("Keep trying"); }));
-  daemon.signal(SIGTERM);
+  DaemonProcess slow(TEST_DAEMON, 2);
+  slow.start();
+  ASSERT_TRUE(waitForLog("Keep trying"));
+  slow.signal(SIGTERM);
   switchsim::setServerUp(true);
-  EXPECT_TRUE(waitUntil([] { return SocketClient().connected(); })) << logText();
-  daemon.signal(SIGKILL);
-  EXPECT_EQ(daemon.wait(), -SIGKILL);
+  EXPECT_TRUE(waitUntil([] { return SocketClient().connected(); }));
+  slow.signal(SIGKILL);
+  EXPECT_EQ(slow.wait(), -SIGKILL);
 }

@@ -51,14 +51,13 @@ class HistoryTest : public StoreTest {
   // A run, then its ports: state (two letters), time (* is later than any script's) and message if
   // it is not that of the step of that time. - is NULL.
   static std::string show(int64_t run) {
-    return ofRun(run,
-                 "status||' '||ifnull(overall_result, '-')||' '||ifnull(error_message, '-')||' '||"
-                 "ifnull(iif(completed_at>1000000, '*', completed_at), '-')") +
+    return ofRun(run, R"sql(
+        status || ' ' || ifnull(overall_result, '-') || ' ' || ifnull(error_message, '-') || ' ' ||
+        ifnull(iif(completed_at>1000000, '*', completed_at), '-'))sql") +
            " | " +
-           ofRun(run,
-                 "group_concat(if_num||substr(status, 1, 2)||iif(executed_at<1000000, executed_at, "
-                 "'*')||"
-                 "ifnull(replace('\"'||error_msg||'\"', '\"m'||executed_at||'\"', ''), '-'), ' ')",
+           ofRun(run, R"sql(
+        group_concat(if_num || substr(status, 1, 2) || iif(executed_at<1000000, executed_at, '*') ||
+          ifnull(replace('"'||error_msg||'"', '"m'||executed_at||'"', ''), '-'), ' '))sql",
                  "(SELECT * FROM poe_history_port ORDER BY if_num)");
   }
 
@@ -137,36 +136,32 @@ TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
   ASSERT_TRUE(waitUntil([&] { return begins.load(); }));
   EXPECT_EQ(finished.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
   ASSERT_TRUE(executeSql(db.get(), "COMMIT;"));
-  EXPECT_EQ(finished.get(), 0) << logText();
+  EXPECT_EQ(finished.get(), 0);
 }
 
 TEST_F(HistoryTest, whatTheDatabaseRefusesIsReportedAndFailedAtTheNextStartThatCan) {
   play("P4 S5");
   const std::string before = show(1);
-  const std::string changes[] = {"UPDATE ON poe_history", "UPDATE ON poe_history_port",
-                                 "INSERT ON poe_history_port"};
-  for (const std::string& change : changes) {
-    executeOn(kHistoryDbPath, "CREATE TRIGGER \"" + change + "\" BEFORE " + change +
-                                  " BEGIN SELECT RAISE(ABORT, 'refused'); END;");
-  }
+  executeOn(kHistoryDbPath, R"sql(
+      CREATE TRIGGER a BEFORE UPDATE ON poe_history BEGIN SELECT RAISE(ABORT, 'no'); END;
+      CREATE TRIGGER b BEFORE UPDATE ON poe_history_port BEGIN SELECT RAISE(ABORT, 'no'); END;
+      CREATE TRIGGER c BEFORE INSERT ON poe_history_port BEGIN SELECT RAISE(ABORT, 'no'); END;)sql");
   std::string codes;
   for (const char* step : {"F4", "f5", "reset", "=1", "derive", "force", "reconcile"}) {
     codes += std::to_string(playStep(1, step, 9)) + " ";
   }
-  EXPECT_EQ(codes, "10000 10000 10000 10000 10000 10000 -2 ") << logText();
+  EXPECT_EQ(codes, "10000 10000 10000 10000 10000 10000 -2 ");
   EXPECT_EQ(show(1), before);
   for (int start = 1; start <= 2; ++start) {
     DaemonProcess daemon(TEST_DAEMON, 50);
-    EXPECT_TRUE(daemon.startReady()) << logText();
+    EXPECT_TRUE(daemon.startReady());
     EXPECT_EQ(daemon.stop(), 0);
-    for (const std::string& change : changes)
-      executeOn(kHistoryDbPath, "DROP TRIGGER IF EXISTS \"" + change + "\";");
+    for (const std::string trigger : {"a", "b", "c"}) query("DROP TRIGGER " + trigger);
   }
   const std::string error = "Interrupted by unexpected reboot";
   EXPECT_EQ(show(1), "completed failed " + error + " * | 4fa*\"" + error + "\" 5su1");
-  EXPECT_EQ(countOf(logText(), "] history reconcile of interrupted runs failed"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "] reconciled 1 interrupted PoE run(s) to failed on startup"), 1)
-      << logText();
+  EXPECT_EQ(logged("] history reconcile of interrupted runs failed"), 1);
+  EXPECT_EQ(logged("] reconciled 1 interrupted PoE run(s) to failed on startup"), 1);
 }
 
 TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
@@ -181,49 +176,49 @@ TEST_F(HistoryTest, aFileOfTheFirstLayoutIsUpgraded) {
 }
 
 TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
-  const auto step = [](const char* ifNum, const char* status, const std::string& error) {
-    return R"({"ifNum":)" + std::string(ifNum) + R"(,"status":")" + status +
-           R"(","errorMessage":)" + error + "}";
-  };
-  const std::tuple<RunBeginRequest, const char*, std::string, std::string> cases[] = {
+  // Of each run what its list shows and what only its details do, with ' for a quotation mark.
+  const std::tuple<RunBeginRequest, const char*, const char*, const char*> cases[] = {
       {{2, 0, 5000000000, "N \"ä\"", 3, EXECUTION_SEQUENTIAL, 3, 0},
        "",
-       R"({"runId":1,"triggered":"scheduled","scheduleId":5000000000,"scheduleName":"N \"ä\"","scheduleType":)"
-       R"("power_off","unit":2,"status":"running","executionMode":"sequential","startedAt":"2024-05-01T13:07:08Z",)"
-       R"("completedAt":null,"portCount":0,"successPortCount":0,"failedPortCount":0,"skippedPortCount":0)",
-       R"(,"interPortDelaySec":3,"errorMessage":null,"allDay":false,"portSteps":[]})"},
+       "{'runId':1,'triggered':'scheduled','scheduleId':5000000000,'scheduleName':'N \\'ä\\'',"
+       "'scheduleType':'power_off','unit':2,'status':'running','executionMode':'sequential',"
+       "'startedAt':'2024-05-01T13:07:08Z','completedAt':null,'portCount':0,'successPortCount':0,"
+       "'failedPortCount':0,'skippedPortCount':0",
+       "'interPortDelaySec':3,'errorMessage':null,'allDay':false,'portSteps':[]"},
       {{2, 1, 0, "Reset", 1, EXECUTION_SIMULTANEOUS, 0, 1},
        "P9 P4294967295 P9 S1 F3 F2 =2",
-       R"({"runId":2,"triggered":"manual","scheduleId":null,"scheduleName":"Reset","scheduleType":"power_on","unit":2,)"
-       R"("status":"partial","executionMode":"simultaneous","startedAt":"2024-05-01T13:07:09Z","completedAt":)"
-       R"("1970-01-01T00:00:04Z","portCount":5,"successPortCount":1,"failedPortCount":2,"skippedPortCount":0)",
-       R"(,"interPortDelaySec":0,"errorMessage":"m4","allDay":true,"portSteps":[)" +
-           step("1", "success", "\"m1\"") + "," + step("2", "failed", "\"m3\"") + "," +
-           step("3", "failed", "\"m2\"") + "," + step("9", "pending", "null") + "," +
-           step("4294967295", "pending", "null") + "]}"},
+       "{'runId':2,'triggered':'manual','scheduleId':null,'scheduleName':'Reset',"
+       "'scheduleType':'power_on','unit':2,'status':'partial','executionMode':'simultaneous',"
+       "'startedAt':'2024-05-01T13:07:09Z','completedAt':'1970-01-01T00:00:04Z','portCount':5,"
+       "'successPortCount':1,'failedPortCount':2,'skippedPortCount':0",
+       "'interPortDelaySec':0,'errorMessage':'m4','allDay':true,'portSteps':["
+       "{'ifNum':1,'status':'success','errorMessage':'m1'},"
+       "{'ifNum':2,'status':'failed','errorMessage':'m3'},"
+       "{'ifNum':3,'status':'failed','errorMessage':'m2'},"
+       "{'ifNum':9,'status':'pending','errorMessage':null},"
+       "{'ifNum':4294967295,'status':'pending','errorMessage':null}]"},
       {{2, 2, -1, nullptr, 0, ExecutionMode(2), 0, 1},
        "K7 =4",
-       R"({"runId":3,"triggered":"boot-delay","scheduleId":null,"scheduleName":null,"unit":2,"status":"aborted",)"
-       R"("executionMode":"simultaneous","startedAt":"2024-05-01T13:07:10Z","completedAt":"1970-01-01T00:00:02Z",)"
-       R"("portCount":1,"successPortCount":0,"failedPortCount":0,"skippedPortCount":1)",
-       R"(,"interPortDelaySec":0,"errorMessage":"m2","allDay":null,"portSteps":[)" +
-           step("7", "skipped", "\"m1\"") + "]}"}};
+       "{'runId':3,'triggered':'boot-delay','scheduleId':null,'scheduleName':null,'unit':2,"
+       "'status':'aborted','executionMode':'simultaneous','startedAt':'2024-05-01T13:07:10Z',"
+       "'completedAt':'1970-01-01T00:00:02Z','portCount':1,'successPortCount':0,"
+       "'failedPortCount':0,'skippedPortCount':1",
+       "'interPortDelaySec':0,'errorMessage':'m2','allDay':null,'portSteps':["
+       "{'ifNum':7,'status':'skipped','errorMessage':'m1'}]"}};
+  const auto shown = [](const JsonPtr& tree) { return replaced(printJson(tree.get()), "\"", "'"); };
   int64_t run = 0;
   std::string runs;
   JsonPtr answer;
   for (const auto& [request, script, listed, onlyInDetail] : cases) {
     play(script, request);
-    updateRuns(
-        "started_at=1714568827+run_id WHERE abs(started_at-strftime('%s'))<60");  // the run that
-                                                                                  // began just now
+    updateRuns("started_at=1714568827+run_id WHERE abs(started_at-strftime('%s'))<60");  // just now
     ASSERT_EQ(historyDetail(2, ++run, &answer), 0);
-    EXPECT_EQ(printJson(answer.get()), listed + onlyInDetail);
+    EXPECT_EQ(shown(answer), std::string(listed) + "," + onlyInDetail + "}");
     EXPECT_EQ(historyDetail(1, run, &answer), 10023) << "it is another unit's";
-    runs = listed + "}" + (runs.empty() ? "" : ",") + runs;
+    runs = std::string(listed) + "}" + (runs.empty() ? "" : ",") + runs;
   }
   ASSERT_EQ(historyList(2, 1, 50, &answer), 0);
-  EXPECT_EQ(printJson(answer.get()),
-            R"({"runs":[)" + runs + R"(],"page":1,"pageSize":50,"total":3})");
+  EXPECT_EQ(shown(answer), "{'runs':[" + runs + "],'page':1,'pageSize':50,'total':3}");
 }
 
 TEST_F(HistoryTest, aPageHoldsItsShareOfTheRuns) {
@@ -301,5 +296,5 @@ TEST_F(HistoryTest, theDaemonPurgesAgainAtLocalMidnight) {
   DaemonProcess daemon(TEST_DAEMON, 100);
   ASSERT_TRUE(daemon.startReady([&] { setenv("TZ", zone.str().c_str(), 1); }));
   EXPECT_TRUE(waitUntil([&] { return query("SELECT COUNT(*) FROM poe_history") == "0"; }))
-      << zone.str() << logText();
+      << zone.str();
 }

@@ -65,31 +65,30 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
       {"a request without end", std::string(kMaxRequestBytes + 1, ' '), false, ""},
   };
   for (const auto& [what, bytes, halfClose, answer] : cases) {
-    EXPECT_EQ(exchange(bytes, halfClose), answer) << what << "\n" << logText();
+    EXPECT_EQ(exchange(bytes, halfClose), answer) << what << "\n";
   }
-  EXPECT_EQ(countOf(logText(), "unknown RPC method: HISTORY.LIST"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "unknown RPC method: (null)"), 4) << logText();
-  EXPECT_EQ(countOf(logText(), R"(unknown RPC method: é\x0a\x9b31m€)"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), std::string(127, 'm')) - countOf(logText(), "mé"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "(ERROR)"), 0) << logText();
+  EXPECT_EQ(logged("unknown RPC method: HISTORY.LIST"), 1);
+  EXPECT_EQ(logged("unknown RPC method: (null)"), 4);
+  EXPECT_EQ(logged(R"(unknown RPC method: é\x0a\x9b31m€)"), 1);
+  EXPECT_EQ(logged(std::string(127, 'm')) - logged("mé"), 1);
+  EXPECT_EQ(logged("(ERROR)"), 0);
 }
 
 TEST_F(IpcTest, checksParametersBeforeAnyWork) {
-  const std::tuple<const char*, const char*, std::string> cases[] = {
-      {"history.list", R"({"unit":"1"})", kInvalid},
-      {"history.list", R"({"unit":0})", kInvalid},
-      {"history.list", R"({"unit":-1e300})", kInvalid},
-      {"history.list", R"({"unit":1.9,"page":"2","pageSize":null})", kEmptyList},
-      {"history.list", R"({"unit":1,"page":1e300,"pageSize":-1e300})",
-       "{\"ok\":true,\"result\":{\"runs\":[],\"page\":2147483647,\"pageSize\":-2147483648,"
-       "\"total\":0}}\n"},
-      {"history.detail", R"({"unit":1,"runId":"1"})", kInvalid},
-      {"history.detail", R"({"unit":1,"runId":4294967297})", kNotFound},
-      {"history.detail", R"({"unit":1,"runId":1e300})", kNotFound},
-      {"sensors.all", R"({"unit":3})", "{\"ok\":true,\"result\":{\"ports\":[]}}\n"},
-  };
-  for (const auto& [method, params, answer] : cases) {
-    EXPECT_EQ(rpc(method, params) + "\n", answer) << method << params;
+  for (const auto& [request, answer] : rowsOf(R"(history.list {"unit":"1"} -> false,"error":10003
+history.list {"unit":0} -> false,"error":10003
+history.list {"unit":-1e300} -> false,"error":10003
+history.list {"unit":1.9,"page":"2","pageSize":null} -> \
+true,"result":{"runs":[],"page":1,"pageSize":50,"total":0}
+history.list {"unit":1,"page":1e300,"pageSize":-1e300} -> \
+true,"result":{"runs":[],"page":2147483647,"pageSize":-2147483648,"total":0}
+history.detail {"unit":1,"runId":"1"} -> false,"error":10003
+history.detail {"unit":1,"runId":4294967297} -> false,"error":10023
+history.detail {"unit":1,"runId":1e300} -> false,"error":10023
+sensors.all {"unit":3} -> true,"result":{"ports":[]})")) {
+    const size_t blank = request.find(' ');
+    EXPECT_EQ(rpc(request.substr(0, blank), request.substr(blank)), R"({"ok":)" + answer + "}")
+        << request;
   }
 }
 
@@ -100,41 +99,38 @@ TEST_F(IpcTest, answersManyClientsAndKeepsNothingOfPastRequests) {
   for (int i = 0; i < kClients; ++i) {
     clients.emplace_back(i, i, &ending);
   }
-  const auto load = [&](int count) {
-    std::vector<std::thread> threads;
+  const auto load = [&](int each) {
+    std::vector<std::future<int>> answered;
     for (LoadClient& client : clients) {
-      threads.emplace_back(
-          [&] { EXPECT_EQ(client.work(count / kClients), count / kClients) << logText(); });
+      answered.push_back(std::async(std::launch::async, &LoadClient::work, &client, each));
     }
-    for (std::thread& thread : threads) {
-      thread.join();
+    for (std::future<int>& count : answered) {
+      EXPECT_EQ(count.get(), each);
     }
   };
   const auto isQuiet = [&](int descriptors) {
     return waitUntil([&] {
-      return daemon_.openDescriptors() <= descriptors &&
-             daemon_.threads() == DaemonProcess::kThreadsAtRest;
+      return daemon_.openDescriptors() <= descriptors && daemon_.threads() == kThreadsAtRest;
     });
   };
 
-  load(2000 + requestsWanted / 2);  // also fills the databases' caches
+  load((2000 + requestsWanted / 2) / kClients);  // also fills the databases' caches
   ASSERT_TRUE(isQuiet(20)) << daemon_.openDescriptors() << " " << daemon_.threads();
   const int descriptors = daemon_.openDescriptors();
-  [[maybe_unused]] const long kb = residentKb(daemon_.pid());
-  load(requestsWanted);
+  const long kb = residentKb(daemon_.pid());
+  load(requestsWanted / kClients);
   EXPECT_TRUE(isQuiet(descriptors)) << daemon_.openDescriptors() << " " << daemon_.threads();
+  std::cout << "memory: " << kb << " kB, then " << residentKb(daemon_.pid()) << " kB" << std::endl;
   // Sanitizers keep freed memory aside, and find by themselves what leaks.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  EXPECT_LT(residentKb(daemon_.pid()) - kb, 4000) << "from " << kb << " kB";
+  EXPECT_LT(residentKb(daemon_.pid()) - kb, 4000);
 #endif
-  std::cout << "memory: " << kb << " kB, then " << residentKb(daemon_.pid()) << " kB" << std::endl;
 }
 
 TEST_F(IpcTest, theConnectionThatWasSilentLongestMakesRoom) {
   constexpr size_t kConnections = 256;
   std::deque<SocketClient> clients(kConnections);
-  ASSERT_TRUE(waitUntil(
-      [&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest + int(kConnections); }));
+  ASSERT_TRUE(waitUntil([&] { return daemon_.threads() == kThreadsAtRest + int(kConnections); }));
   clients[0].sendBytes(kListRequest);
   ASSERT_TRUE(waitUntil([&] { return clients[0].isHeard(); }));  // the second is silent longest now
   EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList);
@@ -153,8 +149,8 @@ TEST_F(IpcTest, whatClientsLeaveUnfinishedIsBounded) {
   }
   size_t refused = 0;
   ASSERT_TRUE(waitUntil([&] {
-    refused = static_cast<size_t>(std::count_if(clients.begin(), clients.end(),
-                                                [](SocketClient& c) { return c.hasEnded(); }));
+    const auto hasEnded = [](const SocketClient& client) { return client.hasEnded(); };
+    refused = static_cast<size_t>(std::count_if(clients.begin(), clients.end(), hasEnded));
     return refused >= clients.size() - kRequests;
   })) << refused;
   EXPECT_LT(refused, kRequests);
@@ -164,23 +160,21 @@ TEST_F(IpcTest, whatClientsLeaveUnfinishedIsBounded) {
 }
 
 TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
-  executeOn(
-      kHistoryDbPath,
-      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<40) INSERT INTO "
-      "poe_history (unit, "
-      "trigger_source, schedule_name, execution_mode, started_at, status) SELECT 1, 'manual', "
-      "hex(zeroblob(500000)), 'sequential', strftime('%s'), 'completed' FROM n;");
+  query(R"sql(
+      WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<40)
+      INSERT INTO poe_history (unit, trigger_source, schedule_name, execution_mode, started_at,
+          status)
+        SELECT 1, 'manual', hex(zeroblob(500000)), 'sequential', strftime('%s'), 'completed'
+        FROM n)sql");
   const auto list = [](int runs) {
-    return requestText("history.list", R"({"unit":1,"pageSize":)" + std::to_string(runs) + "}") +
-           "\n";
+    return requestText("history.list", fill(R"({"unit":1,"pageSize":%})", runs)) + "\n";
   };
   EXPECT_EQ(exchange(list(40)), "") << "40 MB";
   EXPECT_EQ(exchange(list(10)).size() / 1000000, 10U);
   SocketClient silent;
   silent.sendBytes(list(10));
   ASSERT_TRUE(waitUntil([&] { return silent.isAnswered(); }));
-  EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == DaemonProcess::kThreadsAtRest; }))
-      << daemon_.threads();
+  EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == kThreadsAtRest; })) << daemon_.threads();
   EXPECT_LT(silent.readAll().size(), 1000000U);
 }
 

@@ -106,7 +106,7 @@ TEST_F(LogTest, aRecordIsLocalTimeLevelNameIdentAndMessageWithoutALineEnd) {
   }
   unsetenv("TZ");
   const ::testing::Matcher<std::string> layout = ::testing::MatchesRegex(pattern);
-  EXPECT_TRUE(layout.Matches(logText())) << logText();
+  EXPECT_TRUE(layout.Matches(logText()));
   EXPECT_GE(logText(), earliest);
 }
 
@@ -155,7 +155,7 @@ TEST_F(LogTest, standardOutputTakesThePlaceOfAFileThatIsClosedOrCannotBeMade) {
   });
   EXPECT_EQ(countOf(printed, "<"), 4) << printed;
   EXPECT_EQ(countOf(printed, "(ERROR): quorin_poed: <after "), 4) << printed;
-  EXPECT_EQ(countOf(logText(), "<"), 2) << logText();
+  EXPECT_EQ(logged("<"), 2);
 }
 
 TEST_F(LogTest, syslogGetsTheDaemonsNameItsFacilityAndEveryMessageWithItsLevel) {
@@ -196,8 +196,8 @@ TEST_F(LogTest, aLogThatCannotBeRotatedIsCutToNothing) {
   openLog();
   logMessage(LOG_ERR, "the last of the old");
   logMessage(LOG_ERR, "<the first of the new>");
-  EXPECT_EQ(countOf(logText(), "old") + countOf(logText(), "xx"), 0);
-  EXPECT_EQ(countOf(logText(), "<the first of the new>"), 1);
+  EXPECT_EQ(logged("old") + logged("xx"), 0);
+  EXPECT_EQ(logged("<the first of the new>"), 1);
 }
 
 TEST_F(LogTest, anEmptiedLevelFileIsSurvivedBesideTheCrashLoggerWhichGetsAllOtherFaults) {
@@ -206,7 +206,7 @@ TEST_F(LogTest, anEmptiedLevelFileIsSurvivedBesideTheCrashLoggerWhichGetsAllOthe
   ASSERT_EQ(initHandler("test", &handle), 0);
   fs::resize_file(kLogLevelPath, 0);
   logMessage(LOG_ERR, "<still there>");
-  EXPECT_EQ(countOf(logText(), "<still there>"), 1);
+  EXPECT_EQ(logged("<still there>"), 1);
   EXPECT_DEATH(raise(SIGBUS), "switchsim: crash logged");
   openapiClientTearDown(&handle);
 }

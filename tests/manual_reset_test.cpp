@@ -11,21 +11,20 @@ constexpr int64_t kRoundingMs = 2 * kSpeed;  // what the fast clock makes of a m
 constexpr const char* kRefused = R"({"ok":false,"error":10003})";
 
 std::string reset(const std::string& request, const std::string& unit = "1") {
-  return rpc("manual.reset", R"({"unit":)" + unit + R"(,"request":)" + request + "}");
+  return rpc("manual.reset", fill(R"({"unit":%,"request":%})", unit, request));
 }
 
 // The answer to an accepted request.
 std::string accepted(int runId, const std::string& ifNums, int offTimeSec = 0, int delaySec = 0,
                      const std::string& mode = "simultaneous", int unit = 1) {
-  return R"({"ok":true,"result":{"runId":)" + std::to_string(runId) +
-         R"(,"triggered":"manual","scheduleId":null,"scheduleName":"Manual Restart","scheduleType":"restart","unit":)" +
-         std::to_string(unit) + R"(,"executionMode":")" + mode + R"(","offTimeSec":)" +
-         std::to_string(offTimeSec) + R"(,"interPortDelaySec":)" + std::to_string(delaySec) +
-         R"(,"resolvedIfNums":[)" + ifNums + "]}}";
+  return fill(R"({"ok":true,"result":{"runId":%,"triggered":"manual","scheduleId":null,)"
+              R"("scheduleName":"Manual Restart","scheduleType":"restart","unit":%,)"
+              R"("executionMode":"%","offTimeSec":%,"interPortDelaySec":%,"resolvedIfNums":[%]}})",
+              runId, unit, mode, offTimeSec, delaySec, ifNums);
 }
 
 void expectRun(int runId, const std::string& want) {
-  const auto shown = [&] { return runs("run_id=" + std::to_string(runId)); };
+  const auto shown = [&] { return runs(fill("run_id=%", runId)); };
   EXPECT_TRUE(waitUntil([&] { return shown() == "restart success" + want; })) << shown();
 }
 
@@ -51,7 +50,7 @@ TEST_F(ManualResetTest, badRequestsAreRefusedAndBeginNoRun) {
         << ifNums;
     const std::string warning =
         std::string("manual-reset: ifNum ") + bad + " does not belong to unit 1 — rejecting";
-    EXPECT_EQ(countOf(logText(), warning), 1) << ifNums << logText();
+    EXPECT_EQ(logged(warning), 1) << ifNums;
   }
   EXPECT_EQ(jsonText(rpcResult("history.list", R"({"unit":1})"), "total"), "0");
   EXPECT_EQ(acts(), "");
@@ -59,31 +58,32 @@ TEST_F(ManualResetTest, badRequestsAreRefusedAndBeginNoRun) {
 
 TEST_F(ManualResetTest, whatIsOfTheWrongTypeReadsAsAbsentAndWithoutPortsAllEnabledOnesRestart) {
   setAdmin(3, false);
-  const char* all = "1,2,4,5,6";
-  const std::tuple<const char*, std::string, int, int, const char*> rows[] = {
-      {R"({"ifNums":[5]})", "5", 0, 0, "simultaneous"},
-      {R"({"ifNums":[5],"offTimeSec":"9","interPortDelaySec":true,"executionMode":1})", "5", 0, 0,
-       "simultaneous"},
-      {R"({"ifNums":[5],"offTimeSec":null,"interPortDelaySec":[3],"executionMode":"SEQUENTIAL"})",
-       "5", 0, 0, "simultaneous"},
-      {R"({"ifNums":[5],"interPortDelaySec":2.9,"executionMode":"sequential"})", "5", 0, 2,
-       "sequential"},
-      {R"({"ifNums":["a",5,null,[6],{"6":6},true],"offTimeSec":-1e300})", "5", INT32_MIN, 0,
-       "simultaneous"},
-      {R"({"ifNums":["a","b"]})", "", 0, 0, "simultaneous"},
-      {"{}", all, 0, 0, "simultaneous"},
-      {R"({"ifNums":[]})", all, 0, 0, "simultaneous"},
-      {R"({"ifNums":"5"})", all, 0, 0, "simultaneous"},
-      {R"({"ifNums":5})", all, 0, 0, "simultaneous"},
-      {"7", all, 0, 0, "simultaneous"},
-      {"null", all, 0, 0, "simultaneous"}};
+  const std::string all = "1,2,4,5,6";
+  const std::tuple<const char*, std::string, int, int> rows[] = {
+      {R"("ifNums":[5])", "5", 0, 0},
+      {R"("ifNums":[5],"offTimeSec":"9","interPortDelaySec":true,"executionMode":1)", "5", 0, 0},
+      {R"("ifNums":[5],"offTimeSec":null,"interPortDelaySec":[3],"executionMode":"SEQUENTIAL")",
+       "5", 0, 0},
+      {R"("ifNums":[5],"interPortDelaySec":2.9,"executionMode":"sequential")", "5", 0, 2},
+      {R"("ifNums":["a",5,null,[6],{"6":6},true],"offTimeSec":-1e300)", "5", INT32_MIN, 0},
+      {R"("ifNums":["a","b"])", "", 0, 0},
+      {R"("ifNums":[])", all, 0, 0},
+      {R"("ifNums":"5")", all, 0, 0},
+      {R"("ifNums":5)", all, 0, 0},
+      {"", all, 0, 0}};
   int runId = 0;
-  for (const auto& [request, ports, offTimeSec, delaySec, mode] : rows) {
+  for (const auto& [members, ports, offTimeSec, delaySec] : rows) {
     const uint64_t before = lastSeq();
-    EXPECT_EQ(reset(request), accepted(++runId, ports, offTimeSec, delaySec, mode)) << request;
+    EXPECT_EQ(reset(fill("{%}", members)), accepted(++runId, ports, offTimeSec, delaySec,
+                                                    delaySec > 0 ? "sequential" : "simultaneous"));
     expectRun(runId, ports.empty() ? "" : ": " + replaced(ports, ",", " success, ") + " success");
     EXPECT_EQ(acts(before), ports.empty() ? "" : replaced(ports, ",", "r ") + "r");
   }
+  for (const char* request : {"7", "null"}) {
+    EXPECT_EQ(reset(request), accepted(++runId, all));
+    expectRun(runId, ": 1 success, 2 success, 4 success, 5 success, 6 success");
+  }
+
   const uint64_t before = lastSeq();
   EXPECT_EQ(reset("{}", "2"), accepted(++runId, "9,10,11,12,13,14", 0, 0, "simultaneous", 2));
   EXPECT_TRUE(waitUntil([&] { return acts(before) == "9r 10r 11r 12r 13r 14r"; })) << acts();

@@ -198,12 +198,12 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowO
       nextNoon();
       const uint64_t before = switchsim::lastSeq();
       tickOnce();
-      ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n << logText();
+      ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n;
       ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"),
                 "success")
           << n;
       ASSERT_EQ(query("SELECT status FROM poe_history LIMIT 1;"), "running")
-          << "after allocation " << n << logText();
+          << "after allocation " << n;
     }
     EXPECT_FALSE(reached);
   }

@@ -143,7 +143,7 @@ TEST_F(ScheduleTest, rowsOfTheFirstLayoutOrAnotherProgramAreShownAsFarAsTheyGo) 
   play(R"(create 1 $type"power_on","allDay":true)");
   EXPECT_EQ(daemon_.stop(), 0);
   EXPECT_EQ(queryValue(kScheduleDbPath, "ALTER TABLE poe_schedule DROP COLUMN all_day"), "");
-  ASSERT_TRUE(daemon_.startReady()) << logText();
+  ASSERT_TRUE(daemon_.startReady());
   std::string id = "5000000000";
   std::string list =
       R"({#1,"name":"N",$type"power_on","recurrence":"daily","ifNums":[1],"allDay":false,$end})";
@@ -167,8 +167,8 @@ CAST(x'63FFC3' AS TEXT),'power_off','2-30','-1','monthly','99','-1:-1','9',NULL,
     list += ",{#" + id + "," + json;
   }
   play(R"(list 1 -> {"schedules":[)" + list + "]}");
-  EXPECT_TRUE(waitUntil([] { return countOf(rpc("history.list", R"({"unit":1})"), "xxxxxx") > 0; }))
-      << logText();
+  EXPECT_TRUE(
+      waitUntil([] { return countOf(rpc("history.list", R"({"unit":1})"), "xxxxxx") > 0; }));
 }
 
 TEST_F(ScheduleTest, aDatabaseThatWasOverwrittenWhileItWasDownCostsAnswersOnly) {
@@ -176,10 +176,10 @@ TEST_F(ScheduleTest, aDatabaseThatWasOverwrittenWhileItWasDownCostsAnswersOnly) 
   const auto size = fs::file_size(kScheduleDbPath);
   std::fstream(kScheduleDbPath, std::ios::in | std::ios::out).seekp(4096)
       << std::string(size - 4096, 'x');
-  ASSERT_TRUE(daemon_.startReady()) << logText();
+  ASSERT_TRUE(daemon_.startReady());
   play("create 1 -> 10000; list 1 -> 10000; bootdelay.get 1 -> {\"delaySec\":0,$modes}");
   const char* error = "schedules could not be read to the end: database disk image is malformed";
-  EXPECT_TRUE(waitUntil([&] { return countOf(logText(), error) > 0; })) << logText();
+  EXPECT_TRUE(waitForLog(error));
 }
 
 TEST_F(BootDelayTest, settingsOfAUnitAreReplacedWholeOrNotAtAll) {
@@ -223,7 +223,7 @@ TEST_F(BootDelayTest, aSetThatCannotBeWrittenFailsAndLeavesTheOldSettings) {
   fs::remove(kBootDelayConfigPath);
   fs::create_directory(kBootDelayConfigPath);
   play(R"(bootdelay.set 1 "delaySec":5 -> 10000; bootdelay.get 1 -> {"delaySec":0,$modes})");
-  EXPECT_EQ(countOf(logText(), "] rename bootdelay config failed: Is a directory"), 1) << logText();
+  EXPECT_EQ(logged("] rename bootdelay config failed: Is a directory"), 1);
   EXPECT_TRUE(fs::remove(kBootDelayConfigPath) && !fs::exists(kBootDelayTempPath));
   play(R"(bootdelay.set 1 "delaySec":5 -> ok)");
   for (const char* target :
@@ -233,7 +233,7 @@ TEST_F(BootDelayTest, aSetThatCannotBeWrittenFailsAndLeavesTheOldSettings) {
   }
   fs::create_directory(kBootDelayTempPath);  // the link is gone
   play(fails);
-  EXPECT_EQ(countOf(logText(), "(ERROR)"), 1) << logText();
+  EXPECT_EQ(logged("(ERROR)"), 1);
 }
 
 }  // namespace

@@ -4,13 +4,11 @@
 #include <optional>
 
 #include "config/boot_delay_config.h"
-#include "config/schedule_json.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "ipc/ipc_server.h"
 #include "poe/port_locks.h"
 #include "scheduler/boot_delay.h"
-#include "scheduler/due_firings.h"
 #include "scheduler/switch_time.h"
 #include "tests/support/daemon_process.h"
 #include "tests/support/socket_client.h"
@@ -38,67 +36,36 @@ class NoMoreThreads {
 
 }  // namespace
 
-TEST(ScheduleEvalTest, aYearOfMinutesHoldsTheFiringsThatACalendarHolds) {
-  const auto never = [](const tm&) { return false; };
-  const auto at730 = [](const tm& t) { return t.tm_hour == 7 && t.tm_min == 30; };
-  const auto leapDays = [](const tm& t) {
-    return t.tm_hour == 7 && t.tm_min == 30 && t.tm_yday >= 58 && t.tm_yday <= 60;
-  };
-  const auto sundays = [](const tm& t) {
-    return t.tm_wday == 0 && t.tm_hour == 23 && t.tm_min == 59;
-  };
-  const auto last = [](const tm& t) {
-    return (t.tm_mday == 29 || t.tm_mday == 31) && t.tm_hour + t.tm_min == 0;
-  };
-  const auto asSent = [](PoeSchedule&) {};
-  using Change = void (*)(PoeSchedule&);  // to what no client can send
-  const std::tuple<const char*, std::string, bool (*)(const tm&), Change> cases[] = {
-      {"a window", R"("scheduleType":"power_off","startTime":"7:30","endTime":"x")", at730, asSent},
-      {"a window's end",
-       R"("scheduleType":"power_off","startTime":"24:00","endTime":"07:30","startDate":"x","endDate":"2024-1")",
-       at730, asSent},
-      {"hours of the next day",
-       R"("scheduleType":"power_off","startTime":"24:00","endTime":"7:60")", never, asSent},
-      {"negative hours", R"("restartTime":"-7:30","startTime":"7:30","endTime":"7:30")", never,
-       asSent},
-      {"all day on a restart", "", at730, [](PoeSchedule& s) { s.allDay = 1; }},
-      {"an unknown type", R"("startTime":"7:30","endTime":"7:30")", never,
-       [](PoeSchedule& s) { s.type = ScheduleType::unknown, s.allDay = 1; }},
-      {"an unknown recurrence", "", never,
-       [](PoeSchedule& s) { s.recurrence = Recurrence::unknown, s.days = {0}; }},
-      {"dates", R"("startDate":"2024-02-28","endDate":"2024-3-1")", leapDays, asSent},
-      {"Sundays", R"("recurrence":"weekly","recurrenceDays":[7],"restartTime":"23:59")", sundays,
-       asSent},
-      {"the 29th and 31st",
-       R"("recurrence":"monthly","recurrenceDays":[29,31],"restartTime":"0:0")", last, asSent},
-      {"no days", R"("recurrence":"monthly")", never, asSent},
-  };
-  for (const auto& [what, members, expected, change] : cases) {
-    PoeSchedule schedule;
-    ASSERT_EQ(scheduleFromJson(jsonParse(scheduleJson(members).c_str()).get(), &schedule), 0)
-        << what;
-    change(schedule);
-    int wrong = 0;
-    for (time_t second = 1704067200; second < 1735689600; second += 60) {  // 2024, a leap year
-      tm t{};
-      gmtime_r(&second, &t);
-      const TickTime now{t.tm_year + 1900, t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, 0,
-                         t.tm_wday};
-      const int32_t day = recurrenceDay(schedule.recurrence, now);
-      const bool itsDay =
-          day == 0 || std::count(schedule.days.begin(), schedule.days.end(), day) > 0;
-      wrong += (scheduleDue(schedule, now).any() && itsDay) != expected(t) ? 1 : 0;
-    }
-    EXPECT_EQ(wrong, 0) << what;
-  }
-}
-
 TEST(SwitchTimeTest, onlyATextOfSixNumbersIsReadAsACalendarTime) {
   TickTime t;
   EXPECT_FALSE(parseSwitchTime("2024-03-05 07:05", &t) || parseSwitchTime("", &t));
   EXPECT_TRUE(parseSwitchTime("2024-02-29 23:59:58", &t));
   const std::array<int, 7> read{t.year, t.month, t.day, t.hour, t.minute, t.second, t.weekday};
   EXPECT_EQ(read, (std::array<int, 7>{2024, 2, 29, 23, 59, 58, 4}));
+}
+
+TEST_F(SchedulerTest, textsAndCodesAreReadByTheirRulesAndFireInNoOtherMinute) {
+  executeOn(kScheduleDbPath, R"sql(
+      INSERT INTO poe_schedule VALUES
+        (1, 1, '1', 'power_off', '', '', 'daily', '7:30', 'x', '', 0, 0, 0, 0, 1, 0),
+        (2, 1, '2', 'power_off', 'x', '2024-1', 'daily', '24:00', '07:30', '', 0, 0, 0, 0, 1, 0),
+        (3, 1, '3', 'power_off', '', '', 'daily', '24:00', '7:60', '', 0, 0, 0, 0, 1, 0),
+        (4, 1, '4', 'restart', '', '', 'daily', '7:30', '7:30', '-7:30', 0, 0, 0, 0, 1, 0),
+        (5, 1, '5', 'restart', '', '', 'daily', '', '', '07:30', 0, 0, 0, 1, 1, 0),
+        (6, 1, '6', 'unknown', '', '', 'daily', '7:30', '7:30', '7:30', 0, 0, 0, 1, 1, 0),
+        (7, 1, '7', 'restart', '', '', 'yearly', '', '', '7:30', 0, 0, 0, 0, 1, 0),
+        (8, 1, '8', 'restart', '2024-02-28', '2024-3-1', 'daily', '', '', '7:30', 0, 0, 0, 0, 1, 0),
+        (9, 1, '9', 'restart', '', '', 'weekly', '', '', '23:59', 0, 0, 0, 0, 1, 0),
+        (10, 1, '10', 'restart', '', '', 'monthly', '', '', '0:0', 0, 0, 0, 0, 1, 0),
+        (11, 1, '11', 'restart', '', '', 'monthly', '', '', '7:30', 0, 0, 0, 0, 1, 0);
+      INSERT INTO poe_schedule_days VALUES (7, 0), (9, 7), (10, 29), (10, 31);
+      INSERT INTO poe_schedule_ifs SELECT schedule_id, schedule_id FROM poe_schedule;)sql");
+  for (const auto& [minute, done] : rowsOf(R"(02-25 00:00 -> ; 02-25 23:59 -> 9r; 02-26 23:59 -> 
+02-27 07:30 -> 1- 2+ 5r; 02-27 08:00 -> ; 02-27 16:30 -> ; 02-28 00:00 -> 
+02-28 07:30 -> 1- 2+ 5r 8r; 02-28 19:30 -> ; 02-29 00:00 -> 10r; 03-01 07:30 -> 1- 2+ 5r 8r
+03-02 07:30 -> 1- 2+ 5r; 03-30 00:00 -> ; 03-31 00:00 -> 10r; 03-31 23:59 -> 9r)")) {
+    EXPECT_EQ(tickAt("2024-" + minute), done) << minute;
+  }
 }
 
 TEST_F(SchedulerTest, anOccurrenceFiresOnceHoweverOftenItsMinuteIsSeen) {
@@ -110,11 +77,10 @@ TEST_F(SchedulerTest, anOccurrenceFiresOnceHoweverOftenItsMinuteIsSeen) {
   EXPECT_EQ(tickAt("2030-05-01 12:00"), "") << "the clock stands still";
   EXPECT_EQ(tickAt("2030-05-01 11:00") + tickAt("2030-05-01 12:00"), "") << "the clock went back";
   EXPECT_EQ(tickAt("2030-05-02 00:00"), "2-") << "the next day";
-  EXPECT_EQ(countOf(logText(), warning), 0);
+  EXPECT_EQ(logged(warning), 0);
   ASSERT_EQ(switchsim::setClock(ClockMode::fail), "");
   EXPECT_EQ(countOf(tick(), "2-"), 1) << "by the daemon's own time, which may be noon";
-  EXPECT_GE(countOf(logText(), warning), 1)
-      << logText();  // once more where a minute turns meanwhile
+  EXPECT_GE(logged(warning), 1) << "once more where a minute turns meanwhile";
 }
 
 TEST_F(SchedulerTest, aWindowSwitchesItsPortsAndPutsThemBack) {
@@ -133,11 +99,10 @@ TEST_F(SchedulerTest, aWindowSwitchesItsPortsAndPutsThemBack) {
   EXPECT_EQ(runs(),
             "power_off success: 1 success, 2 success; power_on success: 3 success, 200 skipped "
             "ifNum not in unit's PoE port range");
-  EXPECT_EQ(countOf(logText(), noRun), 0);
+  EXPECT_EQ(logged(noRun), 0);
   EXPECT_EQ(tickAt("2031-01-02 09:00"), "1+ 2+") << "restored also without a run";
-  EXPECT_EQ(countOf(logText(), noRun), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "unrecorded admin sweep unit 1 (admin=1): 2 ok, 0 fail, 0 skip"), 1)
-      << logText();
+  EXPECT_EQ(logged(noRun), 1);
+  EXPECT_EQ(logged("unrecorded admin sweep unit 1 (admin=1): 2 ok, 0 fail, 0 skip"), 1);
   createWindow("power_on", "10:30", "11:30",
                R"("ifNums":[5,4],"executionMode":"sequential","interPortDelaySec":60)");
   const uint64_t before = switchsim::lastSeq();
@@ -172,64 +137,48 @@ TEST_F(SchedulerTest, theWorseOfStartAndEndIsKeptForEachPort) {
 }
 
 TEST_F(SchedulerTest, aWindowWhoseScheduleIsGoneOrWhoseEndNeverCameIsReaped) {
-  const char* changes[] = {
-      "DELETE FROM poe_schedule WHERE schedule_id=",
-      "UPDATE poe_schedule SET enabled=0 WHERE schedule_id=",
-      "UPDATE poe_schedule SET all_day=1, start_date='2999-01-01' WHERE schedule_id=",
-      "UPDATE poe_schedule SET schedule_type='restart' WHERE schedule_id="};
-  const std::string gone = "power_off failed Schedule removed or modified mid-window: 1 success";
   std::string expected;
-  for (int i = 0; i < 4; ++i) {
-    const int64_t id = createWindow("power_off", "08:00", "09:00", R"("ifNums":[1])");
-    const std::string year = "20" + std::to_string(33 + i);
-    EXPECT_EQ(tickAt(year + "-01-01 08:00"), "1-");
-    executeOn(kScheduleDbPath, "PRAGMA foreign_keys=ON;" + (changes[i] + std::to_string(id)));
-    EXPECT_EQ(tickAt(year + "-01-01 08:30"), "") << "the ports stay as they are";
-    expected += (i > 0 ? "; " : "") + gone;
+  int year = 2033;
+  for (const std::string change : {"DELETE FROM poe_schedule", "UPDATE poe_schedule SET enabled=0",
+                                   "UPDATE poe_schedule SET all_day=1, start_date='2999-01-01'",
+                                   "UPDATE poe_schedule SET schedule_type='restart'"}) {
+    createWindow("power_off", "08:00", "09:00", R"("ifNums":[1])");
+    const std::string day = std::to_string(year++) + "-01-01 ";
+    EXPECT_EQ(tickAt(day + "08:00"), "1-");
+    executeOn(kScheduleDbPath, "PRAGMA foreign_keys=ON;" + change);
+    EXPECT_EQ(tickAt(day + "08:30"), "") << "the ports stay as they are";
+    expected += "power_off failed Schedule removed or modified mid-window: 1 success";
     EXPECT_EQ(runs(), expected);
-    EXPECT_EQ(tickAt(year + "-01-01 09:00"), "");
+    EXPECT_EQ(tickAt(day + "09:00"), "");
+    executeOn(kScheduleDbPath, "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule;");
+    expected += "; ";
   }
   createWindow("power_off", "08:00", "09:00", R"("ifNums":[1])");
   tickAt("2037-01-01 08:00");
-  executeOn(kHistoryDbPath,
-            "UPDATE poe_history SET status='failed', started_at=started_at-200000 WHERE "
-            "status='running';");
+  query("UPDATE poe_history SET status='failed', started_at=0 WHERE status='running'");
   tickAt("2037-01-01 08:02");  // the stamp goes
-  executeOn(kHistoryDbPath,
-            "UPDATE poe_history SET status='running' WHERE run_id=(SELECT MAX(run_id) FROM "
-            "poe_history);");
+  query("UPDATE poe_history SET status='running' WHERE run_id=5");
   tickAt("2037-01-01 08:03");
-  EXPECT_EQ(query("SELECT error_message FROM poe_history ORDER BY run_id DESC LIMIT 1;"),
-            "Window end never fired");
-  EXPECT_EQ(countOf(logText(), "missing from open-run stamps; using wall-clock age"), 1)
-      << logText();
+  EXPECT_EQ(runCount("error_message='Window end never fired'"), 1);
+  EXPECT_EQ(logged("missing from open-run stamps; using wall-clock age"), 1);
 }
 
 TEST_F(SchedulerTest, asManyAsCanBeRememberedOfTenThousandSchedulesFireInOneMinuteOnce) {
-  std::string sql = "BEGIN;";
-  for (int i = 1; i <= 10000; ++i) {
-    const std::string id = std::to_string(i);
-    const std::string times = i % 39 <= 1 ? "'08:00','09:00'" : "'07:00','10:00'";
-    sql += "INSERT INTO poe_schedule VALUES (" + id + ",1,'s" + id +
-           "','power_off',NULL,NULL,'weekly'," + times +
-           ",NULL,0,0,0,0,1,0); INSERT INTO poe_schedule_days VALUES (" + id +
-           (i % 39 == 1 ? ",2" : ",1") + "); INSERT INTO poe_schedule_ifs VALUES (" + id + "," +
-           std::to_string(i % 24 + 1) + ");";
-  }
-  executeOn(kScheduleDbPath, sql + "COMMIT;");
+  executeOn(kScheduleDbPath, R"sql(
+      WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<10000)
+        INSERT INTO poe_schedule SELECT i, 1, i, 'power_off', NULL, NULL, 'weekly',
+          iif(i%39<=1, '08:00', '07:00'), iif(i%39<=1, '09:00', '10:00'), NULL, 0, 0, 0, 0, 1, 0
+        FROM n;
+      INSERT INTO poe_schedule_days SELECT schedule_id, 1+(schedule_id%39=1) FROM poe_schedule;
+      INSERT INTO poe_schedule_ifs SELECT schedule_id, 1+schedule_id%24 FROM poe_schedule;)sql");
   tickAt("2039-01-03 08:00");  // a Monday
-  EXPECT_EQ(query("SELECT COUNT(*) FROM poe_history WHERE status='running';"), "256");
-  EXPECT_EQ(countOf(logText(), "open-run stamp table full; run 65 will age-reap on wall clock"), 1)
-      << logText();
-  EXPECT_EQ(countOf(logText(), "(ERROR)") + countOf(logText(), "(WARN)") -
-                countOf(logText(), "open-run stamp table full"),
-            0)
-      << logText();
+  EXPECT_EQ(runCount("status='running'"), 256);
+  EXPECT_EQ(logged("open-run stamp table full; run 65 will age-reap on wall clock"), 1);
+  EXPECT_EQ(logged("(ERROR)") + logged("(WARN)"), logged("open-run stamp table full"));
   EXPECT_EQ(tickAt("2039-01-03 08:00"), "");
   EXPECT_EQ(switchsim::lastSeq(), 256U);
   tickAt("2039-01-03 09:00");
-  EXPECT_EQ(query("SELECT COUNT(*) FROM poe_history WHERE overall_result='success';"), "256")
-      << "also without a stamp";
+  EXPECT_EQ(runCount("overall_result='success'"), 256) << "also without a stamp";
 }
 
 TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
@@ -241,8 +190,7 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
   }
   failCalls(switchsim::Operation::adminEnableSet, 6, -1, 2);  // off fails unseen, on is recorded
   runBootDelay();
-  ASSERT_TRUE(waitUntil(
-      [] { return query("SELECT COUNT(*) FROM poe_history WHERE status='running';") == "0"; }));
+  ASSERT_TRUE(waitUntil([] { return runCount("status='running'") == 0; }));
   EXPECT_EQ(runs().substr(0, 134),
             "power_on success: 1 success, 3 success; power_on partial: 4 success, 5 success, "
             "6 failed re-enable failed; power_on success: 7 success")
@@ -259,7 +207,7 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
   EXPECT_GE(cameOn[8] - cameOn[7], 1000) << "one after the other";
   EXPECT_GE(cameOn[9] - cameOn[8], 1000);
   const char* finished = "boot delay unit 1 finished: 2 ok, 0 fail (mode=sequential, ipd=1)";
-  EXPECT_TRUE(waitUntil([&] { return countOf(logText(), finished) == 1; })) << logText();
+  EXPECT_TRUE(waitForLog(finished));
 }
 
 TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGoesOn) {
@@ -268,7 +216,7 @@ TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGo
   create(R"("restartTime":"12:00","ifNums":[24])");
   pthread_t server;
   ASSERT_EQ(pthread_create(&server, nullptr, ipcServerThread, nullptr), 0);
-  ASSERT_TRUE(waitUntil([] { return SocketClient().connected(); })) << logText();
+  ASSERT_TRUE(waitUntil([] { return SocketClient().connected(); }));
   SocketClient early;
   early.sendBytes(R"({"method":"manual.reset",)");
   ASSERT_TRUE(waitUntil([&] { return early.isHeard(); }));
@@ -277,7 +225,7 @@ TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGo
     EXPECT_EQ(rpc("schedule.list", R"({"unit":1})"), "");
     early.sendBytes(R"("params":{"unit":1,"request":{"ifNums":[24],"offTimeSec":1}}})"
                     "\n");
-    EXPECT_EQ(early.readAll(), "{\"ok\":false,\"error\":10000}\n") << logText();
+    EXPECT_EQ(early.readAll(), "{\"ok\":false,\"error\":10000}\n");
     EXPECT_EQ(tickAt("2041-01-01 12:00"), "");
     EXPECT_EQ(runs(),
               "restart failed spawn failed: 24 failed spawn failed; restart failed spawn failed: "
@@ -290,11 +238,9 @@ TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGo
   EXPECT_EQ(switchsim::lastSeq(), 96U);
   EXPECT_EQ(countOf(acts(24), "+") - countOf(acts(48), "+") + countOf(acts(72), "+"), 48) << acts();
   EXPECT_EQ(countOf(runs(), "power_on failed spawn failed: 1 failed"), 1) << runs();
-  EXPECT_EQ(rpc("schedule.list", R"({"unit":1})").substr(0, 10), R"({"ok":true)") << logText();
-  EXPECT_EQ(countOf(logText(), "client worker create failed"), 1) << logText();
-  EXPECT_EQ(countOf(logText(), "executor could not be started: Resource temporarily unavailable"),
-            2)
-      << logText();
+  EXPECT_EQ(rpc("schedule.list", R"({"unit":1})").substr(0, 10), R"({"ok":true)");
+  EXPECT_EQ(logged("client worker create failed"), 1);
+  EXPECT_EQ(logged("executor could not be started: Resource temporarily unavailable"), 2);
   daemonContext()->stopRequested = 1;
   pthread_join(server, nullptr);
   daemonContext()->stopRequested = 0;
@@ -306,7 +252,7 @@ class SchedulerDaemonTest : public RootTest {
   void startAt(const std::string& time, int speed = 60) {
     setTime(time);
     daemon_.emplace(TEST_DAEMON, speed);
-    ASSERT_TRUE(daemon_->startReady()) << logText();
+    ASSERT_TRUE(daemon_->startReady());
   }
   static void setTime(const std::string& time) {
     ASSERT_EQ(switchsim::setClock(ClockMode::frozen, "2028-02-28 " + time + ":00"), "");
@@ -327,9 +273,9 @@ TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
          R"("executionMode":"sequential","interPortDelaySec":30000)");
   create(R"("name":"r","restartTime":"08:01","ifNums":[4])");  // not to be begun any more
   setTime("08:00");
-  ASSERT_TRUE(isSwitched("1- 2- 3-")) << acts() << logText();
+  ASSERT_TRUE(isSwitched("1- 2- 3-")) << acts();
   setTime("08:01");
-  ASSERT_TRUE(isSwitched("1- 2- 3- 1+")) << acts() << logText();  // pausing before port 2
+  ASSERT_TRUE(isSwitched("1- 2- 3- 1+")) << acts();  // pausing before port 2
   std::promise<std::string> listed;
   std::thread waiting([&] { listed.set_value(rpc("schedule.list", R"({"unit":1})")); });
   std::future<std::string> answer = listed.get_future();
@@ -339,15 +285,15 @@ TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
       << "answered during the sweep";
   SocketClient early;
   daemon_->signal(SIGTERM);
-  EXPECT_TRUE(waitUntil([] { return countOf(logText(), "IPC server stopped") == 1; })) << logText();
+  EXPECT_TRUE(waitForLog("IPC server stopped"));
   early.sendBytes(
       R"({"method":"manual.reset","params":{"unit":1,"request":{"ifNums":[5],"offTimeSec":1}}})"
       "\n");
   EXPECT_EQ(countOf(early.readAll(), "true"), 0) << "its ports might stay dark";
-  EXPECT_EQ(daemon_->wait(), 0) << logText();
+  EXPECT_EQ(daemon_->wait(), 0);
   waiting.join();
   EXPECT_EQ(acts(), "1- 2- 3- 1+ 2+ 3+") << "no port is left undone";
-  EXPECT_EQ(queryValue(kHistoryDbPath, "SELECT overall_result FROM poe_history;"), "success");
+  EXPECT_EQ(query("SELECT overall_result FROM poe_history;"), "success");
 }
 
 TEST_F(SchedulerDaemonTest, resetsAreBoundedAndTakeNothingFromSchedules) {
@@ -358,22 +304,16 @@ TEST_F(SchedulerDaemonTest, resetsAreBoundedAndTakeNothingFromSchedules) {
     rpcResult("manual.reset", reset);
   }
   EXPECT_EQ(rpc("manual.reset", reset), R"({"ok":false,"error":10000})");
-  executeOn(
-      kScheduleDbPath,
-      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<500) INSERT INTO "
-      "poe_schedule SELECT "
-      "i,1,i,'restart',NULL,NULL,'daily',NULL,NULL,'08:00',1,0,0,0,1,0 FROM n; "
-      "INSERT INTO poe_schedule_ifs SELECT schedule_id, 2 + schedule_id % 23 FROM poe_schedule;");
+  executeOn(kScheduleDbPath, R"sql(
+      WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<500)
+        INSERT INTO poe_schedule SELECT i, 1, i, 'restart', NULL, NULL, 'daily', NULL, NULL,
+          '08:00', 1, 0, 0, 0, 1, 0 FROM n;
+      INSERT INTO poe_schedule_ifs SELECT schedule_id, 2+schedule_id%23 FROM poe_schedule;)sql");
   setTime("08:00");
-  const auto count = [](const std::string& runs) {
-    return queryValue(kHistoryDbPath, "SELECT COUNT(*) FROM poe_history WHERE " + runs);
-  };
-  EXPECT_TRUE(waitUntil([&] {
-    // More, once the next tick has come: more fire in this minute than are remembered.
-    return std::stoi(count("schedule_id>0 AND status='completed' AND error_message IS NULL")) >=
-           500;
-  })) << logText();
-  EXPECT_EQ(count("error_message='spawn failed'"), "1");
+  EXPECT_TRUE(waitUntil([] {
+    return runCount("schedule_id>0 AND status='completed' AND error_message IS NULL") >= 500;
+  })) << "more fire again, once the next tick has come, for not all are remembered";
+  EXPECT_EQ(runCount("error_message='spawn failed'"), 1);
 }
 
 TEST_F(SchedulerDaemonTest, portsHeldBackWhenItStopsStayOff) {
@@ -383,7 +323,7 @@ TEST_F(SchedulerDaemonTest, portsHeldBackWhenItStopsStayOff) {
   for (const char* message : {"23 ports, runId=1", "no enabled PoE ports, skip"}) {
     EXPECT_EQ(daemon_->stop(), 0);
     startAt("07:01", 10);
-    EXPECT_TRUE(waitUntil([&] { return countOf(logText(), message) == 1; })) << logText();
+    EXPECT_TRUE(waitForLog(message));
   }
   EXPECT_EQ(switchsim::lastSeq(), 24U) << acts();
   EXPECT_EQ(runs().substr(0, 50), "power_on failed Interrupted by unexpected reboot: ");

@@ -189,9 +189,7 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
     for (Reckoned& schedule : schedules) {
       expected += schedule.minute(now);
     }
-    const std::string done = byPort(tickAt(timeText(now, "%F %R")));
-    ASSERT_EQ(done, expected) << timeText(now, "%F %R") << logText();
-    ASSERT_EQ(done, byPort(expectations[now])) << "the client, " << timeText(now, "%F %R");
+    ASSERT_EQ(byPort(tickAt(timeText(now, "%F %R"))), expected) << timeText(now, "%F %R");
   }
 
   for (size_t i = 0; i < kSchedules; ++i) {

@@ -25,7 +25,14 @@ inline std::string largestRequest() {
 class LoadClient {
  public:
   LoadClient(int number, unsigned seed, const std::atomic<bool>* ending)
-      : number_(number), random_(seed), ending_(ending) {}
+      : unit_(number % 2 + 1),
+        settingsUnit_(kFirstSettingsUnit + number),
+        random_(seed),
+        ending_(ending) {
+    for (int i = 0; i < kSchedules; ++i) {
+      schedules_.push_back({fill("client % schedule %", number, i)});
+    }
+  }
 
   // Sends requests until one is not answered, or so many. Returns how many were.
   int work(int most = INT32_MAX) {
@@ -38,46 +45,40 @@ class LoadClient {
 
   // What the daemon shows must be what was acknowledged.
   void check() {
-    const JsonPtr list = rpcResult("schedule.list", unit() + "}");
+    const JsonPtr list = rpcResult("schedule.list", fill(R"({"unit":%})", unit_));
     std::map<std::string, const cJSON*> shown;
     const cJSON* schedule = nullptr;
     cJSON_ArrayForEach(schedule, jsonMember(list.get(), "schedules")) {
       shown[jsonMember(schedule, "name")->valuestring] = schedule;
     }
-    for (size_t i = 0; i < std::size(schedules_); ++i) {
-      const cJSON* own = shown[scheduleName(i)];
-      settle(&schedules_[i], jsonInt32Member(own, "interPortDelaySec", kAbsent), scheduleName(i));
-      schedules_[i].id = jsonInt64Member(own, "scheduleId", schedules_[i].id);
+    for (Known& known : schedules_) {
+      const cJSON* own = shown[known.name];
+      settle(&known, jsonInt32Member(own, "interPortDelaySec", kAbsent));
+      known.id = jsonInt64Member(own, "scheduleId", known.id);
     }
-    const JsonPtr settings = rpcResult("bootdelay.get", settingsUnit() + "}");
-    settle(&settings_, jsonInt32Member(settings.get(), "delaySec", kAbsent), "settings");
+    const JsonPtr settings = rpcResult("bootdelay.get", fill(R"({"unit":%})", settingsUnit_));
+    settle(&settings_, jsonInt32Member(settings.get(), "delaySec", kAbsent));
   }
 
  private:
   static constexpr int kAbsent = -1;
+  static constexpr int kSchedules = 4;
   static constexpr int kManualPorts = 6;          // ifNums 1 to 6, of unit 1
   static constexpr int kFirstScheduledPort = 29;  // of unit 2
-  static constexpr int kFirstSettingsUnit =
-      3;  // units that this switch does not have: nothing is held back
+  // Of those that this switch does not have: nothing is held back.
+  static constexpr int kFirstSettingsUnit = 3;
 
   // What is known of one thing. Versions make each state of it distinct.
   struct Known {
+    std::string name;
     int version = kAbsent;
     std::set<int> possible = {};  // what a request without an answer may have made of it
     int64_t id = 0;
   };
 
-  std::string unit() const { return R"({"unit":)" + std::to_string(number_ % 2 + 1); }
-  std::string settingsUnit() const {
-    return R"({"unit":)" + std::to_string(kFirstSettingsUnit + number_);
-  }
-  std::string scheduleName(size_t i) const {
-    return "client " + std::to_string(number_) + " schedule " + std::to_string(i);
-  }
-
-  static void settle(Known* known, int shown, const std::string& what) {
+  static void settle(Known* known, int shown) {
     EXPECT_TRUE(shown == known->version || known->possible.count(shown) > 0)
-        << what << ": " << shown << " instead of " << known->version;
+        << known->name << ": " << shown << " instead of " << known->version;
     known->version = shown;
     known->possible.clear();
   }
@@ -87,9 +88,9 @@ class LoadClient {
       case 0:
         return restart();
       case 1:
-        return isAnswered("sensors.all", R"({"unit":1})");
+        return ask("sensors.all", R"({"unit":1})") != nullptr;
       case 2:
-        return isAnswered("history.list", R"({"unit":2,"pageSize":5})");
+        return ask("history.list", R"({"unit":2,"pageSize":5})") != nullptr;
       case 3:
         return changeSettings();
       case 4:
@@ -97,19 +98,20 @@ class LoadClient {
       case 5:
         return isRefused();
       default:
-        return useSchedule(static_cast<size_t>(pick(&random_, 0, 3)));
+        return useSchedule(pick(&random_, 0, kSchedules - 1));
     }
   }
 
-  bool isAnswered(const std::string& method, const std::string& params,
-                  JsonPtr* result = nullptr) const {
-    const JsonPtr answer = jsonParse(rpc(method, params).c_str());
+  // The answer; null when it is not ok, which only an ending daemon's may be.
+  JsonPtr ask(const std::string& method, const std::string& params) const {
+    JsonPtr answer = jsonParse(rpc(method, params).c_str());
     const bool ok = cJSON_IsTrue(jsonMember(answer.get(), "ok")) != 0;
     EXPECT_TRUE(ok || *ending_) << method << params << " answered: " << printJson(answer.get());
-    if (result != nullptr) {
-      result->reset(cJSON_DetachItemFromObject(answer.get(), "result"));
-    }
-    return ok;
+    return ok ? std::move(answer) : nullptr;
+  }
+
+  static int64_t resultIn(const JsonPtr& answer, const char* key) {
+    return jsonInt64Member(jsonMember(answer.get(), "result"), key, kAbsent);
   }
 
   bool isRefused() {
@@ -121,79 +123,68 @@ class LoadClient {
 
   bool restart() {
     const int port = pick(&random_, 1, kManualPorts);
-    JsonPtr run;
-    const bool ok =
-        isAnswered("manual.reset",
-                   R"({"unit":1,"request":{"offTimeSec":1,"ifNums":[)" + std::to_string(port) +
-                       "," + std::to_string(port % kManualPorts + 1) + "]}}",
-                   &run);
-    lastRun_ = ok ? jsonInt64Member(run.get(), "runId", 0) : lastRun_;
-    return ok;
+    const JsonPtr run =
+        ask("manual.reset", fill(R"({"unit":1,"request":{"offTimeSec":1,"ifNums":[%,%]}})", port,
+                                 port % kManualPorts + 1));
+    lastRun_ = run != nullptr ? resultIn(run, "runId") : lastRun_;
+    return run != nullptr;
   }
 
   bool showsLastRun() const {
-    JsonPtr run;
-    const bool ok = isAnswered("history.detail",
-                               R"({"unit":1,"runId":)" + std::to_string(lastRun_) + "}", &run);
-    EXPECT_TRUE(!ok || jsonText(run, "portCount") == "2") << printJson(run.get());
-    return ok;
+    const JsonPtr run = ask("history.detail", fill(R"({"unit":1,"runId":%})", lastRun_));
+    EXPECT_TRUE(run == nullptr || resultIn(run, "portCount") == 2) << printJson(run.get());
+    return run != nullptr;
   }
 
   bool changeSettings() {
     const int version = pick(&random_, 0, 600);
     return change(&settings_, version, "bootdelay.set",
-                  settingsUnit() + R"(,"delaySec":)" + std::to_string(version) + "}");
+                  fill(R"({"unit":%,"delaySec":%})", settingsUnit_, version)) != nullptr;
   }
 
-  bool useSchedule(size_t i) {
+  bool useSchedule(int i) {
     Known* known = &schedules_[i];
-    const std::string which = unit() + R"(,"scheduleId":)" + std::to_string(known->id);
-    const bool isThere = known->version != kAbsent;
-    const int choice = pick(&random_, 0, 5);
-    JsonPtr answer;
-    if (isThere && choice < 2) {
-      return change(known, kAbsent, "schedule.delete", which + "}");
+    const bool isNew = known->version == kAbsent;
+    const std::string which = fill(R"("unit":%,"scheduleId":%)", unit_, known->id);
+    const int choice = isNew ? 5 : pick(&random_, 0, 5);
+    if (choice < 2) {
+      return change(known, kAbsent, "schedule.delete", "{" + which + "}") != nullptr;
     }
-    if (isThere && choice == 2) {
-      const bool ok = isAnswered("schedule.get", which + "}", &answer);
-      EXPECT_TRUE(!ok || jsonText(answer, "interPortDelaySec") == std::to_string(known->version));
-      return ok;
+    if (choice == 2) {
+      const JsonPtr got = ask("schedule.get", "{" + which + "}");
+      EXPECT_TRUE(got == nullptr || resultIn(got, "interPortDelaySec") == known->version);
+      return got != nullptr;
     }
+
     // An all-day schedule: it acts after every start.
-    const std::string schedule =
-        R"(,"schedule":)" +
-        scheduleJson(R"("allDay":true,"scheduleType":"power_o)" +
-                     std::string(i % 2 == 0 ? "ff" : "n") + R"(","name":")" + scheduleName(i) +
-                     R"(","interPortDelaySec":)" + std::to_string(++versions_) + R"(,"ifNums":[)" +
-                     std::to_string(kFirstScheduledPort + i) + "]") +
-        "}";
-    if (isThere) {
-      return change(known, versions_, "schedule.update", which + schedule);
+    const std::string members = fill(
+        R"("name":"%","allDay":true,"scheduleType":"%","interPortDelaySec":%,"ifNums":[%])",
+        known->name, i % 2 == 0 ? "power_off" : "power_on", ++versions_, kFirstScheduledPort + i);
+    const JsonPtr set = change(known, versions_, isNew ? "schedule.create" : "schedule.update",
+                               scheduleParams(members, which));
+    if (isNew && set != nullptr) {
+      const int64_t lastId = std::exchange(known->id, resultIn(set, "scheduleId"));
+      EXPECT_GT(known->id, lastId) << "an id is used again";
     }
-    if (!change(known, versions_, "schedule.create", unit() + schedule, &answer)) {
-      return false;
-    }
-    const int64_t lastId = std::exchange(known->id, jsonInt64Member(answer.get(), "scheduleId", 0));
-    EXPECT_GT(known->id, lastId) << "an id is used again";
-    return true;
+    return set != nullptr;
   }
 
-  bool change(Known* known, int version, const std::string& method, const std::string& params,
-              JsonPtr* result = nullptr) const {
+  JsonPtr change(Known* known, int version, const std::string& method,
+                 const std::string& params) const {
     known->possible.insert(version);
-    if (!isAnswered(method, params, result)) {
-      return false;
+    JsonPtr answer = ask(method, params);
+    if (answer != nullptr) {
+      settle(known, version);
     }
-    known->version = version;
-    known->possible.clear();
-    return true;
+    return answer;
   }
 
-  int number_;
+  int unit_;
+  int settingsUnit_;
   std::mt19937 random_;
   const std::atomic<bool>* ending_;
-  Known settings_{0};
-  Known schedules_[4];
+  Known settings_{"settings", 0};
+  std::vector<Known> schedules_;
   int versions_ = 0;
   int64_t lastRun_ = 0;
 };

@@ -12,27 +12,14 @@
 
 namespace {
 
-constexpr int kTookTooLong = -1000;
-constexpr int kNotRunning = -1001;
+constexpr int kNoEnd = -1000;
 constexpr int kExecFailed = 127;
-
-int describeEnd(int status) {
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-// The library that moves the clock leaves these behind when its process is killed.
-void forgetClock(pid_t pid) {
-  shm_unlink(("/faketime_shm_" + std::to_string(pid)).c_str());
-  sem_unlink(("/faketime_sem_" + std::to_string(pid)).c_str());
-}
 
 }  // namespace
 
 DaemonProcess::~DaemonProcess() {
-  if (pid_ > 0) {
-    signal(SIGKILL);
-    wait();
-  }
+  signal(SIGKILL);
+  wait();
 }
 
 void DaemonProcess::start(const std::function<void()>& beforeExec) {
@@ -47,8 +34,8 @@ void DaemonProcess::start(const std::function<void()>& beforeExec) {
     setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
     setenv("FAKETIME", ("+0 x" + std::to_string(speed_)).c_str(), 1);
     setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
-    setenv("NO_FAKE_STAT", "1",
-           1);  // the daemon reads no file times, and the library's stat is not safe at exit
+    // The daemon reads no file times, and the library's stat is not safe at exit.
+    setenv("NO_FAKE_STAT", "1", 1);
   }
   execl(program_.c_str(), program_.c_str(), nullptr);
   _exit(kExecFailed);
@@ -76,19 +63,22 @@ void DaemonProcess::signal(int signalNumber) const {
   }
 }
 
-int DaemonProcess::wait(int deadlineSec) {
+int DaemonProcess::wait() {
   if (pid_ <= 0) {
-    return kNotRunning;
+    return kNoEnd;
   }
   int status = 0;
-  const bool ended = waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; },
-                               std::chrono::seconds(deadlineSec));
+  const bool ended = waitUntil([&] { return waitpid(pid_, &status, WNOHANG) == pid_; });
   if (!ended) {
     signal(SIGKILL);
     waitpid(pid_, &status, 0);
   }
-  forgetClock(std::exchange(pid_, -1));
-  return ended ? describeEnd(status) : kTookTooLong;
+  // The library that moves the clock leaves these behind when its process is killed.
+  const std::string pid = std::to_string(std::exchange(pid_, -1));
+  shm_unlink(("/faketime_shm_" + pid).c_str());
+  sem_unlink(("/faketime_sem_" + pid).c_str());
+  const int end = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return ended ? end : kNoEnd;
 }
 
 int DaemonProcess::stop() {
@@ -97,7 +87,6 @@ int DaemonProcess::stop() {
 }
 
 int DaemonProcess::entriesOf(const char* folder) const {
-  const auto entries =
-      std::filesystem::directory_iterator("/proc/" + std::to_string(pid_) + "/" + folder);
+  const fs::directory_iterator entries("/proc/" + std::to_string(pid_) + "/" + folder);
   return static_cast<int>(std::distance(begin(entries), end(entries)));
 }

@@ -6,14 +6,14 @@
 
 #include "tests/support/fixtures.h"
 
-class DaemonProcess {
- public:
 #ifdef __SANITIZE_THREAD__
-  static constexpr int kThreadsAtRest = 5;  // one is the sanitizer's
+constexpr int kThreadsAtRest = 5;  // of the daemon; one is the sanitizer's
 #else
-  static constexpr int kThreadsAtRest = 4;
+constexpr int kThreadsAtRest = 4;
 #endif
 
+class DaemonProcess {
+ public:
   // program: the daemon whose paths are below this test's root. speed: how much faster than real
   // its clock runs, so that its ten-second polls take a moment.
   explicit DaemonProcess(std::string program, int speed = 1)
@@ -27,20 +27,14 @@ class DaemonProcess {
   // Starts it and waits until its socket accepts connections; false when it ends or takes too long.
   bool startReady(const std::function<void()>& beforeExec = {});
   void signal(int signalNumber) const;
-  // Waits for its end: its exit status, or -N when signal N ended it, or -1000 when it had to be
-  // killed after the deadline, or -1001 when it is not running.
-  int wait(int deadlineSec = 60);
+  // Waits for its end: its exit status, or -N when signal N ended it, or -1000 when it is not
+  // running or had to be killed after a minute and a half.
+  int wait();
   // SIGTERM, then wait.
   int stop();
-  pid_t pid() const {
-    return pid_;
-  }
-  int openDescriptors() const {
-    return entriesOf("fd");
-  }
-  int threads() const {
-    return entriesOf("task");
-  }
+  pid_t pid() const { return pid_; }
+  int openDescriptors() const { return entriesOf("fd"); }
+  int threads() const { return entriesOf("task"); }
 
  private:
   bool hasEnded() const;
@@ -57,11 +51,12 @@ class RunningDaemonTest : public RootTest {
  protected:
   void SetUp() override {
     RootTest::SetUp();
-    ASSERT_TRUE(daemon_.startReady()) << logText();
+    ASSERT_TRUE(daemon_.startReady());
   }
   void TearDown() override {
-    EXPECT_EQ(daemon_.stop(), 0) << logText();
+    EXPECT_EQ(daemon_.stop(), 0);
     EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch()->lastMisuse;
+    RootTest::TearDown();
   }
   DaemonProcess daemon_{TEST_DAEMON, 20};
 };

@@ -18,6 +18,8 @@
 
 namespace {
 
+constexpr std::chrono::seconds kDeadline(90);
+
 void closeDatabase(Mutex DaemonContext::*mutex,
                    sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS {
   const MutexLock lock(daemonContext()->*mutex);
@@ -29,10 +31,23 @@ int ownThreads() {
   return atoi(status.c_str() + status.find("\nThreads:") + 9);
 }
 
+std::string actsOf(const std::vector<switchsim::JournalEntry>& entries) {
+  std::string text;
+  for (const switchsim::JournalEntry& entry : entries) {
+    const bool isReset = entry.op == operationName(switchsim::Operation::portReset);
+    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) +
+            (isReset            ? "r"
+             : entry.value != 0 ? "+"
+                                : "-") +
+            (entry.result != 0 ? "!" : "");
+  }
+  return text;
+}
+
 }  // namespace
 
-bool waitUntil(const std::function<bool()>& condition, std::chrono::seconds deadline) {
-  const auto end = std::chrono::steady_clock::now() + deadline;
+bool waitUntil(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + kDeadline;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) {
       return false;
@@ -68,6 +83,17 @@ std::string replaced(std::string text, const std::string& part, const std::strin
     text.replace(at, part.size(), with);
   }
   return text;
+}
+
+std::vector<std::pair<std::string, std::string>> rowsOf(const std::string& table) {
+  std::istringstream lines(replaced(replaced(table, "\\\n", ""), "; ", "\n"));
+  std::vector<std::pair<std::string, std::string>> rows;
+  for (std::string line; std::getline(lines, line);) {
+    const size_t arrow = line.find(" -> ");
+    rows.emplace_back(line.substr(0, arrow),
+                      arrow == std::string::npos ? "" : line.substr(arrow + 4));
+  }
+  return rows;
 }
 
 std::string programPath(const std::string& name) {
@@ -130,6 +156,10 @@ std::string queryValue(const char* databasePath, const std::string& sql) {
   return text != nullptr ? text : "NULL";
 }
 
+std::string query(const std::string& sql) {
+  return queryValue(kHistoryDbPath, sql);
+}
+
 void executeOn(const char* databasePath, const std::string& sql) {
   DatabasePtr db;
   ASSERT_TRUE(openDatabase(databasePath, &db) && executeSql(db.get(), sql.c_str()))
@@ -137,27 +167,21 @@ void executeOn(const char* databasePath, const std::string& sql) {
 }
 
 std::string runs(const std::string& which, const std::string& title) {
-  return queryValue(kHistoryDbPath, "SELECT GROUP_CONCAT(line, '; ') FROM (SELECT " + title +
-                                        " || COALESCE(overall_result, status) || COALESCE(' ' || "
-                                        "error_message, '') || COALESCE(':' || "
-                                        "(SELECT GROUP_CONCAT(' ' || if_num || ' ' || status || "
-                                        "COALESCE(' ' || error_msg, '')) FROM "
-                                        "(SELECT * FROM poe_history_port ORDER BY if_num) p WHERE "
-                                        "p.run_id=h.run_id), '') AS line FROM "
-                                        "poe_history h WHERE " +
-                                        which + " ORDER BY run_id);");
+  return query("SELECT GROUP_CONCAT(line, '; ') FROM (SELECT " + title + R"sql(
+      || COALESCE(overall_result, status) || COALESCE(' ' || error_message, '')
+      || COALESCE(':' ||
+           (SELECT GROUP_CONCAT(' ' || if_num || ' ' || status || COALESCE(' ' || error_msg, ''))
+            FROM (SELECT * FROM poe_history_port ORDER BY if_num) p WHERE p.run_id=h.run_id), '')
+      AS line FROM poe_history h WHERE )sql" +
+               which + " ORDER BY run_id);");
+}
+
+int runCount(const std::string& which) {
+  return std::stoi(query("SELECT COUNT(*) FROM poe_history WHERE " + which));
 }
 
 std::string acts(uint64_t since) {
-  std::string text;
-  for (const switchsim::JournalEntry& entry : switchsim::journalSince(since)) {
-    const char* act = entry.op == operationName(switchsim::Operation::portReset) ? "r"
-                      : entry.value != 0                                         ? "+"
-                                                                                 : "-";
-    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) + act +
-            (entry.result != 0 ? "!" : "");
-  }
-  return text;
+  return actsOf(switchsim::journalSince(since));
 }
 
 void failCalls(switchsim::Operation operation, uint32_t ifNum, int32_t result, uint32_t times) {
@@ -165,6 +189,7 @@ void failCalls(switchsim::Operation operation, uint32_t ifNum, int32_t result, u
 }
 
 void RootTest::SetUp() {
+  showLogOfFailure();
   logSetPaths(kLogPaths);
   makeRoot(options_);
 }
@@ -173,13 +198,19 @@ void RootTest::makeSwitch(const switchsim::SwitchOptions& options) {
   ASSERT_EQ(switchsim::createSwitch(options, true), "");
 }
 
+void RootTest::showLogOfFailure() {
+  if (HasFailure()) {
+    std::cout << logText();
+  }
+}
+
 std::string RootTest::logText() {
   return readFile(kLogFilePath);
 }
 
 void StoreTest::SetUp() {
   RootTest::SetUp();
-  ASSERT_TRUE(openStores()) << logText();
+  ASSERT_TRUE(openStores());
   std::thread([] {}).join();  // a sanitizer has a thread of its own from the first one on
 }
 
@@ -188,15 +219,13 @@ void StoreTest::TearDown() {
   closeDatabase(&DaemonContext::historyDbMutex, &DaemonContext::historyDb);
   openapiClientTearDown(&openApiClient);
   logClose();
+  EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch()->lastMisuse;
+  RootTest::TearDown();
 }
 
 void StoreTest::reopenHistory() {
   closeDatabase(&DaemonContext::historyDbMutex, &DaemonContext::historyDb);
-  ASSERT_EQ(historyStoreInit(), 0) << logText();
-}
-
-std::string StoreTest::query(const std::string& sql) {
-  return queryValue(kHistoryDbPath, sql);
+  ASSERT_EQ(historyStoreInit(), 0);
 }
 
 int64_t TickTest::create(const std::string& members, int32_t unit) {
@@ -226,7 +255,10 @@ std::string TickTest::tick() {
   // An executor gives its last port's lock back after it has recorded it; the next tick may need
   // that port.
   EXPECT_TRUE(waitUntil([&] { return ownThreads() <= threads; }));
-  return acts(before);
+  std::vector<switchsim::JournalEntry> entries = switchsim::journalSince(before);
+  std::stable_sort(entries.begin(), entries.end(),
+                   [](const auto& a, const auto& b) { return a.ifNum < b.ifNum; });
+  return actsOf(entries);
 }
 
 std::string printJson(const cJSON* tree) {

@@ -32,9 +32,8 @@
 
 namespace fs = std::filesystem;
 
-// Polls until the condition holds; false when the deadline passes first.
-bool waitUntil(const std::function<bool()>& condition,
-               std::chrono::seconds deadline = std::chrono::seconds(90));
+// Polls until the condition holds; false when it does not in a minute and a half.
+bool waitUntil(const std::function<bool()>& condition);
 
 // The whole content of a file; empty when it can't be read.
 std::string readFile(const std::string& path);
@@ -44,6 +43,20 @@ void writeFile(const std::string& path, const std::string& content);
 // How often a text occurs in another.
 int countOf(const std::string& text, const std::string& part);
 std::string replaced(std::string text, const std::string& part, const std::string& with);
+
+// A table written as "GIVEN -> WANTED; GIVEN -> WANTED", where a line's end also ends a row unless
+// a backslash is before it.
+std::vector<std::pair<std::string, std::string>> rowsOf(const std::string& table);
+
+// The text with a value in place of each %.
+template <typename... Values>
+std::string fill(const std::string& text, const Values&... values) {
+  std::istringstream parts(text);
+  std::ostringstream filled;
+  std::string part;
+  (..., (std::getline(parts, part, '%'), filled << part << values));
+  return filled.str() + std::string(std::istreambuf_iterator<char>(parts), {});
+}
 
 // The path of another program of this build, which all stand in one folder.
 std::string programPath(const std::string& name);
@@ -71,12 +84,18 @@ std::string requestText(const std::string& method, const std::string& params);
 // row, SQLite's message when it fails.
 std::string queryValue(const char* databasePath, const std::string& sql);
 
+// The same of the history database.
+std::string query(const std::string& sql);
+
 // Executes a script on a database, over a connection of its own; a failure fails the test.
 void executeOn(const char* databasePath, const std::string& sql);
 
 // Runs as "TITLE result message: port outcome message, ...; ...", newest last; a run that is not
 // over has its status for a result. The title is an SQL expression.
 std::string runs(const std::string& which = "1", const std::string& title = "schedule_type || ' '");
+
+// How many runs there are of which this is true.
+int runCount(const std::string& which);
 
 // What was done to ports since a place in the journal: "5+ 5- 5r 6+!" is port 5 on, off and reset,
 // and port 6 refusing to go on.
@@ -88,27 +107,34 @@ void failCalls(switchsim::Operation operation, uint32_t ifNum = 0, int32_t resul
                uint32_t times = 0);
 
 // A root without files of an earlier test, and a switch of its own (2 units of 28 ports, 24 of them
-// PoE, all idle: every port with a device).
+// PoE, all idle: every port with a device). SetUp may be called again, for a fresh one. The log is
+// shown after a failure.
 class RootTest : public ::testing::Test {
  protected:
   void SetUp() override;
+  void TearDown() override { showLogOfFailure(); }
   switchsim::SwitchOptions options_{2};
   // A new switch in place of the present one.
   static void makeSwitch(const switchsim::SwitchOptions& options);
-  // The log so far.
+  // The log so far; how often it holds a text; waiting until it does.
   static std::string logText();
+  static int logged(const std::string& text) { return countOf(logText(), text); }
+  static bool waitForLog(const std::string& text) {
+    return waitUntil([&] { return logged(text) > 0; });
+  }
+
+ private:
+  static void showLogOfFailure();
 };
 
 // Also: the daemon's context, both stores, port locks and switch session live in this process, the
-// log goes to its file.
+// log goes to its file, and the switch is used as one may.
 class StoreTest : public RootTest {
  protected:
   void SetUp() override;
   void TearDown() override;
   // Closes the history database and opens it again.
   static void reopenHistory();
-  // queryValue on the history database.
-  static std::string query(const std::string& sql);
 };
 
 // Also: schedules, and one tick of the scheduler at a time. Process-wide the daemon remembers what
@@ -120,7 +146,7 @@ class TickTest : public StoreTest {
   static int64_t createWindow(const std::string& type, const std::string& start,
                               const std::string& end, const std::string& members);
   // One tick at the switch's time, "2031-01-01 08:00", and all that it starts. What was done to the
-  // ports.
+  // ports, in their order.
   static std::string tickAt(const std::string& time);
   static std::string tick();
 };
