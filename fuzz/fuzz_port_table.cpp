@@ -1,5 +1,5 @@
 // Any text as the switch's port table: the walk finds only ports that the switch has.
-#include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "fuzz/in_process.h"
@@ -22,10 +22,7 @@ int32_t checkPort(uint32_t ifNum, void* unit) {
 // Takes the place of the simulated switch's.
 extern "C" int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle*, OpenBuffDesc*,
                                                       OpenBuffDesc* path) {
-  FILE* file = fopen(path->start, "wb");
-  require(file != nullptr, "no output file");
-  fwrite(portTable.data(), 1, portTable.size(), file);
-  fclose(file);
+  std::ofstream(path->start) << portTable;
   return OPENCLT_OK;
 }
 

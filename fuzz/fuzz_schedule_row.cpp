@@ -21,15 +21,6 @@ constexpr size_t kMaxTextBytes = 80;
 constexpr int kInterPortDelayColumn = 12;
 constexpr int64_t kMaxPauseSec = 1000;
 
-std::string takeText(FuzzedDataProvider& input) {
-  return input.ConsumeRandomLengthString(kMaxTextBytes);
-}
-
-void bindText(sqlite3_stmt* statement, int index, FuzzedDataProvider& input) {
-  const std::string text = takeText(input);
-  sqlite3_bind_text(statement, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
-}
-
 void insertRow(sqlite3* db, int64_t id, FuzzedDataProvider& input) {
   const StatementPtr row =
       prepareStatement(db,
@@ -38,7 +29,9 @@ void insertRow(sqlite3* db, int64_t id, FuzzedDataProvider& input) {
   require(row != nullptr, "no statement");
   sqlite3_bind_int64(row.get(), 1, id);
   for (int index = 2; index <= 9; ++index) {
-    bindText(row.get(), index, input);
+    const std::string text = input.ConsumeRandomLengthString(kMaxTextBytes);
+    sqlite3_bind_text(row.get(), index, text.data(), static_cast<int>(text.size()),
+                      SQLITE_TRANSIENT);
   }
 
   for (int index = 10; index <= 14; ++index) {
@@ -58,14 +51,9 @@ void insertRow(sqlite3* db, int64_t id, FuzzedDataProvider& input) {
 }
 
 TickTime takeTime(FuzzedDataProvider& input) {
-  TickTime now;
-  now.year = input.ConsumeIntegralInRange(1900, 9999);
-  now.month = input.ConsumeIntegralInRange(1, 12);
-  now.day = input.ConsumeIntegralInRange(1, 31);
-  now.hour = input.ConsumeIntegralInRange(0, 23);
-  now.minute = input.ConsumeIntegralInRange(0, 59);
-  now.weekday = input.ConsumeIntegralInRange(0, 6);
-  return now;
+  const auto number = [&](int from, int to) { return input.ConsumeIntegralInRange(from, to); };
+  return {number(1900, 9999), number(1, 12), number(1, 31), number(0, 23), number(0, 59), 0,
+          number(0, 6)};
 }
 
 }  // namespace

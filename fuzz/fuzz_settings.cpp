@@ -1,6 +1,6 @@
 // Any bytes as the settings file: reading gives settings, and a set is kept, whatever was there.
-#include <cstdio>
-#include <memory>
+#include <array>
+#include <fstream>
 
 #include "base/result_codes.h"
 #include "config/boot_delay_config.h"
@@ -9,32 +9,23 @@
 
 namespace {
 
-bool same(const BootDelayConfig& a, const BootDelayConfig& b) {
-  return a.delaySec == b.delaySec && a.executionMode == b.executionMode &&
-         a.interPortDelaySec == b.interPortDelaySec;
-}
-
-BootDelayConfig settingsOf(int32_t unit) {
+std::array<int64_t, 3> settingsOf(int32_t unit) {
   BootDelayConfig config;
   require(bootDelayConfigGet(unit, &config) == RESULT_OK, "settings can always be read");
-  return config;
-}
-
-void writeSettingsFile(const uint8_t* data, size_t size) {
-  FILE* file = fopen(kBootDelayConfigPath, "wb");
-  require(file != nullptr && fwrite(data, 1, size, file) == size && fclose(file) == 0,
-          "no settings file");
+  return {config.delaySec, config.executionMode, config.interPortDelaySec};
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   openInProcess();
-  writeSettingsFile(data, size);
-  const BootDelayConfig other = settingsOf(1);
+  std::ofstream(kBootDelayConfigPath)
+      .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  const std::array<int64_t, 3> other = settingsOf(1);
   const BootDelayConfig wanted{60, EXECUTION_SEQUENTIAL, 5};
   require(bootDelayConfigSet(2, &wanted) == RESULT_OK, "settings can always be set");
-  require(same(settingsOf(2), wanted), "what was set is what is read");
-  require(same(settingsOf(1), other), "another unit's settings stay as they were");
+  require(settingsOf(2) == std::array<int64_t, 3>{60, EXECUTION_SEQUENTIAL, 5},
+          "what was set is what is read");
+  require(settingsOf(1) == other, "another unit's settings stay as they were");
   return 0;
 }

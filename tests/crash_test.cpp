@@ -4,12 +4,8 @@
 // QUORIN_CRASH_CYCLES makes it longer; the seed is printed and QUORIN_CRASH_SEED gives it.
 #include <sqlite3.h>
 
-#include <csignal>
-
 #include "base/database.h"
-#include "daemon/paths.h"
 #include "tests/support/client_load.h"
-#include "tests/support/daemon_process.h"
 
 namespace {
 

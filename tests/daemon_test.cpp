@@ -6,12 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-
-#include "daemon/paths.h"
 #include "switchsim/shared_state.h"
 #include "tests/support/daemon_process.h"
-#include "tests/support/socket_client.h"
 
 using switchsim::Operation;
 

@@ -3,13 +3,9 @@
 #include <sqlite3.h>
 #include <sys/resource.h>
 
-#include <csignal>
-
 #include "base/database.h"
-#include "daemon/paths.h"
 #include "switchsim/shared_state.h"
 #include "tests/support/daemon_process.h"
-#include "tests/support/socket_client.h"
 
 namespace {
 

@@ -2,7 +2,6 @@
 
 #include "base/database.h"
 #include "daemon/daemon_context.h"
-#include "daemon/paths.h"
 #include "history/cleanup_thread.h"
 #include "history/history_queries.h"
 #include "history/history_store.h"
@@ -143,9 +142,9 @@ TEST_F(HistoryTest, whatTheDatabaseRefusesIsReportedAndFailedAtTheNextStartThatC
   play("P4 S5");
   const std::string before = show(1);
   executeOn(kHistoryDbPath, R"sql(
-      CREATE TRIGGER a BEFORE UPDATE ON poe_history BEGIN SELECT RAISE(ABORT, 'no'); END;
-      CREATE TRIGGER b BEFORE UPDATE ON poe_history_port BEGIN SELECT RAISE(ABORT, 'no'); END;
-      CREATE TRIGGER c BEFORE INSERT ON poe_history_port BEGIN SELECT RAISE(ABORT, 'no'); END;)sql");
+      CREATE TRIGGER a BEFORE UPDATE ON poe_history BEGIN SELECT RAISE(ABORT, ''); END;
+      CREATE TRIGGER b BEFORE UPDATE ON poe_history_port BEGIN SELECT RAISE(ABORT, ''); END;
+      CREATE TRIGGER c BEFORE INSERT ON poe_history_port BEGIN SELECT RAISE(ABORT, ''); END;)sql");
   std::string codes;
   for (const char* step : {"F4", "f5", "reset", "=1", "derive", "force", "reconcile"}) {
     codes += std::to_string(playStep(1, step, 9)) + " ";

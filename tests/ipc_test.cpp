@@ -1,9 +1,5 @@
-
-
-#include "daemon/paths.h"
 #include "ipc/request_reader.h"
 #include "tests/support/client_load.h"
-#include "tests/support/daemon_process.h"
 
 namespace {
 
@@ -47,7 +43,7 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
       {"bytes that are no UTF-8", "{\"method\":\"\xFF\xFE\"}\n", false, kInvalid},
       {"a surrogate in UTF-8", "{\"method\":\"\xED\xA0\x80\"}\n", false, kInvalid},
       {"an overlong character", "{\"method\":\"\xC0\xAF\"}\n", false, kInvalid},
-      {"control characters in the method", "{\"method\":\"é\\n\\u009b31m€\"}\n", false, kUnknown},
+      {"control characters", "{\"method\":\"é\\n\\u009b31m€\"}\n", false, kUnknown},
       {"an endless method", "{\"method\":\"" + std::string(127, 'm') + "éa\"}\n", false, kUnknown},
       {"two objects on one line", kListRequest + kListRequest + "\n", false, kInvalid},
       {"no JSON", "hello\n", false, kInvalid},

@@ -3,10 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdarg>
 
-#include "daemon/paths.h"
 #include "switchos/session.h"
 #include "tests/support/fixtures.h"
 

@@ -1,6 +1,5 @@
 // Restarting ports by hand: requests over the socket of a daemon whose clock runs fast.
 #include "tests/support/daemon_process.h"
-#include "tests/support/socket_client.h"
 
 using namespace switchsim;
 

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <new>
 
-#include "daemon/paths.h"
 #include "scheduler/scheduler_thread.h"
 #include "tests/support/fixtures.h"
 #include "tests/support/in_process.h"
@@ -67,45 +66,41 @@ class MemoryTest : public TickTest {
   static void SetUpTestSuite() { takeOverAllocators(); }
 
   // One request through a connection's worker, on this thread. The answer without its newline.
-  static std::string ask(const std::string& request) {
-    bool reached = false;
-    return ask(request, kNever, 0, &reached);
-  }
-
-  static std::string ask(const std::string& request, int64_t n, int64_t count, bool* reached) {
-    std::string answer =
-        askWorker(request, [&](const auto& work) { *reached = withFailuresAfter(n, count, work); });
+  std::string ask(const std::string& request, int64_t n = kNever, int64_t count = 0) {
+    const std::string answer =
+        askWorker(request, [&](const auto& work) { failed_ = withFailuresAfter(n, count, work); });
     return answer.substr(0, answer.find('\n'));
   }
 
   // All schedules, each with the number of its days and ports; then the delays of units 1 and 2.
-  static std::string stored() {
-    const std::string schedules = queryValue(kScheduleDbPath,
-                                             "SELECT GROUP_CONCAT(name || ' ' || recurrence || ' ' "
-                                             "|| (SELECT COUNT(*) FROM poe_schedule_days d "
-                                             "WHERE d.schedule_id=s.schedule_id) || ' ' || (SELECT "
-                                             "COUNT(*) FROM poe_schedule_ifs i WHERE "
-                                             "i.schedule_id=s.schedule_id)) FROM poe_schedule s;");
+  std::string stored() {
+    const std::string schedules = queryValue(kScheduleDbPath, R"sql(
+        SELECT GROUP_CONCAT(name || ' ' || recurrence
+          || ' ' || (SELECT COUNT(*) FROM poe_schedule_days d WHERE d.schedule_id=s.schedule_id)
+          || ' ' || (SELECT COUNT(*) FROM poe_schedule_ifs i WHERE i.schedule_id=s.schedule_id))
+        FROM poe_schedule s)sql");
     return schedules + "; " + delay(1) + ", " + delay(2);
   }
-  static std::string delay(int unit) {
-    const JsonPtr answer = jsonParse(
-        ask(requestText("bootdelay.get", R"({"unit":)" + std::to_string(unit) + "}")).c_str());
-    return printJson(jsonMember(jsonMember(answer.get(), "result"), "delaySec"));
+  std::string delay(int unit) {
+    const std::string answer = ask(requestText("bootdelay.get", fill(R"({"unit":%})", unit)));
+    const JsonPtr tree = jsonParse(answer.c_str());
+    return printJson(jsonMember(jsonMember(tree.get(), "result"), "delaySec"));
   }
 
   static void reset() {
     writeFile(kBootDelayConfigPath, R"({"units":{"1":{"delaySec":60},"2":{"delaySec":60}}})");
-    executeOn(kScheduleDbPath,
-              "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule; INSERT INTO poe_schedule VALUES "
-              "(1,1,'old','restart',NULL,NULL,'daily',NULL,NULL,'03:00',1,0,0,0,1,0); "
-              "INSERT INTO poe_schedule_ifs VALUES (1,1);");
+    executeOn(kScheduleDbPath, R"sql(
+        PRAGMA foreign_keys=ON;
+        DELETE FROM poe_schedule;
+        INSERT INTO poe_schedule VALUES
+          (1, 1, 'old', 'restart', '', '', 'daily', '', '', '03:00', 1, 0, 0, 0, 1, 0);
+        INSERT INTO poe_schedule_ifs VALUES (1, 1);)sql");
   }
 
+  bool failed_ = false;  // whether the last request got to its failing allocation
   const std::string create_ = requestText(
-      "schedule.create",
-      scheduleParams(
-          R"("name":"new","scheduleType":"power_off","startTime":"12:00","endTime":"12:00","ifNums":[3,4])"));
+      "schedule.create", scheduleParams(R"("name":"new","scheduleType":"power_off",)"
+                                        R"("startTime":"12:00","endTime":"12:00","ifNums":[3,4])"));
 };
 
 }  // namespace
@@ -126,15 +121,12 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   const std::string before = "old daily 0 1; 60, 60";
   const std::string updated = "old monthly 2 2; 60, 60";
   const std::string one = R"("unit":1,"scheduleId":1)";
+  const std::string update =
+      R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])";
   const std::pair<std::string, std::string> cases[] = {
       // with what is stored when it is answered with ok
       {create_, "old daily 0 1,new daily 0 2; 60, 60"},
-      {requestText(
-           "schedule.update",
-           scheduleParams(
-               R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])",
-               one)),
-       updated},
+      {requestText("schedule.update", scheduleParams(update, one)), updated},
       {requestText("schedule.delete", "{" + one + "}"), "NULL; 60, 60"},
       {requestText("schedule.get", "{" + one + "}"), before},
       {requestText("schedule.list", R"({"unit":1})"), before},
@@ -145,31 +137,25 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
       {requestText("sensors.all", R"({"unit":1})"), before},
       {requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
   };
-  ask(requestText("manual.reset",
-                  R"({"unit":1,"request":{"ifNums":[1]}})"));  // a run for the history
+  ask(cases[10].first);  // a run for the history
   for (const auto& [request, whenDone] : cases) {
     for (int n = 0, reached = 1; n < kMaxAllocations && reached > 0; ++n) {
       reached = 0;
       for (const int64_t count : kFailures) {
-        bool failed = false;
         reset();
-        const std::string answer = ask(request, n, count, &failed);
+        const std::string answer = ask(request, n, count);
+        const bool failed = failed_, ok = answer.rfind(R"({"ok":true)", 0) == 0;
         reached += failed ? 1 : 0;
-        const bool ok = answer.rfind(R"({"ok":true)", 0) == 0;
-        const std::string what = std::to_string(n) + request + answer;
-        EXPECT_TRUE(ok || answer.empty() || answer.rfind(R"({"ok":false,"error":1)", 0) == 0)
-            << what;
-        EXPECT_TRUE(failed || ok) << what;
+        SCOPED_TRACE(fill("%. %: %", n, request, answer));
+        EXPECT_TRUE(ok || answer.empty() || answer.rfind(R"({"ok":false,"error":1)", 0) == 0);
+        EXPECT_TRUE(failed || ok);
         EXPECT_TRUE(!ok || countOf(request, "reset") == 0 ||
-                    countOf(answer, R"("interPortDelaySec":0)") == 1)
-            << what;
+                    countOf(answer, R"("interPortDelaySec":0)") == 1);
         // Days that find no memory are none, and the answer shows it.
-        const bool lostDays =
-            ok && whenDone == updated && answer.find("recurrenceDays") == std::string::npos;
+        const bool lostDays = ok && whenDone == updated && countOf(answer, "recurrenceDays") == 0;
         const std::string after = lostDays ? "old monthly 0 2; 60, 60" : whenDone;
         const std::string now = stored();
-        ASSERT_TRUE(now == (ok ? after : before) || (answer.empty() && now == after))
-            << what << now;
+        ASSERT_TRUE(now == (ok ? after : before) || (answer.empty() && now == after)) << now;
       }
     }
   }
@@ -178,17 +164,14 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
 TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowOutlivesThem) {
   createWindow("power_off", "12:00", "13:00", R"("endDate":"2095-01-01","ifNums":[1])");
   EXPECT_EQ(tickAt("2095-01-01 12:00"), "1-");
-  executeOn(
-      kHistoryDbPath,
-      "UPDATE poe_history SET started_at=started_at-200000;");  // as if the clock had been moved
+  query("UPDATE poe_history SET started_at=started_at-200000");  // as if the clock had been moved
   ask(create_);
-  int day = 0;
-  const auto nextNoon = [&day] {
-    char noon[32];
-    snprintf(noon, sizeof noon, "%04d-%02d-%02d 12:00:00", 2100 + day / 336, day / 28 % 12 + 1,
-             day % 28 + 1);
-    ++day;
-    ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, noon), "");
+  time_t noon = 4102488000;  // 2100-01-01 12:00:00
+  const auto nextNoon = [&noon] {
+    char text[32];
+    strftime(text, sizeof text, "%F %T", gmtime(&noon));
+    noon += 86400;
+    ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, text), "");
   };
   for (const int64_t count : kFailures) {
     bool reached = true;
@@ -199,11 +182,8 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowO
       const uint64_t before = switchsim::lastSeq();
       tickOnce();
       ASSERT_EQ(acts(before), "3- 4- 3+ 4+") << "after allocation " << n;
-      ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC LIMIT 1;"),
-                "success")
-          << n;
-      ASSERT_EQ(query("SELECT status FROM poe_history LIMIT 1;"), "running")
-          << "after allocation " << n;
+      ASSERT_EQ(query("SELECT overall_result FROM poe_history ORDER BY run_id DESC"), "success");
+      ASSERT_EQ(query("SELECT status FROM poe_history WHERE run_id=1"), "running") << n;
     }
     EXPECT_FALSE(reached);
   }

@@ -5,7 +5,6 @@
 #include <numeric>
 
 #include "daemon/daemon_context.h"
-#include "daemon/paths.h"
 #include "history/run_lifecycle.h"
 #include "poe/executor.h"
 #include "poe/port_actions.h"

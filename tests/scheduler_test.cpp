@@ -1,17 +1,14 @@
 #include <pthread.h>
 
-#include <csignal>
 #include <optional>
 
 #include "config/boot_delay_config.h"
 #include "daemon/daemon_context.h"
-#include "daemon/paths.h"
 #include "ipc/ipc_server.h"
 #include "poe/port_locks.h"
 #include "scheduler/boot_delay.h"
 #include "scheduler/switch_time.h"
 #include "tests/support/daemon_process.h"
-#include "tests/support/socket_client.h"
 
 using switchsim::ClockMode;
 

@@ -2,8 +2,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-
 #include "switchos/openclt.h"
 #include "switchsim/shared_state.h"
 #include "tests/support/fixtures.h"
@@ -35,11 +33,9 @@ TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
       {false, 12000, 30000, kDisabled, 0},  {true, 0, 30000, kSearching, 0},
       {true, 3500, 30000, kDelivering, 1},  {true, 7000, 30000, kDelivering, 2},
       {true, 15400, 30000, kDelivering, 3}, {true, 15500, 30000, kDelivering, 4},
-      {true, 30000, 30000, kDelivering, 4}, {true, 90000, 90000, kDelivering, 8},
-      {true, 90000, 89999, kDenied, 8}};
+      {true, 90000, 90000, kDelivering, 8}, {true, 90000, 89999, kDenied, 8}};
   for (const auto& [on, deviceMw, limitMw, status, powerClass] : rows) {
-    SCOPED_TRACE(testing::Message()
-                 << (on ? "on, " : "off, ") << deviceMw << " mW, limit " << limitMw);
+    SCOPED_TRACE(fill("% mW, limit %, on: %", deviceMw, limitMw, on));
     const auto watts = deviceMw == 0 ? std::nullopt : std::make_optional(deviceMw / 1000.0);
     ASSERT_EQ(setPortSettings(1, {1, limitMw}) + setDevice(1, watts) + setAdmin(1, on), "");
     EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; }))

@@ -7,8 +7,7 @@
 #include <set>
 
 #include "ipc/request_reader.h"
-#include "tests/support/fixtures.h"
-#include "tests/support/socket_client.h"
+#include "tests/support/daemon_process.h"
 
 // As large as a request may be, and of the largest tree that this can have; it is refused.
 inline std::string largestRequest() {

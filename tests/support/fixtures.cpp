@@ -9,7 +9,6 @@
 #include "base/database.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
-#include "daemon/paths.h"
 #include "history/history_store.h"
 #include "log/log.h"
 #include "scheduler/scheduler_thread.h"

@@ -1,5 +1,5 @@
 // What tests share: a fresh root with a simulated switch, the stores opened in this process, and
-// waiting for what can be observed; with the parts of the standard library that most of them use.
+// waiting for what can be observed; with what most of them use.
 #ifndef QUORIN_TESTS_SUPPORT_FIXTURES_H
 #define QUORIN_TESTS_SUPPORT_FIXTURES_H
 
@@ -9,6 +9,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <deque>
@@ -28,6 +29,7 @@
 #include <vector>
 
 #include "base/json.h"
+#include "daemon/paths.h"
 #include "switchsim/switch_state.h"
 
 namespace fs = std::filesystem;
