@@ -28,20 +28,19 @@ int32_t playStep(int64_t run, const std::string& step, int64_t number) {
   if (step == "reconcile") return historyReconcileInterruptedRuns() - 1;
   const int32_t argument = std::stoi(step.substr(1));
   if (step[0] == '=') return historyRunFinish(run, argument, message.c_str(), number);
-  const auto outcome =
-      static_cast<int32_t>(std::string("SFKNX").find(static_cast<char>(toupper(step[0]))));
+  const size_t outcome = std::string("SFKNXsfknx").find(step[0]) % 5;
   const auto record = isupper(step[0]) != 0 ? historyPortRecord : historyPortRecordWorst;
-  return record(run, static_cast<uint32_t>(argument), outcome, message.c_str(), number);
+  return record(run, static_cast<uint32_t>(argument), static_cast<int32_t>(outcome),
+                message.c_str(), number);
 }
 
 }  // namespace
 
 class HistoryTest : public StoreTest {
  protected:
-  static std::string ofRun(int64_t run, const std::string& expression,
-                           const std::string& table = "poe_history") {
-    return query("SELECT " + expression + " FROM " + table +
-                 " WHERE run_id=" + std::to_string(run));
+  static std::string ofRun(int64_t run, const std::string& what,
+                           const char* table = "poe_history") {
+    return query(fill("SELECT % FROM % WHERE run_id=%", what, table, run));
   }
   static void updateRuns(const std::string& change) {
     ASSERT_EQ(query("UPDATE poe_history SET " + change), "");
@@ -65,11 +64,10 @@ class HistoryTest : public StoreTest {
   // an unknown outcome on port 1, in lower case if worse; =3 finishes with result 3.
   static std::string play(const std::string& script, const RunBeginRequest& request = {1}) {
     std::istringstream steps(script);
-    std::vector<uint32_t> ports;
+    std::vector<size_t> ports;
     std::string step;
-    while (steps >> step && step[0] == 'P')
-      ports.push_back(static_cast<uint32_t>(std::stoul(step.substr(1))));
-    const int64_t run = beginRun(ports, request);
+    while (steps >> step && step[0] == 'P') ports.push_back(std::stoul(step.substr(1)));
+    const int64_t run = beginRun({ports.begin(), ports.end()}, request);
     std::string codes;
     for (int64_t number = 1; steps; steps >> step, ++number) {
       const int32_t code = playStep(run, step, number);
@@ -90,11 +88,8 @@ TEST_F(HistoryTest, aPortTakesOutcomesAsItsStateAllows) {
       {'F', "1su11 2fa12 3sk13 4no14 5fa15 6fa6 7fa7 8fa8 9fa9 10fa10"}};
   for (const auto& [from, ports] : cases) {
     std::string script;
-    for (int port = 1; from != '-' && port <= 10; ++port)
-      script += from + std::to_string(port) + " ";
-    EXPECT_EQ(play(script + "S1 F2 K3 N4 X5 s6 f7 k8 n9 x10"),
-              std::string("running - - - | ") + ports)
-        << from;
+    for (int port = 1; from != '-' && port <= 10; ++port) script += fill("%% ", from, port);
+    EXPECT_EQ(play(script + "S1 F2 K3 N4 X5 s6 f7 k8 n9 x10"), fill("running - - - | %", ports));
   }
 }
 
@@ -121,18 +116,14 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
     EXPECT_EQ(play(script), expected) << script;
     query("DELETE FROM poe_history");
   }
-  for (const char* step : {"=1", "force", "derive"})
-    EXPECT_EQ(playStep(99, step, 1), 10023) << "there is no such run";
+  for (const char* step : {"=1", "force", "derive"}) EXPECT_EQ(playStep(99, step, 1), 10023);
 }
 
 TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
   const int64_t run = beginRun({1});
   DatabasePtr db;
   ASSERT_TRUE(openDatabase(kHistoryDbPath, &db) && executeSql(db.get(), "BEGIN IMMEDIATE;"));
-  std::atomic<bool> begins{false};
-  auto finished =
-      std::async(std::launch::async, [&] { return begins = true, playStep(run, "derive", 1); });
-  ASSERT_TRUE(waitUntil([&] { return begins.load(); }));
+  auto finished = std::async(std::launch::async, playStep, run, "derive", 1);
   EXPECT_EQ(finished.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
   ASSERT_TRUE(executeSql(db.get(), "COMMIT;"));
   EXPECT_EQ(finished.get(), 0);
@@ -224,18 +215,18 @@ TEST_F(HistoryTest, aPageHoldsItsShareOfTheRuns) {
   for (int64_t run = 1; run <= 5; ++run) beginRun({});
   updateRuns("started_at=run_id");
   beginRun({}, {2});
-  const std::tuple<int32_t, int32_t, const char*> cases[] = {
-      {1, 2, "54"},           {2, 2, "32"}, {3, 2, "1"},      {4, 2, ""},      {0, 2, "54"},
-      {-9, 2, "54"},          {1, 0, ""},   {1, -1, "54321"}, {0, -1, "4321"}, {2147483647, 1, ""},
-      {65537, 65536, "54321"}};
-  for (const auto& [page, pageSize, expected] : cases) {
+  for (const auto& [page, expected] : rowsOf("1 2 -> 54; 2 2 -> 32; 3 2 -> 1; 4 2 -> ; 0 2 -> 54; "
+                                             "-9 2 -> 54; 1 0 -> ; 1 -1 -> 54321; 0 -1 -> 4321; "
+                                             "2147483647 1 -> ; 65537 65536 -> 54321")) {
+    const size_t blank = page.find(' ');
     JsonPtr answer;
-    ASSERT_EQ(historyList(1, page, pageSize, &answer), 0);
+    ASSERT_EQ(historyList(1, std::stoi(page), std::stoi(page.substr(blank)), &answer), 0);
     std::string runs;
     const cJSON* run = nullptr;
-    cJSON_ArrayForEach(run, jsonMember(answer.get(), "runs")) runs +=
-        printJson(jsonMember(run, "runId"));
-    EXPECT_EQ(runs, expected) << "page " << page << " of " << pageSize;
+    cJSON_ArrayForEach(run, jsonMember(answer.get(), "runs")) {
+      runs += printJson(jsonMember(run, "runId"));
+    }
+    EXPECT_EQ(runs, expected) << page;
     EXPECT_EQ(jsonText(answer, "total"), "5");
   }
 }
@@ -251,12 +242,12 @@ TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
   updateRuns("status='completed' WHERE run_id=8");
   std::array<OpenScheduledRun, 64> open;
   ASSERT_EQ(historyListOpenScheduledRuns(open.data(), 64), 3);
-  std::ostringstream listed;
+  std::string listed;
   for (size_t i = 0; i < 3; ++i) {
-    listed << open[i].runId << '/' << open[i].unit << '/' << open[i].scheduleId << '/'
-           << open[i].startedAt << ' ';
+    const OpenScheduledRun& run = open[i];
+    listed += fill("%/%/%/% ", run.runId, run.unit, run.scheduleId, run.startedAt);
   }
-  EXPECT_EQ(listed.str(), "3/1/7/96 2/2/7/97 1/1/7/98 ");
+  EXPECT_EQ(listed, "3/1/7/96 2/2/7/97 1/1/7/98 ");
   EXPECT_EQ(historyListOpenScheduledRuns(open.data(), 1), 1);
   for (const auto& [unit, schedule, run] :
        {std::array{1, 7, 3}, {2, 7, 2}, {1, 8, 0}, {3, 7, 0}, {1, 0, 0}}) {
@@ -270,8 +261,7 @@ TEST_F(HistoryTest, oldRunsVanishWithTheirPortsAndTheirIdsForGood) {
   const int64_t limit = time(nullptr) - k30DaysSec;
   for (const int64_t started :
        {limit + 3600, int64_t{100}, int64_t{199}, int64_t{200}, limit - 1}) {
-    updateRuns("started_at=" + std::to_string(started) +
-               " WHERE run_id=" + std::to_string(beginRun({5})));
+    updateRuns(fill("started_at=% WHERE run_id=%", started, beginRun({5})));
   }
   const std::string left = "SELECT group_concat(DISTINCT run_id) FROM poe_history_port";
   EXPECT_EQ(historyPurgeBefore(200), 2);
@@ -290,10 +280,8 @@ TEST_F(HistoryTest, theDaemonPurgesAgainAtLocalMidnight) {
   beginRun({});
   updateRuns("started_at=" + std::to_string(now - k30DaysSec + kExpiresAfterSec));
   const int64_t west = (now + 2 * kExpiresAfterSec) % 86400;  // of Greenwich, seconds
-  std::ostringstream zone;
-  zone << "TST+" << west / 3600 << ':' << west / 60 % 60 << ':' << west % 60;
+  const std::string zone = fill("TST+%:%:%", west / 3600, west / 60 % 60, west % 60);
   DaemonProcess daemon(TEST_DAEMON, 100);
-  ASSERT_TRUE(daemon.startReady([&] { setenv("TZ", zone.str().c_str(), 1); }));
-  EXPECT_TRUE(waitUntil([&] { return query("SELECT COUNT(*) FROM poe_history") == "0"; }))
-      << zone.str();
+  ASSERT_TRUE(daemon.startReady([&] { setenv("TZ", zone.c_str(), 1); }));
+  EXPECT_TRUE(waitUntil([] { return runCount("1") == 0; })) << zone;
 }

@@ -6,18 +6,13 @@ namespace {
 constexpr int kClients = 32;
 const std::string kInvalid = "{\"ok\":false,\"error\":10003}\n";
 const std::string kUnknown = "{\"ok\":false,\"error\":17002}\n";
-const std::string kNotFound = "{\"ok\":false,\"error\":10023}\n";
+
 const std::string kEmptyList =
-    "{\"ok\":true,\"result\":{\"runs\":[],\"page\":1,\"pageSize\":50,\"total\":0}}\n";
+    R"({"ok":true,"result":{"runs":[],"page":1,"pageSize":50,"total":0}})"
+    "\n";
 const std::string kListRequest = requestText("history.list", R"({"unit":1})");
 
 using IpcTest = RunningDaemonTest;
-
-// Without the mapped file of the simulated switch, whose journal fills up.
-long residentKb(pid_t pid) {
-  const std::string status = readFile("/proc/" + std::to_string(pid) + "/status");
-  return atol(status.c_str() + status.find("RssAnon:") + 8);
-}
 
 std::string nested(size_t depth) {
   return std::string(depth, '[') + std::string(depth, ']');
@@ -113,13 +108,15 @@ TEST_F(IpcTest, answersManyClientsAndKeepsNothingOfPastRequests) {
   load((2000 + requestsWanted / 2) / kClients);  // also fills the databases' caches
   ASSERT_TRUE(isQuiet(20)) << daemon_.openDescriptors() << " " << daemon_.threads();
   const int descriptors = daemon_.openDescriptors();
-  const long kb = residentKb(daemon_.pid());
+  // Without the mapped file of the simulated switch, whose journal fills up.
+  const auto residentKb = [&] { return statusOf(daemon_.pid(), "RssAnon:"); };
+  const int kb = residentKb();
   load(requestsWanted / kClients);
   EXPECT_TRUE(isQuiet(descriptors)) << daemon_.openDescriptors() << " " << daemon_.threads();
-  std::cout << "memory: " << kb << " kB, then " << residentKb(daemon_.pid()) << " kB" << std::endl;
+  std::cout << "memory: " << kb << " kB, then " << residentKb() << " kB" << std::endl;
   // Sanitizers keep freed memory aside, and find by themselves what leaks.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-  EXPECT_LT(residentKb(daemon_.pid()) - kb, 4000);
+  EXPECT_LT(residentKb() - kb, 4000);
 #endif
 }
 
@@ -151,8 +148,7 @@ TEST_F(IpcTest, whatClientsLeaveUnfinishedIsBounded) {
   })) << refused;
   EXPECT_LT(refused, kRequests);
   clients.clear();
-  EXPECT_TRUE(waitUntil([] { return exchange(kListRequest + "\n") == kEmptyList; }))
-      << "all of it is given back";
+  EXPECT_TRUE(waitUntil([] { return exchange(kListRequest + "\n") == kEmptyList; }));
 }
 
 TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
@@ -188,8 +184,7 @@ TEST_F(IpcTest, theClientTellsHowItWentByItsExitStatus) {
   };
   for (const auto& [arguments, status, printed] : cases) {
     std::string output;
-    EXPECT_EQ(runCommand(client + arguments + " 2>&1", &output), status) << arguments << "\n"
-                                                                         << output;
+    EXPECT_EQ(runCommand(client + arguments + " 2>&1", &output), status) << arguments << output;
     EXPECT_NE(output.find(printed), std::string::npos) << arguments << "\n" << output;
   }
 }

@@ -67,8 +67,8 @@ class MemoryTest : public TickTest {
 
   // One request through a connection's worker, on this thread. The answer without its newline.
   std::string ask(const std::string& request, int64_t n = kNever, int64_t count = 0) {
-    const std::string answer =
-        askWorker(request, [&](const auto& work) { failed_ = withFailuresAfter(n, count, work); });
+    const auto serve = [&](const auto& work) { failed_ = withFailuresAfter(n, count, work); };
+    const std::string answer = askWorker(request, serve);
     return answer.substr(0, answer.find('\n'));
   }
 
@@ -121,7 +121,7 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
   const std::string before = "old daily 0 1; 60, 60";
   const std::string updated = "old monthly 2 2; 60, 60";
   const std::string one = R"("unit":1,"scheduleId":1)";
-  const std::string update =
+  const char* update =
       R"("name":"old","recurrence":"monthly","recurrenceDays":[1,2],"ifNums":[1,2])";
   const std::pair<std::string, std::string> cases[] = {
       // with what is stored when it is answered with ok

@@ -65,12 +65,12 @@ $type:"power_on","startTime":"1234𝄞","endTime":"12345678",$dates -> $name:"N"
 $type:"power_on",$dates,$ifs:[1],"startTime":"1234","endTime":"1234567","allDay":false,$end
 $type:"power_off","allDay":true -> \
 $name:"N",$type:"power_off","recurrence":"daily",$ifs:[1],"allDay":true,$end)")) {
-    const std::string own = std::to_string(++id), one = own + " #" + own,
-                      is = " -> {#" + own + "," + want + "}; ";
-    play("create " + own + " " + members + is + "get " + one + is);  // each in a unit of its own
-    play("update " + one + R"(,$name:"M","startDate":"3","endTime":"2",$ifs:[7],"enabled":false,)" +
-         members);
-    play("update " + one + "," + members + is + "get " + one + is);
+    const std::string one = fill("% #%", ++id, id), is = fill(" -> {#%,%}; ", id, want);
+    // Each in a unit of its own.
+    play(fill("create % %%get %%", id, members, is, one, is));
+    play(fill(R"(update %,$name:"M","startDate":"3","endTime":"2",$ifs:[7],"enabled":false,%)", one,
+              members));
+    play(fill("update %,%%get %%", one, members, is, one, is));
   }
 }
 
@@ -159,8 +159,7 @@ $name:"$x62",$type:"power_on","startDate":"2025-01-01 0:00","recurrence":"daily"
     list += ",{#" + id + "," + json;
   }
   play(R"(list 1 -> {"schedules":[)" + list + "]}");
-  EXPECT_TRUE(
-      waitUntil([] { return countOf(rpc("history.list", R"({"unit":1})"), "xxxxxx") > 0; }));
+  EXPECT_TRUE(waitUntil([] { return runCount("schedule_name LIKE 'xxxxxx%'") > 0; }));
 }
 
 TEST_F(ScheduleTest, aDatabaseThatWasOverwrittenWhileItWasDownCostsAnswersOnly) {
@@ -175,8 +174,7 @@ TEST_F(ScheduleTest, aDatabaseThatWasOverwrittenWhileItWasDownCostsAnswersOnly) 
 
 TEST_F(BootDelayTest, settingsOfAUnitAreReplacedWholeOrNotAtAll) {
   play(R"(bootdelay.get 1 -> {"delaySec":0,$modes}; bootdelay.get "1" -> 10003
-bootdelay.set 1 "DelaySec":59.9,$seq:5 -> ok
-bootdelay.get 1 -> {"delaySec":59,$seq:5}
+bootdelay.set 1 "DelaySec":59.9,$seq:5 -> ok; bootdelay.get 1 -> {"delaySec":59,$seq:5}
 bootdelay.set 2 "delaySec":600,$seq:300 -> ok
 bootdelay.set 1 "delaySec":7 -> ok; bootdelay.get 1 -> {"delaySec":7,$modes})");
   for (const auto& row : rows(R"("a":0; "delaySec":601; "delaySec":-1; "delaySec":"1"

@@ -95,8 +95,8 @@ std::string passMinute(Reckoned* schedule, time_t now) {
   std::string done;
   if (appliesOn(*schedule, now) && minute == (schedule->allDay ? 0 : schedule->start)) {
     done = schedule->type == "restart" ? "-+" : isOn ? "+" : "-";
-    schedule->results = replaced(schedule->results, "running", "failed") +
-                        (schedule->isWindow() ? "running " : "success ");
+    schedule->results = replaced(schedule->results, "running", "failed");
+    schedule->results += schedule->isWindow() ? "running " : "success ";
   }
   if (appliesOn(*schedule, now) && minute == schedule->end && schedule->isWindow()) {
     done += isOn ? "-" : "+";
@@ -136,8 +136,8 @@ class SoakTest : public TickTest {
 }  // namespace
 
 TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
-  constexpr time_t kFirstDays[] = {1835308800, 1803686400, 1798675200, 1777420800,
-                                   1804291200};  // ends of months
+  // Ends of months.
+  constexpr time_t kFirstDays[] = {1835308800, 1803686400, 1798675200, 1777420800, 1804291200};
   std::mt19937 random(environmentSeed("QUORIN_SOAK_SEED"));
   const int days = environmentNumber("QUORIN_SOAK_DAYS", 10);
   const time_t firstDay = kFirstDays[pick(&random, 0, 4)];

@@ -38,8 +38,7 @@ TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
     SCOPED_TRACE(fill("% mW, limit %, on: %", deviceMw, limitMw, on));
     const auto watts = deviceMw == 0 ? std::nullopt : std::make_optional(deviceMw / 1000.0);
     ASSERT_EQ(setPortSettings(1, {1, limitMw}) + setDevice(1, watts) + setAdmin(1, on), "");
-    EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; }))
-        << portView(1)->status;
+    EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; }));
     uint32_t powerMw = 9, currentMa = 9, voltageMv = 9, temperature = 0;
     EXPECT_EQ(rpcclt_openapiPoePsePortSensorsGet(&handle_, 1, 1, &powerMw, &currentMa, &voltageMv,
                                                  &temperature),

@@ -23,6 +23,9 @@ inline std::string largestRequest() {
 // every request must be answered rightly.
 class LoadClient {
  public:
+  // All that is switched: in unit 1 by hand, in unit 2 by schedules.
+  static constexpr uint32_t kPorts[] = {1, 2, 3, 4, 5, 6, 29, 30, 31, 32};
+
   LoadClient(int number, unsigned seed, const std::atomic<bool>* ending)
       : unit_(number % 2 + 1),
         settingsUnit_(kFirstSettingsUnit + number),
@@ -62,8 +65,7 @@ class LoadClient {
  private:
   static constexpr int kAbsent = -1;
   static constexpr int kSchedules = 4;
-  static constexpr int kManualPorts = 6;          // ifNums 1 to 6, of unit 1
-  static constexpr int kFirstScheduledPort = 29;  // of unit 2
+  static constexpr int kManualPorts = 6;
   // Of those that this switch does not have: nothing is held back.
   static constexpr int kFirstSettingsUnit = 3;
 
@@ -114,8 +116,8 @@ class LoadClient {
   }
 
   bool isRefused() {
-    const std::string answer =
-        exchange(pick(&random_, 0, 30) == 0 ? largestRequest() : "no JSON\n");
+    const bool isLarge = pick(&random_, 0, 30) == 0;
+    const std::string answer = exchange(isLarge ? largestRequest() : "no JSON\n");
     EXPECT_TRUE(answer == "{\"ok\":false,\"error\":10003}\n" || *ending_) << answer;
     return !answer.empty();
   }
@@ -137,8 +139,8 @@ class LoadClient {
 
   bool changeSettings() {
     const int version = pick(&random_, 0, 600);
-    return change(&settings_, version, "bootdelay.set",
-                  fill(R"({"unit":%,"delaySec":%})", settingsUnit_, version)) != nullptr;
+    const std::string params = fill(R"({"unit":%,"delaySec":%})", settingsUnit_, version);
+    return change(&settings_, version, "bootdelay.set", params) != nullptr;
   }
 
   bool useSchedule(int i) {
@@ -158,7 +160,7 @@ class LoadClient {
     // An all-day schedule: it acts after every start.
     const std::string members = fill(
         R"("name":"%","allDay":true,"scheduleType":"%","interPortDelaySec":%,"ifNums":[%])",
-        known->name, i % 2 == 0 ? "power_off" : "power_on", ++versions_, kFirstScheduledPort + i);
+        known->name, i % 2 == 0 ? "power_off" : "power_on", ++versions_, kPorts[kManualPorts + i]);
     const JsonPtr set = change(known, versions_, isNew ? "schedule.create" : "schedule.update",
                                scheduleParams(members, which));
     if (isNew && set != nullptr) {

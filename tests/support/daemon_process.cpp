@@ -91,8 +91,8 @@ int DaemonProcess::stop() {
   return wait();
 }
 
-int DaemonProcess::entriesOf(const char* folder) const {
-  const fs::directory_iterator entries("/proc/" + std::to_string(pid_) + "/" + folder);
+int DaemonProcess::openDescriptors() const {
+  const fs::directory_iterator entries(fill("/proc/%/fd", pid_));
   return static_cast<int>(std::distance(begin(entries), end(entries)));
 }
 

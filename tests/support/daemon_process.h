@@ -18,8 +18,8 @@ class DaemonProcess {
  public:
   // program: the daemon whose paths are below this test's root. speed: how much faster than real
   // its clock runs, so that its ten-second polls take a moment.
-  explicit DaemonProcess(std::string program, int speed = 1)
-      : program_(programPath(program)), speed_(speed) {}
+  explicit DaemonProcess(const char* name, int speed = 1)
+      : program_(programPath(name)), speed_(speed) {}
   ~DaemonProcess();  // kills what still runs
   DaemonProcess(const DaemonProcess&) = delete;
   DaemonProcess& operator=(const DaemonProcess&) = delete;
@@ -35,12 +35,11 @@ class DaemonProcess {
   // SIGTERM, then wait.
   int stop();
   pid_t pid() const { return pid_; }
-  int openDescriptors() const { return entriesOf("fd"); }
-  int threads() const { return entriesOf("task"); }
+  int openDescriptors() const;
+  int threads() const { return statusOf(pid_, "Threads:"); }
 
  private:
   bool hasEnded() const;
-  int entriesOf(const char* folder) const;  // of its folder below /proc
 
   std::string program_;
   int speed_;

@@ -3,6 +3,7 @@
 #include <cjson/cJSON.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 
@@ -25,20 +26,12 @@ void closeDatabase(Mutex DaemonContext::*mutex,
   sqlite3_close(std::exchange(daemonContext()->*handle, nullptr));
 }
 
-int ownThreads() {
-  const std::string status = readFile("/proc/self/status");
-  return atoi(status.c_str() + status.find("\nThreads:") + 9);
-}
-
 std::string actsOf(const std::vector<switchsim::JournalEntry>& entries) {
   std::string text;
   for (const switchsim::JournalEntry& entry : entries) {
     const bool isReset = entry.op == operationName(switchsim::Operation::portReset);
-    text += (text.empty() ? "" : " ") + std::to_string(entry.ifNum) +
-            (isReset            ? "r"
-             : entry.value != 0 ? "+"
-                                : "-") +
-            (entry.result != 0 ? "!" : "");
+    text += fill("%%%%", text.empty() ? "" : " ", entry.ifNum,
+                 isReset ? 'r' : "-+"[entry.value != 0 ? 1 : 0], entry.result != 0 ? "!" : "");
   }
   return text;
 }
@@ -57,10 +50,14 @@ bool waitUntil(const std::function<bool()>& condition) {
 }
 
 std::string readFile(const std::string& path) {
-  const std::ifstream file(path, std::ios::binary);
   std::ostringstream content;
-  content << file.rdbuf();
+  content << std::ifstream(path, std::ios::binary).rdbuf();
   return content.str();
+}
+
+int statusOf(pid_t pid, const std::string& key) {
+  const std::string status = readFile(fill("/proc/%/status", pid));
+  return atoi(status.c_str() + status.find(key) + key.size());
 }
 
 void writeFile(const std::string& path, const std::string& content) {
@@ -126,17 +123,17 @@ int pick(std::mt19937* random, int from, int to) {
 }
 
 std::string scheduleJson(const std::string& members) {
-  return "{" + members + (members.empty() ? "" : ",") +
-         R"("name":"N","scheduleType":"restart","recurrence":"daily",)" +
-         R"("restartTime":"07:30","offTimeSec":1,"ifNums":[1]})";
+  return fill(R"({%%"name":"N","scheduleType":"restart","recurrence":"daily",)"
+              R"("restartTime":"07:30","offTimeSec":1,"ifNums":[1]})",
+              members, members.empty() ? "" : ",");
 }
 
 std::string scheduleParams(const std::string& members, const std::string& others) {
-  return "{" + others + R"(,"schedule":)" + scheduleJson(members) + "}";
+  return fill(R"({%,"schedule":%})", others, scheduleJson(members));
 }
 
 std::string requestText(const std::string& method, const std::string& params) {
-  return R"({"method":")" + method + R"(","params":)" + params + "}";
+  return fill(R"({"method":"%","params":%})", method, params);
 }
 
 std::string queryValue(const char* databasePath, const std::string& sql) {
@@ -161,8 +158,8 @@ std::string query(const std::string& sql) {
 
 void executeOn(const char* databasePath, const std::string& sql) {
   DatabasePtr db;
-  ASSERT_TRUE(openDatabase(databasePath, &db) && executeSql(db.get(), sql.c_str()))
-      << sql << sqlite3_errmsg(db.get());
+  ASSERT_TRUE(openDatabase(databasePath, &db));
+  ASSERT_TRUE(executeSql(db.get(), sql.c_str())) << sql << sqlite3_errmsg(db.get());
 }
 
 std::string runs(const std::string& which, const std::string& title) {
@@ -193,18 +190,10 @@ void RootTest::SetUp() {
   makeRoot(options_);
 }
 
-void RootTest::makeSwitch(const switchsim::SwitchOptions& options) {
-  ASSERT_EQ(switchsim::createSwitch(options, true), "");
-}
-
 void RootTest::showLogOfFailure() {
   if (HasFailure()) {
     std::cout << logText();
   }
-}
-
-std::string RootTest::logText() {
-  return readFile(kLogFilePath);
 }
 
 void StoreTest::SetUp() {
@@ -229,17 +218,16 @@ void StoreTest::reopenHistory() {
 
 int64_t TickTest::create(const std::string& members, int32_t unit) {
   static int created = 0;
-  const std::string name = R"(,"name":"s)" + std::to_string(++created) + "\"";
+  const std::string schedule = scheduleJson(fill(R"(%,"name":"s%")", members, ++created));
   JsonPtr answer;
-  EXPECT_EQ(scheduleCreate(unit, jsonParse(scheduleJson(members + name).c_str()).get(), &answer), 0)
-      << members;
+  EXPECT_EQ(scheduleCreate(unit, jsonParse(schedule.c_str()).get(), &answer), 0) << members;
   return jsonInt64Member(answer.get(), "scheduleId", 0);
 }
 
 int64_t TickTest::createWindow(const std::string& type, const std::string& start,
                                const std::string& end, const std::string& members) {
-  return create(R"("scheduleType":")" + type + R"(","startTime":")" + start + R"(","endTime":")" +
-                end + "\"," + members);
+  return create(
+      fill(R"("scheduleType":"%","startTime":"%","endTime":"%",%)", type, start, end, members));
 }
 
 std::string TickTest::tickAt(const std::string& time) {
@@ -249,14 +237,14 @@ std::string TickTest::tickAt(const std::string& time) {
 
 std::string TickTest::tick() {
   const uint64_t before = switchsim::lastSeq();
-  const int threads = ownThreads();
+  const int threads = statusOf(getpid(), "Threads:");
   tickOnce();
   // An executor gives its last port's lock back after it has recorded it; the next tick may need
   // that port.
-  EXPECT_TRUE(waitUntil([&] { return ownThreads() <= threads; }));
+  EXPECT_TRUE(waitUntil([&] { return statusOf(getpid(), "Threads:") <= threads; }));
   std::vector<switchsim::JournalEntry> entries = switchsim::journalSince(before);
-  std::stable_sort(entries.begin(), entries.end(),
-                   [](const auto& a, const auto& b) { return a.ifNum < b.ifNum; });
+  const auto isBefore = [](const auto& a, const auto& b) { return a.ifNum < b.ifNum; };
+  std::stable_sort(entries.begin(), entries.end(), isBefore);
   return actsOf(entries);
 }
 

@@ -40,6 +40,9 @@ bool waitUntil(const std::function<bool()>& condition);
 // The whole content of a file; empty when it can't be read.
 std::string readFile(const std::string& path);
 
+// A number that /proc says of a process, such as its "Threads:".
+int statusOf(pid_t pid, const std::string& key);
+
 void writeFile(const std::string& path, const std::string& content);
 
 // How often a text occurs in another.
@@ -117,9 +120,11 @@ class RootTest : public ::testing::Test {
   void TearDown() override { showLogOfFailure(); }
   switchsim::SwitchOptions options_{2};
   // A new switch in place of the present one.
-  static void makeSwitch(const switchsim::SwitchOptions& options);
+  static void makeSwitch(const switchsim::SwitchOptions& options) {
+    ASSERT_EQ(switchsim::createSwitch(options, true), "");
+  }
   // The log so far; how often it holds a text; waiting until it does.
-  static std::string logText();
+  static std::string logText() { return readFile(kLogFilePath); }
   static int logged(const std::string& text) { return countOf(logText(), text); }
   static bool waitForLog(const std::string& text) {
     return waitUntil([&] { return logged(text) > 0; });
