@@ -101,18 +101,20 @@ TEST(ClientWords, schedulesTellWhenTheyActNextOrWhyNever) {
 }
 
 TEST_F(ClientTest, theProgramTellsHowItWentByItsExitStatus) {
-  const std::string client = programPath("quorin_poectl") + " --socket " + kSocketPath + " ";
-  const std::tuple<const char*, int, const char*> rows[] = {
-      {"ports 1/0/1-2 --json", 0, R"("name":"1/0/2","label":null)"},
-      {"ports --help >/dev/full", 1, "could not be written"},
-      {"schedule lst --jsno", 2, "Did you mean list?"},
-      {"schedule list --json", 0, R"({"schedules":[]})"},
-      {R"(call schedule.get '{"unit":1,"scheduleId":7}')", 4, "unit 1 has no schedule 7. See"},
-      {R"(call manual.reset '{"unit":1,"request":{"ifNum":[]}}')", 2, "ifNum? did you mean ifNums"},
-      {"--socket /no/such.sock wait --for 1ms", 6, "no daemon answered within 1 ms"}};
-  for (const auto& [arguments, status, printed] : rows) {
-    std::string output;
-    EXPECT_EQ(runCommand("{ " + client + arguments + "; } 2>&1", &output), status) << output;
-    EXPECT_NE(output.find(printed), std::string::npos) << arguments << "\n" << output;
-  }
+  expectCommands(std::string("quorin_poectl --socket ") + kSocketPath,
+                 R"(ports 1/0/1-2 --json -> 0 "name":"1/0/2","label":null
+ports --help >/dev/full -> 1 could not be written
+schedule lst --jsno -> 2 Did you mean list?
+schedule list --json -> 0 {"schedules":[]}
+call schedule.get '{"unit":1,"scheduleId":7}' -> 4 unit 1 has no schedule 7. See
+call manual.reset '{"unit":1,"request":{"ifNum":[]}}' -> 2 ifNum? did you mean ifNums
+--socket /no/such.sock wait --for 1ms -> 6 no daemon answered within 1 ms
+call history.list '{"unit":1}' -> 0 {"ok":true,"result":{"runs":[]
+call history.detail '{"unit":1,"runId":9}' -> 4 error 10023 (ERR_NOT_FOUND)
+call history.list -> 4 error 10003 (ERR_INVALID_ARG)
+call no.such -> 4 {"ok":false,"error":17002}
+--socket /no/such.sock call history.list -> 8 no daemon answers at /no/such.sock
+call history.list '{unit' -> 2 not a JSON document
+call -> 2 METHOD is required
+--help -> 0 Exit status)");
 }

@@ -169,22 +169,3 @@ TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
   EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == kThreadsAtRest; })) << daemon_.threads();
   EXPECT_LT(silent.readAll().size(), 1000000U);
 }
-
-TEST_F(IpcTest, theClientTellsHowItWentByItsExitStatus) {
-  const std::string client = programPath("quorin_poectl") + " --socket " + kSocketPath + " ";
-  const std::tuple<const char*, int, const char*> cases[] = {
-      {R"(call history.list '{"unit":1}')", 0, "{\"ok\":true,\"result\":{\"runs\":[]"},
-      {R"(call history.detail '{"unit":1,"runId":9}')", 4, "error 10023 (ERR_NOT_FOUND)"},
-      {"call history.list", 4, "error 10003 (ERR_INVALID_ARG)"},
-      {"call no.such", 4, "{\"ok\":false,\"error\":17002}\n"},
-      {"--socket /no/such.sock call history.list", 8, "no daemon answers at /no/such.sock"},
-      {"call history.list '{unit'", 2, "not a JSON document"},
-      {"call", 2, "METHOD is required"},
-      {"--help", 0, "Exit status"},
-  };
-  for (const auto& [arguments, status, printed] : cases) {
-    std::string output;
-    EXPECT_EQ(runCommand(client + arguments + " 2>&1", &output), status) << arguments << output;
-    EXPECT_NE(output.find(printed), std::string::npos) << arguments << "\n" << output;
-  }
-}

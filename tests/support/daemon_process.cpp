@@ -102,8 +102,8 @@ SocketClient::SocketClient() : connection_(socket(AF_UNIX, SOCK_STREAM | SOCK_CL
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   strncpy(address.sun_path, kSocketPath, sizeof address.sun_path - 1);
-  if (connect(connection_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
-      0) {
+  const auto* daemon = reinterpret_cast<const sockaddr*>(&address);
+  if (connect(connection_.get(), daemon, sizeof address) != 0) {
     connection_.reset(-1);
   }
 }
@@ -127,9 +127,8 @@ bool SocketClient::isAnswered() const {
 }
 
 bool SocketClient::hasEnded() const {
-  char byte = 0;
-  return recv(connection_.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0 || errno == ECONNRESET ||
-         errno == EPIPE;
+  errno = 0;
+  return !isAnswered() && errno != EAGAIN;
 }
 
 std::string SocketClient::readAll() {

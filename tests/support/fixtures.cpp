@@ -5,8 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
-
 #include "base/database.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
@@ -96,15 +94,15 @@ std::string programPath(const std::string& name) {
   return fs::read_symlink("/proc/self/exe").replace_filename(name);
 }
 
-int runCommand(const std::string& command, std::string* output) {
-  FILE* pipe = popen(command.c_str(), "r");
-  std::array<char, 4096> chunk{};
-  output->clear();
-  for (size_t n = 0; (n = fread(chunk.data(), 1, chunk.size(), pipe)) > 0;) {
-    output->append(chunk.data(), n);
+void expectCommands(const std::string& program, const std::string& table) {
+  const std::string output = fs::path(kLogFilePath).replace_filename("output");
+  for (const auto& [arguments, want] : rowsOf(table)) {
+    const std::string command = fill("{ % %; } >% 2>&1", programPath(program), arguments, output);
+    const int status = system(command.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), std::stoi(want)) << arguments << "\n" << readFile(output);
+    const size_t found = readFile(output).find(want.substr(2));
+    EXPECT_NE(found, std::string::npos) << arguments << "\n" << readFile(output);
   }
-  const int status = pclose(pipe);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 int environmentNumber(const char* name, int fallback) {
