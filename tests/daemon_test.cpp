@@ -83,19 +83,24 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
 TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReadable) {
   const std::string schedules = kScheduleDbPath, history = kHistoryDbPath,
                     settings = kBootDelayConfigPath, lock = kLockFilePath;
+
   for (const std::string& older : {schedules, history, schedules + "-wal", settings}) {
     writeFile(older, "");
     fs::permissions(older, fs::perms(0644));
   }
+
   ASSERT_TRUE(daemon_.startReady([] { umask(027); }));
   rpc("bootdelay.set", R"({"unit":1,"delaySec":5})");
+
   // Not where the build folder is closed to others.
   const bool canTry = geteuid() == 0 && isOpenToAnother(kLogFilePath);
+
   for (const std::string& path : {schedules, schedules + "-wal", schedules + "-shm", history,
                                   history + "-wal", history + "-shm", settings, lock}) {
     EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600)) << path;
     EXPECT_TRUE(!canTry || !isOpenToAnother(path)) << path;
   }
+
   for (const auto& [path, mode] : {std::pair{kLogLevelPath, 0666},
                                    {kLogFilePath, 0644},
                                    {kPidFilePath, 0644},
@@ -141,6 +146,7 @@ TEST_F(DaemonTest, aStartThatFailsEndsWithStatus1SaysWhyAndCleansNothingUp) {
        },
        "] schedule db open failed: attempt to write a readonly database|] schedule store init "
        "failed"}};
+
   for (const auto& [prepare, errors] : cases) {
     if (geteuid() != 0 && countOf(errors, "readonly") > 0) {
       continue;  // nobody else's files to be had
@@ -171,6 +177,7 @@ TEST_F(DaemonTest, whatIsNotEssentialDoesNotKeepItFromStarting) {
       {[] { failCalls(Operation::osVersionGet), failCalls(Operation::apiVersionGet); },
        "Network OS Version retrieve error\n|Open API Version retrieve error\n"},
       {[] { fs::create_directory(kSocketPath); }, "] bind("}};
+
   for (const auto& [prepare, errors] : cases) {
     SetUp();
     prepare();

@@ -78,9 +78,11 @@ TEST_F(FaultTest, aFullDiskRefusesChangesOnly) {
       {"schedule.update", schedule("full").insert(1, R"("scheduleId":1,)")},
       {"schedule.delete", R"({"unit":1,"scheduleId":1})"},
       {"bootdelay.set", R"({"unit":3,"delaySec":60})"}};
+
   for (const auto& [method, params] : changes) {
     EXPECT_EQ(errorOf(method, params), kFailed) << method;
   }
+
   EXPECT_EQ(errorsOfReading(), "");
   const uint64_t before = switchsim::lastSeq();
   const int64_t unrecorded = jsonInt64Member(rpcResult("manual.reset", kReset).get(), "runId", 0);
@@ -117,6 +119,7 @@ TEST_F(FaultTest, aDatabaseThatAnotherProcessLocksIsWaitedForThenReported) {
     rpc("schedule.delete", R"({"unit":1,"scheduleId":2})");
     expectItWorks(path);
   }
+
   EXPECT_GE(logged("database is locked"), 1);
 }
 

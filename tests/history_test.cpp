@@ -112,10 +112,12 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
       {"P1 S2 =1 =2 force derive F2 f2 s2 S9 reset",
        "completed success m2 2 | 1pe*- 2su1 10023 10023 10023 10000 10000 10000 10000"},
       {"S1 =4 reconcile", "aborted aborted m2 2 | 1su1 -1"}};
+
   for (const auto& [script, expected] : cases) {
     EXPECT_EQ(play(script), expected) << script;
     query("DELETE FROM poe_history");
   }
+
   for (const char* step : {"=1", "force", "derive"}) EXPECT_EQ(playStep(99, step, 1), 10023);
 }
 
@@ -132,22 +134,27 @@ TEST_F(HistoryTest, aDerivedFinishWaitsForAnotherWriter) {
 TEST_F(HistoryTest, whatTheDatabaseRefusesIsReportedAndFailedAtTheNextStartThatCan) {
   play("P4 S5");
   const std::string before = show(1);
+
   executeOn(kHistoryDbPath, R"sql(
       CREATE TRIGGER a BEFORE UPDATE ON poe_history BEGIN SELECT RAISE(ABORT, ''); END;
       CREATE TRIGGER b BEFORE UPDATE ON poe_history_port BEGIN SELECT RAISE(ABORT, ''); END;
       CREATE TRIGGER c BEFORE INSERT ON poe_history_port BEGIN SELECT RAISE(ABORT, ''); END;)sql");
+
   std::string codes;
   for (const char* step : {"F4", "f5", "reset", "=1", "derive", "force", "reconcile"}) {
     codes += std::to_string(playStep(1, step, 9)) + " ";
   }
+
   EXPECT_EQ(codes, "10000 10000 10000 10000 10000 10000 -2 ");
   EXPECT_EQ(show(1), before);
+
   for (int start = 1; start <= 2; ++start) {
     DaemonProcess daemon(TEST_DAEMON, 50);
     EXPECT_TRUE(daemon.startReady());
     EXPECT_EQ(daemon.stop(), 0);
     for (const std::string trigger : {"a", "b", "c"}) query("DROP TRIGGER " + trigger);
   }
+
   const std::string error = "Interrupted by unexpected reboot";
   EXPECT_EQ(show(1), "completed failed " + error + " * | 4fa*\"" + error + "\" 5su1");
   EXPECT_EQ(logged("] history reconcile of interrupted runs failed"), 1);
@@ -195,7 +202,9 @@ TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
        "'failedPortCount':0,'skippedPortCount':1",
        "'interPortDelaySec':0,'errorMessage':'m2','allDay':null,'portSteps':["
        "{'ifNum':7,'status':'skipped','errorMessage':'m1'}]"}};
+
   const auto shown = [](const JsonPtr& tree) { return replaced(printJson(tree.get()), "\"", "'"); };
+
   int64_t run = 0;
   std::string runs;
   JsonPtr answer;
@@ -207,6 +216,7 @@ TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
     EXPECT_EQ(historyDetail(1, run, &answer), 10023) << "it is another unit's";
     runs = std::string(listed) + "}" + (runs.empty() ? "" : ",") + runs;
   }
+
   ASSERT_EQ(historyList(2, 1, 50, &answer), 0);
   EXPECT_EQ(shown(answer), "{'runs':[" + runs + "],'page':1,'pageSize':50,'total':3}");
 }
@@ -215,6 +225,7 @@ TEST_F(HistoryTest, aPageHoldsItsShareOfTheRuns) {
   for (int64_t run = 1; run <= 5; ++run) beginRun({});
   updateRuns("started_at=run_id");
   beginRun({}, {2});
+
   for (const auto& [page, expected] : rowsOf("1 2 -> 54; 2 2 -> 32; 3 2 -> 1; 4 2 -> ; 0 2 -> 54; "
                                              "-9 2 -> 54; 1 0 -> ; 1 -1 -> 54321; 0 -1 -> 4321; "
                                              "2147483647 1 -> ; 65537 65536 -> 54321")) {
@@ -237,18 +248,23 @@ TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
       {1, 0, 7, "n", 1}, {1, 0, 9, "n", 1, EXECUTION_SIMULTANEOUS, 0, 1},
       {1, 0, 9, "n", 2}, {1, 0, 0, "n", 1},
       {1, 1, 9, "n", 1}, {1, 0, 7, "n", 1}};
+
   for (const RunBeginRequest& request : requests) beginRun({}, request);
   updateRuns("started_at=99-run_id, all_day_snapshot=iif(run_id=3, NULL, all_day_snapshot)");
   updateRuns("status='completed' WHERE run_id=8");
+
   std::array<OpenScheduledRun, 64> open;
   ASSERT_EQ(historyListOpenScheduledRuns(open.data(), 64), 3);
+
   std::string listed;
   for (size_t i = 0; i < 3; ++i) {
     const OpenScheduledRun& run = open[i];
     listed += fill("%/%/%/% ", run.runId, run.unit, run.scheduleId, run.startedAt);
   }
+
   EXPECT_EQ(listed, "3/1/7/96 2/2/7/97 1/1/7/98 ");
   EXPECT_EQ(historyListOpenScheduledRuns(open.data(), 1), 1);
+
   for (const auto& [unit, schedule, run] :
        {std::array{1, 7, 3}, {2, 7, 2}, {1, 8, 0}, {3, 7, 0}, {1, 0, 0}}) {
     int64_t found = -1;

@@ -55,9 +55,11 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
       {"nothing", "", true, ""},
       {"a request without end", std::string(kMaxRequestBytes + 1, ' '), false, ""},
   };
+
   for (const auto& [what, bytes, halfClose, answer] : cases) {
     EXPECT_EQ(exchange(bytes, halfClose), answer) << what << "\n";
   }
+
   EXPECT_EQ(logged("unknown RPC method: HISTORY.LIST"), 1);
   EXPECT_EQ(logged("unknown RPC method: (null)"), 4);
   EXPECT_EQ(logged(R"(unknown RPC method: é\x0a\x9b31m€)"), 1);
@@ -86,10 +88,12 @@ sensors.all {"unit":3} -> true,"result":{"ports":[]})")) {
 TEST_F(IpcTest, answersManyClientsAndKeepsNothingOfPastRequests) {
   const int requestsWanted = environmentNumber("QUORIN_LEAK_REQUESTS", 5000);
   const std::atomic<bool> ending{false};
+
   std::deque<LoadClient> clients;
   for (int i = 0; i < kClients; ++i) {
     clients.emplace_back(i, i, &ending);
   }
+
   const auto load = [&](int each) {
     std::vector<std::future<int>> answered;
     for (LoadClient& client : clients) {
@@ -161,8 +165,10 @@ TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
   const auto list = [](int runs) {
     return requestText("history.list", fill(R"({"unit":1,"pageSize":%})", runs)) + "\n";
   };
+
   EXPECT_EQ(exchange(list(40)), "") << "40 MB";
   EXPECT_EQ(exchange(list(10)).size() / 1000000, 10U);
+
   SocketClient silent;
   silent.sendBytes(list(10));
   ASSERT_TRUE(waitUntil([&] { return silent.isAnswered(); }));

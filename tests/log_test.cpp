@@ -63,6 +63,7 @@ TEST_F(LogTest, whatIsWrittenToTheLevelFileCountsFromTheNextRecordOn) {
       {"7", "01234567"}, {"9", "01234567"}, {"3\n", "0123"}, {"0", "0"},     {"x", "0123456"},
       {"4", "01234"},    {"", "0123456"},   {"5", "012345"}, {"", "0123456"}};
   openLog();
+
   int row = 0;
   for (const auto& [level, expected] : cases) {
     writeFile(kLogLevelPath, level);
@@ -83,6 +84,7 @@ TEST_F(LogTest, aRecordIsLocalTimeLevelNameIdentAndMessageWithoutALineEnd) {
   char earliest[32];
   strftime(earliest, sizeof earliest, "%F %T", localtime(&now));
   writeFile(kLogLevelPath, "7");
+
   std::string pattern;
   int32_t level = 0;
   for (const char* name : {"", "", "", "ERROR", "WARN", "NOTICE", "INFO", "DEBUG"}) {
@@ -93,6 +95,7 @@ TEST_F(LogTest, aRecordIsLocalTimeLevelNameIdentAndMessageWithoutALineEnd) {
                     named ? "quorin_poed" : "log_test") +
                R"(: \[aFunction:12\] it failed)";
   }
+
   unsetenv("TZ");
   const ::testing::Matcher<std::string> layout = ::testing::MatchesRegex(pattern);
   EXPECT_TRUE(layout.Matches(logText()));
@@ -103,6 +106,7 @@ TEST_F(LogTest, theRecordThatCrossesTheLimitIsTheLastOfItsFile) {
   openLog();
   logMessage(LOG_ERR, "A");
   const uintmax_t record = logText().size();
+
   // Bytes in the file, and how many records later it is rotated; 0: not within these four.
   for (const auto& [bytes, rotatedAfter] : {std::pair<uintmax_t, uintmax_t>{kLimit - record, 2},
                                             {kLimit - record + 1, 1},
@@ -140,6 +144,7 @@ TEST_F(LogTest, standardOutputTakesThePlaceOfAFileThatIsClosedOrCannotBeMade) {
     logClose();
     logMessage(LOG_ERR, "<after closing>");
   });
+
   EXPECT_EQ(countOf(printed, "<"), 4) << printed;
   EXPECT_EQ(countOf(printed, "(ERROR): quorin_poed: <after "), 4) << printed;
   EXPECT_EQ(logged("<"), 2);
@@ -163,6 +168,7 @@ TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
       fs::remove(path), mkfifo(path, 0666);  // not root: no file can be another's
     }
   };
+
   for (const std::function<void(const char*)>& plant :
        {std::function<void(const char*)>(link), {name}, {pipe}, {strange}}) {
     SetUp();
@@ -201,6 +207,7 @@ TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
   constexpr int kThreads = 16, kRecords = 90;  // enough for one rotation
   const std::string padding(1000, 'x');
   openLog();
+
   std::vector<std::future<void>> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.push_back(std::async(std::launch::async, [&, t] {
@@ -209,10 +216,13 @@ TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
       }
     }));
   }
+
   threads.clear();
   EXPECT_GT(fs::file_size(kOldLogFilePath), kLimit);
+
   const std::string records = readFile(kOldLogFilePath) + logText();
   int next[kThreads] = {}, total = 0;
+
   for (size_t at = 0; at < records.size(); ++total) {
     int t = 0, i = 0, end = 0;
     ASSERT_EQ(sscanf(&records[at], "%*s %*s (ERROR): quorin_poed: <%d %d %n", &t, &i, &end), 2);
@@ -221,5 +231,6 @@ TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
     ASSERT_EQ(records.substr(at, padding.size() + 1), padding + "|");
     at += padding.size() + 1;
   }
+
   EXPECT_EQ(total, kThreads * kRecords);
 }

@@ -37,17 +37,21 @@ TEST_F(ManualResetTest, badRequestsAreRefusedAndBeginNoRun) {
   for (const char* params : {"null", "[]", "{}", R"({"request":{}})", R"({"unit":1})"}) {
     EXPECT_EQ(rpc("manual.reset", params), kRefused) << params;
   }
+
   for (const char* unit :
        {"\"1\"", "true", "null", "[1]", "0", "-1", "0.9", "-1e300", "1e300", "3"}) {
     EXPECT_EQ(reset(R"({"offTimeSec":1e300,"interPortDelaySec":-1e300})", unit), kRefused) << unit;
   }
+
   const std::pair<const char*, const char*> foreign[] = {
       {"[9]", "9"}, {"[5,10,7]", "10"}, {"[5,7,9]", "7"},          {"[99]", "99"},
       {"[0]", "0"}, {"[-1]", "-1"},     {"[1e300]", "2147483647"}, {"[-1e300]", "-2147483648"}};
+
   for (const auto& [ifNums, bad] : foreign) {
     EXPECT_EQ(reset(fill(R"({"offTimeSec":1e300,"ifNums":%})", ifNums)), kRefused);
     EXPECT_EQ(logged(fill("ifNum % does not belong to unit 1 — rejecting", bad)), 1) << ifNums;
   }
+
   EXPECT_EQ(jsonText(rpcResult("history.list", R"({"unit":1})"), "total"), "0");
   EXPECT_EQ(acts(), "");
 }
@@ -67,6 +71,7 @@ TEST_F(ManualResetTest, whatIsOfTheWrongTypeReadsAsAbsentAndWithoutPortsAllEnabl
       {R"("ifNums":"5")", all, 0, 0},
       {R"("ifNums":5)", all, 0, 0},
       {"", all, 0, 0}};
+
   int runId = 0;
   for (const auto& [members, ports, offTimeSec, delaySec] : rows) {
     const uint64_t before = lastSeq();
@@ -75,6 +80,7 @@ TEST_F(ManualResetTest, whatIsOfTheWrongTypeReadsAsAbsentAndWithoutPortsAllEnabl
     expectRun(runId, ports.empty() ? "" : ": " + replaced(ports, ",", " success, ") + " success");
     EXPECT_EQ(acts(before), ports.empty() ? "" : replaced(ports, ",", "r ") + "r");
   }
+
   for (const char* request : {"7", "null"}) {
     EXPECT_EQ(reset(request), accepted(++runId, all));
     expectRun(runId, ": 1 success, 2 success, 4 success, 5 success, 6 success");

@@ -138,6 +138,7 @@ TEST_F(MemoryTest, aRequestWithoutMemoryDoesAllOrNothingAndSaysWhich) {
       {requestText("manual.reset", R"({"unit":1,"request":{"ifNums":[1,2]}})"), before},
   };
   ask(cases[10].first);  // a run for the history
+
   for (const auto& [request, whenDone] : cases) {
     for (int n = 0, reached = 1; n < kMaxAllocations && reached > 0; ++n) {
       reached = 0;
@@ -173,6 +174,7 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowO
     noon += 86400;
     ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, text), "");
   };
+
   for (const int64_t count : kFailures) {
     bool reached = true;
     for (int n = 0; n < kMaxAllocations && reached; ++n) {

@@ -77,13 +77,16 @@ class PaceTest : public TickTest {
 
 TEST_F(PaceTest, noMinuteIsSkippedWhileASwitchIsAMomentBehindOrItsClockIsPutBackADay) {
   setenv("TZ", "UTC", 1);
+
   std::string everyMinute;
   for (int minute = 0; minute < kMinutes; ++minute) {
     const std::string start = (minute < 12 ? "23:" : "00:") + std::to_string((48 + minute) % 60);
     createWindow("power_off", start, "12:00", R"("ifNums":[1])");
     everyMinute += minute > 0 ? " 1-" : "1-";
   }
+
   int64_t begin = (kNewYear + 23 * 3600 + 48 * 60) * kNsPerSec;
+
   for (const auto& [behindMs, back] :
        {std::pair{0, 0}, {200, 0}, {500, 0}, {800, 0}, {990, 0}, {1300, 0}, {300, 1}}) {
     for (const int64_t drift : {0, 15, -15}) {

@@ -115,7 +115,9 @@ TEST_F(PoeTest, jobsActInOrderWaitOnlyWhereTheyMustAndRecordEveryPort) {
        {RESTART, 1, 1, NEVER, {5, 6}, "5- 6-!~ 5+", "partial: 5 ok, 6 not off"},
        {RESTART, 1, 0, NEVER, {8, 5, 5}, "5-~ 5+", "success: 5 ok, 8 busy"},
        {OTHER, 1, 1, 1, {5, 6}, "5-~ 5+~ 6-!", "partial: 5 ok, 6 not off"}};
+
   ASSERT_EQ(portLockTry(1, 8), 0);
+
   for (const auto& [action, offTimeSec, mode, delaySec, ports, wantActs, wantRun] : rows) {
     SCOPED_TRACE(testing::Message() << action << ", off " << offTimeSec << ": " << wantActs);
     clearFaults();
@@ -189,6 +191,7 @@ TEST_F(PoeTest, sensorsShowEachPortWithWhatTheSwitchGives) {
                                Operation::limitGet,       Operation::detectionModeGet,
                                Operation::powerUpModeGet, Operation::violationTypeGet};
   int member = 5;  // "adminMode"
+
   for (const Operation getter : getters) {
     failCalls(getter, 1);
     const JsonPtr want = jsonParse(whole.c_str());
@@ -196,7 +199,9 @@ TEST_F(PoeTest, sensorsShowEachPortWithWhatTheSwitchGives) {
     EXPECT_EQ(portsText(1), printJson(want.get()));
     clearFaults();
   }
+
   failCalls(Operation::sensorsGet, 1);
+
   for (const uint32_t unit : {0U, 1U, 2U, ~0U}) {
     EXPECT_EQ(portsText(unit), "[]") << "unit " << unit;
   }
@@ -217,11 +222,13 @@ TEST_F(PoeTest, sensorsNameTheCodesFromTheFirstToTheLastAndLeaveOutOthers) {
        R"("detectionType":"dot3bt_leg","powerUpMode":"802.3bt","violationType":"none"}])"},
       {kOff, {0, 5, 0, ~0U, 0}, off},
       {9, {5, 5, 9, 8, 4}, off}};
+
   for (const auto& [status, settings, want] : rows) {
     ASSERT_EQ(holdStatus(1, status) + setPortSettings(1, settings), "");
     const std::string ports = portsText(1);
     EXPECT_EQ(ports.substr(ports.find(key)), key + want) << ports;
   }
+
   setAdmin(1, false);
   EXPECT_EQ(countOf(portsText(1), R"("adminMode":"disable","detectionStatus":"disabled")"), 1)
       << portsText(1);

@@ -85,12 +85,14 @@ $ifs:{"a":1}; "schedule":{}; "schedule":[7]; "schedule":null; $type:"power_on","
 $type:"power_on","allDay":true,$ifs:0)")) {
     play("create 2 " + row.first + " -> 10003; update 1 #1," + row.first + " -> 10003");
   }
+
   for (const std::string method : {"create", "get", "update", "delete"}) {
     EXPECT_EQ(rpc("schedule." + method, R"({"unit":1})"), R"({"ok":false,"error":10003})");
     for (const std::string unit : {"0", "\"1\"", "null"}) {
       play(method + " " + unit + " #1 -> 10003");
     }
   }
+
   play(R"(get 1 #0 -> 10003; get 1 #"1" -> 10003; update 1 #null -> 10003; delete 1 #-1 -> 10003
 list 0 -> 10003; get 1.9 #1.9 -> {#1,$name:"N",$restart}
 list 1 -> {"schedules":[{#1,$name:"N",$restart}]})");
@@ -109,6 +111,7 @@ create 1 -> {#5,$name:"N",$restart}; update 1 #5,$name:"M" -> {#5,$name:"M",$res
 create 1 -> {#6,$name:"N",$restart}; delete 1 #6 -> ok)");
   const std::string list = R"(list 1 -> {"schedules":[\
 {#1,$name:"A",$restart},{#3,$name:"$x62x",$restart},{#5,$name:"M",$restart}]}; )";
+
   play(list);
   EXPECT_EQ(daemon_.stop(), 0);
   ASSERT_TRUE(daemon_.startReady());
@@ -141,6 +144,7 @@ TEST_F(ScheduleTest, rowsOfTheFirstLayoutOrAnotherProgramAreShownAsFarAsTheyGo) 
   std::string id = "5000000000";
   std::string list =
       R"({#1,$name:"N",$type:"power_on","recurrence":"daily",$ifs:[1],"allDay":false,$end})";
+
   for (const auto& [values, json] : rows(R"('','Restart',NULL,NULL,'','1','2','3',-5,0,0,0,0,1 -> \
 $name:"",$type:"unknown","recurrence":"weekly",$lists,$modes,"enabled":false,"status":"inactive"}
 'b','restart','',NULL,'DAILY','',NULL,NULL,-5,0,'0x',2,0,1 -> \
@@ -158,6 +162,7 @@ $name:"$x62",$type:"power_on","startDate":"2025-01-01 0:00","recurrence":"daily"
                                     id, id, id, values));
     list += ",{#" + id + "," + json;
   }
+
   play(R"(list 1 -> {"schedules":[)" + list + "]}");
   EXPECT_TRUE(waitUntil([] { return runCount("schedule_name LIKE 'xxxxxx%'") > 0; }));
 }
@@ -177,6 +182,7 @@ TEST_F(BootDelayTest, settingsOfAUnitAreReplacedWholeOrNotAtAll) {
 bootdelay.set 1 "DelaySec":59.9,$seq:5 -> ok; bootdelay.get 1 -> {"delaySec":59,$seq:5}
 bootdelay.set 2 "delaySec":600,$seq:300 -> ok
 bootdelay.set 1 "delaySec":7 -> ok; bootdelay.get 1 -> {"delaySec":7,$modes})");
+
   for (const auto& row : rows(R"("a":0; "delaySec":601; "delaySec":-1; "delaySec":"1"
 "delaySec":null; "delaySec":1e300; "delaySec":1,"executionMode":"SEQUENTIAL"
 "delaySec":1,"executionMode":1; "delaySec":1,"executionMode":null
@@ -184,6 +190,7 @@ bootdelay.set 1 "delaySec":7 -> ok; bootdelay.get 1 -> {"delaySec":7,$modes})");
 "delaySec":1,"interPortDelaySec":"5")")) {
     play("bootdelay.set 2 " + row.first + " -> 10003");
   }
+
   const std::string file =
       "{\n\t\"units\":\t{\n\t\t\"2\":\t{\n\t\t\t\"delaySec\":\t600,\n\t\t\t\"executionMode\":\t"
       "\"sequential\",\n\t\t\t\"interPortDelaySec\":\t300\n\t\t},\n\t\t\"1\":\t{\n\t\t\t"
@@ -215,12 +222,15 @@ TEST_F(BootDelayTest, aSetThatCannotBeWrittenFailsAndLeavesTheOldSettings) {
   play(R"(bootdelay.set 1 "delaySec":5 -> 10000; bootdelay.get 1 -> {"delaySec":0,$modes})");
   EXPECT_EQ(logged("] rename bootdelay config failed: Is a directory"), 1);
   EXPECT_TRUE(fs::remove(kBootDelayConfigPath) && !fs::exists(kBootDelayTempPath));
+
   play(R"(bootdelay.set 1 "delaySec":5 -> ok)");
+
   for (const char* target :
        {"/dev/full", "/dev/null"}) {  // the other takes what is written, but can't sync it
     fs::create_symlink(target, kBootDelayTempPath);
     play(fails);
   }
+
   fs::create_directory(kBootDelayTempPath);  // the link is gone
   play(fails);
   EXPECT_EQ(logged("(ERROR)"), 1);

@@ -50,6 +50,7 @@ TEST_F(SchedulerTest, textsAndCodesAreReadByTheirRulesAndFireOnceInTheirMinuteOn
         (12, 1, '12', 'power_off', '', '2024-02-25', 'daily', '', '', '', 0, 0, 0, 1, 1, 0);
       INSERT INTO poe_schedule_days VALUES (7, 0), (9, 7), (10, 29), (10, 31);
       INSERT INTO poe_schedule_ifs SELECT schedule_id, schedule_id FROM poe_schedule;)sql");
+
   // Also where the clock stands still or goes back.
   for (const auto& [minute, done] : rowsOf(R"(02-24 09:00 -> 12-; 02-25 00:00 -> 12-
 02-25 23:59 -> 9r; 02-25 23:59 -> ; 02-26 23:59 -> ; 02-27 07:30 -> 1- 2+ 5r; 02-27 07:30 -> 
@@ -87,16 +88,19 @@ TEST_F(SchedulerTest, aWindowSwitchesItsPortsAndPutsThemBack) {
   EXPECT_EQ(runs(),
             "power_off success: 1 success, 2 success; power_on success: 3 success, 200 skipped "
             "ifNum not in unit's PoE port range");
+
   EXPECT_EQ(logged(noRun), 0);
   EXPECT_EQ(tickAt("2031-01-02 09:00"), "1+ 2+") << "restored also without a run";
   EXPECT_EQ(logged(noRun), 1);
   EXPECT_EQ(logged("unrecorded admin sweep unit 1 (admin=1): 2 ok, 0 fail, 0 skip"), 1);
+
   createWindow("power_on", "10:30", "11:30",
                R"("ifNums":[5,4],"executionMode":"sequential","interPortDelaySec":60)");
   const uint64_t before = switchsim::lastSeq();
   EXPECT_EQ(tickAt("2031-01-02 11:30"), "4- 5-");
   const auto dark = switchsim::journalSince(before);
   EXPECT_LT(dark[1].monoMs - dark[0].monoMs, 60000) << "only power that comes back is paced";
+
   tickAt("2031-01-03 08:00");
   tickAt("2031-01-04 08:00");
   const char* superseded =
@@ -112,6 +116,7 @@ TEST_F(SchedulerTest, theWorseOfStartAndEndIsKeptForEachPort) {
   EXPECT_EQ(runs(),
             "power_off running: 1 skipped port busy, 2 failed power_off failed, 3 success, 4 "
             "success, 5 success");
+
   portLockRelease(1, 1);
   ASSERT_EQ(portLockTry(1, 3), 0);
   failCalls(switchsim::Operation::adminEnableSet, 4, -1, 1);
@@ -126,6 +131,7 @@ TEST_F(SchedulerTest, theWorseOfStartAndEndIsKeptForEachPort) {
 TEST_F(SchedulerTest, aWindowWhoseScheduleIsGoneOrWhoseEndNeverCameIsReaped) {
   std::string expected;
   int year = 2033;
+
   for (const std::string change : {"DELETE FROM poe_schedule", "UPDATE poe_schedule SET enabled=0",
                                    "UPDATE poe_schedule SET all_day=1, start_date='2999-01-01'",
                                    "UPDATE poe_schedule SET schedule_type='restart'"}) {
@@ -140,6 +146,7 @@ TEST_F(SchedulerTest, aWindowWhoseScheduleIsGoneOrWhoseEndNeverCameIsReaped) {
     executeOn(kScheduleDbPath, "PRAGMA foreign_keys=ON; DELETE FROM poe_schedule;");
     expected += "; ";
   }
+
   createWindow("power_off", "08:00", "09:00", R"("ifNums":[1])");
   tickAt("2037-01-01 08:00");
   query("UPDATE poe_history SET status='failed', started_at=0 WHERE status='running'");
@@ -171,10 +178,12 @@ TEST_F(SchedulerTest, asManyAsCanBeRememberedOfTenThousandSchedulesFireInOneMinu
 TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
   makeSwitch({8, 3, 3});
   switchsim::setAdmin(2, false);
+
   for (int32_t unit = 1; unit <= 8; ++unit) {
     const BootDelayConfig config{unit == 8 ? 0U : 1U, ExecutionMode(unit % 2), 1};
     ASSERT_EQ(bootDelayConfigSet(unit, &config), 0);
   }
+
   failCalls(switchsim::Operation::adminEnableSet, 6, -1, 2);  // off fails unseen, on is recorded
   runBootDelay();
   ASSERT_TRUE(waitUntil([] { return runCount("status='running'") == 0; }));
@@ -182,8 +191,10 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
             "power_on success: 1 success, 3 success; power_on partial: 4 success, 5 success, "
             "6 failed re-enable failed; power_on success: 7 success")
       << runs();
+
   std::string wentOff;
   std::map<uint32_t, int64_t> cameOn;
+
   for (const switchsim::JournalEntry& entry : switchsim::journalSince(1)) {
     if (entry.value == 0) {
       wentOff += fill("% ", entry.ifNum);
@@ -191,10 +202,12 @@ TEST_F(SchedulerTest, theBootDelayHoldsBackWhatWasOn) {
       cameOn[entry.ifNum] = entry.monoMs;
     }
   }
+
   // Neither what was off nor a unit without a delay.
   EXPECT_EQ(wentOff, "1 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20 21 ");
   EXPECT_EQ(cameOn.size(), 20U) << acts();
   EXPECT_EQ(cameOn.count(2) + cameOn.count(22), 0U);
+
   EXPECT_GE(cameOn[8] - cameOn[7], 1000) << "one after the other";
   EXPECT_GE(cameOn[9] - cameOn[8], 1000);
   EXPECT_TRUE(waitForLog("boot delay unit 1 finished: 2 ok, 0 fail (mode=sequential, ipd=1)"));
@@ -207,6 +220,7 @@ TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGo
   pthread_t server;
   ASSERT_EQ(pthread_create(&server, nullptr, ipcServerThread, nullptr), 0);
   ASSERT_TRUE(waitUntil([] { return SocketClient().connected(); }));
+
   SocketClient early;
   early.sendBytes(R"({"method":"manual.reset",)");
   ASSERT_TRUE(waitUntil([&] { return early.isHeard(); }));
@@ -222,6 +236,7 @@ TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGo
               "24 failed spawn failed");
     runBootDelay();
   }
+
   query("CREATE TRIGGER t BEFORE INSERT ON poe_history BEGIN SELECT RAISE(ABORT, ''); END");
   runBootDelay();
   EXPECT_EQ(switchsim::lastSeq(), 96U);
@@ -230,6 +245,7 @@ TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGo
   EXPECT_EQ(rpc("schedule.list", R"({"unit":1})").substr(0, 10), R"({"ok":true)");
   EXPECT_EQ(logged("client worker create failed"), 1);
   EXPECT_EQ(logged("executor could not be started: Resource temporarily unavailable"), 2);
+
   daemonContext()->stopRequested = 1;
   pthread_join(server, nullptr);
   daemonContext()->stopRequested = 0;
@@ -263,6 +279,7 @@ TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
   create(R"("name":"r","restartTime":"08:01","ifNums":[4])");  // not to be begun any more
   setTime("08:00");
   ASSERT_TRUE(isSwitched("1- 2- 3-")) << acts();
+
   setTime("08:01");
   ASSERT_TRUE(isSwitched("1- 2- 3- 1+")) << acts();  // pausing before port 2
   std::promise<std::string> listed;
@@ -271,6 +288,7 @@ TEST_F(SchedulerDaemonTest, aSweepHoldsUpSchedulesOnlyAndAStopFinishesIt) {
   EXPECT_EQ(rpc("history.list", R"({"unit":1})").substr(0, 10), R"({"ok":true)");
   EXPECT_EQ(acts(), "1- 2- 3- 1+") << "the sweep was over too early to tell";
   EXPECT_EQ(answer.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+
   SocketClient early;
   daemon_->signal(SIGTERM);
   EXPECT_TRUE(waitForLog("IPC server stopped"));
@@ -288,15 +306,19 @@ TEST_F(SchedulerDaemonTest, resetsAreBoundedAndTakeNothingFromSchedules) {
   constexpr int kResets = 256;
   startAt("07:00");
   const std::string reset = R"({"unit":1,"request":{"ifNums":[1],"offTimeSec":1000000}})";
+
   for (int i = 0; i < kResets; ++i) {
     rpcResult("manual.reset", reset);
   }
+
   EXPECT_EQ(rpc("manual.reset", reset), R"({"ok":false,"error":10000})");
+
   executeOn(kScheduleDbPath, R"sql(
       WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i+1 FROM n WHERE i<500)
         INSERT INTO poe_schedule SELECT i, 1, i, 'restart', NULL, NULL, 'daily', NULL, NULL,
           '08:00', 1, 0, 0, 0, 1, 0 FROM n;
       INSERT INTO poe_schedule_ifs SELECT schedule_id, 2+schedule_id%23 FROM poe_schedule;)sql");
+
   setTime("08:00");
   EXPECT_TRUE(waitUntil([] {
     return runCount("schedule_id>0 AND status='completed' AND error_message IS NULL") >= 500;

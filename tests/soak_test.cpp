@@ -142,6 +142,7 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
   const int days = environmentNumber("QUORIN_SOAK_DAYS", 10);
   const time_t firstDay = kFirstDays[pick(&random, 0, 4)];
   std::map<int64_t, Reckoned> schedules;  // by id
+
   for (uint32_t port = 1; port < 2 * kSchedules; port += 2) {
     const Reckoned schedule = randomSchedule(port, firstDay, days, &random);
     const auto unit = static_cast<int32_t>((port - 1) / kPortsPerUnit + 1);
@@ -166,5 +167,6 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
               schedule.results)
         << membersOf(schedule);
   }
+
   std::cout << runCount("1") << " runs in " << days << " day(s)" << std::endl;
 }

@@ -34,6 +34,7 @@ TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
       {true, 3500, 30000, kDelivering, 1},  {true, 7000, 30000, kDelivering, 2},
       {true, 15400, 30000, kDelivering, 3}, {true, 15500, 30000, kDelivering, 4},
       {true, 90000, 90000, kDelivering, 8}, {true, 90000, 89999, kDenied, 8}};
+
   for (const auto& [on, deviceMw, limitMw, status, powerClass] : rows) {
     SCOPED_TRACE(fill("% mW, limit %, on: %", deviceMw, limitMw, on));
     const auto watts = deviceMw == 0 ? std::nullopt : std::make_optional(deviceMw / 1000.0);
@@ -67,11 +68,13 @@ TEST_F(SwitchsimTest, MisuseIsRefusedAndCountedAndChangesNothing) {
       [&] { return reset(2, 1); },  // another unit's
       [&] { return rpcclt_openapiPoePsePortAdminEnableGet(&handle_, 1, nullptr); },
       [&] { return rpcclt_openapiIfNumGet(&handle_, &unterminated, &value); }};
+
   uint64_t misuses = 0;
   for (const std::function<int32_t()>& misuse : misused) {
     EXPECT_EQ(misuse(), OPENCLT_INVALID_ARGUMENT) << misuses;
     EXPECT_EQ(misuseCount(), ++misuses);
   }
+
   EXPECT_EQ(set(7, 0), OPENCLT_NOT_ALLOWED) << "a port without PoE";
   EXPECT_EQ(misuseCount(), misuses);
   EXPECT_EQ(portView(1)->status, kDelivering);
@@ -113,6 +116,7 @@ TEST_F(SwitchsimTest, ASwitchThatVanishesReturnsOrIsReplacedIsFollowed) {
   const auto caller = std::async(std::launch::async, [&] {
     for (uint32_t mode = 0; !stop;) rpcclt_openapiPoePsePortAdminEnableGet(&handle_, 2, &mode);
   });
+
   for (int i = 0; i < 20; i++) {
     EXPECT_EQ(set(1, 0), 0);
     EXPECT_EQ(rename(path.c_str(), (path + ".away").c_str()), 0);
@@ -122,6 +126,7 @@ TEST_F(SwitchsimTest, ASwitchThatVanishesReturnsOrIsReplacedIsFollowed) {
     EXPECT_EQ(rename((path + ".away").c_str(), path.c_str()), 0);
     EXPECT_FALSE(portView(1)->adminOn) << "the first switch is back";
   }
+
   stop = true;
   caller.wait();
   std::ofstream(path) << "precious";  // cuts the mapped file short
