@@ -135,16 +135,16 @@ TEST_F(SwitchsimTest, ASwitchThatVanishesReturnsOrIsReplacedIsFollowed) {
 }
 
 TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
-  expectCommands("switchsim", R"(set 1/0/2 off -> 0 
+  expectCommands("switchsim", R"(set 1/0/2 off -> 0
 set 1/0/7 off -> 1 no PoE
-device 2/0/6 12.5 -> 0 
-device 1 nan -> 2 
+device 2/0/6 12.5 -> 0
+device 1 nan -> 2
 show -> 0 2/0/6        14  on
 show --json -> 0 "deviceWatts":	12.5
 journal -> 0 cliSet
 journal --json -> 0 "op":	"cliSet"
-fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1 -> 0 
-clock '2024-02-29 23:59:59' --run -> 0 
+fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1 -> 0
+clock '2024-02-29 23:59:59' --run -> 0
 create -> 1 --force)");
   EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);
   EXPECT_EQ(reset(2, 9), -22);
