@@ -140,13 +140,13 @@ std::string SocketClient::readAll() {
   return text;
 }
 
-std::string exchange(const std::string& bytes, bool halfClose) {
+std::string exchange(const std::string& bytes) {
   SocketClient client;
   if (!client.connected()) {
     return "not connected";
   }
   client.sendBytes(bytes);
-  if (halfClose) {
+  if (bytes.find('\n') == std::string::npos) {
     client.endOfRequest();
   }
   return client.readAll();

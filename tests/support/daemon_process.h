@@ -65,8 +65,9 @@ class SocketClient {
   UniqueFd connection_;
 };
 
-// Sends the bytes as they are, half-closes when asked to, and returns everything that came back.
-std::string exchange(const std::string& bytes, bool halfClose = false);
+// Sends the bytes as they are, without a newline half-closes the connection, and returns everything
+// that came back.
+std::string exchange(const std::string& bytes);
 
 // One request; params is JSON. The answer as received, without its newline; "" when there is none.
 std::string rpc(const std::string& method, const std::string& params);
@@ -87,7 +88,8 @@ class RunningDaemonTest : public RootTest {
     EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch()->lastMisuse;
     RootTest::TearDown();
   }
-  DaemonProcess daemon_{TEST_DAEMON, 20};
+  static constexpr int kSpeed = 20;  // of the daemon's clock
+  DaemonProcess daemon_{TEST_DAEMON, kSpeed};
 };
 #endif
 
