@@ -65,8 +65,8 @@ void writeFile(const std::string& path, const std::string& content) {
 
 int countOf(const std::string& text, const std::string& part) {
   int count = 0;
-  for (size_t at = text.find(part); at != std::string::npos;
-       at = text.find(part, at + part.size())) {
+  for (size_t at = 0; (at = text.find(part, at)) < text.size();
+       at += std::max(part.size(), size_t{1})) {
     ++count;
   }
   return count;
@@ -177,6 +177,13 @@ std::string acts(uint64_t since) {
   return actsOf(switchsim::journalSince(since));
 }
 
+std::string actsByPort(uint64_t since) {
+  std::vector<switchsim::JournalEntry> entries = switchsim::journalSince(since);
+  const auto isBefore = [](const auto& a, const auto& b) { return a.ifNum < b.ifNum; };
+  std::stable_sort(entries.begin(), entries.end(), isBefore);
+  return actsOf(entries);
+}
+
 void failCalls(switchsim::Operation operation, uint32_t ifNum, int32_t result, uint32_t times) {
   ASSERT_EQ(switchsim::addFault({operation, ifNum, result, 0, times}), "");
 }
@@ -239,10 +246,7 @@ std::string TickTest::tick() {
   // An executor gives its last port's lock back after it has recorded it; the next tick may need
   // that port.
   EXPECT_TRUE(waitUntil([&] { return statusOf(getpid(), "Threads:") <= threads; }));
-  std::vector<switchsim::JournalEntry> entries = switchsim::journalSince(before);
-  const auto isBefore = [](const auto& a, const auto& b) { return a.ifNum < b.ifNum; };
-  std::stable_sort(entries.begin(), entries.end(), isBefore);
-  return actsOf(entries);
+  return actsByPort(before);
 }
 
 std::string printJson(const cJSON* tree) {

@@ -105,6 +105,8 @@ int runCount(const std::string& which);
 // What was done to ports since a place in the journal: "5+ 5- 5r 6+!" is port 5 on, off and reset,
 // and port 6 refusing to go on.
 std::string acts(uint64_t since = 0);
+// The same with all of a port together, from the first port on.
+std::string actsByPort(uint64_t since);
 
 // Makes the switch refuse calls of an operation: about one port or, for 0, any; so many times or,
 // for 0, from now on.
