@@ -58,14 +58,12 @@ TEST_F(LogTest, openingLeavesALevelFileOfFourBytesThatBeginsWithADigit) {
 }
 
 TEST_F(LogTest, whatIsWrittenToTheLevelFileCountsFromTheNextRecordOn) {
-  // An emptied file is what a shell that writes to it leaves for a moment.
-  const std::pair<const char*, const char*> cases[] = {
-      {"7", "01234567"}, {"9", "01234567"}, {"3\n", "0123"}, {"0", "0"},     {"x", "0123456"},
-      {"4", "01234"},    {"", "0123456"},   {"5", "012345"}, {"", "0123456"}};
   openLog();
-
   int row = 0;
-  for (const auto& [level, expected] : cases) {
+  // An emptied file is what a shell that writes to it leaves for a moment.
+  for (const auto& [level, expected] :
+       rowsOf("7 -> 01234567; 9 -> 01234567; 3\r -> 0123; 0 -> 0; x -> 0123456; 4 -> 01234; "
+              " -> 0123456; 5 -> 012345;  -> 0123456")) {
     writeFile(kLogLevelPath, level);
     ++row;
     std::string written;
@@ -74,7 +72,7 @@ TEST_F(LogTest, whatIsWrittenToTheLevelFileCountsFromTheNextRecordOn) {
       written += logged(fill("<% in row %>", i, row)) == 1 ? std::to_string(i) : "";
     }
     EXPECT_EQ(written, expected) << "level file: '" << level << "'";
-    EXPECT_TRUE(*level != '\0' || fs::file_size(kLogLevelPath) == 4);
+    EXPECT_TRUE(!level.empty() || fs::file_size(kLogLevelPath) == 4);
   }
 }
 
@@ -159,18 +157,18 @@ TEST_F(LogTest, syslogGetsTheDaemonsNameItsFacilityAndEveryMessageWithItsLevel) 
 
 TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
   const std::string victim = fs::path(kLogFilePath).parent_path() / "victim";
-  const auto link = [&](const char* path) { fs::create_symlink(victim, path); };
-  const auto name = [&](const char* path) { fs::create_hard_link(victim, path); };
-  const auto pipe = [](const char* path) { mkfifo(path, 0666); };
   const auto strange = [](const char* path) {
     writeFile(path, "");
     if (chown(path, 50000, 50000) != 0) {
       fs::remove(path), mkfifo(path, 0666);  // not root: no file can be another's
     }
   };
+  const std::function<void(const char*)> cases[] = {
+      [&](const char* path) { fs::create_symlink(victim, path); },
+      [&](const char* path) { fs::create_hard_link(victim, path); },
+      [](const char* path) { mkfifo(path, 0666); }, strange};
 
-  for (const std::function<void(const char*)>& plant :
-       {std::function<void(const char*)>(link), {name}, {pipe}, {strange}}) {
+  for (const auto& plant : cases) {
     SetUp();
     writeFile(victim, "7 of the victim");
     plant(kLogFilePath);
@@ -220,17 +218,13 @@ TEST_F(LogTest, recordsOfManyThreadsStayWholeAndNoneIsLostOverARotation) {
   threads.clear();
   EXPECT_GT(fs::file_size(kOldLogFilePath), kLimit);
 
-  const std::string records = readFile(kOldLogFilePath) + logText();
-  int next[kThreads] = {}, total = 0;
-
-  for (size_t at = 0; at < records.size(); ++total) {
-    int t = 0, i = 0, end = 0;
-    ASSERT_EQ(sscanf(&records[at], "%*s %*s (ERROR): quorin_poed: <%d %d %n", &t, &i, &end), 2);
-    ASSERT_EQ(next[t]++, i) << &records[at];
-    at += static_cast<size_t>(end);
-    ASSERT_EQ(records.substr(at, padding.size() + 1), padding + "|");
-    at += padding.size() + 1;
+  std::istringstream records(readFile(kOldLogFilePath) + logText());
+  std::array<int, kThreads> next{};
+  for (std::string record; std::getline(records, record, '|');) {
+    const int t = atoi(record.c_str() + record.find('<') + 1);
+    ASSERT_EQ(record.substr(std::string("2024-05-01 13:07:10.123 ").size()),
+              fill("(ERROR): quorin_poed: <% % %", t, next.at(t)++, padding));
   }
 
-  EXPECT_EQ(total, kThreads * kRecords);
+  EXPECT_EQ(std::count(next.begin(), next.end(), kRecords), kThreads);
 }
