@@ -186,12 +186,12 @@ TEST_F(PoeTest, sensorsShowEachPortWithWhatTheSwitchGives) {
       R"("powerLimitMw":31200,"detectionType":"4pt_dot3af","powerUpMode":"upoe",)"
       R"("violationType":"dot3af"}])";
   EXPECT_EQ(portsText(1), whole);
+
   const Operation getters[] = {Operation::adminEnableGet, Operation::detectionStatusGet,
                                Operation::classGet,       Operation::priorityGet,
                                Operation::limitGet,       Operation::detectionModeGet,
                                Operation::powerUpModeGet, Operation::violationTypeGet};
   int member = 5;  // "adminMode"
-
   for (const Operation getter : getters) {
     failCalls(getter, 1);
     const JsonPtr want = jsonParse(whole.c_str());
@@ -201,7 +201,6 @@ TEST_F(PoeTest, sensorsShowEachPortWithWhatTheSwitchGives) {
   }
 
   failCalls(Operation::sensorsGet, 1);
-
   for (const uint32_t unit : {0U, 1U, 2U, ~0U}) {
     EXPECT_EQ(portsText(unit), "[]") << "unit " << unit;
   }

@@ -109,10 +109,11 @@ get 2 #1 -> 10023; update 2 #1 -> 10023; delete 2 #1 -> 10023; get 1 #1 -> {#1,$
 delete 1 #4 -> ok; delete 1 #4 -> 10023; update 1 #4 -> 10023; get 1 #4294967297 -> 10023
 create 1 -> {#5,$name:"N",$restart}; update 1 #5,$name:"M" -> {#5,$name:"M",$restart}
 create 1 -> {#6,$name:"N",$restart}; delete 1 #6 -> ok)");
+
   const std::string list = R"(list 1 -> {"schedules":[\
 {#1,$name:"A",$restart},{#3,$name:"$x62x",$restart},{#5,$name:"M",$restart}]}; )";
-
   play(list);
+
   EXPECT_EQ(daemon_.stop(), 0);
   ASSERT_TRUE(daemon_.startReady());
   play(list + R"(create 1 -> {#7,$name:"N",$restart})");
@@ -224,7 +225,6 @@ TEST_F(BootDelayTest, aSetThatCannotBeWrittenFailsAndLeavesTheOldSettings) {
   EXPECT_TRUE(fs::remove(kBootDelayConfigPath) && !fs::exists(kBootDelayTempPath));
 
   play(R"(bootdelay.set 1 "delaySec":5 -> ok)");
-
   for (const char* target :
        {"/dev/full", "/dev/null"}) {  // the other takes what is written, but can't sync it
     fs::create_symlink(target, kBootDelayTempPath);
