@@ -40,15 +40,13 @@ TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
     const auto watts = deviceMw == 0 ? std::nullopt : std::make_optional(deviceMw / 1000.0);
     ASSERT_EQ(setPortSettings(1, {1, limitMw}) + setDevice(1, watts) + setAdmin(1, on), "");
     EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; }));
-    uint32_t powerMw = 9, currentMa = 9, voltageMv = 9, temperature = 0;
-    rpcclt_openapiPoePsePortSensorsGet(&handle_, 1, 1, &powerMw, &currentMa, &voltageMv,
-                                       &temperature);
+    const PortView port = *portView(1);
     const bool delivers = status == kDelivering;
-    EXPECT_EQ(powerMw, delivers ? deviceMw : 0);
-    EXPECT_NEAR(voltageMv, delivers ? 53500 : 0, delivers ? 1000 : 0);
-    EXPECT_NEAR(currentMa * (voltageMv / 1000.0), powerMw, 30);
-    EXPECT_TRUE(temperature > 20 && temperature < 90) << temperature;
-    EXPECT_EQ(portView(1)->powerClass, powerClass);
+    EXPECT_EQ(port.powerMw, delivers ? deviceMw : 0);
+    EXPECT_NEAR(port.voltageMv, delivers ? 53500 : 0, delivers ? 1000 : 0);
+    EXPECT_NEAR(port.currentMa * (port.voltageMv / 1000.0), port.powerMw, 30);
+    EXPECT_TRUE(port.temperature > 20 && port.temperature < 90) << port.temperature;
+    EXPECT_EQ(port.powerClass, powerClass);
   }
 }
 

@@ -138,15 +138,13 @@ std::string queryValue(const char* databasePath, const std::string& sql) {
   if (!openDatabase(databasePath, &db)) {
     return "no database";
   }
-  const StatementPtr statement = prepareStatement(db.get(), sql.c_str());
-  if (statement == nullptr) {
-    return sqlite3_errmsg(db.get());
-  }
-  if (sqlite3_step(statement.get()) != SQLITE_ROW) {
-    return "";
-  }
-  const char* text = columnText(statement.get(), 0);
-  return text != nullptr ? text : "NULL";
+  std::string value;
+  const auto takeFirst = [](void* into, int, char** columns, char**) {
+    *static_cast<std::string*>(into) = columns[0] != nullptr ? columns[0] : "NULL";
+    return 1;  // no more rows
+  };
+  const int result = sqlite3_exec(db.get(), sql.c_str(), takeFirst, &value, nullptr);
+  return result == SQLITE_OK || result == SQLITE_ABORT ? value : sqlite3_errmsg(db.get());
 }
 
 std::string query(const std::string& sql) {
@@ -154,9 +152,7 @@ std::string query(const std::string& sql) {
 }
 
 void executeOn(const char* databasePath, const std::string& sql) {
-  DatabasePtr db;
-  ASSERT_TRUE(openDatabase(databasePath, &db));
-  ASSERT_TRUE(executeSql(db.get(), sql.c_str())) << sql << sqlite3_errmsg(db.get());
+  ASSERT_EQ(queryValue(databasePath, sql), "") << sql;
 }
 
 std::string runs(const std::string& which, const std::string& title) {
