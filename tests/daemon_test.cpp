@@ -208,7 +208,7 @@ TEST_F(DaemonTest, aStartTellsWhatFailsAndEndsWithStatus1OnlyWhereItMust) {
     const std::string pid = fill("%\n", daemon_.pid());
 
     if (status == 0) {
-      EXPECT_TRUE(waitForLog("] quorin_poed ready"));
+      ASSERT_TRUE(waitForLog("] quorin_poed ready"));
       EXPECT_TRUE(fs::is_directory(kSocketPath) ||
                   waitUntil([] { return SocketClient().connected(); }));
       EXPECT_EQ(readFile(kPidFilePath), fs::is_directory(kPidFilePath) ? "" : pid);

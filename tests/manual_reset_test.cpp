@@ -83,7 +83,7 @@ TEST_F(ManualResetTest, whatIsOfTheWrongTypeReadsAsAbsentAndWithoutPortsAllEnabl
   int runId = 0;
   for (const auto& [request, ports, offTimeSec, delaySec] : rows) {
     const uint64_t before = lastSeq();
-    EXPECT_EQ(reset(request), accepted(++runId, ports, offTimeSec, delaySec,
+    ASSERT_EQ(reset(request), accepted(++runId, ports, offTimeSec, delaySec,
                                        delaySec > 0 ? "sequential" : "simultaneous"));
     waitForSuccess(runId);
     EXPECT_EQ(acts(before), ports.empty() ? "" : replaced(ports, ",", "r ") + "r");

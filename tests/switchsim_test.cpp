@@ -80,9 +80,12 @@ TEST_F(SwitchsimTest, MisuseIsRefusedAndCountedAndChangesNothing) {
 
 TEST_F(SwitchsimTest, FaultsBefallTheCallsTheyAreSetForAndADelayHoldsUpNobodyElse) {
   constexpr uint32_t kDelayMs = 600;
-  failCalls(Operation::adminEnableSet, 2, -29, 1);
-  EXPECT_EQ(set(2, 0), -29);
-  EXPECT_TRUE(portView(2)->adminOn) << "a failed set changes nothing";
+  failCalls(Operation::adminEnableSet, 2, -29, 2);
+  failCalls(Operation::adminEnableSet, 0, -7, 1);
+  for (const auto& [ifNum, result] : {std::pair{2U, -29}, {3U, -7}, {2U, -29}, {2U, 0}}) {
+    EXPECT_EQ(set(ifNum, 0), result);
+  }
+  EXPECT_TRUE(portView(3)->adminOn && !portView(2)->adminOn) << "a failed set changes nothing";
   ASSERT_EQ(addFault({Operation::portReset, 1, -3, kDelayMs, 1}), "");
   const int64_t startMs = monotonicMs();
   auto slow = std::async(std::launch::async, [this] { return reset(1, 1); });
