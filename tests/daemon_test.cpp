@@ -134,15 +134,13 @@ TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReada
   ASSERT_TRUE(daemon_.startReady([] { umask(027); }));
   rpc("bootdelay.set", R"({"unit":1,"delaySec":5})");
 
-  for (const std::string& path : {schedules, schedules + "-wal", schedules + "-shm", history,
-                                  history + "-wal", history + "-shm", settings, lock}) {
-    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0600)) << path;
-  }
-
-  for (const auto& [path, mode] : {std::pair{kLogLevelPath, 0666},
-                                   {kLogFilePath, 0644},
-                                   {kPidFilePath, 0644},
-                                   {kSocketPath, 0660}}) {
+  const std::map<std::string, int> modes = {{schedules, 0600},          {schedules + "-wal", 0600},
+                                            {schedules + "-shm", 0600}, {history, 0600},
+                                            {history + "-wal", 0600},   {history + "-shm", 0600},
+                                            {settings, 0600},           {lock, 0600},
+                                            {kLogLevelPath, 0666},      {kLogFilePath, 0644},
+                                            {kPidFilePath, 0644},       {kSocketPath, 0660}};
+  for (const auto& [path, mode] : modes) {
     EXPECT_EQ(fs::status(path).permissions(), fs::perms(mode)) << path;
   }
 }
