@@ -204,7 +204,6 @@ TEST_F(HistoryTest, answersHaveTheFormThatClientsRead) {
        "{'ifNum':7,'status':'skipped','errorMessage':'m1'}]"}};
 
   const auto shown = [](const JsonPtr& tree) { return replaced(printJson(tree.get()), "\"", "'"); };
-
   int64_t run = 0;
   std::string runs;
   JsonPtr answer;
@@ -248,20 +247,17 @@ TEST_F(HistoryTest, openRunsOfSchedulesAreFound) {
       {1, 0, 7, "n", 1}, {1, 0, 9, "n", 1, EXECUTION_SIMULTANEOUS, 0, 1},
       {1, 0, 9, "n", 2}, {1, 0, 0, "n", 1},
       {1, 1, 9, "n", 1}, {1, 0, 7, "n", 1}};
-
   for (const RunBeginRequest& request : requests) beginRun({}, request);
   updateRuns("started_at=99-run_id, all_day_snapshot=iif(run_id=3, NULL, all_day_snapshot)");
   updateRuns("status='completed' WHERE run_id=8");
 
   std::array<OpenScheduledRun, 64> open;
   ASSERT_EQ(historyListOpenScheduledRuns(open.data(), 64), 3);
-
   std::string listed;
   for (size_t i = 0; i < 3; ++i) {
     const OpenScheduledRun& run = open[i];
     listed += fill("%/%/%/% ", run.runId, run.unit, run.scheduleId, run.startedAt);
   }
-
   EXPECT_EQ(listed, "3/1/7/96 2/2/7/97 1/1/7/98 ");
   EXPECT_EQ(historyListOpenScheduledRuns(open.data(), 1), 1);
 

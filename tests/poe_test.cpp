@@ -82,6 +82,7 @@ TEST_F(PoeTest, enabledPortsComeInTableOrderUpToTheCapacity) {
   failCalls(Operation::adminEnableGet, 31);
   failCalls(Operation::ifNumGet, 32);
   failCalls(Operation::sensorsGet, 33);
+
   PortList all(20, 29);
   std::iota(all.begin() + 1, all.end(), 34);
   const std::tuple<int32_t, int32_t, PortList> rows[] = {
@@ -90,6 +91,7 @@ TEST_F(PoeTest, enabledPortsComeInTableOrderUpToTheCapacity) {
     EXPECT_EQ(poeUnitEnabledPortsGet(unit, capacity), want) << unit << " " << capacity;
     EXPECT_FALSE(fs::exists(kShowPortOutputPath));
   }
+
   makeSwitch({1, 28, 2, NameForm::slotPort});
   EXPECT_EQ(poeUnitEnabledPortsGet(1, 128), (PortList{1, 2})) << "0/1 is a port of unit 1";
   EXPECT_EQ(poeUnitEnabledPortsGet(2, 128), PortList{});

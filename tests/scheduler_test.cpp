@@ -201,13 +201,14 @@ TEST_F(SchedulerTest, withoutThreadsOrHistoryPortsComeBackRunsFailAndTheServerGo
   const BootDelayConfig config{600, EXECUTION_SIMULTANEOUS, 0};
   ASSERT_EQ(bootDelayConfigSet(1, &config), 0);
   create(R"("restartTime":"12:00","ifNums":[24])");
+
   pthread_t server;
   ASSERT_EQ(pthread_create(&server, nullptr, ipcServerThread, nullptr), 0);
   ASSERT_TRUE(waitUntil([] { return SocketClient().connected(); }));
-
   SocketClient early;
   early.sendBytes(R"({"method":"manual.reset",)");
   ASSERT_TRUE(waitUntil([&] { return early.isHeard(); }));
+
   withoutThreads([&] {
     EXPECT_EQ(rpc("schedule.list", R"({"unit":1})"), "");
     early.sendBytes(R"("params":{"unit":1,"request":{"ifNums":[24],"offTimeSec":1}}})"
