@@ -11,7 +11,7 @@
 namespace {
 
 // The fields of each line of a table, "a|b".
-std::vector<std::vector<std::string>> rowsOf(const std::string& table) {
+std::vector<std::vector<std::string>> fieldsOf(const std::string& table) {
   return mapped(splitAt(table, '\n'), [](const std::string& line) { return splitAt(line, '|'); });
 }
 
@@ -35,7 +35,7 @@ using ClientPlansTest = RunningDaemonTest;
 
 TEST(ClientPlans, schedulesAreWarnedOf) {
   for (const auto& row :
-       rowsOf(R"(noEnd|A power_off 22:00 06:00 "recurrence":"weekly","recurrenceDays":[1,2,5],
+       fieldsOf(R"(noEnd|A power_off 22:00 06:00 "recurrence":"weekly","recurrenceDays":[1,2,5],
 |A power_off 22:00 06:00 "recurrence":"weekly","recurrenceDays":[1,5],;B power_off 00:00 06:00 "recurrence":"weekly","recurrenceDays":[2,6],
 noEnd|A power_on 22:00 06:00 "endDate":"2026-12-31",
 fight|A power_off 08:00 18:00;B power_off 17:00 19:00
@@ -55,7 +55,7 @@ shortWindow|A power_off 8:0 8:1 "executionMode":"sequential","interPortDelaySec"
 }
 
 TEST(ClientPlans, importsAreStepsThatKeepIdsAndNamesApart) {
-  for (const auto& row : rowsOf(R"(A power_off 1;B power_off 2|A power_off 3||change 1 A
+  for (const auto& row : fieldsOf(R"(A power_off 1;B power_off 2|A power_off 3||change 1 A
 A power_off 1;B power_off 2|C power_off 1;D power_off 3|y|rename 1 A to C; add D; delete 2 B
 A power_off 1|A restart 1||rename 1 A to (import 1) A; add A; delete 1 (import 1) A
 A power_off 1;B restart 2|B power_off 1;A restart 2||rename 1 A to (import 1) A; rename 2 B to A; rename 1 (import 1) A to B
@@ -71,7 +71,7 @@ A power_off 1;B restart 2|A restart 2|y|rename 1 A to (import 1) A; rename 2 B t
 TEST_F(ClientPlansTest, theProgramChangesWhatIsStoredAndTellsHowFarItCame) {
   const std::string client = programPath("quorin_poectl") + " --socket " + kSocketPath + " ";
   for (const auto& row :
-       rowsOf(R"(2|"25:00" is not a time|schedule add x --off 1/0/1 --from 25:00 --to 06:00
+       fieldsOf(R"(2|"25:00" is not a time|schedule add x --off 1/0/1 --from 25:00 --to 06:00
 2|ports of units 1 and 2|schedule add x --off 1/0/1,2/0/1 --all-day
 0|off 00:00-06:00 sat 2034-01-02..|schedule add night --off 1/0/1-2 --from 22:00 --to 6:0 --weekly fri --companion --dates 2034-01-01..
 0|"changed":true}|schedule set night --to 07:00 --companion --json

@@ -22,7 +22,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   Status status{400, at.now, {}, {}, {}, readRunPage(runs.get()).runs};
   for (
       const char* members :
-      {R"("name":"n","scheduleType":"power_off","startTime":"22:00","endTime":"06:00")",
+      {R"("name":"n","scheduleType":"power_off","startTime":"22:00","endTime":"6:0","endDate":"2027-1-1")",
        R"j("name":"n (morning after)","scheduleType":"power_off","startTime":"0:0","endTime":"6:0")j",
        R"("scheduleType":"power_on","startTime":"9:15","endTime":"10:00","ifNums":[7])",
        R"("restartTime":"08:00","startDate":"2026-03-05","ifNums":[2,3])"}) {
@@ -41,7 +41,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   for (const char* part :
        {"1/0/1    ..%#######%...", ".\n1/0/2-3        #####################R####",
         "7       ....%....", " #6 no run of the last 30 days",
-        " #5 off since Tue 12:50: perhaps switched by a manual",
+        " #5 off since Tue 12:50: perhaps switched off by a manual",
         "2 off by a schedule, 2 off for no reason", "s: 1 success, 1 failed, 1 running\n",
         "  to bring back: quorin_poectl reset #5 --off-time", "next_firing_seconds 28368\n",
         R"(_watts{unit="1",ifnum="1",port="1/0/1",label="a\\b \"c\"\\n"} 12.85)"}) {

@@ -93,14 +93,20 @@ std::string programPath(const std::string& name) {
   return fs::read_symlink("/proc/self/exe").replace_filename(name);
 }
 
+int runCommand(const std::string& command, std::string* output) {
+  const std::string path = fs::path(kLogFilePath).replace_filename("output");
+  const int status = system(("{ " + command + "; } >" + path).c_str());
+  *output = readFile(path);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 void expectCommands(const std::string& program, const std::string& table) {
-  const std::string output = fs::path(kLogFilePath).replace_filename("output");
+  std::string output;
   for (const auto& [arguments, want] : rowsOf(table)) {
-    const std::string command = fill("{ % %; } >% 2>&1", programPath(program), arguments, output);
-    const int status = system(command.c_str());
-    EXPECT_EQ(WEXITSTATUS(status), std::stoi(want)) << arguments << "\n" << readFile(output);
-    const size_t found = readFile(output).find(want.substr(std::min(want.size(), size_t{2})));
-    EXPECT_NE(found, std::string::npos) << arguments << "\n" << readFile(output);
+    const int status = runCommand(fill("{ % %; } 2>&1", programPath(program), arguments), &output);
+    EXPECT_EQ(status, std::stoi(want)) << arguments << "\n" << output;
+    const size_t found = output.find(want.substr(std::min(want.size(), size_t{2})));
+    EXPECT_NE(found, std::string::npos) << arguments << "\n" << output;
   }
 }
 

@@ -66,6 +66,9 @@ std::string fill(const std::string& text, const Values&... values) {
 // The path of another program of this build, which all stand in one folder.
 std::string programPath(const std::string& name);
 
+// Runs a shell command; returns its exit status and what it printed (both streams if it says 2>&1).
+int runCommand(const std::string& command, std::string* output);
+
 // Runs another program of this build with the arguments of each row "ARGUMENTS -> STATUS TEXT": it
 // must end with the status and print the text, among others, on either stream.
 void expectCommands(const std::string& program, const std::string& table);
