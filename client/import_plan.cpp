@@ -18,8 +18,12 @@ Name nameOf(const Schedule& schedule) {
   return {schedule.unit, schedule.name.c_str()};
 }
 
+// "(import 3) night": a name that only an import gives, and takes away again.
 bool isLeftover(const Schedule& schedule) {
-  return strncmp(schedule.name.c_str(), kTemporary, strlen(kTemporary)) == 0;
+  int number = 0;
+  int end = 0;
+  return sscanf(schedule.name.c_str(), "(import %d)%n", &number, &end) == 1 && end > 0 &&
+         schedule.name.c_str()[end] == ' ';
 }
 
 // A wanted schedule, and the one of now that becomes it.

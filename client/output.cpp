@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "client/failure.h"
+#include "client/text.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ std::string textOf(const JsonPtr& document, char* (*print)(const cJSON*)) {
   if (text == nullptr) {
     throw std::bad_alloc();
   }
-  return std::string(text.get()) + "\n";
+  return jsonEscaped(text.get()) + "\n";
 }
 
 }  // namespace

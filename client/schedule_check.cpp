@@ -159,11 +159,21 @@ std::optional<Firing> firstOf(const std::vector<Firing>& firings, bool isEnd) {
   return found != firings.end() ? std::make_optional(*found) : std::nullopt;
 }
 
-// Whether another schedule of the unit does then what the window's end would.
+bool isDisabledIn(const std::vector<Schedule>& all, const Schedule& schedule) {
+  return std::any_of(all.begin(), all.end(), [&schedule](const Schedule& each) {
+    return each.unit == schedule.unit && each.scheduleId == schedule.scheduleId &&
+           each.enabled == 0;
+  });
+}
+
+// Whether another schedule of the unit does then what the window's end would; to a disabled
+// schedule, which is looked at as if it were enabled, the others are, too.
 bool isEndedByAnother(const Schedule& schedule, int64_t at, const TickTime& day,
                       const CheckGround& ground) {
   const Act act = schedule.type == ScheduleType::powerOn ? Act::off : Act::on;
-  for (const Schedule& other : ground.schedules) {
+  const bool isDisabled = isDisabledIn(ground.schedules, schedule);
+  for (const Schedule& each : ground.schedules) {
+    const Schedule other = isDisabled ? enabledCopy(each) : each;
     const bool hasPorts =
         other.unit == schedule.unit && other.scheduleId != schedule.scheduleId &&
         std::all_of(schedule.ifNums.begin(), schedule.ifNums.end(), [&](uint32_t ifNum) {
@@ -314,7 +324,8 @@ bool undoes(const Course& first, const Firing& act, const Course& second, const 
            !isSettled(*first.schedule, act, *second.schedule, wanted);
   }
   const int64_t end = wanted.at + second.windowSec;
-  return isLast(act) && !isLast(wanted) && wanted.at < act.at && act.at < end;
+  const bool outlasts = isLast(act) || act.at + first.windowSec > end;
+  return outlasts && !isLast(wanted) && wanted.at < act.at && act.at < end;
 }
 
 // When the first one's firings, from now on, first undo what the other wants.

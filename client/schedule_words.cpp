@@ -105,7 +105,8 @@ void applyPorts(const ScheduleWords& words, const std::vector<PoePort>& ports, S
 // The daemon reads a time's beginning: "10:30pm" would be 10:30.
 std::string checkedTime(const std::string& text, bool force) {
   const auto time = timeOfDay(text.c_str());
-  const bool isPlain = text.find_first_not_of("0123456789:") == std::string::npos;
+  const bool isPlain = text.find_first_not_of("0123456789:") == std::string::npos &&
+                       std::count(text.begin(), text.end(), ':') == 1;
   if (force && (!time || !isPlain)) {
     return text;
   }
@@ -277,6 +278,7 @@ void addScheduleOptions(CLI::App& app, ScheduleWords* words) {
 
 Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vector<PoePort>& ports,
                  int64_t now, const Zone& zone) {
+  const bool wasUseless = schedule.scheduleId != 0 && !whyUseless(schedule, now, zone).empty();
   applyType(words, &schedule);
   applyName(words, &schedule);
   applyPorts(words, ports, &schedule);
@@ -286,7 +288,8 @@ Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vecto
   applyDates(words, &schedule);
   applyRest(words, &schedule);
 
-  const std::string useless = words.force ? "" : whyUseless(schedule, now, zone);
+  const bool isTaken = words.force || wasUseless;  // it gets no worse
+  const std::string useless = isTaken ? "" : whyUseless(schedule, now, zone);
   if (!useless.empty()) {
     failUsage("the daemon would store " + inQuotes(schedule.name.c_str()) + ", but " + useless +
               ". To store it all the same: --force");

@@ -42,7 +42,7 @@ Session::Session(const Options& options, Daemon& daemon, const Output& output)
 
 SwitchLibrary* Session::library() {
   if (!isOpened_ && options_.useSwitchLibrary) {
-    library_ = SwitchLibrary::open();
+    library_ = SwitchLibrary::open(options_.timeoutMs);
   }
   isOpened_ = true;
   return library_.get();
@@ -119,7 +119,7 @@ int64_t Session::now() {
     return time(nullptr);
   }
   checkClock(*clock);
-  return zone_.instantOf(clock->local);
+  return zone_.instantNear(clock->local, time(nullptr));
 }
 
 void Session::warnIfSilent() {
@@ -133,7 +133,7 @@ void Session::checkClock(const SwitchClock& clock) {
     return;
   }
   const int64_t here = time(nullptr);
-  const int64_t difference = zone_.instantOf(clock.local) - here;
+  const int64_t difference = zone_.instantNear(clock.local, here) - here;
   const auto offsetMin = static_cast<int32_t>(zone_.at(here).tm_gmtoff / kSecPerMin);
   if (std::abs(difference) > kMaxClockDifferenceSec) {
     output_.warn("the switch's clock says " + momentText(here + difference, zone_) +

@@ -62,7 +62,9 @@ class Patience {
   // Waits until the socket is ready for the events. Throws when the time is over.
   void waitFor(int connection, short events) {
     pollfd waited{connection, events, 0};
-    while (poll(&waited, 1, static_cast<int>(sliceMs())) <= 0) {
+    int ready = 0;
+    while (ready <= 0) {
+      ready = poll(&waited, 1, static_cast<int>(sliceMs()));
       check();
     }
   }

@@ -53,8 +53,9 @@ struct SwitchLibrary::Functions {
   }
 };
 
-SwitchLibrary::SwitchLibrary(std::shared_ptr<Functions> functions)
-    : functions_(std::move(functions)) {}
+SwitchLibrary::SwitchLibrary(std::shared_ptr<Functions> functions,
+                             std::chrono::milliseconds maxWait)
+    : functions_(std::move(functions)), maxWait_(maxWait) {}
 
 // A call that hangs can't be taken back: its thread stays, and ends with the process.
 template <typename Result>
@@ -68,20 +69,21 @@ std::optional<Result> SwitchLibrary::within(std::function<std::optional<Result>(
     promise->set_value(ask(*functions));
   }).detach();
 
-  isSilent_ = answer.wait_for(kMaxCallMs) != std::future_status::ready;
+  isSilent_ = answer.wait_for(maxWait_) != std::future_status::ready;
   return isSilent_ ? std::nullopt : answer.get();
 }
 
-std::unique_ptr<SwitchLibrary> SwitchLibrary::open() {
+std::unique_ptr<SwitchLibrary> SwitchLibrary::open(int64_t maxMs) {
   void* library = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
   auto functions = std::make_shared<Functions>();
   if (library == nullptr || !functions->load(library)) {
     return nullptr;
   }
 
-  std::unique_ptr<SwitchLibrary> opened(new SwitchLibrary(std::move(functions)));
+  std::unique_ptr<SwitchLibrary> opened(new SwitchLibrary(
+      std::move(functions), std::min(kMaxCallMs, std::chrono::milliseconds(maxMs))));
   const auto connected = opened->within<bool>([](Functions& f) { return f.connect(); });
-  return connected.value_or(false) ? std::move(opened) : nullptr;
+  return connected.value_or(false) || opened->isSilent() ? std::move(opened) : nullptr;
 }
 
 SwitchLibrary::~SwitchLibrary() {

@@ -20,8 +20,9 @@ struct SwitchClock {
 // kMaxCallMs; after one that took longer nothing is asked any more.
 class SwitchLibrary {
  public:
-  // Null where there is no library, or no switch OS answers it.
-  static std::unique_ptr<SwitchLibrary> open();
+  // Null where there is no library, or no switch OS answers it; silent from the start where the
+  // switch OS hangs. No call takes longer than maxMs.
+  static std::unique_ptr<SwitchLibrary> open(int64_t maxMs);
   ~SwitchLibrary();
 
   // "1/0/5", or "0/5" where the switch prints it so; empty when the switch does not tell.
@@ -32,12 +33,13 @@ class SwitchLibrary {
 
  private:
   struct Functions;
-  explicit SwitchLibrary(std::shared_ptr<Functions> functions);
+  SwitchLibrary(std::shared_ptr<Functions> functions, std::chrono::milliseconds maxWait);
   // The result of asking the library; none when it has taken too long, now or before.
   template <typename Result>
   std::optional<Result> within(std::function<std::optional<Result>(Functions&)> ask);
 
   std::shared_ptr<Functions> functions_;  // also of a thread that is still waiting in the library
+  std::chrono::milliseconds maxWait_;
   bool isSilent_ = false;
 };
 

@@ -89,6 +89,20 @@ std::string escaped(std::string_view text) {
   return safe;
 }
 
+std::string jsonEscaped(std::string_view json) {
+  std::string safe;
+  while (!json.empty()) {
+    const Sign sign = firstSign(json);
+    char code[8] = "";
+    if (sign.code >= 0x7F && sign.code != kInvalid && isDangerous(sign.code)) {
+      snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(sign.code));
+    }
+    safe += *code != '\0' ? std::string(code) : std::string(json.substr(0, sign.bytes));
+    json.remove_prefix(sign.bytes);
+  }
+  return safe;
+}
+
 std::string inQuotes(std::string_view text) {
   return "\"" + escaped(text) + "\"";
 }

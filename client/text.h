@@ -12,6 +12,10 @@
 // the log passes through here before it is shown; text that is escaped already stays as it is.
 std::string escaped(std::string_view text);
 
+// A JSON text with the same signs, but for those that JSON escapes itself, as \uXXXX. They stand in
+// strings only, so that the document stays the same.
+std::string jsonEscaped(std::string_view json);
+
 // In double quotes, escaped.
 std::string inQuotes(std::string_view text);
 

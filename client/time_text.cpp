@@ -298,6 +298,14 @@ int64_t Zone::instantOf(const TickTime& local) const {
   return instantOf(calendarOf(local));
 }
 
+int64_t Zone::instantNear(const TickTime& local, int64_t near) const {
+  constexpr int64_t kSecPerHour = 3600;
+  const int64_t first = instantOf(local);
+  const int64_t second = first + kSecPerHour;
+  const bool comesTwice = isSameMinute(tickAt(first), tickAt(second));
+  return comesTwice && std::abs(second - near) < std::abs(first - near) ? second : first;
+}
+
 std::optional<int64_t> Zone::existingInstantOf(const TickTime& local) const {
   const int64_t instant = instantOf(local);
   return isSameMinute(tickAt(instant), local) ? std::make_optional(instant) : std::nullopt;

@@ -25,6 +25,8 @@ class Zone {
   // the first, of one that is skipped in spring that after the gap, as mktime reads it.
   int64_t instantOf(tm local) const;
   int64_t instantOf(const TickTime& local) const;
+  // Of a time that comes twice that which is nearer.
+  int64_t instantNear(const TickTime& local, int64_t near) const;
   // None for a time that the zone skips.
   std::optional<int64_t> existingInstantOf(const TickTime& local) const;
   std::string abbreviation(int64_t instant) const;  // "CET", "+03"

@@ -5,9 +5,12 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "base/file_ptr.h"
+#include "base/unique_fd.h"
 #include "client/failure.h"
 #include "client/text.h"
 
@@ -20,6 +23,22 @@ bool isSpecial(const std::string& path) {
 
 bool writeAll(FILE* file, const std::string& text) {
   return fwrite(text.data(), 1, text.size(), file) == text.size() && fflush(file) == 0;
+}
+
+std::string realPath(const std::string& path) {
+  const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), free);
+  return real != nullptr ? real.get() : path;
+}
+
+// That of the file that is replaced, else that of any new file.
+mode_t modeOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0) {
+    return status.st_mode & 0777;
+  }
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
 }
 
 }  // namespace
@@ -56,11 +75,13 @@ void writeWholeFile(const std::string& path, const std::string& text) {
     return;
   }
 
-  const std::string temporary = path + ".new";
-  const FilePtr file(fopen(temporary.c_str(), "we"));
-  const bool isWritten =
-      file != nullptr && writeAll(file.get(), text) && fsync(fileno(file.get())) == 0;
-  if (!isWritten || rename(temporary.c_str(), path.c_str()) != 0) {
+  // Beside the file itself, whatever links lead to it, and under a name that nobody can foresee.
+  const std::string target = realPath(path);
+  std::string temporary = target + ".XXXXXX";
+  const FilePtr file = streamOf(UniqueFd(mkstemp(temporary.data())), "w");
+  const bool isWritten = file != nullptr && fchmod(fileno(file.get()), modeOf(target)) == 0 &&
+                         writeAll(file.get(), text) && fsync(fileno(file.get())) == 0;
+  if (!isWritten || rename(temporary.c_str(), target.c_str()) != 0) {
     const int why = errno;
     unlink(temporary.c_str());
     failFile(path, "written", why);

@@ -94,6 +94,12 @@ JsonPtr paramsOf(const CallOptions& options) {
   return params;
 }
 
+std::string nearestMethod(const std::string& method) {
+  return didYouMean(method, mapped(knownMethods(), [](const KnownMethod& known) {
+                      return std::string(known.name);
+                    }));
+}
+
 int runCall(const CallOptions& options, Session& session) {
   JsonPtr params = paramsOf(options);
   const JsonPtr kept(cJSON_Duplicate(params.get(), 1));
@@ -110,8 +116,10 @@ int runCall(const CallOptions& options, Session& session) {
     return kExitDone;
   }
   const int32_t code = jsonInt32Member(answer.get(), "error", ERR_GENERAL);
-  throw Failure(kExitDaemonError, "error " + std::to_string(code) + " (" + resultCodeName(code) +
-                                      "): " + errorInWords(options.method, kept.get(), code));
+  throw Failure(kExitDaemonError,
+                "error " + std::to_string(code) + " (" + resultCodeName(code) +
+                    "): " + errorInWords(options.method, kept.get(), code) +
+                    (code == ERR_UNSUPPORTED ? nearestMethod(options.method) : ""));
 }
 
 }  // namespace

@@ -57,7 +57,8 @@ std::string changesText(const Schedule& before, const Schedule& after, const Por
 std::vector<Cell> cellsOf(const Difference& each, const PortNames& names) {
   const std::string unit = "unit " + std::to_string(each.unit());
   if (each.delayAfter) {
-    return {{"  ~", Tint::warning},
+    const bool isRemoved = each.kind == Kind::removed;
+    return {{isRemoved ? "  -" : "  ~", isRemoved ? Tint::bad : Tint::warning},
             unit,
             "boot delay",
             bootDelayText(*each.delayBefore) + " > " + bootDelayText(*each.delayAfter)};

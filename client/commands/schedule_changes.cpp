@@ -48,6 +48,12 @@ std::string changeLine(const ScheduleChange& change, Session& session) {
   const std::optional<Firing> next = nextFiring(schedule, now, session.zone());
   line += ": " + escaped(actionText(schedule)) + " " + escaped(daysText(schedule)) + ", " +
           session.names().ranges(schedule.ifNums) + "; ";
+  const bool isDueToday = schedule.allDay != 0 && isWindowType(schedule.type) &&
+                          !firingsOn(schedule, session.zone().tickAt(now), session.zone()).empty();
+  if (isDueToday) {
+    line += std::string(schedule.type == ScheduleType::powerOn ? "on" : "off") +
+            " within a minute, if it was not today; ";
+  }
   return line +
          (next ? std::string("next ") + actText(next->act) + " " +
                      nearText(next->at, now, session.shownZone()) + ", in " +
@@ -147,5 +153,9 @@ void showChanges(const ScheduleChange& change, const std::optional<ScheduleChang
       changed.push_back(each.schedule);
     }
   }
-  warnAfter(changed, session);
+  try {
+    warnAfter(changed, session);
+  } catch (const Failure& failure) {
+    session.output().warn(std::string("it is done, but could not be checked: ") + failure.what());
+  }
 }
