@@ -27,6 +27,10 @@ bool appliesOn(const Schedule& schedule, const TickTime& day) {
 }
 
 // In the order of the minute's work.
+bool isAllDay(const Schedule& schedule) {
+  return isWindowType(schedule.type) && schedule.allDay != 0;
+}
+
 std::vector<Firing> actsOf(const Schedule& schedule, const DueFirings& due, int64_t at) {
   const Act start = schedule.type == ScheduleType::powerOn ? Act::on : Act::off;
   const Act end = start == Act::on ? Act::off : Act::on;
@@ -45,7 +49,7 @@ std::vector<Firing> actsOf(const Schedule& schedule, const DueFirings& due, int6
 
 // The minutes of the day in which something may be due, without repeats.
 std::vector<TickTime> candidates(const Schedule& schedule, const TickTime& day, const Zone& zone) {
-  if (isWindowType(schedule.type) && schedule.allDay != 0) {
+  if (isAllDay(schedule)) {
     return {zone.tickAt(zone.instantOf(minuteOf(day, 0, 0)))};
   }
   std::vector<std::pair<int32_t, int32_t>> times;
@@ -139,7 +143,18 @@ std::string whyNever(const Schedule& schedule, int64_t now, const Zone& zone) {
   if (isOver(schedule, zone.tickAt(now))) {
     return std::string("its dates ended on ") + schedule.endDate.c_str();
   }
+  const std::vector<Firing> today = firingsOn(schedule, zone.tickAt(now), zone);
+  if (!today.empty()) {
+    const TickTime last = zone.tickAt(today.back().at);
+    char text[64];
+    snprintf(text, sizeof text, "its last time was today at %02d:%02d", last.hour, last.minute);
+    return isAllDay(schedule) ? "today is its last day" : text;
+  }
   return "no day of its dates is one of its days";
+}
+
+bool isAllDayDue(const Schedule& schedule, int64_t now, const Zone& zone) {
+  return isAllDay(schedule) && !firingsOn(schedule, zone.tickAt(now), zone).empty();
 }
 
 TickTime dayAfter(const TickTime& day, int32_t days) {

@@ -34,6 +34,10 @@ std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, con
 std::optional<Firing> nextFiring(const Schedule& schedule, int64_t after, const Zone& zone);
 constexpr int32_t kFiringYears = 9;  // 29 February may be eight years away
 
+// Whether an all-day schedule applies on the day of the instant. The daemon then carries it out
+// within a minute unless it has on that day, whatever the time; its firing counts as that of 00:00.
+bool isAllDayDue(const Schedule& schedule, int64_t now, const Zone& zone);
+
 // Why a schedule without next firing has none: "disabled", "its dates ended on 2025-12-31".
 std::string whyNever(const Schedule& schedule, int64_t now, const Zone& zone);
 

@@ -418,5 +418,6 @@ std::string whyUseless(const Schedule& schedule, int64_t now, const Zone& zone) 
   if (!time.empty()) {
     return time;
   }
-  return nextFiring(enabled, now, zone) ? "" : whyNever(enabled, now, zone);
+  const bool acts = nextFiring(enabled, now, zone) || isAllDayDue(enabled, now, zone);
+  return acts ? "" : whyNever(enabled, now, zone);
 }

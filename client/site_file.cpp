@@ -9,6 +9,8 @@
 
 #include "base/result_codes.h"
 #include "client/commands/bootdelay.h"
+#include "client/companion.h"
+#include "client/mapped.h"
 #include "client/output.h"
 #include "client/schedule_check.h"
 #include "client/text.h"
@@ -20,19 +22,69 @@ constexpr size_t kMaxNameBytes = 63;
 constexpr int32_t kMaxDelaySec = 600;
 constexpr int32_t kMaxStaggerSec = 300;
 
-// What the daemon stores of a schedule, in its order.
-constexpr const char* kContentKeys[] = {
-    "name",           "scheduleType", "startDate",     "endDate",           "recurrence",
-    "recurrenceDays", "ifNums",       "startTime",     "endTime",           "allDay",
-    "restartTime",    "offTimeSec",   "executionMode", "interPortDelaySec", "enabled"};
+bool isNumbers(const cJSON* value) {
+  const cJSON* element = nullptr;
+  cJSON_ArrayForEach(element, value) {
+    if (!cJSON_IsNumber(element)) {
+      return false;
+    }
+  }
+  return cJSON_IsArray(value);
+}
 
-const std::vector<std::string>& knownKeys() {
-  static const std::vector<std::string> kKeys = [] {
-    std::vector<std::string> keys{"unit", "portNames"};
-    keys.insert(keys.end(), std::begin(kContentKeys), std::end(kContentKeys));
-    return keys;
-  }();
-  return kKeys;
+bool isText(const cJSON* value) {
+  return cJSON_IsString(value) != 0;
+}
+
+bool isNumber(const cJSON* value) {
+  return cJSON_IsNumber(value) != 0;
+}
+
+bool isBool(const cJSON* value) {
+  return cJSON_IsBool(value) != 0;
+}
+
+bool isArray(const cJSON* value) {
+  return cJSON_IsArray(value) != 0;
+}
+
+// A key of the file, and what its value must be where it is not null: the daemon would read any
+// other as if it were not there.
+struct Key {
+  const char* name;
+  bool (*fits)(const cJSON* value);
+  const char* what;
+};
+
+// What the daemon stores of a schedule, in its order.
+constexpr Key kContentKeys[] = {{"name", isText, "a string"},
+                                {"scheduleType", isText, "a string"},
+                                {"startDate", isText, "a string"},
+                                {"endDate", isText, "a string"},
+                                {"recurrence", isText, "a string"},
+                                {"recurrenceDays", isNumbers, "numbers in brackets"},
+                                {"ifNums", isNumbers, "numbers in brackets"},
+                                {"startTime", isText, "a string"},
+                                {"endTime", isText, "a string"},
+                                {"allDay", isBool, "true or false"},
+                                {"restartTime", isText, "a string"},
+                                {"offTimeSec", isNumber, "a number"},
+                                {"executionMode", isText, "a string"},
+                                {"interPortDelaySec", isNumber, "a number"},
+                                {"enabled", isBool, "true or false"}};
+
+std::vector<Key> scheduleKeys() {
+  std::vector<Key> keys{{"unit", isNumber, "a number"},
+                        {"portNames", isArray, "names in brackets"}};
+  keys.insert(keys.end(), std::begin(kContentKeys), std::end(kContentKeys));
+  return keys;
+}
+
+std::vector<Key> bootDelayKeys() {
+  return {{"unit", isNumber, "a number"},
+          {"delaySec", isNumber, "a number"},
+          {"executionMode", isText, "a string"},
+          {"interPortDelaySec", isNumber, "a number"}};
 }
 
 JsonPtr nullOrText(const std::string& text) {
@@ -43,10 +95,10 @@ JsonPtr scheduleJson(const Schedule& schedule, const PortNames& names) {
   const JsonPtr shown = scheduleToJson(schedule);
   JsonObject object;
   object.number("unit", schedule.unit);
-  for (const char* key : kContentKeys) {
-    JsonPtr member(cJSON_DetachItemFromObject(shown.get(), key));
-    member != nullptr ? object.add(key, std::move(member)) : object.null(key);
-    if (strcmp(key, "ifNums") == 0) {
+  for (const Key& key : kContentKeys) {
+    JsonPtr member(cJSON_DetachItemFromObject(shown.get(), key.name));
+    member != nullptr ? object.add(key.name, std::move(member)) : object.null(key.name);
+    if (strcmp(key.name, "ifNums") == 0) {
       object.add("portNames", jsonArray(schedule.ifNums, [&names](uint32_t ifNum) {
                    return nullOrText(names.nameOrEmpty(ifNum));
                  }));
@@ -66,17 +118,26 @@ bool hasRepeats(const std::vector<Element>& all) {
   return std::set<Element>(all.begin(), all.end()).size() != all.size();
 }
 
-std::string unknownKeyFault(const cJSON* object) {
+// What is wrong with a member; empty for none.
+std::string memberFault(const cJSON* member, const std::vector<Key>& keys) {
+  const char* name = member->string != nullptr ? member->string : "";
+  const auto key = std::find_if(keys.begin(), keys.end(), [name](const Key& each) {
+    return strcasecmp(each.name, name) == 0;
+  });
+  if (key == keys.end()) {
+    const auto names = mapped(keys, [](const Key& each) { return std::string(each.name); });
+    return "unknown key " + inQuotes(name) + "." + didYouMean(name, names);
+  }
+  const bool isFit = cJSON_IsNull(member) || key->fits(member);
+  return isFit ? "" : inQuotes(name) + " must be " + key->what;
+}
+
+std::string keyFault(const cJSON* object, const std::vector<Key>& keys) {
   const cJSON* member = nullptr;
   cJSON_ArrayForEach(member, object) {
-    const std::vector<std::string>& keys = knownKeys();
-    const bool isKnown =
-        member->string != nullptr && std::any_of(keys.begin(), keys.end(), [&](const auto& key) {
-          return strcasecmp(key.c_str(), member->string) == 0;
-        });
-    if (!isKnown) {
-      const char* key = member->string != nullptr ? member->string : "";
-      return "unknown key " + inQuotes(key) + "." + didYouMean(key, keys);
+    std::string fault = memberFault(member, keys);
+    if (!fault.empty()) {
+      return fault;
     }
   }
   return "";
@@ -85,6 +146,10 @@ std::string unknownKeyFault(const cJSON* object) {
 // Empty for a schedule that the daemon takes.
 std::string contentFault(const cJSON* object, const Schedule& schedule, int32_t readCode) {
   const char* name = jsonTextMember(object, "name");
+  std::string fault = keyFault(object, scheduleKeys());
+  if (!fault.empty()) {
+    return fault;
+  }
   if (readCode != RESULT_OK) {
     return "name, days, times and ports must be there, an off time must be 1 s or more";
   }
@@ -97,7 +162,7 @@ std::string contentFault(const cJSON* object, const Schedule& schedule, int32_t 
   if (hasRepeats(schedule.ifNums) || hasRepeats(schedule.days)) {
     return "a port or a day is in it twice";
   }
-  return unknownKeyFault(object);
+  return "";
 }
 
 void readPortNames(const cJSON* object, const Schedule& schedule, SiteFile* file) {
@@ -132,17 +197,35 @@ void readFileSchedules(const cJSON* array, SiteFile* file, std::vector<SiteFault
   }
 }
 
+// Empty for a boot delay that the daemon takes as it is meant.
+std::string bootDelayFault(const cJSON* object, const BootDelay& read) {
+  std::string fault = keyFault(object, bootDelayKeys());
+  if (!fault.empty()) {
+    return fault;
+  }
+  const char* modeText = jsonTextMember(object, "executionMode");
+  ExecutionMode mode = EXECUTION_SIMULTANEOUS;
+  if (modeText != nullptr && !executionModeOf(modeText, &mode)) {
+    return inQuotes(modeText) + " is not a mode";
+  }
+  const bool isWithin = read.unit >= 1 && read.unit <= kMaxUnits && read.delaySec >= 0 &&
+                        read.delaySec <= kMaxDelaySec && read.interPortDelaySec >= 0 &&
+                        read.interPortDelaySec <= kMaxStaggerSec;
+  return isWithin ? "" : "unit 1 to 8, 0 to 600 s, 0 to 300 s between ports";
+}
+
 void readFileBootDelays(const cJSON* array, SiteFile* file, std::vector<SiteFault>* faults) {
   std::set<int32_t> taken;
   const cJSON* object = nullptr;
   cJSON_ArrayForEach(object, array) {
     const BootDelay read = readBootDelay(object, jsonInt32Member(object, "unit", 0));
-    const bool isFit = read.unit >= 1 && read.unit <= kMaxUnits && read.delaySec >= 0 &&
-                       read.delaySec <= kMaxDelaySec && read.interPortDelaySec >= 0 &&
-                       read.interPortDelaySec <= kMaxStaggerSec && taken.insert(read.unit).second;
-    if (!isFit) {
-      faults->push_back({kExitUsage, "the boot delay of unit " + std::to_string(read.unit) +
-                                         ": one a unit, 0 to 600 s, 0 to 300 s between ports"});
+    std::string fault = bootDelayFault(object, read);
+    if (fault.empty() && !taken.insert(read.unit).second) {
+      fault = "there are two of it";
+    }
+    if (!fault.empty()) {
+      faults->push_back(
+          {kExitUsage, "the boot delay of unit " + std::to_string(read.unit) + ": " + fault});
       continue;
     }
     file->config.bootDelays.push_back(read);
@@ -259,6 +342,14 @@ SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file, const Si
     SiteFault fault = portFault(schedule.unit, ifNum, file, ground);
     if (!fault.text.empty()) {
       return fault;
+    }
+  }
+  for (const char* date : {schedule.startDate.c_str(), schedule.endDate.c_str()}) {
+    if (*date != '\0' && !dateRead(date)) {
+      return {kExitUsage,
+              inQuotes(date) +
+                  " is not a date (2026-03-01): the daemon would store it, and it would "
+                  "set no bound (--force stores it)"};
     }
   }
   Schedule undated = schedule;

@@ -3,6 +3,7 @@
 #ifndef QUORIN_CLIENT_SWITCH_LIBRARY_H
 #define QUORIN_CLIENT_SWITCH_LIBRARY_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>

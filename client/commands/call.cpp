@@ -7,6 +7,7 @@
 #include "base/result_codes.h"
 #include "client/command.h"
 #include "client/failure.h"
+#include "client/mapped.h"
 #include "client/text.h"
 
 namespace {

@@ -8,6 +8,7 @@
 #include "client/commands/schedule_check.h"
 #include "client/commands/schedules.h"
 #include "client/confirm.h"
+#include "client/failure.h"
 #include "client/text.h"
 #include "config/schedule_json.h"
 
@@ -48,9 +49,7 @@ std::string changeLine(const ScheduleChange& change, Session& session) {
   const std::optional<Firing> next = nextFiring(schedule, now, session.zone());
   line += ": " + escaped(actionText(schedule)) + " " + escaped(daysText(schedule)) + ", " +
           session.names().ranges(schedule.ifNums) + "; ";
-  const bool isDueToday = schedule.allDay != 0 && isWindowType(schedule.type) &&
-                          !firingsOn(schedule, session.zone().tickAt(now), session.zone()).empty();
-  if (isDueToday) {
+  if (isAllDayDue(schedule, now, session.zone())) {
     line += std::string(schedule.type == ScheduleType::powerOn ? "on" : "off") +
             " within a minute, if it was not today; ";
   }
