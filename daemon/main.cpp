@@ -141,11 +141,12 @@ void tearDown() {
   logClose();
 }
 
-// One heap for all threads: what a large request frees can go back to the system only from the
-// first one.
-void setOneHeap() {
+// With one heap the threads of requests wait for each other at every allocation; each further one
+// keeps some memory for itself, and by default the more, the larger what it has freed was.
+void limitHeaps() {
 #ifdef M_ARENA_MAX
-  mallopt(M_ARENA_MAX, 1);
+  mallopt(M_ARENA_MAX, 4);
+  mallopt(M_TRIM_THRESHOLD, 128 * 1024);
 #endif
 }
 
@@ -167,7 +168,7 @@ void setDefaultStack() {
 
 int main() {
   umask(kOwnerOnly);
-  setOneHeap();
+  limitHeaps();
   setDefaultStack();
   logSetPaths(kLogPaths);
   logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);

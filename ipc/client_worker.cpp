@@ -23,7 +23,7 @@
 namespace {
 
 constexpr size_t kLargeRequestBytes = size_t{8} * 1024;
-constexpr size_t kLargeAnswerBytes = size_t{256} * 1024;
+constexpr size_t kVeryLargeRequestBytes = size_t{128} * 1024;
 constexpr size_t kMaxLoggedNameBytes = 128;
 
 // Held from the parsing of a large request until its tree is freed. Always the outermost lock.
@@ -83,10 +83,14 @@ Response respondTo(Request* request) {
   return response;
 }
 
+// The tree of one that is very large is given back before the next one's is made.
 Response respondToLarge(Request* request) {
   const MutexLock gate(largeRequestGate);
+  const bool isVeryLarge = request->text.size() > kVeryLargeRequestBytes;
   Response response = respondTo(request);
-  noteFreedMemory();
+  if (isVeryLarge) {
+    returnFreedMemoryNow();
+  }
   return response;
 }
 
@@ -119,16 +123,12 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
     const std::string_view answer(text.get(), bytes);
     sendAll(connection, {envelope, R"(,"result":)", answer, "}\n"});
   }
-
-  text.reset();
-  if (bytes > kLargeAnswerBytes) {
-    noteFreedMemory();
-  }
 }
 
 void* clientWorker(void* descriptor) try {
   const Connection connection(static_cast<int>(reinterpret_cast<intptr_t>(descriptor)));
   serve(connection.get());
+  noteFreedMemory();
   return nullptr;
 } catch (const std::bad_alloc&) {
   return nullptr;  // the connection is closed: no answer

@@ -22,14 +22,18 @@ void noteFreedMemory() {
   isFreed = true;
 }
 
+void returnFreedMemoryNow() {
+#ifdef QUORIN_HAVE_MALLOC_TRIM
+  malloc_trim(0);
+#endif
+}
+
 void returnFreedMemory() {
   if (!isFreed.load() || monotonicMs() < nextReturnMs) {
     return;
   }
 
   isFreed = false;
-#ifdef QUORIN_HAVE_MALLOC_TRIM
-  malloc_trim(0);
-#endif
+  returnFreedMemoryNow();
   nextReturnMs = monotonicMs() + kPauseMs;
 }
