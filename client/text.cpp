@@ -93,7 +93,7 @@ std::string jsonEscaped(std::string_view json) {
   std::string safe;
   while (!json.empty()) {
     const Sign sign = firstSign(json);
-    char code[8] = "";
+    char code[16] = "";
     if (sign.code >= 0x7F && sign.code != kInvalid && isDangerous(sign.code)) {
       snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(sign.code));
     }

@@ -36,7 +36,8 @@ using ClientPlansTest = RunningDaemonTest;
 TEST(ClientPlans, schedulesAreWarnedOf) {
   for (const auto& row :
        fieldsOf(R"(noEnd|A power_off 22:00 06:00 "recurrence":"weekly","recurrenceDays":[1,2,5],
-|A power_off 22:00 06:00 "recurrence":"weekly","recurrenceDays":[1,5],;B power_off 00:00 06:00 "recurrence":"weekly","recurrenceDays":[2,6],
+|A power_off 22:00 06:00 "recurrence":"weekly","recurrenceDays":[1,5],;B power_off )"
+                R"(00:00 06:00 "recurrence":"weekly","recurrenceDays":[2,6],
 noEnd|A power_on 22:00 06:00 "endDate":"2026-12-31",
 fight|A power_off 08:00 18:00;B power_off 17:00 19:00
 |A power_off 08:00 18:00;B power_on 12:00 13:00
@@ -58,8 +59,10 @@ TEST(ClientPlans, importsAreStepsThatKeepIdsAndNamesApart) {
   for (const auto& row : fieldsOf(R"(A power_off 1;B power_off 2|A power_off 3||change 1 A
 A power_off 1;B power_off 2|C power_off 1;D power_off 3|y|rename 1 A to C; add D; delete 2 B
 A power_off 1|A restart 1||rename 1 A to (import 1) A; add A; delete 1 (import 1) A
-A power_off 1;B restart 2|B power_off 1;A restart 2||rename 1 A to (import 1) A; rename 2 B to A; rename 1 (import 1) A to B
-A power_off 1;B restart 2|A restart 2|y|rename 1 A to (import 1) A; rename 2 B to A; delete 1 (import 1) A
+A power_off 1;B restart 2|B power_off 1;A restart 2||rename 1 A to (import 1) A; rename )"
+                                  R"(2 B to A; rename 1 (import 1) A to B
+A power_off 1;B restart 2|A restart 2|y|rename 1 A to (import 1) A; rename 2 B to A; )"
+                                  R"(delete 1 (import 1) A
 (import 1) A power_off 1|A restart 1||add A; delete 1 (import 1) A)")) {
     const auto plan =
         importPlan({schedulesOf(row[1]), {}}, {schedulesOf(row[0]), {}}, row[2] == "y");
@@ -73,13 +76,16 @@ TEST_F(ClientPlansTest, theProgramChangesWhatIsStoredAndTellsHowFarItCame) {
   for (const auto& row :
        fieldsOf(R"(2|"25:00" is not a time|schedule add x --off 1/0/1 --from 25:00 --to 06:00
 2|ports of units 1 and 2|schedule add x --off 1/0/1,2/0/1 --all-day
-0|off 00:00-06:00 sat 2034-01-02..|schedule add night --off 1/0/1-2 --from 22:00 --to 6:0 --weekly fri --companion --dates 2034-01-01..
+0|off 00:00-06:00 sat 2034-01-02..|schedule add night --off 1/0/1-2 --from 22:00 --to )"
+                R"(6:0 --weekly fri --companion --dates 2034-01-01..
 0|"changed":true}|schedule set night --to 07:00 --companion --json
 0|nothing to warn of|schedule check night
 0|1 min|bootdelay 1 --delay 60s
 0|2 schedules and 2 boot delays written|export FILE.1 && sed s/night/boom/ FILE.1 >FILE.2
-sql|schedule|CREATE TRIGGER t BEFORE INSERT ON poe_schedule WHEN NEW.name LIKE 'boom (%' BEGIN SELECT RAISE(ABORT, ''); END
-sql|history|INSERT INTO poe_history VALUES (9, 1, 'scheduled', 1, '', 'power_off', 'simultaneous', 0, 0, strftime('%s'), NULL, 'running', NULL, NULL)
+sql|schedule|CREATE TRIGGER t BEFORE INSERT ON poe_schedule WHEN NEW.name LIKE 'boom )"
+                R"((%' BEGIN SELECT RAISE(ABORT, ''); END
+sql|history|INSERT INTO poe_history VALUES (9, 1, 'scheduled', 1, '', 'power_off', )"
+                R"('simultaneous', 0, 0, strftime('%s'), NULL, 'running', NULL, NULL)
 2|a window of 1 "night" of unit 1 is open since|schedule delete night
 0|deleted 1 "night" of unit 1|schedule delete night -y
 0|1 to add, 0 to change, 0 to remove, 3 the same; nothing|import FILE.1 --dry-run

@@ -13,19 +13,21 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   const ShownAt at{1772543232, Zone("Europe/Berlin"), Zone("UTC"), ""};  // Tue 2026-03-03 14:07:12
   const PortNames names({}, {{1, "1/0/1", "a\\b \"c\"\n"}, {2, "1/0/2", ""}, {3, "1/0/3", ""}});
   const auto runs = jsonParse(R"({"runs":[
-      {"runId":44,"unit":1,"triggered":"manual","startedAt":"2026-03-03T12:50:00Z","status":"failed",
-       "portSteps":[{"ifNum":5,"status":"failed","errorMessage":"Interrupted by unexpected reboot"}]},
+      {"runId":44,"unit":1,"triggered":"manual","startedAt":"2026-03-03T12:50:00Z",
+       "status":"failed","portSteps":[{"ifNum":5,"status":"failed",
+       "errorMessage":"Interrupted by unexpected reboot"}]},
       {"runId":43,"unit":1,"startedAt":"2026-03-03T12:40:00Z","status":"running","scheduleId":9,
        "scheduleType":"power_off","portSteps":[{"ifNum":4,"status":"success"}]},
       {"runId":42,"unit":1,"startedAt":"2026-03-03T12:30:00Z","status":"failed","scheduleId":1,
        "errorMessage":"Window end never fired"}]})");
   Status status{400, at.now, {}, {}, {}, readRunPage(runs.get()).runs};
-  for (
-      const char* members :
-      {R"("name":"n","scheduleType":"power_off","startTime":"22:00","endTime":"6:0","endDate":"2027-1-1")",
-       R"j("name":"n (morning after)","scheduleType":"power_off","startTime":"0:0","endTime":"6:0")j",
-       R"("scheduleType":"power_on","startTime":"9:15","endTime":"10:00","ifNums":[7])",
-       R"("restartTime":"08:00","startDate":"2026-03-05","ifNums":[2,3])"}) {
+  for (const char* members :
+       {R"("name":"n","scheduleType":"power_off","startTime":"22:00","endTime":"6:0",)"
+        R"("endDate":"2027-1-1")",
+        R"j("name":"n (morning after)","scheduleType":"power_off","startTime":"0:0",)j"
+        R"("endTime":"6:0")",
+        R"("scheduleType":"power_on","startTime":"9:15","endTime":"10:00","ifNums":[7])",
+        R"("restartTime":"08:00","startDate":"2026-03-05","ifNums":[2,3])"}) {
     status.schedules.push_back(readSchedule(jsonParse(scheduleJson(members).c_str()).get(), 1));
     status.schedules.back().scheduleId = static_cast<int64_t>(status.schedules.size());
   }
