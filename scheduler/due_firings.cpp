@@ -14,7 +14,7 @@ bool readDate(const char* text, Date* date) {
   int year = 0;
   int month = 0;
   int day = 0;
-  if (sscanf(text, "%d-%d-%d", &year, &month, &day) != 3) {
+  if (*text == '\0' || sscanf(text, "%d-%d-%d", &year, &month, &day) != 3) {
     return false;
   }
   *date = {year, month, day};
