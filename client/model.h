@@ -15,6 +15,7 @@
 
 // Stacks have at most so many units; there is no request that lists them.
 constexpr int32_t kMaxUnits = 8;
+constexpr size_t kMaxNameBytes = 63;  // of a schedule; the daemon cuts longer ones
 
 // The daemon's own record, so that the daemon's own rules (scheduler/due_firings.h) read it.
 using Schedule = PoeSchedule;

@@ -21,7 +21,6 @@ namespace {
 constexpr int32_t kDefaultOffTimeSec = 10;
 constexpr int32_t kDaysPerWeek = 7;
 constexpr int32_t kDaysPerMonth = 31;
-constexpr size_t kMaxNameBytes = 63;
 
 [[noreturn]] void failUsage(const std::string& text) {
   throw Failure(kExitUsage, text);

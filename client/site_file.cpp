@@ -14,13 +14,10 @@
 #include "client/output.h"
 #include "client/schedule_check.h"
 #include "client/text.h"
+#include "config/boot_delay_config.h"
 #include "config/schedule_json.h"
 
 namespace {
-
-constexpr size_t kMaxNameBytes = 63;
-constexpr int32_t kMaxDelaySec = 600;
-constexpr int32_t kMaxStaggerSec = 300;
 
 bool isNumbers(const cJSON* value) {
   const cJSON* element = nullptr;
@@ -209,8 +206,8 @@ std::string bootDelayFault(const cJSON* object, const BootDelay& read) {
     return inQuotes(modeText) + " is not a mode";
   }
   const bool isWithin = read.unit >= 1 && read.unit <= kMaxUnits && read.delaySec >= 0 &&
-                        read.delaySec <= kMaxDelaySec && read.interPortDelaySec >= 0 &&
-                        read.interPortDelaySec <= kMaxStaggerSec;
+                        read.delaySec <= kMaxBootDelaySec && read.interPortDelaySec >= 0 &&
+                        read.interPortDelaySec <= kMaxBootInterPortDelaySec;
   return isWithin ? "" : "unit 1 to 8, 0 to 600 s, 0 to 300 s between ports";
 }
 

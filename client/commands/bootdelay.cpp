@@ -5,11 +5,9 @@
 
 #include "base/execution_mode.h"
 #include "client/command.h"
+#include "config/boot_delay_config.h"
 
 namespace {
-
-constexpr int32_t kMaxDelaySec = 600;
-constexpr int32_t kMaxStaggerSec = 300;
 
 struct BootDelayOptions {
   int32_t unit = 0;
@@ -27,10 +25,11 @@ BootDelay changed(BootDelay bootDelay, const BootDelayOptions& given) {
     return {bootDelay.unit, 0, 0, false};
   }
   if (given.delayMs >= 0) {
-    bootDelay.delaySec = wholeSeconds("--delay", given.delayMs, 0, kMaxDelaySec);
+    bootDelay.delaySec = wholeSeconds("--delay", given.delayMs, 0, kMaxBootDelaySec);
   }
   if (given.staggerMs >= 0) {
-    bootDelay.interPortDelaySec = wholeSeconds("--stagger", given.staggerMs, 0, kMaxStaggerSec);
+    bootDelay.interPortDelaySec =
+        wholeSeconds("--stagger", given.staggerMs, 0, kMaxBootInterPortDelaySec);
     bootDelay.sequential = bootDelay.interPortDelaySec > 0;
   }
   return bootDelay;

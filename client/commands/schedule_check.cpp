@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "client/command.h"
+#include "client/commands/schedule_changes.h"
 #include "client/text.h"
 
 namespace {
@@ -17,8 +18,7 @@ std::optional<std::vector<PoePort>> knownPorts(Session& session) try {
 }
 
 std::string titleOf(const Schedule& schedule) {
-  return std::to_string(schedule.scheduleId) + " " + inQuotes(schedule.name.c_str()) + " of unit " +
-         std::to_string(schedule.unit) + (schedule.enabled != 0 ? "" : ", disabled");
+  return scheduleTitle(schedule) + (schedule.enabled != 0 ? "" : ", disabled");
 }
 
 bool isWarned(const CheckedSchedule& checked) {
