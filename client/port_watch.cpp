@@ -40,7 +40,8 @@ std::string PortWatch::stageNow() const {
   return status.empty() ? "unknown" : status;
 }
 
-bool PortWatch::feed(int64_t nowMs, const RunPort& outcome, const SensorPort& sensor) {
+bool PortWatch::feed(int64_t nowMs, bool isRunOpen, const RunPort& outcome,
+                     const SensorPort& sensor) {
   sensor_ = sensor;
   outcome_ = outcome;
   const std::string now = stageNow();
@@ -57,11 +58,11 @@ bool PortWatch::feed(int64_t nowMs, const RunPort& outcome, const SensorPort& se
   if (!switchOnMs_ && (outcome.status == "success" || (darkMs_ && !isDark))) {
     switchOnMs_ = nowMs;
   }
-  judge(nowMs);
+  judge(nowMs, isRunOpen);
   return isNew || isOver();
 }
 
-void PortWatch::judge(int64_t nowMs) {
+void PortWatch::judge(int64_t nowMs, bool isRunOpen) {
   if (outcome_.status == "skipped" || outcome_.status == "not-applicable") {
     end(nowMs, false, "not reset: " + outcome_.errorMessage);
     return;
@@ -71,16 +72,33 @@ void PortWatch::judge(int64_t nowMs) {
     return;
   }
   if (outcome_.status != "success") {
+    if (!isRunOpen) {  // of a record that the daemon could not write
+      end(nowMs, false, "the run ended without an outcome for it");
+    }
     return;
   }
 
+  const bool isOn = sensor_.adminMode == "enable";
   const bool isSettled = darkMs_ || nowMs - *switchOnMs_ >= kSettleMs;
-  if (!deliveredBefore_ && (sensor_.adminMode == "enable" || !wasOn_)) {
+  if (isOn && !wasOn_) {
+    judgeSwitchedOn(nowMs);
+  } else if (!deliveredBefore_ && (isOn || !wasOn_)) {
     end(nowMs, true, (wasOn_ ? "on as before (" : "as before (") + says() + ")");
   } else if (sensor_.delivers() && isSettled) {
     end(nowMs, true, backText(nowMs - darkMs_.value_or(startMs_)));
   } else if (nowMs - *switchOnMs_ >= waitPowerMs_) {
     end(nowMs, false, "not back after " + wholeSeconds(waitPowerMs_) + " (" + says() + ")");
+  }
+}
+
+// Whether a device is there shows only after a while; a port without one is as wished, too.
+void PortWatch::judgeSwitchedOn(int64_t nowMs) {
+  if (sensor_.delivers()) {
+    end(nowMs, true, "on after " + wholeSeconds(nowMs - startMs_));
+  } else if (stage() == "denied" || stage() == "fault") {
+    end(nowMs, false, "switched on, but without power (" + says() + ")");
+  } else if (nowMs - *switchOnMs_ >= waitPowerMs_) {
+    end(nowMs, true, "switched on (" + says() + ")");
   }
 }
 

@@ -12,16 +12,16 @@
 class PortWatch {
  public:
   // before: the port as it was. Times are milliseconds of any clock; waitPowerMs is how long after
-  // its own switch-on a port that delivered before may take to deliver again.
+  // its own switch-on a port that delivered before, or was off, may take to deliver.
   PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowerMs);
 
-  // What the run had recorded of the port, and then the port itself. Whether line() says something
-  // new now, and not only a longer time.
-  bool feed(int64_t nowMs, const RunPort& outcome, const SensorPort& sensor);
+  // Whether the run was open, what it had recorded of the port, and then the port itself. Whether
+  // line() says something new now, and not only a longer time.
+  bool feed(int64_t nowMs, bool isRunOpen, const RunPort& outcome, const SensorPort& sensor);
 
   // Over: back, or not back any more as far as is waited for. Nothing is fed after it.
   bool isOver() const { return !verdict_.empty(); }
-  // Delivers, if it delivered before; else it is on, as before.
+  // Delivers, if it delivered before; else it is as before, or switched on where it was off.
   bool isBack() const { return isBack_; }
   // From when it went dark until it was back.
   std::optional<int64_t> backAfterMs() const;
@@ -42,7 +42,8 @@ class PortWatch {
   };
   std::string stageNow() const;
   std::string stageText(size_t index, int64_t nowMs) const;
-  void judge(int64_t nowMs);
+  void judge(int64_t nowMs, bool isRunOpen);
+  void judgeSwitchedOn(int64_t nowMs);
   void end(int64_t nowMs, bool isBack, const std::string& verdict);
   std::string says() const;
 

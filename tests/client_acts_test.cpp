@@ -12,16 +12,16 @@ const char* const kAll = R"x({"schedules":[{"scheduleId":3,"scheduleType":"power
     "name":"night"},{"name":"night (morning after)","scheduleType":"power_off","ifNums":[1],
     "startTime":"0:0","endTime":"6:0","recurrence":"daily"}]})x";
 
-// Of samples "SECOND,STATUS,OUTCOME,MESSAGE" of a port, the first one from before its reset.
+// Of samples "SECOND,STATUS,OUTCOME,MESSAGE,CLOSED" of a port, the first one from before its reset.
 static std::string lineAfter(const std::string& samples) {
   std::optional<PortWatch> watch;
   for (const std::string& sample : splitAt(samples, '|')) {
-    const std::vector<std::string> word = splitAt(sample + ",,", ',');
+    const std::vector<std::string> word = splitAt(sample + ",,,", ',');
     const char* mode = word[1] == "disable" ? "disable" : "enable";
     const SensorPort port{1, 1, 12900, 0, 0, 0, mode, word[1], "", "", 30000};
     const int64_t ms = std::stoll(word[0]) * 1000;
     watch = watch ? watch : PortWatch(port, ms, 9000);
-    watch->feed(ms, {1, word[2], word[3]}, port);
+    watch->feed(ms, word[4].empty(), {1, word[2], word[3]}, port);
   }
   return watch->line(0) + (watch->isBack() ? "" : " -");
 }
@@ -50,7 +50,13 @@ TEST(ClientActs, resetAndWhyTellWhatPortsWentThrough) {
            {"0,delivering|1,disable|8,denied,success|16,denied,success|17,denied,success",
             "12.9 W > dark 7 s > denied 9 s  not back after 9 s (denied: limit 30.0 W) -"},
            {"0,searching|1,searching,success", "searching  on as before (searching)"},
-           {"0,delivering|1,delivering,skipped,busy", "12.9 W  not reset: busy -"}}) {
+           {"0,delivering|1,delivering,skipped,busy", "12.9 W  not reset: busy -"},
+           {"0,delivering|1,delivering,pending,,closed",
+            "12.9 W  the run ended without an outcome for it -"},
+           {"0,disable|1,searching,success|3,delivering,success",
+            "dark > searching 2 s > 12.9 W  on after 3 s"},
+           {"0,disable|1,searching,success|9,searching,success|10,searching,success",
+            "dark > searching 9 s  switched on (searching)"}}) {
     EXPECT_EQ(lineAfter(samples), line);
   }
   for (const auto& [run, part] : std::map<std::string, std::string>{

@@ -21,6 +21,7 @@ constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kDefaultWaitMs = 90000;
 constexpr int32_t kSampleMs = 500;
 constexpr int64_t kRunEndMs = 3000;  // from the last port's end to its run's
+constexpr int64_t kPortMs = 30000;   // what a port's turn takes at most beside its pauses
 
 struct ResetOptions {
   std::vector<std::string> ports;
@@ -126,6 +127,17 @@ std::string goesOn(const std::vector<Run>& runs) {
          " on in the daemon. See: quorin_poectl history " + std::to_string(runs.front().runId);
 }
 
+// A daemon that is gone may have been stopped, and leaves the rest of its runs undone.
+std::string whatBecomesOf(const std::vector<Run>& runs, ExitCode why) {
+  if (why != kExitNoDaemon) {
+    return goesOn(runs);
+  }
+  return runNumbers(runs) + (runs.size() == 1 ? " was" : " were") +
+         " begun, and cut off if the daemon stopped. See: quorin_poectl wait, then quorin_poectl "
+         "history " +
+         std::to_string(runs.front().runId);
+}
+
 BegunRuns begin(const ResetOptions& given, const std::vector<UnitReset>& units, Session& session) {
   BegunRuns begun;
   sayWhenInterrupted("the reset may have begun. See: quorin_poectl history");
@@ -163,12 +175,16 @@ std::vector<WatchedPort> watchedPorts(const std::vector<Run>& runs,
   return watched;
 }
 
-RunPort outcomeIn(const std::vector<Run>& runs, const WatchedPort& port) {
-  for (const Run& run : runs) {
-    for (const RunPort& each : run.ports) {
-      if (run.runId == port.runId && each.ifNum == port.port.ifNum) {
-        return each;
-      }
+const Run& runOf(const std::vector<Run>& runs, const WatchedPort& port) {
+  const auto found = std::find_if(runs.begin(), runs.end(),
+                                  [&port](const Run& run) { return run.runId == port.runId; });
+  return found != runs.end() ? *found : runs.front();
+}
+
+RunPort outcomeIn(const Run& run, const WatchedPort& port) {
+  for (const RunPort& each : run.ports) {
+    if (each.ifNum == port.port.ifNum) {
+      return each;
     }
   }
   return {port.port.ifNum, "pending", ""};
@@ -256,8 +272,10 @@ std::vector<bool> sample(std::vector<Run>* runs, std::vector<WatchedPort>* ports
   std::vector<bool> isChanged;
   const int64_t nowMs = monotonicMs();
   for (WatchedPort& port : *ports) {
-    isChanged.push_back(!port.watch.isOver() &&
-                        port.watch.feed(nowMs, outcomeIn(*runs, port), sensorIn(sensors, port)));
+    const Run& run = runOf(*runs, port);
+    isChanged.push_back(
+        !port.watch.isOver() &&
+        port.watch.feed(nowMs, run.isOpen(), outcomeIn(run, port), sensorIn(sensors, port)));
   }
   return isChanged;
 }
@@ -271,8 +289,17 @@ bool areClosed(const std::vector<Run>& runs) {
   return std::none_of(runs.begin(), runs.end(), [](const Run& run) { return run.isOpen(); });
 }
 
-void watch(std::vector<Run>* runs, std::vector<WatchedPort>* ports, Session& session) try {
+// After it something must be wrong: the ports are dark together, and come one after the other.
+int64_t longestMs(const ResetOptions& given, size_t portCount) {
+  const int64_t turnMs = given.staggerMs.value_or(0) + kPortMs;
+  return given.offTimeMs + static_cast<int64_t>(portCount) * turnMs + given.waitMs;
+}
+
+void watch(const ResetOptions& given, std::vector<Run>* runs, std::vector<WatchedPort>* ports,
+           Session& session) try {
   ResetView view(session, *ports);
+  const int64_t allMs = longestMs(given, ports->size());
+  const int64_t giveUpMs = monotonicMs() + allMs;
   int64_t overMs = 0;
   for (;;) {
     const std::vector<bool> isChanged = sample(runs, ports, session);
@@ -283,10 +310,14 @@ void watch(std::vector<Run>* runs, std::vector<WatchedPort>* ports, Session& ses
         return;
       }
     }
+    if (monotonicMs() >= giveUpMs) {
+      throw Failure(kExitTimedOut, "the reset is not over after " + durationText(allMs));
+    }
     sleepMilliseconds(kSampleMs);
   }
 } catch (const Failure& failure) {
-  throw Failure(failure.status(), std::string(failure.what()) + "\n" + goesOn(*runs));
+  throw Failure(failure.status(),
+                std::string(failure.what()) + "\n" + whatBecomesOf(*runs, failure.status()));
 }
 
 void sayOutcome(const Run& run, const Output& output) {
@@ -314,15 +345,36 @@ void printResult(const std::vector<Run>& runs, const std::vector<WatchedPort>& p
   }
 }
 
+// The switch's own reset of a port that is off does not switch it on.
+void warnOfOff(const std::vector<UnitReset>& units, Session& session) {
+  std::vector<uint32_t> off;
+  for (const UnitReset& reset : units) {
+    for (const SensorPort& port : chosenPorts(session.sensors(), reset.ports)) {
+      if (port.adminMode == "disable") {
+        off.push_back(port.ifNum);
+      }
+    }
+  }
+  if (!off.empty()) {
+    const std::string them = off.size() == 1 ? "it" : "them";
+    session.output().warn(session.names().ranges(off) + (off.size() == 1 ? " is" : " are") +
+                          " off: the switch's own reset leaves " + them +
+                          " so; --off-time 1s switches " + them + " on");
+  }
+}
+
 int runReset(const ResetOptions& given, Session& session) {
   const std::vector<UnitReset> units = whatToReset(given, session);
+  if (given.offTimeMs == 0) {
+    warnOfOff(units, session);
+  }
   const std::vector<SensorPort> before = session.sensors();
   BegunRuns begun = begin(given, units, session);
   announce(begun.runs, session);
 
   std::vector<WatchedPort> ports = watchedPorts(begun.runs, before, monotonicMs(), given.waitMs);
   if (!given.noWait) {
-    watch(&begun.runs, &ports, session);
+    watch(given, &begun.runs, &ports, session);
     for (const Run& run : begun.runs) {
       sayOutcome(run, session.output());
     }
