@@ -98,30 +98,75 @@ std::string portLine(uint32_t ifNum, const PortNames& names) {
          (label.empty() ? "" : " " + label) + "\n";
 }
 
+// Empty where there is no file yet, or it is none that can be read again.
+std::string savedText(const std::string& path) {
+  std::error_code error;
+  const std::string text = std::filesystem::is_regular_file(path, error) ? readWholeFile(path) : "";
+  std::vector<std::string> faults;
+  parsePortLines(text, &faults);
+  if (!faults.empty()) {
+    throw Failure(kExitNotAsWished, escaped(path) + " would lose what is in it: " +
+                                        joined(faults, "; ") + ". Mend it, and save again.");
+  }
+  return text.empty() ? "# ifNum name [label]\n" : text;
+}
+
+// The text with new lines for its ports, each once, and for the others at its end. Whatever is no
+// port's stays where it stands.
+std::string withPorts(const std::string& text, std::set<uint32_t> ifNums, const PortNames& names) {
+  std::vector<std::string> lines = splitAt(text, '\n');
+  if (lines.back().empty()) {
+    lines.pop_back();
+  }
+  std::string saved;
+  std::set<uint32_t> written;
+  std::vector<std::string> noFaults;
+  for (const std::string& line : lines) {
+    const std::vector<PortLine> port = parsePortLines(line, &noFaults);
+    if (port.empty()) {
+      saved += line + "\n";
+    } else if (written.insert(port.front().ifNum).second) {
+      saved += portLine(port.front().ifNum, names);
+      ifNums.erase(port.front().ifNum);
+    }
+  }
+  for (const uint32_t ifNum : ifNums) {
+    saved += portLine(ifNum, names);
+  }
+  return saved;
+}
+
+void sayWhatWasSaved(const std::set<uint32_t>& ifNums, Session& session) {
+  const std::string& path = session.options().portFilePath;
+  const auto named = std::count_if(ifNums.begin(), ifNums.end(), [&session](uint32_t ifNum) {
+    return !session.names().nameOrEmpty(ifNum).empty();
+  });
+  if (session.options().json) {
+    JsonObject document;
+    document.text("file", path.c_str()).number("ports", static_cast<int64_t>(ifNums.size()));
+    session.output().printJson(document.number("named", named).take());
+    return;
+  }
+  session.output().say(counted(ifNums.size(), "port") + ", " + std::to_string(named) +
+                       " of them with names, written to " + escaped(path));
+}
+
 // Ports of the file that have no PoE now, or are of another unit than --unit, keep their lines.
 int save(Session& session) {
-  const PortNames& names = session.names();
-  std::set<uint32_t> ifNums = names.listed();
+  const std::string& path = session.options().portFilePath;
+  const std::string text = savedText(path);
+  std::set<uint32_t> ifNums = session.names().listed();
   for (const SensorPort& port : session.sensors()) {
     ifNums.insert(port.ifNum);
   }
 
-  std::string text = "# ifNum name [label]\n";
-  size_t named = 0;
-  for (const uint32_t ifNum : ifNums) {
-    text += portLine(ifNum, names);
-    named += names.nameOrEmpty(ifNum).empty() ? 0 : 1;
-  }
-  const std::string& path = session.options().portFilePath;
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
   if (error) {
     failFile(path, "written", error.value());
   }
-  writeWholeFile(path, text);
-  session.output().say(counted(ifNums.size(), "port") + ", " + std::to_string(named) +
-                       " of them with names, written to " +
-                       escaped(session.options().portFilePath));
+  writeWholeFile(path, withPorts(text, ifNums, session.names()));
+  sayWhatWasSaved(ifNums, session);
   return kExitDone;
 }
 
@@ -141,8 +186,12 @@ void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& sch
     isWatching ? output.printJsonLine(document) : output.printJson(document);
     return;
   }
+  const bool hasTimes = std::any_of(ports.begin(), ports.end(), [&acts](const SensorPort& port) {
+    return actsOf(acts, port.ifNum).next.has_value();
+  });
   output.print((isWatching && output.screen().columns > 0 ? kClearScreen : "") +
-               portsText(ports, session.names(), acts, now, session.shownZone(), output.screen()));
+               portsText(ports, session.names(), acts, now, session.shownZone(), output.screen()) +
+               (hasTimes ? session.zoneText() + "\n" : ""));
   output.flush();
 }
 
