@@ -231,7 +231,8 @@ int showRun(const HistoryOptions& given, Session& session) {
     output.printJson(runJson(run, true, session.names(), session.shownZone()));
   } else {
     output.print(
-        runText(run, session.names(), time(nullptr), session.shownZone(), output.screen()));
+        runText(run, session.names(), time(nullptr), session.shownZone(), output.screen()) +
+        session.zoneText() + "\n");
   }
   return kExitDone;
 }
@@ -247,29 +248,37 @@ class Follower {
   // What there is at first is known, and not told.
   void begin() {
     for (const int32_t unit : session_.units()) {
-      newRuns(unit);
+      for (const Run& run : newRuns(unit)) {
+        know(unit, run);
+      }
       for (const Run& run : askOpenRuns(session_.daemon(), unit, time(nullptr))) {
         open_.insert({unit, run.runId});
       }
     }
   }
 
+  // What the daemon's end keeps from being told is told at the next look.
   void look() {
     for (const int32_t unit : session_.units()) {
       for (const Run& run : endedRuns(unit)) {
-        open_.erase({unit, run.runId});
         tell(run);
+        open_.erase({unit, run.runId});
       }
       for (const Run& run : newRuns(unit)) {
-        if (run.isOpen()) {
-          open_.insert({unit, run.runId});
-        }
         tell(run);
+        know(unit, run);
       }
     }
   }
 
  private:
+  void know(int32_t unit, const Run& run) {
+    newest_[unit] = std::max(newest_[unit], run.runId);
+    if (run.isOpen()) {
+      open_.insert({unit, run.runId});
+    }
+  }
+
   std::vector<Run> endedRuns(int32_t unit) {
     std::vector<Run> ended;
     for (const auto& [ofUnit, runId] : open_) {
@@ -295,7 +304,6 @@ class Follower {
         hasKnown = hasKnown || run.runId <= known;
         if (run.runId > known) {
           runs.push_back(run);
-          newest_[unit] = std::max(newest_[unit], run.runId);
         }
       }
       if (hasKnown || known == 0) {
@@ -325,7 +333,7 @@ class Follower {
   const HistoryOptions& given_;
   Session& session_;
   std::vector<PoePort> ports_;
-  std::map<int32_t, int64_t> newest_;           // by unit: the greatest number seen
+  std::map<int32_t, int64_t> newest_;           // by unit: the greatest number told
   std::set<std::pair<int32_t, int64_t>> open_;  // unit and number
 };
 
