@@ -1,12 +1,12 @@
 #include "client/time_text.h"
 
-#include <unistd.h>
-
 #include <array>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include "client/text.h"
 
@@ -31,11 +31,19 @@ std::string environmentZone() {
 // Of TZ when the program started, before any zone was used.
 const std::string kStartZone = environmentZone();
 
+// The database has folders, tables and texts, too.
+bool isZoneFile(const std::string& path) {
+  std::error_code error;
+  char magic[4] = {};
+  return std::filesystem::is_regular_file(path, error) &&
+         std::ifstream(path).read(magic, sizeof magic) && memcmp(magic, "TZif", sizeof magic) == 0;
+}
+
 bool isInDatabase(const std::string& name) {
   const char* folder = getenv("TZDIR");
   const std::string path =
       std::string(folder != nullptr ? folder : "/usr/share/zoneinfo") + "/" + name;
-  return name.find("..") == std::string::npos && access(path.c_str(), R_OK) == 0;
+  return name.find("..") == std::string::npos && isZoneFile(path);
 }
 
 // "CET-1CEST,...", "<+03>-3": a name of three letters or more, and an offset.
