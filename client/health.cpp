@@ -12,6 +12,7 @@ namespace {
 constexpr int64_t kSecPerDay = 86400;
 constexpr int64_t kKeptSec = 30 * kSecPerDay;
 constexpr int64_t kMarginSec = 2 * kSecPerDay;
+constexpr size_t kMaxDetails = 200;  // each is a request
 
 bool isOff(const SensorPort& port) {
   return port.adminMode == "disable";
@@ -40,12 +41,27 @@ bool mayHaveSwitched(const RunPort& port) {
   return port.status == "success" || port.status == "failed" || port.status == "pending";
 }
 
-// Whether the port's schedules switched it off last.
-bool isLeftOff(const SensorPort& port, const std::vector<Upcoming>& past) {
+// When the port's schedules switched it off, if they did so last; in the switch's time.
+std::optional<int64_t> offSince(const SensorPort& port, const std::vector<Upcoming>& past) {
   const auto last = std::find_if(past.rbegin(), past.rend(), [&port](const Upcoming& each) {
     return actsOn(*each.schedule, port);
   });
-  return last != past.rend() && last->firing.act == Act::off;
+  const bool isLeftOff = last != past.rend() && last->firing.act == Act::off;
+  return isLeftOff ? std::make_optional(last->firing.at) : std::nullopt;
+}
+
+// What switches at a schedule's word to switch off, whatever its record says of how it went.
+bool isScheduledOff(const PortEvent& event) {
+  return event.isBySchedule() && event.cause != PortCause::restart && isToOff(event);
+}
+
+// A newer run of another kind took the port from the schedules.
+bool isMeantOff(const SensorPort& port, const std::vector<Upcoming>& past, const PortEvent* cause,
+                int64_t clockDifference) {
+  const std::optional<int64_t> since = offSince(port, past);
+  const bool isTaken =
+      since && cause != nullptr && !isScheduledOff(*cause) && cause->at + clockDifference > *since;
+  return since && !isTaken;
 }
 
 }  // namespace
@@ -62,8 +78,8 @@ std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const Hea
     const std::vector<PortEvent> timeline = portTimeline(
         {port.unit, port.ifNum}, ground.runs, ground.schedules, ground.systemNow, ground.zone);
     const PortEvent* cause = whatLeftOff(timeline, ground.systemNow);
-    const bool isMeantOff = isLeftOff(port, past);
-    health.push_back({port, isMeantOff ? PortState::offBySchedule : stateOfOff(cause),
+    const bool isMeant = isMeantOff(port, past, cause, ground.now - ground.systemNow);
+    health.push_back({port, isMeant ? PortState::offBySchedule : stateOfOff(cause),
                       cause != nullptr ? std::make_optional(*cause) : std::nullopt});
   }
   return health;
@@ -84,7 +100,7 @@ std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
 
   std::optional<int64_t> enough;
   for (const Run& run : askRunsSince(daemon, unit, systemNow - kKeptSec)) {
-    if (enough && run.startedAt.value_or(0) < *enough) {
+    if (runs.size() == kMaxDetails || (enough && run.startedAt.value_or(0) < *enough)) {
       break;
     }
     runs.push_back(askRun(daemon, unit, run.runId));

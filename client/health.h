@@ -30,13 +30,13 @@ struct HealthGround {
   Zone zone;
 };
 
-// A port whose schedules last switched it off is off by a schedule, too, where no run tells so: the
-// daemon records no end of a window whose start it has not seen.
+// A port whose schedules last switched it off is off by a schedule, too, where no newer run tells
+// otherwise: the daemon records no end of a window whose start it has not seen.
 std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const HealthGround& ground);
 
 // The unit's runs, with their ports, from the newest to those that switched the ports that are off,
-// and the two days before them: what began there may have ended later. At most those of the time
-// that the daemon keeps.
+// and the two days before them: what began there may have ended later. At most 200, and those of
+// the time that the daemon keeps; what was before is not explained.
 std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
                                   const std::vector<SensorPort>& ports, int64_t systemNow);
 

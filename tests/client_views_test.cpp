@@ -15,6 +15,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   const auto runs = jsonParse(R"({"runs":[
       {"runId":44,"unit":1,"triggered":"manual","startedAt":"2026-03-03T12:50:00Z",
        "status":"failed","portSteps":[{"ifNum":5,"status":"failed",
+       "errorMessage":"Interrupted by unexpected reboot"},{"ifNum":8,"status":"failed",
        "errorMessage":"Interrupted by unexpected reboot"}]},
       {"runId":43,"unit":1,"startedAt":"2026-03-03T12:40:00Z","status":"running","scheduleId":9,
        "scheduleType":"power_off","portSteps":[{"ifNum":4,"status":"success"}]},
@@ -26,13 +27,13 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
         R"("endDate":"2027-1-1")",
         R"j("name":"n (morning after)","scheduleType":"power_off","startTime":"0:0",)j"
         R"("endTime":"6:0")",
-        R"("scheduleType":"power_on","startTime":"9:15","endTime":"10:00","ifNums":[7])",
+        R"("scheduleType":"power_on","startTime":"9:15","endTime":"10:00","ifNums":[7,8])",
         R"("restartTime":"08:00","startDate":"2026-03-05","ifNums":[2,3])"}) {
     status.schedules.push_back(readSchedule(jsonParse(scheduleJson(members).c_str()).get(), 1));
     status.schedules.back().scheduleId = static_cast<int64_t>(status.schedules.size());
   }
   std::vector<SensorPort> ports;
-  for (uint32_t i = 1; i <= 7; ++i) {
+  for (uint32_t i = 1; i <= 8; ++i) {
     ports.push_back({1, i, 12850, 0, 0, 38, i < 4 ? "enable" : "disable", "denied", "", "", {}});
   }
   status.ports = healthOf(ports, {status.runsOfDay, status.schedules, at.now, at.now, at.zone});
@@ -42,10 +43,10 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
       metricsText(metricsOf(status, names, at.now, at.zone));
   for (const char* part :
        {"1/0/1    ..%#######%...", ".\n1/0/2-3        #####################R####",
-        "7       ....%....", " #6 no run of the last 30 days",
-        " #5 off since Tue 12:50: perhaps switched off by a manual",
-        "2 off by a schedule, 2 off for no reason", "s: 1 success, 1 failed, 1 running\n",
-        "  to bring back: quorin_poectl reset #5 --off-time", "next_firing_seconds 28368\n",
+        "7-8     ....%....", " #6 no run of the last 30 days",
+        " #5,#8 off since Tue 12:50: perhaps switched off by a manual",
+        "2 off by a schedule, 3 off for no reason", "s: 1 success, 1 failed, 1 running\n",
+        "  to bring back: quorin_poectl reset #5,#8 --off-time", "next_firing_seconds 28368\n",
         R"(_watts{unit="1",ifnum="1",port="1/0/1",label="a\\b \"c\"\\n"} 12.85)"}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
   }

@@ -77,7 +77,8 @@ std::string bringBack(const std::string& ports) {
 
 std::string whyUnexplained(const PortHealth& health, const Status& status, const Zone& shownZone) {
   if (!health.cause) {
-    return "no run of the last 30 days left it off; the switch's own CLI may have";
+    return "no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may"
+           " have";
   }
   return "off since " + nearText(health.cause->at, status.systemNow, shownZone) + ": " +
          eventText(*health.cause, false);
