@@ -1,7 +1,5 @@
 // One exchange over the socket, within a time.
-#include <grp.h>
 #include <poll.h>
-#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -14,6 +12,7 @@
 #include "base/unique_fd.h"
 #include "client/daemon.h"
 #include "client/failure.h"
+#include "client/file_owner.h"
 #include "client/text.h"
 #include "client/time_text.h"
 
@@ -28,17 +27,6 @@ constexpr int64_t kMaxPollMs = 60000;
   throw Failure(kExitNoDaemon,
                 "no daemon answers at " + escaped(socketPath) + ": " + why +
                     "\nIs quorin_poed running? Start it, or name its socket with --socket PATH.");
-}
-
-// An id that has no name is its number.
-std::string userName(uid_t uid) {
-  const passwd* user = getpwuid(uid);
-  return user != nullptr ? user->pw_name : std::to_string(uid);
-}
-
-std::string groupName(gid_t gid) {
-  const group* named = getgrgid(gid);
-  return named != nullptr ? named->gr_name : std::to_string(gid);
 }
 
 [[noreturn]] void failNotPermitted(const std::string& socketPath) {

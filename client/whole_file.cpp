@@ -12,6 +12,7 @@
 #include "base/file_ptr.h"
 #include "base/unique_fd.h"
 #include "client/failure.h"
+#include "client/file_owner.h"
 #include "client/text.h"
 
 namespace {
@@ -43,10 +44,14 @@ mode_t modeOf(const std::string& path) {
 
 }  // namespace
 
-void failFile(const std::string& path, const char* what, int why) {
+void failFile(const std::string& path, const char* what, int why, const char* ifMissing) {
   const bool isForbidden = why == EACCES || why == EPERM || why == EROFS;
+  const bool isWriting = strcmp(what, "written") == 0;
+  const std::string hint = why == EACCES   ? permissionHint(path, isWriting)
+                           : why == ENOENT ? ifMissing
+                                           : "";
   throw Failure(isForbidden ? kExitNotPermitted : kExitNotAsWished,
-                escaped(path) + " could not be " + what + ": " + strerror(why));
+                escaped(path) + " could not be " + what + ": " + strerror(why) + hint);
 }
 
 std::string readWholeFile(const std::string& path) {

@@ -5,8 +5,9 @@
 #include <string>
 
 // The failure of a file: kExitNotPermitted or kExitNotAsWished. what: "read", "written"; why:
-// errno.
-[[noreturn]] void failFile(const std::string& path, const char* what, int why);
+// errno; ifMissing: what to do when there is no file.
+[[noreturn]] void failFile(const std::string& path, const char* what, int why,
+                           const char* ifMissing = "");
 
 // "-" is stdin. Throws Failure.
 std::string readWholeFile(const std::string& path);
