@@ -35,6 +35,8 @@ class LogSplitter {
 // others; case does not matter.
 std::string logLevelName(int32_t level);
 std::optional<int32_t> logLevelNamed(const std::string& name);
+// For an option's type_name: completion offers what is in it.
+constexpr const char* kLevelChoices = "{error,warn,notice,info,debug}";
 // Throws Failure (kExitUsage) for a word that is no level.
 int32_t levelOfWord(const std::string& word);
 

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <ctime>
 
 #include "base/plain_file.h"
@@ -13,6 +12,7 @@
 #include "client/failure.h"
 #include "client/log_records.h"
 #include "client/text.h"
+#include "client/whole_file.h"
 
 namespace {
 
@@ -50,13 +50,6 @@ Wanted wantedBy(const LogOptions& given, Session& session) {
     }
   }
   return wanted;
-}
-
-[[noreturn]] void failRead(const std::string& path) {
-  const bool isForbidden = errno == EACCES || errno == EPERM;
-  throw Failure(isForbidden ? kExitNotPermitted : kExitNotAsWished,
-                escaped(path) + " could not be read: " + strerror(errno) +
-                    (errno == ENOENT ? ". Has quorin_poed been started here?" : ""));
 }
 
 // A log file that may go on growing.
@@ -181,14 +174,14 @@ int runLog(const LogOptions& given, Session& session) {
   const Options& options = session.options();
   LogFile file;
   if (!file.open(options.logPath) && (errno != ENOENT || !given.follow)) {
-    failRead(options.logPath);
+    failFile(options.logPath, "read", errno, ". Has quorin_poed been started here?");
   }
 
   LogSplitter splitter;
   std::vector<LogRecord> records = splitter.feed(olderText(options.oldLogPath, file) + file.more());
-  std::optional<LogRecord> rest = splitter.rest();
+  const std::optional<LogRecord> rest = LogSplitter(splitter).rest();
   if (rest) {
-    records.push_back(std::move(*rest));
+    records.push_back(*rest);
   }
   records = wantedOf(std::move(records), wanted, session);
   const size_t most = given.count    ? static_cast<size_t>(*given.count)
@@ -197,11 +190,17 @@ int runLog(const LogOptions& given, Session& session) {
   if (records.size() > most) {
     records.erase(records.begin(), records.end() - static_cast<std::ptrdiff_t>(most));
   }
-  printAll(records, given.follow, session);
-  if (given.follow) {
-    follow(std::move(file), LogSplitter(), wanted, session);
+  if (!given.follow) {
+    printAll(records, false, session);
+    return kExitDone;
   }
-  return kExitDone;
+
+  // The last record may be only half there: it is shown when the file has paused.
+  if (rest && !records.empty() && isWanted(*rest, wanted, session.zone())) {
+    records.pop_back();
+  }
+  printAll(records, true, session);
+  follow(std::move(file), most > 0 ? std::move(splitter) : LogSplitter(), wanted, session);
 }
 
 }  // namespace
@@ -212,8 +211,7 @@ Action defineLog(CLI::App& app, Options&) {
   app.add_option("-n", given->count, "the last N records only [50; with --since all]")
       ->check(CLI::Range(0, INT32_MAX))
       ->type_name("N");
-  app.add_option("--level", given->level, "this level and worse: error, warn, notice, info, debug")
-      ->type_name("LEVEL");
+  app.add_option("--level", given->level, "this level and worse")->type_name(kLevelChoices);
   app.add_option("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
       ->type_name("TIME");
   return [given](Session& session) { return runLog(*given, session); };

@@ -3,23 +3,18 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "base/plain_file.h"
 #include "client/command.h"
-#include "client/failure.h"
 #include "client/log_records.h"
-#include "client/text.h"
+#include "client/whole_file.h"
 
 namespace {
 
 constexpr int32_t kDefaultLevel = 6;  // the daemon's, where its file is missing or unreadable
 
 [[noreturn]] void fail(const std::string& path, const char* what) {
-  const bool isForbidden = errno == EACCES || errno == EPERM || errno == EROFS;
-  throw Failure(isForbidden ? kExitNotPermitted : kExitNotAsWished,
-                escaped(path) + " could not be " + what + ": " + strerror(errno) +
-                    (errno == ENOENT ? ". The daemon makes it when it starts" : ""));
+  failFile(path, what, errno, ". The daemon makes it when it starts");
 }
 
 // What the daemon makes of its file's first byte.
@@ -67,6 +62,6 @@ int runLogLevel(const std::string& word, Session& session) {
 
 Action defineLogLevel(CLI::App& app, Options&) {
   const auto level = std::make_shared<std::string>();
-  app.add_option("LEVEL", *level, "set it to error, warn, notice, info or debug");
+  app.add_option("LEVEL", *level, "set it to this")->type_name(kLevelChoices);
   return [level](Session& session) { return runLogLevel(*level, session); };
 }
