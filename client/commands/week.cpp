@@ -8,6 +8,7 @@
 
 #include "client/command.h"
 #include "client/failure.h"
+#include "client/mapped.h"
 #include "client/text.h"
 
 namespace {
@@ -154,9 +155,9 @@ std::vector<std::pair<std::string, std::vector<uint32_t>>> byStrip(const Week& w
 }
 
 std::string unscheduledLine(const Week& week, const PortNames& names) {
-  return week.unscheduled.empty()
-             ? ""
-             : "no schedule acts on " + escaped(names.ranges(week.unscheduled)) + "\n";
+  const std::vector<uint32_t> ifNums =
+      mapped(week.unscheduled, [](const PortWeek& port) { return port.port.ifNum; });
+  return ifNums.empty() ? "" : "no schedule acts on " + escaped(names.ranges(ifNums)) + "\n";
 }
 
 JsonPtr firingOfPort(const Upcoming& upcoming, const Zone& shownZone) {
@@ -235,7 +236,7 @@ Week weekOf(const std::vector<SensorPort>& ports, const std::vector<Schedule>& s
     if (isScheduled) {
       week.ports.push_back(portWeek(port, firings, week.from, at.now));
     } else {
-      week.unscheduled.push_back(port.ifNum);
+      week.unscheduled.push_back(portWeek(port, {}, week.from, at.now));
     }
   }
   return week;
@@ -271,10 +272,12 @@ std::string weekText(const Week& week, const PortNames& names, const ShownAt& at
 }
 
 JsonPtr weekDocument(const Week& week, const PortNames& names, const ShownAt& at) {
+  std::vector<PortWeek> ports = week.ports;
+  ports.insert(ports.end(), week.unscheduled.begin(), week.unscheduled.end());
   JsonObject document;
   document.text("from", rfc3339(week.from, at.shownZone).c_str())
       .text("until", rfc3339(week.until, at.shownZone).c_str())
-      .add("ports", jsonArray(week.ports, [&](const PortWeek& port) {
+      .add("ports", jsonArray(ports, [&](const PortWeek& port) {
              return portDocument(port, week, names, at.shownZone);
            }));
   return document.take();

@@ -32,7 +32,7 @@ struct Week {
   int64_t from = 0;   // the instants between which it lies
   int64_t until = 0;
   std::vector<PortWeek> ports;
-  std::vector<uint32_t> unscheduled;  // ports that no schedule has
+  std::vector<PortWeek> unscheduled;  // ports that no schedule has
 };
 
 // schedules must outlive what comes back.
