@@ -1,9 +1,13 @@
 #include "client/port_watch.h"
 
+#include <algorithm>
+
 #include "client/commands/ports.h"
 #include "client/time_text.h"
 
 namespace {
+
+constexpr int64_t kDetectionMs = 10000;  // in which a device that is there is found
 
 // A switch may take the order of a reset before the port goes dark.
 constexpr int64_t kSettleMs = 2000;
@@ -91,13 +95,14 @@ void PortWatch::judge(int64_t nowMs, bool isRunOpen) {
   }
 }
 
-// Whether a device is there shows only after a while; a port without one is as wished, too.
+// Whether a device is there shows only after a while; a port without one, of which nobody knows, is
+// as wished, too.
 void PortWatch::judgeSwitchedOn(int64_t nowMs) {
   if (sensor_.delivers()) {
     end(nowMs, true, "on after " + wholeSeconds(nowMs - startMs_));
   } else if (stage() == "denied" || stage() == "fault") {
     end(nowMs, false, "switched on, but without power (" + says() + ")");
-  } else if (nowMs - *switchOnMs_ >= waitPowerMs_) {
+  } else if (nowMs - *switchOnMs_ >= std::min(waitPowerMs_, kDetectionMs)) {
     end(nowMs, true, "switched on (" + says() + ")");
   }
 }

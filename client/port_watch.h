@@ -12,7 +12,8 @@
 class PortWatch {
  public:
   // before: the port as it was. Times are milliseconds of any clock; waitPowerMs is how long after
-  // its own switch-on a port that delivered before, or was off, may take to deliver.
+  // its own switch-on a port that delivered before may take to deliver; one that was off is waited
+  // for no longer than it takes to find a device.
   PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowerMs);
 
   // Whether the run was open, what it had recorded of the port, and then the port itself. Whether
