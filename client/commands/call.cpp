@@ -96,9 +96,10 @@ JsonPtr paramsOf(const CallOptions& options) {
 }
 
 std::string nearestMethod(const std::string& method) {
-  return didYouMean(method, mapped(knownMethods(), [](const KnownMethod& known) {
-                      return std::string(known.name);
-                    }));
+  const std::string text = didYouMean(method, mapped(knownMethods(), [](const KnownMethod& known) {
+                                        return std::string(known.name);
+                                      }));
+  return text.empty() ? "" : "." + text;
 }
 
 int runCall(const CallOptions& options, Session& session) {
