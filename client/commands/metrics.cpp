@@ -178,7 +178,7 @@ std::string metricsText(const std::vector<Metric>& metrics) {
   std::string text;
   for (const Metric& metric : metrics) {
     const std::string name = std::string(kPrefix) + metric.name;
-    text += "# HELP " + name + " " + metric.help + "\n# TYPE " + name + " gauge\n";
+    text += joined({"# HELP ", name, " ", metric.help, "\n# TYPE ", name, " gauge\n"}, "");
     for (const Sample& sample : metric.samples) {
       text += sampleText(metric.name, sample);
     }

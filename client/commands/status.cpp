@@ -105,7 +105,7 @@ void addTroubles(Table* table, const Status& status, const PortNames& names,
   const auto state = [](const PortHealth& health) { return health.port.detectionStatus; };
   for (const auto& [reason, ifNums] : byReason(status, PortState::offUnexplained, why)) {
     const std::string ports = names.ranges(ifNums);
-    table->row({"", {ports + " " + reason, Tint::warning}});
+    table->row({"", {joined({ports, reason}, " "), Tint::warning}});
     table->row({"", "  to bring back: " + bringBack(ports)});
   }
   for (const auto& [says, ifNums] : byReason(status, PortState::fault, state)) {

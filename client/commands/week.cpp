@@ -103,7 +103,7 @@ std::string stripOf(const PortWeek& port, const Week& week, int32_t hours, const
 std::string overDays(int32_t signsPerDay, const std::function<std::string(int32_t)>& textOf) {
   std::string line;
   for (int32_t day = 0; day < kDays; ++day) {
-    line.resize(static_cast<size_t>(day * signsPerDay), ' ');
+    line.resize(static_cast<size_t>(day) * static_cast<size_t>(signsPerDay), ' ');
     line += textOf(day);
   }
   return line;
