@@ -307,7 +307,6 @@ int64_t Zone::instantOf(const TickTime& local) const {
 }
 
 int64_t Zone::instantNear(const TickTime& local, int64_t near) const {
-  constexpr int64_t kSecPerHour = 3600;
   const int64_t first = instantOf(local);
   const int64_t second = first + kSecPerHour;
   const bool comesTwice = isSameMinute(tickAt(first), tickAt(second));
