@@ -16,7 +16,8 @@
 namespace {
 
 constexpr int64_t kRunsPerPage = 200;
-constexpr int64_t kMaxOpenSec = int64_t{26} * 3600;  // the daemon closes a window's run after 25 hours
+constexpr int64_t kMaxOpenSec =
+    int64_t{26} * 3600;  // the daemon closes a window's run after 25 hours
 
 std::string textIn(const cJSON* object, const char* key) {
   const char* text = jsonTextMember(object, key);
