@@ -28,13 +28,9 @@ constexpr int32_t kDaysPerMonth = 31;
 
 // 1 to 7; -1 for no weekday.
 int64_t weekDayNumber(const std::string& word) {
-  static constexpr std::array<const char*, kDaysPerWeek> kNames{
-      "monday", "tuesday", "wednesday", "thursday", "friday", "saturday", "sunday"};
-  for (size_t i = 0; i < kNames.size(); ++i) {
-    const bool isShort = word.size() == 3 && strncasecmp(word.c_str(), kNames[i], 3) == 0;
-    if (isShort || strcasecmp(word.c_str(), kNames[i]) == 0) {
-      return static_cast<int64_t>(i) + 1;
-    }
+  const int named = weekdayNamed(word);
+  if (named >= 0) {
+    return named == 0 ? kDaysPerWeek : named;
   }
   return wholeNumber(word);
 }

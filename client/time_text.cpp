@@ -18,7 +18,6 @@ constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kSecPerHour = 3600;
 constexpr int64_t kSecPerDay = 86400;
 constexpr int64_t kMaxSec = kSecPerDay * 366 * 100;
-constexpr int kTmYearBase = 1900;
 constexpr int kDaysPerWeek = 7;
 constexpr std::array<const char*, kDaysPerWeek> kWeekdays{"Sun", "Mon", "Tue", "Wed",
                                                           "Thu", "Fri", "Sat"};
@@ -153,19 +152,6 @@ bool readDate(const std::string& text, tm* calendar) {
   return wholeNumber(parts[0]) > 0 && real.tm_mday == date.tm_mday && real.tm_mon == date.tm_mon;
 }
 
-// 0 Sunday to 6; -1 for no weekday. "tue", "Tuesday".
-int weekdayNamed(const std::string& text) {
-  static constexpr std::array<const char*, kDaysPerWeek> kNames{
-      "sunday", "monday", "tuesday", "wednesday", "thursday", "friday", "saturday"};
-  for (size_t i = 0; i < kNames.size(); ++i) {
-    const bool isShort = text.size() == 3 && strncasecmp(text.c_str(), kNames[i], 3) == 0;
-    if (isShort || strcasecmp(text.c_str(), kNames[i]) == 0) {
-      return static_cast<int>(i);
-    }
-  }
-  return -1;
-}
-
 // The day that a word names, into the date of *calendar, which is today's. Whether it could be
 // another week's, too, is told by *isWeekday.
 bool readDay(const std::string& word, Toward toward, tm* calendar, bool* isWeekday) {
@@ -268,6 +254,18 @@ void Zone::use() const {
   tzset();
 }
 
+int weekdayNamed(const std::string& text) {
+  static constexpr std::array<const char*, kDaysPerWeek> kNames{
+      "sunday", "monday", "tuesday", "wednesday", "thursday", "friday", "saturday"};
+  for (size_t i = 0; i < kNames.size(); ++i) {
+    const bool isShort = text.size() == 3 && strncasecmp(text.c_str(), kNames[i], 3) == 0;
+    if (isShort || strcasecmp(text.c_str(), kNames[i]) == 0) {
+      return static_cast<int>(i);
+    }
+  }
+  return -1;
+}
+
 tm Zone::at(int64_t instant) const {
   use();
   const time_t seconds = static_cast<time_t>(instant);
@@ -277,16 +275,7 @@ tm Zone::at(int64_t instant) const {
 }
 
 TickTime Zone::tickAt(int64_t instant) const {
-  const tm calendar = at(instant);
-  TickTime tick;
-  tick.year = calendar.tm_year + kTmYearBase;
-  tick.month = calendar.tm_mon + 1;
-  tick.day = calendar.tm_mday;
-  tick.hour = calendar.tm_hour;
-  tick.minute = calendar.tm_min;
-  tick.second = calendar.tm_sec;
-  tick.weekday = calendar.tm_wday;
-  return tick;
+  return tickOf(at(instant));
 }
 
 int64_t Zone::instantOf(tm local) const {

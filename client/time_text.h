@@ -63,6 +63,9 @@ std::optional<int64_t> parseMoment(const std::string& text, int64_t now, const Z
 constexpr const char* kMomentForms =
     "times are \"14:00\", \"tue 14:00\", \"yesterday\", \"2026-03-03 14:00\" or \"-2h\"";
 
+// 0 Sunday to 6 Saturday of "tue" or "Tuesday"; -1 for no weekday.
+int weekdayNamed(const std::string& text);
+
 // The instant of a time of the daemon's answers, "2026-11-21T04:22:43Z"; none for null and else.
 std::optional<int64_t> parseUtc(const char* textOrNull);
 

@@ -282,7 +282,7 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
   }
 
   schedule.scheduleId = scheduleId;
-  JsonPtr built = scheduleToJson(schedule);  // as early as in a create
+  JsonPtr built = scheduleToJson(schedule);  // here, too, before anything is changed
   const ScheduleAccess schedules;
   if (built == nullptr || !schedules) {
     return ERR_GENERAL;

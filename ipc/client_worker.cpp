@@ -32,7 +32,10 @@ Mutex largeRequestGate;
 class Connection {
  public:
   explicit Connection(int descriptor) : descriptor_(descriptor) {}
-  ~Connection() { connectionRemove(descriptor_.get()); }
+  ~Connection() {
+    connectionRemove(descriptor_.get());
+    noteFreedMemory();  // most of all when there was none left
+  }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
@@ -128,7 +131,6 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
 void* clientWorker(void* descriptor) try {
   const Connection connection(static_cast<int>(reinterpret_cast<intptr_t>(descriptor)));
   serve(connection.get());
-  noteFreedMemory();
   return nullptr;
 } catch (const std::bad_alloc&) {
   return nullptr;  // the connection is closed: no answer

@@ -11,27 +11,8 @@
 namespace {
 
 constexpr uint32_t kClockTextBytes = 20;
-constexpr int kTmYearBase = 1900;
 constexpr int32_t kTurnPollMs = 20;
 constexpr int64_t kMaxTurnMs = 1200;
-
-// A sum without overflow: a string may hold any number, and mktime leaves the fields as they are
-// when it can't normalise them.
-int addWrapping(int number, int offset) {
-  return static_cast<int>(static_cast<unsigned>(number) + static_cast<unsigned>(offset));
-}
-
-TickTime fromCalendar(const tm& calendar) {
-  TickTime tick;
-  tick.year = addWrapping(calendar.tm_year, kTmYearBase);
-  tick.month = addWrapping(calendar.tm_mon, 1);
-  tick.day = calendar.tm_mday;
-  tick.hour = calendar.tm_hour;
-  tick.minute = calendar.tm_min;
-  tick.second = calendar.tm_sec;
-  tick.weekday = calendar.tm_wday;
-  return tick;
-}
 
 bool readSwitchClock(TickTime* time) {
   char text[kClockTextBytes + 1] = {};  // one more, for a switch that fills the buffer to its end
@@ -47,7 +28,7 @@ TickTime localTimeNow() {
   const time_t now = time(nullptr);
   tm local{};
   localtime_r(&now, &local);
-  return fromCalendar(local);
+  return tickOf(local);
 }
 
 }  // namespace
@@ -64,7 +45,7 @@ bool parseSwitchTime(const char* text, TickTime* time) {
   calendar.tm_mon = addWrapping(month, -1);
   calendar.tm_isdst = -1;
   mktime(&calendar);
-  *time = fromCalendar(calendar);
+  *time = tickOf(calendar);
   return true;
 }
 

@@ -3,6 +3,7 @@
 #define QUORIN_SCHEDULER_TICK_TIME_H
 
 #include <cstdint>
+#include <ctime>
 
 // A broken-down local time of the switch.
 struct TickTime {
@@ -14,6 +15,14 @@ struct TickTime {
   int32_t second = 0;   // 0 to 60
   int32_t weekday = 0;  // 0 Sunday to 6 Saturday
 };
+
+constexpr int kTmYearBase = 1900;  // of tm_year (POSIX)
+
+// A sum without overflow: a string may hold any number, and mktime leaves the fields as they are
+// when it can't normalise them.
+int addWrapping(int number, int offset);
+
+TickTime tickOf(const tm& calendar);
 
 bool isSameMinute(const TickTime& a, const TickTime& b);
 

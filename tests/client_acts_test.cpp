@@ -27,8 +27,8 @@ static std::string lineAfter(const std::string& samples) {
 }
 
 // At 03:00, of a run "TYPE,HOUR,HOUR,STATUS,MESSAGE,MESSAGE" of a port, the last one its own.
-static std::string whyAtThree(const std::string& spec) {
-  const std::vector<std::string> word = splitAt(spec + ",,", ',');
+static std::string whyAtThree(const std::string& row) {
+  const std::vector<std::string> word = splitAt(row + ",,", ',');
   Run run = readRun(jsonParse(R"({"unit":1,"scheduleId":3,"scheduleName":"night"})").get());
   run.scheduleType = word[0];
   run.startedAt = kTen + std::stoll(word[1]) * 3600;

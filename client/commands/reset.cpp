@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <map>
 
@@ -17,7 +18,6 @@
 
 namespace {
 
-constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kDefaultWaitMs = 90000;
 constexpr int32_t kSampleMs = 500;
 constexpr int64_t kRunEndMs = 3000;  // from the last port's end to its run's
@@ -48,14 +48,6 @@ void sayWhenInterrupted(const std::string& text) {
   action.sa_handler = onInterrupt;
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
-}
-
-int64_t wholeSecondsOf(const char* option, int64_t ms) {
-  if (ms % kMsPerSec != 0) {
-    throw Failure(kExitUsage, std::string(option) + " " + durationText(ms) +
-                                  ": the daemon counts in whole seconds");
-  }
-  return ms / kMsPerSec;
 }
 
 // One unit's part of the reset.
@@ -103,10 +95,10 @@ JsonPtr requestOf(const ResetOptions& given, const UnitReset& reset) {
   if (!reset.ports.empty()) {
     request.add("ifNums", jsonNumbers(ifNumsOf(reset.ports)));
   }
-  request.number("offTimeSec", wholeSecondsOf("--off-time", given.offTimeMs));
+  request.number("offTimeSec", wholeSeconds("--off-time", given.offTimeMs, 0, INT32_MAX));
   if (given.staggerMs) {
     request.text("executionMode", "sequential")
-        .number("interPortDelaySec", wholeSecondsOf("--stagger", *given.staggerMs));
+        .number("interPortDelaySec", wholeSeconds("--stagger", *given.staggerMs, 0, INT32_MAX));
   }
   return JsonObject().number("unit", reset.unit).add("request", request.take()).take();
 }
