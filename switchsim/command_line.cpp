@@ -1,0 +1,67 @@
+#include <cstdio>
+
+#include "switchsim/command.h"
+#include "switchsim/switch_state.h"
+
+namespace switchsim {
+namespace {
+
+struct Command {
+  const char* name;
+  const char* summary;
+  Action (*define)(CLI::App& app);
+};
+
+// In the order of the help.
+constexpr Command kCommands[] = {
+    {"create", "Make a switch, with devices on some of its ports", defineCreate},
+    {"show", "Show the front panel of every unit", defineShow},
+    {"journal", "Show what was done to the ports", defineJournal},
+    {"set", "Switch a port on or off as the switch's own CLI would", defineSet},
+    {"device", "Attach a powered device to a port or detach it", defineDevice},
+    {"fault", "Make an operation fail or take its time", defineFault},
+    {"server", "Let the switch OS's server answer or not", defineServer},
+    {"clock", "Set the switch's clock", defineClock},
+};
+
+}  // namespace
+
+CommandLine makeCommandLine() {
+  CommandLine line;
+  line.app = std::make_unique<CLI::App>(
+      "The simulated switch. Its state is the file that SWITCHSIM_STATE names "
+      "(/tmp/switchsim.state).");
+  line.app->set_version_flag("--version", "switchsim " QUORIN_POED_VERSION);
+  line.app->require_subcommand(1);
+  for (const Command& command : kCommands) {
+    CLI::App* subcommand = line.app->add_subcommand(command.name, command.summary);
+    line.actions[subcommand] = command.define(*subcommand);
+  }
+  return line;
+}
+
+const Action& parsedAction(const CommandLine& line) {
+  return line.actions.at(line.app->get_subcommands().front());
+}
+
+ExitCode fail(const std::string& error, ExitCode code) {
+  fprintf(stderr, "switchsim: %s\n", error.c_str());
+  return code;
+}
+
+ExitCode report(const std::string& error) {
+  return error.empty() ? kDone : fail(error);
+}
+
+void print(const std::string& text) {
+  fputs(text.c_str(), stdout);
+  fflush(stdout);
+}
+
+ExitCode withPort(const std::string& text, const std::function<std::string(uint32_t)>& act) {
+  std::string error;
+  const std::optional<uint32_t> ifNum = findPort(text, &error);
+  return ifNum ? report(act(*ifNum)) : fail(error);
+}
+
+}  // namespace switchsim

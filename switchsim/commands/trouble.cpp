@@ -1,0 +1,113 @@
+// fault, server and clock: bad days of the switch OS.
+#include "switchsim/command.h"
+#include "switchsim/output.h"
+
+namespace switchsim {
+namespace {
+
+struct FaultOptions {
+  std::string value;
+  std::string port;
+  Fault fault;
+};
+
+struct ClockOptions {
+  std::string value;
+  bool isRunning = false;
+  int64_t behindMs = 0;
+};
+
+ExitCode listFaults() {
+  std::string error;
+  const std::optional<SwitchView> view = viewSwitch(&error);
+  if (!view) {
+    return fail(error);
+  }
+  for (const Fault& fault : view->faults) {
+    print(faultText(fault) + "\n");
+  }
+  return kDone;
+}
+
+ExitCode runFault(const FaultOptions& given) {
+  if (given.value == "list") {
+    return listFaults();
+  }
+  if (given.value == "clear") {
+    return report(clearFaults());
+  }
+
+  Fault fault = given.fault;
+  const std::optional<Operation> operation = clientOperation(given.value);
+  if (!operation) {
+    return fail("no operation is called " + given.value + "; there are\n" + clientOperationList(),
+                kWrongUsage);
+  }
+  if (fault.result == 0 && fault.delayMs == 0) {
+    return fail("a fault needs --result other than 0, or --delay-ms, or both", kWrongUsage);
+  }
+
+  fault.operation = *operation;
+  if (given.port.empty()) {
+    return report(addFault(fault));
+  }
+
+  return withPort(given.port, [&](uint32_t ifNum) {
+    fault.ifNum = ifNum;
+    return addFault(fault);
+  });
+}
+
+ExitCode runClock(const ClockOptions& given) {
+  const bool isWord = given.value == "follow" || given.value == "fail";
+  if (isWord && given.isRunning) {
+    return fail("--run needs a time to run from", kWrongUsage);
+  }
+  if (!isWord && !isLocalTime(given.value)) {
+    return fail("no such time: " + given.value, kWrongUsage);
+  }
+  if (given.behindMs != 0 && given.value != "follow") {
+    return fail("--behind-ms goes with follow", kWrongUsage);
+  }
+  if (isWord) {
+    return report(
+        setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
+  }
+
+  return report(setClock(given.isRunning ? ClockMode::running : ClockMode::frozen, given.value));
+}
+
+}  // namespace
+
+Action defineFault(CLI::App& app) {
+  const auto given = std::make_shared<FaultOptions>();
+  app.footer("Operations:\n" + clientOperationList());
+  app.add_option("OPERATION", given->value, "An operation (see below), or list, or clear")
+      ->required();
+  app.add_option("--port", given->port, "Only calls about this port");
+  app.add_option("--result", given->fault.result,
+                 "The calls do nothing and return this, for example -22");
+  app.add_option("--delay-ms", given->fault.delayMs, "The calls are answered that much later");
+  app.add_option("--times", given->fault.times, "For so many calls only")
+      ->check(CLI::PositiveNumber);
+  return [given] { return runFault(*given); };
+}
+
+Action defineServer(CLI::App& app) {
+  const auto state = std::make_shared<std::string>();
+  app.add_option("STATE", *state, "up or down")->required()->check(CLI::IsMember({"up", "down"}));
+  return [state] { return report(setServerUp(*state == "up")); };
+}
+
+Action defineClock(CLI::App& app) {
+  const auto given = std::make_shared<ClockOptions>();
+  app.add_option("TIME", given->value,
+                 "follow (the host's local time), \"YYYY-MM-DD HH:MM:SS\" (frozen), or fail")
+      ->required();
+  app.add_flag("--run", given->isRunning, "Run on from the given time");
+  app.add_option("--behind-ms", given->behindMs, "With follow: how far behind the host's clock")
+      ->check(CLI::NonNegativeNumber);
+  return [given] { return runClock(*given); };
+}
+
+}  // namespace switchsim

@@ -1,0 +1,111 @@
+// show and journal: the switch as it is, and what was done to it.
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "switchsim/command.h"
+#include "switchsim/output.h"
+
+namespace switchsim {
+namespace {
+
+constexpr auto kWatchInterval = std::chrono::seconds(1);
+constexpr auto kFollowInterval = std::chrono::milliseconds(100);
+constexpr const char* kClearScreen = "\x1b[H\x1b[J";
+
+struct ShowOptions {
+  bool json = false;
+  bool isWatching = false;
+};
+
+struct JournalOptions {
+  bool json = false;
+  bool isFollowing = false;
+  uint64_t since = 0;
+};
+
+ExitCode showOnce(const ShowOptions& given) {
+  std::string error;
+  const std::optional<SwitchView> view = viewSwitch(&error);
+  if (!view) {
+    return fail(error);
+  }
+  const bool redraws = given.isWatching && !given.json && isatty(STDOUT_FILENO) == 1;
+  print((redraws ? kClearScreen : "") +
+        (given.json ? panelJson(*view, given.isWatching) : panelText(*view)));
+  return kDone;
+}
+
+// While watched, a switch that vanishes is waited for.
+ExitCode runShow(const ShowOptions& given) {
+  const ExitCode first = showOnce(given);
+  if (first != kDone || !given.isWatching) {
+    return first;
+  }
+  for (;;) {
+    std::this_thread::sleep_for(kWatchInterval);
+    showOnce(given);
+  }
+}
+
+// Streams what comes after `seq` until interrupted. A switch that is made anew counts from the
+// start again.
+ExitCode followJournal(uint64_t seq, bool json) {
+  if (!json) {
+    print(journalHeading());
+  }
+
+  for (;;) {
+    std::string text;
+    if (lastSeq() < seq) {
+      seq = 0;
+    }
+    for (const JournalEntry& entry : journalSince(seq)) {
+      text += json ? journalEntryJson(entry) : journalLine(entry);
+      seq = entry.seq;
+    }
+    if (!text.empty()) {
+      print(text);
+    }
+    std::this_thread::sleep_for(kFollowInterval);
+  }
+}
+
+ExitCode runJournal(const JournalOptions& given) {
+  std::string error;
+  if (!viewSwitch(&error)) {
+    return fail(error);
+  }
+  if (given.isFollowing) {
+    return followJournal(given.since, given.json);
+  }
+
+  const std::vector<JournalEntry> entries = journalSince(given.since);
+  std::string text = given.json ? journalJson(entries) : journalHeading();
+  for (const JournalEntry& entry : entries) {
+    text += given.json ? "" : journalLine(entry);
+  }
+
+  print(text);
+  return kDone;
+}
+
+}  // namespace
+
+Action defineShow(CLI::App& app) {
+  const auto given = std::make_shared<ShowOptions>();
+  app.add_flag("--json", given->json, "Print one JSON document (with --watch one a line)");
+  app.add_flag("--watch", given->isWatching, "Go on every second until interrupted");
+  return [given] { return runShow(*given); };
+}
+
+Action defineJournal(CLI::App& app) {
+  const auto given = std::make_shared<JournalOptions>();
+  app.add_flag("--json", given->json, "Print one JSON document (with --follow one entry a line)");
+  app.add_flag("--follow", given->isFollowing, "Go on with what comes, until interrupted");
+  app.add_option("--since", given->since, "Only entries after this sequence number");
+  return [given] { return runJournal(*given); };
+}
+
+}  // namespace switchsim
