@@ -296,6 +296,16 @@ void Lab::awaitDaemon(pid_t child) const {
   }
 }
 
+// A clean end takes some seconds at the speed of 1. It is for those who go on.
+void Lab::endDaemon(pid_t pid, bool atOnce) const {
+  const auto hasEnded = [this] { return !isRunning(); };
+  kill(pid, atOnce ? SIGKILL : SIGTERM);
+  if (!waitUntil(hasEnded)) {
+    kill(pid, SIGKILL);
+    waitUntil(hasEnded);
+  }
+}
+
 bool Lab::down(bool clean) {
   const std::optional<Record> record = readRecord();
   if (!record) {
@@ -307,11 +317,7 @@ bool Lab::down(bool clean) {
   const pid_t pid = daemonPid();
   const int64_t leftAtMs = pid != 0 ? nowMs() : record->leftAtMs;
   if (pid != 0) {
-    kill(pid, SIGTERM);
-    if (!waitUntil([this] { return !isRunning(); })) {
-      kill(pid, SIGKILL);
-      waitUntil([this] { return !isRunning(); });
-    }
+    endDaemon(pid, clean);
   }
   removeSharedClock(record->pid);
   writeRecord({0, 0, leftAtMs, record->zone});

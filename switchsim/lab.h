@@ -68,6 +68,7 @@ class Lab {
   pid_t startDaemon(int64_t atMs, int32_t speed) const;
   [[noreturn]] void execDaemon(const std::string& program, int64_t atMs, int32_t speed) const;
   void awaitDaemon(pid_t child) const;
+  void endDaemon(pid_t pid, bool atOnce) const;
   void writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const;
 
   std::string folder_;
