@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -34,6 +35,7 @@ constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kUsPerMs = 1000;
 constexpr auto kPollPause = std::chrono::milliseconds(5);
 constexpr auto kPatience = std::chrono::seconds(20);  // for the daemon's start, and for its end
+constexpr int32_t kMaxRise = 40;                      // of the speed at once: seconds of a minute
 constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;
 
 [[noreturn]] void fail(const std::string& text, ExitCode status = kExitNotAsWished) {
@@ -201,6 +203,18 @@ void Lab::writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const 
 void Lab::setClock(int64_t toMs, int32_t speed) {
   const std::optional<Record> record = readRecord();
   writeClock(toMs, speed, record ? record->startUs : 0);
+}
+
+// A pause of a second that began at the speed of before takes as long as it would have.
+void Lab::setSpeed(int32_t wanted) {
+  int32_t before = speed();
+  while (before < wanted) {
+    const int32_t next = std::min(wanted, before * kMaxRise);
+    setClock(nowMs(), next);
+    std::this_thread::sleep_for(std::chrono::milliseconds(kMsPerSec * 5 / 4 / before));
+    before = next;
+  }
+  setClock(nowMs(), wanted);
 }
 
 void Lab::makeFolder() const {

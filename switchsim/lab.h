@@ -54,6 +54,10 @@ class Lab {
   // daemon's sleep would last until it had come again.
   void setClock(int64_t toMs, int32_t speed);
 
+  // The clock runs as fast from now on. Raising it takes a second or two: no pause of the daemon
+  // may last over a whole minute.
+  void setSpeed(int32_t speed);
+
   const std::string& folder() const { return folder_; }
   std::string socketPath() const { return folder_ + "/root/var/run/quorin_poed.sock"; }
   std::string zone() const;  // the TZ that the daemon was started with; empty: the system's
