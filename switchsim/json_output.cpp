@@ -84,6 +84,20 @@ void addUnits(const SwitchView& view, cJSON* root) {
   }
 }
 
+void addFaults(const SwitchView& view, cJSON* root) {
+  cJSON* list = cJSON_AddArrayToObject(root, "faultList");
+  for (const Fault& fault : view.faults) {
+    JsonTree json(cJSON_CreateObject());
+    cJSON_AddStringToObject(json.get(), "operation",
+                            std::string(operationName(fault.operation)).c_str());
+    cJSON_AddNumberToObject(json.get(), "ifNum", fault.ifNum);
+    cJSON_AddNumberToObject(json.get(), "result", fault.result);
+    cJSON_AddNumberToObject(json.get(), "delayMs", fault.delayMs);
+    cJSON_AddNumberToObject(json.get(), "times", fault.times);
+    cJSON_AddItemToArray(list, json.release());
+  }
+}
+
 }  // namespace
 
 std::string viewJson(const SwitchView& view, bool compact) {
@@ -94,6 +108,7 @@ std::string viewJson(const SwitchView& view, bool compact) {
   cJSON_AddStringToObject(clock, "mode", clockModeName(view.clock.mode));
   cJSON_AddStringToObject(clock, "time", view.clock.time.c_str());
   cJSON_AddNumberToObject(root.get(), "faults", static_cast<double>(view.faults.size()));
+  addFaults(view, root.get());
   cJSON_AddNumberToObject(root.get(), "misuse", static_cast<double>(view.misuseCount));
   cJSON_AddStringToObject(root.get(), "lastMisuse", std::string(view.lastMisuse).c_str());
   cJSON_AddStringToObject(root.get(), "lastClient", view.lastClientName.c_str());

@@ -94,6 +94,7 @@ std::vector<Column> columnsOf(const SwitchView& view, uint32_t unit) {
   }
 
   std::vector<Column> ordered;
+  ordered.reserve(columns.size());
   for (const auto& [place, column] : columns) {
     ordered.push_back(column);
   }

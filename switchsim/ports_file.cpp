@@ -56,23 +56,24 @@ struct Source {
   [[noreturn]] void refuse(const std::string& why) const { throw Refusal(where + ": " + why); }
 
   // None where it is missing or null.
-  std::optional<uint32_t> number(const char* key, uint32_t atMost) const {
+  std::optional<uint32_t> number(const char* key, uint32_t atLeast, uint32_t atMost) const {
     const cJSON* member = jsonMember(object, key);
     if (member == nullptr || cJSON_IsNull(member)) {
       return std::nullopt;
     }
     const double value = cJSON_IsNumber(member) ? member->valuedouble : -1;
-    if (!(value >= 0 && value <= atMost) || value != std::floor(value)) {
-      refuse(std::string(key) + " is no whole number from 0 to " + std::to_string(atMost));
+    if (!(value >= atLeast && value <= atMost) || value != std::floor(value)) {
+      refuse(std::string(key) + " is no whole number from " + std::to_string(atLeast) + " to " +
+             std::to_string(atMost));
     }
     return static_cast<uint32_t>(value);
   }
   uint32_t neededNumber(const char* key, uint32_t atMost) const {
-    const uint32_t value = number(key, atMost).value_or(0);
-    if (value == 0) {
-      refuse(std::string(key) + " is no whole number from 1 to " + std::to_string(atMost));
+    const std::optional<uint32_t> value = number(key, 1, atMost);
+    if (!value) {
+      refuse("it has no " + std::string(key));
     }
-    return value;
+    return *value;
   }
   std::optional<std::string> text(const char* key) const {
     const cJSON* member = jsonMember(object, key);
@@ -126,8 +127,8 @@ Device deviceFor(const PortRecord& port, uint32_t status, uint32_t powerMw) {
 void readState(const Source& source, PortRecord* port) {
   static constexpr const char* kModes[] = {"disable", "enable"};
   const uint32_t status = source.word("detectionStatus", kStatusNames).value_or(kDelivering);
-  const uint32_t powerMw = source.number("powerMw", kMaxDeviceMw).value_or(0);
-  const uint32_t limitMw = source.number("powerLimitMw", UINT32_MAX).value_or(0);
+  const uint32_t powerMw = source.number("powerMw", 0, kMaxDeviceMw).value_or(0);
+  const uint32_t limitMw = source.number("powerLimitMw", 0, UINT32_MAX).value_or(0);
 
   port->adminOn = source.word("adminMode", kModes).value_or(status == kDisabled ? 0 : 1);
   port->settings.priority = source.word("priority", kPriorityNames).value_or(0) + 1;

@@ -16,7 +16,7 @@ struct CreateOptions {
   bool poeGiven = false;
   std::string names = "usp";
   double budgetWatts = 0;
-  std::string from;
+  std::optional<std::string> from;
   bool force = false;
 };
 
@@ -35,12 +35,12 @@ ExitCode createFrom(const std::string& path, uint32_t budgetMw, bool force) {
 
 ExitCode runCreate(const CreateOptions& given) {
   if (!(given.budgetWatts >= 0 && given.budgetWatts <= kMaxBudgetWatts)) {
-    return fail("a unit's budget is at most 11520 W", kWrongUsage);
+    return fail("a unit's budget is at most 11520 W; 0 is all that its ports want", kWrongUsage);
   }
   SwitchOptions options = given.options;
   options.budgetMw = static_cast<uint32_t>(std::lround(given.budgetWatts * 1000));
-  if (!given.from.empty()) {
-    return createFrom(given.from, options.budgetMw, given.force);
+  if (given.from) {
+    return createFrom(*given.from, options.budgetMw, given.force);
   }
 
   options.names = given.names == "sp" ? NameForm::slotPort : NameForm::unitSlotPort;
@@ -117,10 +117,11 @@ Action defineDevice(CLI::App& app) {
 Action definePriority(CLI::App& app) {
   const auto given = std::make_shared<PortOptions>();
   app.add_option("PORT", given->port, kPortHelp)->required();
-  app.add_option("PRIORITY", given->value, "Where the budget is spent, the lowest is denied first")
+  app.add_option("PRIORITY", given->value,
+                 "Of the ports for which the budget is too small, the lowest are denied first")
       ->required()
       ->check(CLI::IsMember(
-          std::set<std::string>(std::begin(kPriorityNames), std::end(kPriorityNames))));
+          std::vector<std::string>(std::begin(kPriorityNames), std::end(kPriorityNames))));
   return [given] {
     const auto* name =
         std::find(std::begin(kPriorityNames), std::end(kPriorityNames), given->value);
