@@ -22,6 +22,7 @@ constexpr Command kCommands[] = {
     {"fault", "Make an operation fail or take its time", defineFault},
     {"server", "Let the switch OS's server answer or not", defineServer},
     {"clock", "Set the switch's clock", defineClock},
+    {"play", "Play a scenario: events and expectations, one a line", definePlay},
 };
 
 }  // namespace
@@ -42,6 +43,15 @@ CommandLine makeCommandLine() {
 
 const Action& parsedAction(const CommandLine& line) {
   return line.actions.at(line.app->get_subcommands().front());
+}
+
+void refuseMistakes(CLI::App& app, const std::function<std::string()>& mistake) {
+  app.callback([mistake] {
+    const std::string text = mistake();
+    if (!text.empty()) {
+      throw CLI::ValidationError(text);
+    }
+  });
 }
 
 ExitCode fail(const std::string& error, ExitCode code) {

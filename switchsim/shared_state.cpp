@@ -17,7 +17,7 @@ namespace switchsim {
 namespace {
 
 constexpr char kMagic[16] = "switchsim state";
-constexpr uint32_t kLayoutVersion = 2;
+constexpr uint32_t kLayoutVersion = 3;
 constexpr const char* kDefaultPath = "/tmp/switchsim.state";
 
 std::string systemError(const std::string& what) {

@@ -197,6 +197,22 @@ std::string setServerUp(bool up) {
   return error;
 }
 
+std::string passTime(int64_t milliseconds) {
+  std::string error;
+  const LockedState state = lockState(&error);
+  if (state == nullptr) {
+    return error;
+  }
+
+  for (uint32_t ifNum = 1; ifNum <= portCount(state->options); ifNum++) {
+    portRecord(state.get(), ifNum)->detectionStartMs -= milliseconds;
+  }
+  if (state->clock.mode == ClockMode::running) {
+    state->clock.hostMs -= milliseconds;
+  }
+  return "";
+}
+
 uint64_t misuseCount() {
   const LockedState state = lockState();
   return state == nullptr ? 0 : state->misuseCount;

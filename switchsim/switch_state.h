@@ -153,10 +153,17 @@ std::string setServerUp(bool up);
 std::string addFault(const Fault& fault);
 std::string clearFaults();
 
+// The switch's local time as the seconds since 1970-01-01 00:00:00 local, and back. None for a text
+// that is no time of the form YYYY-MM-DD HH:MM:SS.
+std::optional<int64_t> localSeconds(const std::string& text);
+std::string localTimeText(int64_t localSec);
+
 // localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far
 // behind the host.
-bool isLocalTime(const std::string& text);
 std::string setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
+
+// Lets so much time go by at once, for the ports and for a clock that runs.
+std::string passTime(int64_t milliseconds);
 
 // The entries above `seq` that the journal still holds, in order. Empty when there is not a switch.
 std::vector<JournalEntry> journalSince(uint64_t seq);

@@ -34,9 +34,6 @@ ExitCode runDevice(const PortOptions& given) {
   if (given.value != "none") {
     watts = std::stod(given.value);
   }
-  if (watts && !isDeviceWatts(*watts)) {
-    return fail("a device takes more than 0 and at most 90 W", kWrongUsage);
-  }
   return withPort(given.port, [&](uint32_t ifNum) { return setDevice(ifNum, watts); });
 }
 
@@ -78,6 +75,11 @@ Action defineDevice(CLI::App& app) {
   app.add_option("WATTS", given->value, "What the device takes, up to 90; none detaches it")
       ->required()
       ->check(CLI::IsMember({"none"}) | CLI::Number);
+  refuseMistakes(app, [given] {
+    const bool fits =
+        given->value == "none" || isDeviceWatts(strtod(given->value.c_str(), nullptr));
+    return fits ? "" : "a device takes more than 0 and at most 90 W";
+  });
   return [given] { return runDevice(*given); };
 }
 
