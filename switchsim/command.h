@@ -45,6 +45,8 @@ Action defineDevice(CLI::App& app);
 Action defineFault(CLI::App& app);
 Action defineJournal(CLI::App& app);
 Action definePlay(CLI::App& app);
+Action defineRecord(CLI::App& app);
+Action defineReplay(CLI::App& app);
 Action defineServer(CLI::App& app);
 Action defineSet(CLI::App& app);
 Action defineShow(CLI::App& app);

@@ -23,6 +23,8 @@ constexpr Command kCommands[] = {
     {"server", "Let the switch OS's server answer or not", defineServer},
     {"clock", "Set the switch's clock", defineClock},
     {"play", "Play a scenario: events and expectations, one a line", definePlay},
+    {"record", "Record what passes between a daemon and its clients", defineRecord},
+    {"replay", "Answer clients from a recording, without a daemon", defineReplay},
 };
 
 }  // namespace
