@@ -72,7 +72,9 @@ constexpr Keys kAnswerKeys = {"answer", "answerText", "answerHex", "\n", true};
 
 void addBytes(JsonObject* line, const Keys& keys, const std::string& bytes) {
   const bool isText = bytes.find('\0') == std::string::npos && isUtf8(bytes.c_str());
-  JsonPtr tree = isText ? jsonParse(bytes.c_str()) : nullptr;
+  // As deep as it stands in the line.
+  const bool isMember = isText && jsonParse(("[" + bytes + "]").c_str()) != nullptr;
+  JsonPtr tree = isMember ? jsonParse(bytes.c_str()) : nullptr;
   if (tree != nullptr && (!keys.isExact || printed(tree.get()) + keys.end == bytes)) {
     line->add(keys.json, std::move(tree));
   } else if (isText) {

@@ -133,18 +133,39 @@ TEST_F(SwitchsimTest, ASwitchThatVanishesReturnsOrIsReplacedIsFollowed) {
 }
 
 TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
-  expectCommands("switchsim", R"(set 1/0/2 off -> 0
+  const std::string file = fs::path(kLogFilePath).replace_filename("scenario");
+  writeFile(file, R"(device 2/0/6 12.5
+clock "2024-02-29 23:59:50" --run  # of a leap year
+at 0:00 set 1/0/6 off
++1s expect 2/0/6 delivering
+fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1
+expect 1/0/6 delivering within 5s)");
+  expectCommands("switchsim", replaced(R"(play FILE --speed 9999 -> 1 FILE:6: expected 1/0/6 \
+delivering within 5 s, it is disabled
 set 1/0/7 off -> 1 no PoE
-device 2/0/6 12.5 -> 0
 device 1 nan -> 2
 show -> 0 2/0/6        14  on
 show --json -> 0 "deviceWatts":	12.5
 journal -> 0 cliSet
 journal --json -> 0 "op":	"cliSet"
-fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1 -> 0
-clock '2024-02-29 23:59:59' --run -> 0
-create -> 1 --force)");
-  EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);
+create -> 1 --force)",
+                                       "FILE", file));
+  EXPECT_EQ(viewSwitch()->clock.time.substr(0, 16), "2024-03-01 00:00");
   EXPECT_EQ(reset(2, 9), -22);
-  EXPECT_TRUE(waitUntil([] { return viewSwitch()->clock.time > "2024-03-01"; }));
+
+  for (const auto& each : fs::directory_iterator(SCENARIOS)) {
+    expectCommands("switchsim", fill("play % --speed 99999 -> 0", each.path().string()));
+  }
+  writeFile(file, "set 1 off\nset 1 of\nat 24:00\n+1x\n\ncreate --force\nset \"1\nexpect 1 up");
+  expectCommands("switchsim", replaced(R"(play FILE -> 2 FILE:2: MODE: of
+play FILE -> 2 FILE:3: at needs
+play FILE -> 2 FILE:4: +1x is no duration
+play FILE -> 2 FILE:6: create is no event
+play FILE -> 2 FILE:7: a quote
+play FILE -> 2 FILE:8: up is no state
+show -> 0 1/0/1         1  on
+clock '2024-02-29 23:59:50' -> 0)",
+                                       "FILE", file));
+  writeFile(file, "at 23:59:51 set 1 off");
+  expectCommands("switchsim", fill("play % -> 1 the switch's clock stands at 2024", file));
 }
