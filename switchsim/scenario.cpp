@@ -106,7 +106,7 @@ std::string readCommand(const Words& words, Event* event) {
 
 // What is wrong with the line; empty: nothing.
 std::string readEvent(Words words, Event* event) {
-  const std::string mistake = takeTime(&words, event);
+  std::string mistake = takeTime(&words, event);
   if (!mistake.empty() || words.empty()) {
     return mistake;
   }

@@ -8,8 +8,10 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <optional>
+#include <system_error>
 
 #include "base/sleep.h"
 
@@ -87,7 +89,7 @@ SocketServer::~SocketServer() {
 }
 
 std::string SocketServer::listenAt(const std::string& path) {
-  const std::string taken = freePath(path);
+  std::string taken = freePath(path);
   if (!taken.empty()) {
     return taken;
   }
@@ -131,12 +133,23 @@ void SocketServer::acceptOne(const Serve& serve) {
 
   Connection* connection = &connections_.emplace_back();
   connection->fd = std::move(accepted);
-  connection->thread = std::thread([this, connection, serve] {
+  try {
+    connection->thread = std::thread([this, connection, serve] { serveOne(connection, serve); });
+  } catch (const std::system_error& error) {
+    fprintf(stderr, "switchsim: a connection is closed: %s\n", error.what());
+    connections_.pop_back();
+  }
+}
+
+void SocketServer::serveOne(Connection* connection, const Serve& serve) {
+  try {
     serve(connection->fd.get(), signals_.get());
-    const std::lock_guard<std::mutex> lock(mutex_);
-    connection->fd.reset(-1);
-    connection->hasEnded = true;
-  });
+  } catch (const std::exception& error) {
+    fprintf(stderr, "switchsim: a connection is closed: %s\n", error.what());
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  connection->fd.reset(-1);
+  connection->hasEnded = true;
 }
 
 void SocketServer::joinEnded() {

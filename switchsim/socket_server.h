@@ -41,6 +41,7 @@ class SocketServer {
   };
 
   void acceptOne(const Serve& serve);
+  void serveOne(Connection* connection, const Serve& serve);
   void joinEnded();
   void endAll();
 

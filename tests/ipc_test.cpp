@@ -42,6 +42,8 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
 
   // Of the daemon, of it behind a proxy that records, and of what that recorded.
   const std::string path = kSocketPath, file = path + ".recorded";
+  const std::string twice = R"({"request":{"a":1,"b":2},"answerText":")";
+  writeFile(file, twice + "1\"}\n" + twice + "2\"}\n");
   for (const std::string& command :
        {std::string(), fill("record % --to %.moved", file, path), "replay " + file}) {
     std::string pid;
@@ -55,6 +57,12 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
         EXPECT_EQ(exchange(request), answer) << command << " " << request.substr(0, 99);
       }
     }
+    std::string answers;
+    for (const char* request :
+         {R"({"b":2,"a":1})", R"({"a":1,"b":2} )", R"({"a":1,"b":2})", "{1}"}) {
+      answers += command == "replay " + file ? exchange(request) : "";
+    }
+    EXPECT_EQ(answers, answers.empty() ? "" : "122{\"ok\":false,\"error\":10000}\n");
     if (!command.empty()) {
       kill(std::stoi(pid), SIGTERM);
       EXPECT_TRUE(waitUntil([&] { return !fs::exists(path); })) << command;
