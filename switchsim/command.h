@@ -25,6 +25,9 @@ CommandLine makeCommandLine();
 // Of the subcommand that was parsed.
 const Action& parsedAction(const CommandLine& line);
 
+// Makes parsing fail, as for a wrong option, where `mistake` finds one in the options together.
+void refuseMistakes(CLI::App& app, const std::function<std::string()>& mistake);
+
 // Says on stderr what went wrong.
 ExitCode fail(const std::string& error, ExitCode code = kFailed);
 // For the functions that return why they failed, or an empty text.
@@ -42,7 +45,10 @@ Action defineDevice(CLI::App& app);
 Action defineFault(CLI::App& app);
 Action defineJournal(CLI::App& app);
 Action defineLab(CLI::App& app);
+Action definePlay(CLI::App& app);
 Action definePriority(CLI::App& app);
+Action defineRecord(CLI::App& app);
+Action defineReplay(CLI::App& app);
 Action defineServer(CLI::App& app);
 Action defineSet(CLI::App& app);
 Action defineShow(CLI::App& app);

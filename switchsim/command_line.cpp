@@ -24,6 +24,9 @@ constexpr Command kCommands[] = {
     {"server", "Let the switch OS's server answer or not", defineServer},
     {"clock", "Set the switch's clock", defineClock},
     {"lab", "A switch, the real daemon and a clock of their own in one folder", defineLab},
+    {"play", "Play a scenario: events and expectations, one a line", definePlay},
+    {"record", "Record what passes between a daemon and its clients", defineRecord},
+    {"replay", "Answer clients from a recording, without a daemon", defineReplay},
 };
 
 }  // namespace
@@ -44,6 +47,15 @@ CommandLine makeCommandLine() {
 
 const Action& parsedAction(const CommandLine& line) {
   return line.actions.at(line.app->get_subcommands().front());
+}
+
+void refuseMistakes(CLI::App& app, const std::function<std::string()>& mistake) {
+  app.callback([mistake] {
+    const std::string text = mistake();
+    if (!text.empty()) {
+      throw CLI::ValidationError(text);
+    }
+  });
 }
 
 ExitCode fail(const std::string& error, ExitCode code) {

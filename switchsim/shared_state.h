@@ -30,9 +30,9 @@ struct PortRecord {
 
 struct ClockRecord {
   ClockMode mode;
-  int64_t localSec;  // frozen, running: the local time shown at hostSec, as seconds since
+  int64_t localSec;  // frozen, running: the local time shown at hostMs, as seconds since
                      // 1970-01-01 00:00:00 local
-  int64_t hostSec;   // the host's time() when the clock was set
+  int64_t hostMs;    // the host's real time when the clock was set
   int64_t behindMs;  // follow: how far behind the host
 };
 

@@ -210,6 +210,22 @@ ClockReads clockReads() {
   return state == nullptr ? ClockReads{} : ClockReads{state->clockReadMs, state->clockReadBeforeMs};
 }
 
+std::string passTime(int64_t milliseconds) {
+  std::string error;
+  const LockedState state = lockState(&error);
+  if (state == nullptr) {
+    return error;
+  }
+
+  for (PortRecord& port : portsOf(state.get())) {
+    port.detectionStartMs -= milliseconds;
+  }
+  if (state->clock.mode == ClockMode::running) {
+    state->clock.hostMs -= milliseconds;
+  }
+  return "";
+}
+
 uint64_t misuseCount() {
   const LockedState state = lockState();
   return state == nullptr ? 0 : state->misuseCount;

@@ -169,9 +169,11 @@ std::string setServerUp(bool up);
 std::string addFault(const Fault& fault);
 std::string clearFaults();
 
-// localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far
-// behind the host.
-bool isLocalTime(const std::string& text);
+// The switch's local time as the seconds since 1970-01-01 00:00:00 local, and back. None for a text
+// that is no time of the form YYYY-MM-DD HH:MM:SS.
+std::optional<int64_t> localSeconds(const std::string& text);
+std::string localTimeText(int64_t localSec);
+
 // When a lab's daemon last read the clock, as it does in every minute before it looks what is due,
 // and when before that: milliseconds since 1970 UTC. 0: not yet, or there is not a switch.
 struct ClockReads {
@@ -179,7 +181,13 @@ struct ClockReads {
   int64_t beforeMs = 0;
 };
 ClockReads clockReads();
+
+// localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far
+// behind the host.
 std::string setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
+
+// Lets so much time go by at once, for the ports and for a clock that runs.
+std::string passTime(int64_t milliseconds);
 
 // The entries above `seq` that the journal still holds, in order. Empty when there is not a switch.
 std::vector<JournalEntry> journalSince(uint64_t seq);

@@ -40,16 +40,40 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
         named("\xFF\xFE"), named("\xED\xA0\x80"), named("\xC0\xAF")}},
       {"", {"", std::string(kMaxRequestBytes + 1, ' ')}}};
 
-  for (const auto& [answer, requests] : cases) {
-    for (const std::string& request : requests) {
-      EXPECT_EQ(exchange(request), answer) << request.substr(0, 99);
+  // Of the daemon, of it behind a proxy that records, and of what that recorded.
+  const std::string path = kSocketPath, file = path + ".recorded";
+  const std::string twice = R"({"request":{"a":1,"b":2},"answerText":")";
+  writeFile(file, twice + "1\"}\n" + twice + "2\"}\n");
+  for (const std::string& command :
+       {std::string(), fill("record % --to %.moved", file, path), "replay " + file}) {
+    std::string pid;
+    if (!command.empty()) {
+      fs::rename(path, path + ".moved");
+      runCommand(fill("% % --listen % & echo $!", programPath("switchsim"), command, path), &pid);
+      ASSERT_TRUE(waitUntil([] { return SocketClient().connected(); })) << command;
+    }
+    for (const auto& [answer, requests] : cases) {
+      for (const std::string& request : requests) {
+        EXPECT_EQ(exchange(request), answer) << command << " " << request.substr(0, 99);
+      }
+    }
+    std::string answers;
+    for (const char* request :
+         {R"({"b":2,"a":1})", R"({"a":1,"b":2} )", R"({"a":1,"b":2})", "{1}"}) {
+      answers += command == "replay " + file ? exchange(request) : "";
+    }
+    EXPECT_EQ(answers, answers.empty() ? "" : "122{\"ok\":false,\"error\":10000}\n");
+    if (!command.empty()) {
+      kill(std::stoi(pid), SIGTERM);
+      EXPECT_TRUE(waitUntil([&] { return !fs::exists(path); })) << command;
+      fs::rename(path + ".moved", path);
     }
   }
 
-  EXPECT_EQ(logged("unknown RPC method: HISTORY.LIST"), 1);
-  EXPECT_EQ(logged("unknown RPC method: (null)"), 4);
-  EXPECT_EQ(logged(R"(unknown RPC method: é\x0a\x9b31m€)"), 1);
-  EXPECT_EQ(logged(std::string(127, 'm')) - logged("mé"), 1);
+  EXPECT_EQ(logged("unknown RPC method: HISTORY.LIST"), 2);
+  EXPECT_EQ(logged("unknown RPC method: (null)"), 8);
+  EXPECT_EQ(logged(R"(unknown RPC method: é\x0a\x9b31m€)"), 2);
+  EXPECT_EQ(logged(std::string(127, 'm')) - logged("mé"), 2);
   EXPECT_EQ(logged("(ERROR)"), 0);
 }
 

@@ -156,20 +156,36 @@ TEST_F(SwitchsimTest, ASwitchThatVanishesReturnsOrIsReplacedIsFollowed) {
 }
 
 TEST_F(SwitchsimTest, TheCommandDoesWhatItIsToldAndSaysWhyItCannot) {
-  expectCommands("switchsim", R"(set 1/0/2 off -> 0
+  const std::string file = fs::path(kLogFilePath).replace_filename("scenario");
+  writeFile(file, R"(device 2/0/6 12.5
+clock "2024-02-29 23:59:50" --run  # of a leap year
+at 0:00 set 1/0/6 off
++1s expect 2/0/6 delivering
+fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1
+expect 1/0/6 delivering within 5s)");
+  expectCommands("switchsim", replaced(R"(play FILE --speed 9999 -> 1 FILE:6: expected 1/0/6 \
+delivering within 5 s, it is disabled
 set 1/0/7 off -> 1 no PoE
-device 2/0/6 12.5 -> 0
 device 1 nan -> 2
 show -> 0 2/0/6        14  on
 show --json -> 0 "deviceWatts":	12.5
 journal -> 0 cliSet
 journal --json -> 0 "op":	"cliSet"
-fault openapiPoePsePortReset --port 2/0/1 --result -22 --times 1 -> 0
-clock '2024-02-29 23:59:59' --run -> 0
-create -> 1 --force)");
-  EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);
+create -> 1 --force)",
+                                       "FILE", file));
+  EXPECT_EQ(viewSwitch()->clock.time.substr(0, 16), "2024-03-01 00:00");
   EXPECT_EQ(reset(2, 9), -22);
-  EXPECT_TRUE(waitUntil([] { return viewSwitch()->clock.time > "2024-03-01"; }));
+
+  for (const auto& each : fs::directory_iterator(SCENARIOS)) {
+    expectCommands("switchsim", fill("play % --speed 99999 -> 0", each.path().string()));
+  }
+  writeFile(file, "set 1 off\nset 1 of\nat 24:00\n+1x\n\ncreate --force\nset \"1\nexpect 1 up");
+  for (const int line : {2, 3, 4, 6, 7, 8}) {
+    expectCommands("switchsim", fill("play % -> 2 scenario:%: ", file, line));
+  }
+  EXPECT_TRUE(portView(1)->adminOn) << "nothing is done";
+  writeFile(file, "clock '2024-02-29 23:59:50'\nat 23:59:51");
+  expectCommands("switchsim", fill("play % -> 1 :2: the switch's clock stands at 2024", file));
 }
 
 TEST_F(SwitchsimTest, ASwitchIsMadeOfThePortsOfAnotherInTheirState) {

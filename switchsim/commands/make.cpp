@@ -51,14 +51,6 @@ ExitCode runCreate(const CreateOptions& given) {
   return wrong.empty() ? report(createSwitch(options, given.force)) : fail(wrong, kWrongUsage);
 }
 
-ExitCode runDevice(const PortOptions& given) {
-  const std::optional<Device> device = deviceOf(given.value);
-  if (!device) {
-    return fail("\"" + given.value + "\" is no device: it is " + kDeviceWords, kWrongUsage);
-  }
-  return withPort(given.port, [&](uint32_t ifNum) { return setDevice(ifNum, *device); });
-}
-
 }  // namespace
 
 Action defineCreate(CLI::App& app) {
@@ -111,7 +103,15 @@ Action defineDevice(CLI::App& app) {
       "A camera, a phone and an access point (ap) charge, start (for 40, 20 and 90 s) and then "
       "work\n"
       "now and then; a number of watts is drawn from the first moment on.");
-  return [given] { return runDevice(*given); };
+  refuseMistakes(app, [given] {
+    return deviceOf(given->value) ? ""
+                                  : "\"" + given->value + "\" is no device: it is " + kDeviceWords;
+  });
+  return [given] {
+    return withPort(given->port, [&](uint32_t ifNum) {
+      return setDevice(ifNum, deviceOf(given->value).value_or(Device{}));
+    });
+  };
 }
 
 Action definePriority(CLI::App& app) {

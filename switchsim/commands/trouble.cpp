@@ -15,6 +15,8 @@ struct ClockOptions {
   std::string value;
   bool isRunning = false;
   int64_t behindMs = 0;
+
+  bool isWord() const { return value == "follow" || value == "fail"; }
 };
 
 ExitCode listFaults() {
@@ -29,6 +31,28 @@ ExitCode listFaults() {
   return kDone;
 }
 
+// What is wrong with options that are right each for itself; empty: nothing.
+std::string faultMistake(const FaultOptions& given) {
+  if (given.value == "list" || given.value == "clear") {
+    return "";
+  }
+  if (!clientOperation(given.value)) {
+    return "no operation is called " + given.value + "; there are\n" + clientOperationList();
+  }
+  const bool doesNothing = given.fault.result == 0 && given.fault.delayMs == 0;
+  return doesNothing ? "a fault needs --result other than 0, or --delay-ms, or both" : "";
+}
+
+std::string clockMistake(const ClockOptions& given) {
+  if (given.isWord() && given.isRunning) {
+    return "--run needs a time to run from";
+  }
+  if (!given.isWord() && !localSeconds(given.value)) {
+    return "no such time: " + given.value;
+  }
+  return given.behindMs != 0 && given.value != "follow" ? "--behind-ms goes with follow" : "";
+}
+
 ExitCode runFault(const FaultOptions& given) {
   if (given.value == "list") {
     return listFaults();
@@ -38,16 +62,7 @@ ExitCode runFault(const FaultOptions& given) {
   }
 
   Fault fault = given.fault;
-  const std::optional<Operation> operation = clientOperation(given.value);
-  if (!operation) {
-    return fail("no operation is called " + given.value + "; there are\n" + clientOperationList(),
-                kWrongUsage);
-  }
-  if (fault.result == 0 && fault.delayMs == 0) {
-    return fail("a fault needs --result other than 0, or --delay-ms, or both", kWrongUsage);
-  }
-
-  fault.operation = *operation;
+  fault.operation = *clientOperation(given.value);
   if (given.port.empty()) {
     return report(addFault(fault));
   }
@@ -59,17 +74,7 @@ ExitCode runFault(const FaultOptions& given) {
 }
 
 ExitCode runClock(const ClockOptions& given) {
-  const bool isWord = given.value == "follow" || given.value == "fail";
-  if (isWord && given.isRunning) {
-    return fail("--run needs a time to run from", kWrongUsage);
-  }
-  if (!isWord && !isLocalTime(given.value)) {
-    return fail("no such time: " + given.value, kWrongUsage);
-  }
-  if (given.behindMs != 0 && given.value != "follow") {
-    return fail("--behind-ms goes with follow", kWrongUsage);
-  }
-  if (isWord) {
+  if (given.isWord()) {
     return report(
         setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
   }
@@ -90,6 +95,7 @@ Action defineFault(CLI::App& app) {
   app.add_option("--delay-ms", given->fault.delayMs, "The calls are answered that much later");
   app.add_option("--times", given->fault.times, "For so many calls only")
       ->check(CLI::PositiveNumber);
+  refuseMistakes(app, [given] { return faultMistake(*given); });
   return [given] { return runFault(*given); };
 }
 
@@ -107,6 +113,7 @@ Action defineClock(CLI::App& app) {
   app.add_flag("--run", given->isRunning, "Run on from the given time");
   app.add_option("--behind-ms", given->behindMs, "With follow: how far behind the host's clock")
       ->check(CLI::NonNegativeNumber);
+  refuseMistakes(app, [given] { return clockMistake(*given); });
   return [given] { return runClock(*given); };
 }
 

@@ -1,0 +1,83 @@
+// play: a scenario.
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "switchsim/command.h"
+#include "switchsim/scenario_player.h"
+
+namespace switchsim {
+namespace {
+
+constexpr double kMaxSpeed = 100000;
+
+struct PlayOptions {
+  std::string file;
+  double speed = 1;
+  bool isLooping = false;
+  bool isQuiet = false;
+};
+
+// What is wrong with the scenario and the options together.
+std::vector<std::string> mistakesOf(const Scenario& scenario, const PlayOptions& given) {
+  std::vector<std::string> texts;
+  for (const Mistake& mistake : scenario.mistakes) {
+    texts.push_back(given.file + ":" + std::to_string(mistake.line) + ": " + mistake.what);
+  }
+  if (texts.empty() && scenario.events.empty()) {
+    texts.push_back(given.file + " has no event");
+  }
+
+  const bool waits = std::any_of(scenario.events.begin(), scenario.events.end(),
+                                 [](const Event& event) { return event.waits(); });
+  if (texts.empty() && given.isLooping && !waits) {
+    texts.push_back("--loop needs a line that waits, such as +1s");
+  }
+  return texts;
+}
+
+ExitCode runPlay(const PlayOptions& given) {
+  std::ifstream file(given.file);
+  if (!file) {
+    return fail("cannot read " + given.file + ": " + strerror(errno), kWrongUsage);
+  }
+  const Scenario scenario = readScenario({std::istreambuf_iterator<char>(file), {}});
+  const std::vector<std::string> mistakes = mistakesOf(scenario, given);
+  for (const std::string& mistake : mistakes) {
+    fprintf(stderr, "%s\n", mistake.c_str());
+  }
+  if (!mistakes.empty()) {
+    return kWrongUsage;
+  }
+
+  ScenarioPlayer player(given.file, given.speed, given.isQuiet);
+  ExitCode result = kDone;
+  do {
+    result = player.play(scenario);
+  } while (result == kDone && given.isLooping);
+  return result;
+}
+
+}  // namespace
+
+Action definePlay(CLI::App& app) {
+  const auto given = std::make_shared<PlayOptions>();
+  app.footer(
+      std::string(kScenarioGrammar) +
+      "\n\nEnds with 1 at the first line that fails. Lines that can't be read are told before "
+      "anything\nis done; the end is 2 then.");
+  app.add_option("FILE", given->file, "The scenario")->required();
+  app.add_option("--speed", given->speed,
+                 "How many times as fast: waits take so much less, and the switch's ports and a "
+                 "clock that runs go along. What uses the switch does not: run a daemon as many "
+                 "times as fast, or play to it without --speed")
+      ->check(CLI::Range(1.0, kMaxSpeed));
+  app.add_flag("--loop", given->isLooping, "Begin again at the end, until interrupted");
+  app.add_flag("--quiet", given->isQuiet, "Do not tell each event");
+  return [given] { return runPlay(*given); };
+}
+
+}  // namespace switchsim
