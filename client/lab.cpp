@@ -1,0 +1,115 @@
+#include "client/lab.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "client/failure.h"
+#include "client/text.h"
+#include "client/whole_file.h"
+
+namespace {
+
+// A socket's path has room for 107 bytes, and the lab's own part of it takes 60.
+constexpr size_t kMaxTempBytes = 40;
+
+std::string foundSwitchsim() {
+  std::string path = programNamed("switchsim");
+  if (path.empty()) {
+    throw Failure(kExitNoSuch,
+                  "there is no switchsim, which a rehearsal runs on. Install the package of the "
+                  "simulated switch, quorin-poed-sim.");
+  }
+  return path;
+}
+
+std::string newFolder() {
+  const char* given = getenv("TMPDIR");
+  const bool isUsable = given != nullptr && given[0] == '/' && strlen(given) <= kMaxTempBytes;
+  std::string path = std::string(isUsable ? given : "/tmp") + "/rehearsal-XXXXXX";
+  if (mkdtemp(path.data()) == nullptr) {
+    failFile(path, "made", errno);
+  }
+  return path;
+}
+
+// switchsim's own words, without its name in front.
+std::string reasonOf(const ProgramEnd& end) {
+  const std::string said = end.error.substr(0, end.error.find_last_not_of('\n') + 1);
+  return said.empty() ? "it ended with status " + std::to_string(end.status) : escaped(said);
+}
+
+}  // namespace
+
+Lab::Lab(const Zone& zone, const Output& output)
+    : zone_(zone),
+      output_(output),
+      program_(foundSwitchsim()),
+      place_(newFolder()),
+      catcher_("interrupted twice. What is left goes with: switchsim lab down --clean --dir " +
+               place_ + "/lab") {}
+
+Lab::~Lab() {
+  StopCatcher::spareProgram();
+  try {
+    if (isUp_) {
+      run({"lab", "down", "--dir", folder(), "--clean"});
+    }
+  } catch (const std::exception& error) {
+    output_.warn(error.what());
+  }
+  std::error_code error;
+  std::filesystem::remove_all(place_, error);
+  if (error) {
+    output_.warn(place_ + " could not be removed: " + error.message());
+  }
+}
+
+void Lab::up(const std::string& ports, int64_t at, const std::vector<std::string>& more) {
+  std::vector<std::string> arguments{
+      "lab", "up", "--dir", folder(), "--from", keep("ports.json", ports), "--at", localTime(at)};
+  arguments.insert(arguments.end(), more.begin(), more.end());
+  StopCatcher::throwIfStopped();
+  isUp_ = true;
+  run(arguments);
+  StopCatcher::throwIfStopped();
+}
+
+void Lab::runTo(int64_t at) {
+  StopCatcher::throwIfStopped();
+  run({"lab", "at", localTime(at), "--dir", folder()});
+}
+
+JsonPtr Lab::journalSince(int64_t entry) {
+  const std::string text = run({"journal", "--json", "--since", std::to_string(entry)});
+  JsonPtr journal = jsonParse(text.c_str());
+  if (journal == nullptr) {
+    throw Failure(kExitNoDaemon, "the lab's switch has no journal that can be read.");
+  }
+  return journal;
+}
+
+std::string Lab::keep(const std::string& name, const std::string& content) {
+  const std::string path = place_ + "/" + name;
+  writeWholeFile(path, content);
+  return path;
+}
+
+std::string Lab::run(std::vector<std::string> arguments) {
+  const ProgramEnd end = runProgram(program_, arguments,
+                                    {{"TZ", zone_.name()},
+                                     {"QUORIN_POED_LAB", folder()},
+                                     {"SWITCHSIM_STATE", folder() + "/switch.state"}});
+  if (end.status != 0) {
+    StopCatcher::throwIfStopped();
+    throw Failure(kExitNoDaemon, "the lab of the rehearsal failed at \"switchsim " +
+                                     joined(arguments, " ") + "\": " + reasonOf(end));
+  }
+  return end.out;
+}
+
+std::string Lab::localTime(int64_t at) const {
+  constexpr size_t kWeekdayBytes = 4;
+  return momentText(at, zone_).substr(kWeekdayBytes);
+}
