@@ -3,14 +3,25 @@
 
 #include "client/app.h"
 #include "daemon/paths.h"
+#include "switchsim/lab_clock.h"
+
+namespace {
+
+// In a lab the daemon's files are below the lab's root, in place of this build's.
+std::string fileAt(const char* path) {
+  const std::string lab = labFolder();
+  return lab.empty() ? path : lab + "/root" + (path + sizeof QUORIN_POED_ROOT - 1);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   setlocale(LC_CTYPE, "");
   Options options;
-  options.socketPath = kSocketPath;
-  options.portFilePath = QUORIN_POED_ROOT "/etc/quorin_poed/ports";
-  options.logPath = kLogFilePath;
-  options.oldLogPath = kOldLogFilePath;
-  options.logLevelPath = kLogLevelPath;
+  options.socketPath = fileAt(kSocketPath);
+  options.portFilePath = fileAt(QUORIN_POED_ROOT "/etc/quorin_poed/ports");
+  options.logPath = fileAt(kLogFilePath);
+  options.oldLogPath = fileAt(kOldLogFilePath);
+  options.logLevelPath = fileAt(kLogLevelPath);
   return runClient(argc, argv, options);
 }

@@ -116,10 +116,10 @@ int64_t Session::now() {
       switchLibrary != nullptr ? switchLibrary->clock() : std::nullopt;
   warnIfSilent();
   if (!clock) {
-    return time(nullptr);
+    return systemNow();
   }
   checkClock(*clock);
-  return zone_.instantNear(clock->local, time(nullptr));
+  return zone_.instantNear(clock->local, systemNow());
 }
 
 void Session::warnIfSilent() {
@@ -132,7 +132,7 @@ void Session::checkClock(const SwitchClock& clock) {
   if (std::exchange(isClockChecked_, true)) {
     return;
   }
-  const int64_t here = time(nullptr);
+  const int64_t here = systemNow();
   const int64_t difference = zone_.instantNear(clock.local, here) - here;
   const auto offsetMin = static_cast<int32_t>(zone_.at(here).tm_gmtoff / kSecPerMin);
   if (std::abs(difference) > kMaxClockDifferenceSec) {

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "client/text.h"
+#include "switchsim/lab_clock.h"
 
 namespace {
 
@@ -229,6 +230,10 @@ std::optional<int64_t> parseDayMoment(const std::string& text, int64_t now, cons
 }
 
 }  // namespace
+
+int64_t systemNow() {
+  return systemMs() / kMsPerSec;
+}
 
 Zone Zone::ofProcess() {
   return Zone(kStartZone);

@@ -10,6 +10,9 @@
 
 #include "scheduler/tick_time.h"
 
+// This system's time, by which the daemon dates its runs and its log; in a lab that lab's.
+int64_t systemNow();
+
 class Zone {
  public:
   // The name as in TZ: "Europe/Berlin", "CET-1CEST", "UTC".

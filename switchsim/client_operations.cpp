@@ -4,10 +4,12 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "switchos/openclt.h"
 #include "switchsim/answer_call.h"
 #include "switchsim/client_handles.h"
+#include "switchsim/lab_clock.h"
 #include "switchsim/port_model.h"
 #include "switchsim/port_status_table.h"
 #include "switchsim/switch_clock.h"
@@ -274,6 +276,9 @@ OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuff
     }
     writeText(*timeText, text);
     *zoneOffset = zoneOffsetMinutes();
+    if (isLabDaemon()) {
+      state->clockReadBeforeMs = std::exchange(state->clockReadMs, systemMs());
+    }
     return OPENCLT_OK;
   });
 }

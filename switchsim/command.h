@@ -41,6 +41,7 @@ Action defineCreate(CLI::App& app);
 Action defineDevice(CLI::App& app);
 Action defineFault(CLI::App& app);
 Action defineJournal(CLI::App& app);
+Action defineLab(CLI::App& app);
 Action defineServer(CLI::App& app);
 Action defineSet(CLI::App& app);
 Action defineShow(CLI::App& app);

@@ -22,6 +22,7 @@ constexpr Command kCommands[] = {
     {"fault", "Make an operation fail or take its time", defineFault},
     {"server", "Let the switch OS's server answer or not", defineServer},
     {"clock", "Set the switch's clock", defineClock},
+    {"lab", "A switch, the real daemon and a clock of their own in one folder", defineLab},
 };
 
 }  // namespace

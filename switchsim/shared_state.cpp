@@ -12,12 +12,13 @@
 
 #include "base/thread_annotations.h"
 #include "base/unique_fd.h"
+#include "switchsim/lab_clock.h"
 
 namespace switchsim {
 namespace {
 
 constexpr char kMagic[16] = "switchsim state";
-constexpr uint32_t kLayoutVersion = 2;
+constexpr uint32_t kLayoutVersion = 3;
 constexpr const char* kDefaultPath = "/tmp/switchsim.state";
 
 std::string systemError(const std::string& what) {
@@ -225,9 +226,7 @@ std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&),
 }
 
 int64_t monotonicMs() {
-  struct timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+  return isLabDaemon() || !labFolder().empty() ? systemMs() : hostMonotonicMs();
 }
 
 }  // namespace switchsim

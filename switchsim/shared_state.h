@@ -54,6 +54,8 @@ struct SharedState {
   SwitchOptions options;
   PortRecord ports[kMaxUnits * kMaxPortsPerUnit];  // by ifNum - 1
   ClockRecord clock;
+  int64_t clockReadMs;        // when a lab's daemon last read the clock, by its time of day
+  int64_t clockReadBeforeMs;  // and when before that
   uint32_t serverDown;
   uint32_t faultCount;
   Fault faults[kMaxFaults];
@@ -87,6 +89,8 @@ LockedState lockState(std::string* error = nullptr);
 std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&),
                           const SwitchOptions& options);
 
+// By which ports go: a clock that only goes forward. In a lab it is the time of day, which alone is
+// the same for its daemon, whose clocks are moved, and for the others.
 int64_t monotonicMs();
 
 }  // namespace switchsim

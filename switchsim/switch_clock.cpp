@@ -2,6 +2,8 @@
 
 #include <time.h>
 
+#include "switchsim/lab_clock.h"
+
 namespace switchsim {
 namespace {
 
@@ -36,10 +38,7 @@ std::optional<int64_t> parseLocalSec(const std::string& text) {
 }
 
 struct tm hostTime(int64_t behindMs) {
-  struct timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  const time_t then =
-      static_cast<time_t>((int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000 - behindMs) / 1000);
+  const time_t then = static_cast<time_t>((systemMs() - behindMs) / 1000);
   struct tm fields = {};
   localtime_r(&then, &fields);
   return fields;
@@ -54,7 +53,7 @@ std::string clockText(const ClockRecord& clock) {
     case ClockMode::frozen:
       return formatLocalSec(clock.localSec);
     case ClockMode::running:
-      return formatLocalSec(clock.localSec + (int64_t{time(nullptr)} - clock.hostSec));
+      return formatLocalSec(clock.localSec + (systemMs() / 1000 - clock.hostSec));
     case ClockMode::fail:
       break;
   }
@@ -70,7 +69,7 @@ bool isLocalTime(const std::string& text) {
 }
 
 std::string setClock(ClockMode mode, const std::string& localTime, int64_t behindMs) {
-  ClockRecord clock = {mode, 0, time(nullptr), behindMs};
+  ClockRecord clock = {mode, 0, systemMs() / 1000, behindMs};
   if (mode == ClockMode::frozen || mode == ClockMode::running) {
     const std::optional<int64_t> localSec = parseLocalSec(localTime);
     if (!localSec) {

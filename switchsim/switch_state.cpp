@@ -197,6 +197,11 @@ std::string setServerUp(bool up) {
   return error;
 }
 
+ClockReads clockReads() {
+  const LockedState state = lockState();
+  return state == nullptr ? ClockReads{} : ClockReads{state->clockReadMs, state->clockReadBeforeMs};
+}
+
 uint64_t misuseCount() {
   const LockedState state = lockState();
   return state == nullptr ? 0 : state->misuseCount;

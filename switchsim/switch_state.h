@@ -156,6 +156,13 @@ std::string clearFaults();
 // localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far
 // behind the host.
 bool isLocalTime(const std::string& text);
+// When a lab's daemon last read the clock, as it does in every minute before it looks what is due,
+// and when before that: milliseconds since 1970 UTC. 0: not yet, or there is not a switch.
+struct ClockReads {
+  int64_t lastMs = 0;
+  int64_t beforeMs = 0;
+};
+ClockReads clockReads();
 std::string setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
 
 // The entries above `seq` that the journal still holds, in order. Empty when there is not a switch.

@@ -122,7 +122,7 @@ std::optional<int64_t> sinceOf(const HistoryOptions& given, Session& session) {
   if (given.since.empty()) {
     return std::nullopt;
   }
-  const auto since = parseMoment(given.since, time(nullptr), session.shownZone());
+  const auto since = parseMoment(given.since, systemNow(), session.shownZone());
   if (!since) {
     throw Failure(kExitUsage, inQuotes(given.since) + " is no time: " + kMomentForms);
   }
@@ -185,7 +185,7 @@ std::string footer(const RunPage& page, Session& session) {
 void printRuns(const RunPage& page, bool hasPorts, Session& session) {
   const Output& output = session.output();
   if (!session.options().json) {
-    const int64_t now = time(nullptr);
+    const int64_t now = systemNow();
     const Zone& zone = session.shownZone();
     const std::string table =
         hasPorts ? portRunsText(page.runs, session.names(), now, zone, output.screen())
@@ -231,7 +231,7 @@ int showRun(const HistoryOptions& given, Session& session) {
     output.printJson(runJson(run, true, session.names(), session.shownZone()));
   } else {
     output.print(
-        runText(run, session.names(), time(nullptr), session.shownZone(), output.screen()) +
+        runText(run, session.names(), systemNow(), session.shownZone(), output.screen()) +
         session.zoneText() + "\n");
   }
   return kExitDone;
@@ -251,7 +251,7 @@ class Follower {
       for (const Run& run : newRuns(unit)) {
         know(unit, run);
       }
-      for (const Run& run : askOpenRuns(session_.daemon(), unit, time(nullptr))) {
+      for (const Run& run : askOpenRuns(session_.daemon(), unit, systemNow())) {
         open_.insert({unit, run.runId});
       }
     }

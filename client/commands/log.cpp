@@ -44,7 +44,7 @@ Wanted wantedBy(const LogOptions& given, Session& session) {
     wanted.level = levelOfWord(given.level);
   }
   if (!given.since.empty()) {
-    wanted.since = parseMoment(given.since, time(nullptr), session.shownZone());
+    wanted.since = parseMoment(given.since, systemNow(), session.shownZone());
     if (!wanted.since) {
       throw Failure(kExitUsage, inQuotes(given.since) + " is no time: " + kMomentForms);
     }

@@ -175,7 +175,7 @@ void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& sch
   const Output& output = session.output();
   std::vector<Run> openRuns;
   for (const int32_t unit : unitsOf(ports)) {
-    const std::vector<Run> ofUnit = askOpenRuns(session.daemon(), unit, time(nullptr));
+    const std::vector<Run> ofUnit = askOpenRuns(session.daemon(), unit, systemNow());
     openRuns.insert(openRuns.end(), ofUnit.begin(), ofUnit.end());
   }
   const int64_t now = session.now();

@@ -224,7 +224,7 @@ class ResetView {
   void print(const WatchedPort& port, const std::string& line) {
     const Output& output = session_.output();
     if (session_.options().json) {
-      const std::string time = rfc3339(::time(nullptr), session_.shownZone());
+      const std::string time = rfc3339(systemNow(), session_.shownZone());
       output.printJsonLine(resetChangeJson(port, session_.names(), time));
       return;
     }
@@ -332,7 +332,7 @@ void announce(const std::vector<Run>& runs, Session& session) {
 void printResult(const std::vector<Run>& runs, const std::vector<WatchedPort>& ports,
                  Session& session) {
   if (session.options().json) {
-    const std::string time = rfc3339(::time(nullptr), session.shownZone());
+    const std::string time = rfc3339(systemNow(), session.shownZone());
     session.output().printJsonLine(resetResultJson(runs, ports, session.names(), time));
   }
 }

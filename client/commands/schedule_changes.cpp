@@ -32,7 +32,7 @@ bool isOpenWindowOf(const Run& run, const Schedule& schedule) {
 
 std::string openWindowText(const Run& run, const Schedule& schedule, Session& session) {
   const std::string since =
-      run.startedAt ? " since " + nearText(*run.startedAt, time(nullptr), session.shownZone()) : "";
+      run.startedAt ? " since " + nearText(*run.startedAt, systemNow(), session.shownZone()) : "";
   const char* state = schedule.type == ScheduleType::powerOn ? "on" : "off";
   return "a window of " + scheduleTitle(schedule) + " is open" + since + " (run " +
          std::to_string(run.runId) + "): its ports " + session.names().ranges(schedule.ifNums) +
@@ -119,7 +119,7 @@ void confirmOpenWindows(const std::vector<Schedule>& touched, bool isYes, Sessio
   std::vector<std::string> reasons;
   for (const Schedule& schedule : touched) {
     if (openRuns.count(schedule.unit) == 0) {
-      openRuns[schedule.unit] = askOpenRuns(session.daemon(), schedule.unit, time(nullptr));
+      openRuns[schedule.unit] = askOpenRuns(session.daemon(), schedule.unit, systemNow());
     }
     for (const Run& run : openRuns[schedule.unit]) {
       if (isOpenWindowOf(run, schedule)) {

@@ -274,7 +274,7 @@ Status askStatus(Session& session) {
   Daemon& daemon = session.daemon();
   Status status;
   status.answerUs = measureAnswerUs(daemon);
-  status.systemNow = time(nullptr);
+  status.systemNow = systemNow();
   status.schedules = session.schedules();
   std::vector<Run> behind;
   for (const int32_t unit : session.units()) {

@@ -294,7 +294,7 @@ SensorPort sensorOf(const PoePort& port, Session& session) {
 
 int runWhy(const WhyOptions& given, Session& session) {
   WhyQuestion question;
-  question.now = time(nullptr);
+  question.now = systemNow();
   question.at = momentAsked(given.at, question.now, session.shownZone());
   const std::vector<PoePort> ports = session.portsNamed({given.port});
   if (ports.size() != 1) {

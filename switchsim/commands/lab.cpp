@@ -1,0 +1,216 @@
+// lab: a switch, a daemon and a clock of their own in one folder.
+#include "switchsim/lab.h"
+
+#include "base/json.h"
+#include "client/daemon.h"
+#include "client/failure.h"
+#include "client/model.h"
+#include "client/text.h"
+#include "client/time_text.h"
+#include "switchsim/command.h"
+#include "switchsim/lab_travel.h"
+#include "switchsim/switch_state.h"
+
+namespace switchsim {
+namespace {
+
+constexpr int64_t kMsPerSec = 1000;
+constexpr int64_t kAskTimeoutMs = 10000;
+
+struct LabOptions {
+  std::string folder;
+  uint32_t units = 0;  // 0: not given
+  std::string moment;
+  int32_t speed = 0;  // 0: not given
+  bool json = false;
+  bool clean = false;
+};
+
+using LabAction = std::function<void(Lab& lab, const LabOptions& given)>;
+
+// The lab's zone: that of its daemon, whatever TZ is here.
+Zone zoneOf(const Lab& lab) {
+  const std::string zone = lab.zone();
+  return zone.empty() ? Zone::ofProcess() : Zone(zone);
+}
+
+int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
+  const auto moment = parseMoment(text, nowMs / kMsPerSec, zone, Toward::future);
+  if (!moment) {
+    throw Failure(kExitUsage, "no such time: " + text + "; " + kMomentForms);
+  }
+  return *moment;
+}
+
+// The time to go to, which must be to come.
+int64_t laterMoment(Lab& lab, const LabOptions& given, const Zone& zone) {
+  lab.requireRunning();
+  const int64_t moment = momentOf(given.moment, lab.nowMs(), zone);
+  if (moment * kMsPerSec < lab.nowMs()) {
+    throw Failure(kExitUsage, "in the lab it is " + momentText(lab.nowMs() / kMsPerSec, zone) +
+                                  " already, and its clock only goes forward: `switchsim lab down "
+                                  "--clean`, then `up --at` begins anew");
+  }
+  return moment;
+}
+
+void sayTime(const Lab& lab, const Zone& zone) {
+  print("it is " + momentText(lab.nowMs() / kMsPerSec, zone) + "\n");
+}
+
+void runUp(Lab& lab, const LabOptions& given) {
+  LabPlan plan;
+  const Zone zone = Zone::ofProcess();
+  if (!given.moment.empty()) {
+    plan.at = momentOf(given.moment, hostRealUs() / 1000, zone);
+  }
+  plan.speed = given.speed > 0 ? given.speed : 1;
+  plan.isNewSwitch = given.units > 0;
+  plan.makeSwitch = [&given] {
+    SwitchOptions options;
+    options.units = given.units > 0 ? given.units : 1;
+    return createSwitch(options, false);
+  };
+  lab.up(plan);
+  sayTime(lab, zone);
+  print("To speak to this lab:  eval \"$(switchsim lab env --dir '" + lab.folder() + "')\"\n");
+}
+
+void runAt(Lab& lab, const LabOptions& given) {
+  const Zone zone = zoneOf(lab);
+  travelTo(lab, laterMoment(lab, given, zone), zone);
+  sayTime(lab, zone);
+}
+
+void runJump(Lab& lab, const LabOptions& given) {
+  const Zone zone = zoneOf(lab);
+  lab.setClock(laterMoment(lab, given, zone) * kMsPerSec, lab.speed());
+  sayTime(lab, zone);
+}
+
+void runSpeed(Lab& lab, const LabOptions& given) {
+  lab.requireRunning();
+  lab.setClock(lab.nowMs(), given.speed);
+  sayTime(lab, zoneOf(lab));
+}
+
+size_t scheduleCount(const Lab& lab) {
+  SocketDaemon daemon(lab.socketPath(), kAskTimeoutMs, {});
+  size_t count = 0;
+  for (int32_t unit = 1; unit <= static_cast<int32_t>(kMaxUnits); ++unit) {
+    count += askSchedules(daemon, unit).size();
+  }
+  return count;
+}
+
+void runShow(Lab& lab, const LabOptions& given) {
+  lab.requireRunning();
+  const Zone zone = zoneOf(lab);
+  const int64_t now = lab.nowMs() / kMsPerSec;
+  const size_t schedules = scheduleCount(lab);
+  if (given.json) {
+    JsonObject json;
+    json.text("folder", lab.folder().c_str())
+        .text("time", rfc3339(now, zone).c_str())
+        .number("speed", lab.speed())
+        .text("socket", lab.socketPath().c_str())
+        .number("daemonPid", lab.daemonPid())
+        .number("schedules", static_cast<int64_t>(schedules));
+    const JsonTextPtr text = jsonPrintAndFree(json.take());
+    print(std::string(text.get()) + "\n");
+    return;
+  }
+  print("folder   " + lab.folder() + "\ntime     " + momentText(now, zone) + " " +
+        zone.abbreviation(now) + ", speed " + std::to_string(lab.speed()) + "\ndaemon   process " +
+        std::to_string(lab.daemonPid()) + ", " + counted(schedules, "schedule") + "\nsocket   " +
+        lab.socketPath() + "\n");
+}
+
+std::string quoted(const std::string& text) {
+  std::string shell = "'";
+  for (const char each : text) {
+    shell += each == '\'' ? std::string("'\\''") : std::string(1, each);
+  }
+  return shell + "'";
+}
+
+void runEnv(Lab& lab, const LabOptions&) {
+  lab.requireRunning();
+  print("export QUORIN_POED_LAB=" + quoted(lab.folder()) + "\n");
+  print("export SWITCHSIM_STATE=" + quoted(statePath()) + "\n");
+  if (!lab.zone().empty()) {
+    print("export TZ=" + quoted(lab.zone()) + "\n");
+  }
+}
+
+void runDown(Lab& lab, const LabOptions& given) {
+  const bool ran = lab.down(given.clean);
+  if (!ran && !given.clean) {
+    print("no lab runs in " + lab.folder() + "\n");
+  }
+}
+
+CLI::App* addLabCommand(CLI::App& app, const char* name, const char* summary,
+                        std::map<const CLI::App*, LabAction>* actions, LabAction action) {
+  CLI::App* command = app.add_subcommand(name, summary);
+  command->fallthrough();
+  (*actions)[command] = std::move(action);
+  return command;
+}
+
+ExitCode runLab(const LabOptions& given, const LabAction& action) {
+  try {
+    Lab lab(given.folder.empty() ? defaultLabFolder() : given.folder);
+    action(lab, given);
+    return kDone;
+  } catch (const Failure& failure) {
+    return fail(failure.what(), failure.status() == kExitUsage ? kWrongUsage : kFailed);
+  }
+}
+
+void addMoment(CLI::App* command, LabOptions* given) {
+  command->add_option("TIME", given->moment, "22:00, \"tue 14:00\", +2h, \"2026-03-29 01:59:30\"")
+      ->required();
+}
+
+}  // namespace
+
+Action defineLab(CLI::App& app) {
+  const auto given = std::make_shared<LabOptions>();
+  const auto actions = std::make_shared<std::map<const CLI::App*, LabAction>>();
+  const auto speed = CLI::Range(1, kMaxLabSpeed);
+  app.add_option("--dir", given->folder, "The lab's folder [that of QUORIN_POED_LAB, or your own]");
+  app.require_subcommand(1);
+
+  CLI::App* up = addLabCommand(app, "up", "Make a lab, or go on with one that was taken down",
+                               actions.get(), runUp);
+  up->add_option("--units", given->units, "A new switch with so many units")
+      ->check(CLI::Range(uint32_t{1}, kMaxUnits));
+  up->add_option("--at", given->moment, "When the lab begins [where it was left, or now]");
+  up->add_option("--speed", given->speed, "How much faster than real its clock runs [1]")
+      ->check(speed);
+  addMoment(
+      addLabCommand(app, "at", "Run to a time, through every minute in which a schedule may act",
+                    actions.get(), runAt),
+      given.get());
+  addMoment(addLabCommand(app, "jump", "Set the clock; what was due in between does not happen",
+                          actions.get(), runJump),
+            given.get());
+  addLabCommand(app, "speed", "Set how much faster than real the clock runs", actions.get(),
+                runSpeed)
+      ->add_option("N", given->speed, "1 is real time")
+      ->required()
+      ->check(speed);
+  addLabCommand(app, "show", "Tell time, daemon and socket", actions.get(), runShow)
+      ->add_flag("--json", given->json, "Print one JSON document");
+  addLabCommand(app, "env", "Print what makes quorin_poectl and switchsim speak to this lab",
+                actions.get(), runEnv);
+  addLabCommand(app, "down", "End the daemon; its files stay for the next `up`", actions.get(),
+                runDown)
+      ->add_flag("--clean", given->clean, "Remove the lab's folder, too");
+  return [given, actions, lab = &app] {
+    return runLab(*given, actions->at(lab->get_subcommands().front()));
+  };
+}
+
+}  // namespace switchsim

@@ -1,0 +1,324 @@
+#include "switchsim/lab.h"
+
+#include <cjson/cJSON.h>
+#include <fcntl.h>
+#include <semaphore.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+
+#include "base/json.h"
+#include "base/unique_fd.h"
+#include "client/failure.h"
+#include "client/text.h"
+#include "client/whole_file.h"
+
+namespace fs = std::filesystem;
+
+namespace switchsim {
+namespace {
+
+constexpr int64_t kMsPerSec = 1000;
+constexpr int64_t kUsPerMs = 1000;
+constexpr auto kPollPause = std::chrono::milliseconds(5);
+constexpr auto kPatience = std::chrono::seconds(20);  // for the daemon's start, and for its end
+constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;
+
+[[noreturn]] void fail(const std::string& text, ExitCode status = kExitNotAsWished) {
+  throw Failure(status, text);
+}
+
+bool waitUntil(const std::function<bool()>& isSo) {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!isSo()) {
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
+    std::this_thread::sleep_for(kPollPause);
+  }
+  return true;
+}
+
+bool isAnswered(const std::string& socketPath) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  strncpy(address.sun_path, socketPath.c_str(), kMaxSocketPath);
+  const UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+         0;
+}
+
+// Beside this program in a build folder, else where it is installed.
+std::string daemonProgram() {
+  std::error_code error;
+  const fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
+  for (const fs::path& path :
+       {here / "quorin_poed_lab", here / "../libexec/quorin_poed/quorin_poed_lab"}) {
+    if (access(path.c_str(), X_OK) == 0) {
+      return fs::canonical(path);
+    }
+  }
+  fail("the lab's daemon, quorin_poed_lab, is not beside " + here.string() +
+       ": build it, or install the simulator's package again");
+}
+
+std::string clockLibrary() {
+  if (access(LIBFAKETIME_PATH, R_OK) != 0) {
+    fail("a lab's clock needs " LIBFAKETIME_PATH ": apt-get install faketime");
+  }
+  return LAB_PRELOAD;
+}
+
+// The library that moves the clock leaves these behind when its process is killed.
+void removeSharedClock(pid_t pid) {
+  shm_unlink(("/faketime_shm_" + std::to_string(pid)).c_str());
+  sem_unlink(("/faketime_sem_" + std::to_string(pid)).c_str());
+}
+
+void makeDirectory(const std::string& path) {
+  std::error_code error;
+  fs::create_directories(path, error);
+  if (error) {
+    fail("cannot make " + path + ": " + error.message());
+  }
+}
+
+}  // namespace
+
+struct Lab::Record {
+  pid_t pid = 0;
+  int64_t startUs = 0;   // real time, since 1970 UTC
+  int64_t leftAtMs = 0;  // the lab's time when it was taken down; 0: it was not
+  std::string zone;
+};
+
+std::string defaultLabFolder() {
+  const std::string current = labFolder();
+  if (!current.empty()) {
+    return current;
+  }
+  const char* state = getenv("XDG_STATE_HOME");
+  const char* home = getenv("HOME");
+  if (state != nullptr && *state == '/') {
+    return std::string(state) + "/switchsim-lab";
+  }
+  if (home == nullptr || *home != '/') {
+    fail("HOME is not set: name a folder with --dir", kExitUsage);
+  }
+  return std::string(home) + "/.local/state/switchsim-lab";
+}
+
+Lab::Lab(const std::string& folder) : folder_(fs::absolute(folder).lexically_normal()) {
+  if (folder_.size() > 1 && folder_.back() == '/') {
+    folder_.pop_back();
+  }
+  setenv("QUORIN_POED_LAB", folder_.c_str(), 1);
+  setenv("SWITCHSIM_STATE", (folder_ + "/switch.state").c_str(), 1);
+}
+
+std::optional<Lab::Record> Lab::readRecord() const {
+  const std::string path = folder_ + "/lab.json";
+  if (access(path.c_str(), F_OK) != 0) {
+    return std::nullopt;
+  }
+  const JsonPtr json = jsonParse(readWholeFile(path).c_str());
+  const char* zone = jsonTextMember(json.get(), "zone");
+  return Record{jsonInt32Member(json.get(), "pid", 0), jsonInt64Member(json.get(), "startUs", 0),
+                jsonInt64Member(json.get(), "leftAtMs", 0), zone != nullptr ? zone : ""};
+}
+
+void Lab::writeRecord(const Record& record) const {
+  JsonObject json;
+  json.number("pid", record.pid)
+      .number("startUs", record.startUs)
+      .number("leftAtMs", record.leftAtMs)
+      .text("zone", record.zone.c_str());
+  const JsonTextPtr text = jsonPrintAndFree(json.take());
+  writeWholeFile(folder_ + "/lab.json", std::string(text.get()) + "\n");
+}
+
+// The process works in the lab's root: its number alone could be another's by now.
+pid_t Lab::daemonPid() const {
+  const std::optional<Record> record = readRecord();
+  if (!record || record->pid == 0) {
+    return 0;
+  }
+  std::error_code error;
+  const fs::path works = fs::read_symlink("/proc/" + std::to_string(record->pid) + "/cwd", error);
+  return works == fs::weakly_canonical(folder_ + "/root", error) ? record->pid : 0;
+}
+
+bool Lab::isRunning() const {
+  return daemonPid() != 0;
+}
+
+void Lab::requireRunning() const {
+  if (isRunning()) {
+    return;
+  }
+  const std::optional<Record> record = readRecord();
+  if (!record) {
+    fail("no lab is in " + folder_ + ": `switchsim lab up` makes one", kExitNoDaemon);
+  }
+  fail(record->pid != 0
+           ? "the lab's daemon has ended by itself; its log is " + folder_ +
+                 "/root/tmp/sw900.log. `switchsim lab up` starts it again"
+           : "the lab in " + folder_ + " was taken down: `switchsim lab up` goes on with it",
+       kExitNoDaemon);
+}
+
+std::string Lab::zone() const {
+  const std::optional<Record> record = readRecord();
+  return record ? record->zone : "";
+}
+
+int64_t Lab::nowMs() const {
+  return systemMs();
+}
+
+int32_t Lab::speed() const {
+  const std::optional<LabClock> clock = readLabClock(folder_);
+  return clock ? clock->speed : 1;
+}
+
+void Lab::writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const {
+  const LabClock clock{labMs, hostMonotonicMs(), speed};
+  writeWholeFile(folder_ + "/clock", labClockText(clock, daemonStartUs));
+}
+
+void Lab::setClock(int64_t toMs, int32_t speed) {
+  const std::optional<Record> record = readRecord();
+  writeClock(toMs, speed, record ? record->startUs : 0);
+}
+
+void Lab::makeFolder() const {
+  if (socketPath().size() > kMaxSocketPath) {
+    fail("the path of the lab is too long for a socket below it: name a shorter one with --dir",
+         kExitUsage);
+  }
+  if (fs::exists(folder_) && !fs::is_empty(folder_) && !fs::exists(folder_ + "/lab.json") &&
+      !fs::exists(folder_ + "/root")) {
+    fail(folder_ + " is not empty, and no lab: name another folder with --dir", kExitUsage);
+  }
+  for (const char* below : {"/root/tmp", "/root/var/run", "/root/mnt/fastpath", "/root/etc"}) {
+    makeDirectory(folder_ + below);
+  }
+  if (chmod(folder_.c_str(), S_IRWXU) != 0) {
+    fail(folder_ + " cannot be made this user's alone: " + strerror(errno));
+  }
+}
+
+// After a daemon that ended by itself the clock has run on.
+int64_t Lab::timeToGoOnMs() const {
+  const std::optional<Record> former = readRecord();
+  if (!former) {
+    return hostRealUs() / kUsPerMs;
+  }
+  return former->leftAtMs != 0 ? former->leftAtMs : nowMs();
+}
+
+void Lab::up(const LabPlan& plan) {
+  if (isRunning()) {
+    fail("a lab runs in " + folder_ +
+         " already: `switchsim lab down` ends it, --dir names another folder");
+  }
+  const int64_t atMs = plan.at ? *plan.at * kMsPerSec : timeToGoOnMs();
+  makeFolder();
+  writeClock(atMs, plan.speed, hostRealUs());  // by which the switch is made
+  if (plan.isNewSwitch || !fs::exists(folder_ + "/switch.state")) {
+    fs::remove(folder_ + "/switch.state");
+    const std::string error = plan.makeSwitch();
+    if (!error.empty()) {
+      fail(error);
+    }
+  }
+  awaitDaemon(startDaemon(atMs, plan.speed));
+}
+
+pid_t Lab::startDaemon(int64_t atMs, int32_t speed) const {
+  const std::string program = daemonProgram();
+  clockLibrary();
+  const pid_t pid = fork();
+  if (pid < 0) {
+    fail(std::string("cannot start the daemon: ") + strerror(errno));
+  }
+  if (pid == 0) {
+    execDaemon(program, atMs, speed);
+  }
+  return pid;
+}
+
+// The daemon's libfaketime reckons from the moment at which it is loaded, which is this one.
+void Lab::execDaemon(const std::string& program, int64_t atMs, int32_t speed) const try {
+  setsid();
+  const UniqueFd nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const UniqueFd out(open((folder_ + "/daemon.out").c_str(),
+                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  dup2(nothing.get(), STDIN_FILENO);
+  dup2(out.get(), STDOUT_FILENO);
+  dup2(out.get(), STDERR_FILENO);
+
+  const char* zone = getenv("TZ");
+  unsetenv("QUORIN_POED_LAB");
+  setenv("SWITCHSIM_TIME", "wall", 1);
+  setenv("LD_PRELOAD", clockLibrary().c_str(), 1);
+  setenv("FAKETIME_TIMESTAMP_FILE", (folder_ + "/clock").c_str(), 1);
+  setenv("FAKETIME_NO_CACHE", "1", 1);
+  setenv("NO_FAKE_STAT", "1", 1);
+  const int64_t startUs = hostRealUs();
+  writeRecord({getpid(), startUs, 0, zone != nullptr ? zone : ""});
+  writeClock(atMs, speed, startUs);
+  if (chdir((folder_ + "/root").c_str()) == 0) {
+    execl(program.c_str(), program.c_str(), nullptr);
+  }
+  _exit(EXIT_FAILURE);
+} catch (const std::exception&) {
+  _exit(EXIT_FAILURE);
+}
+
+void Lab::awaitDaemon(pid_t child) const {
+  waitUntil([&] { return isAnswered(socketPath()) || waitpid(child, nullptr, WNOHANG) == child; });
+  if (!isAnswered(socketPath())) {
+    fail("the lab's daemon did not come up; its log is " + folder_ +
+         "/root/tmp/sw900.log, what it printed " + folder_ + "/daemon.out");
+  }
+}
+
+bool Lab::down(bool clean) {
+  const std::optional<Record> record = readRecord();
+  if (!record) {
+    if (clean && fs::exists(folder_)) {
+      fail(folder_ + " is no lab: it is left alone", kExitUsage);
+    }
+    return false;
+  }
+  const pid_t pid = daemonPid();
+  const int64_t leftAtMs = pid != 0 ? nowMs() : record->leftAtMs;
+  if (pid != 0) {
+    kill(pid, SIGTERM);
+    if (!waitUntil([this] { return !isRunning(); })) {
+      kill(pid, SIGKILL);
+      waitUntil([this] { return !isRunning(); });
+    }
+  }
+  removeSharedClock(record->pid);
+  writeRecord({0, 0, leftAtMs, record->zone});
+  if (clean) {
+    fs::remove_all(folder_);
+  }
+  return pid != 0;
+}
+
+}  // namespace switchsim

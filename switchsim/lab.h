@@ -1,0 +1,78 @@
+// A lab: a simulated switch and the real daemon in one folder, under a clock of their own.
+//
+//   switch.state  the switch
+//   root/         the daemon's private root: its socket, data and log are below it
+//   clock         the clock (lab_clock.h)
+//   lab.json      the daemon's process, or when the lab was taken down
+//   daemon.out    what the daemon printed
+//
+// All functions throw Failure, which says what to do.
+#ifndef QUORIN_SWITCHSIM_LAB_H
+#define QUORIN_SWITCHSIM_LAB_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "switchsim/lab_clock.h"
+
+namespace switchsim {
+
+constexpr int32_t kMaxLabSpeed = 1000;
+
+// That of QUORIN_POED_LAB, else one of the user's own.
+std::string defaultLabFolder();
+
+struct LabPlan {
+  std::optional<int64_t> at;  // seconds since 1970 UTC; none: where it was left, or now
+  int32_t speed = 1;
+  // Makes the lab's switch. It is called where there is none yet, and where isNewSwitch.
+  std::function<std::string()> makeSwitch;
+  bool isNewSwitch = false;
+};
+
+class Lab {
+ public:
+  // From now on this program belongs to the lab: switch and clock are the lab's.
+  explicit Lab(const std::string& folder);
+
+  // Returns when the daemon answers.
+  void up(const LabPlan& plan);
+  // Ends the daemon. clean: removes the folder, too. False where nothing ran.
+  bool down(bool clean);
+
+  // A lab whose daemon runs; the functions below need one.
+  void requireRunning() const;
+  bool isRunning() const;
+
+  int64_t nowMs() const;
+  int32_t speed() const;
+  // The clock shows this time from now on. REQUIRES: it is not earlier than nowMs(), for the
+  // daemon's sleep would last until it had come again.
+  void setClock(int64_t toMs, int32_t speed);
+
+  const std::string& folder() const { return folder_; }
+  std::string socketPath() const { return folder_ + "/root/var/run/quorin_poed.sock"; }
+  std::string zone() const;  // the TZ that the daemon was started with; empty: the system's
+  pid_t daemonPid() const;   // 0: none runs
+
+ private:
+  struct Record;
+  std::optional<Record> readRecord() const;
+  void writeRecord(const Record& record) const;
+  int64_t timeToGoOnMs() const;
+  void makeFolder() const;
+  pid_t startDaemon(int64_t atMs, int32_t speed) const;
+  [[noreturn]] void execDaemon(const std::string& program, int64_t atMs, int32_t speed) const;
+  void awaitDaemon(pid_t child) const;
+  void writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const;
+
+  std::string folder_;
+};
+
+}  // namespace switchsim
+
+#endif

@@ -1,0 +1,185 @@
+#include "switchsim/lab_travel.h"
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "client/daemon.h"
+#include "client/failure.h"
+#include "client/upcoming.h"
+#include "switchsim/switch_state.h"
+
+namespace switchsim {
+namespace {
+
+constexpr int64_t kMsPerSec = 1000;
+constexpr int64_t kSecPerMin = 60;
+constexpr int64_t kMsPerMin = kSecPerMin * kMsPerSec;
+constexpr int64_t kAheadMs = 2000;        // how long before a minute the lab arrives
+constexpr int32_t kTravelSpeed = 120;     // a minute is half a second: time to see it begin
+constexpr int32_t kMaxTravelSpeed = 400;  // while ports are dark for long
+constexpr int64_t kWorkParts = 8;         // long work takes about this part of a second here
+constexpr int64_t kAskTimeoutMs = 60000;
+constexpr auto kPollPause = std::chrono::milliseconds(2);
+constexpr auto kPatience = std::chrono::seconds(30);  // for a minute to be seen
+constexpr auto kSettlePause = std::chrono::milliseconds(10);
+constexpr auto kActPatience = std::chrono::milliseconds(500);
+
+using TimeOfDay = std::pair<int32_t, int32_t>;
+
+std::set<TimeOfDay> namedTimes(const std::vector<Schedule>& schedules) {
+  std::set<TimeOfDay> times;
+  for (const Schedule& schedule : schedules) {
+    for (const char* text : {schedule.startTime.c_str(), schedule.endTime.c_str(),
+                             schedule.restartTime.c_str(), schedule.allDay != 0 ? "00:00" : ""}) {
+      if (const auto time = timeOfDay(text)) {
+        times.insert(*time);
+      }
+    }
+  }
+  return times;
+}
+
+// How long the ports of one firing keep the daemon busy.
+int64_t workSec(const Schedule& schedule) {
+  const bool isRestart = schedule.type == ScheduleType::restart;
+  const int64_t pauses =
+      schedule.executionMode == EXECUTION_SEQUENTIAL
+          ? static_cast<int64_t>(schedule.ifNums.size()) *
+                (schedule.interPortDelaySec + (isRestart ? schedule.offTimeSec : 0))
+          : 0;
+  return std::max<int64_t>(pauses, isRestart ? schedule.offTimeSec : 0);
+}
+
+class Traveller {
+ public:
+  Traveller(Lab& lab, const Zone& zone)
+      : lab_(lab),
+        zone_(zone),
+        ownSpeed_(lab.speed()),
+        daemon_(lab.socketPath(), kAskTimeoutMs, {}) {
+    for (int32_t unit = 1; unit <= static_cast<int32_t>(kMaxUnits); ++unit) {
+      const std::vector<Schedule> ofUnit = askSchedules(daemon_, unit);
+      schedules_.insert(schedules_.end(), ofUnit.begin(), ofUnit.end());
+    }
+  }
+
+  // The minutes to live through until the instant, in order.
+  std::vector<int64_t> minutesUntil(int64_t instant) const {
+    const std::set<TimeOfDay> times = namedTimes(schedules_);
+    const bool isAllDay = std::any_of(schedules_.begin(), schedules_.end(),
+                                      [](const Schedule& each) { return each.allDay != 0; });
+    const int64_t next = (lab_.nowMs() / kMsPerMin + 1) * kSecPerMin;
+    std::vector<int64_t> minutes;
+    for (int64_t minute = next; minute <= instant; minute += kSecPerMin) {
+      const TickTime tick = zone_.tickAt(minute);
+      // An all-day schedule that is due already acts in the first minute that the daemon sees.
+      const bool isFirst = isAllDay && minute == next;
+      if (isFirst || times.count({tick.hour, tick.minute}) > 0) {
+        minutes.push_back(minute);
+      }
+    }
+    return minutes;
+  }
+
+  void liveThrough(int64_t minute) {
+    const std::vector<Upcoming> due = firingsWithin(schedules_, minute - 1, minute, zone_);
+    const uint64_t actsBefore = lastSeq();
+    const int64_t ahead = minute * kMsPerSec - kAheadMs;
+    lab_.setClock(std::max(lab_.nowMs(), ahead), speedFor(due));
+    awaitSeen(minute);
+    awaitDone(actsBefore, !due.empty());
+  }
+
+ private:
+  // Such that long work does not take long here, too. (Only a sleep that begins from now on is as
+  // short.)
+  int32_t speedFor(const std::vector<Upcoming>& due) const {
+    int64_t longest = std::max(kTravelSpeed, ownSpeed_);
+    for (const Upcoming& each : due) {
+      longest = std::max(longest, workSec(*each.schedule) * kWorkParts);
+    }
+    return static_cast<int32_t>(std::min<int64_t>(longest, std::max(kMaxTravelSpeed, ownSpeed_)));
+  }
+
+  void awaitSeen(int64_t minute) const {
+    const int64_t beginsMs = minute * kMsPerSec;
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    ClockReads reads = clockReads();
+    while (reads.lastMs < beginsMs) {
+      lab_.requireRunning();
+      if (std::chrono::steady_clock::now() > end) {
+        break;
+      }
+      std::this_thread::sleep_for(kPollPause);
+      reads = clockReads();
+    }
+    const bool isMissed = reads.lastMs >= beginsMs + kMsPerMin && reads.beforeMs < beginsMs;
+    if (reads.lastMs < beginsMs || isMissed) {
+      throw Failure(
+          kExitNotAsWished,
+          "the lab's daemon did not see " + momentText(minute, zone_) +
+              ": this machine is too busy. What follows in this lab is not to be trusted");
+    }
+  }
+
+  // A minute's work has begun when the ports' journal goes on; a schedule that finds nothing to do
+  // adds nothing to it. It is over when the daemon gives schedules out again, which wait for its
+  // sweeps, and no restart runs.
+  void awaitDone(uint64_t actsBefore, bool isDue) {
+    const auto end = std::chrono::steady_clock::now() + kActPatience;
+    while (isDue && lastSeq() == actsBefore && std::chrono::steady_clock::now() < end) {
+      std::this_thread::sleep_for(kPollPause);
+    }
+    uint64_t seen = 0;
+    do {
+      seen = lastSeq();
+      std::this_thread::sleep_for(kSettlePause);
+      (void)askSchedules(daemon_, 1);
+    } while (lastSeq() != seen || isRestarting());
+  }
+
+  bool isRestarting() {
+    for (int32_t unit = 1; unit <= static_cast<int32_t>(kMaxUnits); ++unit) {
+      for (const Run& run : askRunPage(daemon_, unit, 1, kNewestRuns).runs) {
+        if (run.status == "running" && run.scheduleType == "restart") {
+          return true;
+        }
+      }
+    }
+    return false;
+  }
+
+  static constexpr int64_t kNewestRuns = 100;
+
+  Lab& lab_;
+  const Zone& zone_;
+  const int32_t ownSpeed_;
+  SocketDaemon daemon_;
+  std::vector<Schedule> schedules_;
+};
+
+}  // namespace
+
+void travelTo(Lab& lab, int64_t instant, const Zone& zone,
+              const std::function<void(int64_t minute)>& passing) {
+  const int32_t speed = lab.speed();
+  try {
+    Traveller traveller(lab, zone);
+    for (const int64_t minute : traveller.minutesUntil(instant)) {
+      if (passing) {
+        passing(minute);
+      }
+      traveller.liveThrough(minute);
+    }
+  } catch (...) {
+    lab.setClock(lab.nowMs(), speed);
+    throw;
+  }
+  lab.setClock(std::max(lab.nowMs(), instant * kMsPerSec), speed);
+}
+
+}  // namespace switchsim

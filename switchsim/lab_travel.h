@@ -1,0 +1,23 @@
+// Running a lab to a time: minutes in which no schedule can act are leapt over.
+#ifndef QUORIN_SWITCHSIM_LAB_TRAVEL_H
+#define QUORIN_SWITCHSIM_LAB_TRAVEL_H
+
+#include <cstdint>
+#include <functional>
+
+#include "client/time_text.h"
+#include "switchsim/lab.h"
+
+namespace switchsim {
+
+// Returns when the lab shows this instant (seconds since 1970 UTC) and the daemon is done with all
+// that was due by then, restarts included. Every minute at which a schedule names a time is lived
+// through on every day, whatever days the schedule is for: whether it acts is the daemon's doing.
+// The lab has its speed of before again. passing is told each of these minutes before it begins.
+// Throws Failure; also when this machine was too busy for the daemon to see a minute.
+void travelTo(Lab& lab, int64_t instant, const Zone& zone,
+              const std::function<void(int64_t minute)>& passing = {});
+
+}  // namespace switchsim
+
+#endif
