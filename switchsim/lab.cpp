@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -34,6 +35,7 @@ constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kUsPerMs = 1000;
 constexpr auto kPollPause = std::chrono::milliseconds(5);
 constexpr auto kPatience = std::chrono::seconds(20);  // for the daemon's start, and for its end
+constexpr int32_t kMaxRise = 40;                      // of the speed at once: seconds of a minute
 constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;
 
 [[noreturn]] void fail(const std::string& text, ExitCode status = kExitNotAsWished) {
@@ -203,6 +205,18 @@ void Lab::setClock(int64_t toMs, int32_t speed) {
   writeClock(toMs, speed, record ? record->startUs : 0);
 }
 
+// A pause of a second that began at the speed of before takes as long as it would have.
+void Lab::setSpeed(int32_t wanted) {
+  int32_t before = speed();
+  while (before < wanted) {
+    const int32_t next = std::min(wanted, before * kMaxRise);
+    setClock(nowMs(), next);
+    std::this_thread::sleep_for(std::chrono::milliseconds(kMsPerSec * 5 / 4 / before));
+    before = next;
+  }
+  setClock(nowMs(), wanted);
+}
+
 void Lab::makeFolder() const {
   if (socketPath().size() > kMaxSocketPath) {
     fail("the path of the lab is too long for a socket below it: name a shorter one with --dir",
@@ -296,6 +310,16 @@ void Lab::awaitDaemon(pid_t child) const {
   }
 }
 
+// A clean end takes some seconds at the speed of 1. It is for those who go on.
+void Lab::endDaemon(pid_t pid, bool atOnce) const {
+  const auto hasEnded = [this] { return !isRunning(); };
+  kill(pid, atOnce ? SIGKILL : SIGTERM);
+  if (!waitUntil(hasEnded)) {
+    kill(pid, SIGKILL);
+    waitUntil(hasEnded);
+  }
+}
+
 bool Lab::down(bool clean) {
   const std::optional<Record> record = readRecord();
   if (!record) {
@@ -307,11 +331,7 @@ bool Lab::down(bool clean) {
   const pid_t pid = daemonPid();
   const int64_t leftAtMs = pid != 0 ? nowMs() : record->leftAtMs;
   if (pid != 0) {
-    kill(pid, SIGTERM);
-    if (!waitUntil([this] { return !isRunning(); })) {
-      kill(pid, SIGKILL);
-      waitUntil([this] { return !isRunning(); });
-    }
+    endDaemon(pid, clean);
   }
   removeSharedClock(record->pid);
   writeRecord({0, 0, leftAtMs, record->zone});

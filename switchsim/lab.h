@@ -54,6 +54,10 @@ class Lab {
   // daemon's sleep would last until it had come again.
   void setClock(int64_t toMs, int32_t speed);
 
+  // The clock runs as fast from now on. Raising it takes a second or two: no pause of the daemon
+  // may last over a whole minute.
+  void setSpeed(int32_t speed);
+
   const std::string& folder() const { return folder_; }
   std::string socketPath() const { return folder_ + "/root/var/run/quorin_poed.sock"; }
   std::string zone() const;  // the TZ that the daemon was started with; empty: the system's
@@ -68,6 +72,7 @@ class Lab {
   pid_t startDaemon(int64_t atMs, int32_t speed) const;
   [[noreturn]] void execDaemon(const std::string& program, int64_t atMs, int32_t speed) const;
   void awaitDaemon(pid_t child) const;
+  void endDaemon(pid_t pid, bool atOnce) const;
   void writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const;
 
   std::string folder_;

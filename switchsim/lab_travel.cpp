@@ -18,7 +18,8 @@ namespace {
 constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kMsPerMin = kSecPerMin * kMsPerSec;
-constexpr int64_t kAheadMs = 2000;        // how long before a minute the lab arrives
+constexpr int64_t kAheadMs = 1000;        // how long before a minute the daemon is awake
+constexpr int64_t kNapMs = 1200;          // a pause between two looks at the clock, and some more
 constexpr int32_t kTravelSpeed = 120;     // a minute is half a second: time to see it begin
 constexpr int32_t kMaxTravelSpeed = 400;  // while ports are dark for long
 constexpr int64_t kWorkParts = 8;         // long work takes about this part of a second here
@@ -88,8 +89,7 @@ class Traveller {
   void liveThrough(int64_t minute) {
     const std::vector<Upcoming> due = firingsWithin(schedules_, minute - 1, minute, zone_);
     const uint64_t actsBefore = lastSeq();
-    const int64_t ahead = minute * kMsPerSec - kAheadMs;
-    lab_.setClock(std::max(lab_.nowMs(), ahead), speedFor(due));
+    goCloseTo(minute * kMsPerSec, speedFor(due));
     awaitSeen(minute);
     awaitDone(actsBefore, !due.empty());
   }
@@ -103,6 +103,18 @@ class Traveller {
       longest = std::max(longest, workSec(*each.schedule) * kWorkParts);
     }
     return static_cast<int32_t>(std::min<int64_t>(longest, std::max(kMaxTravelSpeed, ownSpeed_)));
+  }
+
+  // The daemon may be in a pause that began at the speed of before, and takes as long here as it
+  // would have. The minute must not pass by in it.
+  void goCloseTo(int64_t beginsMs, int64_t speed) {
+    const int64_t speedBefore = lab_.speed();
+    const int64_t napMs = kNapMs * speed / speedBefore;
+    const int64_t arrivalMs = std::max(lab_.nowMs(), beginsMs - kAheadMs - napMs);
+    if (beginsMs - arrivalMs < napMs) {
+      speed = std::max(speedBefore, (beginsMs - arrivalMs) * speedBefore / kNapMs);
+    }
+    lab_.setClock(arrivalMs, static_cast<int32_t>(speed));
   }
 
   void awaitSeen(int64_t minute) const {

@@ -90,7 +90,7 @@ void runJump(Lab& lab, const LabOptions& given) {
 
 void runSpeed(Lab& lab, const LabOptions& given) {
   lab.requireRunning();
-  lab.setClock(lab.nowMs(), given.speed);
+  lab.setSpeed(given.speed);
   sayTime(lab, zoneOf(lab));
 }
 

@@ -38,7 +38,6 @@ void DaemonProcess::start(const std::function<void()>& beforeExec) {
   if (speed_ > 1) {
     setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
     setenv("FAKETIME", ("+0 x" + std::to_string(speed_)).c_str(), 1);
-    setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 1);
     // The daemon reads no file times, and the library's stat is not safe at exit.
     setenv("NO_FAKE_STAT", "1", 1);
   }
