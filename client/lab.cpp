@@ -8,9 +8,11 @@
 #include "client/failure.h"
 #include "client/text.h"
 #include "client/whole_file.h"
+#include "switchsim/lab_clock.h"
 
 namespace {
 
+constexpr int64_t kMsPerSec = 1000;
 // A socket's path has room for 107 bytes, and the lab's own part of it takes 60.
 constexpr size_t kMaxTempBytes = 40;
 
@@ -51,6 +53,7 @@ Lab::Lab(const Zone& zone, const Output& output)
                place_ + "/lab") {}
 
 Lab::~Lab() {
+  isGoing_ = true;
   StopCatcher::spareProgram();
   try {
     if (isUp_) {
@@ -66,19 +69,30 @@ Lab::~Lab() {
   }
 }
 
-void Lab::up(const std::string& ports, int64_t at, const std::vector<std::string>& more) {
-  std::vector<std::string> arguments{
-      "lab", "up", "--dir", folder(), "--from", keep("ports.json", ports), "--at", localTime(at)};
-  arguments.insert(arguments.end(), more.begin(), more.end());
+void Lab::up(const std::string& ports, int64_t at) {
+  const std::string portFile = place_ + "/ports.json";
+  writeWholeFile(portFile, ports);
   StopCatcher::throwIfStopped();
   isUp_ = true;
-  run(arguments);
-  StopCatcher::throwIfStopped();
+  run({"lab", "up", "--dir", folder(), "--from", portFile, "--at", localTime(at)});
 }
 
-void Lab::runTo(int64_t at) {
-  StopCatcher::throwIfStopped();
-  run({"lab", "at", localTime(at), "--dir", folder()});
+void Lab::restart(int64_t at, int32_t speed) {
+  run({"lab", "down", "--dir", folder()});
+  run({"lab", "up", "--dir", folder(), "--at", localTime(at), "--speed", std::to_string(speed)});
+}
+
+void Lab::setSpeed(int32_t speed) {
+  run({"lab", "speed", std::to_string(speed), "--dir", folder()});
+}
+
+void Lab::runTo(int64_t at, const std::function<void(int64_t now)>& passing) {
+  run({"lab", "at", localTime(at), "--dir", folder()}, [this, &passing] {
+    const std::optional<LabClock> clock = readLabClock(folder());
+    if (clock) {
+      passing(clock->labMsAt(hostMonotonicMs()) / kMsPerSec);
+    }
+  });
 }
 
 JsonPtr Lab::journalSince(int64_t entry) {
@@ -90,19 +104,17 @@ JsonPtr Lab::journalSince(int64_t entry) {
   return journal;
 }
 
-std::string Lab::keep(const std::string& name, const std::string& content) {
-  const std::string path = place_ + "/" + name;
-  writeWholeFile(path, content);
-  return path;
-}
-
-std::string Lab::run(std::vector<std::string> arguments) {
+std::string Lab::run(const std::vector<std::string>& arguments,
+                     const std::function<void()>& passing) {
   const ProgramEnd end = runProgram(program_, arguments,
                                     {{"TZ", zone_.name()},
                                      {"QUORIN_POED_LAB", folder()},
-                                     {"SWITCHSIM_STATE", folder() + "/switch.state"}});
-  if (end.status != 0) {
+                                     {"SWITCHSIM_STATE", folder() + "/switch.state"}},
+                                    passing);
+  if (!isGoing_) {
     StopCatcher::throwIfStopped();
+  }
+  if (end.status != 0) {
     throw Failure(kExitNoDaemon, "the lab of the rehearsal failed at \"switchsim " +
                                      joined(arguments, " ") + "\": " + reasonOf(end));
   }

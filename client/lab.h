@@ -4,6 +4,7 @@
 #define QUORIN_CLIENT_LAB_H
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -23,19 +24,22 @@ class Lab {
   Lab(const Lab&) = delete;
   Lab& operator=(const Lab&) = delete;
 
-  // Starts it with the ports of `ports --json`, at the instant; further arguments of `lab up`.
-  void up(const std::string& ports, int64_t at, const std::vector<std::string>& more);
-  // Runs it to the instant; the work of each minute on the way is done then.
-  void runTo(int64_t at);
+  // Starts it with the ports of `ports --json`, at the instant.
+  void up(const std::string& ports, int64_t at);
+  // Ends its daemon and starts it at the instant, with a clock that runs so much faster.
+  void restart(int64_t at, int32_t speed);
+  void setSpeed(int32_t speed);
+  // Runs it to the instant; the work of each minute on the way is done then. passing is told the
+  // lab's time again and again.
+  void runTo(int64_t at, const std::function<void(int64_t now)>& passing);
   // The switch's journal after the entry.
   JsonPtr journalSince(int64_t entry);
   std::string socketPath() const { return folder() + "/root/var/run/quorin_poed.sock"; }
-  // A file in the lab's place that goes with it, for its arguments.
-  std::string keep(const std::string& name, const std::string& content);
 
  private:
   std::string folder() const { return place_ + "/lab"; }
-  std::string run(std::vector<std::string> arguments);
+  std::string run(const std::vector<std::string>& arguments,
+                  const std::function<void()>& passing = {});
   std::string localTime(int64_t at) const;
 
   const Zone zone_;
@@ -43,7 +47,8 @@ class Lab {
   const std::string program_;
   const std::string place_;  // the folder's folder
   const StopCatcher catcher_;
-  bool isUp_ = false;  // perhaps in part
+  bool isUp_ = false;     // perhaps in part
+  bool isGoing_ = false;  // no stop counts any more
 };
 
 #endif

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "base/sleep.h"
 #include "client/failure.h"
 #include "client/text.h"
 
@@ -152,9 +153,16 @@ class SpawnSettings {
   posix_spawn_file_actions_t actions_{};
 };
 
-int waitFor(pid_t pid) {
+int waitFor(pid_t pid, const std::function<void()>& passing) {
+  constexpr int32_t kPollMs = 20;
   int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  pid_t ended = 0;
+  while (ended == 0 || (ended < 0 && errno == EINTR)) {
+    ended = waitpid(pid, &status, passing ? WNOHANG : 0);
+    if (ended == 0) {
+      passing();
+      sleepMilliseconds(kPollMs);
+    }
   }
   return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
@@ -177,7 +185,7 @@ std::string programNamed(const std::string& name) {
 }
 
 ProgramEnd runProgram(const std::string& path, const std::vector<std::string>& arguments,
-                      const Variables& variables) {
+                      const Variables& variables, const std::function<void()>& passing) {
   const File out = outputFile();
   const File error = outputFile();
   std::vector<std::string> all{path};
@@ -189,7 +197,7 @@ ProgramEnd runProgram(const std::string& path, const std::vector<std::string>& a
     pid = SpawnSettings(held.before(), out, error).spawn(path, all, environmentWith(variables));
     runningPid = isSparing != 0 ? 0 : pid;
   }
-  const int status = waitFor(pid);
+  const int status = waitFor(pid, passing);
   runningPid = 0;
   return {status, contentOf(out), contentOf(error)};
 }

@@ -2,6 +2,7 @@
 #ifndef QUORIN_CLIENT_PROGRAM_H
 #define QUORIN_CLIENT_PROGRAM_H
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,9 +21,10 @@ std::string programNamed(const std::string& name);
 
 // Runs it to its end, without stdin and in a process group of its own, which a terminal's ^C does
 // not reach; what it leaves running may keep its outputs. variables take the place of those of this
-// process. Throws Failure when it can't be started.
+// process. passing, if given, is called again and again while it runs. Throws Failure when it can't
+// be started.
 ProgramEnd runProgram(const std::string& path, const std::vector<std::string>& arguments,
-                      const Variables& variables);
+                      const Variables& variables, const std::function<void()>& passing = {});
 
 // While it lives, the first SIGINT, SIGTERM or SIGHUP ends the program that runProgram waits for; a
 // second one prints the text and ends this process at once. One at a time.

@@ -17,6 +17,7 @@ constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kMsPerSec = 1000;
 // How late an act may come that was foretold: others of its minute, with their pauses, come first.
 constexpr int64_t kMaxLateSec = int64_t{15} * kSecPerMin;
+constexpr int64_t kMaxJitterSec = 15;
 constexpr const char* kSuperseded = "Superseded by a new occurrence";  // the daemon's words
 
 using Port = std::pair<int32_t, uint32_t>;  // unit and ifNum
@@ -34,7 +35,7 @@ struct Foretold {
   int64_t at = 0;
   Port port;
   Act act = Act::off;
-  Firing firing;                       // of a boot delay only its instant
+  Firing firing;                       // a boot delay's is a restart
   const Schedule* schedule = nullptr;  // null: the boot delay
   bool isSecondHalf = false;           // switches on what a restart or a boot delay switched off
   bool isMet = false;
@@ -83,14 +84,14 @@ void foretellFiring(const Upcoming& upcoming, std::vector<Foretold>* all) {
 }
 
 void foretellBoot(const BootDelay& delay, const Rehearsal& rehearsal, std::vector<Foretold>* all) {
-  const Firing firing{rehearsal.begin, Act::off, false};
-  int64_t back = rehearsal.begin + delay.delaySec;
+  const Firing firing{rehearsal.from, Act::restart, false};
+  int64_t back = rehearsal.from + delay.delaySec;
   for (const SensorPort& sensor : rehearsal.before) {
     if (sensor.unit != delay.unit || delay.delaySec <= 0 || !isOn(sensor)) {
       continue;
     }
     const Port port{sensor.unit, sensor.ifNum};
-    all->push_back({rehearsal.begin, port, Act::off, firing, nullptr});
+    all->push_back({rehearsal.from, port, Act::off, firing, nullptr});
     all->push_back({back, port, Act::on, firing, nullptr, true});
     back += delay.sequential ? delay.interPortDelaySec : 0;
   }
@@ -206,6 +207,13 @@ class Walk {
     port->restart = isRestart ? cause : nullptr;
   }
 
+  // As it was meant, where the clock of a lab, which is in a hurry, makes the difference.
+  static int64_t darkOf(const PortState& port, const PortAct& back, const Foretold& cause) {
+    const int64_t meant = cause.at - cause.firing.at;
+    const int64_t was = back.at - port.dark.from;
+    return std::abs(was - meant) <= kMaxJitterSec ? meant : was;
+  }
+
   // A restart that switches on what it has switched off is one change.
   void switchOn(const PortAct& act, const Foretold* cause, PortState* port) {
     port->isOn = true;
@@ -216,7 +224,7 @@ class Walk {
                               port->restart->firing.at == cause->firing.at;
     if (isSecondHalf) {
       std::optional<int64_t>& darkSec = changes_[port->change].darkSec;
-      darkSec = std::max(darkSec.value_or(0), act.at - port->dark.from);
+      darkSec = std::max(darkSec.value_or(0), darkOf(*port, act, *cause));
     } else {
       changeOf(act, cause, Act::on);
     }

@@ -26,9 +26,9 @@ struct PortAct {
 std::vector<PortAct> readActs(const cJSON* journal, int64_t* last);
 
 struct Rehearsal {
-  int64_t begin = 0;  // the daemon's start, which boot delays count from
-  int64_t from = 0;   // the first minute in which schedules may act
-  int64_t until = 0;  // the end of the last one
+  int64_t from = 0;   // the first minute in which schedules may act, and where there are boot
+                      // delays, the start of the switch
+  int64_t until = 0;  // the end of the last minute
   std::vector<Schedule> schedules;
   std::vector<BootDelay> bootDelays;  // those that hold ports back at the beginning
   std::vector<SensorPort> before;

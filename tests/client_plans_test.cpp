@@ -35,8 +35,8 @@ std::vector<Schedule> schedulesOf(const std::string& text) {
 std::string rehearsed(const std::vector<std::string>& row) {
   constexpr int64_t kMonday = 1772409600;
   constexpr const char* kKinds[] = {"dark", "otherEnd", "run", "notDone", "notForetold"};
-  Rehearsal given{0, kMonday + 12 * 3600, kMonday + 84 * 3600, schedulesOf(row[1]), {}, {}, {}, {},
-                  {}};
+  Rehearsal given{
+      kMonday + 12 * 3600, kMonday + 84 * 3600, schedulesOf(row[1]), {}, {}, {}, {}, {}};
   given.before = given.after = {{1, 1, 0, 0, 0, 0, row[0], "", "", "", {}}};
   for (const std::string& act : splitAt(row[2], ' ')) {
     const bool isOn = act.back() == '+';

@@ -9,7 +9,9 @@
 #include <filesystem>
 #include <map>
 
+#include "base/sleep.h"
 #include "client/command.h"
+#include "client/commands/bootdelay.h"
 #include "client/commands/next.h"
 #include "client/commands/ports.h"
 #include "client/commands/schedule_changes.h"
@@ -50,6 +52,9 @@ std::string doerOf(const PortChange& change, const RehearsalShown& shown) {
 }
 
 std::string actOf(const PortChange& change) {
+  if (change.isBootDelay) {
+    return change.darkSec ? "dark " + secondsText(*change.darkSec) : "off";
+  }
   std::string text = actWithEnd({change.at, change.act, change.isEnd});
   if (change.act == Act::restart && !change.darkSec) {
     text += ", left off";
@@ -285,7 +290,6 @@ Rehearsing prepare(const RehearseOptions& given, Session& session) {
   rehearsal.before = session.sensors();
 
   rehearsal.from = firstMinute(given, session);
-  rehearsal.begin = rehearsal.from - kSecPerMin;
   TickTime end = session.zone().tickAt(rehearsal.from);
   end.day += given.days;
   rehearsal.until = session.zone().instantOf(end);
@@ -328,18 +332,22 @@ LiveIds createAll(const std::vector<Schedule>& schedules, Daemon& daemon) {
   return ids;
 }
 
+// Days at once, such that the switch's journal holds what they do: the lab takes a moment to set
+// out.
+constexpr int32_t kDaysAtOnce = 8;
+
 void runDays(Rehearsal* rehearsal, Lab* lab, const Progress& progress, Session& session) {
-  const Zone& zone = session.zone();
-  const TickTime first = zone.tickAt(rehearsal->from);
+  const TickTime first = session.zone().tickAt(rehearsal->from);
+  const auto tell = [&](int64_t now) {
+    progress.show(momentText(now, session.shownZone()).substr(0, 20));
+  };
   int64_t lastEntry = 0;
   int64_t end = rehearsal->from;
-  for (int32_t day = 1; end < rehearsal->until; ++day) {
-    progress.show("day " + std::to_string(day) + ", " +
-                  momentText(end, session.shownZone()).substr(0, 14));
-    TickTime dayEnd = first;
-    dayEnd.day += day;
-    end = zone.instantOf(dayEnd);
-    lab->runTo(end - 1);
+  for (int32_t day = kDaysAtOnce; end < rehearsal->until; day += kDaysAtOnce) {
+    TickTime last = first;
+    last.day += day;
+    end = std::min(session.zone().instantOf(last), rehearsal->until);
+    lab->runTo(end - 1, tell);
     const std::vector<PortAct> acts = readActs(lab->journalSince(lastEntry).get(), &lastEntry);
     rehearsal->acts.insert(rehearsal->acts.end(), acts.begin(), acts.end());
   }
@@ -380,14 +388,61 @@ void askForEnd(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
   }
 }
 
+// So that ports are dark for about this long here.
+constexpr int64_t kBootSec = 2;
+constexpr int32_t kMinBootSpeed = 20;
+constexpr int32_t kMaxBootSpeed = 400;
+constexpr int32_t kPollMs = 20;
+
+int32_t bootSpeed(const Rehearsal& rehearsal) {
+  int64_t longest = 0;
+  for (const BootDelay& delay : rehearsal.bootDelays) {
+    const int64_t pauseSec = delay.sequential ? delay.interPortDelaySec : 0;
+    const auto ports = static_cast<int64_t>(rehearsal.before.size());
+    longest = std::max(longest, delay.delaySec + pauseSec * ports);
+  }
+  return static_cast<int32_t>(
+      std::clamp<int64_t>(longest / kBootSec, kMinBootSpeed, kMaxBootSpeed));
+}
+
+bool isHeldBack(const Rehearsal& rehearsal, Daemon& daemon) {
+  constexpr int64_t kNewestRuns = 100;
+  for (const BootDelay& delay : rehearsal.bootDelays) {
+    for (const Run& run : askRunPage(daemon, delay.unit, 1, kNewestRuns).runs) {
+      if (run.triggered == "boot-delay" && run.isOpen()) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// Starts the daemon anew, and returns when it has given all ports power. A pause ends after what it
+// takes at the speed at which it began: the clock may leap only then.
+void boot(const Rehearsal& rehearsal, Lab* lab, Daemon& daemon) {
+  for (const BootDelay& delay : rehearsal.bootDelays) {
+    setBootDelay(daemon, delay);
+  }
+  lab->restart(rehearsal.from, bootSpeed(rehearsal));
+  while (isHeldBack(rehearsal, daemon)) {
+    StopCatcher::throwIfStopped();
+    sleepMilliseconds(kPollMs);
+  }
+  lab->setSpeed(1);
+}
+
 void carryOut(Rehearsing* rehearsing, Session& session) {
   Rehearsal* rehearsal = &rehearsing->rehearsal;
   const Progress progress(session.options());
   progress.show("making a lab");
   Lab lab(session.zone(), session.output());
-  lab.up(rehearsing->ports, rehearsal->begin, {});
+  lab.up(rehearsing->ports, rehearsal->from - kSecPerMin);
   SocketDaemon daemon(lab.socketPath(), session.options().timeoutMs, [](const std::string&) {});
   const LiveIds ids = createAll(rehearsal->schedules, daemon);
+  if (!rehearsal->bootDelays.empty()) {
+    progress.show("starting its switch");
+    boot(*rehearsal, &lab, daemon);
+  }
   runDays(rehearsal, &lab, progress, session);
   askForEnd(rehearsal, daemon, ids);
   progress.show("taking it down");
@@ -435,7 +490,7 @@ std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal,
       return "see what else comes in that minute: quorin_poectl next --days " +
              std::to_string(kDefaultDays);
     case FindingKind::notForetold:
-      return "see whose run it is, in the same output with --json";
+      return "daemon and client do not agree: please report it, with what --json prints";
     default:
       return changeAdvice(finding, shown);
   }
@@ -450,9 +505,9 @@ std::string rehearsalText(const Rehearsal& rehearsal, const Rehearsed& rehearsed
   std::string text = changesText(rehearsed, shown, screen) + "rehearsed " +
                      counted(rehearsal.schedules.size(), "schedule") + " from " +
                      line(rehearsal.from) + " to " + line(rehearsal.until) + ", " +
-                     shown.at.footer + "\n\nWhat deserves a look: ";
+                     shown.at.footer + "\n\nWhat deserves a look:";
   if (rehearsed.findings.empty()) {
-    return text + "nothing\n";
+    return text + " nothing\n";
   }
   text += "\n";
   for (const Finding& finding : rehearsed.findings) {
