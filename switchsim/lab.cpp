@@ -261,7 +261,7 @@ void Lab::up(const LabPlan& plan) {
   }
   awaitDaemon(startDaemon(atMs, plan.speed));
   // A schedule that is made from now on acts in the minutes to come.
-  waitUntil([atMs] { return clockReads().lastMs >= atMs; });
+  waitUntil([atMs] { return clockReads().lastMs >= atMs - kMsPerSec; });
 }
 
 pid_t Lab::startDaemon(int64_t atMs, int32_t speed) const {

@@ -27,6 +27,8 @@ namespace {
 constexpr int32_t kDefaultDays = 8;
 constexpr int32_t kMaxDays = 62;
 constexpr int64_t kSecPerMin = 60;
+// How far in its first minute a lab begins, lest it is a moment early and lives through another.
+constexpr int64_t kIntoMinuteSec = 2;
 
 struct RehearseOptions {
   std::string what;
@@ -423,7 +425,7 @@ void boot(const Rehearsal& rehearsal, Lab* lab, Daemon& daemon) {
   for (const BootDelay& delay : rehearsal.bootDelays) {
     setBootDelay(daemon, delay);
   }
-  lab->restart(rehearsal.from, bootSpeed(rehearsal));
+  lab->restart(rehearsal.from + kIntoMinuteSec, bootSpeed(rehearsal));
   while (isHeldBack(rehearsal, daemon)) {
     StopCatcher::throwIfStopped();
     sleepMilliseconds(kPollMs);
@@ -436,7 +438,7 @@ void carryOut(Rehearsing* rehearsing, Session& session) {
   const Progress progress(session.options());
   progress.show("making a lab");
   Lab lab(session.zone(), session.output());
-  lab.up(rehearsing->ports, rehearsal->from - kSecPerMin);
+  lab.up(rehearsing->ports, rehearsal->from - kSecPerMin + kIntoMinuteSec);
   SocketDaemon daemon(lab.socketPath(), session.options().timeoutMs, [](const std::string&) {});
   const LiveIds ids = createAll(rehearsal->schedules, daemon);
   if (!rehearsal->bootDelays.empty()) {
