@@ -16,11 +16,11 @@ bool isMisuse(const SharedState& state, const Call& call) {
   if (!call.argumentsValid) {
     return true;
   }
-  const bool portExists = call.ifNum >= 1 && call.ifNum <= portCount(state.options);
-  if (call.portMustExist && !portExists) {
-    return true;
+  const PortRecord* port = portRecord(state, call.ifNum);
+  if (port == nullptr) {
+    return call.portMustExist;
   }
-  return call.unit && *call.unit != static_cast<int32_t>(unitOf(state.options, call.ifNum));
+  return call.unit && *call.unit != static_cast<int32_t>(port->place.unit);
 }
 
 int32_t admitCall(SharedState* state, const Call& call) {
@@ -42,8 +42,7 @@ int32_t resultWithoutSwitch(const Call& call) {
 
 // The port that the call is about; 0: none.
 uint32_t portOf(const SharedState& state, const Call& call) {
-  return call.portName == nullptr ? call.ifNum
-                                  : portNamed(state.options, call.portName).value_or(0);
+  return call.portName == nullptr ? call.ifNum : portNamed(state, call.portName).value_or(0);
 }
 
 int32_t answerOnSwitch(const Call& call, const CallWork& work) {

@@ -60,7 +60,7 @@ int32_t readPort(Operation operation, const OpenClientHandle* handle, std::optio
                  uint32_t ifNum, Out* out, Value value) {
   const Call call = portCall(operation, handle, unit, ifNum, out != nullptr);
   return answerCall(call, [&](SharedState* state) {
-    const PortView port = viewPort(*state, ifNum, monotonicMs());
+    const PortView port = viewPort(*portRecord(state, ifNum), monotonicMs());
     if (!port.poe) {
       return OPENCLT_NOT_ALLOWED;
     }
@@ -140,7 +140,7 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortAdminEnableSet(OpenClientHandle* 
     if (port->poe == 0) {
       return OPENCLT_NOT_ALLOWED;
     }
-    switchPort(port, mode == 1, monotonicMs());
+    switchPort(state, port, mode == 1, monotonicMs());
     return OPENCLT_OK;
   });
 }
@@ -173,7 +173,7 @@ OPENCLT_EXPORT int32_t rpcclt_openapiPoePsePortSensorsGet(OpenClientHandle* hand
       powerMw != nullptr && currentMa != nullptr && voltageMv != nullptr && temperature != nullptr;
   const Call call = portCall(Operation::sensorsGet, handle, unit, ifNum, complete);
   return answerCall(call, [&](SharedState* state) {
-    const PortView port = viewPort(*state, ifNum, monotonicMs());
+    const PortView port = viewPort(*portRecord(state, ifNum), monotonicMs());
     if (!port.poe) {
       return OPENCLT_NOT_ALLOWED;
     }
@@ -240,11 +240,13 @@ OPENCLT_EXPORT int32_t rpcclt_openapiHashIntfUnitSlotPortGet(OpenClientHandle* h
   Call call = plainCall(Operation::unitSlotPortGet, handle, where != nullptr);
   call.ifNum = ifNum;  // which need not exist: asking is how a client finds out
   return answerCall(call, [&](SharedState* state) {
-    if (portRecord(state, ifNum) == nullptr) {
+    const PortRecord* port = portRecord(state, ifNum);
+    if (port == nullptr) {
       return OPENCLT_INVALID_ARGUMENT;
     }
-    const PortView port = viewPort(*state, ifNum, monotonicMs());
-    *where = OpenUnitSlotPort{static_cast<uint8_t>(port.unit), 0, static_cast<uint16_t>(port.port)};
+    const PortPlace& place = port->place;
+    *where = OpenUnitSlotPort{static_cast<uint8_t>(place.unit), static_cast<uint8_t>(place.slot),
+                              static_cast<uint16_t>(place.number)};
     return OPENCLT_OK;
   });
 }
@@ -256,7 +258,7 @@ OPENCLT_EXPORT int32_t rpcclt_openapiIfNumGet(OpenClientHandle* handle, OpenBuff
     call.portName = name->start;
   }
   return answerCall(call, [&](SharedState* state) {
-    const std::optional<uint32_t> found = portNamed(state->options, name->start);
+    const std::optional<uint32_t> found = portNamed(*state, name->start);
     if (!found) {
       return OPENCLT_INVALID_ARGUMENT;
     }

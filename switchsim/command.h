@@ -42,6 +42,7 @@ Action defineDevice(CLI::App& app);
 Action defineFault(CLI::App& app);
 Action defineJournal(CLI::App& app);
 Action defineLab(CLI::App& app);
+Action definePriority(CLI::App& app);
 Action defineServer(CLI::App& app);
 Action defineSet(CLI::App& app);
 Action defineShow(CLI::App& app);

@@ -15,10 +15,11 @@ struct Command {
 // In the order of the help.
 constexpr Command kCommands[] = {
     {"create", "Make a switch, with devices on some of its ports", defineCreate},
-    {"show", "Show the front panel of every unit", defineShow},
+    {"show", "Show every port of every unit", defineShow},
     {"journal", "Show what was done to the ports", defineJournal},
     {"set", "Switch a port on or off as the switch's own CLI would", defineSet},
     {"device", "Attach a powered device to a port or detach it", defineDevice},
+    {"priority", "Say which ports keep their power longest", definePriority},
     {"fault", "Make an operation fail or take its time", defineFault},
     {"server", "Let the switch OS's server answer or not", defineServer},
     {"clock", "Set the switch's clock", defineClock},

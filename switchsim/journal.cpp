@@ -37,8 +37,8 @@ void appendJournal(SharedState* state, Operation operation, uint32_t ifNum, uint
   record->timeMs = realTimeMs();
   record->monoMs = monotonicMs();
   record->operation = operation;
-  record->unit =
-      portRecord(state, ifNum) == nullptr ? 0 : static_cast<int32_t>(unitOf(state->options, ifNum));
+  const PortRecord* port = portRecord(*state, ifNum);
+  record->unit = port == nullptr ? 0 : static_cast<int32_t>(port->place.unit);
   record->ifNum = ifNum;
   record->value = value;
   record->result = result;

@@ -35,7 +35,10 @@ JsonTree portTree(const PortView& port) {
   cJSON_AddNumberToObject(json.get(), "voltageMv", port.voltageMv);
   cJSON_AddNumberToObject(json.get(), "temperature", port.temperature);
   cJSON_AddNumberToObject(json.get(), "class", port.powerClass);
+  cJSON_AddStringToObject(json.get(), "device", kindName(port.device.kind));
   cJSON_AddNumberToObject(json.get(), "deviceWatts", port.deviceMw / 1000.0);
+  cJSON_AddBoolToObject(json.get(), "starting", port.isStarting);
+  cJSON_AddBoolToObject(json.get(), "held", port.isHeld);
   cJSON_AddNumberToObject(json.get(), "priority", port.settings.priority);
   cJSON_AddNumberToObject(json.get(), "limitMw", port.settings.limitMw);
   return json;
@@ -54,13 +57,26 @@ JsonTree entryTree(const JournalEntry& entry) {
   return json;
 }
 
+JsonTree unitTree(const SwitchView& view, const UnitView& unit) {
+  JsonTree json(cJSON_CreateObject());
+  cJSON_AddNumberToObject(json.get(), "unit", unit.unit);
+  cJSON_AddNumberToObject(json.get(), "powerMw", unit.powerMw);
+  cJSON_AddNumberToObject(json.get(), "reservedMw", unit.reservedMw);
+  if (view.budgetMw == 0) {
+    cJSON_AddNullToObject(json.get(), "budgetMw");
+  } else {
+    cJSON_AddNumberToObject(json.get(), "budgetMw", view.budgetMw);
+  }
+  return json;
+}
+
 void addUnits(const SwitchView& view, cJSON* root) {
   cJSON* units = cJSON_AddArrayToObject(root, "units");
   cJSON* ports = nullptr;
+  auto nextUnit = view.units.begin();
   for (const PortView& port : view.ports) {
-    if (port.port == 1) {
-      JsonTree unit(cJSON_CreateObject());
-      cJSON_AddNumberToObject(unit.get(), "unit", port.unit);
+    if (nextUnit != view.units.end() && nextUnit->unit == port.place.unit) {
+      JsonTree unit = unitTree(view, *nextUnit++);
       ports = cJSON_AddArrayToObject(unit.get(), "ports");
       cJSON_AddItemToArray(units, unit.release());
     }
@@ -68,9 +84,23 @@ void addUnits(const SwitchView& view, cJSON* root) {
   }
 }
 
+void addFaults(const SwitchView& view, cJSON* root) {
+  cJSON* list = cJSON_AddArrayToObject(root, "faultList");
+  for (const Fault& fault : view.faults) {
+    JsonTree json(cJSON_CreateObject());
+    cJSON_AddStringToObject(json.get(), "operation",
+                            std::string(operationName(fault.operation)).c_str());
+    cJSON_AddNumberToObject(json.get(), "ifNum", fault.ifNum);
+    cJSON_AddNumberToObject(json.get(), "result", fault.result);
+    cJSON_AddNumberToObject(json.get(), "delayMs", fault.delayMs);
+    cJSON_AddNumberToObject(json.get(), "times", fault.times);
+    cJSON_AddItemToArray(list, json.release());
+  }
+}
+
 }  // namespace
 
-std::string panelJson(const SwitchView& view, bool compact) {
+std::string viewJson(const SwitchView& view, bool compact) {
   const JsonTree root(cJSON_CreateObject());
   addUnits(view, root.get());
   cJSON_AddStringToObject(root.get(), "server", view.serverUp ? "up" : "down");
@@ -78,6 +108,7 @@ std::string panelJson(const SwitchView& view, bool compact) {
   cJSON_AddStringToObject(clock, "mode", clockModeName(view.clock.mode));
   cJSON_AddStringToObject(clock, "time", view.clock.time.c_str());
   cJSON_AddNumberToObject(root.get(), "faults", static_cast<double>(view.faults.size()));
+  addFaults(view, root.get());
   cJSON_AddNumberToObject(root.get(), "misuse", static_cast<double>(view.misuseCount));
   cJSON_AddStringToObject(root.get(), "lastMisuse", std::string(view.lastMisuse).c_str());
   cJSON_AddStringToObject(root.get(), "lastClient", view.lastClientName.c_str());

@@ -1,5 +1,6 @@
 #include "switchsim/port_model.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace switchsim {
@@ -9,6 +10,7 @@ constexpr uint32_t kSupplyMv = 54000;      // what the supply gives an idle port
 constexpr uint32_t kDropMvPerWatt = 10;    // what the way to the port costs
 constexpr uint32_t kIdleTemperature = 38;  // degrees Celsius
 constexpr uint32_t kMilliwattsPerDegree = 2500;
+constexpr int64_t kLongMs = 86400000;  // everything has started by then
 
 // The power that a port must supply for each class, 1 to 8, in mW: IEEE Std 802.3, clauses 33 (type
 // 1 and 2) and 145 (type 3 and 4).
@@ -27,10 +29,11 @@ uint32_t classOf(uint32_t deviceMw) {
   return powerClass;
 }
 
-// A start in the future is one of an earlier run of the host, or of a process with a faked clock:
-// it is long over.
-bool isDetecting(const PortRecord& port, int64_t nowMs) {
-  return port.detectionStartMs <= nowMs && nowMs - port.detectionStartMs < kDetectionMs;
+// How long ago the port's detection was over, in ms; negative while it goes on. A start in the
+// future is one of an earlier run of the host, or of a process with a faked clock: that is long
+// over.
+int64_t poweredMs(const PortRecord& port, int64_t nowMs) {
+  return port.detectionStartMs <= nowMs ? nowMs - port.detectionStartMs - kDetectionMs : kLongMs;
 }
 
 uint32_t statusOf(const PortRecord& port, int64_t nowMs) {
@@ -40,100 +43,115 @@ uint32_t statusOf(const PortRecord& port, int64_t nowMs) {
   if (port.statusHeld != 0) {
     return port.heldStatus;
   }
-  if (port.deviceMw == 0 || isDetecting(port, nowMs)) {
+  if (port.device.kind == DeviceKind::none || poweredMs(port, nowMs) < 0) {
     return kSearching;
   }
-  return port.deviceMw > port.settings.limitMw ? kDenied : kDelivering;
+  return hasShare(port) ? kDelivering : kDenied;
 }
 
-void fillReadings(const PortRecord& port, PortView* view) {
+void fillReadings(const PortRecord& port, int64_t nowMs, PortView* view) {
+  const uint32_t neededMw = fullMw(port.device);
   view->temperature = kIdleTemperature;
   if (view->status == kDelivering || view->status == kDenied) {
-    view->powerClass = port.deviceMw == 0 ? 0 : classOf(port.deviceMw);
+    view->powerClass = neededMw == 0 ? 0 : classOf(neededMw);
   }
-  if (view->status != kDelivering || port.deviceMw == 0) {
+  if (view->status != kDelivering || neededMw == 0) {
     return;
   }
-  view->powerMw = port.deviceMw;
-  view->voltageMv = kSupplyMv - port.deviceMw * kDropMvPerWatt / 1000;
-  view->currentMa = static_cast<uint32_t>((uint64_t{port.deviceMw} * 1000 + view->voltageMv / 2) /
+
+  const int64_t sinceMs = std::max<int64_t>(poweredMs(port, nowMs), 0);
+  view->isStarting = isStarting(port.device, sinceMs);
+  view->powerMw = drawMw(port.device, sinceMs);
+  view->voltageMv = kSupplyMv - view->powerMw * kDropMvPerWatt / 1000;
+  view->currentMa = static_cast<uint32_t>((uint64_t{view->powerMw} * 1000 + view->voltageMv / 2) /
                                           view->voltageMv);
-  view->temperature += port.deviceMw / kMilliwattsPerDegree;
+  view->temperature += view->powerMw / kMilliwattsPerDegree;
+}
+
+template <typename Record>
+Record* find(PortRange<Record> ports, uint32_t ifNum) {
+  const auto found = std::find_if(ports.begin(), ports.end(),
+                                  [ifNum](const Record& port) { return port.ifNum == ifNum; });
+  return found != ports.end() ? found : nullptr;
 }
 
 }  // namespace
 
-PortView viewPort(const SharedState& state, uint32_t ifNum, int64_t nowMs) {
-  const PortRecord& port = state.ports[ifNum - 1];
+const PortRecord* portRecord(const SharedState& state, uint32_t ifNum) {
+  return find(portsOf(state), ifNum);
+}
+
+PortRecord* portRecord(SharedState* state, uint32_t ifNum) {
+  return find(portsOf(state), ifNum);
+}
+
+std::optional<uint32_t> portNamed(const SharedState& state, const char* name) {
+  const std::optional<PortPlace> place = placeNamed(name);
+  for (const PortRecord& port : portsOf(state)) {
+    if (place && port.place == *place) {
+      return port.ifNum;
+    }
+  }
+  return std::nullopt;
+}
+
+PortView viewPort(const PortRecord& port, int64_t nowMs) {
   PortView view;
-  view.ifNum = ifNum;
-  view.unit = unitOf(state.options, ifNum);
-  view.port = (ifNum - 1) % state.options.portsPerUnit + 1;
-  view.name = portName(state.options, ifNum);
+  view.ifNum = port.ifNum;
+  view.place = port.place;
+  view.name = nameOf(port.place);
   view.poe = port.poe != 0;
   if (!view.poe) {
     return view;
   }
 
   view.adminOn = port.adminOn != 0;
-  view.deviceMw = port.deviceMw;
+  view.device = port.device;
+  view.deviceMw = fullMw(port.device);
   view.settings = port.settings;
+  view.isHeld = port.statusHeld != 0;
+  view.hasShare = hasShare(port);
   view.status = statusOf(port, nowMs);
-  fillReadings(port, &view);
+  fillReadings(port, nowMs, &view);
   return view;
 }
 
-PortRecord* portRecord(SharedState* state, uint32_t ifNum) {
-  return ifNum >= 1 && ifNum <= portCount(state->options) ? &state->ports[ifNum - 1] : nullptr;
-}
-
-uint32_t portCount(const SwitchOptions& options) {
-  return options.units * options.portsPerUnit;
-}
-
-uint32_t unitOf(const SwitchOptions& options, uint32_t ifNum) {
-  return (ifNum - 1) / options.portsPerUnit + 1;
-}
-
-std::string portName(const SwitchOptions& options, uint32_t ifNum) {
-  std::string slotPort = "0/" + std::to_string((ifNum - 1) % options.portsPerUnit + 1);
-  if (options.names == NameForm::slotPort) {
-    return slotPort;
-  }
-  return std::to_string(unitOf(options, ifNum)) + "/" + slotPort;
-}
-
-std::optional<uint32_t> portNamed(const SwitchOptions& options, std::string_view name) {
-  for (uint32_t ifNum = 1; ifNum <= portCount(options); ifNum++) {
-    if (portName(options, ifNum) == name) {
-      return ifNum;
-    }
-  }
-  return std::nullopt;
-}
-
-void switchPort(PortRecord* port, bool on, int64_t nowMs) {
-  if (on && port->adminOn == 0) {
-    restartDetection(port, nowMs);
-  }
-  port->adminOn = on ? 1 : 0;
+void switchPort(SharedState* state, PortRecord* port, bool on, int64_t nowMs) {
+  alterPort(state, port, nowMs, [on](PortRecord* each) { each->adminOn = on ? 1 : 0; });
 }
 
 void restartDetection(PortRecord* port, int64_t nowMs) {
   port->detectionStartMs = nowMs;
 }
 
-void makePorts(SharedState* state, const SwitchOptions& options, int64_t nowMs) {
-  for (uint32_t ifNum = 1; ifNum <= portCount(options); ifNum++) {
-    PortRecord* port = &state->ports[ifNum - 1];
-    *port = PortRecord{};
-    if ((ifNum - 1) % options.portsPerUnit >= options.poePortsPerUnit) {
-      continue;
+std::vector<PortRecord> freshPorts(const SwitchOptions& options) {
+  std::vector<PortRecord> ports;
+  for (uint32_t unit = 1; unit <= options.units; unit++) {
+    for (uint32_t number = 1; number <= options.portsPerUnit; number++) {
+      PortRecord port{};
+      port.ifNum = static_cast<uint32_t>(ports.size()) + 1;
+      port.place = {unit, 0, number, options.names};
+      if (number <= options.poePortsPerUnit) {
+        port.poe = 1;
+        port.adminOn = 1;
+        port.device = steadyDevice(kFirstDevicesMw[(port.ifNum - 1) % std::size(kFirstDevicesMw)]);
+      }
+      ports.push_back(port);
     }
-    port->poe = 1;
-    port->adminOn = 1;
-    port->deviceMw = kFirstDevicesMw[(ifNum - 1) % std::size(kFirstDevicesMw)];
-    port->detectionStartMs = nowMs - kDetectionMs;
+  }
+  return ports;
+}
+
+// The count comes last: whoever is killed before that leaves a switch without ports, not one with
+// wrong ones.
+void placePorts(SharedState* state, const std::vector<PortRecord>& ports, int64_t nowMs) {
+  std::transform(ports.begin(), ports.end(), state->ports, [nowMs](PortRecord port) {
+    port.detectionStartMs = nowMs - kDetectionMs;
+    return port;
+  });
+  state->portCount = static_cast<uint32_t>(ports.size());
+  for (uint32_t unit = 1; unit <= kMaxUnits; unit++) {
+    shareBudget(state, unit, nowMs);
   }
 }
 

@@ -31,8 +31,8 @@ std::string physicalLine(const PortView& port) {
 
 std::string portStatusTable(const SharedState& state, int64_t nowMs) {
   std::string table = kHeading + tableLine("mgmt", true, "1000M Full", "Copper");
-  for (uint32_t ifNum = 1; ifNum <= portCount(state.options); ifNum++) {
-    table += physicalLine(viewPort(state, ifNum, nowMs));
+  for (const PortRecord& port : portsOf(state)) {
+    table += physicalLine(viewPort(port, nowMs));
   }
   table += tableLine("lag 1", false, "", "");
   table += tableLine("lag 2", false, "", "");

@@ -148,8 +148,7 @@ bool initMutex(pthread_mutex_t* mutex) {
 }
 
 // Writes a whole state into the empty file behind fd.
-std::string writeState(const UniqueFd& fd, void (*fill)(SharedState*, const SwitchOptions&),
-                       const SwitchOptions& options) {
+std::string writeState(const UniqueFd& fd, const std::function<void(SharedState*)>& fill) {
   struct stat info = {};
   // The space is claimed now: running out of it later would be a bus error in whoever writes the
   // journal then.
@@ -168,7 +167,7 @@ std::string writeState(const UniqueFd& fd, void (*fill)(SharedState*, const Swit
     return "cannot make a lock";
   }
 
-  fill(state, options);
+  fill(state);
   state->layoutVersion = kLayoutVersion;
   state->byteSize = sizeof(SharedState);
   memcpy(state->magic, kMagic, sizeof(kMagic));
@@ -202,8 +201,7 @@ LockedState lockState(std::string* error) {
   return LockedState(state, StateUnlock{std::move(file)});
 }
 
-std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&),
-                          const SwitchOptions& options) {
+std::string makeStateFile(const std::function<void(SharedState*)>& fill) {
   const std::string path = statePath();
   std::string draft = path + ".XXXXXX";
   const UniqueFd fd(mkostemp(draft.data(), O_CLOEXEC));
@@ -211,7 +209,7 @@ std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&),
     return systemError("cannot create " + draft);
   }
 
-  std::string reason = writeState(fd, fill, options);
+  std::string reason = writeState(fd, fill);
   if (!reason.empty()) {
     reason += " " + draft;
   }

@@ -4,6 +4,7 @@
 
 #include <pthread.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -15,12 +16,15 @@ namespace switchsim {
 constexpr size_t kClientNameBytes = 128;
 
 struct PortRecord {
+  uint32_t ifNum;
+  PortPlace place;
   uint32_t poe;  // 0 or 1
   uint32_t adminOn;
-  uint32_t deviceMw;  // 0: no device
+  Device device;
   uint32_t statusHeld;
   uint32_t heldStatus;       // the status to show while statusHeld
-  int64_t detectionStartMs;  // monotonic time of the last enabling, reset or attaching
+  int64_t detectionStartMs;  // monotonic time when it last began to look for a device
+  uint32_t isDenied;         // 0 or 1: it wants power, and the unit's budget has none left
   PortSettings settings;
 };
 
@@ -51,8 +55,9 @@ struct SharedState {
   pthread_mutex_t mutex;
 
   // The switch. A reset zeroes what is below and makes it anew.
-  SwitchOptions options;
-  PortRecord ports[kMaxUnits * kMaxPortsPerUnit];  // by ifNum - 1
+  uint32_t portCount;
+  PortRecord ports[kMaxPorts];  // as the switch prints them, those of a unit together
+  uint32_t budgetMw;            // of each unit; 0: there is none
   ClockRecord clock;
   int64_t clockReadMs;        // when a lab's daemon last read the clock, by its time of day
   int64_t clockReadBeforeMs;  // and when before that
@@ -86,8 +91,7 @@ LockedState lockState(std::string* error = nullptr);
 
 // Makes the state file, all zero but for its header, and lets `fill` write the switch into it
 // before any other process can see it. Fails when there is a file at the path already.
-std::string makeStateFile(void (*fill)(SharedState*, const SwitchOptions&),
-                          const SwitchOptions& options);
+std::string makeStateFile(const std::function<void(SharedState*)>& fill);
 
 // By which ports go: a clock that only goes forward. In a lab it is the time of day, which alone is
 // the same for its daemon, whose clocks are moved, and for the others.

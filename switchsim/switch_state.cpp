@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -14,13 +13,11 @@
 namespace switchsim {
 namespace {
 
-// The options come last: whoever is killed before that leaves a switch without ports, not one with
-// wrong ones.
-void resetSwitch(SharedState* state, const SwitchOptions& options) {
-  constexpr size_t kStart = offsetof(SharedState, options);
+void resetSwitch(SharedState* state, const std::vector<PortRecord>& ports, uint32_t budgetMw) {
+  constexpr size_t kStart = offsetof(SharedState, portCount);
   memset(reinterpret_cast<char*>(state) + kStart, 0, sizeof(SharedState) - kStart);
-  makePorts(state, options, monotonicMs());
-  state->options = options;
+  state->budgetMw = budgetMw;
+  placePorts(state, ports, monotonicMs());
 }
 
 // Lets `change` alter the record of a PoE port under the lock.
@@ -37,42 +34,58 @@ std::string changePort(uint32_t ifNum, Change change) {
     return "no port has the ifNum " + std::to_string(ifNum);
   }
   if (port->poe == 0) {
-    return "port " + portName(state->options, ifNum) + " has no PoE";
+    return "port " + nameOf(port->place) + " has no PoE";
   }
 
-  change(state.get(), port);
+  alterPort(state.get(), port, monotonicMs(),
+            [&](PortRecord* altered) { change(state.get(), altered); });
   return "";
 }
 
+// The ports that have the place's slot and number: on its unit if the text named one, else on any.
+std::vector<uint32_t> portsAt(const SharedState& state, const PortPlace& place) {
+  std::vector<uint32_t> ifNums;
+  for (const PortRecord& port : portsOf(state)) {
+    const bool isOnUnit = place.form == NameForm::slotPort || port.place.unit == place.unit;
+    if (isOnUnit && port.place.slot == place.slot && port.place.number == place.number) {
+      ifNums.push_back(port.ifNum);
+    }
+  }
+  return ifNums;
+}
+
 // The ifNum that the string means on this switch; otherwise *error says why there is none.
-std::optional<uint32_t> resolvePort(const SwitchOptions& options, const std::string& text,
+std::optional<uint32_t> resolvePort(const SharedState& state, const std::string& text,
                                     std::string* error) {
   const bool isNumber = !text.empty() && text.size() <= 9 &&
                         text.find_first_not_of("0123456789") == std::string::npos;
-  if (isNumber) {
-    const unsigned long ifNum = std::stoul(text);
-    if (ifNum >= 1 && ifNum <= portCount(options)) {
-      return static_cast<uint32_t>(ifNum);
-    }
+  if (isNumber && portRecord(state, static_cast<uint32_t>(std::stoul(text))) != nullptr) {
+    return static_cast<uint32_t>(std::stoul(text));
   }
-
-  SwitchOptions printing = options;
-  printing.names = NameForm::unitSlotPort;
-  if (const auto ifNum = portNamed(printing, text)) {
+  if (const auto ifNum = portNamed(state, text.c_str())) {
     return ifNum;
   }
 
-  printing.names = NameForm::slotPort;
-  const auto onFirstUnit = portNamed(printing, text);
-  if (onFirstUnit && options.units == 1) {
-    return onFirstUnit;
+  const std::optional<PortPlace> place = placeNamed(text.c_str());
+  const std::vector<uint32_t> found = place ? portsAt(state, *place) : std::vector<uint32_t>();
+  if (found.size() == 1) {
+    return found.front();
   }
-
-  *error = onFirstUnit
+  *error = found.size() > 1
                ? "port " + text + " could be on any unit: put the unit before it, as in 1/" + text
                : "no port is called \"" + text +
                      "\": a port is an ifNum such as 5 or a name such as 1/0/5";
   return std::nullopt;
+}
+
+void addToView(const PortView& port, SwitchView* view) {
+  if (view->units.empty() || view->units.back().unit != port.place.unit) {
+    view->units.push_back({port.place.unit, 0, 0});
+  }
+  UnitView* unit = &view->units.back();
+  unit->powerMw += port.powerMw;
+  unit->reservedMw += port.hasShare ? port.deviceMw : 0;
+  view->ports.push_back(port);
 }
 
 }  // namespace
@@ -95,21 +108,24 @@ std::string checkOptions(const SwitchOptions& options) {
 }
 
 std::string createSwitch(const SwitchOptions& options, bool force) {
-  std::string reason = checkOptions(options);
-  if (!reason.empty()) {
-    return reason;
-  }
+  const std::string reason = checkOptions(options);
+  return reason.empty() ? createSwitch(freshPorts(options), options.budgetMw, force) : reason;
+}
 
+std::string createSwitch(const std::vector<PortRecord>& ports, uint32_t budgetMw, bool force) {
   const std::string path = statePath();
+  std::string reason;
   const LockedState state = lockState(&reason);
   if (state == nullptr) {
-    return access(path.c_str(), F_OK) == 0 ? reason : makeStateFile(resetSwitch, options);
+    return access(path.c_str(), F_OK) == 0
+               ? reason
+               : makeStateFile([&](SharedState* made) { resetSwitch(made, ports, budgetMw); });
   }
   if (!force) {
     return "there is a switch at " + path + " already; --force resets it";
   }
 
-  resetSwitch(state.get(), options);
+  resetSwitch(state.get(), ports, budgetMw);
   return "";
 }
 
@@ -120,10 +136,10 @@ std::optional<SwitchView> viewSwitch(std::string* error) {
   }
 
   SwitchView view;
-  view.options = state->options;
+  view.budgetMw = state->budgetMw;
   const int64_t nowMs = monotonicMs();
-  for (uint32_t ifNum = 1; ifNum <= portCount(state->options); ifNum++) {
-    view.ports.push_back(viewPort(*state, ifNum, nowMs));
+  for (const PortRecord& port : portsOf(*state)) {
+    addToView(viewPort(port, nowMs), &view);
   }
 
   view.serverUp = state->serverDown == 0;
@@ -141,40 +157,32 @@ std::optional<SwitchView> viewSwitch(std::string* error) {
 
 std::optional<PortView> portView(uint32_t ifNum) {
   const LockedState state = lockState();
-  if (state == nullptr || portRecord(state.get(), ifNum) == nullptr) {
-    return std::nullopt;
-  }
-  return viewPort(*state, ifNum, monotonicMs());
+  const PortRecord* port = state == nullptr ? nullptr : portRecord(*state, ifNum);
+  return port == nullptr ? std::nullopt : std::make_optional(viewPort(*port, monotonicMs()));
 }
 
 std::optional<uint32_t> findPort(const std::string& text, std::string* error) {
   const LockedState state = lockState(error);
-  return state == nullptr ? std::nullopt : resolvePort(state->options, text, error);
+  return state == nullptr ? std::nullopt : resolvePort(*state, text, error);
 }
 
 std::string setAdmin(uint32_t ifNum, bool on) {
   return changePort(ifNum, [&](SharedState* state, PortRecord* port) {
-    switchPort(port, on, monotonicMs());
+    port->adminOn = on ? 1 : 0;
     appendJournal(state, Operation::cliSet, ifNum, on ? 1 : 0, 0);
   });
 }
 
-// False for a NaN too.
-bool isDeviceWatts(double watts) {
-  return watts >= 0.001 && watts <= 90;
+std::string setDevice(uint32_t ifNum, const Device& device) {
+  return changePort(ifNum, [&](SharedState*, PortRecord* port) {
+    restartDetection(port, monotonicMs());
+    port->device = device;
+  });
 }
 
-std::string setDevice(uint32_t ifNum, std::optional<double> watts) {
-  if (watts && !isDeviceWatts(*watts)) {
-    return "a device takes more than 0 and at most 90 W";
-  }
-  const uint32_t deviceMw = watts ? static_cast<uint32_t>(std::lround(*watts * 1000)) : 0;
-  return changePort(ifNum, [&](SharedState*, PortRecord* port) {
-    if (deviceMw != 0) {
-      restartDetection(port, monotonicMs());
-    }
-    port->deviceMw = deviceMw;
-  });
+std::string setPriority(uint32_t ifNum, uint32_t priority) {
+  return changePort(ifNum,
+                    [&](SharedState*, PortRecord* port) { port->settings.priority = priority; });
 }
 
 std::string setPortSettings(uint32_t ifNum, const PortSettings& settings) {

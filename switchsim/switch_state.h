@@ -18,12 +18,15 @@
 #include <string_view>
 #include <vector>
 
+#include "switchsim/devices.h"
 #include "switchsim/operations.h"
+#include "switchsim/port_place.h"
 
 namespace switchsim {
 
 constexpr uint32_t kMaxUnits = 8;
 constexpr uint32_t kMaxPortsPerUnit = 128;
+constexpr uint32_t kMaxPorts = kMaxUnits * kMaxPortsPerUnit;
 constexpr uint32_t kMaxFaults = 64;
 constexpr uint32_t kJournalCapacity = 65536;
 constexpr int64_t kDetectionMs =
@@ -39,14 +42,15 @@ enum DetectionStatus : uint32_t {
   kOff = 5
 };
 
-// How the switch prints a port's name: 1/0/5, or 0/5 (only for a single unit).
-enum class NameForm : uint32_t { unitSlotPort, slotPort };
+// A port as the state file has it (shared_state.h).
+struct PortRecord;
 
 struct SwitchOptions {
   uint32_t units = 1;
   uint32_t portsPerUnit = 28;
   uint32_t poePortsPerUnit = 24;  // the first ports of each unit
   NameForm names = NameForm::unitSlotPort;
+  uint32_t budgetMw = 0;  // of each unit; 0: all the power that its ports want
 };
 
 // What the switch's administrator has configured on a PoE port, in the codes of the client
@@ -61,8 +65,7 @@ struct PortSettings {
 
 struct PortView {
   uint32_t ifNum = 0;
-  uint32_t unit = 0;
-  uint32_t port = 0;
+  PortPlace place{};
   std::string name;  // as the switch prints it
   bool poe = false;  // the rest is meaningful on a PoE port only
   bool adminOn = false;
@@ -72,7 +75,11 @@ struct PortView {
   uint32_t voltageMv = 0;
   uint32_t temperature = 0;  // degrees Celsius
   uint32_t powerClass = 0;
-  uint32_t deviceMw = 0;  // what the attached device takes; 0: no device
+  Device device;
+  uint32_t deviceMw = 0;    // the most that the device takes; 0: no device
+  bool isStarting = false;  // the device draws power, but has not reached its full power yet
+  bool isHeld = false;      // the status is held
+  bool hasShare = false;    // deviceMw of the budget are reserved for it
   PortSettings settings;
 };
 
@@ -104,9 +111,16 @@ struct JournalEntry {
   int32_t result = 0;
 };
 
+struct UnitView {
+  uint32_t unit = 0;
+  uint32_t powerMw = 0;     // what its ports deliver
+  uint32_t reservedMw = 0;  // of the budget: the most that the devices with a share of it may take
+};
+
 struct SwitchView {
-  SwitchOptions options;
-  std::vector<PortView> ports;  // in the order of their ifNums
+  uint32_t budgetMw = 0;        // of each unit; 0: there is none
+  std::vector<PortView> ports;  // as the switch prints them, those of a unit together
+  std::vector<UnitView> units;  // in the same order
   bool serverUp = true;
   ClockView clock;
   std::vector<Fault> faults;
@@ -123,6 +137,9 @@ std::string statePath();
 // an error unless `force`, which resets it in place, journal included, so that processes that use
 // it see the new one. A file that is not a switch is never touched.
 std::string createSwitch(const SwitchOptions& options, bool force);
+// The same with these ports, which the caller has checked: their ifNums and names are unique, those
+// of a unit stand together, and they are within the bounds above.
+std::string createSwitch(const std::vector<PortRecord>& ports, uint32_t budgetMw, bool force);
 // Why no switch can be made like this; empty: it can.
 std::string checkOptions(const SwitchOptions& options);
 
@@ -130,17 +147,16 @@ std::string checkOptions(const SwitchOptions& options);
 std::optional<SwitchView> viewSwitch(std::string* error = nullptr);
 // Nothing when there is not a switch or no such port.
 std::optional<PortView> portView(uint32_t ifNum);
-// The port that a person means by its ifNum (5) or its name in either form (1/0/5; 0/5 where there
-// is one unit).
+// The port that a person means by its ifNum (5) or its name in either form (1/0/5; 0/5 where only
+// one unit has such a port).
 std::optional<uint32_t> findPort(const std::string& text, std::string* error);
 
 // Switches the port as the switch's own CLI would. It is journalled as "cliSet".
 std::string setAdmin(uint32_t ifNum, bool on);
-// Whether a device may take this much: at least a milliwatt and no more than a class 8 port
-// supplies, 90 W.
-bool isDeviceWatts(double watts);
-// Attaches a device that takes `watts` in place of the one there, or detaches it.
-std::string setDevice(uint32_t ifNum, std::optional<double> watts);
+// Attaches a device in place of the one there, or, for none, detaches it. It starts anew.
+std::string setDevice(uint32_t ifNum, const Device& device);
+// 1 low to 4 critical: of the ports that a budget leaves without power, the lowest come first.
+std::string setPriority(uint32_t ifNum, uint32_t priority);
 // The codes are stored as they are, sensible or not.
 std::string setPortSettings(uint32_t ifNum, const PortSettings& settings);
 // Holds an enabled port in this detection status (such as kFault), without power unless it is

@@ -1,5 +1,6 @@
 #include <time.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "switchsim/output.h"
@@ -7,22 +8,61 @@
 namespace switchsim {
 namespace {
 
-std::string wattsText(uint32_t milliwatts) {
-  if (milliwatts == 0) {
-    return "-";
-  }
-  char text[32];
-  snprintf(text, sizeof(text), "%u.%u W", milliwatts / 1000, milliwatts % 1000 / 100);
-  return text;
+std::string cellText(uint32_t milliwatts) {
+  return milliwatts == 0 ? "-" : wattsText(milliwatts);
+}
+
+std::string deviceText(const PortView& port) {
+  return port.device.kind == DeviceKind::steady || port.deviceMw == 0 ? cellText(port.deviceMw)
+                                                                      : kindName(port.device.kind);
 }
 
 std::string portLine(const PortView& port) {
   const char* mode = !port.poe ? "-" : port.adminOn ? "on" : "off";
   char line[128];
   snprintf(line, sizeof(line), "  %-8s  %5u  %-4s  %-10s  %8s  %8s\n", port.name.c_str(),
-           port.ifNum, mode, stateName(port), wattsText(port.powerMw).c_str(),
-           wattsText(port.deviceMw).c_str());
+           port.ifNum, mode, stateName(port), cellText(port.powerMw).c_str(),
+           deviceText(port).c_str());
   return line;
+}
+
+std::string tableHeading(const SwitchView& view, const UnitView& unit) {
+  return view.budgetMw == 0 ? "Unit " + std::to_string(unit.unit) : unitText(view, unit);
+}
+
+std::string realTimeText(int64_t timeMs) {
+  const time_t seconds = static_cast<time_t>(timeMs / 1000);
+  struct tm fields = {};
+  localtime_r(&seconds, &fields);
+  char text[32];
+  const size_t length = strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &fields);
+  snprintf(text + length, sizeof(text) - length, ".%03d", static_cast<int>(timeMs % 1000));
+  return text;
+}
+
+}  // namespace
+
+const char* stateName(const PortView& port) {
+  return !port.poe ? "no PoE" : kStatusNames[std::min<uint32_t>(port.status, kOff)];
+}
+
+const char* clockModeName(ClockMode mode) {
+  static constexpr const char* kNames[] = {"follow", "frozen", "running", "fail"};
+  return kNames[static_cast<uint32_t>(mode)];
+}
+
+std::string wattsText(uint32_t milliwatts) {
+  char text[32];
+  snprintf(text, sizeof(text), "%u.%u W", milliwatts / 1000, milliwatts % 1000 / 100);
+  return text;
+}
+
+std::string unitText(const SwitchView& view, const UnitView& unit) {
+  const std::string text =
+      "Unit " + std::to_string(unit.unit) + " delivers " + wattsText(unit.powerMw);
+  return view.budgetMw == 0 ? text
+                            : text + ", " + wattsText(unit.reservedMw) + " of " +
+                                  wattsText(view.budgetMw) + " are reserved";
 }
 
 std::string abnormalText(const SwitchView& view) {
@@ -45,37 +85,12 @@ std::string abnormalText(const SwitchView& view) {
   return text;
 }
 
-std::string realTimeText(int64_t timeMs) {
-  const time_t seconds = static_cast<time_t>(timeMs / 1000);
-  struct tm fields = {};
-  localtime_r(&seconds, &fields);
-  char text[32];
-  const size_t length = strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &fields);
-  snprintf(text + length, sizeof(text) - length, ".%03d", static_cast<int>(timeMs % 1000));
-  return text;
-}
-
-}  // namespace
-
-const char* stateName(const PortView& port) {
-  static constexpr const char* kNames[] = {"disabled", "searching", "delivering", "fault",
-                                           "denied"};
-  if (!port.poe) {
-    return "no PoE";
-  }
-  return port.status < kOff ? kNames[port.status] : "off";
-}
-
-const char* clockModeName(ClockMode mode) {
-  static constexpr const char* kNames[] = {"follow", "frozen", "running", "fail"};
-  return kNames[static_cast<uint32_t>(mode)];
-}
-
-std::string panelText(const SwitchView& view) {
+std::string tableText(const SwitchView& view) {
   std::string text;
+  auto unit = view.units.begin();
   for (const PortView& port : view.ports) {
-    if (port.port == 1) {
-      text += (port.unit == 1 ? "Unit " : "\nUnit ") + std::to_string(port.unit) + "\n";
+    if (unit != view.units.end() && port.place.unit == unit->unit) {
+      text += (text.empty() ? "" : "\n") + tableHeading(view, *unit++) + "\n";
       text += "  Port      ifNum  Mode  State          Power    Device\n";
     }
     text += portLine(port);

@@ -37,8 +37,8 @@ TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
 
   for (const auto& [on, deviceMw, limitMw, status, powerClass] : rows) {
     SCOPED_TRACE(fill("% mW, limit %, on: %", deviceMw, limitMw, on));
-    const auto watts = deviceMw == 0 ? std::nullopt : std::make_optional(deviceMw / 1000.0);
-    ASSERT_EQ(setPortSettings(1, {1, limitMw}) + setDevice(1, watts) + setAdmin(1, on), "");
+    const Device device = steadyDevice(deviceMw);
+    ASSERT_EQ(setPortSettings(1, {1, limitMw}) + setDevice(1, device) + setAdmin(1, on), "");
     EXPECT_TRUE(waitUntil([expected = status] { return portView(1)->status == expected; }));
     const PortView port = *portView(1);
     const bool delivers = status == kDelivering;
@@ -47,6 +47,29 @@ TEST_F(SwitchsimTest, ReadingsOfAPortAgreeWithEachOther) {
     EXPECT_NEAR(port.currentMa * (port.voltageMv / 1000.0), port.powerMw, 30);
     EXPECT_TRUE(port.temperature > 20 && port.temperature < 90) << port.temperature;
     EXPECT_EQ(port.powerClass, powerClass);
+  }
+}
+
+TEST_F(SwitchsimTest, ADeviceChargesStartsAndThenWorksNowAndThen) {
+  std::string drawn;
+  for (const int64_t ms : {0, 49, 50, 39999, 40000, 50000, 100000}) {
+    drawn += std::to_string(drawMw(*deviceOf("camera"), ms)) + " ";
+  }
+  EXPECT_EQ(drawn, "21600 21600 4010 12399 12400 10200 12400 ");
+}
+
+TEST_F(SwitchsimTest, OverTheBudgetTheLowestPriorityThenTheHighestIfNumIsDenied) {
+  makeSwitch({1, 3, 3, NameForm::unitSlotPort, 25000});
+  const std::pair<std::string, std::string> rows[] = {
+      {"device 1 10 -> 0\ndevice 2 10 -> 0\ndevice 3 10 -> 0", "224"},
+      {"priority 3 medium -> 0", "242"},
+      {"set 1 off -> 0", "022"},
+      {"device 2 5 -> 0\nset 1 on -> 0", "222"}};
+  for (const auto& [commands, want] : rows) {
+    expectCommands("switchsim", commands);
+    EXPECT_TRUE(waitUntil([states = want] {
+      return fill("%%%", portView(1)->status, portView(2)->status, portView(3)->status) == states;
+    })) << want;
   }
 }
 
@@ -147,6 +170,16 @@ create -> 1 --force)");
   EXPECT_TRUE(!portView(2)->adminOn && portView(14)->deviceMw == 12500);
   EXPECT_EQ(reset(2, 9), -22);
   EXPECT_TRUE(waitUntil([] { return viewSwitch()->clock.time > "2024-03-01"; }));
+}
+
+TEST_F(SwitchsimTest, ASwitchIsMadeOfThePortsOfAnotherInTheirState) {
+  writeFile(statePath() + ".ports",
+            R"({"ports":[{"unit":1,"ifNum":9,"adminMode":"disable"},{"unit":2,"ifNum":7,)"
+            R"("name":"2/1/30","detectionStatus":"delivering","powerMw":6400}]})");
+  expectCommands("switchsim", R"(create --force --from ${SWITCHSIM_STATE}.ports -> 0
+show -> 0 1/0/1         9  off   disabled           -     2.0 W
+show -> 0 2/1/30        7  on    delivering     6.4 W     6.4 W
+create --force --from ${SWITCHSIM_STATE} -> 2 line 1 is no JSON)");
 }
 
 // Over the change to daylight-saving time: on the 29th there is no 02:30.

@@ -9,6 +9,8 @@
 #include "client/time_text.h"
 #include "switchsim/command.h"
 #include "switchsim/lab_travel.h"
+#include "switchsim/ports_file.h"
+#include "switchsim/shared_state.h"
 #include "switchsim/switch_state.h"
 
 namespace switchsim {
@@ -20,6 +22,7 @@ constexpr int64_t kAskTimeoutMs = 10000;
 struct LabOptions {
   std::string folder;
   uint32_t units = 0;  // 0: not given
+  std::string ports;   // a file; empty: not given
   std::string moment;
   int32_t speed = 0;  // 0: not given
   bool json = false;
@@ -58,6 +61,18 @@ void sayTime(const Lab& lab, const Zone& zone) {
   print("it is " + momentText(lab.nowMs() / kMsPerSec, zone) + "\n");
 }
 
+std::vector<PortRecord> portsOfFile(const std::string& path) {
+  if (path.empty()) {
+    return {};
+  }
+  std::string error;
+  const std::optional<std::vector<PortRecord>> ports = readPortsFile(path, &error);
+  if (!ports) {
+    throw Failure(kExitUsage, error);
+  }
+  return *ports;
+}
+
 void runUp(Lab& lab, const LabOptions& given) {
   LabPlan plan;
   const Zone zone = Zone::ofProcess();
@@ -65,8 +80,12 @@ void runUp(Lab& lab, const LabOptions& given) {
     plan.at = momentOf(given.moment, hostRealUs() / 1000, zone);
   }
   plan.speed = given.speed > 0 ? given.speed : 1;
-  plan.isNewSwitch = given.units > 0;
-  plan.makeSwitch = [&given] {
+  const std::vector<PortRecord> ports = portsOfFile(given.ports);
+  plan.isNewSwitch = given.units > 0 || !ports.empty();
+  plan.makeSwitch = [&given, &ports] {
+    if (!ports.empty()) {
+      return createSwitch(ports, 0, false);
+    }
     SwitchOptions options;
     options.units = given.units > 0 ? given.units : 1;
     return createSwitch(options, false);
@@ -184,8 +203,12 @@ Action defineLab(CLI::App& app) {
 
   CLI::App* up = addLabCommand(app, "up", "Make a lab, or go on with one that was taken down",
                                actions.get(), runUp);
-  up->add_option("--units", given->units, "A new switch with so many units")
-      ->check(CLI::Range(uint32_t{1}, kMaxUnits));
+  CLI::Option* units = up->add_option("--units", given->units, "A new switch with so many units")
+                           ->check(CLI::Range(uint32_t{1}, kMaxUnits));
+  up->add_option(
+        "--from", given->ports,
+        "A new switch with the ports that `quorin_poectl ports --json` printed; - is stdin")
+      ->excludes(units);
   up->add_option("--at", given->moment, "When the lab begins [where it was left, or now]");
   up->add_option("--speed", given->speed, "How much faster than real its clock runs [1]")
       ->check(speed);

@@ -17,6 +17,7 @@ constexpr const char* kClearScreen = "\x1b[H\x1b[J";
 struct ShowOptions {
   bool json = false;
   bool isWatching = false;
+  bool isPanel = false;
 };
 
 struct JournalOptions {
@@ -32,8 +33,10 @@ ExitCode showOnce(const ShowOptions& given) {
     return fail(error);
   }
   const bool redraws = given.isWatching && !given.json && isatty(STDOUT_FILENO) == 1;
-  print((redraws ? kClearScreen : "") +
-        (given.json ? panelJson(*view, given.isWatching) : panelText(*view)));
+  const std::string text = given.json                 ? viewJson(*view, given.isWatching)
+                           : given.isPanel || redraws ? panelText(*view)
+                                                      : tableText(*view);
+  print((redraws ? kClearScreen : "") + text);
   return kDone;
 }
 
@@ -95,8 +98,12 @@ ExitCode runJournal(const JournalOptions& given) {
 
 Action defineShow(CLI::App& app) {
   const auto given = std::make_shared<ShowOptions>();
-  app.add_flag("--json", given->json, "Print one JSON document (with --watch one a line)");
-  app.add_flag("--watch", given->isWatching, "Go on every second until interrupted");
+  CLI::Option* json =
+      app.add_flag("--json", given->json, "Print one JSON document (with --watch one a line)");
+  app.add_flag("--watch", given->isWatching,
+               "Go on every second until interrupted; on a terminal as --panel");
+  app.add_flag("--panel", given->isPanel, "Draw the front panels instead of a table")
+      ->excludes(json);
   return [given] { return runShow(*given); };
 }
 
