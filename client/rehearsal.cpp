@@ -176,6 +176,7 @@ class Walk {
   }
 
   std::vector<PortChange> changes() const { return changes_; }
+  bool isOnInTheEnd(const Port& port) const { return ports_.at(port).isOn; }
   // Those that have ended, and those that last.
   std::vector<DarkStretch> darkStretches() const {
     std::vector<DarkStretch> all = dark_;
@@ -343,18 +344,15 @@ Findings endFindings(const Rehearsal& rehearsal, const Walk& walk) {
   Findings findings(FindingKind::otherEnd);
   const std::vector<PortChange> changes = walk.changes();
   for (const SensorPort& before : rehearsal.before) {
-    const auto after =
-        std::find_if(rehearsal.after.begin(), rehearsal.after.end(), [&](const SensorPort& each) {
-          return each.unit == before.unit && each.ifNum == before.ifNum;
-        });
-    if (after == rehearsal.after.end() || isOn(*after) == isOn(before)) {
+    const Port port{before.unit, before.ifNum};
+    if (walk.isOnInTheEnd(port) == isOn(before)) {
       continue;
     }
     Finding finding;
     finding.from = rehearsal.until;
-    finding.act = isOn(*after) ? Act::on : Act::off;
-    finding.schedule = lastChangedBy({before.unit, before.ifNum}, changes);
-    findings.add({before.unit, before.ifNum}, finding);
+    finding.act = isOn(before) ? Act::off : Act::on;
+    finding.schedule = lastChangedBy(port, changes);
+    findings.add(port, finding);
   }
   return findings;
 }
@@ -423,11 +421,17 @@ Findings notDoneFindings(const Rehearsal& rehearsal, const std::vector<Foretold>
   return findings;
 }
 
-Findings notForetoldFindings(const std::vector<PortAct>& acts,
+// A lab may come a moment too far.
+bool isTooLate(const PortAct& act, const Foretold* cause, const Rehearsal& rehearsal) {
+  return act.at >= rehearsal.until && (cause == nullptr || !cause->isSecondHalf);
+}
+
+Findings notForetoldFindings(const Rehearsal& rehearsal,
                              const std::vector<const Foretold*>& causes) {
   Findings findings(FindingKind::notForetold);
+  const std::vector<PortAct>& acts = rehearsal.acts;
   for (size_t i = 0; i < acts.size(); ++i) {
-    if (causes[i] != nullptr) {
+    if (causes[i] != nullptr || isTooLate(acts[i], nullptr, rehearsal)) {
       continue;
     }
     Finding finding;
@@ -470,7 +474,9 @@ Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
   Walk walk(rehearsal, firingsWithin(rehearsal.schedules, rehearsal.from - kFiringMemorySec,
                                      rehearsal.from - 1, zone));
   for (size_t i = 0; i < rehearsal.acts.size(); ++i) {
-    walk.pass(rehearsal.acts[i], causes[i]);
+    if (!isTooLate(rehearsal.acts[i], causes[i], rehearsal)) {
+      walk.pass(rehearsal.acts[i], causes[i]);
+    }
   }
 
   Rehearsed rehearsed{walk.changes(), {}};
@@ -478,6 +484,6 @@ Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
   endFindings(rehearsal, walk).appendTo(&rehearsed.findings);
   runFindings(rehearsal).appendTo(&rehearsed.findings);
   notDoneFindings(rehearsal, foretold).appendTo(&rehearsed.findings);
-  notForetoldFindings(rehearsal.acts, causes).appendTo(&rehearsed.findings);
+  notForetoldFindings(rehearsal, causes).appendTo(&rehearsed.findings);
   return rehearsed;
 }

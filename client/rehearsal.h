@@ -32,9 +32,8 @@ struct Rehearsal {
   std::vector<Schedule> schedules;
   std::vector<BootDelay> bootDelays;  // those that hold ports back at the beginning
   std::vector<SensorPort> before;
-  std::vector<SensorPort> after;  // the same ports, in any order
-  std::vector<PortAct> acts;      // oldest first
-  std::vector<Run> runs;          // those that are not a plain success with their ports
+  std::vector<PortAct> acts;  // oldest first; those after the end count as far as they end restarts
+  std::vector<Run> runs;      // those that are not a plain success, with their ports
 };
 
 // Ports that changed in one minute by one doing.

@@ -3,7 +3,6 @@
 
 #include "client/import_plan.h"
 #include "client/mapped.h"
-#include "client/rehearsal.h"
 #include "client/schedule_check.h"
 #include "client/text.h"
 #include "daemon/paths.h"
@@ -30,32 +29,6 @@ std::vector<Schedule> schedulesOf(const std::string& text) {
   });
 }
 
-// What is made of port 1 from Mon 2026-03-02 12:00 on, for three days, of
-// "MODE|SCHEDULES|ACTS|RUN": acts as "HOUR+" and "HOUR-" of that week; a run of Tuesday 12:00.
-std::string rehearsed(const std::vector<std::string>& row) {
-  constexpr int64_t kMonday = 1772409600;
-  constexpr const char* kKinds[] = {"dark", "otherEnd", "run", "notDone", "notForetold"};
-  Rehearsal given{
-      kMonday + 12 * 3600, kMonday + 84 * 3600, schedulesOf(row[1]), {}, {}, {}, {}, {}};
-  given.before = given.after = {{1, 1, 0, 0, 0, 0, row[0], "", "", "", {}}};
-  for (const std::string& act : splitAt(row[2], ' ')) {
-    const bool isOn = act.back() == '+';
-    given.acts.push_back({kMonday + std::stoll(act) * 3600, 1, 1, isOn ? Act::on : Act::off});
-    given.after[0].adminMode = isOn ? "enable" : "disable";
-  }
-  given.runs = readRunPage(jsonParse(row[3].c_str()).get()).runs;
-  const Rehearsed found = judgeRehearsal(given, Zone("UTC"));
-  std::string text;
-  for (const PortChange& change : found.changes) {
-    text +=
-        fill(" %%%", (change.at - kMonday) / 3600, actText(change.act), change.isEnd ? "!" : "");
-  }
-  for (const Finding& finding : found.findings) {
-    text += fill(" %*%", kKinds[static_cast<size_t>(finding.kind)], finding.times);
-  }
-  return text;
-}
-
 }  // namespace
 
 using ClientPlansTest = RunningDaemonTest;
@@ -79,23 +52,6 @@ shortWindow|A power_off 8:0 8:1 "executionMode":"sequential","interPortDelaySec"
         {schedulesOf(row[1]), {{{1, 1}, {1, 2}}}, PortNames({}, {}), 1772543232, zone, zone});
     const auto kind = [](const ScheduleWarning& each) { return std::string(each.kind); };
     EXPECT_EQ(joined(mapped(warnings[0], kind), " "), row[0]) << row[1];
-  }
-}
-
-TEST(ClientPlans, aRehearsalTellsWhatDeservesALook) {
-  for (const auto& row :
-       fieldsOf(R"(enable|N power_off 22:00 06:00|22- 30+ 46- 54+ 70- 78+|| 22off 30on! 46off )"
-                R"(54on! 70off 78on!
-disable|N power_off 22:00 13:00|13+ 22- 37+ 46- 61+ 70-|| 13on! 22off 37on! 46off 61on! 70off
-enable|N power_off 22:00 06:00 "recurrence":"weekly","recurrenceDays":[1],|22-|| 22off dark*1 )"
-                R"(otherEnd*1
-enable|R restart 12:00|12- 12+ 36- 36+ 60- 60+|| 12restart 36restart 60restart
-enable|R restart 12:00|12- 12+ 60-|{"runs":[{"unit":1,"scheduleId":1,"startedAt":"2026-03-03T)"
-                R"(12:00:00Z","portSteps":[{"ifNum":1,"status":"skipped"}]}]}| 12restart )"
-                R"(60restart otherEnd*1 run*1 notDone*1
-enable|D power_off 08:00 11:00 "allDay":true,|12- 24- 48- 72-|| 12off dark*1 otherEnd*1
-disable|N power_off 22:00 06:00 "ifNums":[2],|20- 30-|| notDone*3 notDone*3 notForetold*2)")) {
-    EXPECT_EQ(rehearsed(row), row[4]) << row[1];
   }
 }
 

@@ -370,7 +370,7 @@ std::vector<Run> badRuns(Daemon& daemon, int32_t unit, const LiveIds& ids) {
     if (isGood && listed.failedPortCount + listed.skippedPortCount == 0) {
       continue;
     }
-    Run run = askRun(daemon, unit, listed.runId);
+    Run run = askRun(daemon, unit, listed.runId);  // with its ports
     const auto live = ids.find(run.scheduleId.value_or(0));
     if (live != ids.end()) {
       run.scheduleId = live->second;
@@ -380,13 +380,10 @@ std::vector<Run> badRuns(Daemon& daemon, int32_t unit, const LiveIds& ids) {
   return bad;
 }
 
-// What the daemon of the lab says in the end.
-void askForEnd(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
+void askForRuns(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
   for (const int32_t unit : unitsOf(rehearsal->before)) {
     const std::vector<Run> runs = badRuns(daemon, unit, ids);
     rehearsal->runs.insert(rehearsal->runs.end(), runs.begin(), runs.end());
-    const std::vector<SensorPort> ports = askSensors(daemon, unit);
-    rehearsal->after.insert(rehearsal->after.end(), ports.begin(), ports.end());
   }
 }
 
@@ -446,7 +443,7 @@ void carryOut(Rehearsing* rehearsing, Session& session) {
     boot(*rehearsal, &lab, daemon);
   }
   runDays(rehearsal, &lab, progress, session);
-  askForEnd(rehearsal, daemon, ids);
+  askForRuns(rehearsal, daemon, ids);
   progress.show("taking it down");
 }
 
