@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <semaphore.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -182,6 +183,13 @@ void Lab::requireRunning() const {
        kExitNoDaemon);
 }
 
+void Lab::claim() {
+  claim_.reset(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (flock(claim_.get(), LOCK_EX | LOCK_NB) != 0) {
+    fail("another `switchsim lab` is moving the clock of " + folder_ + ": wait for its end");
+  }
+}
+
 std::string Lab::zone() const {
   const std::optional<Record> record = readRecord();
   return record ? record->zone : "";
@@ -251,6 +259,7 @@ void Lab::up(const LabPlan& plan) {
   }
   const int64_t atMs = plan.at ? *plan.at * kMsPerSec : timeToGoOnMs();
   makeFolder();
+  claim();
   writeClock(atMs, plan.speed, hostRealUs());  // by which the switch is made
   if (plan.isNewSwitch || !fs::exists(folder_ + "/switch.state")) {
     fs::remove(folder_ + "/switch.state");

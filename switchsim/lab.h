@@ -17,6 +17,7 @@
 #include <optional>
 #include <string>
 
+#include "base/unique_fd.h"
 #include "switchsim/lab_clock.h"
 
 namespace switchsim {
@@ -47,6 +48,8 @@ class Lab {
   // A lab whose daemon runs; the functions below need one.
   void requireRunning() const;
   bool isRunning() const;
+  // From now on no other program moves the clock. Throws where one does.
+  void claim();
 
   int64_t nowMs() const;
   int32_t speed() const;
@@ -76,6 +79,7 @@ class Lab {
   void writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const;
 
   std::string folder_;
+  UniqueFd claim_;
 };
 
 }  // namespace switchsim

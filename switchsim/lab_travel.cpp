@@ -26,7 +26,7 @@ constexpr int64_t kWorkParts = 8;         // long work takes about this part of 
 constexpr int64_t kAskTimeoutMs = 60000;
 constexpr auto kPollPause = std::chrono::milliseconds(2);
 constexpr auto kPatience = std::chrono::seconds(30);  // for a minute to be seen
-constexpr auto kSettlePause = std::chrono::milliseconds(10);
+constexpr int32_t kSettlePauses = 5;
 constexpr auto kActPatience = std::chrono::milliseconds(500);
 
 using TimeOfDay = std::pair<int32_t, int32_t>;
@@ -57,9 +57,10 @@ int64_t workSec(const Schedule& schedule) {
 
 class Traveller {
  public:
-  Traveller(Lab& lab, const Zone& zone)
+  Traveller(Lab& lab, const Zone& zone, const std::function<void()>& check)
       : lab_(lab),
         zone_(zone),
+        check_(check),
         ownSpeed_(lab.speed()),
         daemon_(lab.socketPath(), kAskTimeoutMs, {}) {
     for (int32_t unit = 1; unit <= static_cast<int32_t>(kMaxUnits); ++unit) {
@@ -122,11 +123,10 @@ class Traveller {
     const auto end = std::chrono::steady_clock::now() + kPatience;
     ClockReads reads = clockReads();
     while (reads.lastMs < beginsMs) {
-      lab_.requireRunning();
+      pause();
       if (std::chrono::steady_clock::now() > end) {
         break;
       }
-      std::this_thread::sleep_for(kPollPause);
       reads = clockReads();
     }
     const bool isMissed = reads.lastMs >= beginsMs + kMsPerMin && reads.beforeMs < beginsMs;
@@ -144,12 +144,14 @@ class Traveller {
   void awaitDone(uint64_t actsBefore, bool isDue) {
     const auto end = std::chrono::steady_clock::now() + kActPatience;
     while (isDue && lastSeq() == actsBefore && std::chrono::steady_clock::now() < end) {
-      std::this_thread::sleep_for(kPollPause);
+      pause();
     }
     uint64_t seen = 0;
     do {
       seen = lastSeq();
-      std::this_thread::sleep_for(kSettlePause);
+      for (int32_t i = 0; i < kSettlePauses; ++i) {
+        pause();
+      }
       (void)askSchedules(daemon_, 1);
     } while (lastSeq() != seen || isRestarting());
   }
@@ -165,10 +167,17 @@ class Traveller {
     return false;
   }
 
+  void pause() const {
+    check_();
+    lab_.requireRunning();
+    std::this_thread::sleep_for(kPollPause);
+  }
+
   static constexpr int64_t kNewestRuns = 100;
 
   Lab& lab_;
   const Zone& zone_;
+  const std::function<void()>& check_;
   const int32_t ownSpeed_;
   SocketDaemon daemon_;
   std::vector<Schedule> schedules_;
@@ -176,15 +185,11 @@ class Traveller {
 
 }  // namespace
 
-void travelTo(Lab& lab, int64_t instant, const Zone& zone,
-              const std::function<void(int64_t minute)>& passing) {
+void travelTo(Lab& lab, int64_t instant, const Zone& zone, const std::function<void()>& check) {
   const int32_t speed = lab.speed();
   try {
-    Traveller traveller(lab, zone);
+    Traveller traveller(lab, zone, check);
     for (const int64_t minute : traveller.minutesUntil(instant)) {
-      if (passing) {
-        passing(minute);
-      }
       traveller.liveThrough(minute);
     }
   } catch (...) {

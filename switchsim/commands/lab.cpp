@@ -1,6 +1,8 @@
 // lab: a switch, a daemon and a clock of their own in one folder.
 #include "switchsim/lab.h"
 
+#include <csignal>
+
 #include "base/json.h"
 #include "client/daemon.h"
 #include "client/failure.h"
@@ -48,6 +50,7 @@ int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
 // The time to go to, which must be to come.
 int64_t laterMoment(Lab& lab, const LabOptions& given, const Zone& zone) {
   lab.requireRunning();
+  lab.claim();
   const int64_t moment = momentOf(given.moment, lab.nowMs(), zone);
   if (moment * kMsPerSec < lab.nowMs()) {
     throw Failure(kExitUsage, "in the lab it is " + momentText(lab.nowMs() / kMsPerSec, zone) +
@@ -95,9 +98,26 @@ void runUp(Lab& lab, const LabOptions& given) {
   print("To speak to this lab:  eval \"$(switchsim lab env --dir '" + lab.folder() + "')\"\n");
 }
 
+volatile sig_atomic_t isInterrupted = 0;
+
+void endOnInterrupt() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { isInterrupted = 1; };
+  action.sa_flags = SA_RESETHAND;  // a second one ends at once
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
 void runAt(Lab& lab, const LabOptions& given) {
   const Zone zone = zoneOf(lab);
-  travelTo(lab, laterMoment(lab, given, zone), zone);
+  const int64_t moment = laterMoment(lab, given, zone);
+  endOnInterrupt();
+  travelTo(lab, moment, zone, [&lab, &zone] {
+    if (isInterrupted != 0) {
+      throw Failure(kExitInterrupted,
+                    "interrupted on the way, it is " + momentText(lab.nowMs() / kMsPerSec, zone));
+    }
+  });
   sayTime(lab, zone);
 }
 
@@ -109,6 +129,7 @@ void runJump(Lab& lab, const LabOptions& given) {
 
 void runSpeed(Lab& lab, const LabOptions& given) {
   lab.requireRunning();
+  lab.claim();
   lab.setSpeed(given.speed);
   sayTime(lab, zoneOf(lab));
 }
