@@ -45,16 +45,14 @@ std::string reasonOf(const ProgramEnd& end) {
 }  // namespace
 
 Lab::Lab(const Zone& zone, const Output& output)
-    : zone_(zone),
-      output_(output),
-      program_(foundSwitchsim()),
-      place_(newFolder()),
-      catcher_("interrupted twice. What is left goes with: switchsim lab down --clean --dir " +
-               place_ + "/lab") {}
+    : zone_(zone), output_(output), program_(foundSwitchsim()), place_(newFolder()) {
+  StopCatcher::tellWhatIsLeft(
+      "interrupted twice. What is left goes with: switchsim lab down --clean --dir " + folder() +
+      "; rm -r " + place_);
+}
 
 Lab::~Lab() {
-  isGoing_ = true;
-  StopCatcher::spareProgram();
+  StopCatcher::spareProgram(true);
   try {
     if (isUp_) {
       run({"lab", "down", "--dir", folder(), "--clean"});
@@ -72,14 +70,24 @@ Lab::~Lab() {
 void Lab::up(const std::string& ports, int64_t at) {
   const std::string portFile = place_ + "/ports.json";
   writeWholeFile(portFile, ports);
+  startDaemon({"--from", portFile, "--at", localTime(at)});
+}
+
+// A start that is cut short could leave a daemon that nobody knows of.
+void Lab::startDaemon(const std::vector<std::string>& more) {
+  std::vector<std::string> arguments{"lab", "up", "--dir", folder()};
+  arguments.insert(arguments.end(), more.begin(), more.end());
   StopCatcher::throwIfStopped();
+  StopCatcher::spareProgram(true);
   isUp_ = true;
-  run({"lab", "up", "--dir", folder(), "--from", portFile, "--at", localTime(at)});
+  run(arguments);
+  StopCatcher::spareProgram(false);
+  StopCatcher::throwIfStopped();
 }
 
 void Lab::restart(int64_t at, int32_t speed) {
   run({"lab", "down", "--dir", folder()});
-  run({"lab", "up", "--dir", folder(), "--at", localTime(at), "--speed", std::to_string(speed)});
+  startDaemon({"--at", localTime(at), "--speed", std::to_string(speed)});
 }
 
 void Lab::setSpeed(int32_t speed) {
@@ -111,9 +119,7 @@ std::string Lab::run(const std::vector<std::string>& arguments,
                                      {"QUORIN_POED_LAB", folder()},
                                      {"SWITCHSIM_STATE", folder() + "/switch.state"}},
                                     passing);
-  if (!isGoing_) {
-    StopCatcher::throwIfStopped();
-  }
+  StopCatcher::throwIfStopped();
   if (end.status != 0) {
     throw Failure(kExitNoDaemon, "the lab of the rehearsal failed at \"switchsim " +
                                      joined(arguments, " ") + "\": " + reasonOf(end));

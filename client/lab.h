@@ -38,6 +38,7 @@ class Lab {
 
  private:
   std::string folder() const { return place_ + "/lab"; }
+  void startDaemon(const std::vector<std::string>& more);
   std::string run(const std::vector<std::string>& arguments,
                   const std::function<void()>& passing = {});
   std::string localTime(int64_t at) const;
@@ -45,10 +46,9 @@ class Lab {
   const Zone zone_;
   const Output& output_;
   const std::string program_;
-  const std::string place_;  // the folder's folder
-  const StopCatcher catcher_;
-  bool isUp_ = false;     // perhaps in part
-  bool isGoing_ = false;  // no stop counts any more
+  const StopCatcher catcher_;  // before there is something to take down
+  const std::string place_;    // the folder's folder
+  bool isUp_ = false;          // perhaps in part
 };
 
 #endif

@@ -194,6 +194,7 @@ ProgramEnd runProgram(const std::string& path, const std::vector<std::string>& a
   pid_t pid = -1;
   {
     const StopsHeld held;
+    StopCatcher::throwIfStopped();
     pid = SpawnSettings(held.before(), out, error).spawn(path, all, environmentWith(variables));
     runningPid = isSparing != 0 ? 0 : pid;
   }
@@ -202,10 +203,10 @@ ProgramEnd runProgram(const std::string& path, const std::vector<std::string>& a
   return {status, contentOf(out), contentOf(error)};
 }
 
-StopCatcher::StopCatcher(const std::string& text) {
+StopCatcher::StopCatcher() {
   stops = 0;
   isSparing = 0;
-  snprintf(textAtOnce, sizeof textAtOnce, "\nquorin_poectl: %s\n", text.c_str());
+  textAtOnce[0] = '\0';
   struct sigaction action {};
   action.sa_handler = onStop;
   sigemptyset(&action.sa_mask);
@@ -224,11 +225,16 @@ StopCatcher::~StopCatcher() {
 }
 
 void StopCatcher::throwIfStopped() {
-  if (stops > 0) {
+  if (stops > 0 && isSparing == 0) {
     throw Failure(kExitInterrupted, "interrupted; nothing is left behind.");
   }
 }
 
-void StopCatcher::spareProgram() {
-  isSparing = 1;
+void StopCatcher::tellWhatIsLeft(const std::string& text) {
+  const StopsHeld held;
+  snprintf(textAtOnce, sizeof textAtOnce, "\nquorin_poectl: %s\n", text.c_str());
+}
+
+void StopCatcher::spareProgram(bool isSpared) {
+  isSparing = isSpared ? 1 : 0;
 }

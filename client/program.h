@@ -27,18 +27,19 @@ ProgramEnd runProgram(const std::string& path, const std::vector<std::string>& a
                       const Variables& variables, const std::function<void()>& passing = {});
 
 // While it lives, the first SIGINT, SIGTERM or SIGHUP ends the program that runProgram waits for; a
-// second one prints the text and ends this process at once. One at a time.
+// second one prints what is left to do and ends this process at once. One at a time.
 class StopCatcher {
  public:
-  explicit StopCatcher(const std::string& textAtOnce);
+  StopCatcher();
   ~StopCatcher();
   StopCatcher(const StopCatcher&) = delete;
   StopCatcher& operator=(const StopCatcher&) = delete;
 
-  // Throws Failure, kExitInterrupted, after the first.
+  // Throws Failure, kExitInterrupted, after the first. runProgram does so before it starts one.
   static void throwIfStopped();
-  // From now on programs are left to end: the work that must be done after a stop.
-  static void spareProgram();
+  static void tellWhatIsLeft(const std::string& text);
+  // For work that must be done whole: as long as it is set, a first stop does nothing yet.
+  static void spareProgram(bool isSpared);
 };
 
 #endif
