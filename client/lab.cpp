@@ -116,6 +116,8 @@ std::string Lab::run(const std::vector<std::string>& arguments,
                      const std::function<void()>& passing) {
   const ProgramEnd end = runProgram(program_, arguments,
                                     {{"TZ", zone_.name()},
+                                     {"FAKETIME", ""},  // of this program, as in a test
+                                     {"FAKETIME_TIMESTAMP_FILE", ""},
                                      {"QUORIN_POED_LAB", folder()},
                                      {"SWITCHSIM_STATE", folder() + "/switch.state"}},
                                     passing);
