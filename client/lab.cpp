@@ -114,19 +114,24 @@ JsonPtr Lab::journalSince(int64_t entry) {
 
 std::string Lab::run(const std::vector<std::string>& arguments,
                      const std::function<void()>& passing) {
-  const ProgramEnd end = runProgram(program_, arguments,
-                                    {{"TZ", zone_.name()},
-                                     {"FAKETIME", ""},  // of this program, as in a test
-                                     {"FAKETIME_TIMESTAMP_FILE", ""},
-                                     {"QUORIN_POED_LAB", folder()},
-                                     {"SWITCHSIM_STATE", folder() + "/switch.state"}},
-                                    passing);
+  const ProgramEnd end = runProgram(program_, arguments, environment(), passing);
   StopCatcher::throwIfStopped();
   if (end.status != 0) {
     throw Failure(kExitNoDaemon, "the lab of the rehearsal failed at \"switchsim " +
                                      joined(arguments, " ") + "\": " + reasonOf(end));
   }
   return end.out;
+}
+
+// A clock that was moved for this program, as for a test, is not that of the lab.
+Variables Lab::environment() const {
+  return {{"LD_PRELOAD", ""},
+          {"FAKETIME", ""},
+          {"FAKETIME_SHARED", ""},
+          {"FAKETIME_TIMESTAMP_FILE", ""},
+          {"TZ", zone_.name()},
+          {"QUORIN_POED_LAB", folder()},
+          {"SWITCHSIM_STATE", folder() + "/switch.state"}};
 }
 
 std::string Lab::localTime(int64_t at) const {

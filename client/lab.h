@@ -41,6 +41,7 @@ class Lab {
   void startDaemon(const std::vector<std::string>& more);
   std::string run(const std::vector<std::string>& arguments,
                   const std::function<void()>& passing = {});
+  Variables environment() const;
   std::string localTime(int64_t at) const;
 
   const Zone zone_;
