@@ -92,7 +92,7 @@ std::vector<std::string> environmentWith(const Variables& variables) {
   std::vector<std::string> all;
   for (const auto& [name, value] : variables) {
     if (!value.empty()) {
-      all.push_back(name + "=" + value);
+      all.push_back(joined({name, value}, "="));
     }
   }
   for (char** each = environ; *each != nullptr; ++each) {
@@ -176,7 +176,7 @@ std::string programNamed(const std::string& name) {
   std::vector<std::string> folders = splitAt(path != nullptr ? path : "", ':');
   folders.insert(folders.begin(), self.parent_path().string());
   for (const std::string& folder : folders) {
-    const std::string candidate = folder + "/" + name;
+    std::string candidate = joined({folder, name}, "/");
     if (!folder.empty() && access(candidate.c_str(), X_OK) == 0) {
       return candidate;
     }
