@@ -44,7 +44,8 @@ std::string cell(const PortView* port) {
   }
   char text[16] = {sign(*port)};
   if (port->powerMw != 0) {
-    snprintf(text + 1, sizeof(text) - 1, "%4.1f", port->powerMw / 1000.0);
+    snprintf(text + 1, sizeof(text) - 1, "%2u.%u", port->powerMw / 1000,
+             port->powerMw % 1000 / 100);
   }
   return text;
 }

@@ -88,7 +88,7 @@ PortRecord* portRecord(SharedState* state, uint32_t ifNum) {
 std::optional<uint32_t> portNamed(const SharedState& state, const char* name) {
   const std::optional<PortPlace> place = placeNamed(name);
   for (const PortRecord& port : portsOf(state)) {
-    if (place && port.place == *place) {
+    if (place && port.place == *place && port.place.form == place->form) {
       return port.ifNum;
     }
   }

@@ -48,7 +48,7 @@ std::optional<Numbers> readNumbers(const char* at) {
 }  // namespace
 
 bool operator==(const PortPlace& a, const PortPlace& b) {
-  return a.unit == b.unit && a.slot == b.slot && a.number == b.number && a.form == b.form;
+  return a.unit == b.unit && a.slot == b.slot && a.number == b.number;
 }
 
 std::string nameOf(const PortPlace& place) {

@@ -19,6 +19,7 @@ struct PortPlace {
   NameForm form;
 };
 
+// Whether it is the same place, whatever the forms of the names.
 bool operator==(const PortPlace& a, const PortPlace& b);
 
 // "1/0/5" or "0/5".

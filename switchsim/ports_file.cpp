@@ -156,7 +156,7 @@ void refuseTwins(const std::vector<PortRecord>& ports, const PortRecord& port,
       source.refuse("there is a port with the ifNum " + std::to_string(port.ifNum) + " already");
     }
     if (port.place.slot != kNoSlot && other.place == port.place) {
-      source.refuse("there is a port " + nameOf(port.place) + " already");
+      source.refuse("there is a port " + nameOf(other.place) + " already");
     }
   }
 }
