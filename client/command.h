@@ -41,6 +41,7 @@ Action defineLogLevel(CLI::App& app, Options& options);
 Action defineMetrics(CLI::App& app, Options& options);
 Action defineNext(CLI::App& app, Options& options);
 Action definePorts(CLI::App& app, Options& options);
+Action defineRehearse(CLI::App& app, Options& options);
 Action defineReset(CLI::App& app, Options& options);
 Action defineScheduleAdd(CLI::App& app, Options& options);
 Action defineScheduleCheck(CLI::App& app, Options& options);

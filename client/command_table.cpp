@@ -18,6 +18,7 @@ const std::vector<Command>& commands() {
       {"schedule delete", "delete a schedule", defineScheduleDelete},
       {"next", "what schedules do next", defineNext},
       {"week", "seven days of ports as schedules make them", defineWeek},
+      {"rehearse", "try days of schedules in a lab, before they go live", defineRehearse},
       {"history", "runs, and how they went", defineHistory},
       {"why", "why a port has no power, or had none", defineWhy},
       {"bootdelay", "show or set how long ports stay off after a start", defineBootDelay},

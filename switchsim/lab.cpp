@@ -26,6 +26,7 @@
 #include "client/failure.h"
 #include "client/text.h"
 #include "client/whole_file.h"
+#include "switchsim/switch_state.h"
 
 namespace fs = std::filesystem;
 
@@ -267,6 +268,8 @@ void Lab::up(const LabPlan& plan) {
     }
   }
   awaitDaemon(startDaemon(atMs, plan.speed));
+  // A schedule that is made from now on acts in the minutes to come.
+  waitUntil([atMs] { return clockReads().lastMs >= atMs - kMsPerSec; });
 }
 
 pid_t Lab::startDaemon(int64_t atMs, int32_t speed) const {

@@ -4,10 +4,11 @@
 // QUORIN_SOAK_SEED gives it.
 #include <sched.h>
 
+#include <regex>
 #include <set>
 
 #include "client/upcoming.h"
-#include "tests/support/fixtures.h"
+#include "tests/support/daemon_process.h"
 
 // Takes the place of the C library's: no time is slept away.
 extern "C" int nanosleep(const timespec*, timespec*) {
@@ -181,4 +182,49 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
   }
 
   std::cout << runCount("1") << " runs in " << days << " day(s)" << std::endl;
+}
+
+using RehearsalTest = RunningDaemonTest;
+
+TEST_F(RehearsalTest, aRehearsalShowsWhatMustHappenAndWhatDeservesALook) {
+  constexpr time_t kFrom = 1803686400;  // 2027-02-27
+  std::mt19937 random(environmentSeed("QUORIN_SOAK_SEED"));
+  rpc("schedule.create", scheduleParams(R"("ifNums":[29])"));  // of the other unit
+  std::set<std::string> shown, expected{"29 run"};
+  for (uint32_t port = 1; port < 24; port += 2) {
+    Reckoned schedule = randomSchedule(port, kFrom, 3, &random);
+    rpc("schedule.create", scheduleParams(fill(R"("name":"%",)", port) + membersOf(schedule)));
+    time_t offSince = 0;
+    const auto passDark = [&](time_t now) {
+      if (offSince > 0 && now - offSince > kDaySec) {
+        expected.insert(fill("% dark", port));
+      }
+    };
+    for (time_t now = kFrom; now < kFrom + 3 * kDaySec; now += 60) {
+      const std::string done = passMinute(&schedule, now);
+      for (const char sign : done.substr(0, done.size() / 2)) {  // of the first port
+        if (sign == (offSince > 0 ? '+' : '-')) {
+          passDark(now);
+          offSince = offSince > 0 ? 0 : now;
+          const char* act = schedule.type == "restart" ? "restart" : offSince > 0 ? "off" : "on";
+          expected.insert(fill("% % ", port, act) + timeText(now, "%FT%R"));
+        }
+      }
+    }
+    passDark(kFrom + 3 * kDaySec);
+    expected.insert(offSince > 0 ? fill("% otherEnd", port) : "29 run");
+  }
+
+  std::string output;
+  runCommand("TZ=UTC " + programPath("quorin_poectl") + " --socket " + kSocketPath +
+                 " rehearse --from 2027-02-27 --days 3 --json 2>&1",
+             &output);
+  const std::regex form(R"x(\{"(?:kind|at":"(.{16})[^"]*","act)":"(\w+)"[^[]*\[(\d+))x");
+  for (std::sregex_iterator each(output.begin(), output.end(), form), end; each != end; ++each) {
+    shown.insert(each->format(each->str(1).empty() ? "$3 $2" : "$3 $2 $1"));
+  }
+  for (uint32_t port = 1; port < 24; ++port) {
+    shown.erase(fill("% run", port));  // of windows that do not end on the day after the last
+  }
+  EXPECT_EQ(shown, expected) << output;
 }

@@ -1,0 +1,546 @@
+// rehearse: what schedules would do to the ports, tried in a lab.
+#include "client/commands/rehearse.h"
+
+#include <cjson/cJSON.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+
+#include "base/sleep.h"
+#include "client/command.h"
+#include "client/commands/bootdelay.h"
+#include "client/commands/next.h"
+#include "client/commands/ports.h"
+#include "client/commands/schedule_changes.h"
+#include "client/companion.h"
+#include "client/lab.h"
+#include "client/mapped.h"
+#include "client/site_file.h"
+#include "client/text.h"
+#include "client/whole_file.h"
+
+namespace {
+
+constexpr int32_t kDefaultDays = 8;
+constexpr int32_t kMaxDays = 62;
+constexpr int64_t kSecPerMin = 60;
+// How far in its first minute a lab begins, lest it is a moment early and lives through another.
+constexpr int64_t kIntoMinuteSec = 2;
+
+struct RehearseOptions {
+  std::string what;
+  std::string from;
+  int32_t days = kDefaultDays;
+  bool withBoot = false;
+};
+
+// ---- what is shown ----
+
+std::string shownName(const Schedule& schedule, const RehearsalShown& shown) {
+  return shown.isOfFile ? inQuotes(schedule.name.c_str()) : idAndName(schedule);
+}
+
+std::string momentOf(int64_t instant, const RehearsalShown& shown) {
+  return nearText(instant, shown.at.now, shown.at.shownZone);
+}
+
+std::string doerOf(const PortChange& change, const RehearsalShown& shown) {
+  return change.schedule != nullptr ? shownName(*change.schedule, shown)
+         : change.isBootDelay       ? "boot delay"
+                                    : "nobody foretold it";
+}
+
+std::string actOf(const PortChange& change) {
+  if (change.isBootDelay) {
+    return change.darkSec ? "dark " + secondsText(*change.darkSec) : "off";
+  }
+  std::string text = actWithEnd({change.at, change.act, change.isEnd});
+  if (change.act == Act::restart && !change.darkSec) {
+    text += ", left off";
+  } else if (change.darkSec.value_or(0) > 0) {
+    text += ", dark " + secondsText(*change.darkSec);
+  }
+  return text;
+}
+
+std::string changesText(const Rehearsed& rehearsed, const RehearsalShown& shown,
+                        const Screen& screen) {
+  if (rehearsed.changes.empty()) {
+    return "no port changes\n";
+  }
+  Table table({{"WHEN"}, {"ACT"}, {"PORTS"}, {"SCHEDULE"}});
+  for (const PortChange& change : rehearsed.changes) {
+    table.row({momentOf(change.at, shown), actOf(change), shown.names.ranges(change.ifNums),
+               doerOf(change, shown)});
+  }
+  return table.text(screen);
+}
+
+std::string bySchedule(const char* before, const Schedule* schedule, const RehearsalShown& shown) {
+  return schedule != nullptr ? before + shownName(*schedule, shown) : "";
+}
+
+std::string darkText(const Finding& finding, const Rehearsal& rehearsal,
+                     const RehearsalShown& shown) {
+  const int64_t until = finding.until.value_or(rehearsal.until);
+  return "off for " + secondsText(until - finding.from) + ", " +
+         (finding.wasSo ? "already in the beginning" : "from " + momentOf(finding.from, shown)) +
+         (finding.until ? " until " + momentOf(until, shown) : " to the end") +
+         bySchedule(", by ", finding.schedule, shown);
+}
+
+std::string whatIsFound(const Finding& finding, const Rehearsal& rehearsal,
+                        const RehearsalShown& shown) {
+  const std::string act = actText(finding.act);
+  const std::string when = momentOf(finding.from, shown);
+  switch (finding.kind) {
+    case FindingKind::dark:
+      return darkText(finding, rehearsal, shown);
+    case FindingKind::otherEnd:
+      return std::string(finding.act == Act::on ? "on in the end, off" : "off in the end, on") +
+             " in the beginning" + bySchedule(", changed last by ", finding.schedule, shown);
+    case FindingKind::run:
+      return "run of " + when + bySchedule(" of ", finding.schedule, shown) + ": " +
+             escaped(finding.detail);
+    case FindingKind::notDone:
+      return act + " at " + when + bySchedule(" by ", finding.schedule, shown) +
+             " was foretold, and nothing was done";
+    default:
+      return act + " at " + when + ", and no schedule says so";
+  }
+}
+
+std::string companionAdvice(const Schedule& schedule, const RehearsalShown& shown) {
+  return "to end it each morning: " +
+         (shown.isOfFile ? "import the file, then quorin_poectl schedule set " +
+                               inQuotes(schedule.name.c_str()) + " --companion"
+                         : "quorin_poectl schedule set " + std::to_string(schedule.scheduleId) +
+                               " --companion");
+}
+
+// Whether the schedule would do better with a companion that it has not.
+bool lacksCompanion(const Schedule* schedule, const std::vector<Schedule>& all) {
+  return schedule != nullptr && whyNoCompanion(*schedule).empty() &&
+         companionAmong(all, *schedule) == nullptr;
+}
+
+std::string changeAdvice(const Finding& finding, const RehearsalShown& shown) {
+  if (finding.schedule == nullptr) {
+    return "to see why: quorin_poectl why " + shown.names.name(finding.ifNums.front());
+  }
+  return shown.isOfFile ? "if that is not meant, change " + shownName(*finding.schedule, shown) +
+                              " in the file"
+                        : "if that is not meant: quorin_poectl schedule set " +
+                              std::to_string(finding.schedule->scheduleId) + " --help";
+}
+
+JsonPtr changeJson(const PortChange& change, const RehearsalShown& shown) {
+  const Schedule* schedule = change.schedule;
+  JsonObject object;
+  object.text("at", rfc3339(change.at, shown.at.shownZone).c_str())
+      .text("act", actText(change.act))
+      .boolean("isEnd", change.isEnd)
+      .number("unit", change.unit)
+      .add("ifNums", jsonNumbers(change.ifNums))
+      .add("portNames", portNamesJson(change.ifNums, shown.names));
+  const bool hasId = schedule != nullptr && !shown.isOfFile;
+  addNumberOrNull(object, "scheduleId",
+                  hasId ? std::make_optional(schedule->scheduleId) : std::nullopt);
+  addTextOrNull(object, "scheduleName", schedule != nullptr ? schedule->name.c_str() : "");
+  object.boolean("bootDelay", change.isBootDelay);
+  return addNumberOrNull(object, "darkSec", change.darkSec).take();
+}
+
+const char* kindText(FindingKind kind) {
+  switch (kind) {
+    case FindingKind::dark:
+      return "dark";
+    case FindingKind::otherEnd:
+      return "otherEnd";
+    case FindingKind::run:
+      return "run";
+    case FindingKind::notDone:
+      return "notDone";
+    default:
+      return "notForetold";
+  }
+}
+
+JsonPtr findingJson(const Finding& finding, const Rehearsal& rehearsal,
+                    const RehearsalShown& shown) {
+  const Schedule* schedule = finding.schedule;
+  const bool hasId = schedule != nullptr && !shown.isOfFile;
+  const bool hasAct = finding.kind != FindingKind::dark && finding.kind != FindingKind::run;
+  JsonObject object;
+  object.text("kind", kindText(finding.kind))
+      .text("from", rfc3339(finding.from, shown.at.shownZone).c_str());
+  addTextOrNull(object, "until", finding.until ? rfc3339(*finding.until, shown.at.shownZone) : "");
+  object.number("times", static_cast<int64_t>(finding.times));
+  addTextOrNull(object, "act", hasAct ? actText(finding.act) : "");
+  object.number("unit", finding.unit)
+      .add("ifNums", jsonNumbers(finding.ifNums))
+      .add("portNames", portNamesJson(finding.ifNums, shown.names));
+  addNumberOrNull(object, "scheduleId",
+                  hasId ? std::make_optional(schedule->scheduleId) : std::nullopt);
+  addTextOrNull(object, "scheduleName", schedule != nullptr ? schedule->name.c_str() : "");
+  object.text("text", findingText(finding, rehearsal, shown).c_str());
+  return addTextOrNull(object, "advice", findingAdvice(finding, rehearsal, shown)).take();
+}
+
+// ---- what is rehearsed ----
+
+struct Rehearsing {
+  Rehearsal rehearsal;
+  bool isOfFile = false;
+  std::string ports;  // the document of `ports --json`
+};
+
+SiteConfig configOfFile(const std::string& path, Session& session) {
+  std::vector<SiteFault> faults;
+  SiteFile file = readSiteFile(readWholeFile(path), &faults);
+  if (!faults.empty()) {
+    const auto lines = mapped(faults, [](const SiteFault& each) { return "  " + each.text; });
+    throw Failure(kExitUsage, escaped(path) + " cannot be rehearsed:\n" + joined(lines, "\n"));
+  }
+  const ImportPlan plan = importPlan(file.config, {}, false);
+  const std::vector<PoePort> ports = session.poePorts();
+  const SiteGround ground{ports, session.names(), session.now(), session.zone(), false};
+  for (const SiteFault& fault : planFaults(plan, file, ground)) {
+    session.output().warn("import would refuse the file: " + fault.text);
+  }
+  int64_t id = 0;
+  for (Schedule& schedule : file.config.schedules) {
+    schedule.scheduleId = ++id;
+  }
+  return file.config;
+}
+
+// The schedules of the switch; or of a file; or the one that is named, enabled for this.
+SiteConfig whatToRehearse(const RehearseOptions& given, Session& session, bool* isOfFile) {
+  std::vector<Schedule> schedules = session.schedules();
+  std::error_code error;
+  const auto isMeant = [&given](const Schedule& each) {
+    return given.what == each.name.c_str() || given.what == std::to_string(each.scheduleId);
+  };
+  *isOfFile = given.what == "-" || (std::none_of(schedules.begin(), schedules.end(), isMeant) &&
+                                    std::filesystem::exists(given.what, error));
+  if (*isOfFile) {
+    return configOfFile(given.what, session);
+  }
+
+  if (!given.what.empty()) {
+    Schedule schedule = findSchedule(schedules, given.what, std::nullopt);
+    if (schedule.enabled == 0) {
+      session.output().say(idAndName(schedule) + " is disabled; it is rehearsed as if it were not");
+      schedule.enabled = 1;
+    }
+    schedules = {schedule};
+  }
+  SiteConfig config{schedules, {}};
+  for (const int32_t unit : given.withBoot ? session.units() : std::vector<int32_t>()) {
+    config.bootDelays.push_back(askBootDelay(session.daemon(), unit));
+  }
+  return config;
+}
+
+// The minute from which schedules act: the next one, for what this one has to do is done.
+int64_t firstMinute(const RehearseOptions& given, Session& session) {
+  const int64_t now = session.now();
+  if (given.from.empty()) {
+    return (now / kSecPerMin + 1) * kSecPerMin;
+  }
+  const std::optional<int64_t> moment =
+      parseMoment(given.from, now, session.shownZone(), Toward::future);
+  if (!moment) {
+    throw Failure(kExitUsage,
+                  "--from: " + inQuotes(given.from) + " is no day; " + kMomentForms + ".");
+  }
+  return *moment / kSecPerMin * kSecPerMin;
+}
+
+void leaveOutIdle(const RehearseOptions& given, SiteConfig* config) {
+  std::vector<Schedule>& all = config->schedules;
+  all.erase(std::remove_if(all.begin(), all.end(),
+                           [](const Schedule& each) { return each.enabled == 0; }),
+            all.end());
+  const auto isEarlier = [](const Schedule& a, const Schedule& b) {
+    return a.scheduleId < b.scheduleId;
+  };
+  std::stable_sort(all.begin(), all.end(), isEarlier);
+  const auto isNone = [](const BootDelay& delay) { return delay.delaySec <= 0; };
+  std::vector<BootDelay>& delays = config->bootDelays;
+  delays.erase(std::remove_if(delays.begin(), delays.end(), isNone), delays.end());
+  if (!given.withBoot) {
+    delays.clear();
+  }
+  if (all.empty() && delays.empty()) {
+    throw Failure(kExitNoSuch,
+                  "there is no enabled schedule to rehearse. See: quorin_poectl schedule list");
+  }
+}
+
+Rehearsing prepare(const RehearseOptions& given, Session& session) {
+  Rehearsing rehearsing;
+  Rehearsal& rehearsal = rehearsing.rehearsal;
+  SiteConfig config = whatToRehearse(given, session, &rehearsing.isOfFile);
+  leaveOutIdle(given, &config);
+  rehearsal.schedules = config.schedules;
+  rehearsal.bootDelays = config.bootDelays;
+  rehearsal.before = session.sensors();
+
+  rehearsal.from = firstMinute(given, session);
+  TickTime end = session.zone().tickAt(rehearsal.from);
+  end.day += given.days;
+  rehearsal.until = session.zone().instantOf(end);
+  const JsonPtr ports = portsJson(rehearsal.before, session.names(), {}, session.zone());
+  const std::unique_ptr<char, JsonTextDeleter> text(cJSON_PrintUnformatted(ports.get()));
+  rehearsing.ports = text != nullptr ? text.get() : throw std::bad_alloc();
+  return rehearsing;
+}
+
+// ---- the rehearsal ----
+
+// A line on a terminal that is written over by the next, and gone in the end.
+class Progress {
+ public:
+  explicit Progress(const Options& options)
+      : isShown_(!options.quiet && isatty(STDERR_FILENO) == 1) {}
+  ~Progress() { show(""); }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void show(const std::string& text) const {
+    if (isShown_) {
+      fprintf(stderr, "\r\033[K%s", text.c_str());
+      fflush(stderr);
+    }
+  }
+
+ private:
+  bool isShown_;
+};
+
+// The ids that the schedules have in the lab, and those that they have here.
+using LiveIds = std::map<int64_t, int64_t>;
+
+LiveIds createAll(const std::vector<Schedule>& schedules, Daemon& daemon) {
+  LiveIds ids;
+  for (const Schedule& schedule : schedules) {
+    ids[createSchedule(daemon, schedule).scheduleId] = schedule.scheduleId;
+  }
+  return ids;
+}
+
+// Days at once, such that the switch's journal holds what they do: the lab takes a moment to set
+// out.
+constexpr int32_t kDaysAtOnce = 8;
+
+void runDays(Rehearsal* rehearsal, Lab* lab, const Progress& progress, Session& session) {
+  const TickTime first = session.zone().tickAt(rehearsal->from);
+  const auto tell = [&](int64_t now) {
+    progress.show(momentText(now, session.shownZone()).substr(0, 20));
+  };
+  int64_t lastEntry = 0;
+  int64_t end = rehearsal->from;
+  for (int32_t day = kDaysAtOnce; end < rehearsal->until; day += kDaysAtOnce) {
+    TickTime last = first;
+    last.day += day;
+    end = std::min(session.zone().instantOf(last), rehearsal->until);
+    lab->runTo(end - 1, tell);
+    const std::vector<PortAct> acts = readActs(lab->journalSince(lastEntry).get(), &lastEntry);
+    rehearsal->acts.insert(rehearsal->acts.end(), acts.begin(), acts.end());
+  }
+}
+
+std::vector<int32_t> unitsOf(const std::vector<SensorPort>& ports) {
+  std::vector<int32_t> units = mapped(ports, [](const SensorPort& port) { return port.unit; });
+  std::sort(units.begin(), units.end());
+  units.erase(std::unique(units.begin(), units.end()), units.end());
+  return units;
+}
+
+// The runs that deserve a look, as runs of the schedules here, oldest first.
+std::vector<Run> badRuns(Daemon& daemon, int32_t unit, const LiveIds& ids) {
+  std::vector<Run> bad;
+  for (const Run& listed : askRunsSince(daemon, unit, 0)) {
+    const bool isGood = listed.status == "success" || listed.isOpen();
+    if (isGood && listed.failedPortCount + listed.skippedPortCount == 0) {
+      continue;
+    }
+    Run run = askRun(daemon, unit, listed.runId);  // with its ports
+    const auto live = ids.find(run.scheduleId.value_or(0));
+    if (live != ids.end()) {
+      run.scheduleId = live->second;
+    }
+    bad.insert(bad.begin(), std::move(run));
+  }
+  return bad;
+}
+
+void askForRuns(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
+  for (const int32_t unit : unitsOf(rehearsal->before)) {
+    const std::vector<Run> runs = badRuns(daemon, unit, ids);
+    rehearsal->runs.insert(rehearsal->runs.end(), runs.begin(), runs.end());
+  }
+}
+
+// So that ports are dark for about this long here.
+constexpr int64_t kBootSec = 2;
+constexpr int32_t kMinBootSpeed = 20;
+constexpr int32_t kMaxBootSpeed = 400;
+constexpr int32_t kPollMs = 20;
+
+int32_t bootSpeed(const Rehearsal& rehearsal) {
+  int64_t longest = 0;
+  for (const BootDelay& delay : rehearsal.bootDelays) {
+    const int64_t pauseSec = delay.sequential ? delay.interPortDelaySec : 0;
+    const auto ports = static_cast<int64_t>(rehearsal.before.size());
+    longest = std::max(longest, delay.delaySec + pauseSec * ports);
+  }
+  return static_cast<int32_t>(
+      std::clamp<int64_t>(longest / kBootSec, kMinBootSpeed, kMaxBootSpeed));
+}
+
+bool isHeldBack(const Rehearsal& rehearsal, Daemon& daemon) {
+  constexpr int64_t kNewestRuns = 100;
+  for (const BootDelay& delay : rehearsal.bootDelays) {
+    for (const Run& run : askRunPage(daemon, delay.unit, 1, kNewestRuns).runs) {
+      if (run.triggered == "boot-delay" && run.isOpen()) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// Starts the daemon anew, and returns when it has given all ports power. A pause ends after what it
+// takes at the speed at which it began: the clock may leap only then.
+void boot(const Rehearsal& rehearsal, Lab* lab, Daemon& daemon) {
+  for (const BootDelay& delay : rehearsal.bootDelays) {
+    setBootDelay(daemon, delay);
+  }
+  lab->restart(rehearsal.from + kIntoMinuteSec, bootSpeed(rehearsal));
+  while (isHeldBack(rehearsal, daemon)) {
+    StopCatcher::throwIfStopped();
+    sleepMilliseconds(kPollMs);
+  }
+  lab->setSpeed(1);
+}
+
+void carryOut(Rehearsing* rehearsing, Session& session) {
+  Rehearsal* rehearsal = &rehearsing->rehearsal;
+  const Progress progress(session.options());
+  progress.show("making a lab");
+  Lab lab(session.zone(), session.output());
+  lab.up(rehearsing->ports, rehearsal->from - kSecPerMin + kIntoMinuteSec);
+  SocketDaemon daemon(lab.socketPath(), session.options().timeoutMs, [](const std::string&) {});
+  const LiveIds ids = createAll(rehearsal->schedules, daemon);
+  if (!rehearsal->bootDelays.empty()) {
+    progress.show("starting its switch");
+    boot(*rehearsal, &lab, daemon);
+  }
+  runDays(rehearsal, &lab, progress, session);
+  askForRuns(rehearsal, daemon, ids);
+  progress.show("taking it down");
+}
+
+int runRehearse(const RehearseOptions& given, Session& session) {
+  Rehearsing rehearsing = prepare(given, session);
+  carryOut(&rehearsing, session);
+
+  const Rehearsal& rehearsal = rehearsing.rehearsal;
+  const Rehearsed rehearsed = judgeRehearsal(rehearsal, session.zone());
+  const ShownAt at{rehearsal.from, session.zone(), session.shownZone(), session.zoneText()};
+  const RehearsalShown shown{session.names(), at, rehearsing.isOfFile};
+  const Output& output = session.output();
+  if (session.options().json) {
+    output.printJson(rehearsalJson(rehearsal, rehearsed, shown));
+  } else {
+    output.print(rehearsalText(rehearsal, rehearsed, shown, output.screen()));
+  }
+  return rehearsed.findings.empty() ? kExitDone : kExitNotAsWished;
+}
+
+}  // namespace
+
+std::string findingText(const Finding& finding, const Rehearsal& rehearsal,
+                        const RehearsalShown& shown) {
+  return shown.names.ranges(finding.ifNums) + " " + whatIsFound(finding, rehearsal, shown) +
+         (finding.times > 1 ? " (" + std::to_string(finding.times) + " times like this)" : "");
+}
+
+std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal,
+                          const RehearsalShown& shown) {
+  const bool isNeverEnded = finding.detail == kNeverEnded || finding.kind == FindingKind::dark;
+  if (isNeverEnded && lacksCompanion(finding.schedule, rehearsal.schedules)) {
+    return companionAdvice(*finding.schedule, shown);
+  }
+  switch (finding.kind) {
+    case FindingKind::otherEnd:
+      return "to see how it goes on, rehearse more --days";
+    case FindingKind::run:
+      return finding.detail.find("busy") != std::string::npos
+                 ? "another run has the ports then: move one of the two"
+                 : changeAdvice(finding, shown);
+    case FindingKind::notDone:
+      return "see what else comes in that minute: quorin_poectl next --days " +
+             std::to_string(kDefaultDays);
+    case FindingKind::notForetold:
+      return "daemon and client do not agree: please report it, with what --json prints";
+    default:
+      return changeAdvice(finding, shown);
+  }
+}
+
+std::string rehearsalText(const Rehearsal& rehearsal, const Rehearsed& rehearsed,
+                          const RehearsalShown& shown, const Screen& screen) {
+  const auto line = [&](int64_t at) {
+    const std::string text = momentText(at, shown.at.shownZone);
+    return text.substr(0, text.size() - 3);
+  };
+  std::string text = changesText(rehearsed, shown, screen) + "rehearsed " +
+                     counted(rehearsal.schedules.size(), "schedule") + " from " +
+                     line(rehearsal.from) + " to " + line(rehearsal.until) + ", " +
+                     shown.at.footer + "\n\nWhat deserves a look:";
+  if (rehearsed.findings.empty()) {
+    return text + " nothing\n";
+  }
+  text += "\n";
+  for (const Finding& finding : rehearsed.findings) {
+    text += "  " + findingText(finding, rehearsal, shown) + "; " +
+            findingAdvice(finding, rehearsal, shown) + "\n";
+  }
+  return text;
+}
+
+JsonPtr rehearsalJson(const Rehearsal& rehearsal, const Rehearsed& rehearsed,
+                      const RehearsalShown& shown) {
+  JsonObject document;
+  document.text("from", rfc3339(rehearsal.from, shown.at.shownZone).c_str())
+      .text("until", rfc3339(rehearsal.until, shown.at.shownZone).c_str())
+      .add("changes", jsonArray(rehearsed.changes,
+                                [&](const PortChange& each) { return changeJson(each, shown); }))
+      .add("findings", jsonArray(rehearsed.findings, [&](const Finding& each) {
+             return findingJson(each, rehearsal, shown);
+           }));
+  return document.take();
+}
+
+Action defineRehearse(CLI::App& app, Options&) {
+  const auto given = std::make_shared<RehearseOptions>();
+  app.add_option("ID|FILE", given->what,
+                 "number or name of a schedule, which is rehearsed alone; or a file of export, "
+                 "whose schedules take the place of the switch's; all of the switch when none is "
+                 "named");
+  app.add_option("--from", given->from, "first day: 2026-03-28, \"mon 14:00\", tomorrow [now]")
+      ->type_name("DATE");
+  app.add_option("--days", given->days, "so many days [8]")
+      ->check(CLI::Range(1, kMaxDays))
+      ->type_name("N");
+  app.add_flag("--boot", given->withBoot,
+               "begin with a start of the switch, whose boot delays hold ports back");
+  return [given](Session& session) { return runRehearse(*given, session); };
+}

@@ -1,0 +1,489 @@
+#include "client/rehearsal.h"
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <tuple>
+
+#include "base/json.h"
+#include "client/companion.h"
+
+namespace {
+
+constexpr int64_t kSecPerMin = 60;
+constexpr int64_t kMsPerSec = 1000;
+// How late an act may come that was foretold: others of its minute, with their pauses, come first.
+constexpr int64_t kMaxLateSec = int64_t{15} * kSecPerMin;
+constexpr int64_t kMaxJitterSec = 15;
+constexpr const char* kSuperseded = "Superseded by a new occurrence";  // the daemon's words
+
+using Port = std::pair<int32_t, uint32_t>;  // unit and ifNum
+
+bool isOn(const SensorPort& port) {
+  return port.adminMode == "enable";
+}
+
+int64_t minuteOf(int64_t instant) {
+  return instant / kSecPerMin;
+}
+
+// What must be done to one port.
+struct Foretold {
+  int64_t at = 0;
+  Port port;
+  Act act = Act::off;
+  Firing firing;                       // a boot delay's is a restart
+  const Schedule* schedule = nullptr;  // null: the boot delay
+  bool isSecondHalf = false;           // switches on what a restart or a boot delay switched off
+  bool isMet = false;
+};
+
+// ---- what is foretold ----
+
+// An all-day schedule that is due already is carried out at once.
+std::vector<Upcoming> firingsOf(const Rehearsal& rehearsal, const Zone& zone) {
+  std::vector<Upcoming> all;
+  for (const Schedule& schedule : rehearsal.schedules) {
+    if (!isAllDayDue(schedule, rehearsal.from, zone)) {
+      continue;
+    }
+    Firing firing = firingsOn(schedule, zone.tickAt(rehearsal.from), zone).front();
+    if (firing.at < rehearsal.from) {
+      firing.at = rehearsal.from;
+      all.push_back({firing, &schedule});
+    }
+  }
+  const std::vector<Upcoming> later =
+      firingsWithin(rehearsal.schedules, rehearsal.from - 1, rehearsal.until - 1, zone);
+  all.insert(all.end(), later.begin(), later.end());
+  return all;
+}
+
+// Only what brings power back is done port by port with pauses.
+void foretellFiring(const Upcoming& upcoming, std::vector<Foretold>* all) {
+  const Schedule& schedule = *upcoming.schedule;
+  const Firing& firing = upcoming.firing;
+  const bool isPaced = schedule.executionMode == EXECUTION_SEQUENTIAL;
+  int64_t pausesSec = 0;
+  for (const uint32_t ifNum : schedule.ifNums) {
+    const Port port{schedule.unit, ifNum};
+    if (firing.act == Act::off) {
+      all->push_back({firing.at, port, Act::off, firing, &schedule});
+    } else if (firing.act == Act::restart && schedule.offTimeSec > 0) {
+      const int64_t back = firing.at + schedule.offTimeSec + pausesSec;
+      all->push_back({firing.at, port, Act::off, firing, &schedule});
+      all->push_back({back, port, Act::on, firing, &schedule, true});
+    } else {
+      all->push_back({firing.at + pausesSec, port, firing.act, firing, &schedule});
+    }
+    pausesSec += isPaced ? schedule.interPortDelaySec : 0;
+  }
+}
+
+void foretellBoot(const BootDelay& delay, const Rehearsal& rehearsal, std::vector<Foretold>* all) {
+  const Firing firing{rehearsal.from, Act::restart, false};
+  int64_t back = rehearsal.from + delay.delaySec;
+  for (const SensorPort& sensor : rehearsal.before) {
+    if (sensor.unit != delay.unit || delay.delaySec <= 0 || !isOn(sensor)) {
+      continue;
+    }
+    const Port port{sensor.unit, sensor.ifNum};
+    all->push_back({rehearsal.from, port, Act::off, firing, nullptr});
+    all->push_back({back, port, Act::on, firing, nullptr, true});
+    back += delay.sequential ? delay.interPortDelaySec : 0;
+  }
+}
+
+std::vector<Foretold> foretoldBy(const std::vector<Upcoming>& firings, const Rehearsal& rehearsal) {
+  std::vector<Foretold> all;
+  for (const BootDelay& delay : rehearsal.bootDelays) {
+    foretellBoot(delay, rehearsal, &all);
+  }
+  for (const Upcoming& each : firings) {
+    foretellFiring(each, &all);
+  }
+  return all;
+}
+
+// ---- whose doing each act was ----
+
+// For each act what it was foretold by, the nearest that no earlier act has met; null for none.
+std::vector<const Foretold*> matched(const std::vector<PortAct>& acts,
+                                     std::vector<Foretold>* foretold) {
+  std::map<std::pair<Port, Act>, std::vector<Foretold*>> open;
+  for (Foretold& each : *foretold) {
+    open[{each.port, each.act}].push_back(&each);
+  }
+  std::vector<const Foretold*> causes;
+  for (const PortAct& act : acts) {
+    Foretold* nearest = nullptr;
+    for (Foretold* each : open[{Port(act.unit, act.ifNum), act.act}]) {
+      const int64_t late = std::abs(act.at - each->at);
+      const bool isNearer = nearest == nullptr || late < std::abs(act.at - nearest->at);
+      nearest = !each->isMet && late <= kMaxLateSec && isNearer ? each : nearest;
+    }
+    if (nearest != nullptr) {
+      nearest->isMet = true;
+    }
+    causes.push_back(nearest);
+  }
+  return causes;
+}
+
+// ---- the walk through the acts ----
+
+struct DarkStretch {
+  Port port;
+  int64_t from = 0;
+  std::optional<int64_t> until;
+  const Schedule* schedule = nullptr;
+  bool wasSo = false;
+};
+
+// Follows the modes of all ports from act to act.
+class Walk {
+ public:
+  Walk(const Rehearsal& rehearsal, const std::vector<Upcoming>& earlier) {
+    for (const SensorPort& sensor : rehearsal.before) {
+      PortState& port = ports_[{sensor.unit, sensor.ifNum}];
+      port.isOn = isOn(sensor);
+      if (!port.isOn) {
+        port.dark = {{sensor.unit, sensor.ifNum}, rehearsal.from, std::nullopt, nullptr, true};
+        for (const Upcoming& each : earlier) {
+          const bool isOff = each.firing.act == Act::off && actsOn(*each.schedule, sensor);
+          port.dark.schedule = isOff ? each.schedule : port.dark.schedule;
+        }
+      }
+    }
+  }
+
+  void pass(const PortAct& act, const Foretold* cause) {
+    const auto found = ports_.find({act.unit, act.ifNum});
+    if (act.isRefused || found == ports_.end()) {
+      return;
+    }
+    PortState& port = found->second;
+    if (act.act == Act::restart && port.isOn) {
+      changes_[changeOf(act, cause, Act::restart)].darkSec = 0;
+    } else if (act.act == Act::off && port.isOn) {
+      switchOff(act, cause, &port);
+    } else if (act.act == Act::on && !port.isOn) {
+      switchOn(act, cause, &port);
+    }
+  }
+
+  std::vector<PortChange> changes() const { return changes_; }
+  bool isOnInTheEnd(const Port& port) const { return ports_.at(port).isOn; }
+  // Those that have ended, and those that last.
+  std::vector<DarkStretch> darkStretches() const {
+    std::vector<DarkStretch> all = dark_;
+    for (const auto& [where, port] : ports_) {
+      if (!port.isOn) {
+        all.push_back(port.dark);
+      }
+    }
+    return all;
+  }
+
+ private:
+  struct PortState {
+    bool isOn = true;
+    DarkStretch dark;                   // while it is off
+    const Foretold* restart = nullptr;  // that switched it off
+    size_t change = 0;                  // of that restart
+  };
+
+  void switchOff(const PortAct& act, const Foretold* cause, PortState* port) {
+    port->isOn = false;
+    port->dark = {{act.unit, act.ifNum},
+                  act.at,
+                  std::nullopt,
+                  cause != nullptr ? cause->schedule : nullptr,
+                  false};
+    const bool isRestart = cause != nullptr && cause->firing.act == Act::restart;
+    port->change = changeOf(act, cause, isRestart ? Act::restart : Act::off);
+    port->restart = isRestart ? cause : nullptr;
+  }
+
+  // As it was meant, where the clock of a lab, which is in a hurry, makes the difference.
+  static int64_t darkOf(const PortState& port, const PortAct& back, const Foretold& cause) {
+    const int64_t meant = cause.at - cause.firing.at;
+    const int64_t was = back.at - port.dark.from;
+    return std::abs(was - meant) <= kMaxJitterSec ? meant : was;
+  }
+
+  // A restart that switches on what it has switched off is one change.
+  void switchOn(const PortAct& act, const Foretold* cause, PortState* port) {
+    port->isOn = true;
+    port->dark.until = act.at;
+    dark_.push_back(port->dark);
+    const bool isSecondHalf = cause != nullptr && cause->isSecondHalf && port->restart != nullptr &&
+                              port->restart->schedule == cause->schedule &&
+                              port->restart->firing.at == cause->firing.at;
+    if (isSecondHalf) {
+      std::optional<int64_t>& darkSec = changes_[port->change].darkSec;
+      darkSec = std::max(darkSec.value_or(0), darkOf(*port, act, *cause));
+    } else {
+      changeOf(act, cause, Act::on);
+    }
+    port->restart = nullptr;
+  }
+
+  // The change that the act belongs to, which has its port now.
+  size_t changeOf(const PortAct& act, const Foretold* cause, Act shown) {
+    const Schedule* schedule = cause != nullptr ? cause->schedule : nullptr;
+    const bool isBootDelay = cause != nullptr && schedule == nullptr;
+    const bool isEnd = cause != nullptr && cause->firing.isEnd;
+    const std::tuple key(minuteOf(act.at), act.unit, schedule, isBootDelay, isEnd, shown);
+    const auto [place, isNew] = places_.emplace(key, changes_.size());
+    if (isNew) {
+      changes_.push_back({act.at, shown, isEnd, act.unit, {}, schedule, isBootDelay, std::nullopt});
+    }
+    changes_[place->second].ifNums.push_back(act.ifNum);
+    return place->second;
+  }
+
+  std::map<Port, PortState> ports_;
+  std::vector<PortChange> changes_;
+  std::map<std::tuple<int64_t, int32_t, const Schedule*, bool, bool, Act>, size_t> places_;
+  std::vector<DarkStretch> dark_;
+};
+
+// ---- what deserves a look ----
+
+// Findings of one kind: those that differ in their ports only become one, and then those that
+// differ in their time only.
+class Findings {
+ public:
+  explicit Findings(FindingKind kind) : kind_(kind) {}
+
+  void add(const Port& port, Finding finding) {
+    finding.kind = kind_;
+    finding.unit = port.first;
+    const auto isSame = [&finding](const Finding& other) {
+      return other.unit == finding.unit && minuteOf(other.from) == minuteOf(finding.from) &&
+             other.until.has_value() == finding.until.has_value() &&
+             minuteOf(other.until.value_or(0)) == minuteOf(finding.until.value_or(0)) &&
+             isAlike(other, finding);
+    };
+    const auto same = std::find_if(all_.begin(), all_.end(), isSame);
+    Finding& place = same != all_.end() ? *same : all_.emplace_back(finding);
+    place.ifNums.push_back(port.second);
+  }
+
+  void appendTo(std::vector<Finding>* findings) {
+    const auto isEarlier = [](const Finding& a, const Finding& b) { return a.from < b.from; };
+    std::stable_sort(all_.begin(), all_.end(), isEarlier);
+    const auto first = static_cast<std::ptrdiff_t>(findings->size());
+    for (const Finding& each : all_) {
+      const auto same =
+          std::find_if(findings->begin() + first, findings->end(), [&each](const Finding& other) {
+            return other.unit == each.unit && other.ifNums == each.ifNums && isAlike(other, each);
+          });
+      if (same != findings->end()) {
+        ++same->times;
+      } else {
+        findings->push_back(each);
+      }
+    }
+  }
+
+ private:
+  static bool isAlike(const Finding& a, const Finding& b) {
+    return a.schedule == b.schedule && a.act == b.act && a.wasSo == b.wasSo && a.detail == b.detail;
+  }
+
+  FindingKind kind_;
+  std::vector<Finding> all_;
+};
+
+// What was dark all along is no finding unless a schedule has to do with it.
+bool isNoticed(const DarkStretch& stretch, const std::vector<Schedule>& schedules) {
+  if (!stretch.wasSo || stretch.until) {
+    return true;
+  }
+  SensorPort port;
+  std::tie(port.unit, port.ifNum) = stretch.port;
+  return std::any_of(schedules.begin(), schedules.end(), [&port](const Schedule& schedule) {
+    return schedule.enabled != 0 && actsOn(schedule, port);
+  });
+}
+
+Findings darkFindings(const Rehearsal& rehearsal, const Walk& walk) {
+  Findings findings(FindingKind::dark);
+  for (const DarkStretch& stretch : walk.darkStretches()) {
+    const int64_t darkSec = stretch.until.value_or(rehearsal.until) - stretch.from;
+    if (minuteOf(darkSec) <= minuteOf(kLongDarkSec) || !isNoticed(stretch, rehearsal.schedules)) {
+      continue;
+    }
+    Finding finding;
+    finding.from = stretch.from;
+    finding.until = stretch.until;
+    finding.schedule = stretch.schedule;
+    finding.wasSo = stretch.wasSo;
+    findings.add(stretch.port, finding);
+  }
+  return findings;
+}
+
+// The schedule whose doing the port's last change was.
+const Schedule* lastChangedBy(const Port& port, const std::vector<PortChange>& changes) {
+  const auto has = [&port](const PortChange& change) {
+    const auto& ifNums = change.ifNums;
+    return change.unit == port.first &&
+           std::find(ifNums.begin(), ifNums.end(), port.second) != ifNums.end();
+  };
+  const auto last = std::find_if(changes.rbegin(), changes.rend(), has);
+  return last != changes.rend() ? last->schedule : nullptr;
+}
+
+Findings endFindings(const Rehearsal& rehearsal, const Walk& walk) {
+  Findings findings(FindingKind::otherEnd);
+  const std::vector<PortChange> changes = walk.changes();
+  for (const SensorPort& before : rehearsal.before) {
+    const Port port{before.unit, before.ifNum};
+    if (walk.isOnInTheEnd(port) == isOn(before)) {
+      continue;
+    }
+    Finding finding;
+    finding.from = rehearsal.until;
+    finding.act = isOn(before) ? Act::off : Act::on;
+    finding.schedule = lastChangedBy(port, changes);
+    findings.add(port, finding);
+  }
+  return findings;
+}
+
+// A window over midnight whose last night another schedule ends is as it should be.
+bool isEndedByCompanion(const Run& run, const std::vector<Schedule>& schedules) {
+  const Schedule* schedule = scheduleOf(run, schedules);
+  return (run.errorMessage == kNeverEnded || run.errorMessage == kSuperseded) &&
+         schedule != nullptr && companionAmong(schedules, *schedule) != nullptr;
+}
+
+bool wentWrong(const RunPort& port) {
+  return port.status == "failed" || port.status == "skipped";
+}
+
+Findings runFindings(const Rehearsal& rehearsal) {
+  Findings findings(FindingKind::run);
+  for (const Run& run : rehearsal.runs) {
+    if (isEndedByCompanion(run, rehearsal.schedules)) {
+      continue;
+    }
+    const bool isWhole = !run.errorMessage.empty();
+    for (const RunPort& port : run.ports) {
+      if (!isWhole && !wentWrong(port)) {
+        continue;
+      }
+      Finding finding;
+      finding.from = run.startedAt.value_or(0);
+      finding.schedule = scheduleOf(run, rehearsal.schedules);
+      finding.detail = isWhole                     ? run.errorMessage
+                       : port.errorMessage.empty() ? port.status
+                                                   : port.errorMessage;
+      findings.add({run.unit, port.ifNum}, finding);
+    }
+  }
+  return findings;
+}
+
+// Whether a run tells already that this was not done.
+bool isToldByRun(const Foretold& foretold, const std::vector<Run>& runs) {
+  const auto isNear = [&foretold](std::optional<int64_t> at) {
+    return at && std::abs(*at - foretold.at) <= kMaxLateSec;
+  };
+  return std::any_of(runs.begin(), runs.end(), [&](const Run& run) {
+    const bool isOfSchedule = foretold.schedule != nullptr && run.unit == foretold.schedule->unit &&
+                              run.scheduleId == foretold.schedule->scheduleId;
+    return isOfSchedule && (isNear(run.startedAt) || isNear(run.completedAt)) &&
+           std::any_of(run.ports.begin(), run.ports.end(), [&foretold](const RunPort& port) {
+             return port.ifNum == foretold.port.second && wentWrong(port);
+           });
+  });
+}
+
+Findings notDoneFindings(const Rehearsal& rehearsal, const std::vector<Foretold>& foretold) {
+  Findings findings(FindingKind::notDone);
+  for (const Foretold& each : foretold) {
+    if (each.isMet || each.at >= rehearsal.until || isToldByRun(each, rehearsal.runs)) {
+      continue;
+    }
+    Finding finding;
+    finding.from = each.at;
+    finding.act = each.act;
+    finding.schedule = each.schedule;
+    findings.add(each.port, finding);
+  }
+  return findings;
+}
+
+// A lab may come a moment too far.
+bool isTooLate(const PortAct& act, const Foretold* cause, const Rehearsal& rehearsal) {
+  return act.at >= rehearsal.until && (cause == nullptr || !cause->isSecondHalf);
+}
+
+Findings notForetoldFindings(const Rehearsal& rehearsal,
+                             const std::vector<const Foretold*>& causes) {
+  Findings findings(FindingKind::notForetold);
+  const std::vector<PortAct>& acts = rehearsal.acts;
+  for (size_t i = 0; i < acts.size(); ++i) {
+    if (causes[i] != nullptr || isTooLate(acts[i], nullptr, rehearsal)) {
+      continue;
+    }
+    Finding finding;
+    finding.from = acts[i].at;
+    finding.act = acts[i].act;
+    findings.add({acts[i].unit, acts[i].ifNum}, finding);
+  }
+  return findings;
+}
+
+PortAct readAct(const cJSON* entry) {
+  PortAct act;
+  act.at = jsonInt64Member(entry, "timeMs", 0) / kMsPerSec;
+  act.unit = jsonInt32Member(entry, "unit", 0);
+  act.ifNum = static_cast<uint32_t>(jsonInt32Member(entry, "ifNum", 0));
+  act.act = jsonInt32Member(entry, "value", 0) != 0 ? Act::on : Act::off;
+  act.isRefused = jsonInt32Member(entry, "result", 0) != 0;
+  return act;
+}
+
+}  // namespace
+
+std::vector<PortAct> readActs(const cJSON* journal, int64_t* last) {
+  std::vector<PortAct> acts;
+  const cJSON* entry = nullptr;
+  cJSON_ArrayForEach(entry, jsonMember(journal, "entries")) {
+    const char* operation = jsonTextMember(entry, "op");
+    acts.push_back(readAct(entry));
+    if (operation != nullptr && strcmp(operation, "openapiPoePsePortReset") == 0) {
+      acts.back().act = Act::restart;
+    }
+    *last = std::max(*last, jsonInt64Member(entry, "seq", 0));
+  }
+  return acts;
+}
+
+Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
+  std::vector<Foretold> foretold = foretoldBy(firingsOf(rehearsal, zone), rehearsal);
+  const std::vector<const Foretold*> causes = matched(rehearsal.acts, &foretold);
+  Walk walk(rehearsal, firingsWithin(rehearsal.schedules, rehearsal.from - kFiringMemorySec,
+                                     rehearsal.from - 1, zone));
+  for (size_t i = 0; i < rehearsal.acts.size(); ++i) {
+    if (!isTooLate(rehearsal.acts[i], causes[i], rehearsal)) {
+      walk.pass(rehearsal.acts[i], causes[i]);
+    }
+  }
+
+  Rehearsed rehearsed{walk.changes(), {}};
+  darkFindings(rehearsal, walk).appendTo(&rehearsed.findings);
+  endFindings(rehearsal, walk).appendTo(&rehearsed.findings);
+  runFindings(rehearsal).appendTo(&rehearsed.findings);
+  notDoneFindings(rehearsal, foretold).appendTo(&rehearsed.findings);
+  notForetoldFindings(rehearsal, causes).appendTo(&rehearsed.findings);
+  return rehearsed;
+}
