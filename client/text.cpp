@@ -9,6 +9,7 @@
 namespace {
 
 constexpr uint32_t kInvalid = 0xFFFFFFFF;
+constexpr int kMaxNumberDigits = 10;
 
 // One character at the beginning of the text, which is not empty; kInvalid, of one byte, for bytes
 // that are not UTF-8.
@@ -172,4 +173,17 @@ std::vector<std::string> splitAt(std::string_view text, char separator) {
     }
     text.remove_prefix(end + 1);
   }
+}
+
+int64_t wholeNumber(std::string_view text) {
+  const bool isDigits =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  if (text.empty() || text.size() > kMaxNumberDigits || !isDigits) {
+    return -1;
+  }
+  int64_t number = 0;
+  for (const char digit : text) {
+    number = number * 10 + (digit - '0');
+  }
+  return number <= INT32_MAX ? number : -1;
 }

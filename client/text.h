@@ -7,8 +7,6 @@
 #include <string_view>
 #include <vector>
 
-#include "base/whole_number.h"
-
 // The text with every control character, every byte that is not UTF-8 and every sign that turns the
 // direction of writing as \n, \x1b or \u{202e}. Whatever comes from a name, a label, a message or
 // the log passes through here before it is shown; text that is escaped already stays as it is.
@@ -42,5 +40,8 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
 
 // The parts between the separators, empty ones too.
 std::vector<std::string> splitAt(std::string_view text, char separator);
+
+// The number that the whole text is, of decimal digits only; -1 for anything else and above 2^31.
+int64_t wholeNumber(std::string_view text);
 
 #endif

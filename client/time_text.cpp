@@ -14,9 +14,11 @@
 namespace {
 
 constexpr int64_t kMsPerSec = 1000;
+constexpr int64_t kMaxMsShown = 10000;
 constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kSecPerHour = 3600;
 constexpr int64_t kSecPerDay = 86400;
+constexpr int64_t kMaxSec = kSecPerDay * 366 * 100;
 constexpr int kDaysPerWeek = 7;
 constexpr std::array<const char*, kDaysPerWeek> kWeekdays{"Sun", "Mon", "Tue", "Wed",
                                                           "Thu", "Fri", "Sat"};
@@ -88,6 +90,27 @@ int64_t daysBetween(const tm& from, const tm& to) {
     return timegm(&date) / kSecPerDay;
   };
   return dayNumber(to) - dayNumber(from);
+}
+
+struct DurationUnit {
+  const char* name;
+  int64_t ms;
+};
+
+const DurationUnit* unitOf(const std::string& name) {
+  static constexpr DurationUnit kUnits[] = {{"ms", 1},
+                                            {"s", kMsPerSec},
+                                            {"m", kMsPerSec * kSecPerMin},
+                                            {"min", kMsPerSec * kSecPerMin},
+                                            {"h", kMsPerSec * kSecPerHour},
+                                            {"d", kMsPerSec * kSecPerDay},
+                                            {"w", kMsPerSec * 7 * kSecPerDay}};
+  for (const DurationUnit& unit : kUnits) {
+    if (name == unit.name) {
+      return &unit;
+    }
+  }
+  return nullptr;
 }
 
 // "14:00" or "14:00:12" into the fields.
@@ -309,6 +332,53 @@ std::string nearText(int64_t instant, int64_t now, const Zone& zone) {
 std::string rfc3339(int64_t instant, const Zone& zone) {
   std::string text = formatted(zone.at(instant), "%Y-%m-%dT%H:%M:%S%z");
   return text.insert(text.size() - 2, ":");
+}
+
+std::string durationText(int64_t milliseconds) {
+  if (milliseconds % kMsPerSec != 0 && milliseconds < kMaxMsShown) {
+    return std::to_string(milliseconds) + " ms";
+  }
+  return secondsText(milliseconds / kMsPerSec);
+}
+
+std::string secondsText(int64_t seconds) {
+  struct Unit {
+    const char* name;
+    int64_t sec;
+  };
+  constexpr Unit kUnits[] = {
+      {" d", kSecPerDay}, {" h", kSecPerHour}, {" min", kSecPerMin}, {" s", 1}};
+  for (const Unit* unit = kUnits; unit->sec > 1; ++unit) {
+    if (seconds >= unit->sec) {
+      const Unit& next = unit[1];
+      const int64_t rest = seconds % unit->sec / next.sec;
+      const std::string whole = std::to_string(seconds / unit->sec) + unit->name;
+      return rest == 0 ? whole : whole + " " + std::to_string(rest) + next.name;
+    }
+  }
+  return std::to_string(seconds) + " s";
+}
+
+std::optional<int64_t> parseDurationMs(const std::string& text) {
+  int64_t total = 0;
+  size_t at = 0;
+  while (at < text.size()) {
+    const size_t unitAt = text.find_first_not_of("0123456789", at);
+    const int64_t count = wholeNumber(text.substr(at, unitAt - at));
+    const size_t end = std::min(text.find_first_of("0123456789", unitAt), text.size());
+    const bool isPlain = unitAt == std::string::npos && at == 0;
+    const DurationUnit* unit =
+        unitOf(isPlain ? "s" : text.substr(std::min(unitAt, text.size()), end - unitAt));
+    if (count < 0 || unit == nullptr) {
+      return std::nullopt;
+    }
+    total += count * unit->ms;
+    if (total > kMaxSec * kMsPerSec) {
+      return std::nullopt;
+    }
+    at = end;
+  }
+  return text.empty() ? std::nullopt : std::make_optional(total);
 }
 
 std::optional<int64_t> parseMoment(const std::string& text, int64_t now, const Zone& zone,

@@ -1,6 +1,5 @@
-// Zones, and times as people write and read them; durations are in base/duration.h. Instants are
-// seconds since 1970 UTC. Not for several threads: a zone is the process's TZ while it is worked
-// with.
+// Zones, and times and durations as people write and read them. Instants are seconds since 1970
+// UTC. Not for several threads: a zone is the process's TZ while it is worked with.
 #ifndef QUORIN_CLIENT_TIME_TEXT_H
 #define QUORIN_CLIENT_TIME_TEXT_H
 
@@ -9,7 +8,6 @@
 #include <optional>
 #include <string>
 
-#include "base/duration.h"
 #include "scheduler/tick_time.h"
 
 // This system's time, by which the daemon dates its runs and its log; in a lab that lab's.
@@ -49,6 +47,12 @@ std::string momentText(int64_t instant, const Zone& zone);
 std::string nearText(int64_t instant, int64_t now, const Zone& zone);
 // "2026-03-03T14:07:12+01:00", for JSON.
 std::string rfc3339(int64_t instant, const Zone& zone);
+// "500 ms", "5 s", "1 min 30 s", "7 h 52 min", "3 d 4 h": two units at most, the rest cut off.
+std::string durationText(int64_t milliseconds);
+std::string secondsText(int64_t seconds);
+
+// Milliseconds of "500ms", "10s", "5m", "1h30m", "2d", "10" (seconds); none for anything else.
+std::optional<int64_t> parseDurationMs(const std::string& text);
 
 // For a weekday or a time of day alone, which of the many is meant.
 enum class Toward { past, future };

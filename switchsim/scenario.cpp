@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "base/duration.h"
+#include "client/time_text.h"
 #include "switchsim/output.h"
 
 namespace switchsim {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "base/duration.h"
 #include "base/sleep.h"
+#include "client/time_text.h"
 #include "switchsim/output.h"
 #include "switchsim/shared_state.h"
 
