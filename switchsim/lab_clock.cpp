@@ -59,6 +59,12 @@ int64_t systemMs() {
   return clock ? clock->labMsAt(hostMonotonicMs()) : hostRealUs() / kUsPerMs;
 }
 
+int32_t systemSpeed() {
+  const std::string folder = labFolder();
+  const std::optional<LabClock> clock = folder.empty() ? std::nullopt : readLabClock(folder);
+  return clock ? clock->speed : 1;
+}
+
 int64_t hostMonotonicMs() {
   return clockUs(CLOCK_MONOTONIC) / kUsPerMs;
 }

@@ -37,6 +37,9 @@ bool isLabDaemon();
 // clock can be read), else this system's.
 int64_t systemMs();
 
+// How many of its seconds go by in one of the host: the lab's speed, else 1.
+int32_t systemSpeed();
+
 int64_t hostMonotonicMs();
 int64_t hostRealUs();
 

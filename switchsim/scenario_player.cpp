@@ -5,6 +5,7 @@
 
 #include "base/sleep.h"
 #include "client/time_text.h"
+#include "switchsim/lab_clock.h"
 #include "switchsim/output.h"
 #include "switchsim/shared_state.h"
 
@@ -141,9 +142,10 @@ int64_t ScenarioPlayer::nowMs() const {
 
 // Lets a moment of the host's go by, of at most so many of the scenario's milliseconds.
 void ScenarioPlayer::passMost(int64_t milliseconds) {
-  const double stepMs = std::min(static_cast<double>(milliseconds), kPollMs * speed_);
+  const double faster = speed_ * systemSpeed();
+  const double stepMs = std::min(static_cast<double>(milliseconds), kPollMs * faster);
   const int64_t untilMs = nowMs() + static_cast<int64_t>(stepMs);
-  sleepMilliseconds(static_cast<int32_t>(stepMs / speed_));
+  sleepMilliseconds(std::max(1, static_cast<int32_t>(stepMs / faster)));
 
   const int64_t missingMs = untilMs - nowMs();
   if (speed_ > 1 && missingMs > 0) {
