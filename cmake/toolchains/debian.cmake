@@ -1,5 +1,6 @@
 # Debian's cross compiler, on the target's packages that scripts/cross has unpacked. Wants the target's TARGET_ARCH (as Debian
-# names it), TARGET_TRIPLET and TARGET_PROCESSOR (as the emulator names it).
+# names it), TARGET_TRIPLET and TARGET_PROCESSOR (as the emulator names it); may
+# have TARGET_EMULATOR_OPTIONS.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${TARGET_PROCESSOR})
 set(CMAKE_C_COMPILER ${TARGET_TRIPLET}-gcc)
@@ -13,4 +14,4 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
 set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_SYSROOT}/usr/lib/${TARGET_TRIPLET}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${TARGET_PROCESSOR} -L ${CMAKE_SYSROOT})
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${TARGET_PROCESSOR} -L ${CMAKE_SYSROOT} ${TARGET_EMULATOR_OPTIONS})
