@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 
@@ -37,11 +38,9 @@ void execProgram(const std::string& path, const std::vector<std::string>& settin
   }
   words.push_back(path);
 
-  std::vector<char*> arguments;
-  for (std::string& word : words) {
-    arguments.push_back(word.data());
-  }
-  arguments.push_back(nullptr);
+  std::vector<char*> arguments(words.size() + 1);  // a null pointer ends them
+  std::transform(words.begin(), words.end(), arguments.begin(),
+                 [](std::string& word) { return word.data(); });
   execvp(arguments.front(), arguments.data());
 }
 
