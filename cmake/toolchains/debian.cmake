@@ -1,17 +1,20 @@
-# Debian's cross compiler, on the target's packages that scripts/cross has unpacked. Wants the target's TARGET_ARCH (as Debian
-# names it), TARGET_TRIPLET and TARGET_PROCESSOR (as the emulator names it); may
-# have TARGET_EMULATOR_OPTIONS.
+# Debian's cross compiler, on the target's packages that scripts/cross has unpacked. Wants the
+# target's TARGET_ARCH (as Debian names it), TARGET_TRIPLET and TARGET_PROCESSOR (as the emulator
+# names it); may have TARGET_EMULATOR_OPTIONS.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${TARGET_PROCESSOR})
 set(CMAKE_C_COMPILER ${TARGET_TRIPLET}-gcc)
 set(CMAKE_CXX_COMPILER ${TARGET_TRIPLET}-g++)
 
-get_filename_component(CMAKE_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot/${TARGET_ARCH} ABSOLUTE)
+get_filename_component(CMAKE_SYSROOT
+    ${CMAKE_CURRENT_LIST_DIR}/../../build/sysroot/${TARGET_ARCH} ABSOLUTE)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${CMAKE_SYSROOT})
-set(ENV{PKG_CONFIG_LIBDIR} ${CMAKE_SYSROOT}/usr/lib/${TARGET_TRIPLET}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
+set(ENV{PKG_CONFIG_LIBDIR}
+    ${CMAKE_SYSROOT}/usr/lib/${TARGET_TRIPLET}/pkgconfig:${CMAKE_SYSROOT}/usr/share/pkgconfig)
 
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${TARGET_PROCESSOR} -L ${CMAKE_SYSROOT} ${TARGET_EMULATOR_OPTIONS})
+set(CMAKE_CROSSCOMPILING_EMULATOR
+    qemu-${TARGET_PROCESSOR} -L ${CMAKE_SYSROOT} ${TARGET_EMULATOR_OPTIONS})
