@@ -12,6 +12,11 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
 endif()
 
+# On 32-bit ARM g++ would tell of every vector that its versions before 7 passed otherwise.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  add_compile_options(-Wno-psabi)
+endif()
+
 if(QUORIN_POED_SANITIZE)
   add_compile_options(-fsanitize=${QUORIN_POED_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${QUORIN_POED_SANITIZE})

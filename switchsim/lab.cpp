@@ -26,6 +26,7 @@
 #include "client/failure.h"
 #include "client/text.h"
 #include "client/whole_file.h"
+#include "switchsim/exec_program.h"
 #include "switchsim/switch_state.h"
 
 namespace fs = std::filesystem;
@@ -296,16 +297,13 @@ void Lab::execDaemon(const std::string& program, int64_t atMs, int32_t speed) co
 
   const char* zone = getenv("TZ");
   unsetenv("QUORIN_POED_LAB");
-  setenv("SWITCHSIM_TIME", "wall", 1);
-  setenv("LD_PRELOAD", clockLibrary().c_str(), 1);
-  setenv("FAKETIME_TIMESTAMP_FILE", (folder_ + "/clock").c_str(), 1);
-  setenv("FAKETIME_NO_CACHE", "1", 1);
-  setenv("NO_FAKE_STAT", "1", 1);
   const int64_t startUs = hostRealUs();
   writeRecord({getpid(), startUs, 0, zone != nullptr ? zone : ""});
   writeClock(atMs, speed, startUs);
   if (chdir((folder_ + "/root").c_str()) == 0) {
-    execl(program.c_str(), program.c_str(), nullptr);
+    execProgram(program, {"SWITCHSIM_TIME=wall", "LD_PRELOAD=" + clockLibrary(),
+                          "FAKETIME_TIMESTAMP_FILE=" + folder_ + "/clock", "FAKETIME_NO_CACHE=1",
+                          "NO_FAKE_STAT=1"});
   }
   _exit(EXIT_FAILURE);
 } catch (const std::exception&) {

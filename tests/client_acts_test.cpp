@@ -85,7 +85,8 @@ TEST(ClientActs, theLogIsCutAtItsRecordsHoweverItsBytesCome) {
 }
 
 TEST_F(RunningDaemonTest, aResetThatIsInterruptedGoesOn) {
-  const std::string reset = programPath("quorin_poectl") + " --socket " + kSocketPath + " reset ";
+  const std::string reset =
+      programCommand("quorin_poectl") + " --socket " + kSocketPath + " reset ";
   const std::string interrupt =
       "3 --off-time 10h >o 2>&1 & until grep dark o; do sleep 0.1; done; "
       "kill -INT $!; wait $!; [ $? = 130 ] && cat o && grep -q 'run 1 goes on' o && rm o";

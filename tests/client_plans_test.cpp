@@ -72,7 +72,7 @@ A power_off 1;B restart 2|A restart 2|y|rename 1 A to (import 1) A; rename 2 B t
 }
 
 TEST_F(ClientPlansTest, theProgramChangesWhatIsStoredAndTellsHowFarItCame) {
-  const std::string client = programPath("quorin_poectl") + " --socket " + kSocketPath + " ";
+  const std::string client = programCommand("quorin_poectl") + " --socket " + kSocketPath + " ";
   for (const auto& row :
        fieldsOf(R"(2|"25:00" is not a time|schedule add x --off 1/0/1 --from 25:00 --to 06:00
 2|ports of units 1 and 2|schedule add x --off 1/0/1,2/0/1 --all-day

@@ -53,7 +53,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
 }
 
 TEST_F(ClientViewsTest, whatHelpNamesIsCompletedAndEndsAreTold) {
-  const std::string client = programPath("quorin_poectl") + " --socket " + kSocketPath + " ";
+  const std::string client = programCommand("quorin_poectl") + " --socket " + kSocketPath + " ";
   const std::tuple<const char*, int, const char*> rows[] = {
       {"next --json", 0, R"({"firings":[],"never":"no schedule acts any more"})"},
       {"status --json", 0, R"("openRuns":[],"next":[],"last24h":{"runs":0,"success":0)"},

@@ -170,7 +170,7 @@ $name:"$x62",$type:"power_on","startDate":"2025-01-01 0:00","recurrence":"daily"
 
 TEST_F(ScheduleTest, aDatabaseThatWasOverwrittenWhileItWasDownCostsAnswersOnly) {
   EXPECT_EQ(daemon_.stop(), 0);
-  const auto size = fs::file_size(kScheduleDbPath);
+  const auto size = static_cast<size_t>(fs::file_size(kScheduleDbPath));
   std::fstream(kScheduleDbPath, std::ios::in | std::ios::out).seekp(4096)
       << std::string(size - 4096, 'x');
   ASSERT_TRUE(daemon_.startReady());

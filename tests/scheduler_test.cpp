@@ -21,7 +21,7 @@ void withoutThreads(const std::function<void()>& work) {
   pthread_attr_t normal;
   pthread_getattr_default_np(&normal);
   pthread_attr_t endless = normal;
-  pthread_attr_setstacksize(&endless, size_t{1} << 50);
+  pthread_attr_setstacksize(&endless, SIZE_MAX / 4 * 3);
   pthread_setattr_default_np(&endless);
   work();
   pthread_setattr_default_np(&normal);

@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "base/send_all.h"
+#include "switchsim/exec_program.h"
 
 namespace {
 
@@ -35,13 +36,12 @@ void DaemonProcess::start(const std::function<void()>& beforeExec) {
   if (beforeExec) {
     beforeExec();
   }
+  std::vector<std::string> settings;
   if (speed_ > 1) {
-    setenv("LD_PRELOAD", FAKETIME_PRELOAD, 1);
-    setenv("FAKETIME", ("+0 x" + std::to_string(speed_)).c_str(), 1);
     // The daemon reads no file times, and the library's stat is not safe at exit.
-    setenv("NO_FAKE_STAT", "1", 1);
+    settings = {"LD_PRELOAD=" FAKETIME_PRELOAD, fill("FAKETIME=+0 x%", speed_), "NO_FAKE_STAT=1"};
   }
-  execl(program_.c_str(), program_.c_str(), nullptr);
+  switchsim::execProgram(program_, settings);
   _exit(kExecFailed);
 }
 

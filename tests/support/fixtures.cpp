@@ -93,6 +93,10 @@ std::string programPath(const std::string& name) {
   return fs::read_symlink("/proc/self/exe").replace_filename(name);
 }
 
+std::string programCommand(const std::string& name) {
+  return "$SWITCHSIM_EMULATOR " + programPath(name);
+}
+
 int runCommand(const std::string& command, std::string* output) {
   const std::string path = fs::path(kLogFilePath).replace_filename("output");
   const int status = system(("{ " + command + "; } >" + path).c_str());
@@ -103,7 +107,8 @@ int runCommand(const std::string& command, std::string* output) {
 void expectCommands(const std::string& program, const std::string& table) {
   std::string output;
   for (const auto& [arguments, want] : rowsOf(table)) {
-    const int status = runCommand(fill("{ % %; } 2>&1", programPath(program), arguments), &output);
+    const int status =
+        runCommand(fill("{ % %; } 2>&1", programCommand(program), arguments), &output);
     EXPECT_EQ(status, std::stoi(want)) << arguments << "\n" << output;
     const size_t found = output.find(want.substr(std::min(want.size(), size_t{2})));
     EXPECT_NE(found, std::string::npos) << arguments << "\n" << output;

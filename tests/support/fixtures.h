@@ -65,6 +65,8 @@ std::string fill(const std::string& text, const Values&... values) {
 
 // The path of another program of this build, which all stand in one folder.
 std::string programPath(const std::string& name);
+// How a shell starts it.
+std::string programCommand(const std::string& name);
 
 // Runs a shell command; returns its exit status and what it printed (both streams if it says 2>&1).
 int runCommand(const std::string& command, std::string* output);
