@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <utility>
 
 #include "switchos/openclt.h"
 #include "switchsim/answer_call.h"
@@ -279,7 +278,7 @@ OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuff
     writeText(*timeText, text);
     *zoneOffset = zoneOffsetMinutes();
     if (isLabDaemon()) {
-      state->clockReadBeforeMs = std::exchange(state->clockReadMs, systemMs());
+      noteClockRead(state, systemMs());
     }
     return OPENCLT_OK;
   });

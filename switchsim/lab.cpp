@@ -6,7 +6,6 @@
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -15,7 +14,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -27,6 +25,7 @@
 #include "client/text.h"
 #include "client/whole_file.h"
 #include "switchsim/exec_program.h"
+#include "switchsim/socket_server.h"
 #include "switchsim/switch_state.h"
 
 namespace fs = std::filesystem;
@@ -38,6 +37,7 @@ constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kUsPerMs = 1000;
 constexpr auto kPollPause = std::chrono::milliseconds(5);
 constexpr auto kPatience = std::chrono::seconds(20);  // for the daemon's start, and for its end
+constexpr const char* kMark = "switchsim lab";        // by which a folder is known as a lab
 constexpr int32_t kMaxRise = 40;                      // of the speed at once: seconds of a minute
 constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;
 
@@ -57,12 +57,8 @@ bool waitUntil(const std::function<bool()>& isSo) {
 }
 
 bool isAnswered(const std::string& socketPath) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  strncpy(address.sun_path, socketPath.c_str(), kMaxSocketPath);
-  const UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  return connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
-         0;
+  std::string whyNot;
+  return static_cast<bool>(connectTo(socketPath, &whyNot));
 }
 
 // Beside this program in a build folder, else where it is installed.
@@ -104,7 +100,7 @@ void makeDirectory(const std::string& path) {
 struct Lab::Record {
   pid_t pid = 0;
   int64_t startUs = 0;   // real time, since 1970 UTC
-  int64_t leftAtMs = 0;  // the lab's time when it was taken down; 0: it was not
+  int64_t leftAtMs = 0;  // the lab's time when it was taken down; 0: it was not, or never up
   std::string zone;
 };
 
@@ -124,7 +120,13 @@ std::string defaultLabFolder() {
   return std::string(home) + "/.local/state/switchsim-lab";
 }
 
-Lab::Lab(const std::string& folder) : folder_(fs::absolute(folder).lexically_normal()) {
+// Without links: what is taken down must be what was made.
+Lab::Lab(const std::string& folder) {
+  std::error_code error;
+  folder_ = fs::weakly_canonical(fs::absolute(folder, error), error);
+  if (error) {
+    fail("cannot use " + folder + ": " + error.message(), kExitUsage);
+  }
   if (folder_.size() > 1 && folder_.back() == '/') {
     folder_.pop_back();
   }
@@ -138,6 +140,10 @@ std::optional<Lab::Record> Lab::readRecord() const {
     return std::nullopt;
   }
   const JsonPtr json = jsonParse(readWholeFile(path).c_str());
+  const char* mark = jsonTextMember(json.get(), "what");
+  if (mark == nullptr || strcmp(mark, kMark) != 0) {
+    return std::nullopt;
+  }
   const char* zone = jsonTextMember(json.get(), "zone");
   return Record{jsonInt32Member(json.get(), "pid", 0), jsonInt64Member(json.get(), "startUs", 0),
                 jsonInt64Member(json.get(), "leftAtMs", 0), zone != nullptr ? zone : ""};
@@ -145,7 +151,8 @@ std::optional<Lab::Record> Lab::readRecord() const {
 
 void Lab::writeRecord(const Record& record) const {
   JsonObject json;
-  json.number("pid", record.pid)
+  json.text("what", kMark)
+      .number("pid", record.pid)
       .number("startUs", record.startUs)
       .number("leftAtMs", record.leftAtMs)
       .text("zone", record.zone.c_str());
@@ -183,10 +190,20 @@ void Lab::requireRunning() const {
        kExitNoDaemon);
 }
 
+bool Lab::isClaimed() {
+  if (!claim_) {
+    claim_.reset(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+  return flock(claim_.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+void Lab::failClaimed() const {
+  fail("another `switchsim lab` is at work in " + folder_ + ": wait for its end");
+}
+
 void Lab::claim() {
-  claim_.reset(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (flock(claim_.get(), LOCK_EX | LOCK_NB) != 0) {
-    fail("another `switchsim lab` is moving the clock of " + folder_ + ": wait for its end");
+  if (!isClaimed()) {
+    failClaimed();
   }
 }
 
@@ -230,51 +247,70 @@ void Lab::makeFolder() const {
     fail("the path of the lab is too long for a socket below it: name a shorter one with --dir",
          kExitUsage);
   }
-  if (fs::exists(folder_) && !fs::is_empty(folder_) && !fs::exists(folder_ + "/lab.json") &&
-      !fs::exists(folder_ + "/root")) {
+  makeDirectory(folder_);
+  std::error_code error;
+  const bool isEmpty = fs::is_empty(folder_, error);
+  if (error || (!isEmpty && !readRecord())) {
     fail(folder_ + " is not empty, and no lab: name another folder with --dir", kExitUsage);
-  }
-  for (const char* below : {"/root/tmp", "/root/var/run", "/root/mnt/fastpath", "/root/etc"}) {
-    makeDirectory(folder_ + below);
   }
   if (chmod(folder_.c_str(), S_IRWXU) != 0) {
     fail(folder_ + " cannot be made this user's alone: " + strerror(errno));
   }
 }
 
-// After a daemon that ended by itself the clock has run on.
-int64_t Lab::timeToGoOnMs() const {
-  const std::optional<Record> former = readRecord();
-  if (!former) {
-    return hostRealUs() / kUsPerMs;
+void Lab::makeSwitch(const LabPlan& plan) const {
+  const std::string state = folder_ + "/switch.state";
+  if (access(state.c_str(), F_OK) == 0 && !plan.isNewSwitch) {
+    return;
   }
-  return former->leftAtMs != 0 ? former->leftAtMs : nowMs();
+  unlink(state.c_str());
+  const std::string error = plan.makeSwitch();
+  if (!error.empty()) {
+    fail(error);
+  }
+}
+
+// After a daemon that ended by itself the clock has run on.
+int64_t Lab::beginMs(const LabPlan& plan) const {
+  const std::optional<Record> former = readRecord();
+  const bool isNew = !former || (former->pid == 0 && former->leftAtMs == 0);
+  if (isNew) {
+    return plan.at ? *plan.at * kMsPerSec : hostRealUs() / kUsPerMs;
+  }
+  const int64_t leftAtMs = former->leftAtMs != 0 ? former->leftAtMs : nowMs();
+  if (plan.at && *plan.at * kMsPerSec < leftAtMs) {
+    fail(
+        "the lab was left at a later time, and its clock only goes forward: `switchsim lab down "
+        "--clean` first, to begin anew",
+        kExitUsage);
+  }
+  return plan.at ? *plan.at * kMsPerSec : leftAtMs;
 }
 
 void Lab::up(const LabPlan& plan) {
+  const std::string program = daemonProgram();
+  clockLibrary();
+  makeFolder();
+  claim();
   if (isRunning()) {
     fail("a lab runs in " + folder_ +
          " already: `switchsim lab down` ends it, --dir names another folder");
   }
-  const int64_t atMs = plan.at ? *plan.at * kMsPerSec : timeToGoOnMs();
-  makeFolder();
-  claim();
-  writeClock(atMs, plan.speed, hostRealUs());  // by which the switch is made
-  if (plan.isNewSwitch || !fs::exists(folder_ + "/switch.state")) {
-    fs::remove(folder_ + "/switch.state");
-    const std::string error = plan.makeSwitch();
-    if (!error.empty()) {
-      fail(error);
-    }
+  const int64_t atMs = beginMs(plan);
+  const std::optional<Record> former = readRecord();
+  writeRecord(former ? *former : Record{});
+  for (const char* below : {"/root/tmp", "/root/var/run", "/root/mnt/fastpath", "/root/etc"}) {
+    makeDirectory(folder_ + below);
   }
-  awaitDaemon(startDaemon(atMs, plan.speed));
+  writeClock(atMs, plan.speed, hostRealUs());  // by which the switch is made
+  makeSwitch(plan);
+  const int64_t lastReadMs = clockReads().lastMs;
+  awaitDaemon(startDaemon(program, atMs, plan.speed));
   // A schedule that is made from now on acts in the minutes to come.
-  waitUntil([atMs] { return clockReads().lastMs >= atMs - kMsPerSec; });
+  waitUntil([lastReadMs] { return clockReads().lastMs != lastReadMs; });
 }
 
-pid_t Lab::startDaemon(int64_t atMs, int32_t speed) const {
-  const std::string program = daemonProgram();
-  clockLibrary();
+pid_t Lab::startDaemon(const std::string& program, int64_t atMs, int32_t speed) const {
   const pid_t pid = fork();
   if (pid < 0) {
     fail(std::string("cannot start the daemon: ") + strerror(errno));
@@ -312,7 +348,7 @@ void Lab::execDaemon(const std::string& program, int64_t atMs, int32_t speed) co
 
 void Lab::awaitDaemon(pid_t child) const {
   waitUntil([&] { return isAnswered(socketPath()) || waitpid(child, nullptr, WNOHANG) == child; });
-  if (!isAnswered(socketPath())) {
+  if (!isAnswered(socketPath()) || daemonPid() != child) {
     fail("the lab's daemon did not come up; its log is " + folder_ +
          "/root/tmp/sw900.log, what it printed " + folder_ + "/daemon.out");
   }
@@ -326,27 +362,47 @@ void Lab::endDaemon(pid_t pid, bool atOnce) const {
     kill(pid, SIGKILL);
     waitUntil(hasEnded);
   }
+  removeSharedClock(pid);
 }
 
 bool Lab::down(bool clean) {
   const std::optional<Record> record = readRecord();
   if (!record) {
-    if (clean && fs::exists(folder_)) {
+    if (clean && access(folder_.c_str(), F_OK) == 0) {
       fail(folder_ + " is no lab: it is left alone", kExitUsage);
     }
     return false;
   }
-  const pid_t pid = daemonPid();
-  const int64_t leftAtMs = pid != 0 ? nowMs() : record->leftAtMs;
-  if (pid != 0) {
-    endDaemon(pid, clean);
+  // Whoever moves the clock gives up when the daemon has gone.
+  bool ran = false;
+  int64_t leftAtMs = record->leftAtMs;
+  if (!waitUntil([&] {
+        if (const pid_t pid = daemonPid(); pid != 0) {
+          leftAtMs = nowMs();
+          ran = true;
+          endDaemon(pid, clean);
+        }
+        return isClaimed() && !isRunning();
+      })) {
+    failClaimed();
   }
-  removeSharedClock(record->pid);
   writeRecord({0, 0, leftAtMs, record->zone});
   if (clean) {
-    fs::remove_all(folder_);
+    removeFiles();
   }
-  return pid != 0;
+  return ran;
+}
+
+// What is none of the lab's stays, and the folder with it.
+void Lab::removeFiles() const {
+  std::error_code error;
+  fs::remove_all(folder_ + "/root", error);
+  for (const char* name : {"clock", "switch.state", "daemon.out", "lab.json"}) {
+    unlink((folder_ + "/" + name).c_str());
+  }
+  if (!fs::remove(folder_, error)) {
+    fail(folder_ + " has files that are not the lab's, and stays: " + error.message());
+  }
 }
 
 }  // namespace switchsim

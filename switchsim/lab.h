@@ -3,7 +3,7 @@
 //   switch.state  the switch
 //   root/         the daemon's private root: its socket, data and log are below it
 //   clock         the clock (lab_clock.h)
-//   lab.json      the daemon's process, or when the lab was taken down
+//   lab.json      by which a folder is a lab: the daemon's process, or when it was taken down
 //   daemon.out    what the daemon printed
 //
 // All functions throw Failure, which says what to do.
@@ -21,8 +21,6 @@
 #include "switchsim/lab_clock.h"
 
 namespace switchsim {
-
-constexpr int32_t kMaxLabSpeed = 1000;
 
 // That of QUORIN_POED_LAB, else one of the user's own.
 std::string defaultLabFolder();
@@ -42,7 +40,7 @@ class Lab {
 
   // Returns when the daemon answers.
   void up(const LabPlan& plan);
-  // Ends the daemon. clean: removes the folder, too. False where nothing ran.
+  // Ends the daemon. clean: removes the lab's files, too, and the folder. False where nothing ran.
   bool down(bool clean);
 
   // A lab whose daemon runs; the functions below need one.
@@ -70,9 +68,14 @@ class Lab {
   struct Record;
   std::optional<Record> readRecord() const;
   void writeRecord(const Record& record) const;
-  int64_t timeToGoOnMs() const;
+  // Whether this program has the folder to itself, now.
+  bool isClaimed();
+  [[noreturn]] void failClaimed() const;
+  int64_t beginMs(const LabPlan& plan) const;
   void makeFolder() const;
-  pid_t startDaemon(int64_t atMs, int32_t speed) const;
+  void makeSwitch(const LabPlan& plan) const;
+  void removeFiles() const;
+  pid_t startDaemon(const std::string& program, int64_t atMs, int32_t speed) const;
   [[noreturn]] void execDaemon(const std::string& program, int64_t atMs, int32_t speed) const;
   void awaitDaemon(pid_t child) const;
   void endDaemon(pid_t pid, bool atOnce) const;

@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <memory>
 
@@ -24,8 +25,10 @@ std::optional<LabClock> readLabClock(const std::string& folder) {
   const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen((folder + "/clock").c_str(), "re"),
                                                    [](FILE* each) { return fclose(each); });
   LabClock clock;
-  if (file == nullptr || fscanf(file.get(), "# %" SCNd64 " %" SCNd64 " %" SCNd32, &clock.labMs,
-                                &clock.hostMs, &clock.speed) != 3) {
+  if (file == nullptr ||
+      fscanf(file.get(), "# %" SCNd64 " %" SCNd64 " %" SCNd32, &clock.labMs, &clock.hostMs,
+             &clock.speed) != 3 ||
+      clock.speed < 1 || clock.speed > kMaxLabSpeed) {
     return std::nullopt;
   }
   // A host that was started anew counts from 0 again: the lab stood still meanwhile.
@@ -50,7 +53,8 @@ std::string labFolder() {
 }
 
 bool isLabDaemon() {
-  return getenv("SWITCHSIM_TIME") != nullptr;
+  const char* time = getenv("SWITCHSIM_TIME");
+  return time != nullptr && strcmp(time, "wall") == 0;
 }
 
 int64_t systemMs() {

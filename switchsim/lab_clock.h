@@ -11,6 +11,8 @@
 #include <optional>
 #include <string>
 
+constexpr int32_t kMaxLabSpeed = 1000;
+
 struct LabClock {
   int64_t labMs = 0;   // since 1970 UTC
   int64_t hostMs = 0;  // of CLOCK_MONOTONIC, at the same instant

@@ -27,6 +27,8 @@ constexpr int64_t kAskTimeoutMs = 60000;
 constexpr auto kPollPause = std::chrono::milliseconds(2);
 constexpr auto kPatience = std::chrono::seconds(30);  // for a minute to be seen
 constexpr int32_t kSettlePauses = 5;
+constexpr int64_t kAskMs = 50;  // what a look at the daemon's runs may take here
+constexpr int64_t kNever = INT64_MAX / (2 * kMsPerSec);
 constexpr auto kActPatience = std::chrono::milliseconds(500);
 
 using TimeOfDay = std::pair<int32_t, int32_t>;
@@ -67,35 +69,67 @@ class Traveller {
       const std::vector<Schedule> ofUnit = askSchedules(daemon_, unit);
       schedules_.insert(schedules_.end(), ofUnit.begin(), ofUnit.end());
     }
+    times_ = namedTimes(schedules_);
   }
 
-  // The minutes to live through until the instant, in order.
-  std::vector<int64_t> minutesUntil(int64_t instant) const {
-    const std::set<TimeOfDay> times = namedTimes(schedules_);
-    const bool isAllDay = std::any_of(schedules_.begin(), schedules_.end(),
-                                      [](const Schedule& each) { return each.allDay != 0; });
-    const int64_t next = (lab_.nowMs() / kMsPerMin + 1) * kSecPerMin;
-    std::vector<int64_t> minutes;
-    for (int64_t minute = next; minute <= instant; minute += kSecPerMin) {
-      const TickTime tick = zone_.tickAt(minute);
-      // An all-day schedule that is due already acts in the first minute that the daemon sees.
-      const bool isFirst = isAllDay && minute == next;
-      if (isFirst || times.count({tick.hour, tick.minute}) > 0) {
-        minutes.push_back(minute);
+  // Through all that is due until the instant. A restart that is under way then is waited for, and
+  // what comes meanwhile lived through.
+  void runTo(int64_t instant) {
+    // An all-day schedule that is due already acts in the first minute that the daemon sees.
+    const int64_t first = lab_.nowMs() / kMsPerMin * kSecPerMin + kSecPerMin;
+    int64_t minute = hasAllDay() ? first : nextNamed(first);
+    while (minute <= instant) {
+      minute = liveThrough(minute);
+    }
+    while (isRestarting()) {
+      if (lab_.nowMs() < shortlyBefore(minute)) {
+        pause();
+      } else {
+        minute = liveThrough(minute);
       }
     }
-    return minutes;
-  }
-
-  void liveThrough(int64_t minute) {
-    const std::vector<Upcoming> due = firingsWithin(schedules_, minute - 1, minute, zone_);
-    const uint64_t actsBefore = lastSeq();
-    goCloseTo(minute * kMsPerSec, speedFor(due));
-    awaitSeen(minute);
-    awaitDone(actsBefore, !due.empty());
   }
 
  private:
+  bool hasAllDay() const {
+    return std::any_of(schedules_.begin(), schedules_.end(),
+                       [](const Schedule& each) { return each.allDay != 0; });
+  }
+
+  // The first minute from this one on at which a schedule names a time, whatever its days.
+  int64_t nextNamed(int64_t minute) const {
+    constexpr int64_t kLongest = 2 * 86400;  // a zone may skip one for a day
+    for (int64_t end = minute + kLongest; !times_.empty() && minute < end; minute += kSecPerMin) {
+      const TickTime tick = zone_.tickAt(minute);
+      if (times_.count({tick.hour, tick.minute}) > 0) {
+        return minute;
+      }
+    }
+    return kNever;
+  }
+
+  // Until when something may be asked of the daemon, and it still is in time for the minute.
+  int64_t shortlyBefore(int64_t minute) const {
+    return minute * kMsPerSec - kAheadMs - kNapMs - lab_.speed() * kAskMs;
+  }
+
+  // Returns the next named one.
+  int64_t liveThrough(int64_t minute) {
+    const int64_t next = nextNamed(minute + kSecPerMin);
+    const int64_t beginsMs = minute * kMsPerSec;
+    if (lab_.nowMs() >= beginsMs + kMsPerMin) {
+      return next;  // a sweep has kept the daemon from it, as it would have on a switch
+    }
+    const std::vector<Upcoming> due = firingsWithin(schedules_, minute - 1, minute, zone_);
+    const uint64_t actsBefore = lastSeq();
+    if (!isUnderWay_) {
+      goCloseTo(beginsMs, speedFor(due));
+    }
+    awaitSeen(minute);
+    awaitDone(actsBefore, !due.empty(), next);
+    return next;
+  }
+
   // Such that long work does not take long here, too. (Only a sleep that begins from now on is as
   // short.)
   int32_t speedFor(const std::vector<Upcoming>& due) const {
@@ -129,8 +163,7 @@ class Traveller {
       }
       reads = clockReads();
     }
-    const bool isMissed = reads.lastMs >= beginsMs + kMsPerMin && reads.beforeMs < beginsMs;
-    if (reads.lastMs < beginsMs || isMissed) {
+    if (reads.lastMs < beginsMs || reads.leftOut(beginsMs)) {
       throw Failure(
           kExitNotAsWished,
           "the lab's daemon did not see " + momentText(minute, zone_) +
@@ -140,10 +173,12 @@ class Traveller {
 
   // A minute's work has begun when the ports' journal goes on; a schedule that finds nothing to do
   // adds nothing to it. It is over when the daemon gives schedules out again, which wait for its
-  // sweeps, and no restart runs.
-  void awaitDone(uint64_t actsBefore, bool isDue) {
+  // sweeps, and no restart runs; the next named minute does not wait for that.
+  void awaitDone(uint64_t actsBefore, bool isDue, int64_t next) {
     const auto end = std::chrono::steady_clock::now() + kActPatience;
-    while (isDue && lastSeq() == actsBefore && std::chrono::steady_clock::now() < end) {
+    const auto hasTime = [&] { return lab_.nowMs() < shortlyBefore(next); };
+    while (isDue && lastSeq() == actsBefore && std::chrono::steady_clock::now() < end &&
+           hasTime()) {
       pause();
     }
     uint64_t seen = 0;
@@ -153,7 +188,8 @@ class Traveller {
         pause();
       }
       (void)askSchedules(daemon_, 1);
-    } while (lastSeq() != seen || isRestarting());
+      isUnderWay_ = isRestarting();
+    } while ((lastSeq() != seen || isUnderWay_) && hasTime());
   }
 
   bool isRestarting() {
@@ -181,6 +217,10 @@ class Traveller {
   const int32_t ownSpeed_;
   SocketDaemon daemon_;
   std::vector<Schedule> schedules_;
+  std::set<TimeOfDay> times_;
+  // A restart whose ports are dark: while it sleeps, the clock must neither leap nor change its
+  // speed.
+  bool isUnderWay_ = false;
 };
 
 }  // namespace
@@ -188,10 +228,7 @@ class Traveller {
 void travelTo(Lab& lab, int64_t instant, const Zone& zone, const std::function<void()>& check) {
   const int32_t speed = lab.speed();
   try {
-    Traveller traveller(lab, zone, check);
-    for (const int64_t minute : traveller.minutesUntil(instant)) {
-      traveller.liveThrough(minute);
-    }
+    Traveller(lab, zone, check).runTo(instant);
   } catch (...) {
     lab.setClock(lab.nowMs(), speed);
     throw;

@@ -4,13 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <sstream>
 #include <stdexcept>
 
 #include "base/json.h"
+#include "client/failure.h"
+#include "client/whole_file.h"
 #include "switchsim/output.h"
 
 namespace switchsim {
@@ -24,19 +22,6 @@ constexpr uint32_t kNoSlot = UINT32_MAX;  // of a port that is not named yet
 struct Refusal : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
-
-std::string wholeText(const std::string& path) {
-  if (path == "-") {
-    return {std::istreambuf_iterator<char>(std::cin), {}};
-  }
-  const std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  if (!file.is_open() || text.bad()) {
-    throw Refusal("it cannot be read");
-  }
-  return text.str();
-}
 
 JsonPtr parse(const std::string& text) {
   const char* end = text.c_str();
@@ -207,7 +192,10 @@ std::vector<PortRecord> readPorts(const cJSON* document) {
 
 std::optional<std::vector<PortRecord>> readPortsFile(const std::string& path, std::string* error) {
   try {
-    return readPorts(parse(wholeText(path)).get());
+    return readPorts(parse(readWholeFile(path)).get());
+  } catch (const Failure& failure) {
+    *error = failure.what();
+    return std::nullopt;
   } catch (const Refusal& refusal) {
     *error = (path == "-" ? "stdin" : path) + ": " + refusal.what();
     return std::nullopt;

@@ -59,8 +59,9 @@ struct SharedState {
   PortRecord ports[kMaxPorts];  // as the switch prints them, those of a unit together
   uint32_t budgetMw;            // of each unit; 0: there is none
   ClockRecord clock;
-  int64_t clockReadMs;        // when a lab's daemon last read the clock, by its time of day
-  int64_t clockReadBeforeMs;  // and when before that
+  int64_t clockReadMs;      // when a lab's daemon last read the clock, by its time of day
+  int64_t clockGapBeginMs;  // the last time that it left out a whole minute:
+  int64_t clockGapEndMs;    // the reads before and after
   uint32_t serverDown;
   uint32_t faultCount;
   Fault faults[kMaxFaults];

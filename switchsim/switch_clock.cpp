@@ -60,6 +60,15 @@ std::string clockText(const ClockRecord& clock) {
   return "";
 }
 
+void noteClockRead(SharedState* state, int64_t nowMs) {
+  constexpr int64_t kMsPerMin = 60000;
+  if (nowMs / kMsPerMin > state->clockReadMs / kMsPerMin + 1) {
+    state->clockGapBeginMs = state->clockReadMs;
+    state->clockGapEndMs = nowMs;
+  }
+  state->clockReadMs = nowMs;
+}
+
 int32_t zoneOffsetMinutes() {
   return static_cast<int32_t>(hostTime(0).tm_gmtoff / 60);
 }

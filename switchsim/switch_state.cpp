@@ -207,7 +207,9 @@ std::string setServerUp(bool up) {
 
 ClockReads clockReads() {
   const LockedState state = lockState();
-  return state == nullptr ? ClockReads{} : ClockReads{state->clockReadMs, state->clockReadBeforeMs};
+  return state == nullptr
+             ? ClockReads{}
+             : ClockReads{state->clockReadMs, state->clockGapBeginMs, state->clockGapEndMs};
 }
 
 std::string passTime(int64_t milliseconds) {

@@ -35,8 +35,7 @@ using LabAction = std::function<void(Lab& lab, const LabOptions& given)>;
 
 // The lab's zone: that of its daemon, whatever TZ is here.
 Zone zoneOf(const Lab& lab) {
-  const std::string zone = lab.zone();
-  return zone.empty() ? Zone::ofProcess() : Zone(zone);
+  return Zone(lab.zone());
 }
 
 int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
@@ -62,6 +61,14 @@ int64_t laterMoment(Lab& lab, const LabOptions& given, const Zone& zone) {
 
 void sayTime(const Lab& lab, const Zone& zone) {
   print("it is " + momentText(lab.nowMs() / kMsPerSec, zone) + "\n");
+}
+
+std::string quoted(const std::string& text) {
+  std::string shell = "'";
+  for (const char each : text) {
+    shell += each == '\'' ? std::string("'\\''") : std::string(1, each);
+  }
+  return shell + "'";
 }
 
 std::vector<PortRecord> portsOfFile(const std::string& path) {
@@ -95,7 +102,8 @@ void runUp(Lab& lab, const LabOptions& given) {
   };
   lab.up(plan);
   sayTime(lab, zone);
-  print("To speak to this lab:  eval \"$(switchsim lab env --dir '" + lab.folder() + "')\"\n");
+  print("To speak to this lab:  eval \"$(switchsim lab env --dir " + quoted(lab.folder()) +
+        ")\"\n");
 }
 
 volatile sig_atomic_t isInterrupted = 0;
@@ -166,21 +174,11 @@ void runShow(Lab& lab, const LabOptions& given) {
         lab.socketPath() + "\n");
 }
 
-std::string quoted(const std::string& text) {
-  std::string shell = "'";
-  for (const char each : text) {
-    shell += each == '\'' ? std::string("'\\''") : std::string(1, each);
-  }
-  return shell + "'";
-}
-
 void runEnv(Lab& lab, const LabOptions&) {
   lab.requireRunning();
   print("export QUORIN_POED_LAB=" + quoted(lab.folder()) + "\n");
   print("export SWITCHSIM_STATE=" + quoted(statePath()) + "\n");
-  if (!lab.zone().empty()) {
-    print("export TZ=" + quoted(lab.zone()) + "\n");
-  }
+  print(lab.zone().empty() ? "unset TZ\n" : "export TZ=" + quoted(lab.zone()) + "\n");
 }
 
 void runDown(Lab& lab, const LabOptions& given) {

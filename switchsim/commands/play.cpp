@@ -1,11 +1,9 @@
 // play: a scenario.
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 
+#include "client/failure.h"
+#include "client/whole_file.h"
 #include "switchsim/command.h"
 #include "switchsim/scenario_player.h"
 
@@ -40,11 +38,13 @@ std::vector<std::string> mistakesOf(const Scenario& scenario, const PlayOptions&
 }
 
 ExitCode runPlay(const PlayOptions& given) {
-  std::ifstream file(given.file);
-  if (!file) {
-    return fail("cannot read " + given.file + ": " + strerror(errno), kWrongUsage);
+  std::string text;
+  try {
+    text = readWholeFile(given.file);
+  } catch (const Failure& failure) {
+    return fail(failure.what(), kWrongUsage);
   }
-  const Scenario scenario = readScenario({std::istreambuf_iterator<char>(file), {}});
+  const Scenario scenario = readScenario(text);
   const std::vector<std::string> mistakes = mistakesOf(scenario, given);
   for (const std::string& mistake : mistakes) {
     fprintf(stderr, "%s\n", mistake.c_str());
