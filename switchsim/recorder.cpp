@@ -4,20 +4,14 @@
 #include <sys/socket.h>
 
 #include <cstdio>
-#include <ctime>
 
 #include "base/send_all.h"
 #include "base/sleep.h"
+#include "switchsim/lab_clock.h"
 #include "switchsim/socket_server.h"
 
 namespace switchsim {
 namespace {
-
-int64_t realMs() {
-  struct timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
 
 class Relay {
  public:
@@ -68,7 +62,7 @@ class Relay {
     if (isWhole && !isRequested_) {
       isRequested_ = true;
       requestedMs_ = monotonicMs();
-      exchange_.atMs = realMs();
+      exchange_.atMs = systemMs();
     }
   }
 
@@ -90,7 +84,7 @@ class Relay {
   bool isClientGone_ = false;  // takes no more
   bool isRequested_ = false;   // the request is whole
   int64_t requestedMs_ = monotonicMs();
-  Exchange exchange_{realMs(), 0, "", ""};
+  Exchange exchange_{systemMs(), 0, "", ""};
   char chunk_[65536];
 };
 

@@ -11,6 +11,7 @@
 #include "base/result_codes.h"
 #include "base/send_all.h"
 #include "base/utf8.h"
+#include "client/text.h"
 
 namespace switchsim {
 namespace {
@@ -57,15 +58,6 @@ void addDifferences(const std::string& path, const cJSON* asked, const cJSON* kn
       texts->push_back(inside + member->string + " is missing");
     }
   }
-}
-
-template <typename Texts>
-std::string joined(const Texts& texts) {
-  std::string all;
-  for (const std::string& text : texts) {
-    all += (all.empty() ? "" : ", ") + text;
-  }
-  return all;
 }
 
 std::string methodOf(const cJSON* request) {
@@ -154,10 +146,11 @@ std::string Replayer::nearestTo(const cJSON* request) const {
   }
 
   if (nearest == nullptr) {
-    return "nothing like it is recorded, only " + shown(joined(methods));
+    return "nothing like it is recorded, only " +
+           shown(joined({methods.begin(), methods.end()}, ", "));
   }
   return "the nearest is line " + std::to_string(nearest->line) + ", " + shown(nearest->text) +
-         ": " + joined(least);
+         ": " + joined(least, ", ");
 }
 
 void Replayer::serve(int connection, int stopFd, bool isSlow) {

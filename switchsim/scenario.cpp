@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "client/text.h"
 #include "client/time_text.h"
 #include "switchsim/output.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 constexpr const char* kBlanks = " \t\r";
 // The commands that happen to a switch. The others make one, look at it or go on for ever.
-constexpr const char* kEventCommands[] = {"set", "device", "fault", "server", "clock"};
+constexpr const char* kEventCommands[] = {"set", "device", "priority", "fault", "server", "clock"};
 
 using Words = std::vector<std::string>;
 
@@ -25,14 +26,6 @@ std::vector<std::string> states() {
     names.emplace_back(stateName(port));
   }
   return names;
-}
-
-std::string listed(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) {
-    text += (text.empty() ? "" : ", ") + word;
-  }
-  return text;
 }
 
 std::optional<int64_t> secondsOfDay(const std::string& text) {
@@ -70,7 +63,7 @@ std::string readExpectation(const Words& words, Event* event) {
   }
   const std::vector<std::string> known = states();
   if (std::find(known.begin(), known.end(), words[2]) == known.end()) {
-    return words[2] + " is no state of a port; there are " + listed(known);
+    return words[2] + " is no state of a port; there are " + joined(known, ", ");
   }
 
   event->expectation = Expectation{words[1], words[2]};
@@ -87,7 +80,7 @@ std::string readCommand(const Words& words, Event* event) {
                        std::end(kEventCommands);
   if (!isKnown) {
     return words[0] + " is no event; there are expect, " +
-           listed({std::begin(kEventCommands), std::end(kEventCommands)});
+           joined({std::begin(kEventCommands), std::end(kEventCommands)}, ", ");
   }
 
   const CommandLine line = makeCommandLine();

@@ -15,7 +15,7 @@ constexpr const char* kScenarioGrammar =
     "A line is [at HH:MM[:SS] | +DURATION] EVENT; # begins a comment.\n"
     "  at    the switch's clock's next such time\n"
     "  +     so long after the line before, such as +5s, +500ms, +2m\n"
-    "An event is set, device, fault, server or clock with its arguments, or\n"
+    "An event is set, device, priority, fault, server or clock with arguments, or\n"
     "  expect PORT STATE [within DURATION]\n"
     "with a state that show tells, or on, or off. A line without an event only waits.";
 
