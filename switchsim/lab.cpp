@@ -105,7 +105,7 @@ struct Lab::Record {
 };
 
 std::string defaultLabFolder() {
-  const std::string current = labFolder();
+  std::string current = labFolder();
   if (!current.empty()) {
     return current;
   }

@@ -98,7 +98,7 @@ class Traveller {
 
   // The first minute from this one on at which a schedule names a time, whatever its days.
   int64_t nextNamed(int64_t minute) const {
-    constexpr int64_t kLongest = 2 * 86400;  // a zone may skip one for a day
+    constexpr int64_t kLongest = int64_t{2} * 86400;  // a zone may skip one for a day
     for (int64_t end = minute + kLongest; !times_.empty() && minute < end; minute += kSecPerMin) {
       const TickTime tick = zone_.tickAt(minute);
       if (times_.count({tick.hour, tick.minute}) > 0) {
