@@ -49,7 +49,8 @@ TEST_F(IpcTest, answersEveryRequestLineWithOneAnswerLine) {
     std::string pid;
     if (!command.empty()) {
       fs::rename(path, path + ".moved");
-      runCommand(fill("% % --listen % & echo $!", programPath("switchsim"), command, path), &pid);
+      runCommand(fill("% % --listen % & echo $!", programCommand("switchsim"), command, path),
+                 &pid);
       ASSERT_TRUE(waitUntil([] { return SocketClient().connected(); })) << command;
     }
     for (const auto& [answer, requests] : cases) {
