@@ -16,8 +16,8 @@
 #include "client/commands/ports.h"
 #include "client/commands/schedule_changes.h"
 #include "client/companion.h"
-#include "client/lab.h"
 #include "client/mapped.h"
+#include "client/rehearsal_lab.h"
 #include "client/site_file.h"
 #include "client/text.h"
 #include "client/whole_file.h"
@@ -181,7 +181,7 @@ LiveIds createAll(const std::vector<Schedule>& schedules, Daemon& daemon) {
 // out.
 constexpr int32_t kDaysAtOnce = 8;
 
-void runDays(Rehearsal* rehearsal, Lab* lab, const Progress& progress, Session& session) {
+void runDays(Rehearsal* rehearsal, RehearsalLab* lab, const Progress& progress, Session& session) {
   const TickTime first = session.zone().tickAt(rehearsal->from);
   const auto tell = [&](int64_t now) {
     progress.show(momentText(now, session.shownZone()).substr(0, 20));
@@ -261,7 +261,7 @@ bool isHeldBack(const Rehearsal& rehearsal, Daemon& daemon) {
 
 // Starts the daemon anew, and returns when it has given all ports power. A pause ends after what it
 // takes at the speed at which it began: the clock may leap only then.
-void boot(const Rehearsal& rehearsal, Lab* lab, Daemon& daemon) {
+void boot(const Rehearsal& rehearsal, RehearsalLab* lab, Daemon& daemon) {
   for (const BootDelay& delay : rehearsal.bootDelays) {
     setBootDelay(daemon, delay);
   }
@@ -277,7 +277,7 @@ void carryOut(Rehearsing* rehearsing, Session& session) {
   Rehearsal* rehearsal = &rehearsing->rehearsal;
   const Progress progress(session.options());
   progress.show("making a lab");
-  Lab lab(session.zone(), session.output());
+  RehearsalLab lab(session.zone(), session.output());
   lab.up(rehearsing->ports, rehearsal->from - kSecPerMin + kIntoMinuteSec);
   SocketDaemon daemon(lab.socketPath(), session.options().timeoutMs, [](const std::string&) {});
   const LiveIds ids = createAll(rehearsal->schedules, daemon);
