@@ -12,6 +12,11 @@
 #include "client/model.h"
 #include "client/upcoming.h"
 
+// The ports, with their adminModes, as they are when what goes on has ended: restarts, resets and
+// boot delays, which switch ports on again, and then the firings, which are in their order.
+std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
+                                   const std::vector<Upcoming>& firings);
+
 // One act on a port, as the switch noted it.
 struct PortAct {
   int64_t at = 0;  // an instant

@@ -127,6 +127,20 @@ void leaveOutIdle(const RehearseOptions& given, SiteConfig* config) {
   }
 }
 
+// What the present minute has to do is perhaps not done yet. The runs come first: what ends before
+// the ports are asked for is seen in them.
+std::vector<SensorPort> portsWhenItBegins(const Rehearsal& rehearsal, Session& session) {
+  std::vector<Run> openRuns;
+  for (const int32_t unit : session.units()) {
+    const std::vector<Run> ofUnit = askOpenRuns(session.daemon(), unit, systemNow());
+    openRuns.insert(openRuns.end(), ofUnit.begin(), ofUnit.end());
+  }
+  const int64_t thisMinute = session.now() / kSecPerMin * kSecPerMin;
+  return portsAfter(
+      session.freshSensors(), openRuns,
+      firingsWithin(rehearsal.schedules, thisMinute - 1, rehearsal.from - 1, session.zone()));
+}
+
 Rehearsing prepare(const RehearseOptions& given, Session& session) {
   Rehearsing rehearsing;
   Rehearsal& rehearsal = rehearsing.rehearsal;
@@ -134,9 +148,8 @@ Rehearsing prepare(const RehearseOptions& given, Session& session) {
   leaveOutIdle(given, &config);
   rehearsal.schedules = config.schedules;
   rehearsal.bootDelays = config.bootDelays;
-  rehearsal.before = session.sensors();
-
   rehearsal.from = firstMinute(given, session);
+  rehearsal.before = portsWhenItBegins(rehearsal, session);
   TickTime end = session.zone().tickAt(rehearsal.from);
   end.day += given.days;
   rehearsal.until = session.zone().instantOf(end);
@@ -231,9 +244,9 @@ void askForRuns(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
 }
 
 // So that ports are dark for about this long here.
-constexpr int64_t kBootSec = 2;
+constexpr int64_t kBootSec = 4;
 constexpr int32_t kMinBootSpeed = 20;
-constexpr int32_t kMaxBootSpeed = 400;
+constexpr int32_t kMaxBootSpeed = 150;
 constexpr int32_t kPollMs = 20;
 
 int32_t bootSpeed(const Rehearsal& rehearsal) {
