@@ -36,7 +36,7 @@ struct Rehearsal {
   int64_t until = 0;  // the end of the last minute
   std::vector<Schedule> schedules;
   std::vector<BootDelay> bootDelays;  // those that hold ports back at the beginning
-  std::vector<SensorPort> before;
+  std::vector<SensorPort> before;     // as they are when it begins
   std::vector<PortAct> acts;  // oldest first; those after the end count as far as they end restarts
   std::vector<Run> runs;      // those that are not a plain success, with their ports
 };
