@@ -17,13 +17,18 @@ constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kMsPerSec = 1000;
 // How late an act may come that was foretold: others of its minute, with their pauses, come first.
 constexpr int64_t kMaxLateSec = int64_t{15} * kSecPerMin;
+// How far a dark time may be from what it was meant to be: in a lab's clock, which is in a hurry, a
+// moment of this system is seconds, and each pause between ports takes such a moment too long.
 constexpr int64_t kMaxJitterSec = 15;
+constexpr int64_t kMaxJitterSecPerPause = 3;
+constexpr const char* kOn = "enable";  // of a port's adminMode
+constexpr const char* kOff = "disable";
 constexpr const char* kSuperseded = "Superseded by a new occurrence";  // the daemon's words
 
 using Port = std::pair<int32_t, uint32_t>;  // unit and ifNum
 
 bool isOn(const SensorPort& port) {
-  return port.adminMode == "enable";
+  return port.adminMode == kOn;
 }
 
 int64_t minuteOf(int64_t instant) {
@@ -38,6 +43,7 @@ struct Foretold {
   Firing firing;                       // a boot delay's is a restart
   const Schedule* schedule = nullptr;  // null: the boot delay
   bool isSecondHalf = false;           // switches on what a restart or a boot delay switched off
+  int64_t pauses = 0;                  // between ports, before this one
   bool isMet = false;
 };
 
@@ -67,33 +73,35 @@ void foretellFiring(const Upcoming& upcoming, std::vector<Foretold>* all) {
   const Schedule& schedule = *upcoming.schedule;
   const Firing& firing = upcoming.firing;
   const bool isPaced = schedule.executionMode == EXECUTION_SEQUENTIAL;
-  int64_t pausesSec = 0;
+  int64_t pauses = 0;
   for (const uint32_t ifNum : schedule.ifNums) {
     const Port port{schedule.unit, ifNum};
+    const int64_t pausesSec = pauses * schedule.interPortDelaySec;
     if (firing.act == Act::off) {
       all->push_back({firing.at, port, Act::off, firing, &schedule});
     } else if (firing.act == Act::restart && schedule.offTimeSec > 0) {
       const int64_t back = firing.at + schedule.offTimeSec + pausesSec;
       all->push_back({firing.at, port, Act::off, firing, &schedule});
-      all->push_back({back, port, Act::on, firing, &schedule, true});
+      all->push_back({back, port, Act::on, firing, &schedule, true, pauses});
     } else {
       all->push_back({firing.at + pausesSec, port, firing.act, firing, &schedule});
     }
-    pausesSec += isPaced ? schedule.interPortDelaySec : 0;
+    pauses += isPaced ? 1 : 0;
   }
 }
 
 void foretellBoot(const BootDelay& delay, const Rehearsal& rehearsal, std::vector<Foretold>* all) {
   const Firing firing{rehearsal.from, Act::restart, false};
-  int64_t back = rehearsal.from + delay.delaySec;
+  int64_t pauses = 0;
   for (const SensorPort& sensor : rehearsal.before) {
     if (sensor.unit != delay.unit || delay.delaySec <= 0 || !isOn(sensor)) {
       continue;
     }
     const Port port{sensor.unit, sensor.ifNum};
     all->push_back({rehearsal.from, port, Act::off, firing, nullptr});
-    all->push_back({back, port, Act::on, firing, nullptr, true});
-    back += delay.sequential ? delay.interPortDelaySec : 0;
+    const int64_t back = rehearsal.from + delay.delaySec + pauses * delay.interPortDelaySec;
+    all->push_back({back, port, Act::on, firing, nullptr, true, pauses});
+    pauses += delay.sequential ? 1 : 0;
   }
 }
 
@@ -208,11 +216,12 @@ class Walk {
     port->restart = isRestart ? cause : nullptr;
   }
 
-  // As it was meant, where the clock of a lab, which is in a hurry, makes the difference.
+  // As it was meant, where a lab's clock makes the difference.
   static int64_t darkOf(const PortState& port, const PortAct& back, const Foretold& cause) {
     const int64_t meant = cause.at - cause.firing.at;
     const int64_t was = back.at - port.dark.from;
-    return std::abs(was - meant) <= kMaxJitterSec ? meant : was;
+    const int64_t maxJitter = kMaxJitterSec + kMaxJitterSecPerPause * cause.pauses;
+    return std::abs(was - meant) <= maxJitter ? meant : was;
   }
 
   // A restart that switches on what it has switched off is one change.
@@ -442,6 +451,17 @@ Findings notForetoldFindings(const Rehearsal& rehearsal,
   return findings;
 }
 
+// Whether the run has switched the port off and is going to switch it on.
+bool holdsBack(const Run& run, const SensorPort& sensor) {
+  const bool switchesBack =
+      run.triggered == "manual" || run.triggered == "boot-delay" || run.scheduleType == "restart";
+  const auto waits = [&sensor](const RunPort& port) {
+    return port.ifNum == sensor.ifNum && port.status == "pending";
+  };
+  return switchesBack && run.isOpen() && run.unit == sensor.unit &&
+         std::any_of(run.ports.begin(), run.ports.end(), waits);
+}
+
 PortAct readAct(const cJSON* entry) {
   PortAct act;
   act.at = jsonInt64Member(entry, "timeMs", 0) / kMsPerSec;
@@ -453,6 +473,22 @@ PortAct readAct(const cJSON* entry) {
 }
 
 }  // namespace
+
+std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
+                                   const std::vector<Upcoming>& firings) {
+  for (SensorPort& port : ports) {
+    const auto holdsPort = [&port](const Run& run) { return holdsBack(run, port); };
+    if (std::any_of(openRuns.begin(), openRuns.end(), holdsPort)) {
+      port.adminMode = kOn;
+    }
+    for (const auto& [firing, schedule] : firings) {
+      if (firing.act != Act::restart && actsOn(*schedule, port)) {
+        port.adminMode = firing.act == Act::on ? kOn : kOff;
+      }
+    }
+  }
+  return ports;
+}
 
 std::vector<PortAct> readActs(const cJSON* journal, int64_t* last) {
   std::vector<PortAct> acts;

@@ -12,6 +12,11 @@
 #include "client/model.h"
 #include "client/upcoming.h"
 
+// The ports, with their adminModes, as they are when what goes on has ended: restarts, resets and
+// boot delays, which switch ports on again, and then the firings, which are in their order.
+std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
+                                   const std::vector<Upcoming>& firings);
+
 // One act on a port, as the switch noted it.
 struct PortAct {
   int64_t at = 0;  // an instant
@@ -31,7 +36,7 @@ struct Rehearsal {
   int64_t until = 0;  // the end of the last minute
   std::vector<Schedule> schedules;
   std::vector<BootDelay> bootDelays;  // those that hold ports back at the beginning
-  std::vector<SensorPort> before;
+  std::vector<SensorPort> before;     // as they are when it begins
   std::vector<PortAct> acts;  // oldest first; those after the end count as far as they end restarts
   std::vector<Run> runs;      // those that are not a plain success, with their ports
 };

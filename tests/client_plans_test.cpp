@@ -3,6 +3,7 @@
 
 #include "client/import_plan.h"
 #include "client/mapped.h"
+#include "client/rehearsal.h"
 #include "client/schedule_check.h"
 #include "client/text.h"
 #include "daemon/paths.h"
@@ -69,6 +70,16 @@ A power_off 1;B restart 2|A restart 2|y|rename 1 A to (import 1) A; rename 2 B t
     const std::string text = joined(mapped(plan.steps, stepText), "; ");
     EXPECT_EQ(std::regex_replace(text, std::regex("\"| (of|to) unit 1"), ""), row[3]) << row[0];
   }
+}
+
+TEST(ClientPlans, aRehearsalFindsWhatIsNotDoneAndWhatNobodyForetold) {
+  const std::vector<PortAct> acts{{43200, 1, 1, Act::off, false}};
+  const Rehearsal rehearsal{0, 86400, schedulesOf("A power_off 08:00 18:00"), {}, {}, acts, {}};
+  std::string found;
+  for (const Finding& each : judgeRehearsal(rehearsal, Zone("UTC")).findings) {
+    found += fill("% % %;", each.kind == FindingKind::notDone, actText(each.act), each.from / 3600);
+  }
+  EXPECT_EQ(found, "1 off 8;1 on 18;0 off 12;");
 }
 
 TEST_F(ClientPlansTest, theProgramChangesWhatIsStoredAndTellsHowFarItCame) {

@@ -16,8 +16,8 @@
 #include "client/commands/ports.h"
 #include "client/commands/schedule_changes.h"
 #include "client/companion.h"
-#include "client/lab.h"
 #include "client/mapped.h"
+#include "client/rehearsal_lab.h"
 #include "client/site_file.h"
 #include "client/text.h"
 #include "client/whole_file.h"
@@ -127,6 +127,20 @@ void leaveOutIdle(const RehearseOptions& given, SiteConfig* config) {
   }
 }
 
+// What the present minute has to do is perhaps not done yet. The runs come first: what ends before
+// the ports are asked for is seen in them.
+std::vector<SensorPort> portsWhenItBegins(const Rehearsal& rehearsal, Session& session) {
+  std::vector<Run> openRuns;
+  for (const int32_t unit : session.units()) {
+    const std::vector<Run> ofUnit = askOpenRuns(session.daemon(), unit, systemNow());
+    openRuns.insert(openRuns.end(), ofUnit.begin(), ofUnit.end());
+  }
+  const int64_t thisMinute = session.now() / kSecPerMin * kSecPerMin;
+  return portsAfter(
+      session.freshSensors(), openRuns,
+      firingsWithin(rehearsal.schedules, thisMinute - 1, rehearsal.from - 1, session.zone()));
+}
+
 Rehearsing prepare(const RehearseOptions& given, Session& session) {
   Rehearsing rehearsing;
   Rehearsal& rehearsal = rehearsing.rehearsal;
@@ -134,9 +148,8 @@ Rehearsing prepare(const RehearseOptions& given, Session& session) {
   leaveOutIdle(given, &config);
   rehearsal.schedules = config.schedules;
   rehearsal.bootDelays = config.bootDelays;
-  rehearsal.before = session.sensors();
-
   rehearsal.from = firstMinute(given, session);
+  rehearsal.before = portsWhenItBegins(rehearsal, session);
   TickTime end = session.zone().tickAt(rehearsal.from);
   end.day += given.days;
   rehearsal.until = session.zone().instantOf(end);
@@ -181,7 +194,7 @@ LiveIds createAll(const std::vector<Schedule>& schedules, Daemon& daemon) {
 // out.
 constexpr int32_t kDaysAtOnce = 8;
 
-void runDays(Rehearsal* rehearsal, Lab* lab, const Progress& progress, Session& session) {
+void runDays(Rehearsal* rehearsal, RehearsalLab* lab, const Progress& progress, Session& session) {
   const TickTime first = session.zone().tickAt(rehearsal->from);
   const auto tell = [&](int64_t now) {
     progress.show(momentText(now, session.shownZone()).substr(0, 20));
@@ -231,9 +244,9 @@ void askForRuns(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
 }
 
 // So that ports are dark for about this long here.
-constexpr int64_t kBootSec = 2;
+constexpr int64_t kBootSec = 4;
 constexpr int32_t kMinBootSpeed = 20;
-constexpr int32_t kMaxBootSpeed = 400;
+constexpr int32_t kMaxBootSpeed = 150;
 constexpr int32_t kPollMs = 20;
 
 int32_t bootSpeed(const Rehearsal& rehearsal) {
@@ -261,7 +274,7 @@ bool isHeldBack(const Rehearsal& rehearsal, Daemon& daemon) {
 
 // Starts the daemon anew, and returns when it has given all ports power. A pause ends after what it
 // takes at the speed at which it began: the clock may leap only then.
-void boot(const Rehearsal& rehearsal, Lab* lab, Daemon& daemon) {
+void boot(const Rehearsal& rehearsal, RehearsalLab* lab, Daemon& daemon) {
   for (const BootDelay& delay : rehearsal.bootDelays) {
     setBootDelay(daemon, delay);
   }
@@ -277,7 +290,7 @@ void carryOut(Rehearsing* rehearsing, Session& session) {
   Rehearsal* rehearsal = &rehearsing->rehearsal;
   const Progress progress(session.options());
   progress.show("making a lab");
-  Lab lab(session.zone(), session.output());
+  RehearsalLab lab(session.zone(), session.output());
   lab.up(rehearsing->ports, rehearsal->from - kSecPerMin + kIntoMinuteSec);
   SocketDaemon daemon(lab.socketPath(), session.options().timeoutMs, [](const std::string&) {});
   const LiveIds ids = createAll(rehearsal->schedules, daemon);

@@ -190,7 +190,8 @@ std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal,
       return "see what else comes in that minute: quorin_poectl next --days " +
              std::to_string(daysOf(rehearsal));
     case FindingKind::notForetold:
-      return "daemon and client do not agree: please report it, with what --json prints";
+      return "rehearse again, for a lab on a busy system may be to blame; if it comes again, "
+             "daemon and client do not agree: please report it, with what --json prints";
     default:
       return changeAdvice(finding, shown);
   }

@@ -1,7 +1,7 @@
 // A lab: a simulated switch and a daemon in a folder of their own, under a clock of their own. The
 // program switchsim runs it.
-#ifndef QUORIN_CLIENT_LAB_H
-#define QUORIN_CLIENT_LAB_H
+#ifndef QUORIN_CLIENT_REHEARSAL_LAB_H
+#define QUORIN_CLIENT_REHEARSAL_LAB_H
 
 #include <cstdint>
 #include <functional>
@@ -15,14 +15,14 @@
 
 // Goes without leaving a process or a file behind, also when it is stopped (client/program.h) or
 // one of its functions throws Failure. Not for two at a time.
-class Lab {
+class RehearsalLab {
  public:
   // Makes a folder below TMPDIR or /tmp. zone: that of its switch. Throws Failure: kExitNoSuch when
   // switchsim is not there. output is borrowed.
-  Lab(const Zone& zone, const Output& output);
-  ~Lab();
-  Lab(const Lab&) = delete;
-  Lab& operator=(const Lab&) = delete;
+  RehearsalLab(const Zone& zone, const Output& output);
+  ~RehearsalLab();
+  RehearsalLab(const RehearsalLab&) = delete;
+  RehearsalLab& operator=(const RehearsalLab&) = delete;
 
   // Starts it with the ports of `ports --json`, at the instant.
   void up(const std::string& ports, int64_t at);
@@ -42,7 +42,6 @@ class Lab {
   std::string run(const std::vector<std::string>& arguments,
                   const std::function<void()>& passing = {});
   Variables environment() const;
-  std::string localTime(int64_t at) const;
 
   const Zone zone_;
   const Output& output_;

@@ -1,4 +1,4 @@
-#include "client/lab.h"
+#include "client/rehearsal_lab.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -44,14 +44,14 @@ std::string reasonOf(const ProgramEnd& end) {
 
 }  // namespace
 
-Lab::Lab(const Zone& zone, const Output& output)
+RehearsalLab::RehearsalLab(const Zone& zone, const Output& output)
     : zone_(zone), output_(output), program_(foundSwitchsim()), place_(newFolder()) {
   StopCatcher::tellWhatIsLeft(
       "interrupted twice. What is left goes with: switchsim lab down --clean --dir " + folder() +
       "; rm -r " + place_);
 }
 
-Lab::~Lab() {
+RehearsalLab::~RehearsalLab() {
   StopCatcher::spareProgram(true);
   try {
     if (isUp_) {
@@ -67,14 +67,14 @@ Lab::~Lab() {
   }
 }
 
-void Lab::up(const std::string& ports, int64_t at) {
+void RehearsalLab::up(const std::string& ports, int64_t at) {
   const std::string portFile = place_ + "/ports.json";
   writeWholeFile(portFile, ports);
-  startDaemon({"--from", portFile, "--at", localTime(at)});
+  startDaemon({"--from", portFile, "--at", rfc3339(at, zone_)});
 }
 
 // A start that is cut short could leave a daemon that nobody knows of.
-void Lab::startDaemon(const std::vector<std::string>& more) {
+void RehearsalLab::startDaemon(const std::vector<std::string>& more) {
   std::vector<std::string> arguments{"lab", "up", "--dir", folder()};
   arguments.insert(arguments.end(), more.begin(), more.end());
   StopCatcher::throwIfStopped();
@@ -85,17 +85,17 @@ void Lab::startDaemon(const std::vector<std::string>& more) {
   StopCatcher::throwIfStopped();
 }
 
-void Lab::restart(int64_t at, int32_t speed) {
+void RehearsalLab::restart(int64_t at, int32_t speed) {
   run({"lab", "down", "--dir", folder()});
-  startDaemon({"--at", localTime(at), "--speed", std::to_string(speed)});
+  startDaemon({"--at", rfc3339(at, zone_), "--speed", std::to_string(speed)});
 }
 
-void Lab::setSpeed(int32_t speed) {
+void RehearsalLab::setSpeed(int32_t speed) {
   run({"lab", "speed", std::to_string(speed), "--dir", folder()});
 }
 
-void Lab::runTo(int64_t at, const std::function<void(int64_t now)>& passing) {
-  run({"lab", "at", localTime(at), "--dir", folder()}, [this, &passing] {
+void RehearsalLab::runTo(int64_t at, const std::function<void(int64_t now)>& passing) {
+  run({"lab", "at", rfc3339(at, zone_), "--dir", folder()}, [this, &passing] {
     const std::optional<LabClock> clock = readLabClock(folder());
     if (clock) {
       passing(clock->labMsAt(hostMonotonicMs()) / kMsPerSec);
@@ -103,7 +103,7 @@ void Lab::runTo(int64_t at, const std::function<void(int64_t now)>& passing) {
   });
 }
 
-JsonPtr Lab::journalSince(int64_t entry) {
+JsonPtr RehearsalLab::journalSince(int64_t entry) {
   const std::string text = run({"journal", "--json", "--since", std::to_string(entry)});
   JsonPtr journal = jsonParse(text.c_str());
   if (journal == nullptr) {
@@ -112,8 +112,8 @@ JsonPtr Lab::journalSince(int64_t entry) {
   return journal;
 }
 
-std::string Lab::run(const std::vector<std::string>& arguments,
-                     const std::function<void()>& passing) {
+std::string RehearsalLab::run(const std::vector<std::string>& arguments,
+                              const std::function<void()>& passing) {
   const ProgramEnd end = runProgram(program_, arguments, environment(), passing);
   StopCatcher::throwIfStopped();
   if (end.status != 0) {
@@ -124,7 +124,7 @@ std::string Lab::run(const std::vector<std::string>& arguments,
 }
 
 // A clock that was moved for this program, as for a test, is not that of the lab.
-Variables Lab::environment() const {
+Variables RehearsalLab::environment() const {
   return {{"LD_PRELOAD", ""},
           {"FAKETIME", ""},
           {"FAKETIME_SHARED", ""},
@@ -132,9 +132,4 @@ Variables Lab::environment() const {
           {"TZ", zone_.name()},
           {"QUORIN_POED_LAB", folder()},
           {"SWITCHSIM_STATE", folder() + "/switch.state"}};
-}
-
-std::string Lab::localTime(int64_t at) const {
-  constexpr size_t kWeekdayBytes = 4;
-  return momentText(at, zone_).substr(kWeekdayBytes);
 }
