@@ -20,8 +20,9 @@ std::string foundSwitchsim() {
   std::string path = programNamed("switchsim");
   if (path.empty()) {
     throw Failure(kExitNoSuch,
-                  "there is no switchsim, which a rehearsal runs on. Install the package of the "
-                  "simulated switch, quorin-switchsim.");
+                  "there is no switchsim, which a rehearsal runs on. It is in the package "
+                  "quorin-switchsim, but not on a switch: there, quorin_poectl export FILE, and "
+                  "rehearse FILE on another machine that has the package.");
   }
   return path;
 }

@@ -65,7 +65,8 @@ bool isAnswered(const std::string& socketPath) {
 std::string daemonProgram() {
   std::error_code error;
   const fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
-  for (const fs::path& path : {here / "quorin_poed_lab", here / "../libexec/quorin_poed_lab"}) {
+  for (const fs::path& path :
+       {here / "quorin_poed_lab", here / LAB_DAEMON_FOLDER / "quorin_poed_lab"}) {
     if (access(path.c_str(), X_OK) == 0) {
       return fs::canonical(path);
     }
