@@ -230,9 +230,8 @@ int showRun(const HistoryOptions& given, Session& session) {
   if (session.options().json) {
     output.printJson(runJson(run, true, session.names(), session.shownZone()));
   } else {
-    output.print(
-        runText(run, session.names(), systemNow(), session.shownZone(), output.screen()) +
-        session.zoneText() + "\n");
+    output.print(runText(run, session.names(), systemNow(), session.shownZone(), output.screen()) +
+                 session.zoneText() + "\n");
   }
   return kExitDone;
 }
