@@ -298,8 +298,9 @@ void Lab::up(const LabPlan& plan) {
          " already: `switchsim lab down` ends it, --dir names another folder");
   }
   const int64_t atMs = beginMs(plan);
-  const std::optional<Record> former = readRecord();
-  writeRecord(former ? *former : Record{});
+  if (!readRecord()) {
+    writeRecord({});  // before all else: from now on the folder is a lab, and can be cleaned away
+  }
   for (const char* below : {"/root/tmp", "/root/var/run", "/root/mnt/fastpath", "/root/etc"}) {
     makeDirectory(folder_ + below);
   }
@@ -328,6 +329,9 @@ void Lab::execDaemon(const std::string& program, int64_t atMs, int32_t speed) co
   const UniqueFd nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
   const UniqueFd out(open((folder_ + "/daemon.out").c_str(),
                           O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (!nothing || !out) {
+    _exit(EXIT_FAILURE);  // with this program's outputs it would keep open whoever reads them
+  }
   dup2(nothing.get(), STDIN_FILENO);
   dup2(out.get(), STDOUT_FILENO);
   dup2(out.get(), STDERR_FILENO);
@@ -398,6 +402,9 @@ bool Lab::down(bool clean) {
 void Lab::removeFiles() const {
   std::error_code error;
   fs::remove_all(folder_ + "/root", error);
+  if (error) {
+    fail(folder_ + "/root cannot be removed, and the lab stays: " + error.message());
+  }
   for (const char* name : {"clock", "switch.state", "daemon.out", "lab.json"}) {
     unlink((folder_ + "/" + name).c_str());
   }

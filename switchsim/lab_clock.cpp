@@ -13,6 +13,12 @@ namespace {
 constexpr int64_t kUsPerMs = 1000;
 constexpr int64_t kUsPerSec = 1000000;
 
+// Of the lab that this program belongs to.
+std::optional<LabClock> ownClock() {
+  const std::string folder = labFolder();
+  return folder.empty() ? std::nullopt : readLabClock(folder);
+}
+
 int64_t clockUs(clockid_t clock) {
   timespec now{};
   clock_gettime(clock, &now);
@@ -58,14 +64,12 @@ bool isLabDaemon() {
 }
 
 int64_t systemMs() {
-  const std::string folder = labFolder();
-  const std::optional<LabClock> clock = folder.empty() ? std::nullopt : readLabClock(folder);
+  const std::optional<LabClock> clock = ownClock();
   return clock ? clock->labMsAt(hostMonotonicMs()) : hostRealUs() / kUsPerMs;
 }
 
 int32_t systemSpeed() {
-  const std::string folder = labFolder();
-  const std::optional<LabClock> clock = folder.empty() ? std::nullopt : readLabClock(folder);
+  const std::optional<LabClock> clock = ownClock();
   return clock ? clock->speed : 1;
 }
 

@@ -183,7 +183,8 @@ struct ClockReads {
   int64_t gapEndMs = 0;
 
   bool leftOut(int64_t minuteMs) const {
-    return gapBeginMs < minuteMs && gapEndMs >= minuteMs + 60000;
+    constexpr int64_t kMsPerMin = 60000;
+    return gapBeginMs < minuteMs && gapEndMs >= minuteMs + kMsPerMin;
   }
 };
 ClockReads clockReads();

@@ -211,17 +211,7 @@ void addMoment(CLI::App* command, LabOptions* given) {
       ->required();
 }
 
-}  // namespace
-
-Action defineLab(CLI::App& app) {
-  const auto given = std::make_shared<LabOptions>();
-  const auto actions = std::make_shared<std::map<const CLI::App*, LabAction>>();
-  const auto speed = CLI::Range(1, kMaxLabSpeed);
-  app.add_option("--dir", given->folder, "The lab's folder [that of QUORIN_POED_LAB, or your own]");
-  app.require_subcommand(1);
-
-  CLI::App* up = addLabCommand(app, "up", "Make a lab, or go on with one that was taken down",
-                               actions.get(), runUp);
+void addUpOptions(CLI::App* up, LabOptions* given) {
   CLI::Option* units = up->add_option("--units", given->units, "A new switch with so many units")
                            ->check(CLI::Range(uint32_t{1}, kMaxUnits));
   up->add_option(
@@ -230,7 +220,20 @@ Action defineLab(CLI::App& app) {
       ->excludes(units);
   up->add_option("--at", given->moment, "When the lab begins [where it was left, or now]");
   up->add_option("--speed", given->speed, "How much faster than real its clock runs [1]")
-      ->check(speed);
+      ->check(CLI::Range(1, kMaxLabSpeed));
+}
+
+}  // namespace
+
+Action defineLab(CLI::App& app) {
+  const auto given = std::make_shared<LabOptions>();
+  const auto actions = std::make_shared<std::map<const CLI::App*, LabAction>>();
+  app.add_option("--dir", given->folder, "The lab's folder [that of QUORIN_POED_LAB, or your own]");
+  app.require_subcommand(1);
+
+  addUpOptions(addLabCommand(app, "up", "Make a lab, or go on with one that was taken down",
+                             actions.get(), runUp),
+               given.get());
   addMoment(
       addLabCommand(app, "at", "Run to a time, through every minute in which a schedule may act",
                     actions.get(), runAt),
@@ -242,7 +245,7 @@ Action defineLab(CLI::App& app) {
                 runSpeed)
       ->add_option("N", given->speed, "1 is real time")
       ->required()
-      ->check(speed);
+      ->check(CLI::Range(1, kMaxLabSpeed));
   addLabCommand(app, "show", "Tell time, daemon and socket", actions.get(), runShow)
       ->add_flag("--json", given->json, "Print one JSON document");
   addLabCommand(app, "env", "Print what makes quorin_poectl and switchsim speak to this lab",
