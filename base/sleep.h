@@ -2,12 +2,13 @@
 #ifndef QUORIN_BASE_SLEEP_H
 #define QUORIN_BASE_SLEEP_H
 
+#include <chrono>
 #include <cstdint>
 
 // Sleeps the full time even when signals arrive in between: a stop signal lands on any thread, and
 // a port's off time must not be cut short by it. 0 or less returns at once.
-void sleepSeconds(int32_t seconds);
-void sleepMilliseconds(int32_t milliseconds);
+void sleepSeconds(int32_t duration);
+void sleepMilliseconds(int32_t duration);
 
 // Milliseconds of a clock that no change of the time touches.
 int64_t monotonicMs();
@@ -21,7 +22,7 @@ class SecondBeat {
   void sleepToNext();
 
  private:
-  int64_t nextMs_;
+  std::chrono::steady_clock::time_point next_;
 };
 
 #endif
