@@ -2,6 +2,8 @@
 #ifndef QUORIN_SWITCHSIM_EXEC_PROGRAM_H
 #define QUORIN_SWITCHSIM_EXEC_PROGRAM_H
 
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
@@ -13,6 +15,10 @@ namespace switchsim {
 // program's alone, for the emulator could not load what it is to preload. Returns only when it
 // cannot be started, with errno set.
 void execProgram(const std::string& path, const std::vector<std::string>& settings);
+
+// Removes what libfaketime, which such a setting can preload, leaves behind when its process is
+// killed.
+void removeRemainsOfFaketime(pid_t pid);
 
 }  // namespace switchsim
 

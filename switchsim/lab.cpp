@@ -2,10 +2,8 @@
 
 #include <cjson/cJSON.h>
 #include <fcntl.h>
-#include <semaphore.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -18,6 +16,7 @@
 #include <cstring>
 #include <filesystem>
 #include <thread>
+#include <vector>
 
 #include "base/json.h"
 #include "base/unique_fd.h"
@@ -82,10 +81,13 @@ std::string clockLibrary() {
   return LAB_PRELOAD;
 }
 
-// The library that moves the clock leaves these behind when its process is killed.
-void removeSharedClock(pid_t pid) {
-  shm_unlink(("/faketime_shm_" + std::to_string(pid)).c_str());
-  sem_unlink(("/faketime_sem_" + std::to_string(pid)).c_str());
+// Or what a program that was killed while it wrote such a file left beside it.
+bool isLabFile(const std::string& name) {
+  const std::vector<std::string> files{"clock", "switch.state", "daemon.out", "lab.json"};
+  return std::any_of(files.begin(), files.end(), [&name](const std::string& file) {
+    const bool isDraft = name.size() == file.size() + strlen(".XXXXXX") && name[file.size()] == '.';
+    return name == file || (isDraft && name.compare(0, file.size(), file) == 0);
+  });
 }
 
 void makeDirectory(const std::string& path) {
@@ -367,7 +369,7 @@ void Lab::endDaemon(pid_t pid, bool atOnce) const {
     kill(pid, SIGKILL);
     waitUntil(hasEnded);
   }
-  removeSharedClock(pid);
+  removeRemainsOfFaketime(pid);
 }
 
 bool Lab::down(bool clean) {
@@ -405,8 +407,10 @@ void Lab::removeFiles() const {
   if (error) {
     fail(folder_ + "/root cannot be removed, and the lab stays: " + error.message());
   }
-  for (const char* name : {"clock", "switch.state", "daemon.out", "lab.json"}) {
-    unlink((folder_ + "/" + name).c_str());
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder_, error)) {
+    if (isLabFile(entry.path().filename())) {
+      unlink(entry.path().c_str());
+    }
   }
   if (!fs::remove(folder_, error)) {
     fail(folder_ + " has files that are not the lab's, and stays: " + error.message());

@@ -2,9 +2,7 @@
 
 #include <cjson/cJSON.h>
 #include <linux/sockios.h>
-#include <semaphore.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -77,10 +75,7 @@ int DaemonProcess::wait() {
     signal(SIGKILL);
     waitpid(pid_, &status, 0);
   }
-  // The library that moves the clock leaves these behind when its process is killed.
-  const std::string pid = std::to_string(std::exchange(pid_, -1));
-  shm_unlink(("/faketime_shm_" + pid).c_str());
-  sem_unlink(("/faketime_sem_" + pid).c_str());
+  switchsim::removeRemainsOfFaketime(std::exchange(pid_, -1));
   const int end = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   return ended ? end : kNoEnd;
 }
