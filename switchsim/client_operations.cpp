@@ -270,18 +270,20 @@ OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuff
                                               int32_t* zoneOffset) {
   const Call call = plainCall(Operation::clockGet, handle,
                               holdsBytes(timeText, kTimeTextBytes) && zoneOffset != nullptr);
-  return answerCall(call, [&](SharedState* state) {
+  const int64_t nowMs = systemMs();
+  const int32_t result = answerCall(call, [&](SharedState* state) {
     const std::string text = clockText(state->clock);
     if (text.empty()) {
       return kCallFailed;
     }
     writeText(*timeText, text);
     *zoneOffset = zoneOffsetMinutes();
-    if (isLabDaemon()) {
-      noteClockRead(state, systemMs());
-    }
     return OPENCLT_OK;
   });
+  if (isLabDaemon()) {
+    noteClockRead(nowMs);
+  }
+  return result;
 }
 
 OPENCLT_EXPORT int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle* handle,

@@ -60,8 +60,12 @@ std::string clockText(const ClockRecord& clock) {
   return "";
 }
 
-void noteClockRead(SharedState* state, int64_t nowMs) {
+void noteClockRead(int64_t nowMs) {
   constexpr int64_t kMsPerMin = 60000;
+  const LockedState state = lockState();
+  if (state == nullptr) {
+    return;
+  }
   if (nowMs / kMsPerMin > state->clockReadMs / kMsPerMin + 1) {
     state->clockGapBeginMs = state->clockReadMs;
     state->clockGapEndMs = nowMs;
