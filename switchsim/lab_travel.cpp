@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <set>
 #include <thread>
 #include <utility>
@@ -25,7 +26,8 @@ constexpr int32_t kMaxTravelSpeed = 400;  // while ports are dark for long
 constexpr int64_t kWorkParts = 8;         // long work takes about this part of a second here
 constexpr int64_t kAskTimeoutMs = 60000;
 constexpr auto kPollPause = std::chrono::milliseconds(2);
-constexpr auto kPatience = std::chrono::seconds(30);  // for a minute to be seen
+constexpr auto kLongPollPause = std::chrono::milliseconds(10);  // where minutes may be waited for
+constexpr auto kPatience = std::chrono::seconds(30);            // for a minute to be seen
 constexpr int32_t kSettlePauses = 5;
 constexpr int64_t kAskMs = 50;  // what a look at the daemon's runs may take here
 constexpr int64_t kNever = INT64_MAX / (2 * kMsPerSec);
@@ -72,25 +74,35 @@ class Traveller {
     times_ = namedTimes(schedules_);
   }
 
-  // Through all that is due until the instant. A restart that is under way then is waited for, and
-  // what comes meanwhile lived through.
+  // Through all that is due until the instant. A restart that is under way before or then is waited
+  // for.
   void runTo(int64_t instant) {
     // An all-day schedule that is due already acts in the first minute that the daemon sees.
     const int64_t first = lab_.nowMs() / kMsPerMin * kSecPerMin + kSecPerMin;
     int64_t minute = hasAllDay() ? first : nextNamed(first);
+    if (isRestarting()) {
+      fprintf(stderr, "switchsim: a restart is under way, and first ends at its own speed\n");
+    }
+    minute = liveThroughRestarts(minute);
     while (minute <= instant) {
       minute = liveThrough(minute);
     }
-    while (isRestarting()) {
+    liveThroughRestarts(minute);
+  }
+
+ private:
+  // What is due meanwhile is lived through. Returns the next named minute.
+  int64_t liveThroughRestarts(int64_t minute) {
+    while ((isUnderWay_ = isRestarting())) {
       if (lab_.nowMs() < shortlyBefore(minute)) {
-        pause();
+        pause(kLongPollPause);
       } else {
         minute = liveThrough(minute);
       }
     }
+    return minute;
   }
 
- private:
   bool hasAllDay() const {
     return std::any_of(schedules_.begin(), schedules_.end(),
                        [](const Schedule& each) { return each.allDay != 0; });
@@ -203,10 +215,10 @@ class Traveller {
     return false;
   }
 
-  void pause() const {
+  void pause(std::chrono::milliseconds duration = kPollPause) const {
     check_();
     lab_.requireRunning();
-    std::this_thread::sleep_for(kPollPause);
+    std::this_thread::sleep_for(duration);
   }
 
   static constexpr int64_t kNewestRuns = 100;

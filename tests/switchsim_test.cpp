@@ -206,11 +206,12 @@ TEST(LabTest, runsTheDaemonToAnyTimeAndLosesNoMinuteOnTheWay) {
   setenv("QUORIN_POED_LAB", folder.c_str(), 1);
   setenv("SWITCHSIM_STATE", (folder + "/switch.state").c_str(), 1);
   expectCommands("switchsim", R"(lab show -> 1 `switchsim lab up`
-lab up --units 2 --at '2026-03-27 21:59:30' -> 0 it is Fri 2026-03-27 21:59:30
+lab up --units 2 --at '2026-03-27 21:58:10' -> 0 it is Fri 2026-03-27 21:58:10
 lab up -> 1 --dir)");
   expectCommands("quorin_poectl", R"(schedule add night --off 2/0/2 --from 22:00 --to 06:00 -> 0
 schedule add gap --off 2/0/3 --from 02:30 --to 05:00 --daily -> 0
-schedule add cycle --restart 1/0/4 --at 22:00 --off-time 40s --weekly fri,sun -> 0)");
+schedule add cycle --restart 1/0/4 --at 22:00 --off-time 40s --weekly fri,sun -> 0
+reset 1/0/5 --off-time 1s --no-wait -> 0)");
   expectCommands("switchsim", R"(lab at 22:00 -> 0 it is Fri 2026-03-27 22:00
 lab at '2026-03-30 06:00' -> 0 it is Mon 2026-03-30 06:00
 lab at '2026-03-29 22:00' -> 2 already)");
@@ -225,10 +226,11 @@ history --since fri -> 0 night)");
     strftime(text, sizeof text, "%a%H:%M", localtime_r(&second, &local));
     acts += fill(" %%%", text, entry.value == 0 ? "-" : "+", entry.ifNum);
   }
-  EXPECT_EQ(acts,
-            " Fri22:00-30 Fri22:00-4 Fri22:00+4 Sat02:30-31 Sat05:00+31 Sat06:00+30"
-            " Sat22:00-30 Sun05:00+31 Sun06:00+30 Sun22:00-30 Sun22:00-4 Sun22:00+4"
-            " Mon02:30-31 Mon05:00+31 Mon06:00+30");
+  EXPECT_EQ(
+      acts,
+      " Fri21:58-5 Fri21:58+5 Fri22:00-30 Fri22:00-4 Fri22:00+4 Sat02:30-31 Sat05:00+31 Sat06:00+30"
+      " Sat22:00-30 Sun05:00+31 Sun06:00+30 Sun22:00-30 Sun22:00-4 Sun22:00+4"
+      " Mon02:30-31 Mon05:00+31 Mon06:00+30");
 
   expectCommands("switchsim", "lab down --clean -> 0\nlab at 23:00 -> 1 no lab");
   EXPECT_FALSE(fs::exists(folder));
