@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "client/failure.h"
 #include "client/text.h"
@@ -48,6 +49,24 @@ Screen screenOfStdout(ColorMode mode) {
   screen.color = wantsColor(mode, isTerminal);
   screen.columns = isTerminal ? terminalColumns() : 0;
   return screen;
+}
+
+size_t terminalRows() {
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
+}
+
+std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll) {
+  constexpr const char* kClearScreen = "\033[H\033[J";
+  std::vector<std::string> lines = splitAt(text, '\n');
+  lines.pop_back();                       // behind the last line's end
+  if (rows < 3 || lines.size() < rows) {  // the cursor takes a row
+    return kClearScreen + text;
+  }
+  const size_t shown = rows - 2;
+  const std::string rest = counted(lines.size() - shown, "more line") + ": " + toSeeAll;
+  lines.resize(shown);
+  return kClearScreen + joined(lines, "\n") + "\n" + rest + "\n";
 }
 
 void Output::print(const std::string& text) const {

@@ -15,6 +15,13 @@ enum class ColorMode { automatic, always, never };
 // What stdout can show. Of the locale REQUIRES: setlocale was called.
 Screen screenOfStdout(ColorMode mode);
 
+// Of stdout's window, as high as it is now; 0: no terminal, or it does not tell.
+size_t terminalRows();
+
+// A text in place of all that the terminal shows, of which it shows no more than its window holds:
+// what is left out is counted in the last line, with what to do to see it.
+std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll);
+
 class Output {
  public:
   Output(const Screen& screen, bool quiet) : screen_(screen), quiet_(quiet) {}

@@ -14,7 +14,6 @@
 namespace {
 
 constexpr int64_t kDefaultWatchMs = 2000;
-constexpr const char* kClearScreen = "\033[H\033[J";
 
 struct PortsOptions {
   std::vector<std::string> ports;
@@ -189,9 +188,12 @@ void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& sch
   const bool hasTimes = std::any_of(ports.begin(), ports.end(), [&acts](const SensorPort& port) {
     return actsOf(acts, port.ifNum).next.has_value();
   });
-  output.print((isWatching && output.screen().columns > 0 ? kClearScreen : "") +
-               portsText(ports, session.names(), acts, now, session.shownZone(), output.screen()) +
-               (hasTimes ? session.zoneText() + "\n" : ""));
+  const std::string text =
+      portsText(ports, session.names(), acts, now, session.shownZone(), output.screen()) +
+      (hasTimes ? session.zoneText() + "\n" : "");
+  const bool redraws = isWatching && output.screen().columns > 0;
+  output.print(redraws ? redrawn(text, terminalRows(), "name fewer ports, or enlarge the window")
+                       : text);
   output.flush();
 }
 

@@ -1,7 +1,6 @@
 // reset: power-cycles ports, and shows each until it is back.
 #include "client/commands/reset.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -216,11 +215,6 @@ class ResetView {
   }
 
  private:
-  static size_t terminalRows() {
-    winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
-  }
-
   void print(const WatchedPort& port, const std::string& line) {
     const Output& output = session_.output();
     if (session_.options().json) {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "client/output.h"
 #include "switchsim/command.h"
 #include "switchsim/output.h"
 
@@ -12,7 +13,6 @@ namespace {
 
 constexpr auto kWatchInterval = std::chrono::seconds(1);
 constexpr auto kFollowInterval = std::chrono::milliseconds(100);
-constexpr const char* kClearScreen = "\x1b[H\x1b[J";
 
 struct ShowOptions {
   bool json = false;
@@ -36,7 +36,7 @@ ExitCode showOnce(const ShowOptions& given) {
   const std::string text = given.json                 ? viewJson(*view, given.isWatching)
                            : given.isPanel || redraws ? panelText(*view)
                                                       : tableText(*view);
-  print((redraws ? kClearScreen : "") + text);
+  print(redraws ? redrawn(text, terminalRows(), "enlarge the window") : text);
   return kDone;
 }
 
