@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr int32_t kMinPerHour = 60;
+constexpr int32_t kMinPerDay = 24 * kMinPerHour;
 constexpr int32_t kDaysPerYear = 366;
 
 // A day's minute that could be one of the schedule's.
@@ -96,6 +98,20 @@ std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text) {
     return std::nullopt;
   }
   return std::pair(tick.hour, tick.minute);
+}
+
+int32_t windowMinutes(const Schedule& schedule) {
+  if (schedule.allDay != 0) {
+    return kMinPerDay;
+  }
+  const auto start = timeOfDay(schedule.startTime.c_str());
+  const auto end = timeOfDay(schedule.endTime.c_str());
+  if (!start || !end) {
+    return 0;
+  }
+  const int32_t minutes =
+      (end->first - start->first) * kMinPerHour + end->second - start->second + kMinPerDay;
+  return minutes % kMinPerDay;
 }
 
 std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, const Zone& zone) {

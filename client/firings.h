@@ -25,6 +25,10 @@ struct Firing {
 // fires at, such as "25:00" and "".
 std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text);
 
+// From a window's start to its end; a whole day for an all-day schedule, 0 where a time is
+// unreadable.
+int32_t windowMinutes(const Schedule& schedule);
+
 // What the schedule does on the local day of the tick, whatever its time, in order; of a start and
 // an end in one minute the start comes first. Times that the zone skips on that day are left out,
 // of those that come twice the first counts. Nothing for a disabled schedule.

@@ -190,6 +190,10 @@ std::vector<SensorPort> readSensors(const cJSON* result, int32_t unit) {
                 [unit](const cJSON* each) { return readSensor(each, unit); });
 }
 
+bool Run::switchesBack() const {
+  return triggered == "manual" || triggered == "boot-delay" || scheduleType == "restart";
+}
+
 Run readRun(const cJSON* object) {
   Run run;
   run.runId = jsonInt64Member(object, "runId", 0);

@@ -67,6 +67,8 @@ struct Run {
   std::vector<RunPort> ports;
 
   bool isOpen() const { return status == "running"; }
+  // Whether it switches its ports off for a while only: a restart, a manual reset, a boot delay.
+  bool switchesBack() const;
 };
 
 struct BootDelay {

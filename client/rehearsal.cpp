@@ -151,6 +151,21 @@ struct DarkStretch {
   bool wasSo = false;
 };
 
+// What a window wants of a port.
+struct Window {
+  const Schedule* schedule = nullptr;
+  Act act = Act::off;
+  int64_t until = 0;
+};
+
+// That it was not so any more.
+struct Undoing {
+  Port port;
+  int64_t at = 0;
+  Window window;
+  const Schedule* undoer = nullptr;  // null: the boot delay
+};
+
 // Follows the modes of all ports from act to act.
 class Walk {
  public:
@@ -174,17 +189,27 @@ class Walk {
       return;
     }
     PortState& port = found->second;
+    noteWindow(cause, &port);
     if (act.act == Act::restart && port.isOn) {
       changes_[changeOf(act, cause, Act::restart)].darkSec = 0;
     } else if (act.act == Act::off && port.isOn) {
       switchOff(act, cause, &port);
+      noteUndoing(act, cause, &port);
     } else if (act.act == Act::on && !port.isOn) {
       switchOn(act, cause, &port);
+      noteUndoing(act, cause, &port);
     }
   }
 
   std::vector<PortChange> changes() const { return changes_; }
   bool isOnInTheEnd(const Port& port) const { return ports_.at(port).isOn; }
+  std::vector<Undoing> undoings() const {
+    std::vector<Undoing> all;
+    for (const auto& [where, port] : ports_) {
+      all.insert(all.end(), port.undoings.begin(), port.undoings.end());
+    }
+    return all;
+  }
   // Those that have ended, and those that last.
   std::vector<DarkStretch> darkStretches() const {
     std::vector<DarkStretch> all = dark_;
@@ -202,7 +227,39 @@ class Walk {
     DarkStretch dark;                   // while it is off
     const Foretold* restart = nullptr;  // that switched it off
     size_t change = 0;                  // of that restart
+    std::vector<Window> windows;        // that are open
+    std::vector<Undoing> undoings;
   };
+
+  static void noteWindow(const Foretold* cause, PortState* port) {
+    if (cause == nullptr || cause->firing.act == Act::restart) {
+      return;
+    }
+    std::vector<Window>& windows = port->windows;
+    const auto isSame = [cause](const Window& each) { return each.schedule == cause->schedule; };
+    windows.erase(std::remove_if(windows.begin(), windows.end(), isSame), windows.end());
+    if (!cause->firing.isEnd) {
+      const int64_t end = cause->firing.at + windowMinutes(*cause->schedule) * kSecPerMin;
+      windows.push_back({cause->schedule, cause->act, end});
+    }
+  }
+
+  // The port is in another mode now. Before a window's end it can be put back to what the window
+  // wants; a restart in it does that for a moment only.
+  static void noteUndoing(const PortAct& act, const Foretold* cause, PortState* port) {
+    std::vector<Undoing>& undoings = port->undoings;
+    const bool isMomentary =
+        act.act == Act::off && cause != nullptr && cause->firing.act == Act::restart;
+    const auto isPutBack = [&act, isMomentary](const Undoing& each) {
+      return !isMomentary && each.window.act == act.act && act.at < each.window.until;
+    };
+    undoings.erase(std::remove_if(undoings.begin(), undoings.end(), isPutBack), undoings.end());
+    for (const Window& window : port->windows) {
+      if (cause != nullptr && window.act != act.act && act.at < window.until) {
+        undoings.push_back({{act.unit, act.ifNum}, act.at, window, cause->schedule});
+      }
+    }
+  }
 
   void switchOff(const PortAct& act, const Foretold* cause, PortState* port) {
     port->isOn = false;
@@ -302,7 +359,8 @@ class Findings {
 
  private:
   static bool isAlike(const Finding& a, const Finding& b) {
-    return a.schedule == b.schedule && a.act == b.act && a.wasSo == b.wasSo && a.detail == b.detail;
+    return a.schedule == b.schedule && a.undoer == b.undoer && a.act == b.act &&
+           a.wasSo == b.wasSo && a.detail == b.detail;
   }
 
   FindingKind kind_;
@@ -400,6 +458,24 @@ Findings runFindings(const Rehearsal& rehearsal) {
   return findings;
 }
 
+// A window that lasts beyond the rehearsal may get its way again.
+Findings undoneFindings(const Rehearsal& rehearsal, const Walk& walk) {
+  Findings findings(FindingKind::undone);
+  for (const Undoing& undoing : walk.undoings()) {
+    if (undoing.window.until > rehearsal.until) {
+      continue;
+    }
+    Finding finding;
+    finding.from = undoing.at;
+    finding.until = undoing.window.until;
+    finding.schedule = undoing.window.schedule;
+    finding.undoer = undoing.undoer;
+    finding.act = undoing.window.act == Act::on ? Act::off : Act::on;
+    findings.add(undoing.port, finding);
+  }
+  return findings;
+}
+
 // Whether a run tells already that this was not done.
 bool isToldByRun(const Foretold& foretold, const std::vector<Run>& runs) {
   const auto isNear = [&foretold](std::optional<int64_t> at) {
@@ -453,12 +529,10 @@ Findings notForetoldFindings(const Rehearsal& rehearsal,
 
 // Whether the run has switched the port off and is going to switch it on.
 bool holdsBack(const Run& run, const SensorPort& sensor) {
-  const bool switchesBack =
-      run.triggered == "manual" || run.triggered == "boot-delay" || run.scheduleType == "restart";
   const auto waits = [&sensor](const RunPort& port) {
     return port.ifNum == sensor.ifNum && port.status == "pending";
   };
-  return switchesBack && run.isOpen() && run.unit == sensor.unit &&
+  return run.switchesBack() && run.isOpen() && run.unit == sensor.unit &&
          std::any_of(run.ports.begin(), run.ports.end(), waits);
 }
 
@@ -519,6 +593,7 @@ Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
   darkFindings(rehearsal, walk).appendTo(&rehearsed.findings);
   endFindings(rehearsal, walk).appendTo(&rehearsed.findings);
   runFindings(rehearsal).appendTo(&rehearsed.findings);
+  undoneFindings(rehearsal, walk).appendTo(&rehearsed.findings);
   notDoneFindings(rehearsal, foretold).appendTo(&rehearsed.findings);
   notForetoldFindings(rehearsal, causes).appendTo(&rehearsed.findings);
   return rehearsed;

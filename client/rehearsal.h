@@ -57,6 +57,7 @@ enum class FindingKind {
   dark,         // off for longer than kLongDarkSec
   otherEnd,     // in another mode in the end than in the beginning
   run,          // failed, or skipped ports
+  undone,       // what a window wants, by another before the window's end
   notDone,      // foretold, and nothing was done
   notForetold,  // done, and no schedule says so
 };
@@ -65,10 +66,11 @@ constexpr int64_t kLongDarkSec = int64_t{24} * 3600;
 struct Finding {
   FindingKind kind = FindingKind::dark;
   int64_t from = 0;              // of a run its start
-  std::optional<int64_t> until;  // of a dark stretch that has an end
+  std::optional<int64_t> until;  // of a dark stretch that has an end; undone: the window's end
   int32_t unit = 0;
   std::vector<uint32_t> ifNums;
   const Schedule* schedule = nullptr;  // whose doing; null: nobody's that is known
+  const Schedule* undoer = nullptr;    // undone: who did it; null: the boot delay
   Act act = Act::off;                  // otherEnd: the mode in the end; else what was, or was to be
   bool wasSo = false;                  // dark: from before the beginning on
   std::string detail;                  // run: what the daemon says, not escaped

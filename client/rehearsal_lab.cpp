@@ -91,10 +91,6 @@ void RehearsalLab::restart(int64_t at, int32_t speed) {
   startDaemon({"--at", rfc3339(at, zone_), "--speed", std::to_string(speed)});
 }
 
-void RehearsalLab::setSpeed(int32_t speed) {
-  run({"lab", "speed", std::to_string(speed), "--dir", folder()});
-}
-
 void RehearsalLab::runTo(int64_t at, const std::function<void(int64_t now)>& passing) {
   run({"lab", "at", rfc3339(at, zone_), "--dir", folder()}, [this, &passing] {
     const std::optional<LabClock> clock = readLabClock(folder());

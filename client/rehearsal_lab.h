@@ -28,7 +28,6 @@ class RehearsalLab {
   void up(const std::string& ports, int64_t at);
   // Ends its daemon and starts it at the instant, with a clock that runs so much faster.
   void restart(int64_t at, int32_t speed);
-  void setSpeed(int32_t speed);
   // Runs it to the instant; the work of each minute on the way is done then. passing is told the
   // lab's time again and again.
   void runTo(int64_t at, const std::function<void(int64_t now)>& passing);

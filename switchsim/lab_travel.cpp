@@ -74,26 +74,27 @@ class Traveller {
     times_ = namedTimes(schedules_);
   }
 
-  // Through all that is due until the instant. A restart that is under way before or then is waited
-  // for.
+  // Through all that is due until the instant. Where ports are held off before or then, that is
+  // waited for.
   void runTo(int64_t instant) {
     // An all-day schedule that is due already acts in the first minute that the daemon sees.
     const int64_t first = lab_.nowMs() / kMsPerMin * kSecPerMin + kSecPerMin;
     int64_t minute = hasAllDay() ? first : nextNamed(first);
-    if (isRestarting()) {
-      fprintf(stderr, "switchsim: a restart is under way, and first ends at its own speed\n");
+    if (arePortsHeldOff()) {
+      fprintf(stderr,
+              "switchsim: ports are held off just now; first that ends, at its own speed\n");
     }
-    minute = liveThroughRestarts(minute);
+    minute = liveUntilRestored(minute);
     while (minute <= instant) {
       minute = liveThrough(minute);
     }
-    liveThroughRestarts(minute);
+    liveUntilRestored(minute);
   }
 
  private:
   // What is due meanwhile is lived through. Returns the next named minute.
-  int64_t liveThroughRestarts(int64_t minute) {
-    while ((isUnderWay_ = isRestarting())) {
+  int64_t liveUntilRestored(int64_t minute) {
+    while ((areHeldOff_ = arePortsHeldOff())) {
       if (lab_.nowMs() < shortlyBefore(minute)) {
         pause(kLongPollPause);
       } else {
@@ -134,7 +135,7 @@ class Traveller {
     }
     const std::vector<Upcoming> due = firingsWithin(schedules_, minute - 1, minute, zone_);
     const uint64_t actsBefore = lastSeq();
-    if (!isUnderWay_) {
+    if (!areHeldOff_) {
       goCloseTo(beginsMs, speedFor(due));
     }
     awaitSeen(minute);
@@ -185,7 +186,7 @@ class Traveller {
 
   // A minute's work has begun when the ports' journal goes on; a schedule that finds nothing to do
   // adds nothing to it. It is over when the daemon gives schedules out again, which wait for its
-  // sweeps, and no restart runs; the next named minute does not wait for that.
+  // sweeps, and no ports are held off; the next named minute does not wait for that.
   void awaitDone(uint64_t actsBefore, bool isDue, int64_t next) {
     const auto end = std::chrono::steady_clock::now() + kActPatience;
     const auto hasTime = [&] { return lab_.nowMs() < shortlyBefore(next); };
@@ -200,14 +201,14 @@ class Traveller {
         pause();
       }
       (void)askSchedules(daemon_, 1);
-      isUnderWay_ = isRestarting();
-    } while ((lastSeq() != seen || isUnderWay_) && hasTime());
+      areHeldOff_ = arePortsHeldOff();
+    } while ((lastSeq() != seen || areHeldOff_) && hasTime());
   }
 
-  bool isRestarting() {
+  bool arePortsHeldOff() {
     for (int32_t unit = 1; unit <= static_cast<int32_t>(kMaxUnits); ++unit) {
       for (const Run& run : askRunPage(daemon_, unit, 1, kNewestRuns).runs) {
-        if (run.status == "running" && run.scheduleType == "restart") {
+        if (run.isOpen() && run.switchesBack()) {
           return true;
         }
       }
@@ -230,9 +231,9 @@ class Traveller {
   SocketDaemon daemon_;
   std::vector<Schedule> schedules_;
   std::set<TimeOfDay> times_;
-  // A restart whose ports are dark: while it sleeps, the clock must neither leap nor change its
+  // By a run that will switch them on: while it sleeps, the clock must neither leap nor change its
   // speed.
-  bool isUnderWay_ = false;
+  bool areHeldOff_ = false;
 };
 
 }  // namespace

@@ -11,8 +11,9 @@
 namespace switchsim {
 
 // Returns when the lab shows this instant (seconds since 1970 UTC) and the daemon is done with all
-// that was due by then; where a restart was under way, the lab shows the later time of its end. One
-// that is under way now is waited for: it takes as long here as the speed it began at makes it.
+// that was due by then; where ports were held off then, by a restart or a boot delay, the lab shows
+// the later time of its end. One that holds them off now is waited for first: it takes as long here
+// as the speed it began at makes it.
 // Every minute at which a schedule names a time is lived through on every day, whatever days the
 // schedule is for: whether it acts is the daemon's doing. In the end the lab has its speed of
 // before again. check is called every few milliseconds; what it throws ends the travel. Throws

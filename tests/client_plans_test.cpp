@@ -72,14 +72,24 @@ A power_off 1;B restart 2|A restart 2|y|rename 1 A to (import 1) A; rename 2 B t
   }
 }
 
-TEST(ClientPlans, aRehearsalFindsWhatIsNotDoneAndWhatNobodyForetold) {
-  const std::vector<PortAct> acts{{43200, 1, 1, Act::off, false}};
-  const Rehearsal rehearsal{0, 86400, schedulesOf("A power_off 08:00 18:00"), {}, {}, acts, {}};
-  std::string found;
-  for (const Finding& each : judgeRehearsal(rehearsal, Zone("UTC")).findings) {
-    found += fill("% % %;", each.kind == FindingKind::notDone, actText(each.act), each.from / 3600);
+TEST(ClientPlans, aRehearsalFindsWhatIsNotDoneWhatIsUndoneAndWhatNobodyForetold) {
+  for (const auto& row : fieldsOf(R"(A power_off 08:00 18:00|-12|1 off 24;4 off 8;4 on 18;5 off 12
+A power_off 08:00 18:00;B restart 12:00|-08 -12 +12 +18|3 on 12
+A power_off 08:00 18:00;B power_on 12:00 13:00|-08 +12 -13 +18|
+A power_off 08:00 18:00;B power_off 17:00 23:00|-08 -17 +18 +23|3 on 18)")) {
+    SensorPort port;
+    std::tie(port.unit, port.ifNum, port.adminMode) = std::tuple(1, 1, "enable");
+    Rehearsal rehearsal{0, 86400, schedulesOf(row[0]), {}, {port}, {}, {}};
+    for (const std::string& act : splitAt(row[1], ' ')) {
+      const int64_t at = std::stoi(act.substr(1)) * 3600;
+      rehearsal.acts.push_back({at, 1, 1, act[0] == '+' ? Act::on : Act::off, false});
+    }
+    const auto found = [](const Finding& each) {
+      return fill("% % %", static_cast<int>(each.kind), actText(each.act), each.from / 3600);
+    };
+    const Rehearsed rehearsed = judgeRehearsal(rehearsal, Zone("UTC"));
+    EXPECT_EQ(joined(mapped(rehearsed.findings, found), ";"), row[2]) << row[0];
   }
-  EXPECT_EQ(found, "1 off 8;1 on 18;0 off 12;");
 }
 
 TEST_F(ClientPlansTest, theProgramChangesWhatIsStoredAndTellsHowFarItCame) {

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <map>
 
-#include "base/sleep.h"
 #include "client/command.h"
 #include "client/commands/bootdelay.h"
 #include "client/commands/next.h"
@@ -243,11 +242,11 @@ void askForRuns(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
   }
 }
 
-// So that ports are dark for about this long here.
+// The lab's speed at a start, which all the rehearsal keeps: ports are dark for about this long
+// here.
 constexpr int64_t kBootSec = 4;
 constexpr int32_t kMinBootSpeed = 20;
 constexpr int32_t kMaxBootSpeed = 150;
-constexpr int32_t kPollMs = 20;
 
 int32_t bootSpeed(const Rehearsal& rehearsal) {
   int64_t longest = 0;
@@ -260,30 +259,11 @@ int32_t bootSpeed(const Rehearsal& rehearsal) {
       std::clamp<int64_t>(longest / kBootSec, kMinBootSpeed, kMaxBootSpeed));
 }
 
-bool isHeldBack(const Rehearsal& rehearsal, Daemon& daemon) {
-  constexpr int64_t kNewestRuns = 100;
-  for (const BootDelay& delay : rehearsal.bootDelays) {
-    for (const Run& run : askRunPage(daemon, delay.unit, 1, kNewestRuns).runs) {
-      if (run.triggered == "boot-delay" && run.isOpen()) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
-
-// Starts the daemon anew, and returns when it has given all ports power. A pause ends after what it
-// takes at the speed at which it began: the clock may leap only then.
 void boot(const Rehearsal& rehearsal, RehearsalLab* lab, Daemon& daemon) {
   for (const BootDelay& delay : rehearsal.bootDelays) {
     setBootDelay(daemon, delay);
   }
   lab->restart(rehearsal.from + kIntoMinuteSec, bootSpeed(rehearsal));
-  while (isHeldBack(rehearsal, daemon)) {
-    StopCatcher::throwIfStopped();
-    sleepMilliseconds(kPollMs);
-  }
-  lab->setSpeed(1);
 }
 
 void carryOut(Rehearsing* rehearsing, Session& session) {

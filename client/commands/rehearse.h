@@ -20,7 +20,8 @@ std::string rehearsalText(const Rehearsal& rehearsal, const Rehearsed& rehearsed
 // {"from", "until", "changes": [{"at", "act", "isEnd", "unit", "ifNums", "portNames", "scheduleId",
 // "scheduleName", "bootDelay", "darkSec"}], "findings": [{"kind", "from", "until", "times", "act",
 // "unit", "ifNums", "portNames", "scheduleId", "scheduleName", "text", "advice"}]}; what there is
-// not is null. kind is "dark", "otherEnd", "run", "notDone" or "notForetold".
+// not is null. kind is "dark", "otherEnd", "run", "undone", "notDone" or "notForetold";
+// scheduleId and scheduleName of what is undone are those of the window.
 JsonPtr rehearsalJson(const Rehearsal& rehearsal, const Rehearsed& rehearsed,
                       const RehearsalShown& shown);
 

@@ -80,6 +80,12 @@ std::string whatIsFound(const Finding& finding, const Rehearsal& rehearsal,
     case FindingKind::run:
       return "run of " + when + bySchedule(" of ", finding.schedule, shown) + ": " +
              escaped(finding.detail);
+    case FindingKind::undone:
+      return act + " at " + when + " by " +
+             (finding.undoer != nullptr ? shownName(*finding.undoer, shown) : "the boot delay") +
+             ", though " + shownName(*finding.schedule, shown) + " wants it " +
+             (finding.act == Act::on ? "off" : "on") + " until " +
+             momentOf(finding.until.value_or(0), shown);
     case FindingKind::notDone:
       return act + " at " + when + bySchedule(" by ", finding.schedule, shown) +
              " was foretold, and nothing was done";
@@ -137,6 +143,8 @@ const char* kindText(FindingKind kind) {
       return "otherEnd";
     case FindingKind::run:
       return "run";
+    case FindingKind::undone:
+      return "undone";
     case FindingKind::notDone:
       return "notDone";
     default:
@@ -185,6 +193,10 @@ std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal,
     case FindingKind::run:
       return finding.detail.find("busy") != std::string::npos
                  ? "another run has the ports then: move one of the two"
+                 : changeAdvice(finding, shown);
+    case FindingKind::undone:
+      return finding.undoer == nullptr
+                 ? "it brings back all that it held off: the shorter it is, the rarer that comes"
                  : changeAdvice(finding, shown);
     case FindingKind::notDone:
       return "see what else comes in that minute: quorin_poectl next --days " +
