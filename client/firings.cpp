@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int32_t kMinPerHour = 60;
-constexpr int32_t kMinPerDay = 24 * kMinPerHour;
 constexpr int32_t kDaysPerYear = 366;
 
 // A day's minute that could be one of the schedule's.
@@ -100,18 +98,17 @@ std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text) {
   return std::pair(tick.hour, tick.minute);
 }
 
-int32_t windowMinutes(const Schedule& schedule) {
-  if (schedule.allDay != 0) {
-    return kMinPerDay;
+int64_t windowEnd(const Schedule& schedule, int64_t start, const Zone& zone) {
+  const TickTime day = zone.tickAt(start);
+  if (isAllDay(schedule)) {
+    return zone.instantOf(dayAfter(day, 1));
   }
-  const auto start = timeOfDay(schedule.startTime.c_str());
   const auto end = timeOfDay(schedule.endTime.c_str());
-  if (!start || !end) {
-    return 0;
+  if (!end) {
+    return start;
   }
-  const int32_t minutes =
-      (end->first - start->first) * kMinPerHour + end->second - start->second + kMinPerDay;
-  return minutes % kMinPerDay;
+  const bool isNextDay = *end < std::pair(day.hour, day.minute);
+  return zone.instantOf(minuteOf(dayAfter(day, isNextDay ? 1 : 0), end->first, end->second));
 }
 
 std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, const Zone& zone) {

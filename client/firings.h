@@ -25,9 +25,9 @@ struct Firing {
 // fires at, such as "25:00" and "".
 std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text);
 
-// From a window's start to its end; a whole day for an all-day schedule, 0 where a time is
-// unreadable.
-int32_t windowMinutes(const Schedule& schedule);
+// When the window that began at the instant ends, whether the schedule fires on that day or not; of
+// an all-day schedule the end of the day, and the instant itself where no end can be read.
+int64_t windowEnd(const Schedule& schedule, int64_t start, const Zone& zone);
 
 // What the schedule does on the local day of the tick, whatever its time, in order; of a start and
 // an end in one minute the start comes first. Times that the zone skips on that day are left out,

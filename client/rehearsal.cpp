@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <tuple>
 
@@ -155,8 +156,22 @@ struct DarkStretch {
 struct Window {
   const Schedule* schedule = nullptr;
   Act act = Act::off;
+  int64_t from = 0;
   int64_t until = 0;
 };
+
+// Of a schedule one window is open at most: that which began last.
+void noteFiring(const Upcoming& upcoming, const Zone& zone, std::vector<Window>* windows) {
+  const auto& [firing, schedule] = upcoming;
+  if (firing.act == Act::restart) {
+    return;
+  }
+  const auto isSame = [each = schedule](const Window& other) { return other.schedule == each; };
+  windows->erase(std::remove_if(windows->begin(), windows->end(), isSame), windows->end());
+  if (!firing.isEnd) {
+    windows->push_back({schedule, firing.act, firing.at, windowEnd(*schedule, firing.at, zone)});
+  }
+}
 
 // That it was not so any more.
 struct Undoing {
@@ -169,10 +184,17 @@ struct Undoing {
 // Follows the modes of all ports from act to act.
 class Walk {
  public:
-  Walk(const Rehearsal& rehearsal, const std::vector<Upcoming>& earlier) {
+  Walk(const Rehearsal& rehearsal, const std::vector<Upcoming>& earlier, const Zone& zone)
+      : zone_(zone) {
+    std::vector<Window> windows;
+    for (const Upcoming& each : earlier) {
+      noteFiring(each, zone, &windows);
+    }
     for (const SensorPort& sensor : rehearsal.before) {
       PortState& port = ports_[{sensor.unit, sensor.ifNum}];
       port.isOn = isOn(sensor);
+      std::copy_if(windows.begin(), windows.end(), std::back_inserter(port.windows),
+                   [&sensor](const Window& each) { return actsOn(*each.schedule, sensor); });
       if (!port.isOn) {
         port.dark = {{sensor.unit, sensor.ifNum}, rehearsal.from, std::nullopt, nullptr, true};
         for (const Upcoming& each : earlier) {
@@ -189,15 +211,17 @@ class Walk {
       return;
     }
     PortState& port = found->second;
-    noteWindow(cause, &port);
+    if (cause != nullptr && cause->schedule != nullptr) {
+      noteFiring({cause->firing, cause->schedule}, zone_, &port.windows);
+    }
     if (act.act == Act::restart && port.isOn) {
       changes_[changeOf(act, cause, Act::restart)].darkSec = 0;
     } else if (act.act == Act::off && port.isOn) {
+      noteUndoing(act, cause, &port);
       switchOff(act, cause, &port);
-      noteUndoing(act, cause, &port);
     } else if (act.act == Act::on && !port.isOn) {
-      switchOn(act, cause, &port);
       noteUndoing(act, cause, &port);
+      switchOn(act, cause, &port);
     }
   }
 
@@ -231,21 +255,15 @@ class Walk {
     std::vector<Undoing> undoings;
   };
 
-  static void noteWindow(const Foretold* cause, PortState* port) {
-    if (cause == nullptr || cause->firing.act == Act::restart) {
-      return;
-    }
-    std::vector<Window>& windows = port->windows;
-    const auto isSame = [cause](const Window& each) { return each.schedule == cause->schedule; };
-    windows.erase(std::remove_if(windows.begin(), windows.end(), isSame), windows.end());
-    if (!cause->firing.isEnd) {
-      const int64_t end = cause->firing.at + windowMinutes(*cause->schedule) * kSecPerMin;
-      windows.push_back({cause->schedule, cause->act, end});
-    }
+  // Whether the act switches the port on after the restart that switched it off.
+  static bool endsRestart(const Foretold* cause, const PortState& port) {
+    return cause != nullptr && cause->isSecondHalf && port.restart != nullptr &&
+           port.restart->schedule == cause->schedule && port.restart->firing.at == cause->firing.at;
   }
 
-  // The port is in another mode now. Before a window's end it can be put back to what the window
-  // wants; a restart in it does that for a moment only.
+  // The port changes its mode. Before a window's end it can be put back to what the window wants; a
+  // restart in it does that for a moment only. Of a port that was on a restart undoes nothing but
+  // windows that have begun meanwhile.
   static void noteUndoing(const PortAct& act, const Foretold* cause, PortState* port) {
     std::vector<Undoing>& undoings = port->undoings;
     const bool isMomentary =
@@ -254,8 +272,10 @@ class Walk {
       return !isMomentary && each.window.act == act.act && act.at < each.window.until;
     };
     undoings.erase(std::remove_if(undoings.begin(), undoings.end(), isPutBack), undoings.end());
+    const int64_t since = endsRestart(cause, *port) ? minuteOf(port->dark.from) : 0;
     for (const Window& window : port->windows) {
-      if (cause != nullptr && window.act != act.act && act.at < window.until) {
+      const bool isOpen = minuteOf(window.from) >= since && act.at < window.until;
+      if (cause != nullptr && isOpen && window.act != act.act) {
         undoings.push_back({{act.unit, act.ifNum}, act.at, window, cause->schedule});
       }
     }
@@ -286,10 +306,7 @@ class Walk {
     port->isOn = true;
     port->dark.until = act.at;
     dark_.push_back(port->dark);
-    const bool isSecondHalf = cause != nullptr && cause->isSecondHalf && port->restart != nullptr &&
-                              port->restart->schedule == cause->schedule &&
-                              port->restart->firing.at == cause->firing.at;
-    if (isSecondHalf) {
+    if (endsRestart(cause, *port)) {
       std::optional<int64_t>& darkSec = changes_[port->change].darkSec;
       darkSec = std::max(darkSec.value_or(0), darkOf(*port, act, *cause));
     } else {
@@ -312,6 +329,7 @@ class Walk {
     return place->second;
   }
 
+  const Zone& zone_;
   std::map<Port, PortState> ports_;
   std::vector<PortChange> changes_;
   std::map<std::tuple<int64_t, int32_t, const Schedule*, bool, bool, Act>, size_t> places_;
@@ -581,8 +599,10 @@ std::vector<PortAct> readActs(const cJSON* journal, int64_t* last) {
 Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
   std::vector<Foretold> foretold = foretoldBy(firingsOf(rehearsal, zone), rehearsal);
   const std::vector<const Foretold*> causes = matched(rehearsal.acts, &foretold);
-  Walk walk(rehearsal, firingsWithin(rehearsal.schedules, rehearsal.from - kFiringMemorySec,
-                                     rehearsal.from - 1, zone));
+  Walk walk(rehearsal,
+            firingsWithin(rehearsal.schedules, rehearsal.from - kFiringMemorySec,
+                          rehearsal.from - 1, zone),
+            zone);
   for (size_t i = 0; i < rehearsal.acts.size(); ++i) {
     if (!isTooLate(rehearsal.acts[i], causes[i], rehearsal)) {
       walk.pass(rehearsal.acts[i], causes[i]);

@@ -31,6 +31,21 @@ bool isTimed(const Schedule& schedule) {
   return isWindowType(schedule.type) && schedule.allDay == 0;
 }
 
+// From a window's start to its end; 0 where a time is unreadable.
+int32_t windowMinutes(const Schedule& schedule) {
+  if (schedule.allDay != 0) {
+    return kMinPerDay;
+  }
+  const auto start = timeOfDay(schedule.startTime.c_str());
+  const auto end = timeOfDay(schedule.endTime.c_str());
+  if (!start || !end) {
+    return 0;
+  }
+  const int32_t minutes =
+      (end->first - start->first) * kMinPerHour + end->second - start->second + kMinPerDay;
+  return minutes % kMinPerDay;
+}
+
 const char* windowState(const Schedule& schedule) {
   return schedule.type == ScheduleType::powerOn ? "on" : "off";
 }
