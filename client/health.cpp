@@ -14,10 +14,6 @@ constexpr int64_t kKeptSec = 30 * kSecPerDay;
 constexpr int64_t kMarginSec = 2 * kSecPerDay;
 constexpr size_t kMaxDetails = 200;  // each is a request
 
-bool isOff(const SensorPort& port) {
-  return port.adminMode == "disable";
-}
-
 PortState stateOfOn(const SensorPort& port) {
   return port.delivers()                       ? PortState::delivers
          : port.detectionStatus == "searching" ? PortState::searches
@@ -71,7 +67,7 @@ std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const Hea
       firingsWithin(ground.schedules, ground.now - kFiringMemorySec, ground.now, ground.zone);
   std::vector<PortHealth> health;
   for (const SensorPort& port : ports) {
-    if (!isOff(port)) {
+    if (!port.isOff()) {
       health.push_back({port, stateOfOn(port), std::nullopt});
       continue;
     }
@@ -89,7 +85,7 @@ std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
                                   const std::vector<SensorPort>& ports, int64_t systemNow) {
   std::set<uint32_t> unexplained;
   for (const SensorPort& port : ports) {
-    if (port.unit == unit && isOff(port)) {
+    if (port.unit == unit && port.isOff()) {
       unexplained.insert(port.ifNum);
     }
   }

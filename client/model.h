@@ -20,6 +20,10 @@ constexpr size_t kMaxNameBytes = 63;  // of a schedule; the daemon cuts longer o
 // The daemon's own record, so that the daemon's own rules (scheduler/due_firings.h) read it.
 using Schedule = PoeSchedule;
 
+// The modes of a port, as sensors.all has them.
+constexpr const char* kAdminOn = "enable";
+constexpr const char* kAdminOff = "disable";
+
 // A port of sensors.all.
 struct SensorPort {
   int32_t unit = 0;
@@ -28,12 +32,14 @@ struct SensorPort {
   int64_t currentMa = 0;
   int64_t voltageMv = 0;
   int64_t temperature = 0;      // degrees Celsius
-  std::string adminMode;        // "enable", "disable"
+  std::string adminMode;        // kAdminOn or kAdminOff, where it can be read
   std::string detectionStatus;  // "disabled", "searching", "delivering", "fault", "denied", "off"
   std::string powerClass;
   std::string priority;
   std::optional<int64_t> powerLimitMw;
 
+  bool isOn() const { return adminMode == kAdminOn; }
+  bool isOff() const { return adminMode == kAdminOff; }
   bool delivers() const { return detectionStatus == "delivering"; }
 };
 

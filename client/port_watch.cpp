@@ -27,7 +27,7 @@ std::string backText(int64_t ms) {
 PortWatch::PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowerMs)
     : sensor_(before),
       deliveredBefore_(before.delivers()),
-      wasOn_(before.adminMode == "enable"),
+      wasOn_(before.isOn()),
       startMs_(startMs),
       waitPowerMs_(waitPowerMs) {
   stages_.push_back({stageNow(), startMs, before.powerMw});
@@ -35,7 +35,7 @@ PortWatch::PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowe
 
 std::string PortWatch::stageNow() const {
   const std::string& status = sensor_.detectionStatus;
-  if (sensor_.adminMode == "disable") {
+  if (sensor_.isOff()) {
     return "dark";
   }
   if (status == "disabled" || status == "off") {
@@ -82,7 +82,7 @@ void PortWatch::judge(int64_t nowMs, bool isRunOpen) {
     return;
   }
 
-  const bool isOn = sensor_.adminMode == "enable";
+  const bool isOn = sensor_.isOn();
   const bool isSettled = darkMs_ || nowMs - *switchOnMs_ >= kSettleMs;
   if (isOn && !wasOn_) {
     judgeSwitchedOn(nowMs);

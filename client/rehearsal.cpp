@@ -22,15 +22,9 @@ constexpr int64_t kMaxLateSec = int64_t{15} * kSecPerMin;
 // moment of this system is seconds, and each pause between ports takes such a moment too long.
 constexpr int64_t kMaxJitterSec = 15;
 constexpr int64_t kMaxJitterSecPerPause = 3;
-constexpr const char* kOn = "enable";  // of a port's adminMode
-constexpr const char* kOff = "disable";
 constexpr const char* kSuperseded = "Superseded by a new occurrence";  // the daemon's words
 
 using Port = std::pair<int32_t, uint32_t>;  // unit and ifNum
-
-bool isOn(const SensorPort& port) {
-  return port.adminMode == kOn;
-}
 
 int64_t minuteOf(int64_t instant) {
   return instant / kSecPerMin;
@@ -95,7 +89,7 @@ void foretellBoot(const BootDelay& delay, const Rehearsal& rehearsal, std::vecto
   const Firing firing{rehearsal.from, Act::restart, false};
   int64_t pauses = 0;
   for (const SensorPort& sensor : rehearsal.before) {
-    if (sensor.unit != delay.unit || delay.delaySec <= 0 || !isOn(sensor)) {
+    if (sensor.unit != delay.unit || delay.delaySec <= 0 || !sensor.isOn()) {
       continue;
     }
     const Port port{sensor.unit, sensor.ifNum};
@@ -192,7 +186,7 @@ class Walk {
     }
     for (const SensorPort& sensor : rehearsal.before) {
       PortState& port = ports_[{sensor.unit, sensor.ifNum}];
-      port.isOn = isOn(sensor);
+      port.isOn = sensor.isOn();
       std::copy_if(windows.begin(), windows.end(), std::back_inserter(port.windows),
                    [&sensor](const Window& each) { return actsOn(*each.schedule, sensor); });
       if (!port.isOn) {
@@ -430,12 +424,12 @@ Findings endFindings(const Rehearsal& rehearsal, const Walk& walk) {
   const std::vector<PortChange> changes = walk.changes();
   for (const SensorPort& before : rehearsal.before) {
     const Port port{before.unit, before.ifNum};
-    if (walk.isOnInTheEnd(port) == isOn(before)) {
+    if (walk.isOnInTheEnd(port) == before.isOn()) {
       continue;
     }
     Finding finding;
     finding.from = rehearsal.until;
-    finding.act = isOn(before) ? Act::off : Act::on;
+    finding.act = before.isOn() ? Act::off : Act::on;
     finding.schedule = lastChangedBy(port, changes);
     findings.add(port, finding);
   }
@@ -571,11 +565,11 @@ std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vec
   for (SensorPort& port : ports) {
     const auto holdsPort = [&port](const Run& run) { return holdsBack(run, port); };
     if (std::any_of(openRuns.begin(), openRuns.end(), holdsPort)) {
-      port.adminMode = kOn;
+      port.adminMode = kAdminOn;
     }
     for (const auto& [firing, schedule] : firings) {
       if (firing.act != Act::restart && actsOn(*schedule, port)) {
-        port.adminMode = firing.act == Act::on ? kOn : kOff;
+        port.adminMode = firing.act == Act::on ? kAdminOn : kAdminOff;
       }
     }
   }

@@ -152,7 +152,7 @@ std::vector<Metric> metricsOf(const Status& status, const PortNames& names, int6
           single("answer_seconds", "How long the daemon took for an answer.",
                  static_cast<double>(status.answerUs) / kMicroPerUnit),
           perPort("port_enabled", "Whether the port is switched on.", status, names,
-                  [](const SensorPort& port) { return port.adminMode == "enable"; }),
+                  [](const SensorPort& port) { return port.isOn(); }),
           portStates(status, names),
           perPort("port_power_watts", "What the port delivers.", status, names,
                   [](const SensorPort& port) {

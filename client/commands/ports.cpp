@@ -31,7 +31,7 @@ Tint tintOf(const SensorPort& port) {
 }
 
 std::string modeText(const std::string& adminMode) {
-  return adminMode == "enable" ? "on" : adminMode == "disable" ? "off" : adminMode;
+  return adminMode == kAdminOn ? "on" : adminMode == kAdminOff ? "off" : adminMode;
 }
 
 JsonPtr nextJson(const PortActs& acts, const Zone& shownZone) {

@@ -77,9 +77,8 @@ std::vector<UnitReset> whatToReset(const ResetOptions& given, Session& session) 
     throw Failure(kExitUsage, "--all resets a whole unit: say which with --unit N");
   }
   const std::vector<SensorPort>& sensors = session.sensors();
-  const auto enabled = std::count_if(sensors.begin(), sensors.end(), [](const SensorPort& port) {
-    return port.adminMode == "enable";
-  });
+  const auto enabled = std::count_if(sensors.begin(), sensors.end(),
+                                     [](const SensorPort& port) { return port.isOn(); });
   if (sensors.empty()) {
     session.portsNamed({});  // says that the unit is not there
   }
@@ -336,7 +335,7 @@ void warnOfOff(const std::vector<UnitReset>& units, Session& session) {
   std::vector<uint32_t> off;
   for (const UnitReset& reset : units) {
     for (const SensorPort& port : chosenPorts(session.sensors(), reset.ports)) {
-      if (port.adminMode == "disable") {
+      if (port.isOff()) {
         off.push_back(port.ifNum);
       }
     }

@@ -37,10 +37,6 @@ const Signs& signsOf(const Screen& screen) {
   return screen.utf8 ? kUtf8 : kAscii;
 }
 
-bool isOn(const SensorPort& port) {
-  return port.adminMode == "enable";
-}
-
 // The mode that the port has now stands among the changes, in its place.
 PortWeek portWeek(const SensorPort& port, const std::vector<Upcoming>& firings, int64_t from,
                   int64_t now) {
@@ -48,7 +44,7 @@ PortWeek portWeek(const SensorPort& port, const std::vector<Upcoming>& firings, 
   bool isNowTold = false;
   const auto tellNow = [&] {
     if (!std::exchange(isNowTold, true)) {
-      week.changes.push_back({now, isOn(port), false});
+      week.changes.push_back({now, port.isOn(), false});
     }
   };
   for (const Upcoming& each : firings) {

@@ -26,7 +26,7 @@ struct WhyOptions {
 };
 
 State stateOf(const SensorPort& sensor) {
-  return sensor.adminMode == "disable" ? State::off : State::on;
+  return sensor.isOff() ? State::off : State::on;
 }
 
 const char* stateText(State state) {
