@@ -19,9 +19,9 @@ std::string rehearsalText(const Rehearsal& rehearsal, const Rehearsed& rehearsed
                           const RehearsalShown& shown, const Screen& screen);
 // {"from", "until", "changes": [{"at", "act", "isEnd", "unit", "ifNums", "portNames", "scheduleId",
 // "scheduleName", "bootDelay", "darkSec"}], "findings": [{"kind", "from", "until", "times", "act",
-// "unit", "ifNums", "portNames", "scheduleId", "scheduleName", "text", "advice"}]}; what there is
-// not is null. kind is "dark", "otherEnd", "run", "undone", "notDone" or "notForetold";
-// scheduleId and scheduleName of what is undone are those of the window.
+// "unit", "ifNums", "portNames", "scheduleId", "scheduleName", "undoerId", "undoerName", "text",
+// "advice"}]}; what there is not is null. kind is "dark", "otherEnd", "run", "undone", "notDone" or
+// "notForetold"; of "undone" the schedule is that of the window, and no undoer the boot delay.
 JsonPtr rehearsalJson(const Rehearsal& rehearsal, const Rehearsed& rehearsed,
                       const RehearsalShown& shown);
 

@@ -118,8 +118,14 @@ std::string changeAdvice(const Finding& finding, const RehearsalShown& shown) {
                               std::to_string(finding.schedule->scheduleId) + " --help";
 }
 
+void addSchedule(JsonObject& object, const char* idKey, const char* nameKey,
+                 const Schedule* schedule, const RehearsalShown& shown) {
+  const bool hasId = schedule != nullptr && !shown.isOfFile;
+  addNumberOrNull(object, idKey, hasId ? std::make_optional(schedule->scheduleId) : std::nullopt);
+  addTextOrNull(object, nameKey, schedule != nullptr ? schedule->name.c_str() : "");
+}
+
 JsonPtr changeJson(const PortChange& change, const RehearsalShown& shown) {
-  const Schedule* schedule = change.schedule;
   JsonObject object;
   object.text("at", rfc3339(change.at, shown.at.shownZone).c_str())
       .text("act", actText(change.act))
@@ -127,10 +133,7 @@ JsonPtr changeJson(const PortChange& change, const RehearsalShown& shown) {
       .number("unit", change.unit)
       .add("ifNums", jsonNumbers(change.ifNums))
       .add("portNames", portNamesJson(change.ifNums, shown.names));
-  const bool hasId = schedule != nullptr && !shown.isOfFile;
-  addNumberOrNull(object, "scheduleId",
-                  hasId ? std::make_optional(schedule->scheduleId) : std::nullopt);
-  addTextOrNull(object, "scheduleName", schedule != nullptr ? schedule->name.c_str() : "");
+  addSchedule(object, "scheduleId", "scheduleName", change.schedule, shown);
   object.boolean("bootDelay", change.isBootDelay);
   return addNumberOrNull(object, "darkSec", change.darkSec).take();
 }
@@ -154,8 +157,6 @@ const char* kindText(FindingKind kind) {
 
 JsonPtr findingJson(const Finding& finding, const Rehearsal& rehearsal,
                     const RehearsalShown& shown) {
-  const Schedule* schedule = finding.schedule;
-  const bool hasId = schedule != nullptr && !shown.isOfFile;
   const bool hasAct = finding.kind != FindingKind::dark && finding.kind != FindingKind::run;
   JsonObject object;
   object.text("kind", kindText(finding.kind))
@@ -166,9 +167,8 @@ JsonPtr findingJson(const Finding& finding, const Rehearsal& rehearsal,
   object.number("unit", finding.unit)
       .add("ifNums", jsonNumbers(finding.ifNums))
       .add("portNames", portNamesJson(finding.ifNums, shown.names));
-  addNumberOrNull(object, "scheduleId",
-                  hasId ? std::make_optional(schedule->scheduleId) : std::nullopt);
-  addTextOrNull(object, "scheduleName", schedule != nullptr ? schedule->name.c_str() : "");
+  addSchedule(object, "scheduleId", "scheduleName", finding.schedule, shown);
+  addSchedule(object, "undoerId", "undoerName", finding.undoer, shown);
   object.text("text", findingText(finding, rehearsal, shown).c_str());
   return addTextOrNull(object, "advice", findingAdvice(finding, rehearsal, shown)).take();
 }
