@@ -22,7 +22,7 @@ class SecondBeat {
   void sleepToNext();
 
  private:
-  std::chrono::steady_clock::time_point next_;
+  std::chrono::nanoseconds next_;  // on the monotonic clock
 };
 
 #endif
