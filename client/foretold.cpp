@@ -82,11 +82,14 @@ std::vector<const Foretold*> matched(const std::vector<PortAct>& acts,
   }
   std::vector<const Foretold*> causes;
   for (const PortAct& act : acts) {
+    const auto farness = [&act](const Foretold& each) {
+      return std::pair(each.isTold, std::abs(act.at - each.at));
+    };
     Foretold* nearest = nullptr;
     for (Foretold* each : open[{Port(act.unit, act.ifNum), act.act}]) {
-      const int64_t late = std::abs(act.at - each->at);
-      const bool isNearer = nearest == nullptr || late < std::abs(act.at - nearest->at);
-      nearest = !each->isMet && late <= kMaxLateSec && isNearer ? each : nearest;
+      const bool isNearer = nearest == nullptr || farness(*each) < farness(*nearest);
+      const bool canBe = !each->isMet && std::abs(act.at - each->at) <= kMaxLateSec;
+      nearest = canBe && isNearer ? each : nearest;
     }
     if (nearest != nullptr) {
       nearest->isMet = true;

@@ -23,6 +23,7 @@ struct Foretold {
   const Schedule* schedule = nullptr;  // null: the boot delay
   bool isSecondHalf = false;           // switches on what a restart or a boot delay switched off
   int64_t pauses = 0;                  // between ports, before this one
+  bool isTold = false;                 // a run tells already that it was not done
   bool isMet = false;
 };
 
@@ -31,7 +32,8 @@ struct Foretold {
 std::vector<Foretold> foretoldBy(const Rehearsal& rehearsal, const Zone& zone);
 
 // For each act what it was foretold by, the nearest that no earlier act has met, and that is met
-// now; null for none. Points into the foretold.
+// now; one of which no run tells that it was not done comes first. Null for none. Points into the
+// foretold.
 std::vector<const Foretold*> matched(const std::vector<PortAct>& acts,
                                      std::vector<Foretold>* foretold);
 

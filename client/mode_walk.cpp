@@ -8,8 +8,10 @@ namespace {
 
 constexpr int64_t kSecPerMin = 60;
 // How far a dark time may be from what it was meant to be: in a lab's clock, which is in a hurry, a
-// moment of this system is seconds, and each pause between ports takes such a moment too long.
+// moment of this system is seconds, the more so the longer the dark time, and each pause between
+// ports takes such a moment too long.
 constexpr int64_t kMaxJitterSec = 15;
+constexpr int64_t kMaxJitterParts = 10;  // a tenth of the dark time
 constexpr int64_t kMaxJitterSecPerPause = 3;
 
 // Of a schedule one window is open at most: that which began last.
@@ -97,23 +99,32 @@ bool ModeWalk::endsRestart(const Foretold* cause, const PortState& port) {
          port.restart->schedule == cause->schedule && port.restart->firing.at == cause->firing.at;
 }
 
-// The port changes its mode. Before a window's end it can be put back to what the window wants; a
-// restart in it does that for a moment only. Of a port that was on a restart undoes nothing but
-// windows that have begun meanwhile.
+// The port changes its mode. A restart's first half does so for a moment only; of a port that was
+// on its second half undoes nothing but windows that have begun meanwhile. Who undid what a window
+// wants can put it back, as the end of a window within that window does.
 void ModeWalk::noteUndoing(const PortAct& act, const Foretold* cause, PortState* port) {
-  std::vector<Undoing>& undoings = port->undoings;
   const bool isMomentary =
-      act.act == Act::off && cause != nullptr && cause->firing.act == Act::restart;
-  const auto isPutBack = [&act, isMomentary](const Undoing& each) {
-    return !isMomentary && each.window.act == act.act && act.at < each.window.until;
+      cause != nullptr && cause->firing.act == Act::restart && !cause->isSecondHalf;
+  if (cause == nullptr || isMomentary) {
+    return;
+  }
+  std::vector<Undoing>& undoings = port->undoings;
+  const auto isPutBack = [&act, cause](const Undoing& each) {
+    return each.undoer == cause->schedule && each.window.act == act.act &&
+           act.at < each.window.until;
   };
   undoings.erase(std::remove_if(undoings.begin(), undoings.end(), isPutBack), undoings.end());
+
+  // Of several windows that want the same the one that lasts longest stands for all.
   const int64_t since = endsRestart(cause, *port) ? minuteOf(port->dark.from) : 0;
+  const Window* undone = nullptr;
   for (const Window& window : port->windows) {
     const bool isOpen = minuteOf(window.from) >= since && act.at < window.until;
-    if (cause != nullptr && isOpen && window.act != act.act) {
-      undoings.push_back({{act.unit, act.ifNum}, act.at, window, cause->schedule});
-    }
+    const bool isLonger = undone == nullptr || window.until > undone->until;
+    undone = isOpen && isLonger && window.act != act.act ? &window : undone;
+  }
+  if (undone != nullptr) {
+    undoings.push_back({{act.unit, act.ifNum}, act.at, *undone, cause->schedule});
   }
 }
 
@@ -133,7 +144,8 @@ void ModeWalk::switchOff(const PortAct& act, const Foretold* cause, PortState* p
 int64_t ModeWalk::darkOf(const PortState& port, const PortAct& back, const Foretold& cause) {
   const int64_t meant = cause.at - cause.firing.at;
   const int64_t was = back.at - port.dark.from;
-  const int64_t maxJitter = kMaxJitterSec + kMaxJitterSecPerPause * cause.pauses;
+  const int64_t maxJitter =
+      kMaxJitterSec + meant / kMaxJitterParts + kMaxJitterSecPerPause * cause.pauses;
   return std::abs(was - meant) <= maxJitter ? meant : was;
 }
 

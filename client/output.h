@@ -19,7 +19,8 @@ Screen screenOfStdout(ColorMode mode);
 size_t terminalRows();
 
 // A text in place of all that the terminal shows, of which it shows no more than its window holds:
-// what is left out is counted in the last line, with what to do to see it.
+// what is left out is counted in the last line, with what to do to see it. REQUIRES: no line is
+// wider than the window. One of less than three rows is given all.
 std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll);
 
 class Output {

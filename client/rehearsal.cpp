@@ -191,7 +191,7 @@ bool isToldByRun(const Foretold& foretold, const std::vector<Run>& runs) {
 Findings notDoneFindings(const Rehearsal& rehearsal, const std::vector<Foretold>& foretold) {
   Findings findings(FindingKind::notDone);
   for (const Foretold& each : foretold) {
-    if (each.isMet || each.at >= rehearsal.until || isToldByRun(each, rehearsal.runs)) {
+    if (each.isMet || each.isTold || each.at >= rehearsal.until) {
       continue;
     }
     Finding finding;
@@ -277,6 +277,9 @@ std::vector<PortAct> readActs(const cJSON* journal, int64_t* last) {
 
 Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
   std::vector<Foretold> foretold = foretoldBy(rehearsal, zone);
+  for (Foretold& each : foretold) {
+    each.isTold = isToldByRun(each, rehearsal.runs);
+  }
   const std::vector<const Foretold*> causes = matched(rehearsal.acts, &foretold);
   ModeWalk walk(rehearsal, zone);
   for (size_t i = 0; i < rehearsal.acts.size(); ++i) {

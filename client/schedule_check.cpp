@@ -279,20 +279,25 @@ void checkGap(const Schedule& schedule, const Zone& zone, const std::vector<Tick
   }
 }
 
+// A firing, and when the window that it begins ends.
+struct Planned : Firing {
+  int64_t end = 0;
+};
+
 // What a schedule does in the coming weeks, looked up once for the comparison with all others.
 struct Course {
   const Schedule* schedule = nullptr;
-  int64_t windowSec = 0;
-  std::vector<Firing> firings;
+  std::vector<Planned> firings;
 };
 
 std::vector<Course> coursesOf(const CheckGround& ground) {
   const TickTime today = ground.zone.tickAt(ground.now);
   return mapped(ground.schedules, [&](const Schedule& schedule) {
-    Course course{&schedule, windowMinutes(schedule) * kSecPerMin, {}};
+    Course course{&schedule, {}};
     for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
-      const std::vector<Firing> ofDay = firingsOn(schedule, dayAfter(today, i), ground.zone);
-      course.firings.insert(course.firings.end(), ofDay.begin(), ofDay.end());
+      for (const Firing& each : firingsOn(schedule, dayAfter(today, i), ground.zone)) {
+        course.firings.push_back({each, windowEnd(schedule, each.at, ground.zone)});
+      }
     }
     return course;
   });
@@ -315,7 +320,7 @@ bool isSettled(const Schedule& starting, const Firing& start, const Schedule& en
 }
 
 // Whether the first schedule's firing undoes what the second one's firing wants.
-bool undoes(const Course& first, const Firing& act, const Course& second, const Firing& wanted) {
+bool undoes(const Course& first, const Planned& act, const Course& second, const Planned& wanted) {
   if (leavesOn(act) == leavesOn(wanted)) {
     return false;
   }
@@ -323,14 +328,13 @@ bool undoes(const Course& first, const Firing& act, const Course& second, const 
     return !isSettled(*second.schedule, wanted, *first.schedule, act) &&
            !isSettled(*first.schedule, act, *second.schedule, wanted);
   }
-  const int64_t end = wanted.at + second.windowSec;
-  const bool outlasts = isLast(act) || act.at + first.windowSec > end;
-  return outlasts && !isLast(wanted) && wanted.at < act.at && act.at < end;
+  const bool outlasts = isLast(act) || act.end > wanted.end;
+  return outlasts && !isLast(wanted) && wanted.at < act.at && act.at < wanted.end;
 }
 
 // When the first one's firings, from now on, first undo what the other wants.
 std::optional<int64_t> firstUndoing(const Course& first, const Course& second, int64_t now) {
-  for (const Firing& act : first.firings) {
+  for (const Planned& act : first.firings) {
     if (act.at < now) {
       continue;
     }

@@ -82,7 +82,7 @@ void writeWholeFile(const std::string& path, const std::string& text) {
 
   // Beside the file itself, whatever links lead to it, and under a name that nobody can foresee.
   const std::string target = realPath(path);
-  std::string temporary = target + ".XXXXXX";
+  std::string temporary = target + kDraftEnding;
   const FilePtr file = streamOf(UniqueFd(mkstemp(temporary.data())), "w");
   const bool isWritten = file != nullptr && fchmod(fileno(file.get()), modeOf(target)) == 0 &&
                          writeAll(file.get(), text) && fsync(fileno(file.get())) == 0;

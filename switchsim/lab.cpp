@@ -16,7 +16,6 @@
 #include <cstring>
 #include <filesystem>
 #include <thread>
-#include <vector>
 
 #include "base/json.h"
 #include "base/unique_fd.h"
@@ -81,13 +80,15 @@ std::string clockLibrary() {
   return LAB_PRELOAD;
 }
 
-// Or what a program that was killed while it wrote such a file left beside it.
+// One of the lab's own, or its draft.
 bool isLabFile(const std::string& name) {
-  const std::vector<std::string> files{"clock", "switch.state", "daemon.out", "lab.json"};
-  return std::any_of(files.begin(), files.end(), [&name](const std::string& file) {
-    const bool isDraft = name.size() == file.size() + strlen(".XXXXXX") && name[file.size()] == '.';
-    return name == file || (isDraft && name.compare(0, file.size(), file) == 0);
-  });
+  const size_t end = strlen(kDraftEnding);
+  const size_t mark = strcspn(kDraftEnding, "X");
+  const bool isDraft =
+      name.size() > end && name.compare(name.size() - end, mark, kDraftEnding, mark) == 0;
+  const std::string whole = isDraft ? name.substr(0, name.size() - end) : name;
+  return whole == "clock" || whole == "switch.state" || whole == "daemon.out" ||
+         whole == "lab.json";
 }
 
 void makeDirectory(const std::string& path) {

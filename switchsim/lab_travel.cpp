@@ -1,5 +1,7 @@
 #include "switchsim/lab_travel.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -80,9 +82,10 @@ class Traveller {
     // An all-day schedule that is due already acts in the first minute that the daemon sees.
     const int64_t first = lab_.nowMs() / kMsPerMin * kSecPerMin + kSecPerMin;
     int64_t minute = hasAllDay() ? first : nextNamed(first);
-    if (arePortsHeldOff()) {
+    if (arePortsHeldOff() && isatty(STDERR_FILENO) != 0) {
       fprintf(stderr,
-              "switchsim: ports are held off just now; first that ends, at its own speed\n");
+              "switchsim: ports are held off: that ends first, at the speed at which it began "
+              "(`lab jump` does not wait)\n");
     }
     minute = liveUntilRestored(minute);
     while (minute <= instant) {

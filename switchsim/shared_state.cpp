@@ -12,6 +12,7 @@
 
 #include "base/thread_annotations.h"
 #include "base/unique_fd.h"
+#include "client/whole_file.h"
 #include "switchsim/lab_clock.h"
 
 namespace switchsim {
@@ -203,7 +204,7 @@ LockedState lockState(std::string* error) {
 
 std::string makeStateFile(const std::function<void(SharedState*)>& fill) {
   const std::string path = statePath();
-  std::string draft = path + ".XXXXXX";
+  std::string draft = path + kDraftEnding;
   const UniqueFd fd(mkostemp(draft.data(), O_CLOEXEC));
   if (!fd) {
     return systemError("cannot create " + draft);

@@ -108,14 +108,17 @@ bool lacksCompanion(const Schedule* schedule, const std::vector<Schedule>& all) 
          companionAmong(all, *schedule) == nullptr;
 }
 
+std::string changeAdvice(const Schedule& schedule, const RehearsalShown& shown) {
+  return shown.isOfFile
+             ? "if that is not meant, change " + shownName(schedule, shown) + " in the file"
+             : "if that is not meant: quorin_poectl schedule set " +
+                   std::to_string(schedule.scheduleId) + " --help";
+}
+
 std::string changeAdvice(const Finding& finding, const RehearsalShown& shown) {
-  if (finding.schedule == nullptr) {
-    return "to see why: quorin_poectl why " + shown.names.name(finding.ifNums.front());
-  }
-  return shown.isOfFile ? "if that is not meant, change " + shownName(*finding.schedule, shown) +
-                              " in the file"
-                        : "if that is not meant: quorin_poectl schedule set " +
-                              std::to_string(finding.schedule->scheduleId) + " --help";
+  return finding.schedule != nullptr
+             ? changeAdvice(*finding.schedule, shown)
+             : "to see why: quorin_poectl why " + shown.names.name(finding.ifNums.front());
 }
 
 void addSchedule(JsonObject& object, const char* idKey, const char* nameKey,
@@ -196,8 +199,10 @@ std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal,
                  : changeAdvice(finding, shown);
     case FindingKind::undone:
       return finding.undoer == nullptr
-                 ? "it brings back all that it held off: the shorter it is, the rarer that comes"
-                 : changeAdvice(finding, shown);
+                 ? "if that matters, begin the window later than the switch starts, or shorten the "
+                   "delay: quorin_poectl bootdelay " +
+                       std::to_string(finding.unit) + " --help"
+                 : changeAdvice(*finding.undoer, shown);
     case FindingKind::notDone:
       return "see what else comes in that minute: quorin_poectl next --days " +
              std::to_string(daysOf(rehearsal));

@@ -234,10 +234,11 @@ Action defineLab(CLI::App& app) {
   addUpOptions(addLabCommand(app, "up", "Make a lab, or go on with one that was taken down",
                              actions.get(), runUp),
                given.get());
-  addMoment(
-      addLabCommand(app, "at", "Run to a time, through every minute in which a schedule may act",
-                    actions.get(), runAt),
-      given.get());
+  addMoment(addLabCommand(app, "at",
+                          "Run to a time, through every minute in which a schedule may act; what "
+                          "holds ports off now ends first",
+                          actions.get(), runAt),
+            given.get());
   addMoment(addLabCommand(app, "jump", "Set the clock; what was due in between does not happen",
                           actions.get(), runJump),
             given.get());
