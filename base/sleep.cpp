@@ -35,9 +35,12 @@ int64_t monotonicMs() {
 SecondBeat::SecondBeat() : next_(monotonicTime()) {}
 
 // Sleeps what is left rather than until an instant: a library that moves the clock for a test knows
-// only the former.
+// only the former. Such a clock may step back a moment when its speed changes: then it is the same
+// instant that is slept to.
 void SecondBeat::sleepToNext() {
   const nanoseconds now = monotonicTime();
-  next_ += duration_cast<seconds>(now - next_) + seconds(1);
+  if (now >= next_) {
+    next_ += duration_cast<seconds>(now - next_) + seconds(1);
+  }
   std::this_thread::sleep_for(next_ - now);
 }
