@@ -50,7 +50,7 @@ class ModeWalk {
 
   const std::vector<PortChange>& changes() const { return changes_; }
   bool isOnInTheEnd(const Port& port) const { return ports_.at(port).isOn; }
-  // Those before whose window's end the port was not put back.
+  // Without what was put back before the window's end.
   std::vector<Undoing> undoings() const;
   // Those that have ended, and those that last.
   std::vector<DarkStretch> darkStretches() const;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 
+#include "base/draft_ending.h"
 #include "base/file_ptr.h"
 #include "base/unique_fd.h"
 #include "client/failure.h"

@@ -12,10 +12,6 @@
 // "-" is stdin. Throws Failure.
 std::string readWholeFile(const std::string& path);
 
-// What a file is called until it is whole: this at its path's end, with letters in place of the Xs.
-// A program that is killed leaves it.
-constexpr const char* kDraftEnding = ".new-XXXXXX";
-
 // In one step: whoever reads meanwhile finds the old text or the new one. What is no regular file
 // (a pipe, a terminal) is written as it stands. Throws Failure.
 void writeWholeFile(const std::string& path, const std::string& text);

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "base/draft_ending.h"
 #include "base/json.h"
 #include "base/unique_fd.h"
 #include "client/failure.h"

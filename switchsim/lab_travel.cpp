@@ -82,7 +82,8 @@ class Traveller {
     // An all-day schedule that is due already acts in the first minute that the daemon sees.
     const int64_t first = lab_.nowMs() / kMsPerMin * kSecPerMin + kSecPerMin;
     int64_t minute = hasAllDay() ? first : nextNamed(first);
-    if (arePortsHeldOff() && isatty(STDERR_FILENO) != 0) {
+    areHeldOff_ = arePortsHeldOff();
+    if (areHeldOff_ && isatty(STDERR_FILENO) != 0) {
       fprintf(stderr,
               "switchsim: ports are held off: that ends first, at the speed at which it began "
               "(`lab jump` does not wait)\n");
@@ -91,18 +92,20 @@ class Traveller {
     while (minute <= instant) {
       minute = liveThrough(minute);
     }
+    areHeldOff_ = arePortsHeldOff();
     liveUntilRestored(minute);
   }
 
  private:
   // What is due meanwhile is lived through. Returns the next named minute.
   int64_t liveUntilRestored(int64_t minute) {
-    while ((areHeldOff_ = arePortsHeldOff())) {
+    while (areHeldOff_) {
       if (lab_.nowMs() < shortlyBefore(minute)) {
         pause(kLongPollPause);
       } else {
         minute = liveThrough(minute);
       }
+      areHeldOff_ = arePortsHeldOff();
     }
     return minute;
   }

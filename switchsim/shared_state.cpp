@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/draft_ending.h"
 #include "base/thread_annotations.h"
 #include "base/unique_fd.h"
-#include "client/whole_file.h"
 #include "switchsim/lab_clock.h"
 
 namespace switchsim {
