@@ -28,6 +28,7 @@ class QUORIN_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
   Mutex& operator=(const Mutex&) = delete;
 
   void lock() QUORIN_THREAD_ATTRIBUTE(acquire_capability()) { mutex_.lock(); }
+  bool tryLock() QUORIN_THREAD_ATTRIBUTE(try_acquire_capability(true)) { return mutex_.try_lock(); }
   void unlock() QUORIN_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
 
  private:
@@ -40,6 +41,9 @@ class QUORIN_THREAD_ATTRIBUTE(scoped_lockable) MutexLock {
       : mutex_(mutex) {
     mutex_.lock();
   }
+  // Takes over one that is locked.
+  MutexLock(Mutex& mutex, std::adopt_lock_t) QUORIN_THREAD_ATTRIBUTE(requires_capability(mutex))
+      : mutex_(mutex) {}
   ~MutexLock() QUORIN_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;

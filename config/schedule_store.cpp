@@ -234,7 +234,7 @@ int32_t scheduleCreate(int32_t unit, const cJSON* content, JsonPtr* answer) {
 
   // Built before anything is changed, so that an error never hides a change.
   JsonPtr built = scheduleToJson(schedule);
-  const ScheduleAccess schedules;
+  const ScheduleAccess schedules(RequestKind::changes);
   if (built == nullptr || !schedules) {
     return ERR_GENERAL;
   }
@@ -256,7 +256,7 @@ int32_t scheduleCreate(int32_t unit, const cJSON* content, JsonPtr* answer) {
 int32_t scheduleGet(int32_t unit, int64_t scheduleId, JsonPtr* answer) {
   PoeSchedule schedule;
   {
-    const ScheduleAccess schedules;
+    const ScheduleAccess schedules(RequestKind::reads);
     if (!schedules) {
       return ERR_GENERAL;
     }
@@ -283,7 +283,7 @@ int32_t scheduleUpdate(int32_t unit, int64_t scheduleId, const cJSON* content, J
 
   schedule.scheduleId = scheduleId;
   JsonPtr built = scheduleToJson(schedule);  // here, too, before anything is changed
-  const ScheduleAccess schedules;
+  const ScheduleAccess schedules(RequestKind::changes);
   if (built == nullptr || !schedules) {
     return ERR_GENERAL;
   }
@@ -316,7 +316,7 @@ constexpr const char* kScheduleDeleteSql =
     " WHERE unit=? AND schedule_id=?;";
 
 int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {
-  const ScheduleAccess schedules;
+  const ScheduleAccess schedules(RequestKind::changes);
   if (!schedules) {
     return ERR_GENERAL;
   }
@@ -338,7 +338,7 @@ int32_t scheduleDelete(int32_t unit, int64_t scheduleId) {
 int32_t scheduleList(int32_t unit, JsonPtr* answer) {
   JsonPtr list(cJSON_CreateObject());
   cJSON* array = list != nullptr ? cJSON_AddArrayToObject(list.get(), "schedules") : nullptr;
-  const ScheduleAccess schedules;
+  const ScheduleAccess schedules(RequestKind::reads);
   if (array == nullptr || !schedules) {
     return ERR_GENERAL;
   }

@@ -3,8 +3,9 @@
 // Every operation holds DaemonContext::scheduleDbMutex for all of its database work; the caller
 // must not hold it. Codes: RESULT_OK; ERR_INVALID_ARG for invalid content or a changed type;
 // ERR_NOT_FOUND when the unit has no such schedule; ERR_EXISTS for a name that the unit has already
-// (create only: an update onto a taken name is ERR_GENERAL); ERR_GENERAL for any other failure.
-// After a failure *answer is untouched. Nothing here logs but scheduleStoreInit.
+// (create only: an update onto a taken name is ERR_GENERAL); ERR_GENERAL for any other failure,
+// among them too many requests that wait for the mutex already, and for get and list a client that
+// has hung up meanwhile (daemon/request_line.h). After a failure *answer is untouched. Nothing here logs but scheduleStoreInit.
 #ifndef QUORIN_CONFIG_SCHEDULE_STORE_H
 #define QUORIN_CONFIG_SCHEDULE_STORE_H
 

@@ -73,13 +73,19 @@ bool stopRequested() {
   return context == nullptr || context->stopRequested.load() != 0;
 }
 
-DatabaseAccess::DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle) {
+DatabaseAccess::DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle,
+                               ScheduleTurn* turn) {
   DaemonContext* context = daemonContext();
   if (context == nullptr) {
     return;
   }
-  mutex_ = &(context->*mutex);
-  mutex_->lock();
+  Mutex& wanted = context->*mutex;
+  if (turn == nullptr) {
+    wanted.lock();
+  } else if (!turn->lock(wanted)) {
+    return;
+  }
+  mutex_ = &wanted;
   db_ = isRetiring.load() ? nullptr : context->*handle;
   if (db_ != nullptr && context->stopRequested.load() != 0) {
     sqlite3_busy_timeout(db_, kStopBusyTimeoutMs);

@@ -7,6 +7,7 @@
 
 #include "base/database.h"
 #include "base/thread_annotations.h"
+#include "daemon/request_line.h"
 
 struct DaemonContext {
   sqlite3* scheduleDb GUARDED_BY(scheduleDbMutex) =
@@ -44,8 +45,9 @@ void publishHistoryDb(DatabasePtr db);
 
 // Use of one database: holds its mutex from construction to destruction. Whoever is handed an
 // access that is true knows that the mutex is held; functions that need it take one. db() is null
-// when there is no context (any more) or the database is not open; then the caller reports a
-// failure. Once a stop is asked for, statements wait only a moment for another process's lock.
+// when there is no context (any more), the database is not open or the mutex was not to be had;
+// then the caller reports a failure. Once a stop is asked for, statements wait only a moment for
+// another process's lock.
 class DatabaseAccess {
  public:
   DatabaseAccess(const DatabaseAccess&) = delete;
@@ -61,17 +63,25 @@ class DatabaseAccess {
   const char* error() const;
 
  protected:
-  DatabaseAccess(Mutex DaemonContext::*mutex,
-                 sqlite3* DaemonContext::*handle) NO_THREAD_SAFETY_ANALYSIS;
+  // turn: null takes the mutex as soon as it is free.
+  DatabaseAccess(Mutex DaemonContext::*mutex, sqlite3* DaemonContext::*handle,
+                 ScheduleTurn* turn = nullptr) NO_THREAD_SAFETY_ANALYSIS;
 
  private:
   Mutex* mutex_ = nullptr;
   sqlite3* db_ = nullptr;
 };
 
-class ScheduleAccess : public DatabaseAccess {
+// (The turn is a base so that it ends after the mutex is released.)
+class ScheduleAccess : private ScheduleTurn, public DatabaseAccess {
  public:
+  // The daemon's own.
   ScheduleAccess() : DatabaseAccess(&DaemonContext::scheduleDbMutex, &DaemonContext::scheduleDb) {}
+  // A request's, behind those that came before it. db() is also null where too many wait, and for
+  // one that reads and whose client has hung up.
+  explicit ScheduleAccess(RequestKind kind)
+      : ScheduleTurn(kind),
+        DatabaseAccess(&DaemonContext::scheduleDbMutex, &DaemonContext::scheduleDb, this) {}
 };
 
 class HistoryAccess : public DatabaseAccess {

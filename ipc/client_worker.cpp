@@ -13,6 +13,8 @@
 #include "base/thread_annotations.h"
 #include "base/unique_fd.h"
 #include "base/utf8.h"
+#include "daemon/bounds.h"
+#include "daemon/request_line.h"
 #include "ipc/connections.h"
 #include "ipc/freed_memory.h"
 #include "ipc/held_bytes.h"
@@ -22,7 +24,7 @@
 
 namespace {
 
-constexpr size_t kLargeRequestBytes = size_t{8} * 1024;
+constexpr size_t kLargeRequestBytes = size_t{2} * 1024;
 constexpr size_t kVeryLargeRequestBytes = size_t{128} * 1024;
 constexpr size_t kMaxLoggedNameBytes = 128;
 
@@ -79,6 +81,9 @@ Response respondTo(Request* request) {
   const bool isText = isUtf8(request->text.c_str());
   const JsonPtr tree = isText ? jsonParse(request->text.c_str()) : nullptr;
   const bool isOutOfMemory = isText && tree == nullptr && errno == ENOMEM;
+  if (isOutOfMemory) {
+    boundReached(Bound::memory);
+  }
   request->freeText();
   Response response;
   response.isWanted = !isOutOfMemory;
@@ -87,8 +92,7 @@ Response respondTo(Request* request) {
 }
 
 // The tree of one that is very large is given back before the next one's is made.
-Response respondToLarge(Request* request) {
-  const MutexLock gate(largeRequestGate);
+Response respondAtGate(Request* request) REQUIRES(largeRequestGate) {
   const bool isVeryLarge = request->text.size() > kVeryLargeRequestBytes;
   Response response = respondTo(request);
   if (isVeryLarge) {
@@ -97,11 +101,23 @@ Response respondToLarge(Request* request) {
   return response;
 }
 
+Response respondToLarge(Request* request) {
+  if (!largeRequestGate.tryLock()) {
+    if (!takeWaitingPlace()) {
+      return {true, ERR_GENERAL, nullptr};
+    }
+    largeRequestGate.lock();
+  }
+  const MutexLock gate(largeRequestGate, std::adopt_lock);
+  return respondAtGate(request);
+}
+
 void serve(int connection) {
   Request request;
-  if (!readRequest(connection, &request.held, &request.text) || !connectionToWork(connection)) {
+  if (!readRequest(connection, &request.held, &request.text)) {
     return;
   }
+  const ServedRequest served(connection);
   const bool isLarge = request.text.size() > kLargeRequestBytes;
   Response response = isLarge ? respondToLarge(&request) : respondTo(&request);
   if (response.isWanted) {
@@ -133,5 +149,6 @@ void* clientWorker(void* descriptor) try {
   serve(connection.get());
   return nullptr;
 } catch (const std::bad_alloc&) {
+  boundReached(Bound::memory);
   return nullptr;  // the connection is closed: no answer
 }

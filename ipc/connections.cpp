@@ -1,24 +1,27 @@
 #include "ipc/connections.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
+#include "base/sleep.h"
 #include "base/thread_annotations.h"
+#include "daemon/bounds.h"
 
 namespace {
 
-enum class Stage : uint8_t { reading, working, leaving };
+enum class Stage : uint8_t { waiting, working, leaving };
 
 struct Connection {
   int descriptor;
   Stage stage;
-  uint64_t lastHeard;  // when, as a count of what was heard from all
+  int64_t lastHeardMs;  // monotonic
+  size_t heldBytes;     // while it waits
 };
 
 Mutex connectionsMutex;
 Connection connections[kMaxConnections] GUARDED_BY(
     connectionsMutex);  // the first connectionCount are in use
 int32_t connectionCount GUARDED_BY(connectionsMutex) = 0;
-uint64_t heardCount GUARDED_BY(connectionsMutex) = 0;
 
 Connection* find(int descriptor) REQUIRES(connectionsMutex) {
   for (int32_t i = 0; i < connectionCount; ++i) {
@@ -29,20 +32,37 @@ Connection* find(int descriptor) REQUIRES(connectionsMutex) {
   return nullptr;
 }
 
-// Null when every connection is being worked, or one is leaving already.
-Connection* findToLeave() REQUIRES(connectionsMutex) {
+bool hasUnread(const Connection& connection) {
+  pollfd socket{connection.descriptor, POLLIN, 0};
+  return poll(&socket, 1, 0) != 0;
+}
+
+// Sees to it that one that holds so many bytes leaves: the one that has been silent longest, unless
+// one is on its way already. False when there is none.
+bool makeOneLeave(size_t leastHeldBytes) REQUIRES(connectionsMutex) {
   Connection* longestSilent = nullptr;
-  for (Connection& connection : connections) {
-    if (connection.stage == Stage::leaving) {
-      return nullptr;
+  int64_t heardBeforeMs = monotonicMs() - kMinSilentMs + 1;
+  for (int32_t i = 0; i < connectionCount; ++i) {
+    Connection& connection = connections[i];
+    if (connection.stage == Stage::working || connection.heldBytes < leastHeldBytes) {
+      continue;
     }
-    const bool isSilentLonger =
-        longestSilent == nullptr || connection.lastHeard < longestSilent->lastHeard;
-    if (connection.stage == Stage::reading && isSilentLonger) {
+    if (connection.stage == Stage::leaving) {
+      return true;
+    }
+    if (connection.lastHeardMs < heardBeforeMs && !hasUnread(connection)) {
       longestSilent = &connection;
+      heardBeforeMs = connection.lastHeardMs;
     }
   }
-  return longestSilent;
+  if (longestSilent == nullptr) {
+    return false;
+  }
+
+  longestSilent->stage = Stage::leaving;
+  shutdown(longestSilent->descriptor, SHUT_RDWR);
+  boundReached(Bound::connections);
+  return true;
 }
 
 }  // namespace
@@ -54,36 +74,41 @@ bool connectionsHaveRoom() {
 
 void connectionsMakeRoom() {
   const MutexLock lock(connectionsMutex);
-  Connection* leaving = connectionCount == kMaxConnections ? findToLeave() : nullptr;
-  if (leaving != nullptr) {
-    leaving->stage = Stage::leaving;
-    shutdown(leaving->descriptor, SHUT_RDWR);
+  if (connectionCount == kMaxConnections) {
+    makeOneLeave(0);
   }
+}
+
+bool connectionsFreeMemory() {
+  const MutexLock lock(connectionsMutex);
+  return makeOneLeave(1);
 }
 
 void connectionAdd(int connection) {
   const MutexLock lock(connectionsMutex);
-  connections[connectionCount++] = {connection, Stage::reading, ++heardCount};
+  connections[connectionCount++] = {connection, Stage::working, monotonicMs(), 0};
 }
 
-void connectionHeard(int connection) {
+void connectionWaits(int connection, size_t heldBytes) {
   const MutexLock lock(connectionsMutex);
-  Connection* heard = find(connection);
-  if (heard != nullptr) {
-    heard->lastHeard = ++heardCount;
+  Connection* waits = find(connection);
+  if (waits != nullptr) {
+    waits->stage = Stage::waiting;
+    waits->heldBytes = heldBytes;
   }
 }
 
-bool connectionToWork(int connection) {
+bool connectionSpoke(int connection) {
   const MutexLock lock(connectionsMutex);
-  Connection* complete = find(connection);
-  if (complete == nullptr) {
+  Connection* spoke = find(connection);
+  if (spoke == nullptr) {
     return true;
   }
-  if (complete->stage == Stage::leaving) {
+  if (spoke->stage == Stage::leaving) {
     return false;
   }
-  complete->stage = Stage::working;
+  spoke->stage = Stage::working;
+  spoke->lastHeardMs = monotonicMs();
   return true;
 }
 

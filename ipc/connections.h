@@ -1,35 +1,42 @@
 // The connections that are open, so that there are never too many of them.
 //
-// A connection is read until its request is complete, then worked; in the end its worker closes it.
-// One that is still being read may have to make room: it is shut down, and its worker finds so and
-// closes it. All of it happens under one lock, so a descriptor is never shut down after it was
-// closed, and a request that is being worked is never cut off. Every function takes that lock for
-// its own duration; no other lock is taken under it.
+// A connection's worker waits for more of the request, takes it, and in the end works. While it
+// waits it may be told to leave: the connection is shut down, and the worker finds so and closes it.
+// That happens only to one that has been silent for kMinSilentMs with nothing unread in its socket,
+// so no client that goes on sending loses its answer. All of it happens under one lock, so a
+// descriptor is never shut down after it was closed. Every function takes that lock for its own
+// duration; no other lock is taken under it.
 #ifndef QUORIN_IPC_CONNECTIONS_H
 #define QUORIN_IPC_CONNECTIONS_H
 
+#include <cstddef>
 #include <cstdint>
 
 constexpr int32_t kMaxConnections = 256;
+constexpr int64_t kMinSilentMs = 500;
 
 // Whether one more fits.
 bool connectionsHaveRoom();
 
-// Where none fits and none is on its way out yet, shuts down the one that has been silent longest
-// among those whose request is not complete; where all are being worked there is nothing to do but
-// to ask again.
+// Where none fits and none is on its way out yet, tells the one to leave that has been silent
+// longest; where none may be told there is nothing to do but to ask again.
 void connectionsMakeRoom();
 
-// Notes a connection that is read from now on. REQUIRES: connectionsHaveRoom said yes, to the same
-// thread.
+// The same to the one that has been silent longest of those that hold memory. False where there is
+// none, true when one is on its way out: what it holds is free in a moment.
+bool connectionsFreeMemory();
+
+// Notes a connection. REQUIRES: connectionsHaveRoom said yes, to the same thread.
 void connectionAdd(int connection);
 
-// The connection has sent something.
-void connectionHeard(int connection);
+// Its worker waits for more of the request from now on, holding so many bytes of
+// ipc/held_bytes.h. May be called for a connection that was never added, like connectionSpoke; both
+// then do nothing.
+void connectionWaits(int connection, size_t heldBytes);
 
-// The connection's request is complete. False when it had to make room: then there is no answer.
-// Always true for a connection that was never added.
-bool connectionToWork(int connection);
+// There is something to take, or its end: from now on it can't be told to leave. False when it was:
+// then there is no answer.
+bool connectionSpoke(int connection);
 
 // Forgets the connection. REQUIRES: it is closed only afterwards, since its number may be another's
 // at once.

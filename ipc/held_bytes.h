@@ -11,7 +11,7 @@ constexpr size_t kMaxHeldBytes = size_t{32} * 1024 * 1024;  // of all connection
 constexpr size_t kFreeBytes = size_t{4} * 1024;
 
 // One connection's part of it, given back at the end of its life. A connection has one at a time
-// that is not 0. Any thread; no lock.
+// that is not 0. Any thread, holding no lock but the gate of large requests.
 class HeldBytes {
  public:
   HeldBytes() = default;
@@ -19,12 +19,18 @@ class HeldBytes {
   HeldBytes(const HeldBytes&) = delete;
   HeldBytes& operator=(const HeldBytes&) = delete;
 
-  // Sets this part. False, with nothing changed, when all parts together might get above
-  // kMaxHeldBytes.
+  // Sets this part. Where all parts together might get above kMaxHeldBytes, unfinished requests that
+  // are silent are closed first, and what they hold is waited for. False, with nothing changed, when
+  // that does not do.
   bool resize(size_t bytes);
 
+  // What of it is beyond kFreeBytes.
+  size_t counted() const { return counted_; }
+
  private:
-  size_t counted_ = 0;  // beyond what is free
+  bool tryResize(size_t bytes);
+
+  size_t counted_ = 0;
 };
 
 #endif

@@ -13,6 +13,7 @@
 #include "base/detached_thread.h"
 #include "base/sleep.h"
 #include "base/unique_fd.h"
+#include "daemon/bounds.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "ipc/client_worker.h"
@@ -86,7 +87,7 @@ bool acceptConnection(int listener) {
 }
 
 // Accepts the connections that wait, as many as may at a time, as far as there is room; without
-// any, a silent one is told to leave.
+// any, one that is silent is told to leave, if there is one, and the new ones go on waiting.
 void acceptWaiting(int listener) {
   int accepted = 0;
   while (accepted < kListenBacklog && !stopRequested() && connectionsHaveRoom() &&
@@ -111,6 +112,7 @@ void acceptUntilStopped(int listener) {
       acceptWaiting(listener);
     }
     returnFreedMemory();
+    boundsReport();
   }
 }
 

@@ -1,11 +1,13 @@
 #include "ipc/request_reader.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
+#include "daemon/bounds.h"
 #include "ipc/connections.h"
 
 namespace {
@@ -13,6 +15,16 @@ namespace {
 constexpr size_t kLeastRoomBytes = 4096;
 constexpr size_t kReadBytes =
     16384;  // of the stack: a few pages, and few calls for a large request
+
+// Waits until there is something to receive, or the connection's end; meanwhile it may have to make
+// room, and then this is false.
+bool waitForMore(int connection, const HeldBytes& held) {
+  connectionWaits(connection, held.counted());
+  pollfd readable{connection, POLLIN, 0};
+  while (poll(&readable, 1, -1) < 0 && errno == EINTR) {
+  }
+  return connectionSpoke(connection);
+}
 
 ssize_t receive(int connection, char* bytes, size_t size) {
   ssize_t received = 0;
@@ -25,6 +37,7 @@ ssize_t receive(int connection, char* bytes, size_t size) {
 // Makes room for so many bytes of the request, in steps that double.
 bool reserve(size_t bytes, HeldBytes* held, std::string* request) {
   if (bytes > kMaxRequestBytes) {
+    boundReached(Bound::requestBytes);
     return false;
   }
   if (bytes <= request->capacity()) {
@@ -42,7 +55,7 @@ bool reserve(size_t bytes, HeldBytes* held, std::string* request) {
 
 bool readRequest(int connection, HeldBytes* held, std::string* request) {
   char chunk[kReadBytes];
-  for (;;) {
+  while (waitForMore(connection, *held)) {
     const ssize_t received = receive(connection, chunk, sizeof chunk);
     if (received <= 0) {
       return received == 0 && !request->empty();
@@ -59,6 +72,6 @@ bool readRequest(int connection, HeldBytes* held, std::string* request) {
     if (newline != nullptr) {
       return true;
     }
-    connectionHeard(connection);
   }
+  return false;
 }

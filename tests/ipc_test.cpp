@@ -1,3 +1,7 @@
+#include "base/sleep.h"
+#include "daemon/daemon_context.h"
+#include "ipc/connections.h"
+#include "ipc/ipc_server.h"
 #include "ipc/request_reader.h"
 #include "tests/support/client_load.h"
 
@@ -5,6 +9,7 @@ namespace {
 
 constexpr int kClients = 32;
 const std::string kInvalid = "{\"ok\":false,\"error\":10003}\n";
+const std::string kBusy = "{\"ok\":false,\"error\":10000}\n";
 const std::string kUnknown = "{\"ok\":false,\"error\":17002}\n";
 
 const std::string kEmptyList =
@@ -13,6 +18,32 @@ const std::string kEmptyList =
 const std::string kListRequest = requestText("history.list", R"({"unit":1})");
 
 using IpcTest = RunningDaemonTest;
+
+// The server in this process, so that the test can hold the databases as sweeps and runs do.
+class IpcServerTest : public StoreTest {
+ protected:
+  void SetUp() override {
+    StoreTest::SetUp();
+    server_ = std::thread([] { ipcServerThread(nullptr); });
+    ASSERT_TRUE(waitUntil([] { return SocketClient().connected(); }));
+    ASSERT_TRUE(areAtWork(0));
+  }
+  void TearDown() override {
+    daemonContext()->stopRequested = 1;
+    server_.join();
+    EXPECT_TRUE(waitUntil([] { return threads() == kAlone; }));
+    daemonContext()->stopRequested = 0;
+    StoreTest::TearDown();
+  }
+  static int threads() { return statusOf(getpid(), "Threads:"); }
+  static bool areAtWork(int workers) {
+    return waitUntil([=] { return threads() == kAlone + 1 + workers; });
+  }
+
+ private:
+  inline static const int kAlone = threads();  // before the first test
+  std::thread server_;
+};
 
 std::string nested(size_t depth) {
   return std::string(depth, '[') + std::string(depth, ']');
@@ -143,6 +174,7 @@ TEST_F(IpcTest, theConnectionThatWasSilentLongestMakesRoom) {
   ASSERT_TRUE(waitUntil([&] { return clients[0].isHeard(); }));  // the second is silent longest now
   EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList);
   EXPECT_EQ(clients[1].readAll(), "");
+  EXPECT_TRUE(waitForLog(": 1 silent connection(s) made room, "));
   for (const size_t stays : {size_t{0}, size_t{2}, kConnections - 1}) {
     clients[stays].sendBytes(stays == 0 ? "\n" : kListRequest + "\n");
     EXPECT_EQ(clients[stays].readAll(), kEmptyList) << stays;
@@ -162,6 +194,7 @@ TEST_F(IpcTest, whatClientsLeaveUnfinishedIsBounded) {
     return refused >= clients.size() - kRequests;
   })) << refused;
   EXPECT_LT(refused, kRequests);
+  EXPECT_EQ(exchange(largestRequest()), kInvalid) << "those who are silent keep the memory";
   clients.clear();
   EXPECT_TRUE(waitUntil([] { return exchange(kListRequest + "\n") == kEmptyList; }));
 }
@@ -185,4 +218,75 @@ TEST_F(IpcTest, whatClientsDoNotReadIsBoundedAndDroppedInTheEnd) {
   ASSERT_TRUE(waitUntil([&] { return silent.isAnswered(); }));
   EXPECT_TRUE(waitUntil([&] { return daemon_.threads() == kThreadsAtRest; })) << daemon_.threads();
   EXPECT_LT(silent.readAll().size(), 1000000U);
+}
+
+TEST_F(IpcServerTest, whereAllAreAtWorkNewOnesWaitAndAllAreAnswered) {
+  constexpr size_t kAtWork = 255, kOthers = 100;  // one place is left for them
+  std::deque<SocketClient> atWork(kAtWork), others;
+  auto history = std::make_unique<HistoryAccess>();
+  for (SocketClient& client : atWork) {
+    client.sendBytes(kListRequest + "\n");
+  }
+  for (size_t i = 0; i < kOthers; ++i) {
+    others.emplace_back().sendBytes("{}\n");
+  }
+  for (SocketClient& client : others) {
+    EXPECT_EQ(client.readAll(), kUnknown);
+  }
+
+  const int64_t beginMs = monotonicMs();
+  const SocketClient silent;
+  EXPECT_EQ(exchange("{}\n"), kUnknown) << "the silent one made room";
+  EXPECT_GE(monotonicMs() - beginMs, kMinSilentMs);
+  EXPECT_TRUE(silent.hasEnded());
+
+  history.reset();
+  for (SocketClient& client : atWork) {
+    EXPECT_EQ(client.readAll(), kEmptyList);
+  }
+}
+
+TEST_F(IpcServerTest, inASweepOnlySoManyRequestsWaitAndReadersGoWithTheirClients) {
+  constexpr size_t kClients = 200, kMayWait = 192;
+  const std::string list = requestText("schedule.list", R"({"unit":1})");
+  const auto create = [](size_t i) {
+    const char* members = R"("name":"%","restartTime":"never","ifNums":[1])";
+    return std::string(3000, ' ') +
+           requestText("schedule.create", scheduleParams(fill(members, i)));
+  };
+  auto sweep = std::make_unique<ScheduleAccess>();
+  SocketClient().sendBytes(list + "\n");
+  EXPECT_TRUE(areAtWork(0)) << "the first in line does not wait for a client that is gone";
+
+  std::deque<SocketClient> readers, halfClosed, writers;
+  for (size_t i = 0; i < kClients; ++i) {
+    SocketClient& client = (i % 2 == 0   ? writers
+                            : i % 4 == 1 ? readers
+                                         : halfClosed)
+                               .emplace_back();
+    client.sendBytes(i % 2 == 0 ? create(i) + "\n" : list + (i % 4 == 1 ? "\n" : ""));
+    if (i % 4 == 3) {
+      client.endOfRequest();
+    }
+  }
+  const auto waitingOf = [](const std::deque<SocketClient>& clients) {
+    return std::count_if(clients.begin(), clients.end(),
+                         [](const SocketClient& client) { return !client.isAnswered(); });
+  };
+  ASSERT_TRUE(waitUntil(
+      [&] { return waitingOf(readers) + waitingOf(halfClosed) + waitingOf(writers) == kMayWait; }));
+  EXPECT_EQ(exchange(list + "\n"), kBusy);
+  EXPECT_EQ(exchange(std::string(3000, ' ') + kListRequest + "\n"), kBusy) << "at the gate";
+  EXPECT_EQ(exchange(kListRequest + "\n"), kEmptyList);
+
+  const auto created = waitingOf(writers);
+  readers.clear();
+  writers.clear();
+  EXPECT_TRUE(areAtWork(static_cast<int>(waitingOf(halfClosed) + created)));
+  sweep.reset();
+  for (SocketClient& client : halfClosed) {
+    const std::string answer = client.readAll();
+    EXPECT_TRUE(answer == kBusy || answer.rfind(R"({"ok":true,"result":{"schedules":[)", 0) == 0);
+  }
+  EXPECT_TRUE(waitUntil([&] { return countOf(exchange(list + "\n"), "\"name\"") == created; }));
 }
