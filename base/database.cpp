@@ -8,6 +8,12 @@ namespace {
 // compete there.
 constexpr int kBusyTimeoutMs = 3000;
 
+// SQLite falls back to reading only; trying to write fails and leaves the reason in the connection.
+// (On a database that has all its tables the schema script would change nothing.)
+bool isWritable(sqlite3* db) {
+  return sqlite3_db_readonly(db, "main") != 1 || executeSql(db, "PRAGMA user_version=0;");
+}
+
 }  // namespace
 
 void StatementFinalizer::operator()(sqlite3_stmt* statement) const {
@@ -55,23 +61,17 @@ bool openDatabase(const char* path, DatabasePtr* db) {
   sqlite3* opened = nullptr;
   const int rc = sqlite3_open_v2(path, &opened, kFlags, nullptr);
   db->reset(opened);
-  if (rc != SQLITE_OK) {
-    return false;
-  }
-  // SQLite falls back to reading only; trying to write fails and leaves the reason in the
-  // connection.
-  return sqlite3_db_readonly(opened, "main") != 1 || executeSql(opened, "PRAGMA user_version=0;");
+  return rc == SQLITE_OK;
 }
 
 bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement) {
-  if (!executeSql(db, script)) {
+  // SQLite's default, but a vendor may have built it with less, and then a power cut in the very
+  // first transactions would leave files that no later start can open.
+  if (!executeSql(db, "PRAGMA synchronous=FULL;") || !isWritable(db) || !executeSql(db, script)) {
     return false;
   }
   executeSql(db, upgradeStatement);
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
-  executeSql(
-      db,
-      "PRAGMA synchronous=FULL;");  // SQLite's default, but a vendor may have built it with less
   return true;
 }
 

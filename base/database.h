@@ -68,10 +68,11 @@ using DatabasePtr = std::unique_ptr<sqlite3, DatabaseCloser>;
 // which may even be null.
 bool openDatabase(const char* path, DatabasePtr* db);
 
-// Applies a store's schema script, then the upgrade statement, sets the busy timeout to 3000 ms,
-// and makes every commit survive a power cut. The upgrade adds a column that older layouts lack, so
-// it fails on every database that has the column; its result is ignored. Returns false, with the
-// message in the connection, when the script fails.
+// Makes every commit survive a power cut, applies a store's schema script, then the upgrade
+// statement, and sets the busy timeout to 3000 ms. The upgrade adds a column that older layouts
+// lack, so it fails on every database that has the column; its result is ignored. Returns false,
+// with the message in the connection, when the script fails, and for a database that can only be
+// read.
 bool applySchema(sqlite3* db, const char* script, const char* upgradeStatement);
 
 // An explicit transaction. Its destructor rolls back what was neither committed nor rolled back.

@@ -2,11 +2,12 @@
 
 #include <fcntl.h>
 
-#include "base/unique_fd.h"
+#include <cerrno>
 
-void syncFolder(const char* path) {
-  const UniqueFd folder(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder) {
-    fsync(folder.get());
-  }
+UniqueFd openFolder(const char* path) {
+  return UniqueFd(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+bool syncFolder(const UniqueFd& folder) {
+  return folder && (fsync(folder.get()) == 0 || errno == EINVAL);
 }

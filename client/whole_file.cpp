@@ -11,6 +11,7 @@
 
 #include "base/draft_ending.h"
 #include "base/file_ptr.h"
+#include "base/sync_folder.h"
 #include "base/unique_fd.h"
 #include "client/failure.h"
 #include "client/file_owner.h"
@@ -30,6 +31,11 @@ bool writeAll(FILE* file, const std::string& text) {
 std::string realPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), free);
   return real != nullptr ? real.get() : path;
+}
+
+std::string folderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
 // That of the file that is replaced, else that of any new file.
@@ -83,6 +89,7 @@ void writeWholeFile(const std::string& path, const std::string& text) {
 
   // Beside the file itself, whatever links lead to it, and under a name that nobody can foresee.
   const std::string target = realPath(path);
+  const UniqueFd folder = openFolder(folderOf(target).c_str());
   std::string temporary = target + kDraftEnding;
   const FilePtr file = streamOf(UniqueFd(mkstemp(temporary.data())), "w");
   const bool isWritten = file != nullptr && fchmod(fileno(file.get()), modeOf(target)) == 0 &&
@@ -91,5 +98,8 @@ void writeWholeFile(const std::string& path, const std::string& text) {
     const int why = errno;
     unlink(temporary.c_str());
     failFile(path, "written", why);
+  }
+  if (folder && !syncFolder(folder)) {
+    failFile(path, "synced to its disk", errno);
   }
 }

@@ -12,7 +12,8 @@
 // "-" is stdin. Throws Failure.
 std::string readWholeFile(const std::string& path);
 
-// In one step: whoever reads meanwhile finds the old text or the new one. What is no regular file
+// In one step: whoever reads meanwhile, or after a power cut, finds the old text or the new one, and
+// the new one once this returns. What is no regular file
 // (a pipe, a terminal) is written as it stands. Throws Failure.
 void writeWholeFile(const std::string& path, const std::string& text);
 

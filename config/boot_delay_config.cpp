@@ -107,7 +107,8 @@ int32_t saveConfigFile(const cJSON* root) {
   if (text == nullptr) {
     return ERR_GENERAL;
   }
-  if (!writeTemporaryFile(kBootDelayTempPath, text.get())) {
+  const UniqueFd folder = openFolder(kDataDirPath);
+  if (!folder || !writeTemporaryFile(kBootDelayTempPath, text.get())) {
     unlink(kBootDelayTempPath);
     return ERR_GENERAL;
   }
@@ -117,7 +118,10 @@ int32_t saveConfigFile(const cJSON* root) {
     return ERR_GENERAL;
   }
 
-  syncFolder(kDataDirPath);
+  if (!syncFolder(folder)) {
+    LOG_HERE(LOG_ERR, "bootdelay config may not outlast a power cut: %s", strerror(errno));
+    return ERR_GENERAL;
+  }
   return RESULT_OK;
 }
 

@@ -19,6 +19,15 @@ constexpr mode_t kPrivateMode = 0600;
 constexpr mode_t kPermissions = 07777;
 constexpr size_t kPathBytes = 256;
 
+// With its mode from the first moment on: a power cut between a mkdir and a chmod would leave
+// another one for good.
+bool makeDataDir() {
+  const mode_t before = umask(kPermissions & ~kDataDirMode);
+  const bool isMade = mkdir(kDataDirPath, kDataDirMode) == 0;
+  umask(before);
+  return isMade;
+}
+
 // Locks the whole file. When another process holds it: false, with that process in *holder.
 bool lockFile(int file, pid_t* holder) {
   for (;;) {
@@ -52,12 +61,13 @@ bool ensureConfigDir() {
   if (stat(kDataDirPath, &status) == 0) {
     return true;
   }
-  if (mkdir(kDataDirPath, kDataDirMode) != 0) {
+  if (!makeDataDir()) {
     LOG_HERE(LOG_ERR, "mkdir(%s) failed: %s", kDataDirPath, strerror(errno));
     return false;
   }
-  chmod(kDataDirPath, kDataDirMode);  // whatever the umask
-  syncFolder(kDataDirParentPath);
+  if (!syncFolder(openFolder(kDataDirParentPath))) {
+    LOG_HERE(LOG_WARNING, "%s may not outlast a power cut: %s", kDataDirPath, strerror(errno));
+  }
   return true;
 }
 

@@ -3,7 +3,7 @@
 #define QUORIN_DAEMON_DATA_DIR_H
 
 // Makes the folder, mode 0755, if there is none. False, with an error in the log, when it can't be
-// made. What is there is taken as it is.
+// made. What is there is taken as it is. REQUIRES: no other thread yet (the umask is everybody's).
 bool ensureConfigDir();
 
 // Takes the lock of which only one daemon can be the holder, until the process ends however it

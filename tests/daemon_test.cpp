@@ -18,7 +18,12 @@ constexpr uid_t kAnother = 50000;
 constexpr uintmax_t kLogLimitBytes = 1048576;
 const std::string kFailed = "error 10000";
 const std::string kUnit1 = R"({"unit":1})";
+const std::string kSettings = R"({"unit":1,"delaySec":5})";
 const std::string kReset = R"({"unit":1,"request":{"ifNums":[1],"offTimeSec":1}})";
+// Of what the schema script makes: then it has nothing to write.
+constexpr const char* kAllTables =
+    "CREATE TABLE poe_schedule(unit); CREATE INDEX idx_poe_schedule_unit ON poe_schedule(unit); "
+    "CREATE TABLE poe_schedule_days(day); CREATE TABLE poe_schedule_ifs(if_num);";
 constexpr const char* kNoDatabase = "This is no database, and long enough to be seen to be none.";
 
 class DaemonTest : public RootTest {
@@ -132,7 +137,7 @@ TEST_F(DaemonTest, keepsItsDatabasesAndSettingsFromOthersAndHasWhatIsForAllReada
   }
 
   ASSERT_TRUE(daemon_.startReady([] { umask(027); }));
-  rpc("bootdelay.set", R"({"unit":1,"delaySec":5})");
+  rpc("bootdelay.set", kSettings);
 
   const std::map<std::string, int> modes = {{schedules, 0600},          {schedules + "-wal", 0600},
                                             {schedules + "-shm", 0600}, {history, 0600},
@@ -179,9 +184,11 @@ TEST_F(DaemonTest, aStartTellsWhatFailsAndEndsWithStatus1OnlyWhereItMust) {
       {1,
        [] {
          writeFile(kScheduleDbPath, "");
+         queryValue(kScheduleDbPath, "PRAGMA journal_mode=WAL;");
+         executeOn(kScheduleDbPath, kAllTables);
          EXPECT_EQ(chmod(kScheduleDbPath, 0444) + chown(kScheduleDbPath, kAnother, kAnother), 0);
        },
-       "] schedule db open failed: attempt to write a readonly database|] schedule store init "
+       "] schedule schema apply failed: attempt to write a readonly database|] schedule store init "
        "failed"},
       {0, [] { fs::create_directory(kPidFilePath); }, ""},
       {0, [] { writeFile(kSocketPath, "stale"), writeFile(kPidFilePath, "123456789 and more\n"); },
@@ -221,6 +228,31 @@ TEST_F(DaemonTest, aStartTellsWhatFailsAndEndsWithStatus1OnlyWhereItMust) {
     expectErrors(errors);
     EXPECT_EQ(logged("quorin_poed ready") + logged("exiting cleanly"), status == 0 ? 2 : 0);
   }
+}
+
+TEST_F(DaemonTest, whatIsAcknowledgedIsSyncedBeforeAndWhatCannotBeIsNot) {
+  const std::string calls = fs::path(kLogFilePath).replace_filename("calls");
+  const std::string saved = "sync bootdelay.json.tmp; rename bootdelay.json; sync quorin_poed; ";
+  const auto callsOf = [&](const std::function<void()>& act) {
+    writeFile(calls, "");
+    act();
+    return replaced(readFile(calls), "\n", "; ");
+  };
+  std::vector<std::string> settings = {"LD_PRELOAD=" SYNC_CALLS_PRELOAD, "SYNC_CALLS=" + calls};
+  {
+    DaemonProcess daemon(TEST_DAEMON, 1, settings);
+    const std::string start = callsOf([&] { ASSERT_TRUE(daemon.startReady()); });
+    EXPECT_EQ(countOf(start, "make quorin_poed; sync fastpath; sync schedule.db-journal; "), 1);
+    EXPECT_EQ(countOf(start, saved), 1) << start;
+    const std::string schedule = scheduleParams(R"("restartTime":"never","ifNums":[2])");
+    EXPECT_EQ(callsOf([&] { rpc("schedule.create", schedule); }), "sync schedule.db-wal; answer; ");
+    EXPECT_EQ(callsOf([] { rpc("bootdelay.set", kSettings); }), saved + "answer; ");
+  }
+  settings.emplace_back("SYNC_FAILS=quorin_poed");
+  DaemonProcess daemon(TEST_DAEMON, 1, settings);
+  ASSERT_TRUE(daemon.startReady());
+  EXPECT_EQ(rpc("bootdelay.set", kSettings), R"({"ok":false,"error":10000})");
+  expectErrors("bootdelay config may not outlast a power cut: Input/output error");
 }
 
 TEST_F(DaemonTest, waitsForTheSwitchOsThroughSixFailedChecksAndGivesUpAfterTheSeventh) {

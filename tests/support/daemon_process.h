@@ -20,9 +20,9 @@ inline const int kThreadsAtRest =
 class DaemonProcess {
  public:
   // program: the daemon whose paths are below this test's root. speed: how much faster than real
-  // its clock runs, so that its ten-second polls take a moment.
-  explicit DaemonProcess(const char* name, int speed = 1)
-      : program_(programPath(name)), speed_(speed) {}
+  // its clock runs, so that its ten-second polls take a moment. settings: of its environment.
+  explicit DaemonProcess(const char* name, int speed = 1, std::vector<std::string> settings = {})
+      : program_(programPath(name)), speed_(speed), settings_(std::move(settings)) {}
   ~DaemonProcess();  // kills what still runs
   DaemonProcess(const DaemonProcess&) = delete;
   DaemonProcess& operator=(const DaemonProcess&) = delete;
@@ -46,6 +46,7 @@ class DaemonProcess {
 
   std::string program_;
   int speed_;
+  std::vector<std::string> settings_;
   pid_t pid_ = -1;
 };
 
