@@ -25,7 +25,8 @@ time_t localMidnight(time_t now) {
   local.tm_sec = 0;
   local.tm_min = 0;
   local.tm_hour = 0;
-  local.tm_isdst = -1;  // the day's clock change may lie between midnight and now
+  // By the clock's offset of now, whatever it was at midnight: a day later is then not before the
+  // next midnight, also after the night in autumn.
   return mktime(&local);
 }
 

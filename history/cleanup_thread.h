@@ -6,7 +6,7 @@
 
 constexpr long HISTORY_RETENTION_SEC = 2592000;  // 30 days
 
-// Midnight, in local time, of the day that holds now.
+// Midnight of the local day that holds now, by the offset from UTC that is in force now.
 time_t localMidnight(time_t now);
 
 // Thread body: purges the runs older than the retention period at once and then daily at local

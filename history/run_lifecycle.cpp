@@ -279,17 +279,16 @@ void failPortsWithoutOutcome(const HistoryAccess& history, int64_t runId) {
   statement.run();
 }
 
+// Sets *missing to the number of ports that had no outcome.
 int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char* error,
-                         int64_t completedAt) {
+                         int64_t completedAt, int32_t* missing) {
   PortCounts counts;
   const int32_t rc = PortCounter(history).countPorts(runId, &counts);
   const int32_t recorded = counts.success + counts.failed + counts.skipped;
   if (rc == RESULT_OK && recorded < counts.total) {
-    const int32_t missing = counts.total - recorded;
+    *missing = counts.total - recorded;
     failPortsWithoutOutcome(history, runId);
-    LOG_HERE(LOG_WARNING, "run %lld: %d port row(s) had no recorded outcome; failing them",
-             static_cast<long long>(runId), missing);
-    counts.failed += missing;
+    counts.failed += *missing;
   }
   if (rc != RESULT_OK || counts.total == 0 || recorded == 0) {
     LOG_HERE(LOG_ERR, "run %lld: no port outcomes readable (rc=%d total=%d); finishing as failed",
@@ -310,10 +309,15 @@ int32_t runFinishDerivedAtomically(const HistoryAccess& history, int64_t runId, 
     LOG_HERE(LOG_ERR, "derived finish BEGIN failed: %s", history.error());
     return ERR_GENERAL;
   }
-  const int32_t rc = runFinishDerived(history, runId, error, completedAt);
+  int32_t missing = 0;
+  const int32_t rc = runFinishDerived(history, runId, error, completedAt, &missing);
   if (rc == RESULT_OK && !transaction.commit()) {
     LOG_HERE(LOG_ERR, "derived finish COMMIT failed: %s", history.error());
     return ERR_GENERAL;
+  }
+  if (rc == RESULT_OK && missing > 0) {
+    LOG_HERE(LOG_WARNING, "run %lld: %d port row(s) had no recorded outcome; failing them",
+             static_cast<long long>(runId), missing);
   }
   return rc;
 }

@@ -118,6 +118,8 @@ TEST_F(HistoryTest, aRunIsWrittenWhileItIsRunningAndClosedOnce) {
     query("DELETE FROM poe_history");
   }
 
+  const char* told = ": 1 port row(s) had no recorded outcome; failing them";
+  EXPECT_EQ(logged(told), 3) << "not of a run that somebody else has closed";
   for (const char* step : {"=1", "force", "derive"}) EXPECT_EQ(playStep(99, step, 1), 10023);
 }
 
@@ -284,6 +286,17 @@ TEST_F(HistoryTest, oldRunsVanishWithTheirPortsAndTheirIdsForGood) {
   EXPECT_EQ(query(left), "1");
   reopenHistory();
   EXPECT_EQ(beginRun({}), 6);
+}
+
+TEST_F(HistoryTest, theNextPurgeIsAheadAlsoOnDaysOf23And25Hours) {
+  setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  tzset();
+  for (const int64_t day : {1792792800, 1806015600}) {  // 2026-10-24 and 2027-03-26, 00:00
+    for (int64_t now = day; now < day + 4 * 86400; now += 600) {
+      EXPECT_GT(localMidnight(now) + 86400, now);
+      EXPECT_LE(localMidnight(now) + 86400, now + 86400 + 3600);
+    }
+  }
 }
 
 TEST_F(HistoryTest, theDaemonPurgesAgainAtLocalMidnight) {
