@@ -173,6 +173,9 @@ int main() {
   logSetPaths(kLogPaths);
   logOpen(LOG_TO_FILE | LOG_TO_SYSLOG, LOG_DAEMON, kProcessName);
   LOG_HERE(LOG_INFO, "quorin_poed starting (pid=%d)", static_cast<int>(getpid()));
+  if (const char* problem = logFileProblem()) {
+    LOG_HERE(LOG_WARNING, "%s is not written: %s", kLogPaths.file, problem);
+  }
   installStopSignals();
   if (!ensureConfigDir() || !claimDataDir()) {
     return 1;

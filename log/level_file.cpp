@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -28,15 +29,28 @@ bool isDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
+// Gives an emptied file its four bytes back. Where there is no block for them, or no call to get
+// one, it gets its length: that makes the page readable wherever it needs no block to be read. False
+// when neither can be done, or was of no use.
+bool restoreLevelFile() {
+  const int file = levelDescriptor.load();
+  if (fallocate(file, 0, 0, kLevelFileBytes) == 0) {
+    return true;
+  }
+  struct stat status {};
+  return fstat(file, &status) == 0 && status.st_size < static_cast<off_t>(kLevelFileBytes) &&
+         ftruncate(file, kLevelFileBytes) == 0;
+}
+
 // A shell that writes the level file first truncates it to nothing, and reading a mapped page
-// behind a file's end raises SIGBUS. Giving the file its four bytes back makes the page readable
-// again, and the interrupted read goes on. On a full disk there is no block for them: then an empty
+// behind a file's end raises SIGBUS. Giving the file its bytes back makes the page readable again,
+// and the interrupted read goes on. Where that can't be done, as on a full disk in memory, an empty
 // page takes the file's place, which reads as level 6.
 void onBusError(int signalNumber, siginfo_t* info, void*) {
   char* page = lastMapping.load();
   const char* address = static_cast<const char*>(info->si_addr);
   const bool isLevelRead = page != nullptr && address >= page && address < page + kLevelFileBytes;
-  if (isLevelRead && fallocate(levelDescriptor.load(), 0, 0, kLevelFileBytes) == 0) {
+  if (isLevelRead && restoreLevelFile()) {
     return;
   }
 

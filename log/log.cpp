@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -31,6 +32,7 @@ std::atomic<bool> logStarted{false};
 Mutex fileMutex;
 FILE* logFile GUARDED_BY(fileMutex) = nullptr;
 int32_t bytesWritten GUARDED_BY(fileMutex) = 0;
+int fileError = 0;  // of logOpen; errno, 0 for none
 
 LogPaths logPaths{};         // set once, before anything is logged
 char processNameBuffer[64];  // written once, by the first record
@@ -198,6 +200,20 @@ void logOpen(uint32_t mode, int32_t facility, const char* ident) {
   if (hasMode(logMode.load(), LOG_TO_FILE)) {
     const MutexLock lock(fileMutex);
     openLogFile();
+    fileError = logFile == nullptr ? errno : 0;
+  }
+}
+
+const char* logFileProblem() {
+  switch (fileError) {
+    case 0:
+      return nullptr;
+    case EPERM:
+      return "it is another user's, has a second name or is no regular file";
+    case ELOOP:
+      return "it is a link";
+    default:
+      return strerror(fileError);
   }
 }
 

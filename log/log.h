@@ -34,6 +34,10 @@ void logSetPaths(const LogPaths& paths);
 // be called again to change them. REQUIRES: no other thread logs meanwhile.
 void logOpen(uint32_t mode, int32_t facility, const char* ident);
 
+// Why the log's file is not in use since logOpen, in words, or null when it is. Records go to
+// standard output instead. REQUIRES: the thread that called logOpen.
+const char* logFileProblem();
+
 // Writes one record if its level (a syslog priority) is not above the level file's, 6 when there is
 // none. Formats of the daemon begin "[%s:%d] ", filled with the function's name and the source
 // line. The first record after logOpen completes the opening: REQUIRES that it is written before

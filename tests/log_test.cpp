@@ -182,6 +182,7 @@ TEST_F(LogTest, whatOthersPlantIsNeitherFollowedNorWrittenNorWaitedFor) {
     plant(kLogLevelPath);
     const std::string printed = printedBy([] { openLog(), logMessage(LOG_ERR, "<to nobody>"); });
     EXPECT_EQ(countOf(printed, "<to nobody>"), 1) << printed;
+    EXPECT_EQ(std::string(logFileProblem()).rfind("it is ", 0), 0U) << logFileProblem();
     EXPECT_EQ(readFile(victim), "7 of the victim");
     logClose();
   }
