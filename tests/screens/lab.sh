@@ -1,0 +1,63 @@
+# What every screen stands on: the programs of a build, a zone, a width, and a place of its own.
+#   begin_lab [ARGUMENTS of lab up]      a lab in which it is Tue 2026-03-03 08:00, and stays so
+#   begin_switch [ARGUMENTS of create]   a switch of which it is the same time, without a daemon
+#   go_to "YYYY-MM-DD HH:MM"             lets the lab live until then; its time stands still there
+#   until_so COMMAND                     asks again and again until the command is content
+#   json                                 a document of one line, a line for each object in a list
+# The switch's clock stands still in between: what goes by it is the same on any machine. Runs and
+# the log have the time of the lab's daemon, which runs on; it must not be two minutes ahead, for
+# then the client warns of it.
+
+PATH="${SCREENS_BIN:-$TESTDIR/../../build/sim/bin}:$PATH"
+HOME="$PWD"
+TZ=Europe/Berlin
+COLUMNS=100
+export PATH HOME TZ COLUMNS
+unset QUORIN_POED_LAB SWITCHSIM_STATE XDG_STATE_HOME NO_COLOR
+MORNING="2026-03-03 08:00"
+
+stand_still_at() {
+  switchsim clock "$1:00"
+}
+
+# A screen that is killed runs no trap. The guard, no child of it, is not killed along, and ends
+# its lab.
+begin_lab() {
+  trap end_lab EXIT
+  # shellcheck disable=SC2016  # the guard's own words
+  (setsid sh -c 'echo $$ >"$2/guard"
+      tail --pid="$1" -f /dev/null
+      switchsim lab down --clean --dir "$2/lab"
+      rm -rf "$2"
+      rmdir "$3/tmp" "$3"' guard "$$" "$PWD" "$CRAMTMP" </dev/null >/dev/null 2>&1 &)
+  until_so "[ -s guard ]"
+  switchsim lab up --dir "$PWD/lab" --at "$MORNING" "$@" >lab.out &&
+    eval "$(switchsim lab env --dir "$PWD/lab")" && stand_still_at "$MORNING"
+}
+
+end_lab() {
+  switchsim lab down --clean --dir "$HOME/lab"
+  kill -- -"$(cat "$HOME/guard")"
+} >/dev/null 2>&1
+
+begin_switch() {
+  export SWITCHSIM_STATE="$PWD/switch.state"
+  switchsim create "$@" && stand_still_at "$MORNING"
+}
+
+go_to() {
+  switchsim clock follow && switchsim lab at "$1" >lab.out && stand_still_at "$1"
+}
+
+until_so() {
+  for _ in $(seq 1200); do
+    eval "$1" >/dev/null 2>&1 && return
+    sleep 0.05
+  done
+  echo "not within a minute: $1"
+  return 1
+}
+
+json() {
+  sed 's/\([[,]\){/\1\n{/g'
+}

@@ -1,0 +1,94 @@
+What a switch looks like from afar: `quorin_poectl status`.
+
+  $ . "$TESTDIR/lab.sh"
+  $ begin_lab --units 2
+
+A switch on which nothing is scheduled and nothing has happened. The ports that need a look are
+named: three devices want more than their port may give.
+
+  $ quorin_poectl status
+  daemon       answers, *.? ms (glob)
+  switch time  Tue 2026-03-03 08:00:00, times in the switch's zone (CET)
+  units        1 (24 PoE ports), 2 (24 PoE ports)
+  ports        27 delivering, 18 searching, 3 with a fault or denied
+               1/0/12,2/0/10,2/0/23 denied
+  open runs    none
+  next         nothing
+  last 24 h    0 runs
+
+One unit of the stack; one that is not there has no ports, and that is no fault.
+
+  $ quorin_poectl status --unit 1 | sed -n '3,5p'
+  units        1 (24 PoE ports)
+  ports        14 delivering, 9 searching, 1 with a fault or denied
+               1/0/12 denied
+  $ quorin_poectl status --unit 3 | sed -n '3,4p'
+  units        none with PoE ports
+  ports
+
+Times can be told in UTC. What schedules are told in is the switch's zone all the same.
+
+  $ quorin_poectl --utc status | sed -n '2p'
+  switch time  Tue 2026-03-03 07:00:00, times in UTC, those of schedules in the switch's zone (CET)
+
+Who has another zone in TZ than the switch is warned, for schedules would be read wrongly.
+
+  $ TZ=UTC quorin_poectl status | grep 'time'
+  quorin_poectl: warning: the switch's clock says Tue 2026-03-03 08:00:00, this system's says Tue 2026-03-03 07:0?:??: schedules go by the switch's clock. Is TZ the switch's zone? (glob)
+  switch time  Tue 2026-03-03 08:00:00, times in the switch's zone (UTC)
+
+A port that somebody switched off by the switch's own CLI is told apart from those that a schedule
+keeps off, with the command that brings it back.
+
+  $ switchsim set 1/0/3 off
+  $ quorin_poectl schedule add night --off 1/0/5-8 --from 22:00 --to 06:00 >out
+  $ go_to "2026-03-03 22:00"
+  $ quorin_poectl status
+  daemon       answers, *.? ms (glob)
+  switch time  Tue 2026-03-03 22:00:00, times in the switch's zone (CET)
+  units        1 (24 PoE ports), 2 (24 PoE ports)
+  ports        24 delivering, 16 searching, 4 off by a schedule, 1 off for no reason known here, 3 with a fault or denied
+               1/0/3 no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have
+                 to bring back: quorin_poectl reset 1/0/3 --off-time 1s
+               1/0/12,2/0/10,2/0/23 denied
+  open runs    1 "night" since Tue 22:00
+  next         Wed 06:00  on (end)  1/0/5-8  "night"
+               Wed 22:00  off       1/0/5-8  "night"
+               Thu 06:00  on (end)  1/0/5-8  "night"
+  last 24 h    1 run: 1 running
+  $ quorin_poectl status --json | json
+  {"answerMicroseconds":*,"switchTime":"2026-03-03T22:00:00+01:00","zone":"Europe/Berlin","units":[ (glob)
+  {"unit":1,"poePorts":24},
+  {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":16,"offBySchedule":4,"offByRun":0,"offUnexplained":1,"fault":3},"unexplained":[
+  {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"since":null,"runId":null,"why":"no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have","command":"quorin_poectl reset 1/0/3 --off-time 1s"}],"faults":[
+  {"unit":1,"ifNum":12,"name":"1/0/12","label":null,"detectionStatus":"denied"},
+  {"unit":2,"ifNum":38,"name":"2/0/10","label":null,"detectionStatus":"denied"},
+  {"unit":2,"ifNum":51,"name":"2/0/23","label":null,"detectionStatus":"denied"}],"openRuns":[
+  {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"running","startedAt":"2026-03-03T22:00:??+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":null}],"next":[ (glob)
+  {"at":"2026-03-04T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"name":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
+  {"at":"2026-03-04T22:00:00+01:00","act":"off","isEnd":false,"unit":1,"scheduleId":1,"name":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
+  {"at":"2026-03-05T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"name":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]}],"last24h":{"runs":1,"success":0,"partial":0,"failed":0,"aborted":0,"running":1},"failed":[]}
+
+What went wrong in the last day is told with the run to look at. Here the switch refuses an order.
+
+  $ switchsim fault openapiPoePsePortAdminEnableSet --port 1/0/6 --result -1
+  $ go_to "2026-03-04 06:00"
+  $ quorin_poectl status | sed -n '7,8p;$p'
+               1/0/6 off since Tue 22:00: switched off by schedule 1 "night" (off 22:00-06:00), run 1, partial: restore failed
+                 to bring back: quorin_poectl reset 1/0/6 --off-time 1s
+               1 "night" partial Tue 22:00: 1/0/6: restore failed (quorin_poectl history 1)
+  $ quorin_poectl status --json | json | tail -n 1
+  {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"partial","startedAt":"2026-03-03T22:00:??+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":"1/0/6: restore failed"}]} (glob)
+
+Colours are for a terminal, or where they are asked for.
+
+  $ quorin_poectl --color always status | sed -n '1p;6p' | cat -v
+  ^[[2mdaemon^[[0m       answers, *.? ms (glob)
+                 to bring back: quorin_poectl reset 1/0/3 --off-time 1s
+
+A unit that no stack has.
+
+  $ quorin_poectl status --unit 9
+  quorin_poectl: --unit: Value 9 not in range 1 to 8
+  See: quorin_poectl status --help
+  [2]
