@@ -3,7 +3,7 @@
 #   begin_switch [ARGUMENTS of create]   a switch of which it is the same time, without a daemon
 #   go_to "YYYY-MM-DD HH:MM"             lets the lab live until then; its time stands still there
 #   until_so COMMAND                     asks again and again until the command is content
-#   json                                 a document of one line, a line for each object in a list
+#   json                                 a document with a line for each object of its lists
 # The switch's clock stands still in between: what goes by it is the same on any machine. Runs and
 # the log have the time of the lab's daemon, which runs on; it must not be two minutes ahead, for
 # then the client warns of it.
@@ -59,5 +59,5 @@ until_so() {
 }
 
 json() {
-  sed 's/\([[,]\){/\1\n{/g'
+  { tr -d '\n\t' && echo; } | sed 's/\([[,]\){/\1\n{/g'
 }

@@ -1,0 +1,81 @@
+Why a port has no power, or had none: `quorin_poectl why`.
+
+  $ . "$TESTDIR/lab.sh"
+  $ begin_lab
+  $ quorin_poectl schedule add night --off 1/0/3-4 --from 22:00 --to 05:45 >out
+  $ quorin_poectl schedule add early --restart 1/0/6 --at 05:00 --off-time 90s >out
+
+A port to which nothing happened, and one whose device asks for too much.
+
+  $ quorin_poectl why 1/0/1
+  1/0/1 is on, it delivers 6.4 W.
+  Not known here: what somebody did with the switch's own CLI, and anything before Sun 2026-02-01.
+  times in the switch's zone (CET)
+  $ quorin_poectl why 1/0/12 | head -n 1
+  1/0/12 is on, but power is denied: limit 30.0 W.
+
+A port that somebody switched off by the switch's own CLI: no run explains it.
+
+  $ switchsim set 1/0/7 off
+  $ quorin_poectl why 1/0/7 | sed -n '1,3p'
+  1/0/7 is off.
+  No run that is known left it off: somebody did with the switch's own CLI, or it was longer ago.
+  To switch it on: quorin_poectl reset 1/0/7 --off-time 1s
+
+In the night the window is what keeps a port dark. Its end is what brings it back.
+
+  $ go_to "2026-03-03 23:00"
+  $ quorin_poectl why 1/0/3
+  1/0/3 is off.
+    Tue 2026-03-03 22:00:??  switched off by schedule 1 "night" (off 22:00-05:45), run 1, still open (glob)
+    Wed 2026-03-04 05:45:00  will be switched on by the end of that window
+  Not known here: what somebody did with the switch's own CLI, and anything before Sun 2026-02-01.
+  times in the switch's zone (CET)
+  $ quorin_poectl why 1/0/3 --json | json
+  {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"at":"2026-03-03T23:00:00+01:00","state":"off","sensor":{"adminMode":"disable","detectionStatus":"disabled","powerMw":0,"powerLimitMw":30000},"dark":{"from":"2026-03-03T22:00:??+01:00","to":null,"expectedTo":"2026-03-04T05:45:00+01:00"},"events":[ (glob)
+  {"at":"2026-03-03T22:00:??+01:00","effect":"off","cause":"windowStart","runId":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","runStatus":"running","runErrorMessage":null,"portStatus":"success","portErrorMessage":null,"cutOff":false}],"knownSince":"2026-02-01T23:00:00+01:00"} (glob)
+
+The next morning tells of the night, whose end failed for one of the ports.
+
+  $ switchsim fault openapiPoePsePortAdminEnableSet --port 1/0/4 --result -1
+  $ go_to "2026-03-04 08:00"
+  $ quorin_poectl why 1/0/4
+  1/0/4 is off.
+    Tue 2026-03-03 22:00:??  switched off by schedule 1 "night" (off 22:00-05:45), run 1, partial: restore failed (glob)
+    Wed 2026-03-04 05:45:??  not switched by the end of that window: restore failed (glob)
+  To switch it on: quorin_poectl reset 1/0/4 --off-time 1s
+  Not known here: what somebody did with the switch's own CLI, and anything before Mon 2026-02-02.
+  times in the switch's zone (CET)
+  $ quorin_poectl why 1/0/6 | sed -n '1,3p'
+  1/0/6 is on, it delivers 25.1 W.
+    Wed 2026-03-04 05:00:??  switched off by schedule 2 "early" (restart 05:00), run 2, success (glob)
+    Wed 2026-03-04 05:0?:??  switched on again by that run (dark for * min*) (glob)
+
+It can be asked how a port was at a moment: in the night, or before it.
+
+  $ quorin_poectl why 1/0/3 --at 03:00
+  1/0/3 was off on Wed 2026-03-04 03:00:00.
+    Tue 2026-03-03 22:00:??  switched off by schedule 1 "night" (off 22:00-05:45), run 1, partial (glob)
+    Wed 2026-03-04 05:45:??  switched on by the end of that window (dark for 7 h 4? min) (glob)
+  Not known here: what somebody did with the switch's own CLI, and anything before Mon 2026-02-02.
+  times in the switch's zone (CET)
+  $ quorin_poectl why 1/0/3 --at "tue 21:00"
+  Nothing is known of 1/0/3 on Tue 2026-03-03 21:00:00: no run switched it before.
+  Not known here: what somebody did with the switch's own CLI, and anything before Mon 2026-02-02.
+  times in the switch's zone (CET)
+
+One port at a time, and a time that has been.
+
+  $ quorin_poectl why
+  quorin_poectl: PORT is required
+  See: quorin_poectl why --help
+  [2]
+  $ quorin_poectl why 1/0/3-4
+  quorin_poectl: why tells of one port; "1/0/3-4" are 2 ports
+  [2]
+  $ quorin_poectl why 1/0/3 --at "tomorrow"
+  quorin_poectl: "tomorrow" is still to come. See: quorin_poectl next
+  [2]
+  $ quorin_poectl why 1/0/3 --at teatime
+  quorin_poectl: "teatime" is no time: times are "14:00", "tue 14:00", "yesterday", "2026-03-03 14:00" or "-2h"
+  [2]
