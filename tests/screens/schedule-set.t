@@ -1,0 +1,86 @@
+Schedules that change or go: `quorin_poectl schedule set`, `enable`, `disable` and `delete`.
+
+  $ . "$TESTDIR/lab.sh"
+  $ begin_lab --units 2
+  $ quorin_poectl schedule add night --off 1/0/1-4 --from 22:00 --to 06:00 >out
+  $ quorin_poectl schedule add cameras --restart 2/0/1-3 --at 03:30 >out
+  $ quorin_poectl schedule add office --off 1/0/6 --from 20:00 --to 07:00 --weekly mon-fri --companion >out
+
+Only what is given changes.
+
+  $ quorin_poectl schedule set night --from 21:30
+  changed 1 "night" of unit 1: off 21:30-06:00 daily, 1/0/1-4; next off Tue 21:30, in 13 h 30 min
+  $ quorin_poectl schedule set 1 --name evening --off 1/0/1-2
+  changed 1 "evening" of unit 1: off 21:30-06:00 daily, 1/0/1-2; next off Tue 21:30, in 13 h 30 min
+  $ quorin_poectl schedule set cameras --daily --dates 2026-04-01..2026-04-30 --json
+  {"schedule":{"unit":2,"scheduleId":2,"name":"cameras","scheduleType":"restart","startDate":"2026-04-01","endDate":"2026-04-30","recurrence":"daily","recurrenceDays":null,"ifNums":[29,30,31],"startTime":null,"endTime":null,"allDay":null,"restartTime":"03:30","offTimeSec":10,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","portNames":["2/0/1","2/0/2","2/0/3"],"next":{"at":"2026-04-01T03:30:00+02:00","act":"restart"},"never":null},"companion":null,"changed":true}
+
+A schedule stays of its kind: a window does not become a restart, nor "off" "on".
+
+  $ quorin_poectl schedule set evening --restart 1/0/1-2 --at 04:00
+  quorin_poectl: the type of schedule 1 cannot change: add a new schedule, then delete this one.
+  [2]
+  $ quorin_poectl schedule set cameras --from 22:00
+  quorin_poectl: a restart has no window: give --at HH:MM and not --from, --to or --all-day.
+  [2]
+
+A companion that was made with a schedule stays as it was, if it is not asked to follow.
+
+  $ quorin_poectl schedule set office --to 08:00 2>&1 | head -n 2
+  quorin_poectl: warning: its companion 4 "office (morning after)" of unit 1 stays as it was; with --companion it changes, too.
+  changed 3 "office" of unit 1: off 20:00-08:00 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
+  $ quorin_poectl schedule set office --to 07:30 --companion
+  changed 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
+  changed 4 "office (morning after)" of unit 1: off 00:00-07:30 tue-sat, 1/0/6; next off Wed 00:00, in 16 h
+
+Schedules rest, and go on.
+
+  $ quorin_poectl schedule disable office
+  quorin_poectl: warning: its companion 4 "office (morning after)" of unit 1 stays enabled.
+  disabled 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; never: disabled
+  $ quorin_poectl --quiet schedule enable office
+  enabled 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
+
+While a window is open, its end is what switches ports on again: it is asked before that goes.
+
+  $ go_to "2026-03-03 21:00"
+  $ quorin_poectl schedule delete office </dev/null
+  quorin_poectl: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 may stay off.
+  Nothing was changed. To do it all the same: -y
+  [2]
+  $ quorin_poectl schedule delete office -y
+  quorin_poectl: warning: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 may stay off.
+  quorin_poectl: warning: its companion stays. To delete it, too: quorin_poectl schedule delete 4
+  deleted 3 "office" of unit 1
+
+Others go at once.
+
+  $ quorin_poectl schedule delete evening
+  deleted 1 "evening" of unit 1
+  $ quorin_poectl schedule list
+  UNIT  ID  NAME                    ACTION           PORTS    DAYS                          NEXT                  LEFT
+     1   4  office (morning after)  off 00:00-07:30  1/0/6    tue-sat                       Wed 00:00 off         3 h
+     2   2  cameras                 restart 03:30    2/0/1-3  daily 2026-04-01..2026-04-30  Wed 2026-04-01 03:30  28 d 5 h
+  2 schedules, times in the switch's zone (CET)
+
+Two units may have schedules of one name: then the unit is needed.
+
+  $ quorin_poectl schedule add twin --restart 1/0/1 --at 01:00 >out
+  $ quorin_poectl schedule add twin --restart 2/0/1 --at 01:00 >out
+  $ quorin_poectl schedule delete twin
+  quorin_poectl: units 1 and 2 have a schedule "twin": say which with --unit N.
+  [2]
+  $ quorin_poectl schedule delete twin --unit 1
+  deleted 5 "twin" of unit 1
+
+What is not there, and what changes nothing.
+
+  $ quorin_poectl schedule set twin
+  quorin_poectl: what shall change? Nothing is given. See: quorin_poectl schedule set --help
+  [2]
+  $ quorin_poectl schedule set twim --at 02:00
+  quorin_poectl: no schedule "twim". Did you mean twin?  See: quorin_poectl schedule list
+  [10]
+  $ quorin_poectl schedule set twin --unit 2 --at 2
+  quorin_poectl: "2" is not a time of day (00:00 to 23:59): the daemon would store it and never fire.
+  [2]
