@@ -2,6 +2,7 @@
 #   begin_lab [ARGUMENTS of lab up]      a lab in which it is Tue 2026-03-03 08:00, and stays so
 #   begin_switch [ARGUMENTS of create]   a switch of which it is the same time, without a daemon
 #   go_to "YYYY-MM-DD HH:MM"             lets the lab live until then; its time stands still there
+#   kill_daemon                          ends the lab's daemon as a crash would
 #   until_so COMMAND                     asks again and again until the command is content
 #   json                                 a document with a line for each object of its lists
 # The switch's clock stands still in between: what goes by it is the same on any machine. Runs and
@@ -47,6 +48,12 @@ begin_switch() {
 
 go_to() {
   switchsim clock follow && switchsim lab at "$1" >lab.out && stand_still_at "$1"
+}
+
+kill_daemon() {
+  daemon=$(switchsim lab show --json | sed 's/.*"daemonPid":\([0-9]*\).*/\1/')
+  kill -KILL "$daemon" && until_so '! switchsim lab show' &&
+    rm -f /dev/shm/faketime_shm_"$daemon" /dev/shm/sem.faketime_sem_"$daemon"
 }
 
 until_so() {
