@@ -5,7 +5,6 @@
 #include <set>
 #include <utility>
 
-#include "client/commands/bootdelay.h"
 #include "client/text.h"
 
 namespace {

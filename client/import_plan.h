@@ -7,12 +7,7 @@
 #include <vector>
 
 #include "client/model.h"
-
-// What an export holds.
-struct SiteConfig {
-  std::vector<Schedule> schedules;  // in the order of their ids, by which the daemon works
-  std::vector<BootDelay> bootDelays;
-};
+#include "client/site_file.h"
 
 // A schedule or a boot delay that the file or the daemon has, or both.
 struct Difference {

@@ -304,6 +304,34 @@ BootDelay askBootDelay(Daemon& daemon, int32_t unit) {
   return readBootDelay(daemon.ask("bootdelay.get", unitParams(unit)).get(), unit);
 }
 
+void setBootDelay(Daemon& daemon, const BootDelay& bootDelay) {
+  (void)daemon.ask("bootdelay.set", bootDelayJson(bootDelay));
+}
+
+bool isSameBootDelay(const BootDelay& a, const BootDelay& b) {
+  return a.unit == b.unit && a.delaySec == b.delaySec && a.sequential == b.sequential &&
+         a.interPortDelaySec == b.interPortDelaySec;
+}
+
+std::string bootDelayText(const BootDelay& bootDelay) {
+  if (bootDelay.delaySec == 0) {
+    return "none";
+  }
+  return secondsText(bootDelay.delaySec) +
+         (bootDelay.sequential ? ", then one port every " + secondsText(bootDelay.interPortDelaySec)
+                               : "");
+}
+
+JsonPtr bootDelayJson(const BootDelay& bootDelay) {
+  return JsonObject()
+      .number("unit", bootDelay.unit)
+      .number("delaySec", bootDelay.delaySec)
+      .text("executionMode",
+            executionModeText(bootDelay.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS))
+      .number("interPortDelaySec", bootDelay.interPortDelaySec)
+      .take();
+}
+
 const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules) {
   const auto found = std::find_if(schedules.begin(), schedules.end(), [&run](const Schedule& each) {
     return each.unit == run.unit && each.scheduleId == run.scheduleId;

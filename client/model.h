@@ -112,6 +112,13 @@ Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
 std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
                                 const std::vector<PoePort>& ports, size_t enough);
 BootDelay askBootDelay(Daemon& daemon, int32_t unit);
+void setBootDelay(Daemon& daemon, const BootDelay& bootDelay);
+
+bool isSameBootDelay(const BootDelay& a, const BootDelay& b);
+// "none", "60 s", "60 s, then one port every 5 s".
+std::string bootDelayText(const BootDelay& bootDelay);
+// {"unit", "delaySec", "executionMode", "interPortDelaySec"}.
+JsonPtr bootDelayJson(const BootDelay& bootDelay);
 
 // The schedule whose run it was, as it is now; null when it is gone.
 const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "client/commands/ports.h"
+#include "client/text.h"
 #include "client/time_text.h"
 
 namespace {

@@ -3,17 +3,21 @@
 #ifndef QUORIN_CLIENT_SITE_FILE_H
 #define QUORIN_CLIENT_SITE_FILE_H
 
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "client/failure.h"
-#include "client/import_plan.h"
+#include "client/model.h"
 #include "client/port_names.h"
-#include "client/time_text.h"
 
 constexpr int32_t kSiteFormat = 1;
+
+// What an export holds.
+struct SiteConfig {
+  std::vector<Schedule> schedules;  // in the order of their ids, by which the daemon works
+  std::vector<BootDelay> bootDelays;
+};
 
 struct SiteFile {
   SiteConfig config;
@@ -24,6 +28,9 @@ struct SiteFile {
 // as far as they are content, and "portNames" beside "ifNums"; absent values are null.
 JsonPtr siteDocument(const SiteConfig& config, const PortNames& names);
 
+// The file's own name of a port; empty where it has none.
+std::string nameIn(const SiteFile& file, uint32_t ifNum);
+
 // What keeps a file from being imported, and what that is for the exit status.
 struct SiteFault {
   ExitCode status = kExitUsage;
@@ -33,24 +40,5 @@ struct SiteFault {
 // Throws Failure, kExitUsage, for what is no such document; what is wrong inside is appended to
 // *faults.
 SiteFile readSiteFile(const std::string& text, std::vector<SiteFault>* faults);
-
-// The ports of the file that each "1/0/3=2/0/3" names on its left (by its names, or ifNums) become
-// those on the right, which portsNamed finds. A schedule goes to the unit of its ports. Throws
-// Failure.
-using PortsNamed = std::function<std::vector<PoePort>(const std::string&)>;
-void mapPorts(const std::vector<std::string>& maps, const PortsNamed& portsNamed,
-              const std::vector<PoePort>& ports, SiteFile* file);
-
-// What of the plan is not for a switch with these ports, or would be stored and never fire; nothing
-// when forced.
-struct SiteGround {
-  const std::vector<PoePort>& ports;
-  const PortNames& names;
-  int64_t now = 0;
-  Zone zone;
-  bool isForced = false;
-};
-std::vector<SiteFault> planFaults(const ImportPlan& plan, const SiteFile& file,
-                                  const SiteGround& ground);
 
 #endif

@@ -151,6 +151,12 @@ std::string didYouMean(std::string_view word, const std::vector<std::string>& ca
   return meant.empty() ? "" : " Did you mean " + escaped(meant) + "?";
 }
 
+std::string wattsText(int64_t milliwatts) {
+  char text[32];
+  snprintf(text, sizeof text, "%.1f W", static_cast<double>(milliwatts) / 1000);
+  return text;
+}
+
 std::string counted(size_t count, const char* noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }

@@ -33,6 +33,9 @@ std::string nearest(std::string_view word, const std::vector<std::string>& candi
 // " Did you mean X?", or nothing.
 std::string didYouMean(std::string_view word, const std::vector<std::string>& candidates);
 
+// "12.9 W".
+std::string wattsText(int64_t milliwatts);
+
 // "1 port", "2 ports".
 std::string counted(size_t count, const char* noun);
 

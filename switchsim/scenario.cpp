@@ -75,7 +75,7 @@ std::string readExpectation(const Words& words, Event* event) {
   return "";
 }
 
-std::string readCommand(const Words& words, Event* event) {
+std::string readCommand(const Words& words, const CommandReader& read, Event* event) {
   const bool isKnown = std::find(std::begin(kEventCommands), std::end(kEventCommands), words[0]) !=
                        std::end(kEventCommands);
   if (!isKnown) {
@@ -83,27 +83,17 @@ std::string readCommand(const Words& words, Event* event) {
            joined({std::begin(kEventCommands), std::end(kEventCommands)}, ", ");
   }
 
-  const CommandLine line = makeCommandLine();
-  try {
-    line.app->parse(Words(words.rbegin(), words.rend()));
-  } catch (const CLI::CallForHelp&) {
-    return "--help is no event";
-  } catch (const CLI::ParseError& error) {
-    return error.what();
-  }
-
-  event->action = parsedAction(line);
   event->setsClock = words[0] == "clock";
-  return "";
+  return read(words, &event->action);
 }
 
 // What is wrong with the line; empty: nothing.
-std::string readEvent(Words words, Event* event) {
+std::string readEvent(Words words, const CommandReader& read, Event* event) {
   std::string mistake = takeTime(&words, event);
   if (!mistake.empty() || words.empty()) {
     return mistake;
   }
-  return words[0] == "expect" ? readExpectation(words, event) : readCommand(words, event);
+  return words[0] == "expect" ? readExpectation(words, event) : readCommand(words, read, event);
 }
 
 std::string trimmed(const std::string& text) {
@@ -149,7 +139,7 @@ std::optional<Words> takeWords(std::string* line) {
 
 }  // namespace
 
-Scenario readScenario(const std::string& text) {
+Scenario readScenario(const std::string& text, const CommandReader& readCommand) {
   Scenario scenario;
   std::istringstream lines(text);
   size_t number = 0;
@@ -163,7 +153,8 @@ Scenario readScenario(const std::string& text) {
     Event event;
     event.line = number;
     event.text = trimmed(line);
-    const std::string mistake = words ? readEvent(*words, &event) : "a quote is not closed";
+    const std::string mistake =
+        words ? readEvent(*words, readCommand, &event) : "a quote is not closed";
     if (mistake.empty()) {
       scenario.events.push_back(std::move(event));
     } else {

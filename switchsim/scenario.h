@@ -2,11 +2,11 @@
 #ifndef QUORIN_SWITCHSIM_SCENARIO_H
 #define QUORIN_SWITCHSIM_SCENARIO_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "switchsim/command.h"
 #include "switchsim/switch_state.h"
 
 namespace switchsim {
@@ -26,13 +26,19 @@ struct Expectation {
   int64_t withinMs = 0;
 };
 
+// What an event does. False when it fails, told on stderr.
+using EventAction = std::function<bool()>;
+// Reads a command with its arguments. Empty, or what is wrong with it.
+using CommandReader =
+    std::function<std::string(const std::vector<std::string>& words, EventAction* action)>;
+
 struct Event {
   size_t line = 0;
   std::string text;              // as it is written, without blanks around it and its comment
   std::optional<int64_t> atSec;  // seconds of the day, by the switch's clock
   int64_t afterMs = 0;           // since the line before
   std::optional<Expectation> expectation;  // or what is done:
-  Action action;                           // may be empty, too
+  EventAction action;                      // may be empty, too
   bool setsClock = false;
 
   bool waits() const { return atSec || afterMs > 0; }
@@ -49,7 +55,7 @@ struct Scenario {
 };
 
 // Reads every line; touches nothing.
-Scenario readScenario(const std::string& text);
+Scenario readScenario(const std::string& text, const CommandReader& readCommand);
 
 // Whether the port is in a state of an expectation.
 bool isInState(const PortView& port, const std::string& state);

@@ -32,25 +32,25 @@ void echo(const Event& event) {
   const std::optional<SwitchView> view = viewSwitch();
   char time[32];
   snprintf(time, sizeof time, "%-19s  ", view ? view->clock.time.c_str() : "");
-  print(time + event.text + "\n");
+  printf("%s%s\n", time, event.text.c_str());
+  fflush(stdout);
 }
 
 }  // namespace
 
-ExitCode ScenarioPlayer::play(const Scenario& scenario) {
+bool ScenarioPlayer::play(const Scenario& scenario) {
   if (!reachedSec_) {
     reachedSec_ = clockSeconds();
   }
   for (const Event& event : scenario.events) {
-    const ExitCode result = carryOut(event);
-    if (result != kDone) {
-      return result;
+    if (!carryOut(event)) {
+      return false;
     }
   }
-  return kDone;
+  return true;
 }
 
-ExitCode ScenarioPlayer::carryOut(const Event& event) {
+bool ScenarioPlayer::carryOut(const Event& event) {
   waitFor(event.afterMs);
   const std::string never = event.atSec ? waitUntil(*event.atSec) : "";
   if (!never.empty()) {
@@ -65,15 +65,15 @@ ExitCode ScenarioPlayer::carryOut(const Event& event) {
   }
   if (event.expectation) {
     const std::string missed = whatMissed(*event.expectation);
-    return missed.empty() ? kDone : failAt(event, missed);
+    return missed.empty() || failAt(event, missed);
   }
-  if (event.action && event.action() != kDone) {
+  if (event.action && !event.action()) {
     return failAt(event, "\"" + event.text + "\" failed");
   }
   if (event.setsClock) {
     reachedSec_ = clockSeconds();
   }
-  return kDone;
+  return true;
 }
 
 std::string ScenarioPlayer::waitUntil(int64_t atSec) {
@@ -131,9 +131,9 @@ std::string ScenarioPlayer::whatMissed(const Expectation& expectation) {
   }
 }
 
-ExitCode ScenarioPlayer::failAt(const Event& event, const std::string& why) const {
+bool ScenarioPlayer::failAt(const Event& event, const std::string& why) const {
   fprintf(stderr, "%s:%zu: %s\n", name_.c_str(), event.line, why.c_str());
-  return kFailed;
+  return false;
 }
 
 int64_t ScenarioPlayer::nowMs() const {

@@ -18,19 +18,19 @@ class ScenarioPlayer {
   ScenarioPlayer(std::string name, double speed, bool isQuiet)
       : name_(std::move(name)), speed_(speed), isQuiet_(isQuiet) {}
 
-  // Plays from the first event to the last, each echoed on stdout unless quiet. kFailed, told on
+  // Plays from the first event to the last, each echoed on stdout unless quiet. False, told on
   // stderr with its line, at the first that fails: a command, an expectation, a time that never
   // comes.
-  ExitCode play(const Scenario& scenario);
+  bool play(const Scenario& scenario);
 
  private:
-  ExitCode carryOut(const Event& event);
+  bool carryOut(const Event& event);
   // Empty, or why the time never comes.
   std::string waitUntil(int64_t atSec);
   void waitFor(int64_t milliseconds);
   // What is there instead; empty: what is expected.
   std::string whatMissed(const Expectation& expectation);
-  ExitCode failAt(const Event& event, const std::string& why) const;
+  bool failAt(const Event& event, const std::string& why) const;
 
   int64_t nowMs() const;
   void passMost(int64_t milliseconds);

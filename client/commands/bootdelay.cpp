@@ -1,9 +1,6 @@
 // bootdelay: how long a unit's ports stay off after a start of the daemon.
-#include "client/commands/bootdelay.h"
-
 #include <algorithm>
 
-#include "base/execution_mode.h"
 #include "client/command.h"
 #include "config/boot_delay_config.h"
 
@@ -15,10 +12,6 @@ struct BootDelayOptions {
   int64_t staggerMs = -1;
   bool isNone = false;
 };
-
-const char* modeText(const BootDelay& bootDelay) {
-  return executionModeText(bootDelay.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS);
-}
 
 BootDelay changed(BootDelay bootDelay, const BootDelayOptions& given) {
   if (given.isNone) {
@@ -66,33 +59,6 @@ int runBootDelay(const BootDelayOptions& given, Session& session) {
 }
 
 }  // namespace
-
-void setBootDelay(Daemon& daemon, const BootDelay& bootDelay) {
-  (void)daemon.ask("bootdelay.set", bootDelayJson(bootDelay));
-}
-
-std::string bootDelayText(const BootDelay& bootDelay) {
-  if (bootDelay.delaySec == 0) {
-    return "none";
-  }
-  return secondsText(bootDelay.delaySec) +
-         (bootDelay.sequential ? ", then one port every " + secondsText(bootDelay.interPortDelaySec)
-                               : "");
-}
-
-JsonPtr bootDelayJson(const BootDelay& bootDelay) {
-  return JsonObject()
-      .number("unit", bootDelay.unit)
-      .number("delaySec", bootDelay.delaySec)
-      .text("executionMode", modeText(bootDelay))
-      .number("interPortDelaySec", bootDelay.interPortDelaySec)
-      .take();
-}
-
-bool isSameBootDelay(const BootDelay& a, const BootDelay& b) {
-  return a.unit == b.unit && a.delaySec == b.delaySec && a.sequential == b.sequential &&
-         a.interPortDelaySec == b.interPortDelaySec;
-}
 
 Action defineBootDelay(CLI::App& app, Options&) {
   const auto given = std::make_shared<BootDelayOptions>();

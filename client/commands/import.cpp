@@ -2,10 +2,10 @@
 #include <algorithm>
 
 #include "client/command.h"
-#include "client/commands/bootdelay.h"
 #include "client/commands/schedule_changes.h"
 #include "client/commands/site.h"
 #include "client/mapped.h"
+#include "client/plan_faults.h"
 #include "client/site_file.h"
 #include "client/text.h"
 #include "client/whole_file.h"

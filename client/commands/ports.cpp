@@ -225,12 +225,6 @@ int runPorts(PortsOptions given, Session& session) {
 
 }  // namespace
 
-std::string wattsText(int64_t milliwatts) {
-  char text[32];
-  snprintf(text, sizeof text, "%.1f W", static_cast<double>(milliwatts) / 1000);
-  return text;
-}
-
 ActsOfPorts actsOfPorts(const std::vector<Run>& openRuns, const std::vector<Schedule>& schedules,
                         int64_t now, const Zone& zone) {
   ActsOfPorts acts;

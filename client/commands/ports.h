@@ -33,7 +33,4 @@ std::string portsText(const std::vector<SensorPort>& ports, const PortNames& nam
 JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names,
                   const ActsOfPorts& acts, const Zone& shownZone);
 
-// "12.9 W".
-std::string wattsText(int64_t milliwatts);
-
 #endif

@@ -10,12 +10,12 @@
 #include <map>
 
 #include "client/command.h"
-#include "client/commands/bootdelay.h"
 #include "client/commands/next.h"
 #include "client/commands/ports.h"
 #include "client/commands/schedule_changes.h"
 #include "client/companion.h"
 #include "client/mapped.h"
+#include "client/plan_faults.h"
 #include "client/rehearsal_lab.h"
 #include "client/site_file.h"
 #include "client/text.h"

@@ -37,6 +37,20 @@ std::vector<std::string> mistakesOf(const Scenario& scenario, const PlayOptions&
   return texts;
 }
 
+// An event is what the command line would do.
+std::string readCommand(const std::vector<std::string>& words, EventAction* action) {
+  const CommandLine line = makeCommandLine();
+  try {
+    line.app->parse(std::vector<std::string>(words.rbegin(), words.rend()));
+  } catch (const CLI::CallForHelp&) {
+    return "--help is no event";
+  } catch (const CLI::ParseError& error) {
+    return error.what();
+  }
+  *action = [act = parsedAction(line)] { return act() == kDone; };
+  return "";
+}
+
 ExitCode runPlay(const PlayOptions& given) {
   std::string text;
   try {
@@ -44,7 +58,7 @@ ExitCode runPlay(const PlayOptions& given) {
   } catch (const Failure& failure) {
     return fail(failure.what(), kWrongUsage);
   }
-  const Scenario scenario = readScenario(text);
+  const Scenario scenario = readScenario(text, readCommand);
   const std::vector<std::string> mistakes = mistakesOf(scenario, given);
   for (const std::string& mistake : mistakes) {
     fprintf(stderr, "%s\n", mistake.c_str());
@@ -54,11 +68,11 @@ ExitCode runPlay(const PlayOptions& given) {
   }
 
   ScenarioPlayer player(given.file, given.speed, given.isQuiet);
-  ExitCode result = kDone;
+  bool isPlayed = false;
   do {
-    result = player.play(scenario);
-  } while (result == kDone && given.isLooping);
-  return result;
+    isPlayed = player.play(scenario);
+  } while (isPlayed && given.isLooping);
+  return isPlayed ? kDone : kFailed;
 }
 
 }  // namespace
