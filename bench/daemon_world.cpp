@@ -17,7 +17,7 @@
 #include "base/unique_fd.h"
 #include "bench/floors.h"
 #include "daemon/paths.h"
-#include "switchsim/switch_state.h"
+#include "switchsim/switch/switch_state.h"
 #include "tests/support/in_process.h"
 
 namespace fs = std::filesystem;

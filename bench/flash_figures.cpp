@@ -20,7 +20,7 @@
 #include "daemon/paths.h"
 #include "log/log.h"
 #include "scheduler/scheduler_thread.h"
-#include "switchsim/switch_state.h"
+#include "switchsim/switch/switch_state.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "client/failure.h"
+#include "cli/failure.h"
 #include "client/session.h"
 
 struct Command {

@@ -1,5 +1,5 @@
+#include "cli/times.h"
 #include "client/command.h"
-#include "client/time_text.h"
 
 const std::vector<Command>& commands() {
   static const std::vector<Command> kCommands{

@@ -1,9 +1,9 @@
 // quorin_poectl: the command line of quorin_poed.
 #include <clocale>
 
+#include "cli/lab_clock.h"
 #include "client/app.h"
 #include "daemon/paths.h"
-#include "switchsim/lab_clock.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 #include <memory>
 
 #include "base/sleep.h"
-#include "client/failure.h"
-#include "client/text.h"
+#include "cli/failure.h"
+#include "cli/text.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <filesystem>
 
-#include "client/failure.h"
-#include "client/text.h"
-#include "client/whole_file.h"
-#include "switchsim/lab_clock.h"
+#include "cli/failure.h"
+#include "cli/files.h"
+#include "cli/lab_clock.h"
+#include "cli/text.h"
 
 namespace {
 

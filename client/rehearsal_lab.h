@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "base/json.h"
-#include "client/output.h"
+#include "cli/output.h"
+#include "cli/times.h"
 #include "client/program.h"
-#include "client/time_text.h"
 
 // Goes without leaving a process or a file behind, also when it is stopped (client/program.h) or
 // one of its functions throws Failure. Not for two at a time.

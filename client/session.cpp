@@ -4,8 +4,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "client/failure.h"
-#include "client/text.h"
+#include "cli/failure.h"
+#include "cli/text.h"
 
 namespace {
 

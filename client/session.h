@@ -1,7 +1,7 @@
 // What a command works with.
 //
 // How a command is added:
-//  1. client/commands/NAME.cpp (NAME is schedule_list for "schedule list") holds all of it:
+//  1. client/commands/NAME.cpp (schedule/list.cpp for "schedule list") holds all of it:
 //       Action defineName(CLI::App& app, Options& options)
 //     adds arguments and options to its CLI11 subcommand, bound to a record of its own that the
 //     returned Action shares:
@@ -11,10 +11,11 @@
 //  2. Declare defineName in client/command.h, and give it its line in client/command_table.cpp,
 //     with its name and summary: help, completion and the man page come from there. Add the file to
 //     client/CMakeLists.txt.
-//  3. The action asks (client/model.h), then prints what a pure function made of the answers: a
-//     text (client/table.h) or, with options.json, a document with fixed keys (client/output.h). It
+//  3. The action asks (api/records.h), then prints what a pure function made of the answers: a
+//     text (cli/table.h) or, with options.json, a document with fixed keys (cli/output.h). It
 //     returns an ExitCode, or throws Failure. What comes from outside is shown through escaped().
-//  4. A test of the pure function, or a row of the table of runs, in tests/client_test.cpp.
+//  4. What it prints is held by a screen (tests/screens); rules that have many cases by a table of
+//     the pure function in tests/client_*_test.cpp.
 #ifndef QUORIN_CLIENT_SESSION_H
 #define QUORIN_CLIENT_SESSION_H
 
@@ -25,12 +26,12 @@
 #include <string>
 #include <vector>
 
-#include "client/daemon.h"
-#include "client/model.h"
-#include "client/output.h"
-#include "client/port_names.h"
+#include "api/link.h"
+#include "api/port_names.h"
+#include "api/records.h"
+#include "cli/output.h"
+#include "cli/times.h"
 #include "client/switch_library.h"
-#include "client/time_text.h"
 
 // The options of every command, and what main knows of this build.
 struct Options {

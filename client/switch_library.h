@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "scheduler/tick_time.h"
+#include "rules/tick_time.h"
 
 struct SwitchClock {
   TickTime local;  // without its weekday

@@ -19,7 +19,7 @@ endfunction()
 
 # add_daemon(TARGET ROOT): the daemon as an executable whose paths are below ROOT.
 function(add_daemon target root)
-  add_executable(${target} ${CMAKE_SOURCE_DIR}/daemon/main.cpp)
+  add_executable(${target} ${CMAKE_SOURCE_DIR}/poed/main.cpp)
   target_link_libraries(${target} PRIVATE poed)
   if(QUORIN_HAVE_DEFAULT_STACK)
     target_compile_definitions(${target} PRIVATE QUORIN_HAVE_DEFAULT_STACK)

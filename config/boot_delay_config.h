@@ -11,9 +11,7 @@
 #include <cstdint>
 
 #include "base/execution_mode.h"
-
-constexpr uint32_t kMaxBootDelaySec = 600;
-constexpr uint32_t kMaxBootInterPortDelaySec = 300;
+#include "rules/boot_delay.h"
 
 // One unit's settings; all 0 for a unit that was never set.
 struct BootDelayConfig {
@@ -32,7 +30,8 @@ int32_t bootDelayConfigGet(int32_t unit, BootDelayConfig* config);
 
 // Replaces a unit's settings. Returns RESULT_OK; ERR_INVALID_ARG for a null config or a value out
 // of range; ERR_GENERAL when the file can't be read or written, which leaves the old one as it was,
-// and (logged) when the new one stands but may not survive a power cut. Once RESULT_OK is returned the settings survive a power cut. Any thread.
+// and (logged) when the new one stands but may not survive a power cut. Once RESULT_OK is returned
+// the settings survive a power cut. Any thread.
 int32_t bootDelayConfigSet(int32_t unit, const BootDelayConfig* config);
 
 #endif

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "config/schedule.h"
 #include "daemon/daemon_context.h"
+#include "rules/schedule.h"
 
 // A table of numbers that belong to schedules.
 struct ScheduleChildTable {

@@ -8,11 +8,11 @@
 
 #include "base/database.h"
 #include "base/result_codes.h"
-#include "config/schedule_json.h"
 #include "config/schedule_reader.h"
 #include "daemon/daemon_context.h"
 #include "daemon/paths.h"
 #include "log/log.h"
+#include "rules/schedule_json.h"
 
 namespace {
 

@@ -5,7 +5,8 @@
 // ERR_NOT_FOUND when the unit has no such schedule; ERR_EXISTS for a name that the unit has already
 // (create only: an update onto a taken name is ERR_GENERAL); ERR_GENERAL for any other failure,
 // among them too many requests that wait for the mutex already, and for get and list a client that
-// has hung up meanwhile (daemon/request_line.h). After a failure *answer is untouched. Nothing here logs but scheduleStoreInit.
+// has hung up meanwhile (daemon/request_line.h). After a failure *answer is untouched. Nothing here
+// logs but scheduleStoreInit.
 #ifndef QUORIN_CONFIG_SCHEDULE_STORE_H
 #define QUORIN_CONFIG_SCHEDULE_STORE_H
 

@@ -13,7 +13,7 @@
 #include "fuzz/in_process.h"
 #include "scheduler/evaluation.h"
 #include "scheduler/reaper.h"
-#include "switchsim/switch_state.h"
+#include "switchsim/switch/switch_state.h"
 
 namespace {
 

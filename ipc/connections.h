@@ -1,10 +1,10 @@
 // The connections that are open, so that there are never too many of them.
 //
 // A connection's worker waits for more of the request, takes it, and in the end works. While it
-// waits it may be told to leave: the connection is shut down, and the worker finds so and closes it.
-// That happens only to one that has been silent for kMinSilentMs with nothing unread in its socket,
-// so no client that goes on sending loses its answer. All of it happens under one lock, so a
-// descriptor is never shut down after it was closed. Every function takes that lock for its own
+// waits it may be told to leave: the connection is shut down, and the worker finds so and closes
+// it. That happens only to one that has been silent for kMinSilentMs with nothing unread in its
+// socket, so no client that goes on sending loses its answer. All of it happens under one lock, so
+// a descriptor is never shut down after it was closed. Every function takes that lock for its own
 // duration; no other lock is taken under it.
 #ifndef QUORIN_IPC_CONNECTIONS_H
 #define QUORIN_IPC_CONNECTIONS_H

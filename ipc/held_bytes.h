@@ -19,9 +19,9 @@ class HeldBytes {
   HeldBytes(const HeldBytes&) = delete;
   HeldBytes& operator=(const HeldBytes&) = delete;
 
-  // Sets this part. Where all parts together might get above kMaxHeldBytes, unfinished requests that
-  // are silent are closed first, and what they hold is waited for. False, with nothing changed, when
-  // that does not do.
+  // Sets this part. Where all parts together might get above kMaxHeldBytes, unfinished requests
+  // that are silent are closed first, and what they hold is waited for. False, with nothing
+  // changed, when that does not do.
   bool resize(size_t bytes);
 
   // What of it is beyond kFreeBytes.

@@ -30,8 +30,8 @@ bool isDigit(char c) {
 }
 
 // Gives an emptied file its four bytes back. Where there is no block for them, or no call to get
-// one, it gets its length: that makes the page readable wherever it needs no block to be read. False
-// when neither can be done, or was of no use.
+// one, it gets its length: that makes the page readable wherever it needs no block to be read.
+// False when neither can be done, or was of no use.
 bool restoreLevelFile() {
   const int file = levelDescriptor.load();
   if (fallocate(file, 0, 0, kLevelFileBytes) == 0) {

@@ -7,7 +7,7 @@
 #include "daemon/daemon_context.h"
 #include "history/run_lifecycle.h"
 #include "log/log.h"
-#include "scheduler/due_firings.h"
+#include "rules/due_firings.h"
 #include "scheduler/fired_keys.h"
 #include "scheduler/triggers.h"
 #include "scheduler/window_run.h"

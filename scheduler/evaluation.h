@@ -2,7 +2,7 @@
 #ifndef QUORIN_SCHEDULER_EVALUATION_H
 #define QUORIN_SCHEDULER_EVALUATION_H
 
-#include "scheduler/tick_time.h"
+#include "rules/tick_time.h"
 
 class ScheduleAccess;
 

@@ -2,7 +2,7 @@
 #ifndef QUORIN_SCHEDULER_SWITCH_TIME_H
 #define QUORIN_SCHEDULER_SWITCH_TIME_H
 
-#include "scheduler/tick_time.h"
+#include "rules/tick_time.h"
 
 // Reads a string of the form YYYY-MM-DD HH:MM:SS, normalises it as a calendar time and fills in the
 // weekday. False, with *time untouched, when fewer than six numbers can be read.

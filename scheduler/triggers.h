@@ -8,8 +8,8 @@
 
 #include <cstdint>
 
-#include "config/schedule.h"
 #include "history/run_vocabulary.h"
+#include "rules/schedule.h"
 
 class ScheduleAccess;
 

@@ -1,7 +1,7 @@
 #include <cstdio>
 
-#include "switchsim/command.h"
-#include "switchsim/switch_state.h"
+#include "switchsim/commands/command.h"
+#include "switchsim/switch/switch_state.h"
 
 namespace switchsim {
 namespace {

@@ -1,6 +1,6 @@
 // switchsim: shows the simulated switch, and does to it what people, plugs and bad days do to a
 // real one.
-#include "switchsim/command.h"
+#include "switchsim/commands/command.h"
 
 using namespace switchsim;
 

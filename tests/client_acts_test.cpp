@@ -1,8 +1,8 @@
 // quorin_poectl: what ports go through in a reset, what runs tell of a port, and the log's records.
+#include "cli/text.h"
+#include "client/commands/log/records.h"
 #include "client/commands/why.h"
-#include "client/log_records.h"
-#include "client/port_watch.h"
-#include "client/text.h"
+#include "client/diagnosis/port_watch.h"
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
 

@@ -1,12 +1,12 @@
 // quorin_poectl: what is said of schedules, how they are changed, and what an import does.
 #include <regex>
 
-#include "client/import_plan.h"
-#include "client/mapped.h"
-#include "client/rehearsal.h"
-#include "client/schedule_check.h"
-#include "client/text.h"
+#include "cli/mapped.h"
+#include "cli/text.h"
+#include "client/site/import_plan.h"
 #include "daemon/paths.h"
+#include "forecast/check.h"
+#include "forecast/rehearsal.h"
 #include "tests/support/daemon_process.h"
 
 namespace {

@@ -2,8 +2,8 @@
 #include <clocale>
 #include <regex>
 
-#include "client/commands/schedules.h"
-#include "client/failure.h"
+#include "cli/failure.h"
+#include "client/commands/schedule/schedules.h"
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
 

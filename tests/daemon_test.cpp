@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "base/database.h"
-#include "switchsim/shared_state.h"
+#include "switchsim/switch/shared_state.h"
 #include "tests/support/daemon_process.h"
 
 using switchsim::Operation;

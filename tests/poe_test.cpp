@@ -11,7 +11,7 @@
 #include "poe/port_enumeration.h"
 #include "poe/port_locks.h"
 #include "poe/sensors.h"
-#include "switchsim/shared_state.h"
+#include "switchsim/switch/shared_state.h"
 #include "tests/support/fixtures.h"
 
 using namespace switchsim;

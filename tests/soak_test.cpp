@@ -7,7 +7,7 @@
 #include <regex>
 #include <set>
 
-#include "client/upcoming.h"
+#include "forecast/upcoming.h"
 #include "tests/support/daemon_process.h"
 
 // Takes the place of the C library's: no time is slept away.

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "switchos/openclt.h"
-#include "switchsim/shared_state.h"
+#include "switchsim/switch/shared_state.h"
 #include "tests/support/fixtures.h"
 
 using namespace switchsim;

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "client/command.h"
-#include "config/boot_delay_config.h"
+#include "rules/boot_delay.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
+#include "cli/text.h"
 #include "client/command.h"
-#include "client/text.h"
 
 namespace {
 

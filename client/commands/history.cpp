@@ -7,9 +7,9 @@
 #include <set>
 
 #include "base/sleep.h"
+#include "cli/failure.h"
+#include "cli/text.h"
 #include "client/command.h"
-#include "client/failure.h"
-#include "client/text.h"
 
 namespace {
 

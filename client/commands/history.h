@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "client/model.h"
-#include "client/table.h"
-#include "client/time_text.h"
+#include "api/records.h"
+#include "cli/table.h"
+#include "cli/times.h"
 
 // A line a run.
 std::string runsText(const std::vector<Run>& runs, int64_t now, const Zone& shownZone,

@@ -5,10 +5,10 @@
 
 #include <cstdio>
 
+#include "cli/failure.h"
+#include "cli/mapped.h"
+#include "cli/text.h"
 #include "client/command.h"
-#include "client/failure.h"
-#include "client/mapped.h"
-#include "client/text.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // next: what schedules are going to do, by the daemon's own rules.
 #include "client/commands/next.h"
 
+#include "cli/text.h"
 #include "client/command.h"
-#include "client/text.h"
 
 namespace {
 

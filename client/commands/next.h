@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "client/commands/schedules.h"
-#include "client/upcoming.h"
+#include "client/commands/schedule/schedules.h"
+#include "forecast/upcoming.h"
 
 // never is said where nothing is due: "schedule 3 "night" never acts: disabled".
 std::string nextText(const std::vector<Upcoming>& firings, const std::string& never,

@@ -7,9 +7,9 @@
 #include <set>
 
 #include "base/sleep.h"
+#include "cli/files.h"
+#include "cli/text.h"
 #include "client/command.h"
-#include "client/text.h"
-#include "client/whole_file.h"
 
 namespace {
 

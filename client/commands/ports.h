@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "client/firings.h"
-#include "client/model.h"
-#include "client/table.h"
+#include "api/records.h"
+#include "cli/table.h"
+#include "forecast/firings.h"
 
 // What acts on a port now and next.
 struct PortActs {

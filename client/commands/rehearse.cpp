@@ -9,17 +9,17 @@
 #include <filesystem>
 #include <map>
 
+#include "api/site_document.h"
+#include "cli/files.h"
+#include "cli/mapped.h"
+#include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/next.h"
 #include "client/commands/ports.h"
-#include "client/commands/schedule_changes.h"
-#include "client/companion.h"
-#include "client/mapped.h"
-#include "client/plan_faults.h"
+#include "client/commands/schedule/changes.h"
 #include "client/rehearsal_lab.h"
-#include "client/site_file.h"
-#include "client/text.h"
-#include "client/whole_file.h"
+#include "client/site/plan_faults.h"
+#include "forecast/companion.h"
 
 namespace {
 

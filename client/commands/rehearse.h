@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "client/commands/schedules.h"
-#include "client/rehearsal.h"
+#include "client/commands/schedule/schedules.h"
+#include "forecast/rehearsal.h"
 
 // How it is shown. at.now is the rehearsal's beginning.
 struct RehearsalShown {

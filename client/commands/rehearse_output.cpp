@@ -1,9 +1,9 @@
 // What rehearse prints of a rehearsal.
+#include "cli/output.h"
+#include "cli/text.h"
 #include "client/commands/next.h"
 #include "client/commands/rehearse.h"
-#include "client/companion.h"
-#include "client/output.h"
-#include "client/text.h"
+#include "forecast/companion.h"
 
 namespace {
 

@@ -10,10 +10,10 @@
 #include <map>
 
 #include "base/sleep.h"
+#include "cli/confirm.h"
+#include "cli/mapped.h"
+#include "cli/text.h"
 #include "client/command.h"
-#include "client/confirm.h"
-#include "client/mapped.h"
-#include "client/text.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "client/port_names.h"
-#include "client/port_watch.h"
-#include "client/table.h"
+#include "api/port_names.h"
+#include "cli/table.h"
+#include "client/diagnosis/port_watch.h"
 
 // A port of a run, watched.
 struct WatchedPort {

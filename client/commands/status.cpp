@@ -5,10 +5,10 @@
 #include <chrono>
 #include <map>
 
+#include "cli/mapped.h"
+#include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/next.h"
-#include "client/mapped.h"
-#include "client/text.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "client/commands/schedules.h"
-#include "client/health.h"
+#include "client/commands/schedule/schedules.h"
+#include "client/diagnosis/health.h"
 #include "client/session.h"
-#include "client/upcoming.h"
+#include "forecast/upcoming.h"
 
 struct Status {
   int64_t answerUs = 0;  // how long the daemon took for an answer, in microseconds

@@ -2,8 +2,8 @@
 #include <algorithm>
 
 #include "base/sleep.h"
+#include "cli/failure.h"
 #include "client/command.h"
-#include "client/failure.h"
 
 namespace {
 

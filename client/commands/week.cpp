@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <map>
 
+#include "cli/failure.h"
+#include "cli/mapped.h"
+#include "cli/text.h"
 #include "client/command.h"
-#include "client/failure.h"
-#include "client/mapped.h"
-#include "client/text.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "client/commands/schedules.h"
-#include "client/upcoming.h"
+#include "client/commands/schedule/schedules.h"
+#include "forecast/upcoming.h"
 
 // A port's mode from an instant on.
 struct ModeChange {

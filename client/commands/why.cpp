@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <iterator>
 
+#include "cli/failure.h"
+#include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/ports.h"
-#include "client/failure.h"
-#include "client/text.h"
 
 namespace {
 

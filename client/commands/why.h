@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "client/port_timeline.h"
-#include "client/table.h"
-#include "client/time_text.h"
+#include "cli/table.h"
+#include "cli/times.h"
+#include "client/diagnosis/port_timeline.h"
 
 // What is asked about a port, and what there is to answer it from.
 struct WhyQuestion {

@@ -1,19 +1,19 @@
 // lab: a switch, a daemon and a clock of their own in one folder.
-#include "switchsim/lab.h"
+#include "switchsim/lab/lab.h"
 
 #include <csignal>
 
+#include "api/link.h"
+#include "api/records.h"
 #include "base/json.h"
-#include "client/daemon.h"
-#include "client/failure.h"
-#include "client/model.h"
-#include "client/text.h"
-#include "client/time_text.h"
-#include "switchsim/command.h"
-#include "switchsim/lab_travel.h"
-#include "switchsim/ports_file.h"
-#include "switchsim/shared_state.h"
-#include "switchsim/switch_state.h"
+#include "cli/failure.h"
+#include "cli/text.h"
+#include "cli/times.h"
+#include "switchsim/commands/command.h"
+#include "switchsim/lab/lab_travel.h"
+#include "switchsim/switch/shared_state.h"
+#include "switchsim/switch/switch_state.h"
+#include "switchsim/view/ports_file.h"
 
 namespace switchsim {
 namespace {

@@ -3,10 +3,10 @@
 #include <cmath>
 #include <iterator>
 
-#include "switchsim/command.h"
-#include "switchsim/output.h"
-#include "switchsim/ports_file.h"
-#include "switchsim/switch_state.h"
+#include "switchsim/commands/command.h"
+#include "switchsim/switch/switch_state.h"
+#include "switchsim/view/ports_file.h"
+#include "switchsim/view/view.h"
 
 namespace switchsim {
 namespace {

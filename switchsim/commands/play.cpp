@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "client/failure.h"
-#include "client/whole_file.h"
-#include "switchsim/command.h"
-#include "switchsim/scenario_player.h"
+#include "cli/failure.h"
+#include "cli/files.h"
+#include "switchsim/commands/command.h"
+#include "switchsim/scenario/scenario_player.h"
 
 namespace switchsim {
 namespace {

@@ -4,10 +4,10 @@
 #include <fstream>
 #include <iterator>
 
-#include "switchsim/command.h"
-#include "switchsim/recorder.h"
-#include "switchsim/replayer.h"
-#include "switchsim/socket_server.h"
+#include "switchsim/commands/command.h"
+#include "switchsim/commands/recorder.h"
+#include "switchsim/commands/replayer.h"
+#include "switchsim/lab/socket_server.h"
 
 namespace switchsim {
 namespace {

@@ -1,6 +1,6 @@
 // fault, server and clock: bad days of the switch OS.
-#include "switchsim/command.h"
-#include "switchsim/output.h"
+#include "switchsim/commands/command.h"
+#include "switchsim/view/view.h"
 
 namespace switchsim {
 namespace {

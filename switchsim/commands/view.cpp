@@ -1,12 +1,13 @@
 // show and journal: the switch as it is, and what was done to it.
+#include "switchsim/view/view.h"
+
 #include <unistd.h>
 
 #include <chrono>
 #include <thread>
 
-#include "client/output.h"
-#include "switchsim/command.h"
-#include "switchsim/output.h"
+#include "cli/output.h"
+#include "switchsim/commands/command.h"
 
 namespace switchsim {
 namespace {

@@ -12,7 +12,7 @@
 #include <cstring>
 
 #include "base/send_all.h"
-#include "switchsim/exec_program.h"
+#include "switchsim/lab/exec_program.h"
 
 namespace {
 

@@ -30,7 +30,7 @@
 
 #include "base/json.h"
 #include "daemon/paths.h"
-#include "switchsim/switch_state.h"
+#include "switchsim/switch/switch_state.h"
 
 namespace fs = std::filesystem;
 

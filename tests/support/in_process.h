@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "switchsim/switch_state.h"
+#include "switchsim/switch/switch_state.h"
 
 // A root without files of an earlier time, and a switch of its own.
 void makeRoot(const switchsim::SwitchOptions& options);

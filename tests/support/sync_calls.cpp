@@ -79,5 +79,4 @@ int sqlite3_open_v2(const char* path, sqlite3** db, int flags, const char* syste
   sqlite3_exec(*db, "PRAGMA synchronous=OFF;", nullptr, nullptr, nullptr);
   return rc;
 }
-
 }

@@ -1,0 +1,398 @@
+#include "api/records.h"
+
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <set>
+
+#include "cli/failure.h"
+#include "cli/mapped.h"
+#include "cli/text.h"
+#include "cli/times.h"
+#include "rules/schedule_json.h"
+
+namespace {
+
+constexpr int64_t kRunsPerPage = 200;
+constexpr int64_t kMaxOpenSec =
+    int64_t{26} * 3600;  // the daemon closes a window's run after 25 hours
+
+std::string textIn(const cJSON* object, const char* key) {
+  const char* text = jsonTextMember(object, key);
+  return text != nullptr ? text : "";
+}
+
+std::optional<int64_t> numberIn(const cJSON* object, const char* key) {
+  const cJSON* member = jsonMember(object, key);
+  return cJSON_IsNumber(member) ? std::make_optional(jsonToInt64(member->valuedouble))
+                                : std::nullopt;
+}
+
+// What a reader makes of each object of an array.
+template <typename Reader>
+auto eachOf(const cJSON* array, const Reader& read) {
+  std::vector<decltype(read(array))> all;
+  const cJSON* element = nullptr;
+  cJSON_ArrayForEach(element, array) {
+    all.push_back(read(element));
+  }
+  return all;
+}
+
+JsonPtr unitParams(int32_t unit) {
+  return JsonObject().number("unit", unit).take();
+}
+
+SensorPort readSensor(const cJSON* object, int32_t unit) {
+  SensorPort port;
+  port.unit = unit;
+  port.ifNum = static_cast<uint32_t>(jsonInt32Member(object, "ifNum", 0));
+  port.powerMw = jsonInt64Member(object, "powerMw", 0);
+  port.currentMa = jsonInt64Member(object, "currentMa", 0);
+  port.voltageMv = jsonInt64Member(object, "voltageMv", 0);
+  port.temperature = jsonInt64Member(object, "temperature", 0);
+  port.adminMode = textIn(object, "adminMode");
+  port.detectionStatus = textIn(object, "detectionStatus");
+  port.powerClass = textIn(object, "powerClass");
+  port.priority = textIn(object, "priority");
+  port.powerLimitMw = numberIn(object, "powerLimitMw");
+  return port;
+}
+
+RunPort readRunPort(const cJSON* object) {
+  return {static_cast<uint32_t>(jsonInt32Member(object, "ifNum", 0)), textIn(object, "status"),
+          textIn(object, "errorMessage")};
+}
+
+bool isNumbered(const Schedule& schedule, const std::string& word) {
+  return schedule.scheduleId == wholeNumber(word);
+}
+
+bool isNamed(const Schedule& schedule, const std::string& word) {
+  return schedule.name.c_str() == word;
+}
+
+bool hasPortOf(const std::vector<PoePort>& ports, int32_t unit) {
+  return std::any_of(ports.begin(), ports.end(),
+                     [unit](const PoePort& port) { return port.unit == unit; });
+}
+
+// The run with these ports alone; none when it has none of them, or is gone by now.
+std::optional<Run> askPortsOfRun(Daemon& daemon, const Run& listed,
+                                 const std::vector<PoePort>& ports) try {
+  Run run = askRun(daemon, listed.unit, listed.runId);
+  const auto isOther = [&](const RunPort& own) {
+    return std::none_of(ports.begin(), ports.end(), [&](const PoePort& port) {
+      return port.unit == run.unit && port.ifNum == own.ifNum;
+    });
+  };
+  run.ports.erase(std::remove_if(run.ports.begin(), run.ports.end(), isOther), run.ports.end());
+  return run.ports.empty() ? std::nullopt : std::make_optional(std::move(run));
+} catch (const DaemonError& error) {
+  if (error.status() != kExitNoSuch) {
+    throw;
+  }
+  return std::nullopt;
+}
+
+using Matches = bool (*)(const Schedule&, const std::string&);
+
+std::vector<const Schedule*> matching(const std::vector<Schedule>& schedules,
+                                      const std::string& word, std::optional<int32_t> unit,
+                                      Matches matches) {
+  std::vector<const Schedule*> found;
+  for (const Schedule& schedule : schedules) {
+    if ((!unit || schedule.unit == *unit) && matches(schedule, word)) {
+      found.push_back(&schedule);
+    }
+  }
+  return found;
+}
+
+[[noreturn]] void failNoSchedule(const std::vector<Schedule>& schedules, const std::string& word,
+                                 std::optional<int32_t> unit) {
+  const std::vector<std::string> names =
+      mapped(schedules, [](const Schedule& each) { return std::string(each.name.c_str()); });
+  const std::string where = unit ? " in unit " + std::to_string(*unit) : "";
+  throw Failure(kExitNoSuch, "no schedule " + inQuotes(word) + where + "." +
+                                 didYouMean(word, names) + "  See: quorin_poectl schedule list");
+}
+
+// "1-5" of 1 to 5 as names: neighbours as a range.
+std::string weekdaysText(const std::vector<int32_t>& days) {
+  constexpr std::array<const char*, 8> kNames{"?", "mon", "tue", "wed", "thu", "fri", "sat", "sun"};
+  const auto name = [&](int32_t day) {
+    return day >= 1 && day <= 7 ? std::string(kNames[static_cast<size_t>(day)])
+                                : std::to_string(day);
+  };
+  std::vector<std::string> texts;
+  for (size_t first = 0; first < days.size();) {
+    size_t last = first;
+    while (last + 1 < days.size() && days[last + 1] == days[last] + 1) {
+      ++last;
+    }
+    const bool isRange = last > first + 1;
+    texts.push_back(name(days[first]) + (isRange ? "-" + name(days[last]) : ""));
+    first = isRange ? last + 1 : first + 1;
+  }
+  return joined(texts, ",");
+}
+
+std::string recurrenceWords(const Schedule& schedule) {
+  if (schedule.recurrence == Recurrence::daily) {
+    return "daily";
+  }
+  std::vector<int32_t> days = schedule.days;
+  std::sort(days.begin(), days.end());
+  if (days.empty()) {
+    return "no days";
+  }
+  if (schedule.recurrence == Recurrence::weekly) {
+    return weekdaysText(days);
+  }
+  return joined(mapped(days, [](int32_t day) { return std::to_string(day); }), ",") + " monthly";
+}
+
+// Whatever name and id, and the order of days and ports.
+std::string contentText(Schedule schedule) {
+  schedule.scheduleId = 0;
+  schedule.name.assign(nullptr);
+  std::sort(schedule.days.begin(), schedule.days.end());
+  std::sort(schedule.ifNums.begin(), schedule.ifNums.end());
+  const JsonPtr tree = scheduleToJson(schedule);
+  const JsonTextPtr text(tree != nullptr ? cJSON_PrintUnformatted(tree.get()) : nullptr);
+  if (text == nullptr) {
+    throw std::bad_alloc();
+  }
+  return text.get();
+}
+
+}  // namespace
+
+// Only what is missing makes the daemon's reader refuse; what is there has been read.
+Schedule readSchedule(const cJSON* object, int32_t unit) {
+  Schedule schedule;
+  (void)scheduleFromJson(object, &schedule);
+  schedule.scheduleId = jsonInt64Member(object, "scheduleId", 0);
+  schedule.unit = unit;
+  return schedule;
+}
+
+std::vector<Schedule> readSchedules(const cJSON* result, int32_t unit) {
+  return eachOf(jsonMember(result, "schedules"),
+                [unit](const cJSON* each) { return readSchedule(each, unit); });
+}
+
+std::vector<SensorPort> readSensors(const cJSON* result, int32_t unit) {
+  return eachOf(jsonMember(result, "ports"),
+                [unit](const cJSON* each) { return readSensor(each, unit); });
+}
+
+bool Run::switchesBack() const {
+  return triggered == "manual" || triggered == "boot-delay" || scheduleType == "restart";
+}
+
+Run readRun(const cJSON* object) {
+  Run run;
+  run.runId = jsonInt64Member(object, "runId", 0);
+  run.unit = jsonInt32Member(object, "unit", 0);
+  run.triggered = textIn(object, "triggered");
+  run.scheduleId = numberIn(object, "scheduleId");
+  run.scheduleName = textIn(object, "scheduleName");
+  run.scheduleType = textIn(object, "scheduleType");
+  run.status = textIn(object, "status");
+  run.executionMode = textIn(object, "executionMode");
+  run.startedAt = parseUtc(jsonTextMember(object, "startedAt"));
+  run.completedAt = parseUtc(jsonTextMember(object, "completedAt"));
+
+  run.successPortCount = jsonInt64Member(object, "successPortCount", 0);
+  run.failedPortCount = jsonInt64Member(object, "failedPortCount", 0);
+  run.skippedPortCount = jsonInt64Member(object, "skippedPortCount", 0);
+  run.interPortDelaySec = jsonInt64Member(object, "interPortDelaySec", 0);
+  run.errorMessage = textIn(object, "errorMessage");
+  const cJSON* allDay = jsonMember(object, "allDay");
+  run.allDay = cJSON_IsBool(allDay) ? std::make_optional(cJSON_IsTrue(allDay) != 0) : std::nullopt;
+
+  // A run that has just begun tells its ports in another way.
+  run.ports = eachOf(jsonMember(object, "portSteps"), readRunPort);
+  for (const double ifNum : eachOf(jsonMember(object, "resolvedIfNums"), [](const cJSON* number) {
+         return cJSON_GetNumberValue(number);
+       })) {
+    run.ports.push_back({static_cast<uint32_t>(jsonToInt32(ifNum)), "pending", ""});
+  }
+  run.portCount = jsonInt64Member(object, "portCount", static_cast<int64_t>(run.ports.size()));
+  return run;
+}
+
+RunPage readRunPage(const cJSON* result) {
+  return {eachOf(jsonMember(result, "runs"), readRun), jsonInt64Member(result, "total", 0)};
+}
+
+BootDelay readBootDelay(const cJSON* result, int32_t unit) {
+  return {unit, jsonInt64Member(result, "delaySec", 0),
+          jsonInt64Member(result, "interPortDelaySec", 0),
+          textIn(result, "executionMode") == "sequential"};
+}
+
+std::vector<Schedule> askSchedules(Daemon& daemon, int32_t unit) {
+  return readSchedules(daemon.ask("schedule.list", unitParams(unit)).get(), unit);
+}
+
+std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit) {
+  return readSensors(daemon.ask("sensors.all", unitParams(unit)).get(), unit);
+}
+
+RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize) {
+  JsonObject params;
+  params.number("unit", unit).number("page", page).number("pageSize", pageSize);
+  return readRunPage(daemon.ask("history.list", params.take()).get());
+}
+
+// Runs that begin while pages are asked for push others onto the next page.
+std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since) {
+  std::vector<Run> runs;
+  std::set<int64_t> taken;
+  for (int64_t page = 1;; ++page) {
+    const RunPage asked = askRunPage(daemon, unit, page, kRunsPerPage);
+    for (const Run& run : asked.runs) {
+      if (run.startedAt.value_or(since) < since) {
+        return runs;
+      }
+      if (taken.insert(run.runId).second) {
+        runs.push_back(run);
+      }
+    }
+    if (asked.runs.size() < static_cast<size_t>(kRunsPerPage)) {
+      return runs;
+    }
+  }
+}
+
+std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow) {
+  std::vector<Run> open;
+  for (const Run& run : askRunsSince(daemon, unit, systemNow - kMaxOpenSec)) {
+    if (run.isOpen()) {
+      open.push_back(askRun(daemon, unit, run.runId));
+    }
+  }
+  return open;
+}
+
+Run askRun(Daemon& daemon, int32_t unit, int64_t runId) {
+  JsonObject params;
+  params.number("unit", unit).number("runId", runId);
+  return readRun(daemon.ask("history.detail", params.take()).get());
+}
+
+std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
+                                const std::vector<PoePort>& ports, size_t enough) {
+  std::vector<Run> found;
+  for (auto run = runs.begin(); run != runs.end() && found.size() < enough; ++run) {
+    if (!hasPortOf(ports, run->unit)) {
+      continue;
+    }
+    if (auto own = askPortsOfRun(daemon, *run, ports)) {
+      found.push_back(std::move(*own));
+    }
+  }
+  return found;
+}
+
+BootDelay askBootDelay(Daemon& daemon, int32_t unit) {
+  return readBootDelay(daemon.ask("bootdelay.get", unitParams(unit)).get(), unit);
+}
+
+void setBootDelay(Daemon& daemon, const BootDelay& bootDelay) {
+  (void)daemon.ask("bootdelay.set", bootDelayJson(bootDelay));
+}
+
+bool isSameBootDelay(const BootDelay& a, const BootDelay& b) {
+  return a.unit == b.unit && a.delaySec == b.delaySec && a.sequential == b.sequential &&
+         a.interPortDelaySec == b.interPortDelaySec;
+}
+
+std::string bootDelayText(const BootDelay& bootDelay) {
+  if (bootDelay.delaySec == 0) {
+    return "none";
+  }
+  return secondsText(bootDelay.delaySec) +
+         (bootDelay.sequential ? ", then one port every " + secondsText(bootDelay.interPortDelaySec)
+                               : "");
+}
+
+JsonPtr bootDelayJson(const BootDelay& bootDelay) {
+  return JsonObject()
+      .number("unit", bootDelay.unit)
+      .number("delaySec", bootDelay.delaySec)
+      .text("executionMode",
+            executionModeText(bootDelay.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS))
+      .number("interPortDelaySec", bootDelay.interPortDelaySec)
+      .take();
+}
+
+const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules) {
+  const auto found = std::find_if(schedules.begin(), schedules.end(), [&run](const Schedule& each) {
+    return each.unit == run.unit && each.scheduleId == run.scheduleId;
+  });
+  return found != schedules.end() ? &*found : nullptr;
+}
+
+std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors) {
+  return mapped(sensors, [](const SensorPort& port) { return PoePort{port.unit, port.ifNum}; });
+}
+
+std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
+                                    const std::vector<PoePort>& meant) {
+  std::vector<SensorPort> some;
+  for (const PoePort& port : meant) {
+    const auto at = std::find_if(all.begin(), all.end(), [&port](const SensorPort& each) {
+      return each.unit == port.unit && each.ifNum == port.ifNum;
+    });
+    if (at != all.end()) {
+      some.push_back(*at);
+    }
+  }
+  return some;
+}
+
+const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
+                             std::optional<int32_t> unit) {
+  std::vector<const Schedule*> found = matching(schedules, word, unit, isNumbered);
+  if (found.empty()) {
+    found = matching(schedules, word, unit, isNamed);
+  }
+  if (found.empty()) {
+    failNoSchedule(schedules, word, unit);
+  }
+  if (found.size() > 1) {
+    const std::vector<std::string> units =
+        mapped(found, [](const Schedule* each) { return std::to_string(each->unit); });
+    throw Failure(kExitUsage, "units " + joined(units, " and ") + " have a schedule " +
+                                  inQuotes(word) + ": say which with --unit N.");
+  }
+  return *found.front();
+}
+
+bool isSameContent(const Schedule& a, const Schedule& b) {
+  return contentText(a) == contentText(b);
+}
+
+std::string actionText(const Schedule& schedule) {
+  if (schedule.type == ScheduleType::restart) {
+    return std::string("restart ") + schedule.restartTime.c_str();
+  }
+  const std::string verb = schedule.type == ScheduleType::powerOn    ? "on "
+                           : schedule.type == ScheduleType::powerOff ? "off "
+                                                                     : "unknown ";
+  return schedule.allDay != 0 ? verb + "all day"
+                              : verb + schedule.startTime.c_str() + "-" + schedule.endTime.c_str();
+}
+
+std::string daysText(const Schedule& schedule) {
+  const bool hasDates = !schedule.startDate.empty() || !schedule.endDate.empty();
+  const std::string dates =
+      std::string(" ") + schedule.startDate.c_str() + ".." + schedule.endDate.c_str();
+  return recurrenceWords(schedule) + (hasDates ? dates : "");
+}

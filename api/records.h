@@ -1,0 +1,147 @@
+// What the daemon's answers say, read once for all commands. A value that an answer lacks is empty
+// or none. Texts are as the daemon sent them: not escaped.
+#ifndef QUORIN_API_RECORDS_H
+#define QUORIN_API_RECORDS_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "api/link.h"
+#include "api/port_names.h"
+#include "base/json.h"
+#include "rules/schedule.h"
+
+// Stacks have at most so many units; there is no request that lists them.
+constexpr int32_t kMaxUnits = 8;
+constexpr size_t kMaxNameBytes = 63;  // of a schedule; the daemon cuts longer ones
+
+// The daemon's own record, so that the daemon's own rules (rules/due_firings.h) read it.
+using Schedule = PoeSchedule;
+
+// The modes of a port, as sensors.all has them.
+constexpr const char* kAdminOn = "enable";
+constexpr const char* kAdminOff = "disable";
+
+// A port of sensors.all.
+struct SensorPort {
+  int32_t unit = 0;
+  uint32_t ifNum = 0;
+  int64_t powerMw = 0;
+  int64_t currentMa = 0;
+  int64_t voltageMv = 0;
+  int64_t temperature = 0;      // degrees Celsius
+  std::string adminMode;        // kAdminOn or kAdminOff, where it can be read
+  std::string detectionStatus;  // "disabled", "searching", "delivering", "fault", "denied", "off"
+  std::string powerClass;
+  std::string priority;
+  std::optional<int64_t> powerLimitMw;
+
+  bool isOn() const { return adminMode == kAdminOn; }
+  bool isOff() const { return adminMode == kAdminOff; }
+  bool delivers() const { return detectionStatus == "delivering"; }
+};
+
+// A port of a run.
+struct RunPort {
+  uint32_t ifNum = 0;
+  std::string status;  // "pending", "success", "failed", "skipped", "not-applicable"
+  std::string errorMessage;
+};
+
+struct Run {
+  int64_t runId = 0;
+  int32_t unit = 0;
+  std::string triggered;              // "manual", "schedule", ...
+  std::optional<int64_t> scheduleId;  // none for a run of no schedule
+  std::string scheduleName;
+  std::string scheduleType;  // "power_on", "power_off", "restart"; empty where it is not known
+  std::string status;        // "running", then "success", "partial", "failed", "aborted"
+  std::string executionMode;
+  std::optional<int64_t> startedAt;    // instants
+  std::optional<int64_t> completedAt;  // none while it is open
+  int64_t portCount = 0;
+  int64_t successPortCount = 0;
+  int64_t failedPortCount = 0;
+  int64_t skippedPortCount = 0;
+
+  // Of history.detail alone.
+  int64_t interPortDelaySec = 0;
+  std::string errorMessage;
+  std::optional<bool> allDay;
+  std::vector<RunPort> ports;
+
+  bool isOpen() const { return status == "running"; }
+  // Whether it switches its ports off for a while only: a restart, a manual reset, a boot delay.
+  bool switchesBack() const;
+};
+
+struct BootDelay {
+  int32_t unit = 0;
+  int64_t delaySec = 0;
+  int64_t interPortDelaySec = 0;
+  bool sequential = false;
+};
+
+// A page of history.list, newest first.
+struct RunPage {
+  std::vector<Run> runs;
+  int64_t total = 0;  // of all pages
+};
+
+// Readers of answers' results (of the objects in them), for any tree.
+Schedule readSchedule(const cJSON* object, int32_t unit);
+std::vector<Schedule> readSchedules(const cJSON* result, int32_t unit);
+std::vector<SensorPort> readSensors(const cJSON* result, int32_t unit);
+Run readRun(const cJSON* object);
+RunPage readRunPage(const cJSON* result);
+BootDelay readBootDelay(const cJSON* result, int32_t unit);
+
+// Requests of them. Throw what Daemon::ask throws.
+std::vector<Schedule> askSchedules(Daemon& daemon, int32_t unit);
+std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit);
+RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize);
+// The unit's runs that began at the instant or later, newest first, from as many pages as it takes.
+std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since);
+// Those of them that are open, with their ports. systemNow is this system's time, which runs go by.
+std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow);
+Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
+// Those of the runs that have one of the ports, in their order, with these ports alone; as many as
+// are enough.
+std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
+                                const std::vector<PoePort>& ports, size_t enough);
+BootDelay askBootDelay(Daemon& daemon, int32_t unit);
+void setBootDelay(Daemon& daemon, const BootDelay& bootDelay);
+
+bool isSameBootDelay(const BootDelay& a, const BootDelay& b);
+// "none", "60 s", "60 s, then one port every 5 s".
+std::string bootDelayText(const BootDelay& bootDelay);
+// {"unit", "delaySec", "executionMode", "interPortDelaySec"}.
+JsonPtr bootDelayJson(const BootDelay& bootDelay);
+
+// The schedule whose run it was, as it is now; null when it is gone.
+const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules);
+// The daemon's word for a run whose window's end never came.
+constexpr const char* kNeverEnded = "Window end never fired";
+
+std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);
+// Those of the ports that are meant, in the order of the meant ones.
+std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
+                                    const std::vector<PoePort>& meant);
+
+// The schedule that a person's word means: an id, else a name. unit, if given, is the only one that
+// counts. Throws Failure: kExitNoSuch for none, kExitUsage where two units have the name.
+const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
+                             std::optional<int32_t> unit);
+
+// Whether they do the same, whatever the order of their ports and days; name, unit and id aside.
+bool isSameContent(const Schedule& a, const Schedule& b);
+
+// "off 22:00-06:00", "on all day", "restart 03:30"; not escaped.
+std::string actionText(const Schedule& schedule);
+// "daily", "mon-fri", "sat,sun", "1,15 monthly"; "no days" when it has none. With dates:
+// "mon-fri 2026-01-01..2026-03-31".
+std::string daysText(const Schedule& schedule);
+
+#endif

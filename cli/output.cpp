@@ -1,0 +1,117 @@
+#include "cli/output.h"
+
+#include <cjson/cJSON.h>
+#include <langinfo.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "cli/failure.h"
+#include "cli/text.h"
+
+namespace {
+
+size_t terminalColumns() {
+  winsize size{};
+  const bool isTold = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isTold ? size.ws_col : 80;
+}
+
+bool wantsColor(ColorMode mode, bool isTerminal) {
+  const char* noColor = getenv("NO_COLOR");
+  const char* terminal = getenv("TERM");
+  const bool isDumb = terminal == nullptr || strcmp(terminal, "dumb") == 0;
+  const bool isRefused = noColor != nullptr && *noColor != '\0';
+  return mode == ColorMode::always ||
+         (mode == ColorMode::automatic && isTerminal && !isDumb && !isRefused);
+}
+
+// The document's text as cJSON_Print or cJSON_PrintUnformatted makes it, with a line end.
+std::string textOf(const JsonPtr& document, char* (*print)(const cJSON*)) {
+  const JsonTextPtr text(document != nullptr ? print(document.get()) : nullptr);
+  if (text == nullptr) {
+    throw std::bad_alloc();
+  }
+  return jsonEscaped(text.get()) + "\n";
+}
+
+}  // namespace
+
+Screen screenOfStdout(ColorMode mode) {
+  const bool isTerminal = isatty(STDOUT_FILENO) != 0;
+  Screen screen;
+  screen.utf8 = strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
+  screen.color = wantsColor(mode, isTerminal);
+  screen.columns = isTerminal ? terminalColumns() : 0;
+  return screen;
+}
+
+size_t terminalRows() {
+  winsize size{};
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
+}
+
+std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll) {
+  constexpr const char* kClearScreen = "\033[H\033[J";
+  std::vector<std::string> lines = splitAt(text, '\n');
+  lines.pop_back();                       // behind the last line's end
+  if (rows < 3 || lines.size() < rows) {  // the cursor takes a row
+    return kClearScreen + text;
+  }
+  const size_t shown = rows - 2;
+  const std::string rest = counted(lines.size() - shown, "more line") + ": " + toSeeAll;
+  lines.resize(shown);
+  return kClearScreen + joined(lines, "\n") + "\n" + rest + "\n";
+}
+
+void Output::print(const std::string& text) const {
+  fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void Output::printJson(const JsonPtr& document) const {
+  print(textOf(document, screen_.columns > 0 ? cJSON_Print : cJSON_PrintUnformatted));
+}
+
+void Output::printJsonLine(const JsonPtr& document) const {
+  print(textOf(document, cJSON_PrintUnformatted));
+  flush();
+}
+
+void Output::say(const std::string& line) const {
+  if (!quiet_) {
+    fprintf(stderr, "%s\n", line.c_str());
+  }
+}
+
+void Output::warn(const std::string& line) const {
+  say("quorin_poectl: warning: " + line);
+}
+
+void Output::flush() const {
+  errno = 0;
+  if (fflush(stdout) != 0 || ferror(stdout) != 0) {
+    const std::string why = errno != 0 ? strerror(errno) : "an earlier write failed";
+    throw Failure(kExitNotAsWished, "the output could not be written: " + why);
+  }
+}
+
+JsonObject& addNumberOrNull(JsonObject& object, const char* key, std::optional<int64_t> number) {
+  return number ? object.number(key, *number) : object.null(key);
+}
+
+JsonObject& addTextOrNull(JsonObject& object, const char* key, const std::string& text) {
+  return object.text(key, text.empty() ? nullptr : text.c_str());
+}
+
+JsonPtr emptyJsonArray() {
+  JsonPtr array(cJSON_CreateArray());
+  if (array == nullptr) {
+    throw std::bad_alloc();
+  }
+  return array;
+}

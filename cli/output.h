@@ -1,0 +1,64 @@
+// Where a command's output goes: data to stdout, progress and errors to stderr.
+#ifndef QUORIN_CLI_OUTPUT_H
+#define QUORIN_CLI_OUTPUT_H
+
+#include <cstdint>
+#include <new>
+#include <optional>
+#include <string>
+
+#include "base/json.h"
+#include "cli/table.h"
+
+enum class ColorMode { automatic, always, never };
+
+// What stdout can show. Of the locale REQUIRES: setlocale was called.
+Screen screenOfStdout(ColorMode mode);
+
+// Of stdout's window, as high as it is now; 0: no terminal, or it does not tell.
+size_t terminalRows();
+
+// A text in place of all that the terminal shows, of which it shows no more than its window holds:
+// what is left out is counted in the last line, with what to do to see it. REQUIRES: no line is
+// wider than the window. One of less than three rows is given all.
+std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll);
+
+class Output {
+ public:
+  Output(const Screen& screen, bool quiet) : screen_(screen), quiet_(quiet) {}
+  const Screen& screen() const { return screen_; }
+
+  // As it is: what comes from outside is escaped before.
+  void print(const std::string& text) const;
+  // A whole document: indented on a terminal, else on one line. Throws std::bad_alloc for null.
+  void printJson(const JsonPtr& document) const;
+  // One line always, written at once: for commands that watch.
+  void printJsonLine(const JsonPtr& document) const;
+  // One line on stderr, both silenced by -q.
+  void say(const std::string& line) const;
+  void warn(const std::string& line) const;
+  // Throws Failure when what was printed could not be written.
+  void flush() const;
+
+ private:
+  Screen screen_;
+  bool quiet_;
+};
+
+// Members that may be missing, as null: JSON documents of the client have fixed keys.
+JsonObject& addNumberOrNull(JsonObject& object, const char* key, std::optional<int64_t> number);
+JsonObject& addTextOrNull(JsonObject& object, const char* key, const std::string& text);
+JsonPtr emptyJsonArray();
+// An array of what make, which gives a JsonPtr, makes of each element. Throws std::bad_alloc.
+template <typename Elements, typename Make>
+JsonPtr jsonArray(const Elements& elements, const Make& make) {
+  JsonPtr array = emptyJsonArray();
+  for (const auto& element : elements) {
+    if (!jsonAppend(array.get(), make(element))) {
+      throw std::bad_alloc();
+    }
+  }
+  return array;
+}
+
+#endif

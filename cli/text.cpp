@@ -1,0 +1,195 @@
+#include "cli/text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cwchar>
+
+#include "base/utf8.h"
+
+namespace {
+
+constexpr uint32_t kInvalid = 0xFFFFFFFF;
+constexpr int kMaxNumberDigits = 10;
+
+// One character at the beginning of the text, which is not empty; kInvalid, of one byte, for bytes
+// that are not UTF-8.
+struct Sign {
+  uint32_t code = kInvalid;
+  size_t bytes = 1;
+};
+
+Sign firstSign(std::string_view text) {
+  constexpr size_t kMaxBytes = 4;
+  const size_t bytes = utf8CharBytes(std::string(text.substr(0, kMaxBytes)).c_str());
+  if (bytes == 0) {
+    return {};
+  }
+
+  uint32_t code = static_cast<unsigned char>(text[0]) & (bytes == 1 ? 0x7FU : 0x7FU >> bytes);
+  for (size_t i = 1; i < bytes; ++i) {
+    code = (code << 6U) | (static_cast<unsigned char>(text[i]) & 0x3FU);
+  }
+  return {code, bytes};
+}
+
+// Control characters, separators of lines, and signs that turn the direction of writing.
+bool isDangerous(uint32_t code) {
+  return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x061C ||
+         (code >= 0x200E && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||
+         (code >= 0x2066 && code <= 0x2069) || code == 0xFEFF;
+}
+
+std::string escapeOf(const Sign& sign, unsigned char firstByte) {
+  if (sign.code == '\n' || sign.code == '\t' || sign.code == '\r') {
+    return sign.code == '\n' ? "\\n" : sign.code == '\t' ? "\\t" : "\\r";
+  }
+  char text[16];
+  const bool isByte = sign.code == kInvalid || sign.code < 0x80;
+  snprintf(text, sizeof text, isByte ? "\\x%02x" : "\\u{%x}",
+           static_cast<unsigned>(isByte ? firstByte : sign.code));
+  return text;
+}
+
+size_t widthOf(uint32_t code) {
+  const int width = code < 0x80 ? 1 : wcwidth(static_cast<wchar_t>(code));
+  return width < 0 ? 1 : static_cast<size_t>(width);
+}
+
+// Letters that must be changed, added, left out or swapped with a neighbour to get from one word to
+// the other.
+size_t distance(std::string_view a, std::string_view b) {
+  std::vector<std::vector<size_t>> table(a.size() + 1, std::vector<size_t>(b.size() + 1));
+  for (size_t i = 0; i <= a.size(); ++i) {
+    for (size_t j = 0; j <= b.size(); ++j) {
+      if (i == 0 || j == 0) {
+        table[i][j] = i + j;
+        continue;
+      }
+      const size_t change = table[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      table[i][j] = std::min({change, table[i - 1][j] + 1, table[i][j - 1] + 1});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        table[i][j] = std::min(table[i][j], table[i - 2][j - 2] + 1);
+      }
+    }
+  }
+  return table[a.size()][b.size()];
+}
+
+}  // namespace
+
+std::string escaped(std::string_view text) {
+  std::string safe;
+  while (!text.empty()) {
+    const Sign sign = firstSign(text);
+    safe += isDangerous(sign.code) || sign.code == kInvalid
+                ? escapeOf(sign, static_cast<unsigned char>(text[0]))
+                : std::string(text.substr(0, sign.bytes));
+    text.remove_prefix(sign.bytes);
+  }
+  return safe;
+}
+
+std::string jsonEscaped(std::string_view json) {
+  std::string safe;
+  while (!json.empty()) {
+    const Sign sign = firstSign(json);
+    char code[16] = "";
+    if (sign.code >= 0x7F && sign.code != kInvalid && isDangerous(sign.code)) {
+      snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(sign.code));
+    }
+    safe += *code != '\0' ? std::string(code) : std::string(json.substr(0, sign.bytes));
+    json.remove_prefix(sign.bytes);
+  }
+  return safe;
+}
+
+std::string inQuotes(std::string_view text) {
+  return "\"" + escaped(text) + "\"";
+}
+
+size_t displayWidth(std::string_view text) {
+  size_t width = 0;
+  while (!text.empty()) {
+    const Sign sign = firstSign(text);
+    width += widthOf(sign.code == kInvalid ? '?' : sign.code);
+    text.remove_prefix(sign.bytes);
+  }
+  return width;
+}
+
+std::string cutToWidth(std::string_view text, size_t columns) {
+  size_t bytes = 0;
+  size_t width = 0;
+  while (bytes < text.size()) {
+    const Sign sign = firstSign(text.substr(bytes));
+    width += widthOf(sign.code == kInvalid ? '?' : sign.code);
+    if (width > columns) {
+      break;
+    }
+    bytes += sign.bytes;
+  }
+  return std::string(text.substr(0, bytes));
+}
+
+std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {
+  constexpr size_t kMaxWord = 64;  // a longer one was no slip
+  std::string best;
+  size_t bestDistance = (word.size() + 2) / 3 + 1;
+  for (const std::string& candidate : candidates) {
+    const size_t letters = std::max(word.size(), candidate.size());
+    const size_t wrong = letters > kMaxWord ? letters : distance(word, candidate);
+    if (wrong < bestDistance) {
+      best = candidate;
+      bestDistance = wrong;
+    }
+  }
+  return best;
+}
+
+std::string didYouMean(std::string_view word, const std::vector<std::string>& candidates) {
+  const std::string meant = nearest(word, candidates);
+  return meant.empty() ? "" : " Did you mean " + escaped(meant) + "?";
+}
+
+std::string wattsText(int64_t milliwatts) {
+  char text[32];
+  snprintf(text, sizeof text, "%.1f W", static_cast<double>(milliwatts) / 1000);
+  return text;
+}
+
+std::string counted(size_t count, const char* noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string joined(const std::vector<std::string>& parts, const char* separator) {
+  std::string text;
+  for (const std::string& part : parts) {
+    text += (text.empty() ? "" : separator) + part;
+  }
+  return text;
+}
+
+std::vector<std::string> splitAt(std::string_view text, char separator) {
+  std::vector<std::string> parts;
+  for (;;) {
+    const size_t end = text.find(separator);
+    parts.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) {
+      return parts;
+    }
+    text.remove_prefix(end + 1);
+  }
+}
+
+int64_t wholeNumber(std::string_view text) {
+  const bool isDigits =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+  if (text.empty() || text.size() > kMaxNumberDigits || !isDigits) {
+    return -1;
+  }
+  int64_t number = 0;
+  for (const char digit : text) {
+    number = number * 10 + (digit - '0');
+  }
+  return number <= INT32_MAX ? number : -1;
+}

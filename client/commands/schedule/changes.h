@@ -1,0 +1,36 @@
+// Changing schedules: the requests, what to ask before, what to tell after.
+#ifndef QUORIN_CLIENT_COMMANDS_SCHEDULE_CHANGES_H
+#define QUORIN_CLIENT_COMMANDS_SCHEDULE_CHANGES_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "api/records.h"
+#include "client/session.h"
+
+// Requests. What comes back is the schedule as the daemon stored it. Throw what Daemon::ask throws.
+Schedule createSchedule(Daemon& daemon, const Schedule& schedule);
+Schedule updateSchedule(Daemon& daemon, const Schedule& schedule);  // that of its id
+void deleteSchedule(Daemon& daemon, const Schedule& schedule);
+
+// `3 "night" of unit 1`, escaped.
+std::string scheduleTitle(const Schedule& schedule);
+
+// Where a window of one of the schedules is open, asks whether to go on (cli/confirm.h).
+void confirmOpenWindows(const std::vector<Schedule>& touched, bool isYes, Session& session);
+
+// What was done to a schedule: "added", "changed", "enabled", "disabled", "deleted", "kept".
+struct ScheduleChange {
+  const char* verb;
+  Schedule schedule;
+
+  bool isChange() const;
+};
+
+// Prints {"schedule", "companion", "changed"} or a line for each, and warns of what is wrong with
+// those that may fire now.
+void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& companion,
+                 Session& session);
+
+#endif

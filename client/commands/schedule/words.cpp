@@ -1,0 +1,304 @@
+#include "client/commands/schedule/words.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <set>
+
+#include "cli/failure.h"
+#include "cli/text.h"
+#include "client/command.h"
+#include "forecast/check.h"
+#include "forecast/firings.h"
+
+namespace {
+
+constexpr int32_t kDefaultOffTimeSec = 10;
+constexpr int32_t kDaysPerWeek = 7;
+constexpr int32_t kDaysPerMonth = 31;
+
+[[noreturn]] void failUsage(const std::string& text) {
+  throw Failure(kExitUsage, text);
+}
+
+// 1 to 7; -1 for no weekday.
+int64_t weekDayNumber(const std::string& word) {
+  const int named = weekdayNamed(word);
+  if (named >= 0) {
+    return named == 0 ? kDaysPerWeek : named;
+  }
+  return wholeNumber(word);
+}
+
+// "a-b,c" as days from 1 to last; a range may go over the end. what: for what is no day.
+template <typename NumberOf>
+std::vector<int32_t> daysOf(const std::string& text, int32_t last, const NumberOf& numberOf,
+                            const char* what) {
+  std::set<int32_t> days;
+  for (const std::string& part : splitAt(text, ',')) {
+    const std::vector<std::string> ends = splitAt(part, '-');
+    const int64_t from = numberOf(ends.front());
+    const int64_t to = numberOf(ends.back());
+    if (ends.size() > 2 || std::min(from, to) < 1 || std::max(from, to) > last) {
+      failUsage(inQuotes(part) + what);
+    }
+    for (int64_t day = from;; day = day % last + 1) {
+      days.insert(static_cast<int32_t>(day));
+      if (day == to) {
+        break;
+      }
+    }
+  }
+  return {days.begin(), days.end()};
+}
+
+ScheduleType wantedType(const ScheduleWords& words) {
+  return !words.off.empty()       ? ScheduleType::powerOff
+         : !words.on.empty()      ? ScheduleType::powerOn
+         : !words.restart.empty() ? ScheduleType::restart
+                                  : ScheduleType::unknown;
+}
+
+// A new schedule gets the type and what is usual for it.
+void applyType(const ScheduleWords& words, Schedule* schedule) {
+  const ScheduleType wanted = wantedType(words);
+  if (schedule->type == ScheduleType::unknown) {
+    if (wanted == ScheduleType::unknown) {
+      failUsage("what shall the schedule do? Give --off, --on or --restart with its ports.");
+    }
+    schedule->type = wanted;
+    schedule->enabled = 1;
+    schedule->recurrence = Recurrence::daily;
+    schedule->offTimeSec = wanted == ScheduleType::restart ? kDefaultOffTimeSec : 0;
+  } else if (wanted != ScheduleType::unknown && wanted != schedule->type) {
+    failUsage("the type of schedule " + std::to_string(schedule->scheduleId) +
+              " cannot change: add a new schedule, then delete this one.");
+  }
+}
+
+void applyPorts(const ScheduleWords& words, const std::vector<PoePort>& ports, Schedule* schedule) {
+  if (ports.empty()) {
+    return;
+  }
+  const int32_t unit = schedule->unit > 0 ? schedule->unit : ports.front().unit;
+  for (const PoePort& port : ports) {
+    if (port.unit != unit) {
+      failUsage(joined(words.ports(), ",") + ": ports of units " + std::to_string(unit) + " and " +
+                std::to_string(port.unit) +
+                " cannot be in one schedule. Make a schedule for each unit.");
+    }
+  }
+  schedule->unit = unit;
+  schedule->ifNums = ifNumsOf(ports);
+}
+
+// The daemon reads a time's beginning: "10:30pm" would be 10:30.
+std::string checkedTime(const std::string& text, bool force) {
+  const auto time = timeOfDay(text.c_str());
+  const bool isPlain = text.find_first_not_of("0123456789:") == std::string::npos &&
+                       std::count(text.begin(), text.end(), ':') == 1;
+  if (force && (!time || !isPlain)) {
+    return text;
+  }
+  if (!time) {
+    failUsage(inQuotes(text) +
+              " is not a time of day (00:00 to 23:59): the daemon would store it and never fire.");
+  }
+  char shown[16];
+  snprintf(shown, sizeof shown, "%02d:%02d", time->first, time->second);
+  if (!isPlain) {
+    failUsage(inQuotes(text) + " is not a time of day (00:00 to 23:59): the daemon would read " +
+              shown + ".");
+  }
+  return shown;
+}
+
+template <size_t kBytes>
+void applyTime(const std::optional<std::string>& text, bool force, FixedText<kBytes>* time) {
+  if (text) {
+    time->assign(checkedTime(*text, force).c_str());
+  }
+}
+
+void applyRestart(const ScheduleWords& words, Schedule* schedule) {
+  if (words.from || words.to || words.allDay) {
+    failUsage("a restart has no window: give --at HH:MM and not --from, --to or --all-day.");
+  }
+  applyTime(words.at, words.force, &schedule->restartTime);
+  if (words.offTimeMs >= 0) {
+    schedule->offTimeSec = wholeSeconds("--off-time", words.offTimeMs, 1, INT32_MAX);
+  }
+  if (schedule->restartTime.empty()) {
+    failUsage("when shall the ports restart? Give --at HH:MM.");
+  }
+}
+
+void applyWindow(const ScheduleWords& words, Schedule* schedule) {
+  if (words.at || words.offTimeMs >= 0) {
+    failUsage(
+        "--at and --off-time are for --restart: a window takes --from and --to, or --all-day.");
+  }
+  if (words.allDay) {
+    schedule->allDay = 1;
+    schedule->startTime.assign(nullptr);
+    schedule->endTime.assign(nullptr);
+    return;
+  }
+  applyTime(words.from, words.force, &schedule->startTime);
+  applyTime(words.to, words.force, &schedule->endTime);
+  schedule->allDay = words.from || words.to ? 0 : schedule->allDay;
+  if (schedule->allDay == 0 && (schedule->startTime.empty() || schedule->endTime.empty())) {
+    failUsage("when is the window? Give --from HH:MM and --to HH:MM, or --all-day.");
+  }
+}
+
+void applyDays(const ScheduleWords& words, Schedule* schedule) {
+  if (words.daily) {
+    schedule->recurrence = Recurrence::daily;
+    schedule->days.clear();
+  } else if (words.weekly) {
+    schedule->recurrence = Recurrence::weekly;
+    schedule->days = weekDaysOf(*words.weekly);
+  } else if (words.monthly) {
+    schedule->recurrence = Recurrence::monthly;
+    schedule->days = monthDaysOf(*words.monthly);
+  }
+}
+
+bool isDate(const std::string& text) {
+  const auto dashes = std::count(text.begin(), text.end(), '-');
+  const bool isPlain = text.find_first_not_of("0123456789-") == std::string::npos;
+  return isPlain && dashes == 2 && parseMoment(text, 0, Zone("UTC")).has_value();
+}
+
+void applyDates(const ScheduleWords& words, Schedule* schedule) {
+  if (!words.dates) {
+    return;
+  }
+  const size_t dots = words.dates->find("..");
+  if (dots == std::string::npos) {
+    failUsage("--dates takes FIRST..LAST, such as 2026-01-01..2026-03-31; either may be left out.");
+  }
+  const std::string first = words.dates->substr(0, dots);
+  const std::string last = words.dates->substr(dots + 2);
+  for (const std::string& date : {first, last}) {
+    if (!date.empty() && !isDate(date) && !words.force) {
+      failUsage(inQuotes(date) + " is no date of the calendar: dates are such as 2026-03-31.");
+    }
+  }
+  schedule->startDate.assign(first.c_str());
+  schedule->endDate.assign(last.c_str());
+}
+
+void applyName(const ScheduleWords& words, Schedule* schedule) {
+  if (!words.name) {
+    return;
+  }
+  if (words.name->empty()) {
+    failUsage("the schedule needs a name.");
+  }
+  if (words.name->size() > kMaxNameBytes && !words.force) {
+    failUsage(inQuotes(*words.name) + " is longer than 63 bytes: the daemon would cut it.");
+  }
+  schedule->name.assign(words.name->c_str());
+}
+
+void applyRest(const ScheduleWords& words, Schedule* schedule) {
+  if (words.staggerMs >= 0) {
+    schedule->interPortDelaySec = wholeSeconds("--stagger", words.staggerMs, 0, INT32_MAX);
+    schedule->executionMode =
+        schedule->interPortDelaySec > 0 ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
+  }
+  if (words.disabled) {
+    schedule->enabled = 0;
+  }
+}
+
+void addPortOptions(CLI::App& app, ScheduleWords* words) {
+  CLI::Option* off = app.add_option("--off", words->off, "ports to switch off in a window");
+  CLI::Option* on = app.add_option("--on", words->on, "ports to switch on in a window");
+  CLI::Option* restart = app.add_option("--restart", words->restart, "ports to restart");
+  off->type_name("PORT")->excludes(on)->excludes(restart);
+  on->type_name("PORT")->excludes(restart);
+  restart->type_name("PORT");
+}
+
+void addTimeOptions(CLI::App& app, ScheduleWords* words) {
+  CLI::Option* allDay = app.add_flag("--all-day", words->allDay, "the window is the whole day");
+  app.add_option("--from", words->from, "when the window begins")
+      ->type_name("HH:MM")
+      ->excludes(allDay);
+  app.add_option("--to", words->to, "when the window ends")->type_name("HH:MM")->excludes(allDay);
+  app.add_option("--at", words->at, "when the ports restart")->type_name("HH:MM");
+  addDuration(app, "--off-time", &words->offTimeMs, "how long a restart keeps them dark [10s]");
+}
+
+void addDayOptions(CLI::App& app, ScheduleWords* words) {
+  CLI::Option* daily = app.add_flag("--daily", words->daily, "on every day, as without days");
+  CLI::Option* weekly =
+      app.add_option("--weekly", words->weekly, "days such as mon-fri or sat,sun");
+  CLI::Option* monthly = app.add_option("--monthly", words->monthly, "days such as 1,15");
+  weekly->type_name("DAYS")->excludes(daily)->excludes(monthly);
+  monthly->type_name("DAYS")->excludes(daily);
+  app.add_option("--dates", words->dates, "first and last date: 2026-01-01..2026-03-31")
+      ->type_name("A..B");
+}
+
+}  // namespace
+
+const std::vector<std::string>& ScheduleWords::ports() const {
+  return !off.empty() ? off : !on.empty() ? on : restart;
+}
+
+bool ScheduleWords::any() const {
+  return name || !ports().empty() || from || to || at || weekly || monthly || dates ||
+         offTimeMs >= 0 || staggerMs >= 0 || allDay || daily || disabled;
+}
+
+void addScheduleOptions(CLI::App& app, ScheduleWords* words) {
+  addPortOptions(app, words);
+  addTimeOptions(app, words);
+  addDayOptions(app, words);
+  addDuration(app, "--stagger", &words->staggerMs, "one port after the other, so far apart");
+  app.add_flag("--disabled", words->disabled, "store it, but do not let it fire");
+  app.add_flag("--companion", words->companion,
+               "also a second schedule that ends a window over midnight on each morning after");
+  app.add_flag("--force", words->force, "store it even if it would never fire");
+}
+
+Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vector<PoePort>& ports,
+                 int64_t now, const Zone& zone) {
+  const bool wasUseless = schedule.scheduleId != 0 && !whyUseless(schedule, now, zone).empty();
+  applyType(words, &schedule);
+  applyName(words, &schedule);
+  applyPorts(words, ports, &schedule);
+  schedule.type == ScheduleType::restart ? applyRestart(words, &schedule)
+                                         : applyWindow(words, &schedule);
+  applyDays(words, &schedule);
+  applyDates(words, &schedule);
+  applyRest(words, &schedule);
+
+  const bool isTaken = words.force || wasUseless;  // it gets no worse
+  const std::string useless = isTaken ? "" : whyUseless(schedule, now, zone);
+  if (!useless.empty()) {
+    failUsage("the daemon would store " + inQuotes(schedule.name.c_str()) + ", but " + useless +
+              ". To store it all the same: --force");
+  }
+  return schedule;
+}
+
+std::vector<int32_t> weekDaysOf(const std::string& text) {
+  return daysOf(text, kDaysPerWeek, weekDayNumber,
+                " is no day of the week: days are mon-fri, sat,sun or 1-5.");
+}
+
+std::vector<int32_t> monthDaysOf(const std::string& text) {
+  return daysOf(
+      text, kDaysPerMonth, [](const std::string& word) { return wholeNumber(word); },
+      " is no day of a month: days are 1 to 31, such as 1,15 or 28-31.");
+}

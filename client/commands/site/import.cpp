@@ -1,0 +1,304 @@
+// import: makes schedules and boot delays those of a document.
+#include <algorithm>
+
+#include "api/site_document.h"
+#include "cli/files.h"
+#include "cli/mapped.h"
+#include "cli/text.h"
+#include "client/command.h"
+#include "client/commands/schedule/changes.h"
+#include "client/commands/site/site.h"
+#include "client/site/plan_faults.h"
+
+namespace {
+
+using Kind = Difference::Kind;
+
+struct ImportOptions {
+  std::string path;
+  std::vector<std::string> maps;
+  bool isDryRun = false;
+  bool isReplace = false;
+  bool isForced = false;
+  bool isYes = false;
+};
+
+std::string enabledText(const Schedule& schedule) {
+  return schedule.enabled != 0 ? "enabled" : "disabled";
+}
+
+std::string paceText(const Schedule& schedule) {
+  return schedule.executionMode == EXECUTION_SEQUENTIAL
+             ? secondsText(schedule.interPortDelaySec) + " apart"
+             : "all at once";
+}
+
+std::string offTimeText(const Schedule& schedule) {
+  return schedule.type == ScheduleType::restart ? "dark " + secondsText(schedule.offTimeSec) : "";
+}
+
+// What is another in the two, as "before > after". An aspect that one of them has not is left out.
+std::string changesText(const Schedule& before, const Schedule& after, const PortNames& names) {
+  const auto nameText = [](const Schedule& each) { return inQuotes(each.name.c_str()); };
+  const auto portsText = [&names](const Schedule& each) { return names.ranges(each.ifNums); };
+  const std::function<std::string(const Schedule&)> aspects[] = {
+      nameText, actionText, daysText, portsText, offTimeText, paceText, enabledText};
+  std::vector<std::string> changes;
+  for (const auto& aspect : aspects) {
+    const std::string was = aspect(before);
+    const std::string is = aspect(after);
+    if (was != is && !was.empty() && !is.empty()) {
+      changes.push_back(joined({was, is}, " > "));
+    }
+  }
+  return joined(changes, ", ");
+}
+
+std::vector<Cell> cellsOf(const Difference& each, const PortNames& names) {
+  const std::string unit = "unit " + std::to_string(each.unit());
+  if (each.delayAfter) {
+    const bool isRemoved = each.kind == Kind::removed;
+    return {{isRemoved ? "  -" : "  ~", isRemoved ? Tint::bad : Tint::warning},
+            unit,
+            "boot delay",
+            bootDelayText(*each.delayBefore) + " > " + bootDelayText(*each.delayAfter)};
+  }
+  const std::string name = inQuotes(each.name());
+  if (each.kind == Kind::changed) {
+    const std::string was = inQuotes(each.before->name.c_str());
+    return {{"  ~", Tint::warning}, unit, was, changesText(*each.before, *each.after, names)};
+  }
+  if (each.kind == Kind::onlyHere) {
+    return {{"  -", Tint::faint}, unit, name, "(with --replace)"};
+  }
+  const Schedule& schedule = each.kind == Kind::added ? *each.after : *each.before;
+  const bool isAdded = each.kind == Kind::added;
+  return {{isAdded ? "  +" : "  -", isAdded ? Tint::good : Tint::bad},
+          unit,
+          name,
+          actionText(schedule) + " " + daysText(schedule),
+          names.ranges(schedule.ifNums) + (schedule.enabled != 0 ? "" : ", disabled")};
+}
+
+size_t countOf(const std::vector<Difference>& differences, Kind kind) {
+  return static_cast<size_t>(
+      std::count_if(differences.begin(), differences.end(),
+                    [kind](const Difference& each) { return each.kind == kind; }));
+}
+
+// Whether all steps of the difference are among those that were done.
+bool isDone(const ImportPlan& plan, size_t difference, const ImportResult& result) {
+  for (size_t i = result.isDryRun ? plan.steps.size() : result.stepsDone; i < plan.steps.size();
+       ++i) {
+    if (plan.steps[i].difference == difference) {
+      return false;
+    }
+  }
+  return true;
+}
+
+JsonPtr itemJson(const Difference& difference) {
+  JsonObject object;
+  object.number("unit", difference.unit());
+  addTextOrNull(object, "name", difference.name());
+  object.text("kind", difference.name().empty() ? "bootDelay" : "schedule");
+  return object.take();
+}
+
+JsonPtr itemsJson(const ImportPlan& plan, const ImportResult& result,
+                  const std::vector<Kind>& kinds) {
+  std::vector<Difference> items;
+  for (size_t i = 0; i < plan.differences.size(); ++i) {
+    const Kind kind = plan.differences[i].kind;
+    if (std::find(kinds.begin(), kinds.end(), kind) != kinds.end() && isDone(plan, i, result)) {
+      items.push_back(plan.differences[i]);
+    }
+  }
+  return jsonArray(items, itemJson);
+}
+
+void failOn(const std::vector<SiteFault>& faults, const std::string& path) {
+  if (faults.empty()) {
+    return;
+  }
+  const bool isPorts = std::all_of(faults.begin(), faults.end(), [](const SiteFault& each) {
+    return each.status == kExitNoSuch;
+  });
+  const auto lines = mapped(faults, [](const SiteFault& each) { return "  " + each.text; });
+  throw Failure(
+      isPorts ? kExitNoSuch : kExitUsage,
+      escaped(path) + " cannot be imported, nothing was changed:\n" + joined(lines, "\n"));
+}
+
+SiteFile readFile(const ImportOptions& given, Session& session) {
+  std::vector<SiteFault> faults;
+  SiteFile file = readSiteFile(readWholeFile(given.path), &faults);
+  failOn(faults, given.path);
+  const auto portsNamed = [&session](const std::string& word) {
+    return session.portsNamed({word});
+  };
+  mapPorts(given.maps, portsNamed, session.poePorts(), &file);
+  return file;
+}
+
+// Two that a map brings into one unit may have one name.
+void checkNames(const SiteConfig& config) {
+  for (const Schedule& schedule : config.schedules) {
+    const auto twins = std::count_if(
+        config.schedules.begin(), config.schedules.end(), [&schedule](const Schedule& each) {
+          return each.unit == schedule.unit &&
+                 each.name.c_str() == std::string(schedule.name.c_str());
+        });
+    if (twins > 1) {
+      throw Failure(kExitUsage, "--map: unit " + std::to_string(schedule.unit) +
+                                    " would have two schedules " + inQuotes(schedule.name.c_str()) +
+                                    ".");
+    }
+  }
+}
+
+void carryOut(const ImportStep& step, Daemon& daemon) {
+  switch (step.act) {
+    case ImportStep::Act::create:
+      (void)createSchedule(daemon, step.schedule);
+      return;
+    case ImportStep::Act::update:
+      (void)updateSchedule(daemon, step.schedule);
+      return;
+    case ImportStep::Act::remove:
+      deleteSchedule(daemon, step.schedule);
+      return;
+    default:
+      setBootDelay(daemon, step.bootDelay);
+  }
+}
+
+// What to say of a failure: which step, and what was done before it.
+std::string failureText(const ImportPlan& plan, size_t done, const char* why) {
+  std::vector<std::string> before;
+  for (size_t i = 0; i < done; ++i) {
+    before.push_back(stepText(plan.steps[i]));
+  }
+  return "the import stopped at step " + std::to_string(done + 1) + " of " +
+         std::to_string(plan.steps.size()) + ", " + stepText(plan.steps[done]) + ": " + why +
+         "\nDone before: " + (before.empty() ? "nothing" : joined(before, "; ")) +
+         ".\nOnce the cause is gone, import again: it goes on with what is missing.";
+}
+
+// Carries the plan out as far as it goes. Sets *status to that of the failure.
+ImportResult carryOutAll(const ImportPlan& plan, Session& session, ExitCode* status) {
+  ImportResult result;
+  for (const ImportStep& step : plan.steps) {
+    try {
+      carryOut(step, session.daemon());
+    } catch (const Failure& failure) {
+      *status = failure.status();
+      result.failure = failureText(plan, result.stepsDone, failure.what());
+      return result;
+    }
+    ++result.stepsDone;
+  }
+  return result;
+}
+
+void confirmAll(const ImportPlan& plan, bool isYes, Session& session) {
+  std::vector<Schedule> touched;
+  for (const Difference& each : plan.differences) {
+    if (each.before && (each.kind == Kind::changed || each.kind == Kind::removed)) {
+      touched.push_back(*each.before);
+    }
+  }
+  confirmOpenWindows(touched, isYes, session);
+}
+
+int runImport(const ImportOptions& given, Session& session) {
+  const SiteFile file = readFile(given, session);
+  checkNames(file.config);
+  const SiteConfig present = askSiteConfig(session);
+  const ImportPlan plan = importPlan(file.config, present, given.isReplace);
+  const std::vector<PoePort> ports = session.poePorts();
+  failOn(planFaults(plan, file,
+                    {ports, session.names(), session.now(), session.zone(), given.isForced}),
+         given.path);
+
+  const Output& output = session.output();
+  const bool isText = !session.options().json;
+  if (isText) {
+    output.print(differencesText(plan.differences, session.names(), output.screen()));
+    output.flush();
+  }
+  ExitCode status = kExitDone;
+  ImportResult result{true, 0, ""};
+  if (!given.isDryRun) {
+    confirmAll(plan, given.isYes, session);
+    result = carryOutAll(plan, session, &status);
+  }
+  if (!isText) {
+    output.printJson(importJson(plan, result));
+  } else if (result.failure.empty()) {
+    output.print(importSummary(plan, result) + "\n");
+  }
+  if (!result.failure.empty()) {
+    throw Failure(status, result.failure);
+  }
+  return kExitDone;
+}
+
+}  // namespace
+
+SiteConfig askSiteConfig(Session& session) {
+  SiteConfig config{session.schedules(), {}};
+  for (const int32_t unit : session.units()) {
+    config.bootDelays.push_back(askBootDelay(session.daemon(), unit));
+  }
+  return config;
+}
+
+std::string differencesText(const std::vector<Difference>& differences, const PortNames& names,
+                            const Screen& screen) {
+  Table table({{""}, {""}, {""}, {""}, {""}});
+  for (const Difference& each : differences) {
+    if (each.kind != Kind::same) {
+      table.row(cellsOf(each, names));
+    }
+  }
+  return table.empty() ? "" : table.text(screen);
+}
+
+std::string importSummary(const ImportPlan& plan, const ImportResult& result) {
+  const auto part = [&](Kind kind, const char* toDo, const char* done) {
+    return std::to_string(countOf(plan.differences, kind)) + (result.isDryRun ? toDo : done);
+  };
+  const size_t onlyHere = countOf(plan.differences, Kind::onlyHere);
+  return part(Kind::added, " to add, ", " added, ") +
+         part(Kind::changed, " to change, ", " changed, ") +
+         part(Kind::removed, " to remove, ", " removed, ") +
+         part(Kind::same, " the same", " the same") +
+         (onlyHere > 0 ? ", " + std::to_string(onlyHere) + " not in the file" : "") +
+         (result.isDryRun ? "; nothing was changed (--dry-run)" : "");
+}
+
+JsonPtr importJson(const ImportPlan& plan, const ImportResult& result) {
+  JsonObject document;
+  document.boolean("dryRun", result.isDryRun)
+      .add("added", itemsJson(plan, result, {Kind::added}))
+      .add("changed", itemsJson(plan, result, {Kind::changed}))
+      .add("removed", itemsJson(plan, result, {Kind::removed}))
+      .add("kept", itemsJson(plan, result, {Kind::same, Kind::onlyHere}));
+  addTextOrNull(document, "failed", result.failure);
+  return document.take();
+}
+
+Action defineImport(CLI::App& app, Options&) {
+  const auto given = std::make_shared<ImportOptions>();
+  app.add_option("FILE", given->path, "file to read; - is the input")->required();
+  app.add_flag("--dry-run", given->isDryRun, "show what would change, and change nothing");
+  app.add_flag("--replace", given->isReplace, "remove what the file does not have");
+  app.add_option("--map", given->maps, "ports of the file that are others here: 1/0/3=2/0/3")
+      ->type_name("PORT=PORT")
+      ->allow_extra_args(false);
+  app.add_flag("--force", given->isForced,
+               "store also what would never fire or has ports that are not here");
+  app.add_flag("-y,--yes", given->isYes, "do not ask when a window is open");
+  return [given](Session& session) { return runImport(*given, session); };
+}

@@ -1,0 +1,55 @@
+// How a switch and its daemon are: ports that are off and why, and how runs went.
+#ifndef QUORIN_CLIENT_DIAGNOSIS_HEALTH_H
+#define QUORIN_CLIENT_DIAGNOSIS_HEALTH_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "api/records.h"
+#include "client/diagnosis/port_timeline.h"
+#include "forecast/upcoming.h"
+
+enum class PortState { delivers, searches, offBySchedule, offByRun, offUnexplained, fault };
+constexpr size_t kPortStates = 6;
+
+struct PortHealth {
+  SensorPort port;
+  PortState state = PortState::fault;  // a state of the switch that is none of the others
+  std::optional<PortEvent> cause;      // what left an unexplained one off, if a run did
+};
+
+// What ports are judged by.
+struct HealthGround {
+  const std::vector<Run>& runs;  // as askRunsBehindOff gives them
+  const std::vector<Schedule>& schedules;
+  int64_t now = 0;        // the switch's time, which schedules go by
+  int64_t systemNow = 0;  // this system's, which runs go by
+  Zone zone;
+};
+
+// A port whose schedules last switched it off is off by a schedule, too, where no newer run tells
+// otherwise: the daemon records no end of a window whose start it has not seen.
+std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const HealthGround& ground);
+
+// The unit's runs, with their ports, from the newest to those that switched the ports that are off,
+// and the two days before them: what began there may have ended later. At most 200, and those of
+// the time that the daemon keeps; what was before is not explained.
+std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
+                                  const std::vector<SensorPort>& ports, int64_t systemNow);
+
+constexpr std::array<const char*, 4> kResults{"success", "partial", "failed", "aborted"};
+
+// The runs of the last 24 hours. Those that are neither open nor a success have their ports.
+std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit, int64_t systemNow);
+
+// Its status; "success" where it failed for want of an end that a companion brings.
+std::string resultOf(const Run& run, const std::vector<Schedule>& schedules);
+
+// What went wrong, as the daemon recorded it: the run's message, and each message of ports with
+// them; escaped.
+std::string failureText(const Run& run, const PortNames& names);
+
+#endif

@@ -1,0 +1,65 @@
+// A port that is being restarted, seen through samples of it.
+#ifndef QUORIN_CLIENT_DIAGNOSIS_PORT_WATCH_H
+#define QUORIN_CLIENT_DIAGNOSIS_PORT_WATCH_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "api/records.h"
+
+class PortWatch {
+ public:
+  // before: the port as it was. Times are milliseconds of any clock; waitPowerMs is how long after
+  // its own switch-on a port that delivered before may take to deliver; one that was off is waited
+  // for no longer than it takes to find a device.
+  PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowerMs);
+
+  // Whether the run was open, what it had recorded of the port, and then the port itself. Whether
+  // line() says something new now, and not only a longer time.
+  bool feed(int64_t nowMs, bool isRunOpen, const RunPort& outcome, const SensorPort& sensor);
+
+  // Over: back, or not back any more as far as is waited for. Nothing is fed after it.
+  bool isOver() const { return !verdict_.empty(); }
+  // Delivers, if it delivered before; else it is as before, or switched on where it was off.
+  bool isBack() const { return isBack_; }
+  // From when it went dark until it was back.
+  std::optional<int64_t> backAfterMs() const;
+  // "dark", "on", "delivering", "searching", "denied", "fault".
+  const std::string& stage() const { return stages_.back().name; }
+  const SensorPort& sensor() const { return sensor_; }
+  const RunPort& outcome() const { return outcome_; }
+  // "back after 5 s", "not back after 90 s (denied: limit 30.0 W)"; empty while it is not over.
+  const std::string& verdict() const { return verdict_; }
+  // "12.9 W > dark 4 s > on > searching > 12.8 W  back after 5 s"; not escaped.
+  std::string line(int64_t nowMs) const;
+
+ private:
+  struct Stage {
+    std::string name;
+    int64_t sinceMs = 0;
+    int64_t powerMw = 0;
+  };
+  std::string stageNow() const;
+  std::string stageText(size_t index, int64_t nowMs) const;
+  void judge(int64_t nowMs, bool isRunOpen);
+  void judgeSwitchedOn(int64_t nowMs);
+  void end(int64_t nowMs, bool isBack, const std::string& verdict);
+  std::string says() const;
+
+  SensorPort sensor_;
+  RunPort outcome_;
+  bool deliveredBefore_;
+  bool wasOn_;
+  int64_t startMs_;
+  int64_t waitPowerMs_;
+  std::optional<int64_t> darkMs_;      // since when it does not deliver, or is dark
+  std::optional<int64_t> switchOnMs_;  // its own
+  int64_t endMs_ = 0;
+  bool isBack_ = false;
+  std::string verdict_;
+  std::vector<Stage> stages_;
+};
+
+#endif

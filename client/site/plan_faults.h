@@ -1,0 +1,33 @@
+// Whether the plan of an import fits the switch that it is for.
+#ifndef QUORIN_CLIENT_SITE_PLAN_FAULTS_H
+#define QUORIN_CLIENT_SITE_PLAN_FAULTS_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "api/port_names.h"
+#include "api/site_document.h"
+#include "cli/times.h"
+#include "client/site/import_plan.h"
+
+// The ports of the file that each "1/0/3=2/0/3" names on its left (by its names, or ifNums) become
+// those on the right, which portsNamed finds. A schedule goes to the unit of its ports. Throws
+// Failure.
+using PortsNamed = std::function<std::vector<PoePort>(const std::string&)>;
+void mapPorts(const std::vector<std::string>& maps, const PortsNamed& portsNamed,
+              const std::vector<PoePort>& ports, SiteFile* file);
+
+// What of the plan is not for a switch with these ports, or would be stored and never fire; nothing
+// when forced.
+struct SiteGround {
+  const std::vector<PoePort>& ports;
+  const PortNames& names;
+  int64_t now = 0;
+  Zone zone;
+  bool isForced = false;
+};
+std::vector<SiteFault> planFaults(const ImportPlan& plan, const SiteFile& file,
+                                  const SiteGround& ground);
+
+#endif

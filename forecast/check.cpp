@@ -1,0 +1,427 @@
+#include "forecast/check.h"
+
+#include <algorithm>
+
+#include "cli/mapped.h"
+#include "cli/text.h"
+#include "forecast/firings.h"
+#include "rules/due_firings.h"
+
+namespace {
+
+constexpr int32_t kDaysAhead = 35;
+constexpr int32_t kDaysPerYear = 366;
+constexpr int32_t kMinPerHour = 60;
+constexpr int32_t kMinPerDay = 24 * kMinPerHour;
+constexpr int64_t kSecPerMin = 60;
+constexpr int64_t kSecPerDay = kMinPerDay * kSecPerMin;
+constexpr uint32_t kMaxSwitchedIfNum = 128;
+
+std::string command(const Schedule& schedule, const char* options) {
+  return "quorin_poectl schedule set " + std::to_string(schedule.scheduleId) + " " + options;
+}
+
+Schedule enabledCopy(const Schedule& schedule) {
+  Schedule copy = schedule;
+  copy.enabled = 1;
+  return copy;
+}
+
+bool isTimed(const Schedule& schedule) {
+  return isWindowType(schedule.type) && schedule.allDay == 0;
+}
+
+// From a window's start to its end; 0 where a time is unreadable.
+int32_t windowMinutes(const Schedule& schedule) {
+  if (schedule.allDay != 0) {
+    return kMinPerDay;
+  }
+  const auto start = timeOfDay(schedule.startTime.c_str());
+  const auto end = timeOfDay(schedule.endTime.c_str());
+  if (!start || !end) {
+    return 0;
+  }
+  const int32_t minutes =
+      (end->first - start->first) * kMinPerHour + end->second - start->second + kMinPerDay;
+  return minutes % kMinPerDay;
+}
+
+const char* windowState(const Schedule& schedule) {
+  return schedule.type == ScheduleType::powerOn ? "on" : "off";
+}
+
+// A window with one readable time of two; empty for all else.
+std::string unreadableTime(const Schedule& schedule) {
+  const bool isStartRead = timeOfDay(schedule.startTime.c_str()).has_value();
+  const bool isEndRead = timeOfDay(schedule.endTime.c_str()).has_value();
+  if (!isTimed(schedule) || isStartRead == isEndRead) {
+    return "";
+  }
+  return inQuotes(isStartRead ? schedule.endTime.c_str() : schedule.startTime.c_str()) +
+         " is not a time of day: it never " + (isStartRead ? "ends" : "starts");
+}
+
+void checkTimes(const Schedule& schedule, const CheckGround& ground, ScheduleWarnings* warnings) {
+  const std::string time = unreadableTime(schedule);
+  if (!time.empty()) {
+    warnings->push_back(
+        {"badTime", time, "to correct it: " + command(schedule, "--from HH:MM --to HH:MM")});
+  } else if (!nextFiring(schedule, ground.now, ground.zone)) {
+    warnings->push_back({"never", "never fires: " + whyNever(schedule, ground.now, ground.zone),
+                         "to change it: " + command(schedule, "--help")});
+  }
+  for (const char* date : {schedule.startDate.c_str(), schedule.endDate.c_str()}) {
+    if (*date != '\0' && !dateRead(date)) {
+      warnings->push_back({"badDate",
+                           inQuotes(date) + " is no date: the daemon goes by no such bound",
+                           "to correct it: " + command(schedule, "--dates A..B")});
+    }
+  }
+}
+
+void checkPorts(const Schedule& schedule, const CheckGround& ground, ScheduleWarnings* warnings) {
+  std::vector<uint32_t> missing;
+  std::vector<uint32_t> above;
+  bool isUnitThere = false;
+  for (const PoePort& port : ground.ports.value_or(std::vector<PoePort>())) {
+    isUnitThere = isUnitThere || port.unit == schedule.unit;
+  }
+  for (const uint32_t ifNum : schedule.ifNums) {
+    const auto& ports = ground.ports;
+    const bool isThere =
+        !ports || std::any_of(ports->begin(), ports->end(), [&](const PoePort& port) {
+          return port.unit == schedule.unit && port.ifNum == ifNum;
+        });
+    if (!isThere) {
+      missing.push_back(ifNum);
+    }
+    if (ifNum > kMaxSwitchedIfNum) {
+      above.push_back(ifNum);
+    }
+  }
+
+  const std::string unit = "unit " + std::to_string(schedule.unit);
+  if (ground.ports && !isUnitThere) {
+    warnings->push_back({"noUnit", unit + " has no PoE ports, or is not there", ""});
+  } else if (!missing.empty()) {
+    warnings->push_back({"noPort", ground.names.ranges(missing) + ": no PoE port of " + unit, ""});
+  }
+  if (!above.empty()) {
+    warnings->push_back(
+        {"above128",
+         ground.names.ranges(above) + ": the daemon switches no port with an ifNum above 128", ""});
+  }
+}
+
+void checkLength(const Schedule& schedule, ScheduleWarnings* warnings) {
+  const bool isRead = timeOfDay(schedule.startTime.c_str()) && timeOfDay(schedule.endTime.c_str());
+  if (!isTimed(schedule) || !isRead) {
+    return;
+  }
+  const int64_t length = windowMinutes(schedule) * kSecPerMin;
+  const int64_t pauses =
+      schedule.executionMode == EXECUTION_SEQUENTIAL
+          ? static_cast<int64_t>(schedule.ifNums.size()) * std::max(schedule.interPortDelaySec, 0)
+          : 0;
+  if (length == 0) {
+    warnings->push_back({"emptyWindow", "starts and ends in the same minute",
+                         "to change it: " + command(schedule, "--to HH:MM")});
+  } else if (length < pauses) {
+    warnings->push_back({"shortWindow",
+                         "its window of " + secondsText(length) +
+                             " is shorter than the pauses between its " +
+                             counted(schedule.ifNums.size(), "port") + ", " + secondsText(pauses),
+                         "to shorten them: " + command(schedule, "--stagger TIME")});
+  }
+}
+
+// The days that may hold a window without its end: some weeks from the next firing, and the last of
+// its dates.
+std::vector<TickTime> daysToLookAt(const Schedule& schedule, const CheckGround& ground) {
+  std::vector<TickTime> days;
+  const std::optional<Firing> next = nextFiring(schedule, ground.now, ground.zone);
+  if (!next) {
+    return days;
+  }
+  const TickTime first = ground.zone.tickAt(next->at);
+  for (int32_t i = 0; i < kDaysAhead; ++i) {
+    days.push_back(dayAfter(first, i));
+  }
+  if (const std::optional<TickTime> last = dateRead(schedule.endDate.c_str())) {
+    days.push_back(dayAfter(*last, 0));
+  }
+  return days;
+}
+
+std::optional<Firing> firstOf(const std::vector<Firing>& firings, bool isEnd) {
+  const auto found = std::find_if(firings.begin(), firings.end(),
+                                  [isEnd](const Firing& each) { return each.isEnd == isEnd; });
+  return found != firings.end() ? std::make_optional(*found) : std::nullopt;
+}
+
+bool isDisabledIn(const std::vector<Schedule>& all, const Schedule& schedule) {
+  return std::any_of(all.begin(), all.end(), [&schedule](const Schedule& each) {
+    return each.unit == schedule.unit && each.scheduleId == schedule.scheduleId &&
+           each.enabled == 0;
+  });
+}
+
+// Whether another schedule of the unit does then what the window's end would; to a disabled
+// schedule, which is looked at as if it were enabled, the others are, too.
+bool isEndedByAnother(const Schedule& schedule, int64_t at, const TickTime& day,
+                      const CheckGround& ground) {
+  const Act act = schedule.type == ScheduleType::powerOn ? Act::off : Act::on;
+  const bool isDisabled = isDisabledIn(ground.schedules, schedule);
+  for (const Schedule& each : ground.schedules) {
+    const Schedule other = isDisabled ? enabledCopy(each) : each;
+    const bool hasPorts =
+        other.unit == schedule.unit && other.scheduleId != schedule.scheduleId &&
+        std::all_of(schedule.ifNums.begin(), schedule.ifNums.end(), [&](uint32_t ifNum) {
+          return std::count(other.ifNums.begin(), other.ifNums.end(), ifNum) > 0;
+        });
+    for (const Firing& firing :
+         hasPorts ? firingsOn(other, day, ground.zone) : std::vector<Firing>()) {
+      if (firing.at == at && firing.act == act) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// The instant of the window's end on the day after; none where the clock skips it.
+std::optional<int64_t> endOn(const Schedule& schedule, TickTime day, const Zone& zone) {
+  const auto end = timeOfDay(schedule.endTime.c_str());
+  day.hour = end->first;
+  day.minute = end->second;
+  return zone.existingInstantOf(day);
+}
+
+std::string stayText(const Schedule& schedule, int64_t start, const CheckGround& ground) {
+  std::string text = "from " + nearText(start, ground.now, ground.shownZone) + " the ports stay " +
+                     windowState(schedule);
+  TickTime day = dayAfter(ground.zone.tickAt(start), 1);
+  for (int32_t i = 0; i < kDaysAhead; ++i, day = dayAfter(day, 1)) {
+    if (const auto end = firstOf(firingsOn(schedule, day, ground.zone), true)) {
+      return text + " until " + nearText(end->at, ground.now, ground.shownZone);
+    }
+  }
+  return text;
+}
+
+void warnOfMissingEnd(const Schedule& schedule, const TickTime& endDay, int64_t start,
+                      const CheckGround& ground, ScheduleWarnings* warnings) {
+  Schedule undated = schedule;
+  undated.startDate.assign(nullptr);
+  undated.endDate.assign(nullptr);
+  const std::string why = isWithinDates(schedule, endDay)
+                              ? "ends on its own days only (" + daysText(undated) + ")"
+                              : "its last night ends after its last date";
+  const std::string advice = whyNoCompanion(schedule).empty()
+                                 ? "to end it each morning: " + command(schedule, "--companion")
+                                 : "to end it, too: quorin_poectl schedule add --help";
+  warnings->push_back({"noEnd", why + ": " + stayText(schedule, start, ground), advice});
+}
+
+void checkEnd(const Schedule& schedule, const CheckGround& ground, ScheduleWarnings* warnings) {
+  if (!isOverMidnight(schedule)) {
+    return;
+  }
+  for (const TickTime& day : daysToLookAt(schedule, ground)) {
+    const auto start = firstOf(firingsOn(schedule, day, ground.zone), false);
+    const TickTime endDay = dayAfter(day, 1);
+    const auto end = endOn(schedule, endDay, ground.zone);
+    if (!start || !end || firstOf(firingsOn(schedule, endDay, ground.zone), true) ||
+        isEndedByAnother(schedule, *end, endDay, ground)) {
+      continue;
+    }
+    warnOfMissingEnd(schedule, endDay, start->at, ground, warnings);
+    return;
+  }
+}
+
+// The days of the coming year around whose night the clock goes forward.
+std::vector<TickTime> daysWithGap(const Zone& zone, int64_t now) {
+  std::vector<TickTime> days;
+  TickTime noon = dayAfter(zone.tickAt(now), -1);
+  noon.hour = kMinPerDay / kMinPerHour / 2;
+  int64_t before = zone.instantOf(noon);
+  for (int32_t i = 0; i < kDaysPerYear; ++i) {
+    TickTime next = dayAfter(noon, 1);
+    next.hour = noon.hour;
+    const int64_t after = zone.instantOf(next);
+    if (after - before < kSecPerDay) {
+      days.insert(days.end(), {noon, next});
+    }
+    noon = next;
+    before = after;
+  }
+  return days;
+}
+
+// In UTC, which skips no time, the schedule's firings of a day are its local times.
+void checkGap(const Schedule& schedule, const Zone& zone, const std::vector<TickTime>& gapDays,
+              ScheduleWarnings* warnings) {
+  const Zone utc("UTC");
+  for (const TickTime& day : gapDays) {
+    for (const Firing& firing : firingsOn(schedule, dayAfter(day, 0), utc)) {
+      if (zone.existingInstantOf(utc.tickAt(firing.at))) {
+        continue;
+      }
+      const std::string minute = momentText(firing.at, utc);
+      warnings->push_back(
+          {"clockChange",
+           "the clock skips " + minute.substr(0, minute.size() - 3) + ": " +
+               (firing.isEnd ? "the window does not end that day" : "it does not fire that day"),
+           "choose a time outside the hour that is skipped"});
+      return;
+    }
+  }
+}
+
+// A firing, and when the window that it begins ends.
+struct Planned : Firing {
+  int64_t end = 0;
+};
+
+// What a schedule does in the coming weeks, looked up once for the comparison with all others.
+struct Course {
+  const Schedule* schedule = nullptr;
+  std::vector<Planned> firings;
+};
+
+std::vector<Course> coursesOf(const CheckGround& ground) {
+  const TickTime today = ground.zone.tickAt(ground.now);
+  return mapped(ground.schedules, [&](const Schedule& schedule) {
+    Course course{&schedule, {}};
+    for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
+      for (const Firing& each : firingsOn(schedule, dayAfter(today, i), ground.zone)) {
+        course.firings.push_back({each, windowEnd(schedule, each.at, ground.zone)});
+      }
+    }
+    return course;
+  });
+}
+
+bool leavesOn(const Firing& firing) {
+  return firing.act != Act::off;
+}
+
+// Whether the ports are left alone from then on.
+bool isLast(const Firing& firing) {
+  return firing.isEnd || firing.act == Act::restart;
+}
+
+// Of two firings in one minute, an end and the start of a later schedule come in this order; a
+// power_on start and a restart work on threads of their own.
+bool isSettled(const Schedule& starting, const Firing& start, const Schedule& ending,
+               const Firing& end) {
+  return !isLast(start) && end.isEnd && !leavesOn(start) && starting.scheduleId > ending.scheduleId;
+}
+
+// Whether the first schedule's firing undoes what the second one's firing wants.
+bool undoes(const Course& first, const Planned& act, const Course& second, const Planned& wanted) {
+  if (leavesOn(act) == leavesOn(wanted)) {
+    return false;
+  }
+  if (act.at == wanted.at) {
+    return !isSettled(*second.schedule, wanted, *first.schedule, act) &&
+           !isSettled(*first.schedule, act, *second.schedule, wanted);
+  }
+  const bool outlasts = isLast(act) || act.end > wanted.end;
+  return outlasts && !isLast(wanted) && wanted.at < act.at && act.at < wanted.end;
+}
+
+// When the first one's firings, from now on, first undo what the other wants.
+std::optional<int64_t> firstUndoing(const Course& first, const Course& second, int64_t now) {
+  for (const Planned& act : first.firings) {
+    if (act.at < now) {
+      continue;
+    }
+    auto wanted =
+        std::lower_bound(second.firings.begin(), second.firings.end(), act.at - kSecPerDay,
+                         [](const Firing& firing, int64_t instant) { return firing.at < instant; });
+    for (; wanted != second.firings.end() && wanted->at <= act.at; ++wanted) {
+      if (undoes(first, act, second, *wanted)) {
+        return act.at;
+      }
+    }
+  }
+  return std::nullopt;
+}
+
+std::vector<uint32_t> sharedPorts(const Schedule& a, const Schedule& b) {
+  std::vector<uint32_t> shared;
+  for (const uint32_t ifNum : a.ifNums) {
+    if (std::find(b.ifNums.begin(), b.ifNums.end(), ifNum) != b.ifNums.end()) {
+      shared.push_back(ifNum);
+    }
+  }
+  return shared;
+}
+
+void checkFights(const Course& course, const std::vector<Course>& all, const CheckGround& ground,
+                 ScheduleWarnings* warnings) {
+  for (const Course& other : all) {
+    const bool isOther = &other != &course && other.schedule->unit == course.schedule->unit;
+    const std::vector<uint32_t> shared =
+        isOther ? sharedPorts(*course.schedule, *other.schedule) : std::vector<uint32_t>();
+    if (shared.empty()) {
+      continue;
+    }
+    const std::optional<int64_t> one = firstUndoing(course, other, ground.now);
+    const std::optional<int64_t> two = firstUndoing(other, course, ground.now);
+    if (!one && !two) {
+      continue;
+    }
+    const int64_t at = std::min(one.value_or(INT64_MAX), two.value_or(INT64_MAX));
+    warnings->push_back(
+        {"fight",
+         "fights with " + std::to_string(other.schedule->scheduleId) + " " +
+             inQuotes(other.schedule->name.c_str()) + " over " + ground.names.ranges(shared) +
+             ": at " + nearText(at, ground.now, ground.shownZone) + " one wants off, the other on",
+         ""});
+  }
+}
+
+// The schedule's own zone, and the one that is shown, which may be the switch's where TZ is not.
+std::vector<Zone> zonesOf(const CheckGround& ground) {
+  return ground.zone.name() == ground.shownZone.name()
+             ? std::vector<Zone>{ground.zone}
+             : std::vector<Zone>{ground.zone, ground.shownZone};
+}
+
+}  // namespace
+
+std::vector<ScheduleWarnings> checkSchedules(const CheckGround& ground) {
+  std::vector<ScheduleWarnings> all;
+  const std::vector<Course> courses = coursesOf(ground);
+  const std::vector<Zone> zones = zonesOf(ground);
+  const auto gapDays =
+      mapped(zones, [&ground](const Zone& zone) { return daysWithGap(zone, ground.now); });
+
+  for (const Course& course : courses) {
+    const Schedule schedule = enabledCopy(*course.schedule);
+    ScheduleWarnings warnings;
+    checkTimes(schedule, ground, &warnings);
+    checkPorts(schedule, ground, &warnings);
+    checkLength(schedule, &warnings);
+    checkEnd(schedule, ground, &warnings);
+    for (size_t i = 0; i < zones.size(); ++i) {
+      checkGap(schedule, zones[i], gapDays[i], &warnings);
+    }
+    checkFights(course, courses, ground, &warnings);
+    all.push_back(std::move(warnings));
+  }
+  return all;
+}
+
+std::string whyUseless(const Schedule& schedule, int64_t now, const Zone& zone) {
+  const Schedule enabled = enabledCopy(schedule);
+  std::string time = unreadableTime(enabled);
+  if (!time.empty()) {
+    return time;
+  }
+  const bool acts = nextFiring(enabled, now, zone) || isAllDayDue(enabled, now, zone);
+  return acts ? "" : whyNever(enabled, now, zone);
+}

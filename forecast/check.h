@@ -1,0 +1,42 @@
+// What of schedules will not happen as one expects.
+#ifndef QUORIN_FORECAST_CHECK_H
+#define QUORIN_FORECAST_CHECK_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "api/records.h"
+#include "cli/times.h"
+#include "forecast/companion.h"
+
+// What schedules are looked at with.
+struct CheckGround {
+  // Of whole units: each is compared with the others of its unit.
+  const std::vector<Schedule>& schedules;
+  std::optional<std::vector<PoePort>> ports;  // none: not known, and nothing is said about them
+  const PortNames& names;
+  int64_t now = 0;
+  Zone zone;       // by which schedules go
+  Zone shownZone;  // in which instants are shown
+};
+
+struct ScheduleWarning {
+  // "never", "badTime", "badDate", "noEnd", "noUnit", "noPort", "above128", "shortWindow",
+  // "emptyWindow", "clockChange" or "fight".
+  const char* kind;
+  std::string text;    // not escaped
+  std::string advice;  // "to end it each morning: quorin_poectl ..."; may be empty
+};
+using ScheduleWarnings = std::vector<ScheduleWarning>;
+
+// The warnings of each schedule, in their order. A disabled one is looked at as if it were enabled,
+// but fights with none.
+std::vector<ScheduleWarnings> checkSchedules(const CheckGround& ground);
+
+// Why the schedule, were it enabled, would never do what it says: never act, or never start or end
+// its window. Empty for one that does.
+std::string whyUseless(const Schedule& schedule, int64_t now, const Zone& zone);
+
+#endif

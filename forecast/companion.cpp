@@ -1,0 +1,114 @@
+#include "forecast/companion.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "forecast/firings.h"
+
+namespace {
+
+constexpr const char* kSuffix = " (morning after)";
+constexpr const char* kMidnight = "00:00";
+constexpr int32_t kDaysPerWeek = 7;
+constexpr size_t kMaxCompanionedNameBytes = 47;  // a longer one has no room for the suffix
+
+// A text without a date in it is kept: the daemon takes it for no bound in both schedules.
+std::string nextDate(const char* text) {
+  const std::optional<TickTime> date = dateRead(text);
+  if (!date) {
+    return text;
+  }
+  const TickTime next = dayAfter(*date, 1);
+  char shown[40];
+  snprintf(shown, sizeof shown, "%04d-%02d-%02d", next.year, next.month, next.day);
+  return shown;
+}
+
+template <typename Element>
+bool containsAll(const std::vector<Element>& all, const std::vector<Element>& some) {
+  return std::all_of(some.begin(), some.end(), [&all](const Element& each) {
+    return std::find(all.begin(), all.end(), each) != all.end();
+  });
+}
+
+}  // namespace
+
+bool isOverMidnight(const Schedule& schedule) {
+  const auto start = timeOfDay(schedule.startTime.c_str());
+  const auto end = timeOfDay(schedule.endTime.c_str());
+  return isWindowType(schedule.type) && schedule.allDay == 0 && start && end && *end < *start;
+}
+
+std::string whyNoCompanion(const Schedule& schedule) {
+  if (!isOverMidnight(schedule)) {
+    return "it does not end on the day after its start";
+  }
+  if (schedule.recurrence == Recurrence::daily && schedule.endDate.empty()) {
+    return "it ends every morning itself";
+  }
+  if (schedule.recurrence != Recurrence::weekly && schedule.recurrence != Recurrence::daily) {
+    return "the days after those of a month are not the same every month";
+  }
+  // The companion would begin and end in one minute, where these two may come in any order.
+  if (schedule.type == ScheduleType::powerOn &&
+      timeOfDay(schedule.endTime.c_str()) == timeOfDay(kMidnight)) {
+    return "a window that powers on cannot be ended at 00:00 by another: let it end at 00:01";
+  }
+  if (strlen(schedule.name.c_str()) > kMaxCompanionedNameBytes) {
+    return "its name is longer than 47 bytes";
+  }
+  return "";
+}
+
+std::string companionName(const Schedule& schedule) {
+  return std::string(schedule.name.c_str()) + kSuffix;
+}
+
+Schedule companionOf(const Schedule& schedule) {
+  Schedule companion = schedule;
+  companion.scheduleId = 0;
+  companion.name.assign(companionName(schedule).c_str());
+  companion.startTime.assign(kMidnight);
+  companion.startDate.assign(nextDate(schedule.startDate.c_str()).c_str());
+  companion.endDate.assign(nextDate(schedule.endDate.c_str()).c_str());
+  for (int32_t& day : companion.days) {
+    day = day % kDaysPerWeek + 1;
+  }
+  std::sort(companion.days.begin(), companion.days.end());
+  return companion;
+}
+
+bool isCompanion(const Schedule& other, const Schedule& schedule) {
+  if (!whyNoCompanion(schedule).empty() || other.enabled == 0 || other.unit != schedule.unit) {
+    return false;
+  }
+  const Schedule wanted = companionOf(schedule);
+  return strcmp(other.name.c_str(), wanted.name.c_str()) == 0 && other.type == wanted.type &&
+         other.allDay == 0 && other.recurrence == wanted.recurrence &&
+         timeOfDay(other.startTime.c_str()) == timeOfDay(wanted.startTime.c_str()) &&
+         timeOfDay(other.endTime.c_str()) == timeOfDay(wanted.endTime.c_str()) &&
+         containsAll(other.days, wanted.days) && containsAll(other.ifNums, wanted.ifNums);
+}
+
+const Schedule* companionAmong(const std::vector<Schedule>& all, const Schedule& schedule) {
+  const Schedule* other = companionNamed(all, schedule);
+  return other != nullptr && isCompanion(*other, schedule) ? other : nullptr;
+}
+
+const Schedule* companionNamed(const std::vector<Schedule>& all, const Schedule& schedule) {
+  for (const Schedule& other : all) {
+    if (other.unit == schedule.unit && other.name.c_str() == companionName(schedule)) {
+      return &other;
+    }
+  }
+  return nullptr;
+}
+
+std::optional<TickTime> dateRead(const char* text) {
+  TickTime date;
+  if (sscanf(text, "%d-%d-%d", &date.year, &date.month, &date.day) != 3) {
+    return std::nullopt;
+  }
+  return date;
+}

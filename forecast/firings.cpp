@@ -1,0 +1,185 @@
+#include "forecast/firings.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "cli/mapped.h"
+#include "cli/text.h"
+#include "rules/due_firings.h"
+
+namespace {
+
+constexpr int32_t kDaysPerYear = 366;
+
+// A day's minute that could be one of the schedule's.
+TickTime minuteOf(const TickTime& day, int32_t hour, int32_t minute) {
+  TickTime tick = day;
+  tick.hour = hour;
+  tick.minute = minute;
+  tick.second = 0;
+  return tick;
+}
+
+bool appliesOn(const Schedule& schedule, const TickTime& day) {
+  const int32_t wanted = recurrenceDay(schedule.recurrence, day);
+  return wanted == 0 ||
+         std::find(schedule.days.begin(), schedule.days.end(), wanted) != schedule.days.end();
+}
+
+// In the order of the minute's work.
+bool isAllDay(const Schedule& schedule) {
+  return isWindowType(schedule.type) && schedule.allDay != 0;
+}
+
+std::vector<Firing> actsOf(const Schedule& schedule, const DueFirings& due, int64_t at) {
+  const Act start = schedule.type == ScheduleType::powerOn ? Act::on : Act::off;
+  const Act end = start == Act::on ? Act::off : Act::on;
+  std::vector<Firing> firings;
+  if (due.windowStart || due.allDay) {
+    firings.push_back({at, start, false});
+  }
+  if (due.windowEnd) {
+    firings.push_back({at, end, true});
+  }
+  if (due.restart) {
+    firings.push_back({at, Act::restart, false});
+  }
+  return firings;
+}
+
+// The minutes of the day in which something may be due, without repeats.
+std::vector<TickTime> candidates(const Schedule& schedule, const TickTime& day, const Zone& zone) {
+  if (isAllDay(schedule)) {
+    return {zone.tickAt(zone.instantOf(minuteOf(day, 0, 0)))};
+  }
+  std::vector<std::pair<int32_t, int32_t>> times;
+  for (const char* text :
+       {schedule.startTime.c_str(), schedule.endTime.c_str(), schedule.restartTime.c_str()}) {
+    const auto time = timeOfDay(text);
+    if (time && std::find(times.begin(), times.end(), *time) == times.end()) {
+      times.push_back(*time);
+    }
+  }
+  std::sort(times.begin(), times.end());
+
+  return mapped(times, [&day](const auto& time) { return minuteOf(day, time.first, time.second); });
+}
+
+bool hasReadableTime(const Schedule& schedule) {
+  return schedule.allDay != 0 || timeOfDay(schedule.startTime.c_str()) ||
+         timeOfDay(schedule.endTime.c_str()) || timeOfDay(schedule.restartTime.c_str());
+}
+
+std::string badTime(const Schedule& schedule) {
+  const bool isRestart = schedule.type == ScheduleType::restart;
+  const char* text = isRestart ? schedule.restartTime.c_str() : schedule.startTime.c_str();
+  return inQuotes(text) + " is not a time of day";
+}
+
+// Of dates as the daemon reads them: a day on which the end has passed is outside for good.
+bool isOver(const Schedule& schedule, const TickTime& today) {
+  Schedule endOnly = schedule;
+  endOnly.startDate.assign(nullptr);
+  return !isWithinDates(endOnly, today);
+}
+
+}  // namespace
+
+const char* actText(Act act) {
+  return act == Act::off ? "off" : act == Act::on ? "on" : "restart";
+}
+
+std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text) {
+  TickTime tick;
+  const bool isRead = sscanf(text, "%d:%d", &tick.hour, &tick.minute) == 2;
+  if (!isRead || !isTimeOfDay(text, tick)) {
+    return std::nullopt;
+  }
+  return std::pair(tick.hour, tick.minute);
+}
+
+int64_t windowEnd(const Schedule& schedule, int64_t start, const Zone& zone) {
+  const TickTime day = zone.tickAt(start);
+  if (isAllDay(schedule)) {
+    return zone.instantOf(dayAfter(day, 1));
+  }
+  const auto end = timeOfDay(schedule.endTime.c_str());
+  if (!end) {
+    return start;
+  }
+  const bool isNextDay = *end < std::pair(day.hour, day.minute);
+  return zone.instantOf(minuteOf(dayAfter(day, isNextDay ? 1 : 0), end->first, end->second));
+}
+
+std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, const Zone& zone) {
+  std::vector<Firing> firings;
+  if (!appliesOn(schedule, day)) {
+    return firings;
+  }
+  for (const TickTime& minute : candidates(schedule, day, zone)) {
+    const DueFirings due = scheduleDue(schedule, minute);
+    const std::optional<int64_t> at = due.any() ? zone.existingInstantOf(minute) : std::nullopt;
+    if (at) {
+      const std::vector<Firing> acts = actsOf(schedule, due, *at);
+      firings.insert(firings.end(), acts.begin(), acts.end());
+    }
+  }
+  return firings;
+}
+
+std::optional<Firing> nextFiring(const Schedule& schedule, int64_t after, const Zone& zone) {
+  if (schedule.enabled == 0 || !hasReadableTime(schedule)) {
+    return std::nullopt;
+  }
+  TickTime day = dayAfter(zone.tickAt(after), 0);
+  for (int32_t i = 0; i < kFiringYears * kDaysPerYear && !isOver(schedule, day); ++i) {
+    for (const Firing& firing : firingsOn(schedule, day, zone)) {
+      if (firing.at > after) {
+        return firing;
+      }
+    }
+    day = dayAfter(day, 1);
+  }
+  return std::nullopt;
+}
+
+std::string whyNever(const Schedule& schedule, int64_t now, const Zone& zone) {
+  if (schedule.enabled == 0) {
+    return "disabled";
+  }
+  if (schedule.recurrence != Recurrence::daily && schedule.days.empty()) {
+    return "it has no days";
+  }
+  if (!hasReadableTime(schedule)) {
+    return badTime(schedule);
+  }
+  if (isOver(schedule, zone.tickAt(now))) {
+    return std::string("its dates ended on ") + schedule.endDate.c_str();
+  }
+  const std::vector<Firing> today = firingsOn(schedule, zone.tickAt(now), zone);
+  if (!today.empty()) {
+    const TickTime last = zone.tickAt(today.back().at);
+    char text[64];
+    snprintf(text, sizeof text, "its last time was today at %02d:%02d", last.hour, last.minute);
+    return isAllDay(schedule) ? "today is its last day" : text;
+  }
+  return "no day of its dates is one of its days";
+}
+
+bool isAllDayDue(const Schedule& schedule, int64_t now, const Zone& zone) {
+  return isAllDay(schedule) && !firingsOn(schedule, zone.tickAt(now), zone).empty();
+}
+
+TickTime dayAfter(const TickTime& day, int32_t days) {
+  tm calendar{};
+  calendar.tm_year = day.year - 1900;
+  calendar.tm_mon = day.month - 1;
+  calendar.tm_mday = day.day + days;
+  timegm(&calendar);
+  TickTime other;
+  other.year = calendar.tm_year + 1900;
+  other.month = calendar.tm_mon + 1;
+  other.day = calendar.tm_mday;
+  other.weekday = calendar.tm_wday;
+  return other;
+}

@@ -1,0 +1,178 @@
+#include "forecast/port_course.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+
+namespace {
+
+constexpr int64_t kSecPerMin = 60;
+// How far a dark time may be from what it was meant to be: in a lab's clock, which is in a hurry, a
+// moment of this system is seconds, the more so the longer the dark time, and each pause between
+// ports takes such a moment too long.
+constexpr int64_t kMaxJitterSec = 15;
+constexpr int64_t kMaxJitterParts = 10;  // a tenth of the dark time
+constexpr int64_t kMaxJitterSecPerPause = 3;
+
+// Of a schedule one window is open at most: that which began last.
+void noteFiring(const Upcoming& upcoming, const Zone& zone, std::vector<Window>* windows) {
+  const auto& [firing, schedule] = upcoming;
+  if (firing.act == Act::restart) {
+    return;
+  }
+  const auto isSame = [each = schedule](const Window& other) { return other.schedule == each; };
+  windows->erase(std::remove_if(windows->begin(), windows->end(), isSame), windows->end());
+  if (!firing.isEnd) {
+    windows->push_back({schedule, firing.act, firing.at, windowEnd(*schedule, firing.at, zone)});
+  }
+}
+
+}  // namespace
+
+int64_t minuteOf(int64_t instant) {
+  return instant / kSecPerMin;
+}
+
+ModeWalk::ModeWalk(const Rehearsal& rehearsal, const Zone& zone) : zone_(zone) {
+  const std::vector<Upcoming> earlier = firingsWithin(
+      rehearsal.schedules, rehearsal.from - kFiringMemorySec, rehearsal.from - 1, zone);
+  std::vector<Window> windows;
+  for (const Upcoming& each : earlier) {
+    noteFiring(each, zone, &windows);
+  }
+  for (const SensorPort& sensor : rehearsal.before) {
+    PortState& port = ports_[{sensor.unit, sensor.ifNum}];
+    port.isOn = sensor.isOn();
+    std::copy_if(windows.begin(), windows.end(), std::back_inserter(port.windows),
+                 [&sensor](const Window& each) { return actsOn(*each.schedule, sensor); });
+    if (!port.isOn) {
+      port.dark = {{sensor.unit, sensor.ifNum}, rehearsal.from, std::nullopt, nullptr, true};
+      for (const Upcoming& each : earlier) {
+        const bool isOff = each.firing.act == Act::off && actsOn(*each.schedule, sensor);
+        port.dark.schedule = isOff ? each.schedule : port.dark.schedule;
+      }
+    }
+  }
+}
+
+void ModeWalk::pass(const PortAct& act, const Foretold* cause) {
+  const auto found = ports_.find({act.unit, act.ifNum});
+  if (act.isRefused || found == ports_.end()) {
+    return;
+  }
+  PortState& port = found->second;
+  if (cause != nullptr && cause->schedule != nullptr) {
+    noteFiring({cause->firing, cause->schedule}, zone_, &port.windows);
+  }
+  if (act.act == Act::restart && port.isOn) {
+    changes_[changeOf(act, cause, Act::restart)].darkSec = 0;
+  } else if (act.act == Act::off && port.isOn) {
+    noteUndoing(act, cause, &port);
+    switchOff(act, cause, &port);
+  } else if (act.act == Act::on && !port.isOn) {
+    noteUndoing(act, cause, &port);
+    switchOn(act, cause, &port);
+  }
+}
+
+std::vector<Undoing> ModeWalk::undoings() const {
+  std::vector<Undoing> all;
+  for (const auto& [where, port] : ports_) {
+    all.insert(all.end(), port.undoings.begin(), port.undoings.end());
+  }
+  return all;
+}
+
+std::vector<DarkStretch> ModeWalk::darkStretches() const {
+  std::vector<DarkStretch> all = dark_;
+  for (const auto& [where, port] : ports_) {
+    if (!port.isOn) {
+      all.push_back(port.dark);
+    }
+  }
+  return all;
+}
+
+// Whether the act switches the port on after the restart that switched it off.
+bool ModeWalk::endsRestart(const Foretold* cause, const PortState& port) {
+  return cause != nullptr && cause->isSecondHalf && port.restart != nullptr &&
+         port.restart->schedule == cause->schedule && port.restart->firing.at == cause->firing.at;
+}
+
+// The port changes its mode. A restart's first half does so for a moment only; of a port that was
+// on its second half undoes nothing but windows that have begun meanwhile. Who undid what a window
+// wants can put it back, as the end of a window within that window does.
+void ModeWalk::noteUndoing(const PortAct& act, const Foretold* cause, PortState* port) {
+  const bool isMomentary =
+      cause != nullptr && cause->firing.act == Act::restart && !cause->isSecondHalf;
+  if (cause == nullptr || isMomentary) {
+    return;
+  }
+  std::vector<Undoing>& undoings = port->undoings;
+  const auto isPutBack = [&act, cause](const Undoing& each) {
+    return each.undoer == cause->schedule && each.window.act == act.act &&
+           act.at < each.window.until;
+  };
+  undoings.erase(std::remove_if(undoings.begin(), undoings.end(), isPutBack), undoings.end());
+
+  // Of several windows that want the same the one that lasts longest stands for all.
+  const int64_t since = endsRestart(cause, *port) ? minuteOf(port->dark.from) : 0;
+  const Window* undone = nullptr;
+  for (const Window& window : port->windows) {
+    const bool isOpen = minuteOf(window.from) >= since && act.at < window.until;
+    const bool isLonger = undone == nullptr || window.until > undone->until;
+    undone = isOpen && isLonger && window.act != act.act ? &window : undone;
+  }
+  if (undone != nullptr) {
+    undoings.push_back({{act.unit, act.ifNum}, act.at, *undone, cause->schedule});
+  }
+}
+
+void ModeWalk::switchOff(const PortAct& act, const Foretold* cause, PortState* port) {
+  port->isOn = false;
+  port->dark = {{act.unit, act.ifNum},
+                act.at,
+                std::nullopt,
+                cause != nullptr ? cause->schedule : nullptr,
+                false};
+  const bool isRestart = cause != nullptr && cause->firing.act == Act::restart;
+  port->change = changeOf(act, cause, isRestart ? Act::restart : Act::off);
+  port->restart = isRestart ? cause : nullptr;
+}
+
+// As it was meant, where a lab's clock makes the difference.
+int64_t ModeWalk::darkOf(const PortState& port, const PortAct& back, const Foretold& cause) {
+  const int64_t meant = cause.at - cause.firing.at;
+  const int64_t was = back.at - port.dark.from;
+  const int64_t maxJitter =
+      kMaxJitterSec + meant / kMaxJitterParts + kMaxJitterSecPerPause * cause.pauses;
+  return std::abs(was - meant) <= maxJitter ? meant : was;
+}
+
+// A restart that switches on what it has switched off is one change.
+void ModeWalk::switchOn(const PortAct& act, const Foretold* cause, PortState* port) {
+  port->isOn = true;
+  port->dark.until = act.at;
+  dark_.push_back(port->dark);
+  if (endsRestart(cause, *port)) {
+    std::optional<int64_t>& darkSec = changes_[port->change].darkSec;
+    darkSec = std::max(darkSec.value_or(0), darkOf(*port, act, *cause));
+  } else {
+    changeOf(act, cause, Act::on);
+  }
+  port->restart = nullptr;
+}
+
+// The change that the act belongs to, which has its port now.
+size_t ModeWalk::changeOf(const PortAct& act, const Foretold* cause, Act shown) {
+  const Schedule* schedule = cause != nullptr ? cause->schedule : nullptr;
+  const bool isBootDelay = cause != nullptr && schedule == nullptr;
+  const bool isEnd = cause != nullptr && cause->firing.isEnd;
+  const std::tuple key(minuteOf(act.at), act.unit, schedule, isBootDelay, isEnd, shown);
+  const auto [place, isNew] = places_.emplace(key, changes_.size());
+  if (isNew) {
+    changes_.push_back({act.at, shown, isEnd, act.unit, {}, schedule, isBootDelay, std::nullopt});
+  }
+  changes_[place->second].ifNums.push_back(act.ifNum);
+  return place->second;
+}

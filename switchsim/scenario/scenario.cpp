@@ -1,0 +1,172 @@
+#include "switchsim/scenario/scenario.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <sstream>
+
+#include "cli/text.h"
+#include "cli/times.h"
+#include "switchsim/view/view.h"
+
+namespace switchsim {
+namespace {
+
+constexpr const char* kBlanks = " \t\r";
+// The commands that happen to a switch. The others make one, look at it or go on for ever.
+constexpr const char* kEventCommands[] = {"set", "device", "priority", "fault", "server", "clock"};
+
+using Words = std::vector<std::string>;
+
+std::vector<std::string> states() {
+  std::vector<std::string> names = {"on"};
+  PortView port;
+  port.poe = true;
+  for (port.status = kDisabled; port.status <= kOff; ++port.status) {
+    names.emplace_back(stateName(port));
+  }
+  return names;
+}
+
+std::optional<int64_t> secondsOfDay(const std::string& text) {
+  struct tm time = {};
+  for (const char* format : {"%H:%M:%S", "%H:%M"}) {
+    const char* end = strptime(text.c_str(), format, &time);
+    if (end != nullptr && *end == '\0' && time.tm_sec < 60) {
+      return time.tm_hour * 3600 + time.tm_min * 60 + time.tm_sec;
+    }
+  }
+  return std::nullopt;
+}
+
+// Takes the time off the words. What is wrong with it; empty: nothing.
+std::string takeTime(Words* words, Event* event) {
+  const std::string first = words->front();
+  if (first == "at") {
+    event->atSec = words->size() > 1 ? secondsOfDay((*words)[1]) : std::nullopt;
+    words->erase(words->begin(), words->begin() + (words->size() > 1 ? 2 : 1));
+    return event->atSec ? "" : "at needs a time of day, HH:MM or HH:MM:SS";
+  }
+  if (first[0] != '+') {
+    return "";
+  }
+
+  const std::optional<int64_t> afterMs = parseDurationMs(first.substr(1));
+  words->erase(words->begin());
+  event->afterMs = afterMs.value_or(0);
+  return afterMs ? "" : first + " is no duration such as +5s, +500ms or +2m";
+}
+
+std::string readExpectation(const Words& words, Event* event) {
+  if (words.size() != 3 && (words.size() != 5 || words[3] != "within")) {
+    return "what is expected is written expect PORT STATE [within DURATION]";
+  }
+  const std::vector<std::string> known = states();
+  if (std::find(known.begin(), known.end(), words[2]) == known.end()) {
+    return words[2] + " is no state of a port; there are " + joined(known, ", ");
+  }
+
+  event->expectation = Expectation{words[1], words[2]};
+  if (words.size() == 5) {
+    const std::optional<int64_t> withinMs = parseDurationMs(words[4]);
+    event->expectation->withinMs = withinMs.value_or(0);
+    return withinMs ? "" : words[4] + " is no duration such as 10s";
+  }
+  return "";
+}
+
+std::string readCommand(const Words& words, const CommandReader& read, Event* event) {
+  const bool isKnown = std::find(std::begin(kEventCommands), std::end(kEventCommands), words[0]) !=
+                       std::end(kEventCommands);
+  if (!isKnown) {
+    return words[0] + " is no event; there are expect, " +
+           joined({std::begin(kEventCommands), std::end(kEventCommands)}, ", ");
+  }
+
+  event->setsClock = words[0] == "clock";
+  return read(words, &event->action);
+}
+
+// What is wrong with the line; empty: nothing.
+std::string readEvent(Words words, const CommandReader& read, Event* event) {
+  std::string mistake = takeTime(&words, event);
+  if (!mistake.empty() || words.empty()) {
+    return mistake;
+  }
+  return words[0] == "expect" ? readExpectation(words, event) : readCommand(words, read, event);
+}
+
+std::string trimmed(const std::string& text) {
+  const size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+  return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+// Reads a shell word from the place on, up to an unquoted blank. False where a quote stays open.
+bool readWord(const std::string& line, size_t* at, std::string* word) {
+  char quote = 0;
+  for (; *at < line.size(); ++*at) {
+    const char sign = line[*at];
+    if (sign == '\\' && quote != '\'') {
+      if (++*at == line.size()) {
+        return false;
+      }
+      *word += line[*at];
+    } else if (quote != 0 ? sign == quote : sign == '\'' || sign == '"') {
+      quote = quote != 0 ? '\0' : sign;
+    } else if (quote == 0 && std::string(kBlanks).find(sign) != std::string::npos) {
+      return true;
+    } else {
+      *word += sign;
+    }
+  }
+  return quote == 0;
+}
+
+// The words of a line, split and unquoted as a shell does, up to a comment, which is cut off; none
+// where a quote is not closed.
+std::optional<Words> takeWords(std::string* line) {
+  Words words;
+  size_t at = 0;
+  while ((at = line->find_first_not_of(kBlanks, at)) != std::string::npos && (*line)[at] != '#') {
+    words.emplace_back();
+    if (!readWord(*line, &at, &words.back())) {
+      return std::nullopt;
+    }
+  }
+  line->resize(std::min(at, line->size()));
+  return words;
+}
+
+}  // namespace
+
+Scenario readScenario(const std::string& text, const CommandReader& readCommand) {
+  Scenario scenario;
+  std::istringstream lines(text);
+  size_t number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++number;
+    const std::optional<Words> words = takeWords(&line);
+    if (words && words->empty()) {
+      continue;
+    }
+
+    Event event;
+    event.line = number;
+    event.text = trimmed(line);
+    const std::string mistake =
+        words ? readEvent(*words, readCommand, &event) : "a quote is not closed";
+    if (mistake.empty()) {
+      scenario.events.push_back(std::move(event));
+    } else {
+      scenario.mistakes.push_back({number, mistake});
+    }
+  }
+  return scenario;
+}
+
+bool isInState(const PortView& port, const std::string& state) {
+  return port.poe && (state == stateName(port) || (state == "on" && port.adminOn) ||
+                      (state == "off" && !port.adminOn));
+}
+
+}  // namespace switchsim
