@@ -9,8 +9,9 @@ The answer is what the daemon sent, as it stands.
   {"ok":true,"result":{"delaySec":0,"executionMode":"simultaneous","interPortDelaySec":0}}
   $ quorin_poectl call schedule.list '{"unit":1}'
   {"ok":true,"result":{"schedules":[]}}
-  $ quorin_poectl call schedule.create '{"unit":1,"schedule":{"name":"night","scheduleType":"restart",
-  > "recurrence":"daily","restartTime":"03:30","offTimeSec":5,"ifNums":[1]}}' | json
+  $ quorin_poectl call schedule.create '{"unit":1,"schedule":{"name":"night",
+  > "scheduleType":"restart","recurrence":"daily","restartTime":"03:30","offTimeSec":5,
+  > "ifNums":[1]}}'
   {"ok":true,"result":{"scheduleId":1,"name":"night","scheduleType":"restart","recurrence":"daily","ifNums":[1],"restartTime":"03:30","offTimeSec":5,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active"}}
 
 What the daemon refuses is told in its words and in ours.

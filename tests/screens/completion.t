@@ -28,7 +28,8 @@ The script itself, tried as a shell would: the last word is what is completed.
   > COMP_CWORD=$(($# - 1))
   > COMP_LINE="$*"
   > COMP_POINT=${#COMP_LINE}
-  > $(complete -p quorin_poectl | sed 's/.*-F \([^ ]*\).*/\1/') quorin_poectl "${@: -1}" "${@: -2:1}"
+  > completer=$(complete -p quorin_poectl | sed 's/.*-F \([^ ]*\).*/\1/')
+  > "$completer" quorin_poectl "${@: -1}" "${@: -2:1}"
   > printf '%s\n' "${COMPREPLY[@]}"
   > END
   $ bash complete quorin_poectl st

@@ -9,6 +9,9 @@
 # the log have the time of the lab's daemon, which runs on; it must not be two minutes ahead, for
 # then the client warns of it.
 
+# The folder of a screen is removed with it.
+: "${CRAMTMP:?cram runs what sources this}"
+
 PATH="${SCREENS_BIN:-$TESTDIR/../../build/sim/bin}:$PATH"
 HOME="$PWD"
 TZ=Europe/Berlin

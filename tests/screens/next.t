@@ -7,9 +7,11 @@ What schedules are going to do: `quorin_poectl next`.
 
 Each firing in its turn, also the ends of windows.
 
-  $ quorin_poectl --quiet schedule add night --off 1/0/5-8 --from 22:00 --to 06:00 --weekly mon-fri >out
+  $ quorin_poectl --quiet schedule add night --off 1/0/5-8 --from 22:00 --to 06:00 \
+  >   --weekly mon-fri >out
   $ quorin_poectl --quiet schedule add cameras --restart 2/0/1-3 --at 03:30 >out
-  $ quorin_poectl --quiet schedule add fair --on 1/0/20 --all-day --dates 2026-03-07..2026-03-08 >out
+  $ quorin_poectl --quiet schedule add fair --on 1/0/20 --all-day \
+  >   --dates 2026-03-07..2026-03-08 >out
   $ quorin_poectl --quiet schedule add spare --restart 1/0/23 --at 12:00 --disabled >out
   $ quorin_poectl next --count 4
   WHEN       IN           ACT       PORTS    UNIT  SCHEDULE
@@ -42,7 +44,8 @@ Those of one schedule or of one unit; a schedule that rests does nothing.
 
 The night in which clocks are put forward has no 02:30.
 
-  $ quorin_poectl --quiet schedule add spring --restart 1/0/1 --at 02:30 --dates 2026-03-28..2026-03-30 >out
+  $ quorin_poectl --quiet schedule add spring --restart 1/0/1 --at 02:30 \
+  >   --dates 2026-03-28..2026-03-30 >out
   $ quorin_poectl next spring
   WHEN                  IN         ACT      PORTS  UNIT  SCHEDULE
   Sat 2026-03-28 02:30  24 d 18 h  restart  1/0/1     1  5 "spring"

@@ -30,7 +30,8 @@ The first thing that is not so ends it.
 
 Lines that cannot be read are all told before anything is done.
 
-  $ printf 'set 1/0/2 on\nexpct 1/0/1 on\nat 25:00 set 1/0/1 on\nset 1/0/1\ndevice "1/0/1\n' >bad.scenario
+  $ printf '%s\n' 'set 1/0/2 on' 'expct 1/0/1 on' 'at 25:00 set 1/0/1 on' 'set 1/0/1' \
+  >   'device "1/0/1' >bad.scenario
   $ switchsim play bad.scenario
   bad.scenario:2: expct is no event; there are expect, set, device, priority, fault, server, clock
   bad.scenario:3: at needs a time of day, HH:MM or HH:MM:SS

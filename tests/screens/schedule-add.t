@@ -8,7 +8,8 @@ moment when it acts next.
 
   $ quorin_poectl schedule add night --off 1/0/1-4 --from 22:00 --to 06:00
   added 1 "night" of unit 1: off 22:00-06:00 daily, 1/0/1-4; next off Tue 22:00, in 14 h
-  $ quorin_poectl schedule add shop --on 1/0/13,1/0/15-16 --from 18:00 --to 21:55 --weekly sat,mon-wed
+  $ quorin_poectl schedule add shop --on 1/0/13,1/0/15-16 --from 18:00 --to 21:55 \
+  >   --weekly sat,mon-wed
   added 2 "shop" of unit 1: on 18:00-21:55 mon-wed,sat, 1/0/13,1/0/15-16; next on Tue 18:00, in 10 h
   $ quorin_poectl schedule add cameras --restart 2/0/1-3 --at 03:30 --off-time 1m --stagger 5s
   added 3 "cameras" of unit 2: restart 03:30 daily, 2/0/1-3; next restart Wed 03:30, in 19 h 30 min
@@ -50,7 +51,8 @@ warned of. With `--companion` a second schedule ends the last night.
   added 7 "office" of unit 1: off 20:00-07:00 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
   quorin_poectl: warning: 7 "office" of unit 1: ends on its own days only (mon-fri): from Fri 20:00 the ports stay off until Mon 07:00
     to end it each morning: quorin_poectl schedule set 7 --companion
-  $ quorin_poectl schedule add lobby --off 1/0/7 --from 20:00 --to 07:00 --weekly mon-fri --companion
+  $ quorin_poectl schedule add lobby --off 1/0/7 --from 20:00 --to 07:00 --weekly mon-fri \
+  >   --companion
   added 8 "lobby" of unit 1: off 20:00-07:00 mon-fri, 1/0/7; next off Tue 20:00, in 12 h
   added 9 "lobby (morning after)" of unit 1: off 00:00-07:00 tue-sat, 1/0/7; next off Wed 00:00, in 16 h
 
@@ -59,7 +61,8 @@ What would never fire is not stored, but with `--force`.
   $ quorin_poectl schedule add gone --restart 1/0/10 --at 12:00 --dates 2025-01-01..2025-12-31
   quorin_poectl: the daemon would store "gone", but its dates ended on 2025-12-31. To store it all the same: --force
   [2]
-  $ quorin_poectl schedule add gone --restart 1/0/10 --at 12:00 --dates 2025-01-01..2025-12-31 --force
+  $ quorin_poectl schedule add gone --restart 1/0/10 --at 12:00 --dates 2025-01-01..2025-12-31 \
+  >   --force
   added 10 "gone" of unit 1: restart 12:00 daily 2025-01-01..2025-12-31, 1/0/10; never: its dates ended on 2025-12-31
 
 What is missing, what does not go together, and what cannot be read.

@@ -11,8 +11,10 @@ Where all is well there is nothing to say.
 Windows that stay open over the weekend, dates that are over, schedules that fight over a port, a
 time that a night in spring skips: each is told, and the exit status is 1.
 
-  $ quorin_poectl --quiet schedule add office --off 1/0/6 --from 20:00 --to 07:00 --weekly mon-fri >out
-  $ quorin_poectl --quiet schedule add fair --on 1/0/7 --from 08:00 --to 18:00 --dates ..2025-12-31 --force >out
+  $ quorin_poectl --quiet schedule add office --off 1/0/6 --from 20:00 --to 07:00 \
+  >   --weekly mon-fri >out
+  $ quorin_poectl --quiet schedule add fair --on 1/0/7 --from 08:00 --to 18:00 \
+  >   --dates ..2025-12-31 --force >out
   $ quorin_poectl --quiet schedule add guard --on 1/0/6 --from 20:00 --to 22:00 >out
   $ quorin_poectl --quiet schedule add cameras --restart 2/0/1 --at 02:30 >out
   $ quorin_poectl schedule check

@@ -4,7 +4,8 @@ Schedules that change or go: `quorin_poectl schedule set`, `enable`, `disable` a
   $ begin_lab --units 2
   $ quorin_poectl schedule add night --off 1/0/1-4 --from 22:00 --to 06:00 >out
   $ quorin_poectl schedule add cameras --restart 2/0/1-3 --at 03:30 >out
-  $ quorin_poectl schedule add office --off 1/0/6 --from 20:00 --to 07:00 --weekly mon-fri --companion >out
+  $ quorin_poectl schedule add office --off 1/0/6 --from 20:00 --to 07:00 --weekly mon-fri \
+  >   --companion >out
 
 Only what is given changes.
 

@@ -70,8 +70,11 @@ The front panel, as it is drawn.
 A switch like another one: from what the client prints of its ports.
 
   $ cat >ports.json <<'END'
-  > {"ports":[{"unit":1,"ifNum":1,"name":"1/0/1","adminMode":"enable","detectionStatus":"delivering","powerMw":7300},
-  >  {"unit":1,"ifNum":2,"name":"1/0/2","adminMode":"disable","detectionStatus":"disabled","powerMw":0}]}
+  > {"ports":[
+  >  {"unit":1,"ifNum":1,"name":"1/0/1","adminMode":"enable","detectionStatus":"delivering",
+  >   "powerMw":7300},
+  >  {"unit":1,"ifNum":2,"name":"1/0/2","adminMode":"disable","detectionStatus":"disabled",
+  >   "powerMw":0}]}
   > END
   $ switchsim create --force --from ports.json
   $ switchsim show

@@ -35,9 +35,9 @@ The switch OS answers or not; its clock stands still, runs on or cannot be read.
   $ switchsim clock fail
   $ switchsim show | tail -n 1
   clock:  fail 
-  $ switchsim clock "2026-03-29 01:59:30" --run
+  $ switchsim clock "2026-03-29 01:00:00" --run
   $ switchsim show | tail -n 1
-  clock:  running 2026-03-29 01:59:30
+  clock:  running 2026-03-29 01:0?:?? (glob)
 
 What was done to ports, in its order, with the moment.
 

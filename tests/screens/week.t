@@ -2,7 +2,8 @@ Seven days of ports as schedules make them: `quorin_poectl week`.
 
   $ . "$TESTDIR/lab.sh"
   $ begin_lab --units 2
-  $ quorin_poectl --quiet schedule add night --off 1/0/5-8 --from 22:00 --to 06:00 --weekly mon-fri >out
+  $ quorin_poectl --quiet schedule add night --off 1/0/5-8 --from 22:00 --to 06:00 \
+  >   --weekly mon-fri >out
   $ quorin_poectl --quiet schedule add shop --on 1/0/13-14 --from 18:00 --to 21:30 >out
   $ quorin_poectl --quiet schedule add cameras --restart 2/0/1-3 --at 03:30 >out
   $ switchsim set 1/0/13 off
