@@ -1,10 +1,12 @@
 #include "client/app.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <iostream>
+#include <iterator>
 #include <new>
 
 #include "cli/failure.h"
+#include "cli/mapped.h"
 #include "cli/text.h"
 
 namespace {
@@ -16,82 +18,75 @@ constexpr const char* kFooter =
     "unit or run, 130 interrupted.\n"
     "Example: quorin_poectl ports 1/0/1-4";
 
-void addZoneOptions(CLI::App& app, Options* options) {
-  CLI::Option* utc = app.add_flag("--utc", options->utc, "show times in UTC");
-  app.add_option("--tz", options->zone, "show times in this zone, such as Europe/Berlin")
-      ->type_name("ZONE")
-      ->excludes(utc)
-      ->check([](const std::string& name) {
+void addZoneOptions(const Arguments& top, Options* options) {
+  const Argument utc = top.flag("--utc", options->utc, "show times in UTC");
+  top.add("--tz", options->zone, "show times in this zone, such as Europe/Berlin")
+      .named("ZONE")
+      .excludes(utc)
+      .check([](const std::string& name) {
         return Zone::named(name) ? "" : "there is no zone " + inQuotes(name);
       });
 }
 
-void addColorOption(CLI::App& app, Options* options) {
+void addColorOption(const Arguments& top, Options* options) {
   const auto read = [options](const std::string& when) {
-    if (when != "auto" && when != "always" && when != "never") {
-      throw CLI::ValidationError("--color", inQuotes(when) + " is not auto, always or never");
-    }
     options->color = when == "auto"     ? ColorMode::automatic
                      : when == "always" ? ColorMode::always
                                         : ColorMode::never;
+    const bool isKnown = when == "auto" || when == "always" || when == "never";
+    return isKnown ? "" : inQuotes(when) + " is not auto, always or never";
   };
-  app.add_option_function<std::string>("--color", read, "colours: auto, always or never [auto]")
-      ->type_name("{auto,always,never}");
+  top.read("--color", read, "colours: auto, always or never [auto]").named("{auto,always,never}");
 }
 
-void addCommonOptions(CLI::App& app, Options* options) {
-  app.add_option("--socket", options->socketPath, "socket of the daemon")
-      ->capture_default_str()
-      ->type_name("PATH")
-      ->take_last();
-  app.add_flag("--json", options->json, "print one JSON document");
-  addZoneOptions(app, options);
-  addDuration(app, "--timeout", &options->timeoutMs,
-              "how long to wait for an answer: 500ms, 60s, 2m [60s]");
-  addColorOption(app, options);
-  app.add_flag("-q,--quiet", options->quiet, "no progress and no warnings");
+void addCommonOptions(const Arguments& top, Options* options) {
+  top.add("--socket", options->socketPath, "socket of the daemon")
+      .withDefault()
+      .named("PATH")
+      .lastCounts();
+  top.flag("--json", options->json, "print one JSON document");
+  addZoneOptions(top, options);
+  top.duration("--timeout", &options->timeoutMs,
+               "how long to wait for an answer: 500ms, 60s, 2m [60s]");
+  addColorOption(top, options);
+  top.flag("-q,--quiet", options->quiet, "no progress and no warnings");
 }
 
-// The group of "schedule list" is the subcommand "schedule".
-CLI::App* parentOf(CLI::App& app, const std::string& name) {
-  const size_t blank = name.find(' ');
-  return blank == std::string::npos ? &app : app.get_subcommand(name.substr(0, blank));
-}
-
-// The subcommand that was given last, the innermost one.
-const CLI::App* innermost(const CLI::App* app) {
-  const std::vector<CLI::App*> given = app->get_subcommands();
-  return given.empty() ? app : innermost(given.back());
-}
-
-std::vector<std::string> subcommandNames(const CLI::App& app) {
-  std::vector<std::string> names;
-  for (const CLI::App* each : app.get_subcommands([](const CLI::App*) { return true; })) {
-    names.push_back(each->get_name());
+// The words of the command that was given, and of those around it, from the program on.
+std::vector<CommandWords> wordsOfGiven(const CommandLine& line) {
+  std::vector<CommandWords> levels{line.words()};
+  const std::vector<Arguments> given = line.given();
+  for (size_t i = 1; i < given.size(); ++i) {
+    const std::vector<CommandWords> inner = levels.back().commands;
+    levels.push_back(*std::find_if(inner.begin(), inner.end(), [&](const CommandWords& each) {
+      return each.name == given[i].name();
+    }));
   }
-  return names;
+  return levels;
 }
 
-// Of the subcommand and of those around it.
-std::vector<std::string> optionNames(const CLI::App* app) {
+std::vector<std::string> commandNames(const CommandWords& command) {
+  return mapped(command.commands, [](const CommandWords& each) { return each.name; });
+}
+
+std::vector<std::string> optionNames(const std::vector<CommandWords>& levels) {
   std::vector<std::string> names;
-  for (; app != nullptr; app = app->get_parent()) {
-    for (const CLI::Option* option : app->get_options()) {
-      for (const std::string& name : option->get_lnames()) {
-        names.push_back("--" + name);
-      }
+  for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
+    for (const ArgumentWords& each : level->arguments) {
+      std::copy_if(each.names.begin(), each.names.end(), std::back_inserter(names),
+                   [](const std::string& name) { return name.compare(0, 2, "--") == 0; });
     }
   }
   return names;
 }
 
 // What a word that nothing took may have been meant to be.
-std::string suggestion(const CLI::App& app) {
-  const CLI::App* inner = innermost(&app);
-  for (const std::string& word : app.remaining(true)) {
+std::string suggestion(const std::vector<std::string>& extras,
+                       const std::vector<CommandWords>& levels) {
+  for (const std::string& word : extras) {
     const bool isOption = word.size() > 1 && word[0] == '-';
-    const std::string name = word.substr(0, word.find('='));
-    std::string text = didYouMean(name, isOption ? optionNames(inner) : subcommandNames(*inner));
+    std::string text = didYouMean(word.substr(0, word.find('=')),
+                                  isOption ? optionNames(levels) : commandNames(levels.back()));
     if (!text.empty()) {
       return text;
     }
@@ -99,9 +94,16 @@ std::string suggestion(const CLI::App& app) {
   return "";
 }
 
-std::string pathOf(const CLI::App* app) {
-  const CLI::App* parent = app->get_parent();
-  return parent == nullptr ? app->get_name() : pathOf(parent) + " " + app->get_name();
+std::string mistakeText(const ParsedLine& parsed, const std::vector<CommandWords>& levels) {
+  const std::vector<std::string> names = commandNames(levels.back());
+  if (!parsed.extras.empty()) {
+    const bool isCommand = !names.empty() && parsed.extras[0][0] != '-';
+    return std::string(isCommand ? "there is no command " : "not expected: ") +
+           inQuotes(parsed.extras[0]) + "." + suggestion(parsed.extras, levels);
+  }
+  return parsed.isCommandMissing && !names.empty()
+             ? "which command? There are " + joined(names, ", ") + "."
+             : parsed.text;
 }
 
 int fail(ExitCode status, const std::string& text) {
@@ -110,77 +112,68 @@ int fail(ExitCode status, const std::string& text) {
   return status;
 }
 
-// Help and version are parse errors to CLI11, which prints them.
-int endOfParsing(const CLI::App& app, const CLI::ParseError& error, const Output& output) {
-  if (error.get_exit_code() == 0) {
-    app.exit(error);
-    std::cout.flush();
+int endOfParsing(const CommandLine& line, const ParsedLine& parsed) {
+  if (parsed.kind == ParsedLine::Kind::help) {
+    const Output output(Screen{}, false);
+    output.print(parsed.text);
     output.flush();
     return kExitDone;
   }
-  std::string text = error.what();
-  const std::vector<std::string> extras = app.remaining(true);
-  const std::vector<std::string> names = subcommandNames(*innermost(&app));
-  if (extras.empty() && error.get_name() == "RequiredError" && !names.empty()) {
-    text = "which command? There are " + joined(names, ", ") + ".";
-  } else if (!extras.empty()) {
-    const bool isCommand = !names.empty() && extras[0][0] != '-';
-    text = std::string(isCommand ? "there is no command " : "not expected: ") +
-           inQuotes(extras[0]) + "." + suggestion(app);
-  }
-  return fail(kExitUsage, text + "\nSee: " + pathOf(innermost(&app)) + " --help");
+  const std::vector<CommandWords> levels = wordsOfGiven(line);
+  const std::string path =
+      joined(mapped(levels, [](const CommandWords& level) { return level.name; }), " ");
+  return fail(kExitUsage, mistakeText(parsed, levels) + "\nSee: " + path + " --help");
 }
 
-int carryOut(const CommandLine& line, const Options& options, const Output& output) {
+int carryOut(const Program& program, const Options& options, const Output& output) {
   SocketDaemon daemon(options.socketPath, options.timeoutMs,
                       [&output](const std::string& text) { output.say(text); });
   Session session(options, daemon, output);
-  const int status = line.actions.at(innermost(line.app.get()))(session);
+  const int status = program.actions.at(program.line.given().back())(session);
   output.flush();
   return status;
 }
 
 int parseAndCarryOut(int argc, const char* const* argv, Options* options) try {
-  const CommandLine line = makeCommandLine(options);
-  try {
-    line.app->parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return endOfParsing(*line.app, error, Output(Screen{}, false));
+  const Program program = makeProgram(options);
+  const ParsedLine parsed = program.line.parse(argc, argv);
+  if (parsed.kind != ParsedLine::Kind::command) {
+    return endOfParsing(program.line, parsed);
   }
-  return carryOut(line, *options, Output(screenOfStdout(options->color), options->quiet));
+  return carryOut(program, *options, Output(screenOfStdout(options->color), options->quiet));
 } catch (const Failure& failure) {
   return fail(failure.status(), failure.what());
 }
 
 }  // namespace
 
-CommandLine makeCommandLine(Options* options) {
-  CommandLine line{std::make_unique<CLI::App>(
-                       "Talks to quorin_poed, the daemon that schedules and carries out PoE "
-                       "actions.",
-                       "quorin_poectl"),
-                   {}};
-  CLI::App& app = *line.app;
-  app.footer(kFooter);
-  app.set_version_flag("--version", "quorin_poectl " QUORIN_POED_VERSION);
-  app.require_subcommand(1);
-  app.fallthrough();
-  addCommonOptions(app, options);
+Program makeProgram(Options* options) {
+  Program program{{"Talks to quorin_poed, the daemon that schedules and carries out PoE actions.",
+                   "quorin_poectl", "quorin_poectl " QUORIN_POED_VERSION},
+                  {}};
+  const Arguments top = program.line.top();
+  top.footer(kFooter);
+  top.needsCommand();
+  top.takesOuterOptions();
+  addCommonOptions(top, options);
 
+  std::map<std::string, Arguments> groups;
   for (const Command& command : commands()) {
     const std::string name = command.name;
-    CLI::App* parent = parentOf(app, name);
-    CLI::App* made = parent->add_subcommand(name.substr(name.find(' ') + 1), command.summary);
-    made->footer("Options that every command takes, exit status: quorin_poectl --help");
-    Action action = command.define(*made, *options);
-    if (parent != &app) {
-      parent->require_subcommand(line.actions.count(parent) > 0 ? 0 : 1, 1);
+    const size_t blank = name.find(' ');
+    const Arguments parent = blank == std::string::npos ? top : groups.at(name.substr(0, blank));
+    Arguments made = parent.command(name.substr(blank + 1), command.summary);
+    made.footer("Options that every command takes, exit status: quorin_poectl --help");
+    groups.emplace(name, made);
+    Action action = command.define(made, *options);
+    if (blank != std::string::npos) {
+      parent.needsCommand(program.actions.count(parent) > 0);
     }
     if (action) {
-      line.actions[made] = std::move(action);
+      program.actions.emplace(made, std::move(action));
     }
   }
-  return line;
+  return program;
 }
 
 int runClient(int argc, const char* const* argv, Options options) try {

@@ -34,22 +34,8 @@ const std::vector<Command>& commands() {
   return kCommands;
 }
 
-CLI::Option* addUnit(CLI::App& app, Options& options) {
-  return app.add_option("--unit", options.unit, "unit of the stack")
-      ->check(CLI::Range(1, kMaxUnits))
-      ->type_name("N");
-}
-
-CLI::Option* addDuration(CLI::App& app, const std::string& name, int64_t* milliseconds,
-                         const std::string& description) {
-  const auto read = [name, milliseconds](const std::string& text) {
-    const std::optional<int64_t> duration = parseDurationMs(text);
-    if (!duration) {
-      throw CLI::ValidationError(name, "\"" + text + "\" is no duration such as 500ms, 10s or 2m");
-    }
-    *milliseconds = *duration;
-  };
-  return app.add_option_function<std::string>(name, read, description)->type_name("TIME");
+Argument addUnit(Arguments& app, Options& options) {
+  return app.add("--unit", options.unit, "unit of the stack").range(1, kMaxUnits).named("N");
 }
 
 int32_t wholeSeconds(const char* option, int64_t milliseconds, int32_t least, int32_t most) {

@@ -2,11 +2,11 @@
 //
 // How a command is added:
 //  1. client/commands/NAME.cpp (schedule/list.cpp for "schedule list") holds all of it:
-//       Action defineName(CLI::App& app, Options& options)
-//     adds arguments and options to its CLI11 subcommand, bound to a record of its own that the
-//     returned Action shares:
+//       Action defineName(Arguments& app, Options& options)
+//     adds arguments and options to its command (cli/command_line.h), bound to a record of its own
+//     that the returned Action shares:
 //       const auto given = std::make_shared<NameOptions>();
-//       app.add_option("PORT", given->ports, "ports to show");
+//       app.add("PORT", given->ports, "ports to show");
 //       return [given](Session& session) { return runName(*given, session); };
 //  2. Declare defineName in client/command.h, and give it its line in client/command_table.cpp,
 //     with its name and summary: help, completion and the man page come from there. Add the file to

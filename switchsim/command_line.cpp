@@ -9,7 +9,7 @@ namespace {
 struct Command {
   const char* name;
   const char* summary;
-  Action (*define)(CLI::App& app);
+  Action (*define)(Arguments& app);
 };
 
 // In the order of the help.
@@ -31,31 +31,22 @@ constexpr Command kCommands[] = {
 
 }  // namespace
 
-CommandLine makeCommandLine() {
-  CommandLine line;
-  line.app = std::make_unique<CLI::App>(
-      "The simulated switch. Its state is the file that SWITCHSIM_STATE names "
-      "(/tmp/switchsim.state).");
-  line.app->set_version_flag("--version", "switchsim " QUORIN_POED_VERSION);
-  line.app->require_subcommand(1);
+Program makeProgram() {
+  Program program{{"The simulated switch. Its state is the file that SWITCHSIM_STATE names "
+                   "(/tmp/switchsim.state).",
+                   "", "switchsim " QUORIN_POED_VERSION},
+                  {}};
+  const Arguments top = program.line.top();
+  top.needsCommand();
   for (const Command& command : kCommands) {
-    CLI::App* subcommand = line.app->add_subcommand(command.name, command.summary);
-    line.actions[subcommand] = command.define(*subcommand);
+    Arguments made = top.command(command.name, command.summary);
+    program.actions.emplace(made, command.define(made));
   }
-  return line;
+  return program;
 }
 
-const Action& parsedAction(const CommandLine& line) {
-  return line.actions.at(line.app->get_subcommands().front());
-}
-
-void refuseMistakes(CLI::App& app, const std::function<std::string()>& mistake) {
-  app.callback([mistake] {
-    const std::string text = mistake();
-    if (!text.empty()) {
-      throw CLI::ValidationError(text);
-    }
-  });
+const Action& parsedAction(const Program& program) {
+  return program.actions.at(program.line.given().at(1));
 }
 
 ExitCode fail(const std::string& error, ExitCode code) {

@@ -1,5 +1,7 @@
 // switchsim: shows the simulated switch, and does to it what people, plugs and bad days do to a
 // real one.
+#include <cstdio>
+
 #include "switchsim/commands/command.h"
 
 using namespace switchsim;
@@ -7,13 +9,19 @@ using namespace switchsim;
 namespace {
 
 int run(int argc, char** argv) {
-  const CommandLine line = makeCommandLine();
-  try {
-    line.app->parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return line.app->exit(error) == 0 ? kDone : kWrongUsage;
+  const Program program = makeProgram();
+  const ParsedLine parsed = program.line.parse(argc, argv);
+  switch (parsed.kind) {
+    case ParsedLine::Kind::help:
+      print(parsed.text);
+      return kDone;
+    case ParsedLine::Kind::mistake:
+      fprintf(stderr, "%s\nRun with --help for more information.\n", parsed.text.c_str());
+      return kWrongUsage;
+    case ParsedLine::Kind::command:
+      break;
   }
-  return parsedAction(line)();
+  return parsedAction(program)();
 }
 
 }  // namespace

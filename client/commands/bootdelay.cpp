@@ -60,15 +60,12 @@ int runBootDelay(const BootDelayOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineBootDelay(CLI::App& app, Options&) {
+Action defineBootDelay(Arguments& app, Options&) {
   const auto given = std::make_shared<BootDelayOptions>();
-  app.add_option("UNIT", given->unit, "unit of the stack")
-      ->required()
-      ->check(CLI::Range(1, kMaxUnits));
-  CLI::Option* none = app.add_flag("--none", given->isNone, "no delay");
-  addDuration(app, "--delay", &given->delayMs, "how long ports stay off after a start")
-      ->excludes(none);
-  addDuration(app, "--stagger", &given->staggerMs, "then one port after the other, so far apart")
-      ->excludes(none);
+  app.add("UNIT", given->unit, "unit of the stack").required().range(1, kMaxUnits);
+  const Argument none = app.flag("--none", given->isNone, "no delay");
+  app.duration("--delay", &given->delayMs, "how long ports stay off after a start").excludes(none);
+  app.duration("--stagger", &given->staggerMs, "then one port after the other, so far apart")
+      .excludes(none);
   return [given](Session& session) { return runBootDelay(*given, session); };
 }

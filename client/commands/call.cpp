@@ -126,10 +126,10 @@ int runCall(const CallOptions& options, Session& session) {
 
 }  // namespace
 
-Action defineCall(CLI::App& app, Options&) {
+Action defineCall(Arguments& app, Options&) {
   const auto given = std::make_shared<CallOptions>();
-  app.add_option("METHOD", given->method, "method, for example manual.reset")->required();
-  app.add_option("PARAMS-JSON", given->params, "its parameters, a JSON object");
-  app.add_flag("--raw", given->raw, "send also what the method does not know");
+  app.add("METHOD", given->method, "method, for example manual.reset").required();
+  app.add("PARAMS-JSON", given->params, "its parameters, a JSON object");
+  app.flag("--raw", given->raw, "send also what the method does not know");
   return [given](Session& session) { return runCall(*given, session); };
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "cli/text.h"
+#include "client/app.h"
 #include "client/command.h"
 
 namespace {
@@ -51,38 +52,28 @@ constexpr const char* kTail = R"bash(  esac
 complete -F _quorin_poectl quorin_poectl
 )bash";
 
-std::vector<const CLI::App*> subcommandsOf(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App*) { return true; });
-}
+// A command with those around it, the program first.
+using Levels = std::vector<CommandWords>;
 
 // " schedule list"; empty for the program.
-std::string pathOf(const CLI::App& app) {
-  return app.get_parent() == nullptr ? "" : pathOf(*app.get_parent()) + " " + app.get_name();
+std::string pathOf(const Levels& levels) {
+  std::string path;
+  for (size_t i = 1; i < levels.size(); ++i) {
+    path += " " + levels[i].name;
+  }
+  return path;
 }
 
-// The app and all below it, in the order of the help.
-std::vector<const CLI::App*> withAllBelow(const CLI::App& app) {
-  std::vector<const CLI::App*> all{&app};
-  for (const CLI::App* each : subcommandsOf(app)) {
-    const std::vector<const CLI::App*> below = withAllBelow(*each);
+// The command and all below it, in the order of the help.
+std::vector<Levels> withAllBelow(const Levels& levels) {
+  std::vector<Levels> all{levels};
+  for (const CommandWords& each : levels.back().commands) {
+    Levels inner = levels;
+    inner.push_back(each);
+    const std::vector<Levels> below = withAllBelow(inner);
     all.insert(all.end(), below.begin(), below.end());
   }
   return all;
-}
-
-bool isPositional(const CLI::Option& option) {
-  return option.get_lnames().empty() && option.get_snames().empty();
-}
-
-std::vector<std::string> namesOf(const CLI::Option& option) {
-  std::vector<std::string> names;
-  for (const std::string& name : option.get_snames()) {
-    names.push_back("-" + name);
-  }
-  for (const std::string& name : option.get_lnames()) {
-    names.push_back("--" + name);
-  }
-  return names;
 }
 
 // The words of "{a,b,c}" in a name, separated by blanks; empty for others.
@@ -111,37 +102,32 @@ std::vector<std::string> eachOnce(const std::vector<std::string>& words) {
 }
 
 // What may come next in a command: its subcommands, arguments and options, and the options of all.
-std::string wordsCase(const CLI::App& app) {
+std::string wordsCase(const Levels& levels) {
   std::vector<std::string> words;
   std::string kind;
-  for (const CLI::App* each : subcommandsOf(app)) {
-    words.push_back(each->get_name());
+  for (const CommandWords& each : levels.back().commands) {
+    words.push_back(each.name);
   }
-  for (const CLI::App* level = &app; level != nullptr; level = level->get_parent()) {
-    for (const CLI::Option* option : level->get_options()) {
-      const std::vector<std::string> names = namesOf(*option);
-      words.insert(words.end(), names.begin(), names.end());
-      if (isPositional(*option)) {
-        words.push_back(choicesOf(option->get_type_name()));
-        kind = kind.empty() ? kindOf(option->get_single_name()) : kind;
+  for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
+    for (const ArgumentWords& each : level->arguments) {
+      words.insert(words.end(), each.names.begin(), each.names.end());
+      if (each.names.empty()) {
+        words.push_back(choicesOf(each.value));
+        kind = kind.empty() ? kindOf(each.argument) : kind;
       }
     }
   }
-  return "    \"" + pathOf(app) + "\") words=\"" + joined(eachOnce(words), " ") +
+  return "    \"" + pathOf(levels) + "\") words=\"" + joined(eachOnce(words), " ") +
          "\" kind=" + kind + " ;;\n";
 }
 
 // What an option that takes a value takes; nothing is offered where it is not known.
-std::string valueCases(const CLI::App& app) {
+std::string valueCases(const Levels& levels) {
   std::string cases;
-  for (const CLI::Option* option : app.get_options()) {
-    if (isPositional(*option) || option->get_expected_max() == 0) {
-      continue;
-    }
-    const std::string type = option->get_type_name();
-    for (const std::string& name : namesOf(*option)) {
-      cases += "    \"" + pathOf(app) + "\"*\" " + name + "\") words=\"" + choicesOf(type) +
-               "\" kind=" + kindOf(type) + " ;;\n";
+  for (const ArgumentWords& each : levels.back().arguments) {
+    for (const std::string& name : each.takesValue ? each.names : std::vector<std::string>()) {
+      cases += "    \"" + pathOf(levels) + "\"*\" " + name + "\") words=\"" +
+               choicesOf(each.value) + "\" kind=" + kindOf(each.value) + " ;;\n";
     }
   }
   return cases;
@@ -162,9 +148,10 @@ std::vector<std::string> wordsFor(const std::string& what, Session& session) {
   return eachOnce(words);
 }
 
-int runCompletion(const CLI::App& app, const std::string& what, Session& session) {
+int runCompletion(const std::string& what, Session& session) {
   const bool isScript = what == "bash";
-  const std::string script = isScript ? bashCompletion(*app.get_parent()) : "";
+  Options options;  // of a program that only tells its words
+  const std::string script = isScript ? bashCompletion(makeProgram(&options).line.words()) : "";
   const std::vector<std::string> words =
       isScript ? std::vector<std::string>() : wordsFor(what, session);
   const Output& output = session.output();
@@ -183,24 +170,24 @@ int runCompletion(const CLI::App& app, const std::string& what, Session& session
 
 }  // namespace
 
-std::string bashCompletion(const CLI::App& program) {
+std::string bashCompletion(const CommandWords& program) {
   std::string commands;
   std::string words;
   std::string values;
-  for (const CLI::App* app : withAllBelow(program)) {
-    commands +=
-        app == &program ? "" : (commands.empty() ? "" : " | ") + ("\"" + pathOf(*app) + "\"");
-    words += wordsCase(*app);
-    values += valueCases(*app);
+  for (const Levels& levels : withAllBelow({program})) {
+    const std::string path = pathOf(levels);
+    commands += path.empty() ? "" : (commands.empty() ? "" : " | ") + ("\"" + path + "\"");
+    words += wordsCase(levels);
+    values += valueCases(levels);
   }
   return kHead + ("      " + commands) + ") path+=\" ${COMP_WORDS[i]}\" ;;\n    esac\n  done\n" +
          "  case \"$path\" in\n" + words + "  esac\n  case \"$path $before\" in\n" + values + kTail;
 }
 
-Action defineCompletion(CLI::App& app, Options&) {
+Action defineCompletion(Arguments& app, Options&) {
   const auto what = std::make_shared<std::string>();
-  app.add_option("WHAT", *what, "bash: the script; ports, schedules: the words that it asks for")
-      ->required()
-      ->check(CLI::IsMember({"bash", "ports", "schedules"}));
-  return [what, &app](Session& session) { return runCompletion(app, *what, session); };
+  app.add("WHAT", *what, "bash: the script; ports, schedules: the words that it asks for")
+      .required()
+      .oneOf({"bash", "ports", "schedules"});
+  return [what](Session& session) { return runCompletion(*what, session); };
 }

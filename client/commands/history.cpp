@@ -492,14 +492,14 @@ JsonPtr runJson(const Run& run, bool hasPorts, const PortNames& names, const Zon
   return object.take();
 }
 
-Action defineHistory(CLI::App& app, Options& options) {
+Action defineHistory(Arguments& app, Options& options) {
   const auto given = std::make_shared<HistoryOptions>();
-  app.add_option("RUN", given->run, "one run, port by port");
+  app.add("RUN", given->run, "one run, port by port");
   addUnit(app, options);
-  app.add_option("--port", given->port, "what runs did to this port")->type_name("PORT");
-  app.add_option("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
-      ->type_name("TIME");
-  app.add_flag("--failed", given->failed, "only what did not succeed");
-  app.add_flag("--follow", given->follow, "show runs as they begin and end");
+  app.add("--port", given->port, "what runs did to this port").named("PORT");
+  app.add("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
+      .named("TIME");
+  app.flag("--failed", given->failed, "only what did not succeed");
+  app.flag("--follow", given->follow, "show runs as they begin and end");
   return [given](Session& session) { return runHistory(*given, session); };
 }

@@ -198,7 +198,7 @@ JsonPtr metricsDocument(const std::vector<Metric>& metrics) {
   return document.take();
 }
 
-Action defineMetrics(CLI::App& app, Options& options) {
+Action defineMetrics(Arguments& app, Options& options) {
   addUnit(app, options);
   return runMetrics;
 }

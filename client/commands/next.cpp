@@ -100,16 +100,15 @@ JsonPtr nextDocument(const std::vector<Upcoming>& firings, const std::string& ne
   return document.take();
 }
 
-Action defineNext(CLI::App& app, Options& options) {
+Action defineNext(Arguments& app, Options& options) {
   const auto given = std::make_shared<NextOptions>();
-  app.add_option("ID", given->id, "number or name of a schedule; all when none is named");
-  CLI::Option* count = app.add_option("--count", given->count, "so many firings [10]")
-                           ->check(CLI::Range(1, kMaxCount))
-                           ->type_name("N");
-  app.add_option("--days", given->days, "those of so many days")
-      ->check(CLI::Range(1, kMaxDays))
-      ->type_name("N")
-      ->excludes(count);
+  app.add("ID", given->id, "number or name of a schedule; all when none is named");
+  const Argument count =
+      app.add("--count", given->count, "so many firings [10]").range(1, kMaxCount).named("N");
+  app.add("--days", given->days, "those of so many days")
+      .range(1, kMaxDays)
+      .named("N")
+      .excludes(count);
   addUnit(app, options);
   return [given](Session& session) { return runNext(*given, session); };
 }

@@ -18,7 +18,7 @@ constexpr int64_t kDefaultWatchMs = 2000;
 struct PortsOptions {
   std::vector<std::string> ports;
   std::string watch;
-  CLI::Option* watchOption = nullptr;
+  std::optional<Argument> watchOption;
   bool save = false;
 };
 
@@ -216,7 +216,7 @@ int runPorts(PortsOptions given, Session& session) {
   }
   const std::vector<PoePort> meant =
       given.ports.empty() ? session.poePorts() : session.portsNamed(given.ports);
-  if (given.watchOption->count() > 0) {
+  if (given.watchOption->isGiven()) {
     watch(meant, std::clamp<int64_t>(pauseMs.value_or(kDefaultWatchMs), 100, INT32_MAX), session);
   }
   show(chosenPorts(session.sensors(), meant), session.schedules(), false, session);
@@ -287,13 +287,13 @@ JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names,
   return document.take();
 }
 
-Action definePorts(CLI::App& app, Options& options) {
+Action definePorts(Arguments& app, Options& options) {
   const auto given = std::make_shared<PortsOptions>();
-  app.add_option("PORT", given->ports, "ports to show; all when none is named");
-  given->watchOption = app.add_option("--watch", given->watch, "show again every SEC seconds [2]")
-                           ->expected(0, 1)
-                           ->type_name("SEC");
-  app.add_flag("--save", given->save, "write names and labels to the file of names");
+  app.add("PORT", given->ports, "ports to show; all when none is named");
+  given->watchOption = app.add("--watch", given->watch, "show again every SEC seconds [2]")
+                           .valueOptional()
+                           .named("SEC");
+  app.flag("--save", given->save, "write names and labels to the file of names");
   addUnit(app, options);
   return [given](Session& session) { return runPorts(*given, session); };
 }

@@ -302,18 +302,16 @@ int runRehearse(const RehearseOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineRehearse(CLI::App& app, Options&) {
+Action defineRehearse(Arguments& app, Options&) {
   const auto given = std::make_shared<RehearseOptions>();
-  app.add_option("ID|FILE", given->what,
-                 "number or name of a schedule, which is rehearsed alone; or a file of export, "
-                 "whose schedules take the place of the switch's; all of the switch when none is "
-                 "named");
-  app.add_option("--from", given->from, "first day: 2026-03-28, \"mon 14:00\", tomorrow [now]")
-      ->type_name("DATE");
-  app.add_option("--days", given->days, "so many days [8]")
-      ->check(CLI::Range(1, kMaxDays))
-      ->type_name("N");
-  app.add_flag("--boot", given->withBoot,
-               "begin with a start of the switch, whose boot delays hold ports back");
+  app.add("ID|FILE", given->what,
+          "number or name of a schedule, which is rehearsed alone; or a file of export, "
+          "whose schedules take the place of the switch's; all of the switch when none is "
+          "named");
+  app.add("--from", given->from, "first day: 2026-03-28, \"mon 14:00\", tomorrow [now]")
+      .named("DATE");
+  app.add("--days", given->days, "so many days [8]").range(1, kMaxDays).named("N");
+  app.flag("--boot", given->withBoot,
+           "begin with a start of the switch, whose boot delays hold ports back");
   return [given](Session& session) { return runRehearse(*given, session); };
 }

@@ -430,22 +430,22 @@ JsonPtr resetResultJson(const std::vector<Run>& runs, const std::vector<WatchedP
   return document.take();
 }
 
-Action defineReset(CLI::App& app, Options& options) {
+Action defineReset(Arguments& app, Options& options) {
   const auto given = std::make_shared<ResetOptions>();
-  app.add_option("PORT", given->ports, "ports to reset");
+  app.add("PORT", given->ports, "ports to reset");
   addUnit(app, options);
-  app.add_flag("--all", given->all, "every enabled port of the unit");
-  addDuration(app, "--off-time", &given->offTimeMs,
-              "dark for this time, all together [the switch's own reset of a port]");
+  app.flag("--all", given->all, "every enabled port of the unit");
+  app.duration("--off-time", &given->offTimeMs,
+               "dark for this time, all together [the switch's own reset of a port]");
   const auto stagger = std::make_shared<int64_t>(0);
-  CLI::Option* staggerOption =
-      addDuration(app, "--stagger", stagger.get(), "one port after the other, so far apart");
-  CLI::Option* wait = addDuration(app, "--wait-power", &given->waitMs,
-                                  "how long a port may take from its switch-on [90s]");
-  app.add_flag("--no-wait", given->noWait, "do not wait until the ports are back")->excludes(wait);
-  app.add_flag("-y", given->isAgreed, "yes: do not ask before a whole unit");
+  const Argument staggerOption =
+      app.duration("--stagger", stagger.get(), "one port after the other, so far apart");
+  const Argument wait = app.duration("--wait-power", &given->waitMs,
+                                     "how long a port may take from its switch-on [90s]");
+  app.flag("--no-wait", given->noWait, "do not wait until the ports are back").excludes(wait);
+  app.flag("-y", given->isAgreed, "yes: do not ask before a whole unit");
   return [given, stagger, staggerOption](Session& session) {
-    if (staggerOption->count() > 0) {
+    if (staggerOption.isGiven()) {
       given->staggerMs = *stagger;
     }
     return runReset(*given, session);

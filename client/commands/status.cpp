@@ -343,7 +343,7 @@ JsonPtr statusDocument(const Status& status, const PortNames& names, const Shown
   return document.take();
 }
 
-Action defineStatus(CLI::App& app, Options& options) {
+Action defineStatus(Arguments& app, Options& options) {
   addUnit(app, options);
   return runStatus;
 }

@@ -46,8 +46,8 @@ int runWait(int64_t forMs, Session& session) {
 
 }  // namespace
 
-Action defineWait(CLI::App& app, Options&) {
+Action defineWait(Arguments& app, Options&) {
   const auto forMs = std::make_shared<int64_t>(kDefaultMs);
-  addDuration(app, "--for", forMs.get(), "give up after this time [30s]");
+  app.duration("--for", forMs.get(), "give up after this time [30s]");
   return [forMs](Session& session) { return runWait(*forMs, session); };
 }

@@ -279,11 +279,10 @@ JsonPtr weekDocument(const Week& week, const PortNames& names, const ShownAt& at
   return document.take();
 }
 
-Action defineWeek(CLI::App& app, Options& options) {
+Action defineWeek(Arguments& app, Options& options) {
   const auto given = std::make_shared<WeekOptions>();
-  app.add_option("PORT", given->ports, "ports to show; all when none is named");
-  app.add_option("--from", given->from, "the first day, such as mon or 2026-03-02 [today]")
-      ->type_name("DATE");
+  app.add("PORT", given->ports, "ports to show; all when none is named");
+  app.add("--from", given->from, "the first day, such as mon or 2026-03-02 [today]").named("DATE");
   addUnit(app, options);
   return [given](Session& session) { return runWeek(*given, session); };
 }

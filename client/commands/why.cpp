@@ -376,11 +376,11 @@ JsonPtr whyJson(const WhyQuestion& question, const PortNames& names, const Zone&
   return object.take();
 }
 
-Action defineWhy(CLI::App& app, Options& options) {
+Action defineWhy(Arguments& app, Options& options) {
   const auto given = std::make_shared<WhyOptions>();
-  app.add_option("PORT", given->port, "the port")->required();
-  app.add_option("--at", given->at, "why at this moment: \"tue 14:00\", yesterday, -2h [now]")
-      ->type_name("TIME");
+  app.add("PORT", given->port, "the port").required();
+  app.add("--at", given->at, "why at this moment: \"tue 14:00\", yesterday, -2h [now]")
+      .named("TIME");
   addUnit(app, options);
   return [given](Session& session) { return runWhy(*given, session); };
 }

@@ -3,11 +3,12 @@
 #ifndef QUORIN_SWITCHSIM_COMMANDS_COMMAND_H
 #define QUORIN_SWITCHSIM_COMMANDS_COMMAND_H
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
+
+#include "cli/command_line.h"
 
 namespace switchsim {
 
@@ -16,17 +17,14 @@ enum ExitCode { kDone = 0, kFailed = 1, kWrongUsage = 2 };
 // Carries a command out with the arguments that were parsed for it.
 using Action = std::function<ExitCode()>;
 
-// The whole command line as CLI11 knows it.
-struct CommandLine {
-  std::unique_ptr<CLI::App> app;
-  std::map<const CLI::App*, Action> actions;  // of each subcommand
+// The whole command line, and what its commands do.
+struct Program {
+  CommandLine line;
+  std::map<Arguments, Action> actions;
 };
-CommandLine makeCommandLine();
-// Of the subcommand that was parsed.
-const Action& parsedAction(const CommandLine& line);
-
-// Makes parsing fail, as for a wrong option, where `mistake` finds one in the options together.
-void refuseMistakes(CLI::App& app, const std::function<std::string()>& mistake);
+Program makeProgram();
+// Of the command that was parsed.
+const Action& parsedAction(const Program& program);
 
 // Says on stderr what went wrong.
 ExitCode fail(const std::string& error, ExitCode code = kFailed);
@@ -39,19 +37,19 @@ ExitCode withPort(const std::string& text, const std::function<std::string(uint3
 
 constexpr const char* kPortHelp = "An ifNum such as 5 or a name such as 1/0/5";
 
-Action defineClock(CLI::App& app);
-Action defineCreate(CLI::App& app);
-Action defineDevice(CLI::App& app);
-Action defineFault(CLI::App& app);
-Action defineJournal(CLI::App& app);
-Action defineLab(CLI::App& app);
-Action definePlay(CLI::App& app);
-Action definePriority(CLI::App& app);
-Action defineRecord(CLI::App& app);
-Action defineReplay(CLI::App& app);
-Action defineServer(CLI::App& app);
-Action defineSet(CLI::App& app);
-Action defineShow(CLI::App& app);
+Action defineClock(Arguments& app);
+Action defineCreate(Arguments& app);
+Action defineDevice(Arguments& app);
+Action defineFault(Arguments& app);
+Action defineJournal(Arguments& app);
+Action defineLab(Arguments& app);
+Action definePlay(Arguments& app);
+Action definePriority(Arguments& app);
+Action defineRecord(Arguments& app);
+Action defineReplay(Arguments& app);
+Action defineServer(Arguments& app);
+Action defineSet(Arguments& app);
+Action defineShow(Arguments& app);
 
 }  // namespace switchsim
 

@@ -188,11 +188,13 @@ void runDown(Lab& lab, const LabOptions& given) {
   }
 }
 
-CLI::App* addLabCommand(CLI::App& app, const char* name, const char* summary,
-                        std::map<const CLI::App*, LabAction>* actions, LabAction action) {
-  CLI::App* command = app.add_subcommand(name, summary);
-  command->fallthrough();
-  (*actions)[command] = std::move(action);
+using LabActions = std::map<Arguments, LabAction>;
+
+Arguments addLabCommand(const Arguments& app, const char* name, const char* summary,
+                        LabActions* actions, LabAction action) {
+  const Arguments command = app.command(name, summary);
+  command.takesOuterOptions();
+  actions->emplace(command, std::move(action));
   return command;
 }
 
@@ -206,30 +208,29 @@ ExitCode runLab(const LabOptions& given, const LabAction& action) {
   }
 }
 
-void addMoment(CLI::App* command, LabOptions* given) {
-  command->add_option("TIME", given->moment, "22:00, \"tue 14:00\", +2h, \"2026-03-29 01:59:30\"")
-      ->required();
+void addMoment(const Arguments& command, LabOptions* given) {
+  command.add("TIME", given->moment, "22:00, \"tue 14:00\", +2h, \"2026-03-29 01:59:30\"")
+      .required();
 }
 
-void addUpOptions(CLI::App* up, LabOptions* given) {
-  CLI::Option* units = up->add_option("--units", given->units, "A new switch with so many units")
-                           ->check(CLI::Range(uint32_t{1}, kMaxUnits));
-  up->add_option(
-        "--from", given->ports,
-        "A new switch with the ports that `quorin_poectl ports --json` printed; - is stdin")
-      ->excludes(units);
-  up->add_option("--at", given->moment, "When the lab begins [where it was left, or now]");
-  up->add_option("--speed", given->speed, "How much faster than real its clock runs [1]")
-      ->check(CLI::Range(1, kMaxLabSpeed));
+void addUpOptions(const Arguments& up, LabOptions* given) {
+  const Argument units = up.add("--units", given->units, "A new switch with so many units")
+                             .range(uint32_t{1}, kMaxUnits);
+  up.add("--from", given->ports,
+         "A new switch with the ports that `quorin_poectl ports --json` printed; - is stdin")
+      .excludes(units);
+  up.add("--at", given->moment, "When the lab begins [where it was left, or now]");
+  up.add("--speed", given->speed, "How much faster than real its clock runs [1]")
+      .range(1, kMaxLabSpeed);
 }
 
 }  // namespace
 
-Action defineLab(CLI::App& app) {
+Action defineLab(Arguments& app) {
   const auto given = std::make_shared<LabOptions>();
-  const auto actions = std::make_shared<std::map<const CLI::App*, LabAction>>();
-  app.add_option("--dir", given->folder, "The lab's folder [that of QUORIN_POED_LAB, or your own]");
-  app.require_subcommand(1);
+  const auto actions = std::make_shared<LabActions>();
+  app.add("--dir", given->folder, "The lab's folder [that of QUORIN_POED_LAB, or your own]");
+  app.needsCommand();
 
   addUpOptions(addLabCommand(app, "up", "Make a lab, or go on with one that was taken down",
                              actions.get(), runUp),
@@ -244,18 +245,20 @@ Action defineLab(CLI::App& app) {
             given.get());
   addLabCommand(app, "speed", "Set how much faster than real the clock runs", actions.get(),
                 runSpeed)
-      ->add_option("N", given->speed, "1 is real time")
-      ->required()
-      ->check(CLI::Range(1, kMaxLabSpeed));
+      .add("N", given->speed, "1 is real time")
+      .required()
+      .range(1, kMaxLabSpeed);
   addLabCommand(app, "show", "Tell time, daemon and socket", actions.get(), runShow)
-      ->add_flag("--json", given->json, "Print one JSON document");
+      .flag("--json", given->json, "Print one JSON document");
   addLabCommand(app, "env", "Print what makes quorin_poectl and switchsim speak to this lab",
                 actions.get(), runEnv);
   addLabCommand(app, "down", "End the daemon; its files stay for the next `up`", actions.get(),
                 runDown)
-      ->add_flag("--clean", given->clean, "Remove the lab's folder, too");
-  return [given, actions, lab = &app] {
-    return runLab(*given, actions->at(lab->get_subcommands().front()));
+      .flag("--clean", given->clean, "Remove the lab's folder, too");
+  return [given, actions] {
+    const auto action = std::find_if(actions->begin(), actions->end(),
+                                     [](const auto& each) { return each.first.isGiven(); });
+    return runLab(*given, action->second);
   };
 }
 

@@ -53,57 +53,55 @@ ExitCode runCreate(const CreateOptions& given) {
 
 }  // namespace
 
-Action defineCreate(CLI::App& app) {
+Action defineCreate(Arguments& app) {
   const auto given = std::make_shared<CreateOptions>();
-  CLI::Option* from = app.add_option(
+  const Argument from = app.add(
       "--from", given->from,
       "Make the ports, and their present state, that this file tells: what `quorin_poectl ports "
       "--json` printed; - is stdin");
-  app.add_option("--units", given->options.units, "Units of the stack, 1 to 8")
-      ->capture_default_str()
-      ->excludes(from);
-  app.add_option("--ports", given->options.portsPerUnit, "Ports of a unit, 1 to 128")
-      ->capture_default_str()
-      ->excludes(from);
-  app.add_option("--poe", given->options.poePortsPerUnit,
-                 "How many of a unit's ports, from the first, have PoE")
-      ->each([given = given.get()](const std::string&) { given->poeGiven = true; })
-      ->capture_default_str()
-      ->excludes(from);
-  app.add_option("--names", given->names,
-                 "How ports are called: usp is 1/0/5, sp is 0/5 (one unit only)")
-      ->check(CLI::IsMember({"usp", "sp"}))
-      ->capture_default_str()
-      ->excludes(from);
-  app.add_option(
-         "--budget", given->budgetWatts,
-         "Watts that a unit can deliver: ports beyond it are denied, see priority; 0 is all")
-      ->capture_default_str();
-  app.add_flag("--force", given->force, "Reset a switch that is there already");
-  return [given] { return runCreate(*given); };
+  app.add("--units", given->options.units, "Units of the stack, 1 to 8")
+      .withDefault()
+      .excludes(from);
+  app.add("--ports", given->options.portsPerUnit, "Ports of a unit, 1 to 128")
+      .withDefault()
+      .excludes(from);
+  const Argument poe = app.add("--poe", given->options.poePortsPerUnit,
+                               "How many of a unit's ports, from the first, have PoE")
+                           .withDefault()
+                           .excludes(from);
+  app.add("--names", given->names, "How ports are called: usp is 1/0/5, sp is 0/5 (one unit only)")
+      .oneOf({"usp", "sp"})
+      .withDefault()
+      .excludes(from);
+  app.add("--budget", given->budgetWatts,
+          "Watts that a unit can deliver: ports beyond it are denied, see priority; 0 is all")
+      .withDefault();
+  app.flag("--force", given->force, "Reset a switch that is there already");
+  return [given, poe] {
+    given->poeGiven = poe.isGiven();
+    return runCreate(*given);
+  };
 }
 
-Action defineSet(CLI::App& app) {
+Action defineSet(Arguments& app) {
   const auto given = std::make_shared<PortOptions>();
-  app.add_option("PORT", given->port, kPortHelp)->required();
-  app.add_option("MODE", given->value, "on or off")
-      ->required()
-      ->check(CLI::IsMember({"on", "off"}));
+  app.add("PORT", given->port, kPortHelp).required();
+  app.add("MODE", given->value, "on or off").required().oneOf({"on", "off"});
   return [given] {
     return withPort(given->port,
                     [&](uint32_t ifNum) { return setAdmin(ifNum, given->value == "on"); });
   };
 }
 
-Action defineDevice(CLI::App& app) {
+Action defineDevice(Arguments& app) {
   const auto given = std::make_shared<PortOptions>();
-  app.add_option("PORT", given->port, kPortHelp)->required();
-  app.add_option("DEVICE", given->value, kDeviceWords)->required();
+  app.add("PORT", given->port, kPortHelp).required();
+  app.add("DEVICE", given->value, kDeviceWords).required();
   app.footer(
       "A camera, a phone and an access point (ap) charge, start (for 40, 20 and 90 s) and then "
       "work\n"
       "now and then; a number of watts is drawn from the first moment on.");
-  refuseMistakes(app, [given] {
+  app.refuse([given] {
     return deviceOf(given->value) ? ""
                                   : "\"" + given->value + "\" is no device: it is " + kDeviceWords;
   });
@@ -114,14 +112,13 @@ Action defineDevice(CLI::App& app) {
   };
 }
 
-Action definePriority(CLI::App& app) {
+Action definePriority(Arguments& app) {
   const auto given = std::make_shared<PortOptions>();
-  app.add_option("PORT", given->port, kPortHelp)->required();
-  app.add_option("PRIORITY", given->value,
-                 "Of the ports for which the budget is too small, the lowest are denied first")
-      ->required()
-      ->check(CLI::IsMember(
-          std::vector<std::string>(std::begin(kPriorityNames), std::end(kPriorityNames))));
+  app.add("PORT", given->port, kPortHelp).required();
+  app.add("PRIORITY", given->value,
+          "Of the ports for which the budget is too small, the lowest are denied first")
+      .required()
+      .oneOf({std::begin(kPriorityNames), std::end(kPriorityNames)});
   return [given] {
     const auto* name =
         std::find(std::begin(kPriorityNames), std::end(kPriorityNames), given->value);

@@ -39,15 +39,17 @@ std::vector<std::string> mistakesOf(const Scenario& scenario, const PlayOptions&
 
 // An event is what the command line would do.
 std::string readCommand(const std::vector<std::string>& words, EventAction* action) {
-  const CommandLine line = makeCommandLine();
-  try {
-    line.app->parse(std::vector<std::string>(words.rbegin(), words.rend()));
-  } catch (const CLI::CallForHelp&) {
-    return "--help is no event";
-  } catch (const CLI::ParseError& error) {
-    return error.what();
+  const auto program = std::make_shared<Program>(makeProgram());
+  const ParsedLine parsed = program->line.parse(words);
+  switch (parsed.kind) {
+    case ParsedLine::Kind::help:
+      return "--help is no event";
+    case ParsedLine::Kind::mistake:
+      return parsed.text;
+    case ParsedLine::Kind::command:
+      break;
   }
-  *action = [act = parsedAction(line)] { return act() == kDone; };
+  *action = [act = parsedAction(*program), program] { return act() == kDone; };
   return "";
 }
 
@@ -77,20 +79,20 @@ ExitCode runPlay(const PlayOptions& given) {
 
 }  // namespace
 
-Action definePlay(CLI::App& app) {
+Action definePlay(Arguments& app) {
   const auto given = std::make_shared<PlayOptions>();
   app.footer(
       std::string(kScenarioGrammar) +
       "\n\nEnds with 1 at the first line that fails. Lines that can't be read are told before "
       "anything\nis done; the end is 2 then.");
-  app.add_option("FILE", given->file, "The scenario")->required();
-  app.add_option("--speed", given->speed,
-                 "How many times as fast: waits take so much less, and the switch's ports and a "
-                 "clock that runs go along. What uses the switch does not: run a daemon as many "
-                 "times as fast, or play to it without --speed")
-      ->check(CLI::Range(1.0, kMaxSpeed));
-  app.add_flag("--loop", given->isLooping, "Begin again at the end, until interrupted");
-  app.add_flag("--quiet", given->isQuiet, "Do not tell each event");
+  app.add("FILE", given->file, "The scenario").required();
+  app.add("--speed", given->speed,
+          "How many times as fast: waits take so much less, and the switch's ports and a "
+          "clock that runs go along. What uses the switch does not: run a daemon as many "
+          "times as fast, or play to it without --speed")
+      .range(1.0, kMaxSpeed);
+  app.flag("--loop", given->isLooping, "Begin again at the end, until interrupted");
+  app.flag("--quiet", given->isQuiet, "Do not tell each event");
   return [given] { return runPlay(*given); };
 }
 

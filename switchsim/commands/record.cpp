@@ -68,28 +68,25 @@ ExitCode runReplay(const RecordOptions& given) {
 
 }  // namespace
 
-Action defineRecord(CLI::App& app) {
+Action defineRecord(Arguments& app) {
   const auto given = std::make_shared<RecordOptions>();
   app.footer(
       "Goes on until SIGINT or SIGTERM. FILE is for its owner alone: answers tell much about "
       "a site.");
-  app.add_option("FILE", given->file, "The recording that is appended to, an exchange a line")
-      ->required();
-  app.add_option("--to", given->daemonPath, "The socket that the daemon listens at")->required();
-  app.add_option("--listen", given->listenPath, "The socket for the clients, made here")
-      ->required();
+  app.add("FILE", given->file, "The recording that is appended to, an exchange a line").required();
+  app.add("--to", given->daemonPath, "The socket that the daemon listens at").required();
+  app.add("--listen", given->listenPath, "The socket for the clients, made here").required();
   return [given] { return runRecord(*given); };
 }
 
-Action defineReplay(CLI::App& app) {
+Action defineReplay(Arguments& app) {
   const auto given = std::make_shared<RecordOptions>();
   app.footer(
       "Goes on until SIGINT or SIGTERM. A request that is not in FILE is told, and answered "
       "with an error;\nthe exit status is 1 then.");
-  app.add_option("FILE", given->file, "A recording")->required();
-  app.add_option("--listen", given->listenPath, "The socket for the clients, made here")
-      ->required();
-  app.add_flag("--delay", given->isSlow, "Answer as late as the daemon did");
+  app.add("FILE", given->file, "A recording").required();
+  app.add("--listen", given->listenPath, "The socket for the clients, made here").required();
+  app.flag("--delay", given->isSlow, "Answer as late as the daemon did");
   return [given] { return runReplay(*given); };
 }
 

@@ -84,36 +84,33 @@ ExitCode runClock(const ClockOptions& given) {
 
 }  // namespace
 
-Action defineFault(CLI::App& app) {
+Action defineFault(Arguments& app) {
   const auto given = std::make_shared<FaultOptions>();
   app.footer("Operations:\n" + clientOperationList());
-  app.add_option("OPERATION", given->value, "An operation (see below), or list, or clear")
-      ->required();
-  app.add_option("--port", given->port, "Only calls about this port");
-  app.add_option("--result", given->fault.result,
-                 "The calls do nothing and return this, for example -22");
-  app.add_option("--delay-ms", given->fault.delayMs, "The calls are answered that much later");
-  app.add_option("--times", given->fault.times, "For so many calls only")
-      ->check(CLI::PositiveNumber);
-  refuseMistakes(app, [given] { return faultMistake(*given); });
+  app.add("OPERATION", given->value, "An operation (see below), or list, or clear").required();
+  app.add("--port", given->port, "Only calls about this port");
+  app.add("--result", given->fault.result, "The calls do nothing and return this, for example -22");
+  app.add("--delay-ms", given->fault.delayMs, "The calls are answered that much later");
+  app.add("--times", given->fault.times, "For so many calls only").positive();
+  app.refuse([given] { return faultMistake(*given); });
   return [given] { return runFault(*given); };
 }
 
-Action defineServer(CLI::App& app) {
+Action defineServer(Arguments& app) {
   const auto state = std::make_shared<std::string>();
-  app.add_option("STATE", *state, "up or down")->required()->check(CLI::IsMember({"up", "down"}));
+  app.add("STATE", *state, "up or down").required().oneOf({"up", "down"});
   return [state] { return report(setServerUp(*state == "up")); };
 }
 
-Action defineClock(CLI::App& app) {
+Action defineClock(Arguments& app) {
   const auto given = std::make_shared<ClockOptions>();
-  app.add_option("TIME", given->value,
-                 "follow (the host's local time), \"YYYY-MM-DD HH:MM:SS\" (frozen), or fail")
-      ->required();
-  app.add_flag("--run", given->isRunning, "Run on from the given time");
-  app.add_option("--behind-ms", given->behindMs, "With follow: how far behind the host's clock")
-      ->check(CLI::NonNegativeNumber);
-  refuseMistakes(app, [given] { return clockMistake(*given); });
+  app.add("TIME", given->value,
+          "follow (the host's local time), \"YYYY-MM-DD HH:MM:SS\" (frozen), or fail")
+      .required();
+  app.flag("--run", given->isRunning, "Run on from the given time");
+  app.add("--behind-ms", given->behindMs, "With follow: how far behind the host's clock")
+      .notNegative();
+  app.refuse([given] { return clockMistake(*given); });
   return [given] { return runClock(*given); };
 }
 

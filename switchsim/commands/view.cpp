@@ -97,22 +97,21 @@ ExitCode runJournal(const JournalOptions& given) {
 
 }  // namespace
 
-Action defineShow(CLI::App& app) {
+Action defineShow(Arguments& app) {
   const auto given = std::make_shared<ShowOptions>();
-  CLI::Option* json =
-      app.add_flag("--json", given->json, "Print one JSON document (with --watch one a line)");
-  app.add_flag("--watch", given->isWatching,
-               "Go on every second until interrupted; on a terminal as --panel");
-  app.add_flag("--panel", given->isPanel, "Draw the front panels instead of a table")
-      ->excludes(json);
+  const Argument json =
+      app.flag("--json", given->json, "Print one JSON document (with --watch one a line)");
+  app.flag("--watch", given->isWatching,
+           "Go on every second until interrupted; on a terminal as --panel");
+  app.flag("--panel", given->isPanel, "Draw the front panels instead of a table").excludes(json);
   return [given] { return runShow(*given); };
 }
 
-Action defineJournal(CLI::App& app) {
+Action defineJournal(Arguments& app) {
   const auto given = std::make_shared<JournalOptions>();
-  app.add_flag("--json", given->json, "Print one JSON document (with --follow one entry a line)");
-  app.add_flag("--follow", given->isFollowing, "Go on with what comes, until interrupted");
-  app.add_option("--since", given->since, "Only entries after this sequence number");
+  app.flag("--json", given->json, "Print one JSON document (with --follow one entry a line)");
+  app.flag("--follow", given->isFollowing, "Go on with what comes, until interrupted");
+  app.add("--since", given->since, "Only entries after this sequence number");
   return [given] { return runJournal(*given); };
 }
 

@@ -60,8 +60,8 @@ int runLogLevel(const std::string& word, Session& session) {
 
 }  // namespace
 
-Action defineLogLevel(CLI::App& app, Options&) {
+Action defineLogLevel(Arguments& app, Options&) {
   const auto level = std::make_shared<std::string>();
-  app.add_option("LEVEL", *level, "set it to this")->type_name(kLevelChoices);
+  app.add("LEVEL", *level, "set it to this").named(kLevelChoices);
   return [level](Session& session) { return runLogLevel(*level, session); };
 }

@@ -205,14 +205,14 @@ int runLog(const LogOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineLog(CLI::App& app, Options&) {
+Action defineLog(Arguments& app, Options&) {
   const auto given = std::make_shared<LogOptions>();
-  app.add_flag("-f,--follow", given->follow, "show records as they are written");
-  app.add_option("-n", given->count, "the last N records only [50; with --since all]")
-      ->check(CLI::Range(0, INT32_MAX))
-      ->type_name("N");
-  app.add_option("--level", given->level, "this level and worse")->type_name(kLevelChoices);
-  app.add_option("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
-      ->type_name("TIME");
+  app.flag("-f,--follow", given->follow, "show records as they are written");
+  app.add("-n", given->count, "the last N records only [50; with --since all]")
+      .range(0, INT32_MAX)
+      .named("N");
+  app.add("--level", given->level, "this level and worse").named(kLevelChoices);
+  app.add("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
+      .named("TIME");
   return [given](Session& session) { return runLog(*given, session); };
 }

@@ -48,9 +48,9 @@ int runScheduleAdd(const ScheduleWords& words, Session& session) {
 
 }  // namespace
 
-Action defineScheduleAdd(CLI::App& app, Options&) {
+Action defineScheduleAdd(Arguments& app, Options&) {
   const auto words = std::make_shared<ScheduleWords>();
-  app.add_option("NAME", words->name, "what it is called")->required();
+  app.add("NAME", words->name, "what it is called").required();
   addScheduleOptions(app, words.get());
   return [words](Session& session) { return runScheduleAdd(*words, session); };
 }

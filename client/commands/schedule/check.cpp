@@ -86,8 +86,8 @@ JsonPtr checkJson(const std::vector<CheckedSchedule>& checked) {
   return document.take();
 }
 
-Action defineScheduleCheck(CLI::App& app, Options&) {
+Action defineScheduleCheck(Arguments& app, Options&) {
   const auto id = std::make_shared<std::string>();
-  app.add_option("ID", *id, "number or name; all when none is given");
+  app.add("ID", *id, "number or name; all when none is given");
   return [id](Session& session) { return runScheduleCheck(*id, session); };
 }

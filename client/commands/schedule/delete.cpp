@@ -25,9 +25,9 @@ int runScheduleDelete(const DeleteOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineScheduleDelete(CLI::App& app, Options&) {
+Action defineScheduleDelete(Arguments& app, Options&) {
   const auto given = std::make_shared<DeleteOptions>();
-  app.add_option("ID", given->id, "number or name")->required();
-  app.add_flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
+  app.add("ID", given->id, "number or name").required();
+  app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
   return [given](Session& session) { return runScheduleDelete(*given, session); };
 }

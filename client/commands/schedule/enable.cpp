@@ -31,11 +31,11 @@ int runScheduleEnable(const EnableOptions& given, bool isEnabled, Session& sessi
   return kExitDone;
 }
 
-Action define(CLI::App& app, bool isEnabled) {
+Action define(Arguments& app, bool isEnabled) {
   const auto given = std::make_shared<EnableOptions>();
-  app.add_option("ID", given->id, "number or name")->required();
+  app.add("ID", given->id, "number or name").required();
   if (!isEnabled) {
-    app.add_flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
+    app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
   }
   return [given, isEnabled](Session& session) {
     return runScheduleEnable(*given, isEnabled, session);
@@ -44,10 +44,10 @@ Action define(CLI::App& app, bool isEnabled) {
 
 }  // namespace
 
-Action defineScheduleEnable(CLI::App& app, Options&) {
+Action defineScheduleEnable(Arguments& app, Options&) {
   return define(app, true);
 }
 
-Action defineScheduleDisable(CLI::App& app, Options&) {
+Action defineScheduleDisable(Arguments& app, Options&) {
   return define(app, false);
 }

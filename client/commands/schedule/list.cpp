@@ -120,11 +120,11 @@ JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const
   return object.take();
 }
 
-Action defineScheduleGroup(CLI::App& app, Options& options) {
+Action defineScheduleGroup(Arguments& app, Options& options) {
   addUnit(app, options);
   return nullptr;
 }
 
-Action defineScheduleList(CLI::App&, Options&) {
+Action defineScheduleList(Arguments&, Options&) {
   return runScheduleList;
 }

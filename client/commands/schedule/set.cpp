@@ -94,11 +94,11 @@ int runScheduleSet(const SetOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineScheduleSet(CLI::App& app, Options&) {
+Action defineScheduleSet(Arguments& app, Options&) {
   const auto given = std::make_shared<SetOptions>();
-  app.add_option("ID", given->id, "number or name")->required();
-  app.add_option("--name", given->words.name, "another name");
+  app.add("ID", given->id, "number or name").required();
+  app.add("--name", given->words.name, "another name");
   addScheduleOptions(app, &given->words);
-  app.add_flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
+  app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
   return [given](Session& session) { return runScheduleSet(*given, session); };
 }

@@ -55,8 +55,8 @@ std::string scheduleText(const Schedule& schedule, const PortNames& names, const
   return table.text(screen) + at.footer + "\n";
 }
 
-Action defineScheduleShow(CLI::App& app, Options&) {
+Action defineScheduleShow(Arguments& app, Options&) {
   const auto id = std::make_shared<std::string>();
-  app.add_option("ID", *id, "number or name")->required();
+  app.add("ID", *id, "number or name").required();
   return [id](Session& session) { return runScheduleShow(*id, session); };
 }

@@ -219,34 +219,30 @@ void applyRest(const ScheduleWords& words, Schedule* schedule) {
   }
 }
 
-void addPortOptions(CLI::App& app, ScheduleWords* words) {
-  CLI::Option* off = app.add_option("--off", words->off, "ports to switch off in a window");
-  CLI::Option* on = app.add_option("--on", words->on, "ports to switch on in a window");
-  CLI::Option* restart = app.add_option("--restart", words->restart, "ports to restart");
-  off->type_name("PORT")->excludes(on)->excludes(restart);
-  on->type_name("PORT")->excludes(restart);
-  restart->type_name("PORT");
+void addPortOptions(Arguments& app, ScheduleWords* words) {
+  const Argument off = app.add("--off", words->off, "ports to switch off in a window");
+  const Argument on = app.add("--on", words->on, "ports to switch on in a window");
+  const Argument restart = app.add("--restart", words->restart, "ports to restart");
+  off.named("PORT").excludes(on).excludes(restart);
+  on.named("PORT").excludes(restart);
+  restart.named("PORT");
 }
 
-void addTimeOptions(CLI::App& app, ScheduleWords* words) {
-  CLI::Option* allDay = app.add_flag("--all-day", words->allDay, "the window is the whole day");
-  app.add_option("--from", words->from, "when the window begins")
-      ->type_name("HH:MM")
-      ->excludes(allDay);
-  app.add_option("--to", words->to, "when the window ends")->type_name("HH:MM")->excludes(allDay);
-  app.add_option("--at", words->at, "when the ports restart")->type_name("HH:MM");
-  addDuration(app, "--off-time", &words->offTimeMs, "how long a restart keeps them dark [10s]");
+void addTimeOptions(Arguments& app, ScheduleWords* words) {
+  const Argument allDay = app.flag("--all-day", words->allDay, "the window is the whole day");
+  app.add("--from", words->from, "when the window begins").named("HH:MM").excludes(allDay);
+  app.add("--to", words->to, "when the window ends").named("HH:MM").excludes(allDay);
+  app.add("--at", words->at, "when the ports restart").named("HH:MM");
+  app.duration("--off-time", &words->offTimeMs, "how long a restart keeps them dark [10s]");
 }
 
-void addDayOptions(CLI::App& app, ScheduleWords* words) {
-  CLI::Option* daily = app.add_flag("--daily", words->daily, "on every day, as without days");
-  CLI::Option* weekly =
-      app.add_option("--weekly", words->weekly, "days such as mon-fri or sat,sun");
-  CLI::Option* monthly = app.add_option("--monthly", words->monthly, "days such as 1,15");
-  weekly->type_name("DAYS")->excludes(daily)->excludes(monthly);
-  monthly->type_name("DAYS")->excludes(daily);
-  app.add_option("--dates", words->dates, "first and last date: 2026-01-01..2026-03-31")
-      ->type_name("A..B");
+void addDayOptions(Arguments& app, ScheduleWords* words) {
+  const Argument daily = app.flag("--daily", words->daily, "on every day, as without days");
+  const Argument weekly = app.add("--weekly", words->weekly, "days such as mon-fri or sat,sun");
+  const Argument monthly = app.add("--monthly", words->monthly, "days such as 1,15");
+  weekly.named("DAYS").excludes(daily).excludes(monthly);
+  monthly.named("DAYS").excludes(daily);
+  app.add("--dates", words->dates, "first and last date: 2026-01-01..2026-03-31").named("A..B");
 }
 
 }  // namespace
@@ -260,15 +256,15 @@ bool ScheduleWords::any() const {
          offTimeMs >= 0 || staggerMs >= 0 || allDay || daily || disabled;
 }
 
-void addScheduleOptions(CLI::App& app, ScheduleWords* words) {
+void addScheduleOptions(Arguments& app, ScheduleWords* words) {
   addPortOptions(app, words);
   addTimeOptions(app, words);
   addDayOptions(app, words);
-  addDuration(app, "--stagger", &words->staggerMs, "one port after the other, so far apart");
-  app.add_flag("--disabled", words->disabled, "store it, but do not let it fire");
-  app.add_flag("--companion", words->companion,
-               "also a second schedule that ends a window over midnight on each morning after");
-  app.add_flag("--force", words->force, "store it even if it would never fire");
+  app.duration("--stagger", &words->staggerMs, "one port after the other, so far apart");
+  app.flag("--disabled", words->disabled, "store it, but do not let it fire");
+  app.flag("--companion", words->companion,
+           "also a second schedule that ends a window over midnight on each morning after");
+  app.flag("--force", words->force, "store it even if it would never fire");
 }
 
 Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vector<PoePort>& ports,

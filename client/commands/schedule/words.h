@@ -2,13 +2,13 @@
 #ifndef QUORIN_CLIENT_COMMANDS_SCHEDULE_WORDS_H
 #define QUORIN_CLIENT_COMMANDS_SCHEDULE_WORDS_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "api/records.h"
+#include "cli/command_line.h"
 #include "cli/times.h"
 
 // What was given; the rest is empty, none or false.
@@ -38,7 +38,7 @@ struct ScheduleWords {
 };
 
 // The options of add and set; name is not among them.
-void addScheduleOptions(CLI::App& app, ScheduleWords* words);
+void addScheduleOptions(Arguments& app, ScheduleWords* words);
 
 // The schedule as the words change it, ports being those of words.ports(). A schedule without a
 // type is a new one. Throws Failure, kExitUsage, for what makes no schedule, and, unless

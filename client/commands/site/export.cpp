@@ -50,8 +50,8 @@ int runExport(const std::string& path, Session& session) {
 
 }  // namespace
 
-Action defineExport(CLI::App& app, Options&) {
+Action defineExport(Arguments& app, Options&) {
   const auto path = std::make_shared<std::string>();
-  app.add_option("FILE", *path, "file to write; the output when none is given");
+  app.add("FILE", *path, "file to write; the output when none is given");
   return [path](Session& session) { return runExport(*path, session); };
 }

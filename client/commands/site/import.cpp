@@ -289,16 +289,16 @@ JsonPtr importJson(const ImportPlan& plan, const ImportResult& result) {
   return document.take();
 }
 
-Action defineImport(CLI::App& app, Options&) {
+Action defineImport(Arguments& app, Options&) {
   const auto given = std::make_shared<ImportOptions>();
-  app.add_option("FILE", given->path, "file to read; - is the input")->required();
-  app.add_flag("--dry-run", given->isDryRun, "show what would change, and change nothing");
-  app.add_flag("--replace", given->isReplace, "remove what the file does not have");
-  app.add_option("--map", given->maps, "ports of the file that are others here: 1/0/3=2/0/3")
-      ->type_name("PORT=PORT")
-      ->allow_extra_args(false);
-  app.add_flag("--force", given->isForced,
-               "store also what would never fire or has ports that are not here");
-  app.add_flag("-y,--yes", given->isYes, "do not ask when a window is open");
+  app.add("FILE", given->path, "file to read; - is the input").required();
+  app.flag("--dry-run", given->isDryRun, "show what would change, and change nothing");
+  app.flag("--replace", given->isReplace, "remove what the file does not have");
+  app.add("--map", given->maps, "ports of the file that are others here: 1/0/3=2/0/3")
+      .named("PORT=PORT")
+      .oneValueEach();
+  app.flag("--force", given->isForced,
+           "store also what would never fire or has ports that are not here");
+  app.flag("-y,--yes", given->isYes, "do not ask when a window is open");
   return [given](Session& session) { return runImport(*given, session); };
 }
