@@ -13,8 +13,8 @@
 std::string readWholeFile(const std::string& path);
 
 // In one step: whoever reads meanwhile, or after a power cut, finds the old text or the new one,
-// and the new one once this returns. What is no regular file (a pipe, a terminal) is written as it
-// stands. Throws Failure.
+// and the new one once this returns (in a folder that this user may read). What is no regular file
+// (a pipe, a terminal) is written as it stands. Throws Failure.
 void writeWholeFile(const std::string& path, const std::string& text);
 
 #endif

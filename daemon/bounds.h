@@ -5,7 +5,7 @@
 #include <cstdint>
 
 enum class Bound : uint8_t {
-  connections,   // a silent one was closed to make room
+  connections,   // a silent one was closed, for a new one or for its memory
   requestBytes,  // a request was too large
   memory,        // there was none for a request or an answer
   waiting,       // a request was refused because enough of them wait already

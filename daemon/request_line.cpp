@@ -137,10 +137,14 @@ ScheduleTurn::~ScheduleTurn() {
 bool ScheduleTurn::waitInLine() {
   Waiter waiter;
   if (!waiter.called) {
+    boundReached(Bound::waiting);
     return false;  // no descriptor: refused before anything is done
   }
-  const int client = kind_ == RequestKind::reads ? servedClient : kNoClient;
-  if (takeTurnOrQueue(&waiter) || waitForCall(waiter, client)) {
+  if (takeTurnOrQueue(&waiter)) {
+    return true;
+  }
+  if (waitForCall(waiter, kind_ == RequestKind::reads ? servedClient : kNoClient)) {
+    const MutexLock lock(lineMutex);  // whoever called is done with the waiter
     return true;
   }
   leaveLine(waiter);

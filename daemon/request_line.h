@@ -1,6 +1,6 @@
 // Where requests wait. A sweep may hold the schedules for minutes, and every request that waits
 // keeps a connection: only so many of them may wait, and one that merely reads does not outstay its
-// client.
+// client in the line. (What a request does is not known before its turn at the gate of large ones.)
 #ifndef QUORIN_DAEMON_REQUEST_LINE_H
 #define QUORIN_DAEMON_REQUEST_LINE_H
 

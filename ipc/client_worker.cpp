@@ -112,14 +112,18 @@ Response respondToLarge(Request* request) {
   return respondAtGate(request);
 }
 
+Response carryOutFor(int connection, Request* request) {
+  const ServedRequest served(connection);
+  const bool isLarge = request->text.size() > kLargeRequestBytes;
+  return isLarge ? respondToLarge(request) : respondTo(request);
+}
+
 void serve(int connection) {
   Request request;
   if (!readRequest(connection, &request.held, &request.text)) {
     return;
   }
-  const ServedRequest served(connection);
-  const bool isLarge = request.text.size() > kLargeRequestBytes;
-  Response response = isLarge ? respondToLarge(&request) : respondTo(&request);
+  Response response = carryOutFor(connection, &request);
   if (response.isWanted) {
     sendResponse(connection, response.code, std::move(response.result));
   }
@@ -137,8 +141,12 @@ void sendResponse(int connection, int32_t code, JsonPtr result) {
 
   HeldBytes held;
   JsonTextPtr text = jsonPrintAndFree(std::move(result));
-  const size_t bytes = text != nullptr ? strlen(text.get()) : 0;
-  if (text != nullptr && held.resize(bytes)) {
+  if (text == nullptr) {
+    boundReached(Bound::memory);
+    return;
+  }
+  const size_t bytes = strlen(text.get());
+  if (held.resize(bytes)) {
     const std::string_view answer(text.get(), bytes);
     sendAll(connection, {envelope, R"(,"result":)", answer, "}\n"});
   }

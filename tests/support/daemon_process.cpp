@@ -37,7 +37,8 @@ void DaemonProcess::start(const std::function<void()>& beforeExec) {
   std::vector<std::string> settings = settings_;
   if (speed_ > 1) {
     // The daemon reads no file times, and the library's stat is not safe at exit.
-    settings = {"LD_PRELOAD=" FAKETIME_PRELOAD, fill("FAKETIME=+0 x%", speed_), "NO_FAKE_STAT=1"};
+    settings.insert(settings.end(), {"LD_PRELOAD=" FAKETIME_PRELOAD, fill("FAKETIME=+0 x%", speed_),
+                                     "NO_FAKE_STAT=1"});
   }
   switchsim::execProgram(program_, settings);
   _exit(kExecFailed);
