@@ -25,8 +25,6 @@ constexpr Command kCommands[] = {
     {"clock", "Set the switch's clock", defineClock},
     {"lab", "A switch, the real daemon and a clock of their own in one folder", defineLab},
     {"play", "Play a scenario: events and expectations, one a line", definePlay},
-    {"record", "Record what passes between a daemon and its clients", defineRecord},
-    {"replay", "Answer clients from a recording, without a daemon", defineReplay},
 };
 
 }  // namespace

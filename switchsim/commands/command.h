@@ -45,8 +45,6 @@ Action defineJournal(Arguments& app);
 Action defineLab(Arguments& app);
 Action definePlay(Arguments& app);
 Action definePriority(Arguments& app);
-Action defineRecord(Arguments& app);
-Action defineReplay(Arguments& app);
 Action defineServer(Arguments& app);
 Action defineSet(Arguments& app);
 Action defineShow(Arguments& app);

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -24,7 +26,6 @@
 #include "cli/files.h"
 #include "cli/text.h"
 #include "switchsim/lab/exec_program.h"
-#include "switchsim/lab/socket_server.h"
 #include "switchsim/switch/switch_state.h"
 
 namespace fs = std::filesystem;
@@ -56,8 +57,12 @@ bool waitUntil(const std::function<bool()>& isSo) {
 }
 
 bool isAnswered(const std::string& socketPath) {
-  std::string whyNot;
-  return static_cast<bool>(connectTo(socketPath, &whyNot));
+  const UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.c_str());
+  return connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+         0;
 }
 
 // Beside this program in a build folder, else where it is installed.
