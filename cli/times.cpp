@@ -1,12 +1,9 @@
 #include "cli/times.h"
 
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 
 #include "cli/lab_clock.h"
 #include "cli/text.h"
@@ -30,35 +27,6 @@ std::string environmentZone() {
 
 // Of TZ when the program started, before any zone was used.
 const std::string kStartZone = environmentZone();
-
-// The database has folders, tables and texts, too.
-bool isZoneFile(const std::string& path) {
-  std::error_code error;
-  char magic[4] = {};
-  return std::filesystem::is_regular_file(path, error) &&
-         std::ifstream(path).read(magic, sizeof magic) && memcmp(magic, "TZif", sizeof magic) == 0;
-}
-
-bool isInDatabase(const std::string& name) {
-  const char* folder = getenv("TZDIR");
-  const std::string path =
-      std::string(folder != nullptr ? folder : "/usr/share/zoneinfo") + "/" + name;
-  return name.find("..") == std::string::npos && isZoneFile(path);
-}
-
-// "CET-1CEST,...", "<+03>-3": a name of three letters or more, and an offset.
-bool isOfTzForm(const std::string& name) {
-  size_t letters = 0;
-  if (!name.empty() && name[0] == '<') {
-    letters = name.find('>') == std::string::npos ? 0 : name.find('>') + 1;
-  } else {
-    while (letters < name.size() && isalpha(static_cast<unsigned char>(name[letters])) != 0) {
-      ++letters;
-    }
-  }
-  const size_t digits = name.find_first_of("0123456789", letters);
-  return letters >= 3 && digits != std::string::npos && digits <= letters + 1;
-}
 
 tm calendarOf(const TickTime& local) {
   tm calendar{};
@@ -237,13 +205,6 @@ int64_t systemNow() {
 
 Zone Zone::ofProcess() {
   return Zone(kStartZone);
-}
-
-std::optional<Zone> Zone::named(const std::string& name) {
-  if (name.empty() || (!isInDatabase(name) && !isOfTzForm(name))) {
-    return std::nullopt;
-  }
-  return Zone(name);
 }
 
 // Changing TZ is slow: only when another zone was used last.

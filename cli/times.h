@@ -19,8 +19,6 @@ class Zone {
   explicit Zone(std::string name) : name_(std::move(name)) {}
   // That of TZ when the program started, else the system's.
   static Zone ofProcess();
-  // None when the name is neither in the system's database nor of TZ's own form.
-  static std::optional<Zone> named(const std::string& name);
 
   tm at(int64_t instant) const;
   TickTime tickAt(int64_t instant) const;

@@ -18,16 +18,6 @@ constexpr const char* kFooter =
     "unit or run, 130 interrupted.\n"
     "Example: quorin_poectl ports 1/0/1-4";
 
-void addZoneOptions(const Arguments& top, Options* options) {
-  const Argument utc = top.flag("--utc", options->utc, "show times in UTC");
-  top.add("--tz", options->zone, "show times in this zone, such as Europe/Berlin")
-      .named("ZONE")
-      .excludes(utc)
-      .check([](const std::string& name) {
-        return Zone::named(name) ? "" : "there is no zone " + inQuotes(name);
-      });
-}
-
 void addColorOption(const Arguments& top, Options* options) {
   const auto read = [options](const std::string& when) {
     options->color = when == "auto"     ? ColorMode::automatic
@@ -45,7 +35,7 @@ void addCommonOptions(const Arguments& top, Options* options) {
       .named("PATH")
       .lastCounts();
   top.flag("--json", options->json, "print one JSON document");
-  addZoneOptions(top, options);
+  top.flag("--utc", options->utc, "show times in UTC");
   top.duration("--timeout", &options->timeoutMs,
                "how long to wait for an answer: 500ms, 60s, 2m [60s]");
   addColorOption(top, options);

@@ -12,14 +12,6 @@ namespace {
 constexpr int64_t kMaxClockDifferenceSec = 120;
 constexpr int32_t kSecPerMin = 60;
 
-// --utc is before --tz where both are given.
-Zone shownZoneOf(const Options& options) {
-  if (options.utc) {
-    return Zone("UTC");
-  }
-  return options.zone.empty() ? Zone::ofProcess() : Zone(options.zone);
-}
-
 std::vector<PortLine> readPortFile(const std::string& path, const Output& output) {
   std::ifstream file(path);
   const std::string text{std::istreambuf_iterator<char>(file), {}};
@@ -38,7 +30,13 @@ Session::Session(const Options& options, Daemon& daemon, const Output& output)
       daemon_(daemon),
       output_(output),
       zone_(Zone::ofProcess()),
-      shownZone_(shownZoneOf(options)) {}
+      shownZone_(options.utc ? Zone("UTC") : Zone::ofProcess()) {}
+
+void Session::refuseJson(const char* command) const {
+  if (options_.json) {
+    throw Failure(kExitUsage, std::string(command) + " prints no JSON: leave out --json");
+  }
+}
 
 SwitchLibrary* Session::library() {
   if (!isOpened_ && options_.useSwitchLibrary) {
@@ -148,7 +146,7 @@ void Session::checkClock(const SwitchClock& clock) {
 
 std::string Session::zoneText() {
   const std::string switchZone = "the switch's zone (" + zone_.abbreviation(now()) + ")";
-  if (!options_.utc && options_.zone.empty()) {
+  if (!options_.utc) {
     return "times in " + switchZone;
   }
   return "times in " + escaped(shownZone_.name()) + ", those of schedules in " + switchZone;

@@ -43,7 +43,6 @@ struct Options {
   bool useSwitchLibrary = true;
   bool json = false;
   bool utc = false;
-  std::string zone;  // of --tz; empty: the switch's
   int64_t timeoutMs = 60000;
   ColorMode color = ColorMode::automatic;
   bool quiet = false;
@@ -59,6 +58,8 @@ class Session {
   const Options& options() const { return options_; }
   Daemon& daemon() { return daemon_; }
   const Output& output() const { return output_; }
+  // For a command that prints no JSON. Throws Failure, kExitUsage, where it was asked for.
+  void refuseJson(const char* command) const;
 
   // From the switch OS's library and the file of names; what is wrong in the file is warned of.
   const PortNames& names();
@@ -80,7 +81,7 @@ class Session {
   int64_t now();
   // The daemon's zone, by which schedules go: TZ.
   const Zone& zone() const { return zone_; }
-  // The zone that times are shown in: that of --utc or --tz, else zone().
+  // The zone that times are shown in: that of --utc, else zone().
   const Zone& shownZone() const { return shownZone_; }
   // For a heading or a last line: "times in the switch's zone (CET)", or with --utc "times in UTC,
   // those of schedules in the switch's zone (CET)".

@@ -56,15 +56,11 @@ shortWindow|A power_off 8:0 8:1 "executionMode":"sequential","interPortDelaySec"
   }
 }
 
-TEST(ClientPlans, importsAreStepsThatKeepIdsAndNamesApart) {
+TEST(ClientPlans, importsAreStepsInWhichANameIsASchedule) {
   for (const auto& row : fieldsOf(R"(A power_off 1;B power_off 2|A power_off 3||change 1 A
-A power_off 1;B power_off 2|C power_off 1;D power_off 3|y|rename 1 A to C; add D; delete 2 B
-A power_off 1|A restart 1||rename 1 A to (import 1) A; add A; delete 1 (import 1) A
-A power_off 1;B restart 2|B power_off 1;A restart 2||rename 1 A to (import 1) A; rename )"
-                                  R"(2 B to A; rename 1 (import 1) A to B
-A power_off 1;B restart 2|A restart 2|y|rename 1 A to (import 1) A; rename 2 B to A; )"
-                                  R"(delete 1 (import 1) A
-(import 1) A power_off 1|A restart 1||add A; delete 1 (import 1) A)")) {
+A power_off 1;B power_off 2|B power_off 2;C power_off 1;A power_off 2|y|change 1 A; add C
+A power_off 1;B power_off 2|C power_off 1|y|add C; delete 1 A; delete 2 B
+A power_off 1;B restart 2|A restart 2||delete 1 A; add A)")) {
     const auto plan =
         importPlan({schedulesOf(row[1]), {}}, {schedulesOf(row[0]), {}}, row[2] == "y");
     const std::string text = joined(mapped(plan.steps, stepText), "; ");

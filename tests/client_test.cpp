@@ -109,8 +109,7 @@ schedule list --json -> 0 {"schedules":[]}
 call schedule.get '{"unit":1,"scheduleId":7}' -> 4 unit 1 has no schedule 7. See
 call manual.reset '{"unit":1,"request":{"ifNum":[]}}' -> 2 ifNum? did you mean ifNums
 --socket /no/such.sock wait --for 1ms -> 6 no daemon answered within 1 ms
-wait --json -> 0 {"answers":true,"afterMs":
-history --tz Europe -> 2 there is no zone "Europe"
+wait --json -> 2 wait prints no JSON: leave out --json
 call history.list '{"unit":1}' -> 0 {"ok":true,"result":{"runs":[]
 call history.detail '{"unit":1,"runId":9}' -> 4 error 10023 (ERR_NOT_FOUND)
 call history.list -> 4 error 10003 (ERR_INVALID_ARG)

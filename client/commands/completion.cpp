@@ -1,8 +1,6 @@
 // completion: what a shell needs to complete this program's words.
 #include "client/commands/completion.h"
 
-#include <cjson/cJSON.h>
-
 #include <algorithm>
 
 #include "cli/text.h"
@@ -149,22 +147,13 @@ std::vector<std::string> wordsFor(const std::string& what, Session& session) {
 }
 
 int runCompletion(const std::string& what, Session& session) {
+  session.refuseJson("completion");
   const bool isScript = what == "bash";
   Options options;  // of a program that only tells its words
   const std::string script = isScript ? bashCompletion(makeProgram(&options).line.words()) : "";
   const std::vector<std::string> words =
       isScript ? std::vector<std::string>() : wordsFor(what, session);
-  const Output& output = session.output();
-  if (!session.options().json) {
-    output.print(isScript || words.empty() ? script : joined(words, "\n") + "\n");
-    return kExitDone;
-  }
-  JsonObject document;
-  addTextOrNull(document, "script", script);
-  document.add("words", jsonArray(words, [](const std::string& word) {
-                 return JsonPtr(cJSON_CreateString(word.c_str()));
-               }));
-  output.printJson(document.take());
+  session.output().print(isScript || words.empty() ? script : joined(words, "\n") + "\n");
   return kExitDone;
 }
 

@@ -14,15 +14,12 @@
 namespace {
 
 constexpr size_t kShownRuns = 50;
-constexpr int64_t kFollowPage = 20;
-constexpr int32_t kFollowMs = 1000;
 
 struct HistoryOptions {
   std::string run;
   std::string port;
   std::string since;
   bool failed = false;
-  bool follow = false;
 };
 
 bool isFailure(const Run& run) {
@@ -236,137 +233,10 @@ int showRun(const HistoryOptions& given, Session& session) {
   return kExitDone;
 }
 
-// Prints runs as they begin and end.
-class Follower {
- public:
-  Follower(const HistoryOptions& given, Session& session)
-      : given_(given),
-        session_(session),
-        ports_(given.port.empty() ? std::vector<PoePort>() : session.portsNamed({given.port})) {}
-
-  // What there is at first is known, and not told.
-  void begin() {
-    for (const int32_t unit : session_.units()) {
-      for (const Run& run : newRuns(unit)) {
-        know(unit, run);
-      }
-      for (const Run& run : askOpenRuns(session_.daemon(), unit, systemNow())) {
-        open_.insert({unit, run.runId});
-      }
-    }
-  }
-
-  // What the daemon's end keeps from being told is told at the next look.
-  void look() {
-    for (const int32_t unit : session_.units()) {
-      for (const Run& run : endedRuns(unit)) {
-        tell(run);
-        open_.erase({unit, run.runId});
-      }
-      for (const Run& run : newRuns(unit)) {
-        tell(run);
-        know(unit, run);
-      }
-    }
-  }
-
- private:
-  void know(int32_t unit, const Run& run) {
-    newest_[unit] = std::max(newest_[unit], run.runId);
-    if (run.isOpen()) {
-      open_.insert({unit, run.runId});
-    }
-  }
-
-  std::vector<Run> endedRuns(int32_t unit) {
-    std::vector<Run> ended;
-    for (const auto& [ofUnit, runId] : open_) {
-      if (ofUnit != unit) {
-        continue;
-      }
-      Run run = askRun(session_.daemon(), unit, runId);
-      if (!run.isOpen()) {
-        ended.push_back(std::move(run));
-      }
-    }
-    return ended;
-  }
-
-  // Those that have begun since it was last asked, oldest first; at first those of one page.
-  std::vector<Run> newRuns(int32_t unit) {
-    const int64_t known = newest_[unit];
-    std::vector<Run> runs;
-    for (int64_t page = 1;; ++page) {
-      const std::vector<Run> asked = askRunPage(session_.daemon(), unit, page, kFollowPage).runs;
-      bool hasKnown = asked.size() < static_cast<size_t>(kFollowPage);
-      for (const Run& run : asked) {
-        hasKnown = hasKnown || run.runId <= known;
-        if (run.runId > known) {
-          runs.push_back(run);
-        }
-      }
-      if (hasKnown || known == 0) {
-        std::reverse(runs.begin(), runs.end());
-        return runs;
-      }
-    }
-  }
-
-  void tell(const Run& run) {
-    std::vector<Run> shown{run};
-    if (!ports_.empty()) {
-      shown = askRunsOfPorts(session_.daemon(), shown, ports_, 1);
-    }
-    if (shown.empty() || (given_.failed && !isFailure(run))) {
-      return;
-    }
-    if (session_.options().json) {
-      session_.output().printJsonLine(
-          runJson(shown.front(), !ports_.empty(), session_.names(), session_.shownZone()));
-    } else {
-      session_.output().print(runChangeText(run, session_.shownZone()) + "\n");
-      session_.output().flush();
-    }
-  }
-
-  const HistoryOptions& given_;
-  Session& session_;
-  std::vector<PoePort> ports_;
-  std::map<int32_t, int64_t> newest_;           // by unit: the greatest number told
-  std::set<std::pair<int32_t, int64_t>> open_;  // unit and number
-};
-
-// A daemon that is started again goes on being followed.
-[[noreturn]] void follow(const HistoryOptions& given, Session& session) {
-  Follower follower(given, session);
-  follower.begin();
-  for (bool isLost = false;;) {
-    sleepMilliseconds(kFollowMs);
-    try {
-      follower.look();
-      isLost = false;
-    } catch (const Failure& failure) {
-      if (failure.status() != kExitNoDaemon && failure.status() != kExitTimedOut) {
-        throw;
-      }
-      if (!isLost) {
-        session.output().warn(std::string(failure.what()) + "\nwaiting for it");
-      }
-      isLost = true;
-    }
-  }
-}
-
 int runHistory(const HistoryOptions& given, Session& session) {
   const bool isFiltered = !given.port.empty() || !given.since.empty() || given.failed;
-  if (!given.run.empty() && (isFiltered || given.follow)) {
-    throw Failure(kExitUsage, "RUN names one run: leave out --port, --since, --failed, --follow");
-  }
-  if (given.follow && !given.since.empty()) {
-    throw Failure(kExitUsage, "--follow shows what happens from now on: leave out --since");
-  }
-  if (given.follow) {
-    follow(given, session);
+  if (!given.run.empty() && isFiltered) {
+    throw Failure(kExitUsage, "RUN names one run: leave out --port, --since, --failed");
   }
   return given.run.empty() ? listRuns(given, session) : showRun(given, session);
 }
@@ -457,19 +327,6 @@ std::string runText(const Run& run, const PortNames& names, int64_t now, const Z
   return head.text(screen) + (ports.empty() ? "" : "\n" + ports.text(screen));
 }
 
-std::string runChangeText(const Run& run, const Zone& shownZone) {
-  const std::string what = (run.scheduleId ? inQuotes(titleOf(run)) : titleOf(run)) + " (" +
-                           escaped(actionOf(run)) + "), " +
-                           counted(static_cast<size_t>(run.portCount), "port") + " of unit " +
-                           std::to_string(run.unit);
-  const std::string number = "  run " + std::to_string(run.runId);
-  if (run.isOpen()) {
-    return startText(run, shownZone) + number + " began: " + what;
-  }
-  return momentText(run.completedAt.value_or(0), shownZone) + number + " " + escaped(run.status) +
-         " after " + tookText(run, 0) + ": " + what;
-}
-
 JsonPtr runJson(const Run& run, bool hasPorts, const PortNames& names, const Zone& shownZone) {
   const auto instant = [&shownZone](std::optional<int64_t> at) {
     return at ? rfc3339(*at, shownZone) : "";
@@ -500,6 +357,5 @@ Action defineHistory(Arguments& app, Options& options) {
   app.add("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
       .named("TIME");
   app.flag("--failed", given->failed, "only what did not succeed");
-  app.flag("--follow", given->follow, "show runs as they begin and end");
   return [given](Session& session) { return runHistory(*given, session); };
 }

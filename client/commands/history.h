@@ -18,10 +18,6 @@ std::string portRunsText(const std::vector<Run>& runs, const PortNames& names, i
 // One run, port by port.
 std::string runText(const Run& run, const PortNames& names, int64_t now, const Zone& shownZone,
                     const Screen& screen);
-// A run that has begun or ended: "Tue 2026-03-03 14:07:12  run 12 began: "night" (off), 4 ports of
-// unit 1".
-std::string runChangeText(const Run& run, const Zone& shownZone);
-
 // The daemon's keys, all of them; those that history.list lacks are null where hasPorts is false.
 JsonPtr runJson(const Run& run, bool hasPorts, const PortNames& names, const Zone& shownZone);
 

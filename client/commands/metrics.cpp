@@ -1,8 +1,6 @@
 // metrics: figures for Prometheus, in its text format.
 #include "client/commands/metrics.h"
 
-#include <cjson/cJSON.h>
-
 #include <cstdio>
 
 #include "cli/failure.h"
@@ -116,32 +114,22 @@ std::string sampleText(const char* name, const Sample& sample) {
          " " + value + "\n";
 }
 
-JsonPtr sampleJson(const Sample& sample) {
-  JsonObject labels;
-  for (const auto& [key, value] : sample.labels) {
-    labels.text(key, value.c_str());
-  }
-  JsonObject object;
-  object.add("labels", labels.take()).add("value", JsonPtr(cJSON_CreateNumber(sample.value)));
-  return object.take();
-}
-
-void print(const std::vector<Metric>& metrics, Session& session) {
-  const Output& output = session.output();
-  session.options().json ? output.printJson(metricsDocument(metrics))
-                         : output.print(metricsText(metrics));
-}
-
 // A daemon that does not answer is a figure, too, beside the error.
-int runMetrics(Session& session) try {
-  const Status status = askStatus(session);
-  print(metricsOf(status, session.names(), session.now(), session.zone()), session);
-  return kExitDone;
-} catch (const Failure& failure) {
-  if (failure.status() == kExitNoDaemon || failure.status() == kExitTimedOut) {
-    print(metricsOfSilence(), session);
+int runMetrics(Session& session) {
+  session.refuseJson("metrics");
+  const auto print = [&session](const std::vector<Metric>& metrics) {
+    session.output().print(metricsText(metrics));
+  };
+  try {
+    const Status status = askStatus(session);
+    print(metricsOf(status, session.names(), session.now(), session.zone()));
+    return kExitDone;
+  } catch (const Failure& failure) {
+    if (failure.status() == kExitNoDaemon || failure.status() == kExitTimedOut) {
+      print(metricsOfSilence());
+    }
+    throw;
   }
-  throw;
 }
 
 }  // namespace
@@ -184,18 +172,6 @@ std::string metricsText(const std::vector<Metric>& metrics) {
     }
   }
   return text;
-}
-
-JsonPtr metricsDocument(const std::vector<Metric>& metrics) {
-  JsonObject document;
-  document.add("metrics", jsonArray(metrics, [](const Metric& metric) {
-                 JsonObject object;
-                 object.text("name", (std::string(kPrefix) + metric.name).c_str())
-                     .text("help", metric.help)
-                     .add("samples", jsonArray(metric.samples, sampleJson));
-                 return object.take();
-               }));
-  return document.take();
 }
 
 Action defineMetrics(Arguments& app, Options& options) {

@@ -28,7 +28,5 @@ std::vector<Metric> metricsOfSilence();
 
 // The text format of Prometheus.
 std::string metricsText(const std::vector<Metric>& metrics);
-// {"metrics": [{"name", "help", "samples": [{"labels": {}, "value"}]}]}.
-JsonPtr metricsDocument(const std::vector<Metric>& metrics);
 
 #endif

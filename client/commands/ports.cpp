@@ -19,7 +19,7 @@ struct PortsOptions {
   std::vector<std::string> ports;
   std::string watch;
   std::optional<Argument> watchOption;
-  bool save = false;
+  bool names = false;
 };
 
 Tint tintOf(const SensorPort& port) {
@@ -97,75 +97,18 @@ std::string portLine(uint32_t ifNum, const PortNames& names) {
          (label.empty() ? "" : " " + label) + "\n";
 }
 
-// Empty where there is no file yet, or it is none that can be read again.
-std::string savedText(const std::string& path) {
-  std::error_code error;
-  const std::string text = std::filesystem::is_regular_file(path, error) ? readWholeFile(path) : "";
-  std::vector<std::string> faults;
-  parsePortLines(text, &faults);
-  if (!faults.empty()) {
-    throw Failure(kExitNotAsWished, escaped(path) + " would lose what is in it: " +
-                                        joined(faults, "; ") + ". Mend it, and save again.");
-  }
-  return text.empty() ? "# ifNum name [label]\n" : text;
-}
-
-// The text with new lines for its ports, each once, and for the others at its end. Whatever is no
-// port's stays where it stands.
-std::string withPorts(const std::string& text, std::set<uint32_t> ifNums, const PortNames& names) {
-  std::vector<std::string> lines = splitAt(text, '\n');
-  if (lines.back().empty()) {
-    lines.pop_back();
-  }
-  std::string saved;
-  std::set<uint32_t> written;
-  std::vector<std::string> noFaults;
-  for (const std::string& line : lines) {
-    const std::vector<PortLine> port = parsePortLines(line, &noFaults);
-    if (port.empty()) {
-      saved += line + "\n";
-    } else if (written.insert(port.front().ifNum).second) {
-      saved += portLine(port.front().ifNum, names);
-      ifNums.erase(port.front().ifNum);
-    }
-  }
-  for (const uint32_t ifNum : ifNums) {
-    saved += portLine(ifNum, names);
-  }
-  return saved;
-}
-
-void sayWhatWasSaved(const std::set<uint32_t>& ifNums, Session& session) {
-  const std::string& path = session.options().portFilePath;
-  const auto named = std::count_if(ifNums.begin(), ifNums.end(), [&session](uint32_t ifNum) {
-    return !session.names().nameOrEmpty(ifNum).empty();
-  });
-  if (session.options().json) {
-    JsonObject document;
-    document.text("file", path.c_str()).number("ports", static_cast<int64_t>(ifNums.size()));
-    session.output().printJson(document.number("named", named).take());
-    return;
-  }
-  session.output().say(counted(ifNums.size(), "port") + ", " + std::to_string(named) +
-                       " of them with names, written to " + escaped(path));
-}
-
-// Ports of the file that have no PoE now, or are of another unit than --unit, keep their lines.
-int save(Session& session) {
-  const std::string& path = session.options().portFilePath;
-  const std::string text = savedText(path);
+// The lines of the file of names, for all that there is to tell.
+int printNames(Session& session) {
+  session.refuseJson("ports --names");
   std::set<uint32_t> ifNums = session.names().listed();
   for (const SensorPort& port : session.sensors()) {
     ifNums.insert(port.ifNum);
   }
-
-  std::error_code error;
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-  if (error) {
-    failFile(path, "written", error.value());
+  std::string text = "# ifNum name [label]\n";
+  for (const uint32_t ifNum : ifNums) {
+    text += portLine(ifNum, session.names());
   }
-  writeWholeFile(path, withPorts(text, ifNums, session.names()));
-  sayWhatWasSaved(ifNums, session);
+  session.output().print(text);
   return kExitDone;
 }
 
@@ -211,8 +154,8 @@ int runPorts(PortsOptions given, Session& session) {
   if (!given.watch.empty() && !pauseMs) {
     given.ports.insert(given.ports.begin(), given.watch);  // "--watch 1/0/5": the port is no time
   }
-  if (given.save) {
-    return save(session);
+  if (given.names) {
+    return printNames(session);
   }
   const std::vector<PoePort> meant =
       given.ports.empty() ? session.poePorts() : session.portsNamed(given.ports);
@@ -293,7 +236,7 @@ Action definePorts(Arguments& app, Options& options) {
   given->watchOption = app.add("--watch", given->watch, "show again every SEC seconds [2]")
                            .valueOptional()
                            .named("SEC");
-  app.flag("--save", given->save, "write names and labels to the file of names");
+  app.flag("--names", given->names, "print the lines of a file of names");
   addUnit(app, options);
   return [given](Session& session) { return runPorts(*given, session); };
 }

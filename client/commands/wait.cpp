@@ -25,8 +25,8 @@ bool answersWithin(Daemon& daemon, int64_t milliseconds) try {
 }
 
 int runWait(int64_t forMs, Session& session) {
-  const int64_t startMs = monotonicMs();
-  const int64_t endMs = startMs + forMs;
+  session.refuseJson("wait");
+  const int64_t endMs = monotonicMs() + forMs;
   while (!answersWithin(session.daemon(), std::max<int64_t>(endMs - monotonicMs(), 1))) {
     const int64_t leftMs = endMs - monotonicMs();
     if (leftMs <= 0) {
@@ -35,11 +35,6 @@ int runWait(int64_t forMs, Session& session) {
                                        "with --socket PATH.");
     }
     sleepMilliseconds(static_cast<int32_t>(std::min<int64_t>(leftMs, kPauseMs)));
-  }
-  if (session.options().json) {
-    JsonObject document;
-    document.boolean("answers", true).number("afterMs", monotonicMs() - startMs);
-    session.output().printJson(document.take());
   }
   return kExitDone;
 }

@@ -19,15 +19,14 @@ struct Difference {
   std::optional<BootDelay> delayAfter;
 
   int32_t unit() const;
-  // Empty for a boot delay. Of a schedule that is renamed, the new one.
+  // Empty for a boot delay.
   std::string name() const;
 };
 
 struct ImportStep {
   enum class Act { create, update, remove, setBootDelay };
   Act act = Act::create;
-  Schedule schedule;       // what is sent
-  std::string namedSoFar;  // of update and remove
+  Schedule schedule;  // what is sent
   BootDelay bootDelay;
   size_t difference = 0;  // which one it belongs to
 };
@@ -37,13 +36,12 @@ struct ImportPlan {
   std::vector<ImportStep> steps;
 };
 
-// From what there is to what is wanted; with replace, also without what is not wanted. A schedule
-// keeps its id: under its name, or with its content under another name. Where its type changes, the
-// old one is renamed, the new one added, the old one deleted. No two of a unit have one name at any
-// time. What an import that failed has left under its temporary name is removed.
+// From what there is to what is wanted; with replace, also without what is not wanted. Schedules of
+// one name in a unit are one, and keep the id; where its type changes, which can't be, the old one
+// is deleted and the new one added.
 ImportPlan importPlan(const SiteConfig& wanted, const SiteConfig& present, bool replace);
 
-// `add "night" to unit 1`, `rename 3 "a" of unit 1 to "b"`, escaped.
+// `add "night" to unit 1`, `change 3 "a" of unit 1`, escaped.
 std::string stepText(const ImportStep& step);
 
 #endif

@@ -2,7 +2,6 @@
 #ifndef QUORIN_CLIENT_SITE_PLAN_FAULTS_H
 #define QUORIN_CLIENT_SITE_PLAN_FAULTS_H
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,13 +9,6 @@
 #include "api/site_document.h"
 #include "cli/times.h"
 #include "client/site/import_plan.h"
-
-// The ports of the file that each "1/0/3=2/0/3" names on its left (by its names, or ifNums) become
-// those on the right, which portsNamed finds. A schedule goes to the unit of its ports. Throws
-// Failure.
-using PortsNamed = std::function<std::vector<PoePort>(const std::string&)>;
-void mapPorts(const std::vector<std::string>& maps, const PortsNamed& portsNamed,
-              const std::vector<PoePort>& ports, SiteFile* file);
 
 // What of the plan is not for a switch with these ports, or would be stored and never fire; nothing
 // when forced.

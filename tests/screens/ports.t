@@ -41,6 +41,13 @@ With `--watch` it goes on until it is interrupted.
   1/0/4  on    delivering  3.2 W      1  30.0 W
   PORT   MODE  STATE       POWER  CLASS   LIMIT
 
+The lines of such a file, to write it anew.
+
+  $ quorin_poectl ports --names | sed -n '1p;6p;32p'
+  # ifNum name [label]
+  5 1/0/5 door
+  35 2/0/7
+
 A name that the file spells wrongly is warned of, and the other lines count.
 
   $ printf 'five - door\n5 - window\n33 - twice\n34 - twice\n' >lab/root/etc/quorin_poed/ports

@@ -76,6 +76,25 @@ While a window is open whose schedule would go, it is asked.
   quorin_poectl: warning: a window of 1 "night" of unit 1 is open since Tue 21:30 (run 1): its ports 1/0/5-8 may stay off.
   0 added, 0 changed, 2 removed, 0 the same
 
+A schedule can't change its type: the old one is deleted, and another is added in its place.
+
+  $ quorin_poectl --quiet import other.json >out
+  $ sed 's/"power_on"/"power_off"/' other.json >turned.json
+  $ quorin_poectl import turned.json
+    ~  unit 1  "shop"  on 18:00-21:30 > off 18:00-21:30
+  0 added, 1 changed, 0 removed, 1 the same
+  $ quorin_poectl schedule list | sed -n 3p
+     1   6  shop   off 18:00-21:30  1/0/13   sat    Sat 18:00 off  3 d 19 h
+
+Ports that are others here, or are not here, are told.
+
+  $ sed 's,"1/0/5","1/0/9",; s/"ifNums":\t*\[29,/"ifNums": [505,/' site.json >moved.json
+  $ quorin_poectl import moved.json
+  quorin_poectl: moved.json cannot be imported, nothing was changed:
+    "night": ifNum 5 is 1/0/9 in the file and 1/0/5 here (--force stores it)
+    "cameras": ifNum 505, 2/0/1 in the file, is no PoE port of unit 2 here (--force stores it)
+  [2]
+
 Nothing of a file is taken that has a fault, and each fault is told.
 
   $ sed 's/"03:30"/"25:30"/; s/"22:00"/"22"/' site.json >bad.json
@@ -97,4 +116,7 @@ Nothing of a file is taken that has a fault, and each fault is told.
   quorin_poectl: nowhere.json could not be read: No such file or directory
   [1]
   $ quorin_poectl schedule list
-  no schedules. To make one: quorin_poectl schedule add --help
+  UNIT  ID  NAME   ACTION           PORTS    DAYS   NEXT           LEFT
+     1   4  night  off 21:30-06:00  1/0/5-8  daily  Wed 06:00 on   7 h
+     1   6  shop   off 18:00-21:30  1/0/13   sat    Sat 18:00 off  3 d 19 h
+  2 schedules, times in the switch's zone (CET)

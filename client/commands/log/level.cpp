@@ -43,18 +43,12 @@ std::string levelText(int32_t level) {
 }
 
 int runLogLevel(const std::string& word, Session& session) {
+  session.refuseJson("log level");
   const std::string& path = session.options().logLevelPath;
   if (!word.empty()) {
     writeLevel(path, levelOfWord(word));
   }
-  const int32_t level = readLevel(path);
-  if (session.options().json) {
-    JsonObject document;
-    document.text("level", logLevelName(level).empty() ? nullptr : logLevelName(level).c_str());
-    session.output().printJson(document.number("digit", level).take());
-    return kExitDone;
-  }
-  session.output().print(levelText(level) + "\n");
+  session.output().print(levelText(readLevel(path)) + "\n");
   return kExitDone;
 }
 

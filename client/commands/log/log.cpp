@@ -3,8 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <ctime>
 
 #include "base/plain_file.h"
 #include "base/sleep.h"
@@ -24,33 +24,7 @@ struct LogOptions {
   bool follow = false;
   std::optional<int32_t> count;
   std::string level;
-  std::string since;
 };
-
-// Which records are wanted.
-struct Wanted {
-  int32_t level = INT32_MAX;
-  std::optional<int64_t> since;
-};
-
-bool isWanted(const LogRecord& record, const Wanted& wanted, const Zone& daemonZone) {
-  const std::optional<int64_t> at = wanted.since ? instantOf(record, daemonZone) : std::nullopt;
-  return record.level <= wanted.level && (!wanted.since || (at && *at >= *wanted.since));
-}
-
-Wanted wantedBy(const LogOptions& given, Session& session) {
-  Wanted wanted;
-  if (!given.level.empty()) {
-    wanted.level = levelOfWord(given.level);
-  }
-  if (!given.since.empty()) {
-    wanted.since = parseMoment(given.since, systemNow(), session.shownZone());
-    if (!wanted.since) {
-      throw Failure(kExitUsage, inQuotes(given.since) + " is no time: " + kMomentForms);
-    }
-  }
-  return wanted;
-}
 
 // A log file that may go on growing.
 class LogFile {
@@ -104,55 +78,26 @@ std::string olderText(const std::string& oldPath, const LogFile& newer) {
   return older.isSameAs(newer) ? "" : older.more();
 }
 
-JsonPtr recordJson(const LogRecord& record, Session& session) {
-  JsonObject object;
-  addTextOrNull(object, "time", recordTime(record, session.zone(), session.shownZone()));
-  addTextOrNull(object, "level", logLevelName(record.level));
-  addTextOrNull(object, "ident", record.ident);
-  return object.text("message", record.message.c_str()).take();
-}
-
-void printRecord(const LogRecord& record, Session& session) {
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJsonLine(recordJson(record, session));
-    return;
-  }
-  output.print(recordText(record, session.zone(), session.shownZone(), output.screen()));
-}
-
-void printAll(const std::vector<LogRecord>& records, bool isFollowed, Session& session) {
-  if (session.options().json && !isFollowed) {
-    JsonObject document;
-    document.add("records", jsonArray(records, [&session](const LogRecord& record) {
-                   return recordJson(record, session);
-                 }));
-    session.output().printJson(document.take());
-    return;
-  }
+void printAll(const std::vector<LogRecord>& records, const Output& output) {
   for (const LogRecord& record : records) {
-    printRecord(record, session);
+    output.print(recordText(record, output.screen()));
   }
-  session.output().flush();
+  output.flush();
 }
 
-std::vector<LogRecord> wantedOf(std::vector<LogRecord> records, const Wanted& wanted,
-                                Session& session) {
-  std::vector<LogRecord> chosen;
-  for (LogRecord& record : records) {
-    if (isWanted(record, wanted, session.zone())) {
-      chosen.push_back(std::move(record));
-    }
-  }
-  return chosen;
+// Those of the level and worse.
+std::vector<LogRecord> wantedOf(std::vector<LogRecord> records, int32_t level) {
+  records.erase(std::remove_if(records.begin(), records.end(),
+                               [level](const LogRecord& record) { return record.level > level; }),
+                records.end());
+  return records;
 }
 
 // The record that was written last has no end; a pause says that it is complete.
-[[noreturn]] void follow(LogFile file, LogSplitter splitter, const Wanted& wanted,
-                         Session& session) {
+[[noreturn]] void follow(LogFile file, LogSplitter splitter, int32_t level, Session& session) {
   const std::string& path = session.options().logPath;
   const auto print = [&](std::vector<LogRecord> records) {
-    printAll(wantedOf(std::move(records), wanted, session), true, session);
+    printAll(wantedOf(std::move(records), level), session.output());
   };
   for (;;) {
     sleepMilliseconds(kFollowMs);
@@ -170,7 +115,8 @@ std::vector<LogRecord> wantedOf(std::vector<LogRecord> records, const Wanted& wa
 }
 
 int runLog(const LogOptions& given, Session& session) {
-  const Wanted wanted = wantedBy(given, session);
+  session.refuseJson("log");
+  const int32_t level = given.level.empty() ? INT32_MAX : levelOfWord(given.level);
   const Options& options = session.options();
   LogFile file;
   if (!file.open(options.logPath) && (errno != ENOENT || !given.follow)) {
@@ -183,24 +129,22 @@ int runLog(const LogOptions& given, Session& session) {
   if (rest) {
     records.push_back(*rest);
   }
-  records = wantedOf(std::move(records), wanted, session);
-  const size_t most = given.count    ? static_cast<size_t>(*given.count)
-                      : wanted.since ? records.size()
-                                     : kDefaultRecords;
+  records = wantedOf(std::move(records), level);
+  const size_t most = given.count ? static_cast<size_t>(*given.count) : kDefaultRecords;
   if (records.size() > most) {
     records.erase(records.begin(), records.end() - static_cast<std::ptrdiff_t>(most));
   }
   if (!given.follow) {
-    printAll(records, false, session);
+    printAll(records, session.output());
     return kExitDone;
   }
 
   // The last record may be only half there: it is shown when the file has paused.
-  if (rest && !records.empty() && isWanted(*rest, wanted, session.zone())) {
+  if (rest && !records.empty() && rest->level <= level) {
     records.pop_back();
   }
-  printAll(records, true, session);
-  follow(std::move(file), most > 0 ? std::move(splitter) : LogSplitter(), wanted, session);
+  printAll(records, session.output());
+  follow(std::move(file), most > 0 ? std::move(splitter) : LogSplitter(), level, session);
 }
 
 }  // namespace
@@ -208,11 +152,7 @@ int runLog(const LogOptions& given, Session& session) {
 Action defineLog(Arguments& app, Options&) {
   const auto given = std::make_shared<LogOptions>();
   app.flag("-f,--follow", given->follow, "show records as they are written");
-  app.add("-n", given->count, "the last N records only [50; with --since all]")
-      .range(0, INT32_MAX)
-      .named("N");
+  app.add("-n", given->count, "the last N records only [50]").range(0, INT32_MAX).named("N");
   app.add("--level", given->level, "this level and worse").named(kLevelChoices);
-  app.add("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
-      .named("TIME");
   return [given](Session& session) { return runLog(*given, session); };
 }

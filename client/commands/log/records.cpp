@@ -89,14 +89,6 @@ LogRecord recordOf(std::string_view text) {
   return record;
 }
 
-std::string milliseconds(const LogRecord& record) {
-  return record.stamp.substr(kStampBytes - 4);
-}
-
-bool isSameZone(const Zone& a, const Zone& b) {
-  return a.name() == b.name();
-}
-
 }  // namespace
 
 std::vector<LogRecord> LogSplitter::feed(std::string_view bytes) {
@@ -147,33 +139,12 @@ int32_t levelOfWord(const std::string& word) {
   return *level;
 }
 
-std::optional<int64_t> instantOf(const LogRecord& record, const Zone& daemonZone) {
-  TickTime local;
-  const bool isRead = sscanf(record.stamp.c_str(), "%d-%d-%d %d:%d:%d", &local.year, &local.month,
-                             &local.day, &local.hour, &local.minute, &local.second) == 6;
-  return isRead ? std::make_optional(daemonZone.instantOf(local)) : std::nullopt;
-}
-
-std::string recordTime(const LogRecord& record, const Zone& daemonZone, const Zone& shownZone) {
-  const std::optional<int64_t> at = instantOf(record, daemonZone);
-  if (!at) {
-    return "";
-  }
-  constexpr size_t kSecondsEnd = 19;
-  return rfc3339(*at, shownZone).insert(kSecondsEnd, milliseconds(record));
-}
-
-std::string recordText(const LogRecord& record, const Zone& daemonZone, const Zone& shownZone,
-                       const Screen& screen) {
-  std::string time = record.stamp;
-  if (!time.empty() && !isSameZone(daemonZone, shownZone)) {
-    time = recordTime(record, daemonZone, shownZone);
-  }
+std::string recordText(const LogRecord& record, const Screen& screen) {
   std::string level = logLevelName(record.level);
   level.resize(kMaxLevelBytes, ' ');
   Tint tint = Tint::plain;
   for (const Level& each : kLevels) {
     tint = each.number == record.level ? each.tint : tint;
   }
-  return time + "  " + tinted(level, tint, screen) + "  " + escaped(record.message) + "\n";
+  return record.stamp + "  " + tinted(level, tint, screen) + "  " + escaped(record.message) + "\n";
 }

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "cli/table.h"
-#include "cli/times.h"
 
 struct LogRecord {
   std::string stamp;    // "2026-03-03 14:07:12.345", the daemon's local time; empty when cut off
@@ -40,11 +39,7 @@ constexpr const char* kLevelChoices = "{error,warn,notice,info,debug}";
 // Throws Failure (kExitUsage) for a word that is no level.
 int32_t levelOfWord(const std::string& word);
 
-std::optional<int64_t> instantOf(const LogRecord& record, const Zone& daemonZone);
-// "2026-03-03T14:07:12.345+01:00", for JSON; empty without a time.
-std::string recordTime(const LogRecord& record, const Zone& daemonZone, const Zone& shownZone);
 // "2026-03-03 14:07:12.345  warn    [function:12] message", with its line end.
-std::string recordText(const LogRecord& record, const Zone& daemonZone, const Zone& shownZone,
-                       const Screen& screen);
+std::string recordText(const LogRecord& record, const Screen& screen);
 
 #endif

@@ -16,7 +16,6 @@ using Kind = Difference::Kind;
 
 struct ImportOptions {
   std::string path;
-  std::vector<std::string> maps;
   bool isDryRun = false;
   bool isReplace = false;
   bool isForced = false;
@@ -130,31 +129,11 @@ void failOn(const std::vector<SiteFault>& faults, const std::string& path) {
       escaped(path) + " cannot be imported, nothing was changed:\n" + joined(lines, "\n"));
 }
 
-SiteFile readFile(const ImportOptions& given, Session& session) {
+SiteFile readFile(const ImportOptions& given) {
   std::vector<SiteFault> faults;
   SiteFile file = readSiteFile(readWholeFile(given.path), &faults);
   failOn(faults, given.path);
-  const auto portsNamed = [&session](const std::string& word) {
-    return session.portsNamed({word});
-  };
-  mapPorts(given.maps, portsNamed, session.poePorts(), &file);
   return file;
-}
-
-// Two that a map brings into one unit may have one name.
-void checkNames(const SiteConfig& config) {
-  for (const Schedule& schedule : config.schedules) {
-    const auto twins = std::count_if(
-        config.schedules.begin(), config.schedules.end(), [&schedule](const Schedule& each) {
-          return each.unit == schedule.unit &&
-                 each.name.c_str() == std::string(schedule.name.c_str());
-        });
-    if (twins > 1) {
-      throw Failure(kExitUsage, "--map: unit " + std::to_string(schedule.unit) +
-                                    " would have two schedules " + inQuotes(schedule.name.c_str()) +
-                                    ".");
-    }
-  }
 }
 
 void carryOut(const ImportStep& step, Daemon& daemon) {
@@ -212,8 +191,7 @@ void confirmAll(const ImportPlan& plan, bool isYes, Session& session) {
 }
 
 int runImport(const ImportOptions& given, Session& session) {
-  const SiteFile file = readFile(given, session);
-  checkNames(file.config);
+  const SiteFile file = readFile(given);
   const SiteConfig present = askSiteConfig(session);
   const ImportPlan plan = importPlan(file.config, present, given.isReplace);
   const std::vector<PoePort> ports = session.poePorts();
@@ -294,9 +272,6 @@ Action defineImport(Arguments& app, Options&) {
   app.add("FILE", given->path, "file to read; - is the input").required();
   app.flag("--dry-run", given->isDryRun, "show what would change, and change nothing");
   app.flag("--replace", given->isReplace, "remove what the file does not have");
-  app.add("--map", given->maps, "ports of the file that are others here: 1/0/3=2/0/3")
-      .named("PORT=PORT")
-      .oneValueEach();
   app.flag("--force", given->isForced,
            "store also what would never fire or has ports that are not here");
   app.flag("-y,--yes", given->isYes, "do not ask when a window is open");
