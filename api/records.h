@@ -122,8 +122,6 @@ JsonPtr bootDelayJson(const BootDelay& bootDelay);
 
 // The schedule whose run it was, as it is now; null when it is gone.
 const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules);
-// The daemon's word for a run whose window's end never came.
-constexpr const char* kNeverEnded = "Window end never fired";
 
 std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);
 // Those of the ports that are meant, in the order of the meant ones.

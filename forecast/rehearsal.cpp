@@ -11,11 +11,11 @@
 #include "forecast/companion.h"
 #include "forecast/planned_acts.h"
 #include "forecast/port_course.h"
+#include "rules/run_words.h"
 
 namespace {
 
 constexpr int64_t kMsPerSec = 1000;
-constexpr const char* kSuperseded = "Superseded by a new occurrence";  // the daemon's words
 
 // Findings of one kind: those that differ in their ports only become one, and then those that
 // differ in their time only.
@@ -124,7 +124,7 @@ Findings endFindings(const Rehearsal& rehearsal, const ModeWalk& walk) {
 // A window over midnight whose last night another schedule ends is as it should be.
 bool isEndedByCompanion(const Run& run, const std::vector<Schedule>& schedules) {
   const Schedule* schedule = scheduleOf(run, schedules);
-  return (run.errorMessage == kNeverEnded || run.errorMessage == kSuperseded) &&
+  return (run.errorMessage == kRunNeverEnded || run.errorMessage == kRunSuperseded) &&
          schedule != nullptr && companionAmong(schedules, *schedule) != nullptr;
 }
 

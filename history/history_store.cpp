@@ -9,6 +9,7 @@
 #include "daemon/logged_statement.h"
 #include "daemon/paths.h"
 #include "log/log.h"
+#include "rules/run_words.h"
 
 namespace {
 
@@ -45,8 +46,6 @@ constexpr const char* kSchema =
 // Tables of the first layout lack this column.
 constexpr const char* kUpgrade = "ALTER TABLE poe_history ADD COLUMN all_day_snapshot INTEGER;";
 
-constexpr const char* kInterrupted = "Interrupted by unexpected reboot";
-
 constexpr const char* kFailPendingPortsSql =
     "UPDATE poe_history_port"
     " SET status='failed', error_msg=?"
@@ -59,7 +58,7 @@ bool failPendingPorts(const HistoryAccess& history) {
   if (!statement) {
     return false;
   }
-  bindTextOrNull(statement.get(), 1, kInterrupted);
+  bindTextOrNull(statement.get(), 1, kRunInterrupted);
   return statement.run();
 }
 
@@ -74,7 +73,7 @@ bool failRunningRuns(const HistoryAccess& history, int32_t* count) {
     return false;
   }
   sqlite3_bind_int64(statement.get(), 1, time(nullptr));
-  bindTextOrNull(statement.get(), 2, kInterrupted);
+  bindTextOrNull(statement.get(), 2, kRunInterrupted);
   if (!statement.run()) {
     return false;
   }

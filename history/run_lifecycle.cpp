@@ -12,6 +12,7 @@
 #include "daemon/logged_statement.h"
 #include "history/port_counts.h"
 #include "log/log.h"
+#include "rules/run_words.h"
 
 namespace {
 
@@ -118,7 +119,7 @@ int64_t claimFreshRunId(const HistoryAccess& history, int64_t insertedId,
   return deleteRun(history, insertedId) && insertRun(history, freshId, request) ? freshId : -1;
 }
 
-int64_t runBegin(const HistoryAccess& history, const RunBeginRequest& request) {
+int64_t beginRun(const HistoryAccess& history, const RunBeginRequest& request) {
   Transaction transaction(history.db());
   const bool begun = transaction.begin();
   if (!begun) {
@@ -152,7 +153,7 @@ constexpr const char* kRunIsRunningSql =
     " FROM poe_history"
     " WHERE run_id=?;";
 
-RunState runIsRunningLocked(const HistoryAccess& history, int64_t runId) {
+RunState runState(const HistoryAccess& history, int64_t runId) {
   const LoggedStatement statement(history, "run-status check", kRunIsRunningSql);
   if (!statement) {
     return RunState::checkError;
@@ -178,8 +179,8 @@ constexpr const char* kPortRecordSql =
     "INSERT OR REPLACE INTO poe_history_port (run_id, if_num, status, error_msg, executed_at)"
     " VALUES (?, ?, ?, ?, ?);";
 
-int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t ifNum,
-                         int32_t outcome, const char* error, int64_t executedAt) {
+int32_t recordPort(const HistoryAccess& history, int64_t runId, uint32_t ifNum, int32_t outcome,
+                   const char* error, int64_t executedAt) {
   const LoggedStatement statement(history, "port record", kPortRecordSql);
   if (!statement) {
     return ERR_GENERAL;
@@ -199,11 +200,11 @@ int32_t portRecordLocked(const HistoryAccess& history, int64_t runId, uint32_t i
   return RESULT_OK;
 }
 
-int32_t portRecordIfRunning(const HistoryAccess& history, int64_t runId, uint32_t ifNum,
+int32_t recordPortIfRunning(const HistoryAccess& history, int64_t runId, uint32_t ifNum,
                             int32_t outcome, const char* error, int64_t executedAt) {
-  switch (runIsRunningLocked(history, runId)) {
+  switch (runState(history, runId)) {
     case RunState::running:
-      return portRecordLocked(history, runId, ifNum, outcome, error, executedAt);
+      return recordPort(history, runId, ifNum, outcome, error, executedAt);
     case RunState::notRunning:
       LOG_HERE(LOG_WARNING, "port record refused: run %lld is not running (ifNum=%d)",
                static_cast<long long>(runId), static_cast<int>(ifNum));
@@ -238,8 +239,8 @@ constexpr const char* kRunFinishSql =
     " WHERE run_id=?"
     " AND status='running';";
 
-int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t result,
-                        const char* error, int64_t completedAt) {
+int32_t finishRun(const HistoryAccess& history, int64_t runId, int32_t result, const char* error,
+                  int64_t completedAt) {
   const LoggedStatement statement(history, "run finish", kRunFinishSql);
   if (!statement) {
     return ERR_GENERAL;
@@ -266,7 +267,8 @@ int32_t runFinishLocked(const HistoryAccess& history, int64_t runId, int32_t res
 
 constexpr const char* kFailPortsWithoutOutcomeSql =
     "UPDATE poe_history_port"
-    " SET status='failed', error_msg='no outcome recorded'"
+    " SET status='failed', error_msg='" PORT_WITHOUT_OUTCOME
+    "'"
     " WHERE run_id=?"
     " AND status='pending';";
 
@@ -280,8 +282,8 @@ void failPortsWithoutOutcome(const HistoryAccess& history, int64_t runId) {
 }
 
 // Sets *missing to the number of ports that had no outcome.
-int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char* error,
-                         int64_t completedAt, int32_t* missing) {
+int32_t finishDerived(const HistoryAccess& history, int64_t runId, const char* error,
+                      int64_t completedAt, int32_t* missing) {
   PortCounts counts;
   const int32_t rc = PortCounter(history).countPorts(runId, &counts);
   const int32_t recorded = counts.success + counts.failed + counts.skipped;
@@ -293,24 +295,24 @@ int32_t runFinishDerived(const HistoryAccess& history, int64_t runId, const char
   if (rc != RESULT_OK || counts.total == 0 || recorded == 0) {
     LOG_HERE(LOG_ERR, "run %lld: no port outcomes readable (rc=%d total=%d); finishing as failed",
              static_cast<long long>(runId), rc, counts.total);
-    return runFinishLocked(history, runId, RUN_RESULT_FAILED,
-                           error != nullptr ? error : "no port outcomes recorded", completedAt);
+    return finishRun(history, runId, RUN_RESULT_FAILED,
+                     error != nullptr ? error : kRunWithoutOutcomes, completedAt);
   }
 
   const RunResult result = historyResultFromCounts(counts);
-  return runFinishLocked(history, runId, result, error, completedAt);
+  return finishRun(history, runId, result, error, completedAt);
 }
 
 // In one transaction, so that a run that somebody else has closed keeps its ports, too.
-int32_t runFinishDerivedAtomically(const HistoryAccess& history, int64_t runId, const char* error,
-                                   int64_t completedAt) {
+int32_t finishDerivedAtomically(const HistoryAccess& history, int64_t runId, const char* error,
+                                int64_t completedAt) {
   Transaction transaction(history.db());
   if (!transaction.beginImmediate()) {
     LOG_HERE(LOG_ERR, "derived finish BEGIN failed: %s", history.error());
     return ERR_GENERAL;
   }
   int32_t missing = 0;
-  const int32_t rc = runFinishDerived(history, runId, error, completedAt, &missing);
+  const int32_t rc = finishDerived(history, runId, error, completedAt, &missing);
   if (rc == RESULT_OK && !transaction.commit()) {
     LOG_HERE(LOG_ERR, "derived finish COMMIT failed: %s", history.error());
     return ERR_GENERAL;
@@ -342,7 +344,7 @@ int32_t forceFailSteps(const HistoryAccess& history, Transaction& transaction, i
                        const char* error) {
   int32_t rc = forceFailPorts(history, runId, error);
   if (rc == RESULT_OK) {
-    rc = runFinishLocked(history, runId, RUN_RESULT_FAILED, error, time(nullptr));
+    rc = finishRun(history, runId, RUN_RESULT_FAILED, error, time(nullptr));
   }
   if (rc == RESULT_OK && !transaction.commit()) {
     LOG_HERE(LOG_ERR, "force-fail COMMIT failed: %s", history.error());
@@ -358,13 +360,13 @@ int64_t historyRunBegin(const RunBeginRequest* request) {
     return -1;
   }
   const HistoryAccess history;
-  return history ? runBegin(history, *request) : -1;
+  return history ? beginRun(history, *request) : -1;
 }
 
 int32_t historyPortRecord(int64_t runId, uint32_t ifNum, int32_t outcome, const char* error,
                           int64_t executedAt) {
   const HistoryAccess history;
-  return history ? portRecordIfRunning(history, runId, ifNum, outcome, error, executedAt)
+  return history ? recordPortIfRunning(history, runId, ifNum, outcome, error, executedAt)
                  : ERR_GENERAL;
 }
 
@@ -382,7 +384,7 @@ int32_t historyPortRecordWorst(int64_t runId, uint32_t ifNum, int32_t outcome, c
   if (portOutcomeRank(outcome) <= storedRank) {
     return RESULT_OK;
   }
-  return portRecordIfRunning(history, runId, ifNum, outcome, error, executedAt);
+  return recordPortIfRunning(history, runId, ifNum, outcome, error, executedAt);
 }
 
 constexpr const char* kPortsResetSuccessToPendingSql =
@@ -397,7 +399,7 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
     return ERR_GENERAL;
   }
 
-  const RunState state = runIsRunningLocked(history, runId);
+  const RunState state = runState(history, runId);
   if (state == RunState::notRunning) {
     LOG_HERE(LOG_WARNING, "success->pending reset refused: run %lld is not running",
              static_cast<long long>(runId));
@@ -417,12 +419,12 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
 
 int32_t historyRunFinish(int64_t runId, int32_t result, const char* error, int64_t completedAt) {
   const HistoryAccess history;
-  return history ? runFinishLocked(history, runId, result, error, completedAt) : ERR_GENERAL;
+  return history ? finishRun(history, runId, result, error, completedAt) : ERR_GENERAL;
 }
 
 int32_t historyRunFinishDerived(int64_t runId, const char* error, int64_t completedAt) {
   const HistoryAccess history;
-  return history ? runFinishDerivedAtomically(history, runId, error, completedAt) : ERR_GENERAL;
+  return history ? finishDerivedAtomically(history, runId, error, completedAt) : ERR_GENERAL;
 }
 
 int32_t historyRunForceFail(int64_t runId, const char* error) {

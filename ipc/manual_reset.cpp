@@ -13,6 +13,7 @@
 #include "log/log.h"
 #include "poe/executor.h"
 #include "poe/port_actions.h"
+#include "rules/run_words.h"
 
 namespace {
 
@@ -93,7 +94,7 @@ int64_t startRun(const ResetRequest& request, const std::vector<uint32_t>& ifNum
   PoeActionJob job = poeActionJobOf(begin, runId);
   job.offTimeSec = request.offTimeSec;
   if (poeActionSpawn(&job) != 0) {
-    historyRunForceFail(runId, "spawn failed");
+    historyRunForceFail(runId, kRunNotSpawned);
     return 0;
   }
 

@@ -6,9 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-// Why a port is skipped that poePortsCheckUnit refuses, as the history shows it.
-constexpr const char* kForeignPortText = "ifNum not in unit's PoE port range";
-
 // Has the switch OS switch a port's PoE on (enable non-zero) or off. Returns the switch OS's own
 // code, OPENCLT_OK when it is done. The one place where a port's PoE is turned on or off; the
 // switch's own port reset is the executor's.

@@ -9,6 +9,7 @@
 #include "log/log.h"
 #include "poe/port_actions.h"
 #include "poe/port_locks.h"
+#include "rules/run_words.h"
 #include "scheduler/window_run.h"
 #include "switchos/openclt.h"
 
@@ -18,9 +19,9 @@ constexpr int32_t kStopPollSec = 1;
 
 const char* failureText(const AdminSweepRequest& request) {
   if (request.sweepMode == SweepMode::restore) {
-    return "restore failed";
+    return kPortRestoreFailed;
   }
-  return request.adminMode == OPENCLT_ADMIN_ENABLE ? "power_on failed" : "power_off failed";
+  return request.adminMode == OPENCLT_ADMIN_ENABLE ? kPortOnFailed : kPortOffFailed;
 }
 
 void recordPort(const AdminSweepRequest& request, uint32_t ifNum, PortOutcome outcome,
@@ -42,11 +43,11 @@ PortOutcome skipPort(const AdminSweepRequest& request, uint32_t ifNum, const cha
 PortOutcome sweepPort(const AdminSweepRequest& request, uint32_t ifNum) {
   const int64_t before = time(nullptr);
   if (poePortsCheckUnit(request.unit, &ifNum, 1, nullptr) != 0) {
-    return skipPort(request, ifNum, kForeignPortText, before);
+    return skipPort(request, ifNum, kPortForeign, before);
   }
   const auto lockNumber = static_cast<int32_t>(ifNum);
   if (portLockTry(request.unit, lockNumber) != RESULT_OK) {
-    return skipPort(request, ifNum, "port busy", before);
+    return skipPort(request, ifNum, kPortBusy, before);
   }
   const bool done = poePortAdminSet(ifNum, request.adminMode) == RESULT_OK;
   const PortOutcome outcome = done ? PORT_SUCCESS : PORT_FAILED;

@@ -15,6 +15,7 @@
 #include "log/log.h"
 #include "poe/port_actions.h"
 #include "poe/port_locks.h"
+#include "rules/run_words.h"
 #include "switchos/openclt.h"
 
 namespace {
@@ -39,8 +40,7 @@ void switchAll(const std::vector<uint32_t>& ifNums, int32_t adminMode) {
 PortOutcome reenablePort(const BootDelayJob& job, uint32_t ifNum) {
   const bool enabled = poePortAdminSet(ifNum, OPENCLT_ADMIN_ENABLE) == RESULT_OK;
   const PortOutcome outcome = enabled ? PORT_SUCCESS : PORT_FAILED;
-  historyPortRecord(job.runId, ifNum, outcome, enabled ? nullptr : "re-enable failed",
-                    time(nullptr));
+  historyPortRecord(job.runId, ifNum, outcome, enabled ? nullptr : kPortBootFailed, time(nullptr));
   return outcome;
 }
 
@@ -120,7 +120,7 @@ void startUnit(int32_t unit) {
   if (error != 0) {
     LOG_HERE(LOG_ERR, "boot delay on unit %d: worker could not be started: %s", unit,
              strerror(error));
-    historyRunForceFail(runId, "spawn failed");
+    historyRunForceFail(runId, kRunNotSpawned);
     switchAll(job->ifNums, OPENCLT_ADMIN_ENABLE);
     return;
   }

@@ -8,6 +8,7 @@
 #include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "rules/due_firings.h"
+#include "rules/run_words.h"
 #include "scheduler/fired_keys.h"
 #include "scheduler/triggers.h"
 #include "scheduler/window_run.h"
@@ -69,7 +70,7 @@ void closeStaleRun(const PoeSchedule& schedule) {
   }
   LOG_HERE(LOG_WARNING, "schedule %lld: stale open run %lld at startTime; closing it as failed",
            static_cast<long long>(schedule.scheduleId), static_cast<long long>(runId));
-  windowRunFailRetrying(runId, "Superseded by a new occurrence");
+  windowRunFailRetrying(runId, kRunSuperseded);
 }
 
 // Switches a power_on or power_off schedule's ports as its window asks for.

@@ -6,6 +6,7 @@
 #include "daemon/daemon_context.h"
 #include "history/history_queries.h"
 #include "log/log.h"
+#include "rules/run_words.h"
 #include "scheduler/open_run_stamps.h"
 #include "scheduler/window_run.h"
 
@@ -34,9 +35,9 @@ bool isTooOld(const OpenScheduledRun& run, time_t now) {
 // Why the run must be closed, or null.
 const char* reapReason(const OpenScheduledRun& run, time_t now) {
   if (lookUpSchedule(run) == WindowSchedule::goneOrChanged) {
-    return "Schedule removed or modified mid-window";
+    return kRunScheduleGone;
   }
-  return isTooOld(run, now) ? "Window end never fired" : nullptr;
+  return isTooOld(run, now) ? kRunNeverEnded : nullptr;
 }
 
 void reapRun(const OpenScheduledRun& run, const char* reason) {

@@ -5,6 +5,7 @@
 #include "history/run_lifecycle.h"
 #include "log/log.h"
 #include "poe/executor.h"
+#include "rules/run_words.h"
 #include "scheduler/admin_sweep.h"
 #include "scheduler/open_run_stamps.h"
 #include "scheduler/window_run.h"
@@ -105,7 +106,7 @@ void triggerSchedule(const ScheduleAccess& schedules, const PoeSchedule& schedul
   job.offTimeSec = schedule.offTimeSec;
   job.keepRunOpen = window ? 1 : 0;
   if (poeActionSpawn(&job) != 0) {
-    windowRunFail(runId, "spawn failed");
+    windowRunFail(runId, kRunNotSpawned);
   }
 }
 

@@ -4,6 +4,7 @@
 #include "client/commands/next.h"
 #include "client/commands/rehearse.h"
 #include "forecast/companion.h"
+#include "rules/run_words.h"
 
 namespace {
 
@@ -186,7 +187,7 @@ std::string findingText(const Finding& finding, const Rehearsal& rehearsal,
 
 std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal,
                           const RehearsalShown& shown) {
-  const bool isNeverEnded = finding.detail == kNeverEnded || finding.kind == FindingKind::dark;
+  const bool isNeverEnded = finding.detail == kRunNeverEnded || finding.kind == FindingKind::dark;
   if (isNeverEnded && lacksCompanion(finding.schedule, rehearsal.schedules)) {
     return companionAdvice(*finding.schedule, shown);
   }

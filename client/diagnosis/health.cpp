@@ -6,6 +6,7 @@
 
 #include "cli/text.h"
 #include "forecast/companion.h"
+#include "rules/run_words.h"
 
 namespace {
 
@@ -122,7 +123,7 @@ std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit, int64_t systemNow) {
 
 std::string resultOf(const Run& run, const std::vector<Schedule>& schedules) {
   const Schedule* schedule = scheduleOf(run, schedules);
-  if (schedule == nullptr || run.errorMessage != kNeverEnded) {
+  if (schedule == nullptr || run.errorMessage != kRunNeverEnded) {
     return run.status;
   }
   return companionAmong(schedules, *schedule) != nullptr ? "success" : run.status;

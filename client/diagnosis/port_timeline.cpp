@@ -5,12 +5,11 @@
 
 #include "cli/text.h"
 #include "forecast/companion.h"
+#include "rules/run_words.h"
 
 namespace {
 
 // The daemon's own words in its records.
-constexpr const char* kCutOff = "Interrupted by unexpected reboot";
-constexpr const char* kBusy = "port busy";
 
 // How far a run came with a port.
 enum class Fate {
@@ -29,15 +28,15 @@ Fate fateOf(const Run& run, const RunPort& port) {
     return Fate::done;
   }
   // A window skips a busy port in one way at its start and at its end.
-  if (port.status == "not-applicable" || (port.status == "skipped" && !says({kBusy}))) {
+  if (port.status == "not-applicable" || (port.status == "skipped" && !says({kPortBusy}))) {
     return Fate::untouched;
   }
   if (says(
-          {"power_off failed", "reset failed", "hardware error", "spawn failed", "alloc failed"})) {
+          {kPortOffFailed, kPortResetFailed, kPortStartFailed, kRunNotSpawned, kRunNotAllocated})) {
     return Fate::untouched;
   }
-  const bool isHalf = says({"re-enable failed", "restore failed", "no outcome recorded"}) ||
-                      (run.scheduleType == "restart" && says({"power_on failed"}));
+  const bool isHalf = says({kPortBootFailed, kPortRestoreFailed, PORT_WITHOUT_OUTCOME}) ||
+                      (run.scheduleType == "restart" && says({kPortOnFailed}));
   return isHalf ? Fate::half : Fate::unknown;
 }
 
@@ -175,7 +174,7 @@ std::string outcomeText(const PortEvent& event) {
   if (wasCutOff(event)) {
     return "cut off by a restart of the daemon";
   }
-  if (!event.companionName.empty() && run.errorMessage == kNeverEnded) {
+  if (!event.companionName.empty() && run.errorMessage == kRunNeverEnded) {
     return "whose last night " + inQuotes(event.companionName) + " ends";
   }
   const std::string& why = run.errorMessage.empty() ? portSays : run.errorMessage;
@@ -253,7 +252,7 @@ const PortEvent* whatLeftOff(const std::vector<PortEvent>& timeline, int64_t now
 }
 
 bool wasCutOff(const PortEvent& event) {
-  return event.run.errorMessage == kCutOff || event.port().errorMessage == kCutOff;
+  return event.run.errorMessage == kRunInterrupted || event.port().errorMessage == kRunInterrupted;
 }
 
 bool isOffBySchedule(const PortEvent& event) {
