@@ -84,7 +84,7 @@ JsonPtr firingJson(const Upcoming& upcoming, const PortNames& names, const Zone&
       .boolean("isEnd", upcoming.firing.isEnd)
       .number("unit", upcoming.schedule->unit)
       .number("scheduleId", upcoming.schedule->scheduleId)
-      .text("name", upcoming.schedule->name.c_str())
+      .text("scheduleName", upcoming.schedule->name.c_str())
       .add("ifNums", jsonNumbers(upcoming.schedule->ifNums))
       .add("portNames", portNamesJson(upcoming.schedule->ifNums, names));
   return object.take();

@@ -11,7 +11,8 @@
 // never is said where nothing is due: "schedule 3 "night" never acts: disabled".
 std::string nextText(const std::vector<Upcoming>& firings, const std::string& never,
                      const PortNames& names, const ShownAt& at, const Screen& screen);
-// {"firings": [{"at", "act", "isEnd", "unit", "scheduleId", "name", "ifNums", "portNames"}],
+// {"firings": [{"at", "act", "isEnd", "unit", "scheduleId", "scheduleName", "ifNums",
+// "portNames"}],
 // "never"}; "never" is null where something is due.
 JsonPtr nextDocument(const std::vector<Upcoming>& firings, const std::string& never,
                      const PortNames& names, const ShownAt& at);

@@ -41,6 +41,7 @@ JsonPtr nextJson(const PortActs& acts, const Zone& shownZone) {
   addTextOrNull(object, "act", isAny ? actText(acts.next->act) : "");
   addNumberOrNull(object, "scheduleId",
                   isAny ? std::make_optional(acts.nextScheduleId) : std::nullopt);
+  addTextOrNull(object, "scheduleName", isAny ? acts.nextName : "");
   return object.take();
 }
 

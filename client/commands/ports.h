@@ -29,7 +29,7 @@ std::string portsText(const std::vector<SensorPort>& ports, const PortNames& nam
                       const ActsOfPorts& acts, int64_t now, const Zone& shownZone,
                       const Screen& screen);
 // {"ports": [{"unit", "ifNum", "name", "label", ...}]}, the daemon's keys as they are; "openRunId"
-// is null where no run acts, "next" has "at", "act" and "scheduleId", or nulls.
+// is null where no run acts, "next" has "at", "act", "scheduleId" and "scheduleName", or nulls.
 JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names,
                   const ActsOfPorts& acts, const Zone& shownZone);
 

@@ -24,8 +24,8 @@ Each firing in its turn, also the ends of windows.
   3 firings, times in the switch's zone (CET)
   $ quorin_poectl next --count 2 --json | json
   {"firings":[
-  {"at":"2026-03-03T22:00:00+01:00","act":"off","isEnd":false,"unit":1,"scheduleId":1,"name":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
-  {"at":"2026-03-04T03:30:00+01:00","act":"restart","isEnd":false,"unit":2,"scheduleId":2,"name":"cameras","ifNums":[29,30,31],"portNames":["2/0/1","2/0/2","2/0/3"]}],"never":null}
+  {"at":"2026-03-03T22:00:00+01:00","act":"off","isEnd":false,"unit":1,"scheduleId":1,"scheduleName":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
+  {"at":"2026-03-04T03:30:00+01:00","act":"restart","isEnd":false,"unit":2,"scheduleId":2,"scheduleName":"cameras","ifNums":[29,30,31],"portNames":["2/0/1","2/0/2","2/0/3"]}],"never":null}
 
 Those of one schedule or of one unit; a schedule that rests does nothing.
 

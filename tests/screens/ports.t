@@ -32,7 +32,7 @@ What a port is in just now, and what comes next for it.
   1/0/5  door   off   disabled               0  30.0 W  run 1 night  Wed 06:00 on night
   times in the switch's zone (CET)
   $ quorin_poectl ports door --json
-  {"ports":[{"unit":1,"ifNum":5,"name":"1/0/5","label":"door","adminMode":"disable","detectionStatus":"disabled","powerMw":0,"currentMa":0,"voltageMv":0,"temperature":38,"powerClass":"0","priority":"low","powerLimitMw":30000,"openRunId":1,"next":{"at":"2026-03-04T06:00:00+01:00","act":"on","scheduleId":1}}]}
+  {"ports":[{"unit":1,"ifNum":5,"name":"1/0/5","label":"door","adminMode":"disable","detectionStatus":"disabled","powerMw":0,"currentMa":0,"voltageMv":0,"temperature":38,"powerClass":"0","priority":"low","powerLimitMw":30000,"openRunId":1,"next":{"at":"2026-03-04T06:00:00+01:00","act":"on","scheduleId":1,"scheduleName":"night"}}]}
 
 With `--watch` it goes on until it is interrupted.
 

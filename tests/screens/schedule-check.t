@@ -34,7 +34,7 @@ time that a night in spring skips: each is told, and the exit status is 1.
   [1]
   $ quorin_poectl schedule check office --json | json
   {"schedules":[
-  {"unit":1,"scheduleId":1,"name":"office","warnings":[
+  {"unit":1,"scheduleId":1,"scheduleName":"office","warnings":[
   {"kind":"noEnd","text":"ends on its own days only (mon-fri): from Fri 20:00 the ports stay off until Mon 07:00","advice":"to end it each morning: quorin_poectl schedule set 1 --companion"},
   {"kind":"fight","text":"fights with 3 \"guard\" over 1/0/6: at Tue 20:00 one wants off, the other on","advice":null}]}]}
 

@@ -65,9 +65,9 @@ keeps off, with the command that brings it back.
   {"unit":2,"ifNum":38,"name":"2/0/10","label":null,"detectionStatus":"denied"},
   {"unit":2,"ifNum":51,"name":"2/0/23","label":null,"detectionStatus":"denied"}],"openRuns":[
   {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"running","startedAt":"2026-03-03T22:00:??+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":null}],"next":[ (glob)
-  {"at":"2026-03-04T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"name":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
-  {"at":"2026-03-04T22:00:00+01:00","act":"off","isEnd":false,"unit":1,"scheduleId":1,"name":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
-  {"at":"2026-03-05T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"name":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]}],"last24h":{"runs":1,"success":0,"partial":0,"failed":0,"aborted":0,"running":1},"failed":[]}
+  {"at":"2026-03-04T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"scheduleName":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
+  {"at":"2026-03-04T22:00:00+01:00","act":"off","isEnd":false,"unit":1,"scheduleId":1,"scheduleName":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
+  {"at":"2026-03-05T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"scheduleName":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]}],"last24h":{"runs":1,"success":0,"partial":0,"failed":0,"aborted":0,"running":1},"failed":[]}
 
 What went wrong in the last day is told with the run to look at. Here the switch refuses an order.
 

@@ -77,7 +77,7 @@ JsonPtr checkJson(const std::vector<CheckedSchedule>& checked) {
     JsonObject object;
     object.number("unit", each.schedule.unit)
         .number("scheduleId", each.schedule.scheduleId)
-        .text("name", each.schedule.name.c_str())
+        .text("scheduleName", each.schedule.name.c_str())
         .add("warnings", jsonArray(each.warnings, warningJson));
     return object.take();
   };

@@ -19,8 +19,8 @@ struct CheckedSchedule {
 };
 
 std::string checkText(const std::vector<CheckedSchedule>& checked, const Screen& screen);
-// {"schedules": [{"unit", "scheduleId", "name", "warnings": [{"kind", "text", "advice"}]}]}; advice
-// is null where there is none.
+// {"schedules": [{"unit", "scheduleId", "scheduleName", "warnings": [{"kind", "text",
+// "advice"}]}]}; advice is null where there is none.
 JsonPtr checkJson(const std::vector<CheckedSchedule>& checked);
 
 #endif
