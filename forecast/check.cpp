@@ -217,8 +217,8 @@ void warnOfMissingEnd(const Schedule& schedule, const TickTime& endDay, int64_t 
   const std::string why = isWithinDates(schedule, endDay)
                               ? "ends on its own days only (" + daysText(undated) + ")"
                               : "its last night ends after its last date";
-  const std::string advice = whyNoCompanion(schedule).empty()
-                                 ? "to end it each morning: " + command(schedule, "--companion")
+  const std::string advice = whyNoTwin(schedule).empty()
+                                 ? "to end it each morning: " + command(schedule, "--twin")
                                  : "to end it, too: quorin_poectl schedule add --help";
   warnings->push_back({"noEnd", why + ": " + stayText(schedule, start, ground), advice});
 }

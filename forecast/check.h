@@ -9,7 +9,7 @@
 
 #include "api/records.h"
 #include "cli/times.h"
-#include "forecast/companion.h"
+#include "forecast/twin.h"
 
 // What schedules are looked at with.
 struct CheckGround {

@@ -8,9 +8,9 @@
 #include <tuple>
 
 #include "base/json.h"
-#include "forecast/companion.h"
 #include "forecast/planned_acts.h"
 #include "forecast/port_course.h"
+#include "forecast/twin.h"
 #include "rules/run_words.h"
 
 namespace {
@@ -122,10 +122,10 @@ Findings endFindings(const Rehearsal& rehearsal, const ModeWalk& walk) {
 }
 
 // A window over midnight whose last night another schedule ends is as it should be.
-bool isEndedByCompanion(const Run& run, const std::vector<Schedule>& schedules) {
+bool isEndedByTwin(const Run& run, const std::vector<Schedule>& schedules) {
   const Schedule* schedule = scheduleOf(run, schedules);
   return (run.errorMessage == kRunNeverEnded || run.errorMessage == kRunSuperseded) &&
-         schedule != nullptr && companionAmong(schedules, *schedule) != nullptr;
+         schedule != nullptr && twinAmong(schedules, *schedule) != nullptr;
 }
 
 bool wentWrong(const RunPort& port) {
@@ -135,7 +135,7 @@ bool wentWrong(const RunPort& port) {
 Findings runFindings(const Rehearsal& rehearsal) {
   Findings findings(FindingKind::run);
   for (const Run& run : rehearsal.runs) {
-    if (isEndedByCompanion(run, rehearsal.schedules)) {
+    if (isEndedByTwin(run, rehearsal.schedules)) {
       continue;
     }
     const bool isWhole = !run.errorMessage.empty();

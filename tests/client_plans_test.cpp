@@ -96,8 +96,8 @@ TEST_F(ClientPlansTest, theProgramChangesWhatIsStoredAndTellsHowFarItCame) {
        fieldsOf(R"(2|"25:00" is not a time|schedule add x --off 1/0/1 --from 25:00 --to 06:00
 2|ports of units 1 and 2|schedule add x --off 1/0/1,2/0/1 --all-day
 0|off 00:00-06:00 sat 2034-01-02..|schedule add night --off 1/0/1-2 --from 22:00 --to )"
-                R"(6:0 --weekly fri --companion --dates 2034-01-01..
-0|"changed":true}|schedule set night --to 07:00 --companion --json
+                R"(6:0 --weekly fri --twin --dates 2034-01-01..
+0|"changed":true}|schedule set night --to 07:00 --twin --json
 0|nothing to warn of|schedule check night
 0|1 min|bootdelay 1 --delay 60s
 0|2 schedules and 2 boot delays written|export FILE.1 && sed s/night/boom/ FILE.1 >FILE.2

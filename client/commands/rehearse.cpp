@@ -19,7 +19,7 @@
 #include "client/commands/schedule/changes.h"
 #include "client/rehearsal_lab.h"
 #include "client/site/plan_faults.h"
-#include "forecast/companion.h"
+#include "forecast/twin.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include "cli/text.h"
 #include "client/commands/next.h"
 #include "client/commands/rehearse.h"
-#include "forecast/companion.h"
+#include "forecast/twin.h"
 #include "rules/run_words.h"
 
 namespace {
@@ -95,18 +95,18 @@ std::string whatIsFound(const Finding& finding, const Rehearsal& rehearsal,
   }
 }
 
-std::string companionAdvice(const Schedule& schedule, const RehearsalShown& shown) {
+std::string twinAdvice(const Schedule& schedule, const RehearsalShown& shown) {
   return "to end it each morning: " +
-         (shown.isOfFile ? "import the file, then quorin_poectl schedule set " +
-                               inQuotes(schedule.name.c_str()) + " --companion"
-                         : "quorin_poectl schedule set " + std::to_string(schedule.scheduleId) +
-                               " --companion");
+         (shown.isOfFile
+              ? "import the file, then quorin_poectl schedule set " +
+                    inQuotes(schedule.name.c_str()) + " --twin"
+              : "quorin_poectl schedule set " + std::to_string(schedule.scheduleId) + " --twin");
 }
 
-// Whether the schedule would do better with a companion that it has not.
-bool lacksCompanion(const Schedule* schedule, const std::vector<Schedule>& all) {
-  return schedule != nullptr && whyNoCompanion(*schedule).empty() &&
-         companionAmong(all, *schedule) == nullptr;
+// Whether the schedule would do better with a twin that it has not.
+bool lacksTwin(const Schedule* schedule, const std::vector<Schedule>& all) {
+  return schedule != nullptr && whyNoTwin(*schedule).empty() &&
+         twinAmong(all, *schedule) == nullptr;
 }
 
 std::string changeAdvice(const Schedule& schedule, const RehearsalShown& shown) {
@@ -188,8 +188,8 @@ std::string findingText(const Finding& finding, const Rehearsal& rehearsal,
 std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal,
                           const RehearsalShown& shown) {
   const bool isNeverEnded = finding.detail == kRunNeverEnded || finding.kind == FindingKind::dark;
-  if (isNeverEnded && lacksCompanion(finding.schedule, rehearsal.schedules)) {
-    return companionAdvice(*finding.schedule, shown);
+  if (isNeverEnded && lacksTwin(finding.schedule, rehearsal.schedules)) {
+    return twinAdvice(*finding.schedule, shown);
   }
   switch (finding.kind) {
     case FindingKind::otherEnd:

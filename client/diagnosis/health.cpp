@@ -5,7 +5,7 @@
 #include <set>
 
 #include "cli/text.h"
-#include "forecast/companion.h"
+#include "forecast/twin.h"
 #include "rules/run_words.h"
 
 namespace {
@@ -126,7 +126,7 @@ std::string resultOf(const Run& run, const std::vector<Schedule>& schedules) {
   if (schedule == nullptr || run.errorMessage != kRunNeverEnded) {
     return run.status;
   }
-  return companionAmong(schedules, *schedule) != nullptr ? "success" : run.status;
+  return twinAmong(schedules, *schedule) != nullptr ? "success" : run.status;
 }
 
 std::string failureText(const Run& run, const PortNames& names) {

@@ -45,7 +45,7 @@ constexpr std::array<const char*, 4> kResults{"success", "partial", "failed", "a
 // The runs of the last 24 hours. Those that are neither open nor a success have their ports.
 std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit, int64_t systemNow);
 
-// Its status; "success" where it failed for want of an end that a companion brings.
+// Its status; "success" where it failed for want of an end that a twin brings.
 std::string resultOf(const Run& run, const std::vector<Schedule>& schedules);
 
 // What went wrong, as the daemon recorded it: the run's message, and each message of ports with

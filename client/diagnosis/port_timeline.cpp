@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "cli/text.h"
-#include "forecast/companion.h"
+#include "forecast/twin.h"
 #include "rules/run_words.h"
 
 namespace {
@@ -63,12 +63,12 @@ PortEffect opposite(PortEffect effect) {
 class RunTeller {
  public:
   RunTeller(const Run& run, const RunPort& port, const Schedule* schedule,
-            const std::string& companionName)
+            const std::string& twinName)
       : schedule_(schedule), fate_(fateOf(run, port)), cause_(causeOf(run)) {
     event_.run = run;
     event_.run.ports = {port};
     event_.actionText = schedule != nullptr ? actionText(*schedule) : "";
-    event_.companionName = companionName;
+    event_.twinName = twinName;
     effect_ = startEffect(run, cause_);
   }
 
@@ -174,8 +174,8 @@ std::string outcomeText(const PortEvent& event) {
   if (wasCutOff(event)) {
     return "cut off by a restart of the daemon";
   }
-  if (!event.companionName.empty() && run.errorMessage == kRunNeverEnded) {
-    return "whose last night " + inQuotes(event.companionName) + " ends";
+  if (!event.twinName.empty() && run.errorMessage == kRunNeverEnded) {
+    return "whose last night " + inQuotes(event.twinName) + " ends";
   }
   const std::string& why = run.errorMessage.empty() ? portSays : run.errorMessage;
   return escaped(run.status + (why.empty() ? "" : ": " + why));
@@ -226,9 +226,8 @@ std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>&
       continue;
     }
     const Schedule* schedule = scheduleOf(run, schedules);
-    const Schedule* companion =
-        schedule != nullptr ? companionAmong(schedules, *schedule) : nullptr;
-    RunTeller teller(run, *own, schedule, companion != nullptr ? companion->name.c_str() : "");
+    const Schedule* twin = schedule != nullptr ? twinAmong(schedules, *schedule) : nullptr;
+    RunTeller teller(run, *own, schedule, twin != nullptr ? twin->name.c_str() : "");
     const std::vector<PortEvent> events = teller.tell(runs, now, zone);
     timeline.insert(timeline.end(), events.begin(), events.end());
   }

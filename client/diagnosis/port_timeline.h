@@ -35,7 +35,7 @@ struct PortEvent {
   std::string actionText;  // "off 22:00-06:00" of its schedule as it is now; empty when it is gone
   // Of a window's start that has had no end yet: when the schedule as it is now ends it.
   std::optional<int64_t> endsAt;
-  std::string companionName;  // of the schedule that ends its schedule's last night; may be empty
+  std::string twinName;  // of the schedule that ends its schedule's last night; may be empty
 
   const RunPort& port() const { return run.ports.front(); }
   bool isBySchedule() const { return run.scheduleId.has_value(); }

@@ -5,7 +5,7 @@
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "forecast/check.h"
-#include "forecast/companion.h"
+#include "forecast/twin.h"
 
 namespace {
 

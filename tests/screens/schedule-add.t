@@ -45,14 +45,14 @@ What was stored, in full.
   {"unit":1,"scheduleId":4,"name":"fair","scheduleType":"power_off","startDate":"2026-03-07","endDate":"2026-03-08","recurrence":"daily","recurrenceDays":null,"ifNums":[20],"startTime":null,"endTime":null,"allDay":true,"restartTime":null,"offTimeSec":null,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","portNames":["1/0/20"],"next":{"at":"2026-03-07T00:00:00+01:00","act":"off"},"never":null}
 
 A window over midnight that ends on its own days only leaves its ports off at the weekend: that is
-warned of. With `--companion` a second schedule ends the last night.
+warned of. With `--twin` a second schedule ends the last night.
 
   $ quorin_poectl schedule add office --off 1/0/6 --from 20:00 --to 07:00 --weekly mon-fri
   added 7 "office" of unit 1: off 20:00-07:00 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
   quorin_poectl: warning: 7 "office" of unit 1: ends on its own days only (mon-fri): from Fri 20:00 the ports stay off until Mon 07:00
-    to end it each morning: quorin_poectl schedule set 7 --companion
+    to end it each morning: quorin_poectl schedule set 7 --twin
   $ quorin_poectl schedule add lobby --off 1/0/7 --from 20:00 --to 07:00 --weekly mon-fri \
-  >   --companion
+  >   --twin
   added 8 "lobby" of unit 1: off 20:00-07:00 mon-fri, 1/0/7; next off Tue 20:00, in 12 h
   added 9 "lobby (morning after)" of unit 1: off 00:00-07:00 tue-sat, 1/0/7; next off Wed 00:00, in 16 h
 

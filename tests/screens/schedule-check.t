@@ -20,7 +20,7 @@ time that a night in spring skips: each is told, and the exit status is 1.
   $ quorin_poectl schedule check
   1 "office" of unit 1
     ! ends on its own days only (mon-fri): from Fri 20:00 the ports stay off until Mon 07:00
-      to end it each morning: quorin_poectl schedule set 1 --companion
+      to end it each morning: quorin_poectl schedule set 1 --twin
     ! fights with 3 "guard" over 1/0/6: at Tue 20:00 one wants off, the other on
   2 "fair" of unit 1
     ! never fires: its dates ended on 2025-12-31
@@ -35,7 +35,7 @@ time that a night in spring skips: each is told, and the exit status is 1.
   $ quorin_poectl schedule check office --json | json
   {"schedules":[
   {"unit":1,"scheduleId":1,"scheduleName":"office","warnings":[
-  {"kind":"noEnd","text":"ends on its own days only (mon-fri): from Fri 20:00 the ports stay off until Mon 07:00","advice":"to end it each morning: quorin_poectl schedule set 1 --companion"},
+  {"kind":"noEnd","text":"ends on its own days only (mon-fri): from Fri 20:00 the ports stay off until Mon 07:00","advice":"to end it each morning: quorin_poectl schedule set 1 --twin"},
   {"kind":"fight","text":"fights with 3 \"guard\" over 1/0/6: at Tue 20:00 one wants off, the other on","advice":null}]}]}
 
 The list has them below the schedules that they are about.
@@ -44,7 +44,7 @@ The list has them below the schedules that they are about.
   UNIT  ID  NAME    ACTION           PORTS  DAYS                NEXT                                  LEFT
      1   1  office  off 20:00-07:00  1/0/6  mon-fri             Tue 20:00 off                         12 h
             ! ends on its own days only (mon-fri): from Fri 20:00 the ports stay off until Mon 07:00
-              to end it each morning: quorin_poectl schedule set 1 --companion
+              to end it each morning: quorin_poectl schedule set 1 --twin
             ! fights with 3 "guard" over 1/0/6: at Tue 20:00 one wants off, the other on
      1   2  fair    on 08:00-18:00   1/0/7  daily ..2025-12-31  never: its dates ended on 2025-12-31
      1   3  guard   on 20:00-22:00   1/0/6  daily               Tue 20:00 on                          12 h

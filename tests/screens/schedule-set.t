@@ -5,7 +5,7 @@ Schedules that change or go: `quorin_poectl schedule set`, `enable`, `disable` a
   $ quorin_poectl schedule add night --off 1/0/1-4 --from 22:00 --to 06:00 >out
   $ quorin_poectl schedule add cameras --restart 2/0/1-3 --at 03:30 >out
   $ quorin_poectl schedule add office --off 1/0/6 --from 20:00 --to 07:00 --weekly mon-fri \
-  >   --companion >out
+  >   --twin >out
 
 Only what is given changes.
 
@@ -14,7 +14,7 @@ Only what is given changes.
   $ quorin_poectl schedule set 1 --name evening --off 1/0/1-2
   changed 1 "evening" of unit 1: off 21:30-06:00 daily, 1/0/1-2; next off Tue 21:30, in 13 h 30 min
   $ quorin_poectl schedule set cameras --daily --dates 2026-04-01..2026-04-30 --json
-  {"schedule":{"unit":2,"scheduleId":2,"name":"cameras","scheduleType":"restart","startDate":"2026-04-01","endDate":"2026-04-30","recurrence":"daily","recurrenceDays":null,"ifNums":[29,30,31],"startTime":null,"endTime":null,"allDay":null,"restartTime":"03:30","offTimeSec":10,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","portNames":["2/0/1","2/0/2","2/0/3"],"next":{"at":"2026-04-01T03:30:00+02:00","act":"restart"},"never":null},"companion":null,"changed":true}
+  {"schedule":{"unit":2,"scheduleId":2,"name":"cameras","scheduleType":"restart","startDate":"2026-04-01","endDate":"2026-04-30","recurrence":"daily","recurrenceDays":null,"ifNums":[29,30,31],"startTime":null,"endTime":null,"allDay":null,"restartTime":"03:30","offTimeSec":10,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","portNames":["2/0/1","2/0/2","2/0/3"],"next":{"at":"2026-04-01T03:30:00+02:00","act":"restart"},"never":null},"twin":null,"changed":true}
 
 A schedule stays of its kind: a window does not become a restart, nor "off" "on".
 
@@ -25,19 +25,19 @@ A schedule stays of its kind: a window does not become a restart, nor "off" "on"
   quorin_poectl: a restart has no window: give --at HH:MM and not --from, --to or --all-day.
   [2]
 
-A companion that was made with a schedule stays as it was, if it is not asked to follow.
+A twin that was made with a schedule stays as it was, if it is not asked to follow.
 
   $ quorin_poectl schedule set office --to 08:00 2>&1 | head -n 2
-  quorin_poectl: warning: its companion 4 "office (morning after)" of unit 1 stays as it was; with --companion it changes, too.
+  quorin_poectl: warning: its twin 4 "office (morning after)" of unit 1 stays as it was; with --twin it changes, too.
   changed 3 "office" of unit 1: off 20:00-08:00 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
-  $ quorin_poectl schedule set office --to 07:30 --companion
+  $ quorin_poectl schedule set office --to 07:30 --twin
   changed 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
   changed 4 "office (morning after)" of unit 1: off 00:00-07:30 tue-sat, 1/0/6; next off Wed 00:00, in 16 h
 
 Schedules rest, and go on.
 
   $ quorin_poectl schedule disable office
-  quorin_poectl: warning: its companion 4 "office (morning after)" of unit 1 stays enabled.
+  quorin_poectl: warning: its twin 4 "office (morning after)" of unit 1 stays enabled.
   disabled 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; never: disabled
   $ quorin_poectl --quiet schedule enable office
   enabled 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
@@ -51,7 +51,7 @@ While a window is open, its end is what switches ports on again: it is asked bef
   [2]
   $ quorin_poectl schedule delete office -y
   quorin_poectl: warning: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 may stay off.
-  quorin_poectl: warning: its companion stays. To delete it, too: quorin_poectl schedule delete 4
+  quorin_poectl: warning: its twin stays. To delete it, too: quorin_poectl schedule delete 4
   deleted 3 "office" of unit 1
 
 Others go at once.

@@ -1,4 +1,4 @@
-// schedule add: a new schedule, and its companion.
+// schedule add: a new schedule, and its twin.
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
@@ -8,41 +8,41 @@
 namespace {
 
 // Before anything is stored: either both can be, or none is.
-void checkCompanion(const Schedule& schedule, Session& session) {
-  const std::string why = whyNoCompanion(schedule);
+void checkTwin(const Schedule& schedule, Session& session) {
+  const std::string why = whyNoTwin(schedule);
   if (!why.empty()) {
     throw Failure(kExitUsage,
-                  "--companion is not for " + inQuotes(schedule.name.c_str()) + ": " + why + ".");
+                  "--twin is not for " + inQuotes(schedule.name.c_str()) + ": " + why + ".");
   }
   const std::vector<Schedule> all = askSchedules(session.daemon(), schedule.unit);
-  if (const Schedule* taken = companionNamed(all, schedule)) {
+  if (const Schedule* taken = twinNamed(all, schedule)) {
     throw Failure(kExitUsage, "there is a schedule " + scheduleTitle(*taken) +
-                                  " already, which is the companion's name: delete it, or choose "
+                                  " already, which is the twin's name: delete it, or choose "
                                   "another name. Nothing was stored.");
   }
 }
 
-Schedule createCompanion(const Schedule& added, Session& session) try {
-  return createSchedule(session.daemon(), companionOf(added));
+Schedule createTwin(const Schedule& added, Session& session) try {
+  return createSchedule(session.daemon(), twinOf(added));
 } catch (const Failure& failure) {
   throw Failure(failure.status(),
-                scheduleTitle(added) + " was added, but not its companion: " + failure.what());
+                scheduleTitle(added) + " was added, but not its twin: " + failure.what());
 }
 
 int runScheduleAdd(const ScheduleWords& words, Session& session) {
   const std::vector<PoePort> ports =
       words.ports().empty() ? std::vector<PoePort>() : session.portsNamed(words.ports());
   const Schedule wanted = applied(words, Schedule(), ports, session.now(), session.zone());
-  if (words.companion) {
-    checkCompanion(wanted, session);
+  if (words.twin) {
+    checkTwin(wanted, session);
   }
 
   const Schedule added = createSchedule(session.daemon(), wanted);
-  std::optional<ScheduleChange> companion;
-  if (words.companion) {
-    companion = ScheduleChange{"added", createCompanion(added, session)};
+  std::optional<ScheduleChange> twin;
+  if (words.twin) {
+    twin = ScheduleChange{"added", createTwin(added, session)};
   }
-  showChanges({"added", added}, companion, session);
+  showChanges({"added", added}, twin, session);
   return kExitDone;
 }
 

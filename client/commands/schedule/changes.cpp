@@ -61,15 +61,15 @@ std::string changeLine(const ScheduleChange& change, Session& session) {
          "\n";
 }
 
-JsonPtr changesJson(const ScheduleChange& change, const std::optional<ScheduleChange>& companion,
+JsonPtr changesJson(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                     Session& session) {
   const ShownAt at{session.now(), session.zone(), session.shownZone(), ""};
-  const bool isCompanionChanged = companion && companion->isChange();
+  const bool isTwinChanged = twin && twin->isChange();
   JsonObject document;
   document.add("schedule", scheduleDocument(change.schedule, session.names(), at));
-  companion ? document.add("companion", scheduleDocument(companion->schedule, session.names(), at))
-            : document.null("companion");
-  document.boolean("changed", change.isChange() || isCompanionChanged);
+  twin ? document.add("twin", scheduleDocument(twin->schedule, session.names(), at))
+       : document.null("twin");
+  document.boolean("changed", change.isChange() || isTwinChanged);
   return document.take();
 }
 
@@ -136,18 +136,18 @@ bool ScheduleChange::isChange() const {
   return strcmp(verb, "kept") != 0;
 }
 
-void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& companion,
+void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session) {
   const Output& output = session.output();
   if (session.options().json) {
-    output.printJson(changesJson(change, companion, session));
+    output.printJson(changesJson(change, twin, session));
   } else {
-    output.print(changeLine(change, session) + (companion ? changeLine(*companion, session) : ""));
+    output.print(changeLine(change, session) + (twin ? changeLine(*twin, session) : ""));
   }
   output.flush();
 
   std::vector<Schedule> changed;
-  for (const ScheduleChange& each : {change, companion.value_or(change)}) {
+  for (const ScheduleChange& each : {change, twin.value_or(change)}) {
     if (each.isChange() && each.schedule.enabled != 0) {
       changed.push_back(each.schedule);
     }

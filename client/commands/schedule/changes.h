@@ -28,9 +28,9 @@ struct ScheduleChange {
   bool isChange() const;
 };
 
-// Prints {"schedule", "companion", "changed"} or a line for each, and warns of what is wrong with
+// Prints {"schedule", "twin", "changed"} or a line for each, and warns of what is wrong with
 // those that may fire now.
-void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& companion,
+void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session);
 
 #endif

@@ -15,9 +15,9 @@ int runScheduleDelete(const DeleteOptions& given, Session& session) {
   const Schedule& schedule = findSchedule(all, given.id, session.options().unit);
   confirmOpenWindows({schedule}, given.isYes, session);
   deleteSchedule(session.daemon(), schedule);
-  if (const Schedule* companion = companionNamed(all, schedule)) {
-    session.output().warn("its companion stays. To delete it, too: quorin_poectl schedule delete " +
-                          std::to_string(companion->scheduleId));
+  if (const Schedule* twin = twinNamed(all, schedule)) {
+    session.output().warn("its twin stays. To delete it, too: quorin_poectl schedule delete " +
+                          std::to_string(twin->scheduleId));
   }
   showChanges({"deleted", schedule}, std::nullopt, session);
   return kExitDone;

@@ -13,7 +13,7 @@ struct EnableOptions {
 int runScheduleEnable(const EnableOptions& given, bool isEnabled, Session& session) {
   const std::vector<Schedule> all = session.schedules();
   Schedule schedule = findSchedule(all, given.id, session.options().unit);
-  const Schedule* companion = companionNamed(all, schedule);
+  const Schedule* twin = twinNamed(all, schedule);
   if ((schedule.enabled != 0) == isEnabled) {
     showChanges({"kept", schedule}, std::nullopt, session);
     return kExitDone;
@@ -23,8 +23,8 @@ int runScheduleEnable(const EnableOptions& given, bool isEnabled, Session& sessi
   }
   schedule.enabled = isEnabled ? 1 : 0;
   const Schedule stored = updateSchedule(session.daemon(), schedule);
-  if (companion != nullptr && (companion->enabled != 0) != isEnabled) {
-    session.output().warn("its companion " + scheduleTitle(*companion) + " stays " +
+  if (twin != nullptr && (twin->enabled != 0) != isEnabled) {
+    session.output().warn("its twin " + scheduleTitle(*twin) + " stays " +
                           (isEnabled ? "disabled." : "enabled."));
   }
   showChanges({isEnabled ? "enabled" : "disabled", stored}, std::nullopt, session);

@@ -19,17 +19,17 @@ bool isSame(const Schedule& a, const Schedule& b) {
   return strcmp(a.name.c_str(), b.name.c_str()) == 0 && isSameContent(a, b);
 }
 
-// The companion as it should be, with the id of that which there is.
-Schedule wantedCompanion(const Schedule& schedule, const Schedule* present) {
-  const std::string why = whyNoCompanion(schedule);
+// The twin as it should be, with the id of that which there is.
+Schedule wantedTwin(const Schedule& schedule, const Schedule* present) {
+  const std::string why = whyNoTwin(schedule);
   if (!why.empty()) {
-    throw Failure(kExitUsage, "--companion is not for " + scheduleTitle(schedule) + ": " + why +
+    throw Failure(kExitUsage, "--twin is not for " + scheduleTitle(schedule) + ": " + why +
                                   ". Nothing was changed.");
   }
-  Schedule wanted = companionOf(schedule);
+  Schedule wanted = twinOf(schedule);
   if (present != nullptr && present->type != wanted.type) {
     throw Failure(kExitUsage, scheduleTitle(*present) +
-                                  " has the companion's name and another type: delete it, or give "
+                                  " has the twin's name and another type: delete it, or give "
                                   "it another name. Nothing was changed.");
   }
   wanted.scheduleId = present != nullptr ? present->scheduleId : 0;
@@ -46,49 +46,49 @@ ScheduleChange store(const Schedule& wanted, const Schedule* present, Session& s
              : ScheduleChange{"changed", updateSchedule(session.daemon(), wanted)};
 }
 
-ScheduleChange storeCompanion(const Schedule& wanted, const Schedule* present,
-                              const ScheduleChange& change, Session& session) try {
+ScheduleChange storeTwin(const Schedule& wanted, const Schedule* present,
+                         const ScheduleChange& change, Session& session) try {
   return store(wanted, present, session);
 } catch (const Failure& failure) {
   throw Failure(failure.status(), scheduleTitle(change.schedule) + " was " + change.verb +
-                                      ", but not its companion: " + failure.what());
+                                      ", but not its twin: " + failure.what());
 }
 
 int runScheduleSet(const SetOptions& given, Session& session) {
   const ScheduleWords& words = given.words;
-  if (!words.any() && !words.companion) {
+  if (!words.any() && !words.twin) {
     throw Failure(kExitUsage,
                   "what shall change? Nothing is given. See: quorin_poectl schedule set --help");
   }
   const std::vector<Schedule> all = session.schedules();
   const Schedule& present = findSchedule(all, given.id, session.options().unit);
-  const Schedule* presentCompanion = companionNamed(all, present);
+  const Schedule* presentTwin = twinNamed(all, present);
   const std::vector<PoePort> ports =
       words.ports().empty() ? std::vector<PoePort>() : session.portsNamed(words.ports());
   const Schedule wanted = applied(words, present, ports, session.now(), session.zone());
   std::optional<Schedule> wantedOther;
-  if (words.companion) {
-    wantedOther = wantedCompanion(wanted, presentCompanion);
+  if (words.twin) {
+    wantedOther = wantedTwin(wanted, presentTwin);
   }
 
   std::vector<Schedule> touched;
   if (!isSame(wanted, present)) {
     touched.push_back(present);
   }
-  if (wantedOther && presentCompanion != nullptr && !isSame(*wantedOther, *presentCompanion)) {
-    touched.push_back(*presentCompanion);
+  if (wantedOther && presentTwin != nullptr && !isSame(*wantedOther, *presentTwin)) {
+    touched.push_back(*presentTwin);
   }
   confirmOpenWindows(touched, given.isYes, session);
 
   const ScheduleChange change = store(wanted, &present, session);
-  std::optional<ScheduleChange> companion;
+  std::optional<ScheduleChange> twin;
   if (wantedOther) {
-    companion = storeCompanion(*wantedOther, presentCompanion, change, session);
-  } else if (presentCompanion != nullptr && change.isChange()) {
-    session.output().warn("its companion " + scheduleTitle(*presentCompanion) +
-                          " stays as it was; with --companion it changes, too.");
+    twin = storeTwin(*wantedOther, presentTwin, change, session);
+  } else if (presentTwin != nullptr && change.isChange()) {
+    session.output().warn("its twin " + scheduleTitle(*presentTwin) +
+                          " stays as it was; with --twin it changes, too.");
   }
-  showChanges(change, companion, session);
+  showChanges(change, twin, session);
   return kExitDone;
 }
 

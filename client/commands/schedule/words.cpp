@@ -262,7 +262,7 @@ void addScheduleOptions(Arguments& app, ScheduleWords* words) {
   addDayOptions(app, words);
   app.duration("--stagger", &words->staggerMs, "one port after the other, so far apart");
   app.flag("--disabled", words->disabled, "store it, but do not let it fire");
-  app.flag("--companion", words->companion,
+  app.flag("--twin", words->twin,
            "also a second schedule that ends a window over midnight on each morning after");
   app.flag("--force", words->force, "store it even if it would never fire");
 }

@@ -28,7 +28,7 @@ struct ScheduleWords {
   bool allDay = false;
   bool daily = false;
   bool disabled = false;
-  bool companion = false;
+  bool twin = false;
   bool force = false;
 
   // Those of --off, --on or --restart.

@@ -1,4 +1,4 @@
-#include "forecast/companion.h"
+#include "forecast/twin.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -11,7 +11,7 @@ namespace {
 constexpr const char* kSuffix = " (morning after)";
 constexpr const char* kMidnight = "00:00";
 constexpr int32_t kDaysPerWeek = 7;
-constexpr size_t kMaxCompanionedNameBytes = 47;  // a longer one has no room for the suffix
+constexpr size_t kMaxTwinedNameBytes = 47;  // a longer one has no room for the suffix
 
 // A text without a date in it is kept: the daemon takes it for no bound in both schedules.
 std::string nextDate(const char* text) {
@@ -40,7 +40,7 @@ bool isOverMidnight(const Schedule& schedule) {
   return isWindowType(schedule.type) && schedule.allDay == 0 && start && end && *end < *start;
 }
 
-std::string whyNoCompanion(const Schedule& schedule) {
+std::string whyNoTwin(const Schedule& schedule) {
   if (!isOverMidnight(schedule)) {
     return "it does not end on the day after its start";
   }
@@ -50,40 +50,40 @@ std::string whyNoCompanion(const Schedule& schedule) {
   if (schedule.recurrence != Recurrence::weekly && schedule.recurrence != Recurrence::daily) {
     return "the days after those of a month are not the same every month";
   }
-  // The companion would begin and end in one minute, where these two may come in any order.
+  // The twin would begin and end in one minute, where these two may come in any order.
   if (schedule.type == ScheduleType::powerOn &&
       timeOfDay(schedule.endTime.c_str()) == timeOfDay(kMidnight)) {
     return "a window that powers on cannot be ended at 00:00 by another: let it end at 00:01";
   }
-  if (strlen(schedule.name.c_str()) > kMaxCompanionedNameBytes) {
+  if (strlen(schedule.name.c_str()) > kMaxTwinedNameBytes) {
     return "its name is longer than 47 bytes";
   }
   return "";
 }
 
-std::string companionName(const Schedule& schedule) {
+std::string twinName(const Schedule& schedule) {
   return std::string(schedule.name.c_str()) + kSuffix;
 }
 
-Schedule companionOf(const Schedule& schedule) {
-  Schedule companion = schedule;
-  companion.scheduleId = 0;
-  companion.name.assign(companionName(schedule).c_str());
-  companion.startTime.assign(kMidnight);
-  companion.startDate.assign(nextDate(schedule.startDate.c_str()).c_str());
-  companion.endDate.assign(nextDate(schedule.endDate.c_str()).c_str());
-  for (int32_t& day : companion.days) {
+Schedule twinOf(const Schedule& schedule) {
+  Schedule twin = schedule;
+  twin.scheduleId = 0;
+  twin.name.assign(twinName(schedule).c_str());
+  twin.startTime.assign(kMidnight);
+  twin.startDate.assign(nextDate(schedule.startDate.c_str()).c_str());
+  twin.endDate.assign(nextDate(schedule.endDate.c_str()).c_str());
+  for (int32_t& day : twin.days) {
     day = day % kDaysPerWeek + 1;
   }
-  std::sort(companion.days.begin(), companion.days.end());
-  return companion;
+  std::sort(twin.days.begin(), twin.days.end());
+  return twin;
 }
 
-bool isCompanion(const Schedule& other, const Schedule& schedule) {
-  if (!whyNoCompanion(schedule).empty() || other.enabled == 0 || other.unit != schedule.unit) {
+bool isTwin(const Schedule& other, const Schedule& schedule) {
+  if (!whyNoTwin(schedule).empty() || other.enabled == 0 || other.unit != schedule.unit) {
     return false;
   }
-  const Schedule wanted = companionOf(schedule);
+  const Schedule wanted = twinOf(schedule);
   return strcmp(other.name.c_str(), wanted.name.c_str()) == 0 && other.type == wanted.type &&
          other.allDay == 0 && other.recurrence == wanted.recurrence &&
          timeOfDay(other.startTime.c_str()) == timeOfDay(wanted.startTime.c_str()) &&
@@ -91,14 +91,14 @@ bool isCompanion(const Schedule& other, const Schedule& schedule) {
          containsAll(other.days, wanted.days) && containsAll(other.ifNums, wanted.ifNums);
 }
 
-const Schedule* companionAmong(const std::vector<Schedule>& all, const Schedule& schedule) {
-  const Schedule* other = companionNamed(all, schedule);
-  return other != nullptr && isCompanion(*other, schedule) ? other : nullptr;
+const Schedule* twinAmong(const std::vector<Schedule>& all, const Schedule& schedule) {
+  const Schedule* other = twinNamed(all, schedule);
+  return other != nullptr && isTwin(*other, schedule) ? other : nullptr;
 }
 
-const Schedule* companionNamed(const std::vector<Schedule>& all, const Schedule& schedule) {
+const Schedule* twinNamed(const std::vector<Schedule>& all, const Schedule& schedule) {
   for (const Schedule& other : all) {
-    if (other.unit == schedule.unit && other.name.c_str() == companionName(schedule)) {
+    if (other.unit == schedule.unit && other.name.c_str() == twinName(schedule)) {
       return &other;
     }
   }

@@ -1,0 +1,38 @@
+// A window over midnight ends on its own days only: the night after its last day stays as it is.
+// Its twin is a second schedule, "NAME (morning after)", from 00:00 to the end on the days
+// that follow.
+#ifndef QUORIN_FORECAST_TWIN_H
+#define QUORIN_FORECAST_TWIN_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "api/records.h"
+#include "rules/tick_time.h"
+
+// Whether the schedule is a window that ends on the day after its start.
+bool isOverMidnight(const Schedule& schedule);
+
+// Why the schedule can have no twin, or needs none: "it ends on the day on which it starts".
+// Empty for one that can.
+std::string whyNoTwin(const Schedule& schedule);
+
+std::string twinName(const Schedule& schedule);
+// REQUIRES: whyNoTwin(schedule) is empty.
+Schedule twinOf(const Schedule& schedule);
+
+// Whether the other ends the schedule's windows on the mornings after its days, so that the two are
+// one window: enabled, with the twin's name, times and days, and all the ports.
+bool isTwin(const Schedule& other, const Schedule& schedule);
+
+// Which of all it is; null for none.
+const Schedule* twinAmong(const std::vector<Schedule>& all, const Schedule& schedule);
+
+// The schedule of the twin's name, which may be one no longer; null for none.
+const Schedule* twinNamed(const std::vector<Schedule>& all, const Schedule& schedule);
+
+// The day of a date as the daemon reads it ("2026-3-1" is read); none for what is no bound.
+std::optional<TickTime> dateRead(const char* text);
+
+#endif
