@@ -212,8 +212,8 @@ lab up -> 1 --dir)");
 schedule add gap --off 2/0/3 --from 02:30 --to 05:00 --daily -> 0
 schedule add cycle --restart 1/0/4 --at 22:00 --off-time 40s --weekly fri,sun -> 0
 reset 1/0/5 --off-time 1s --no-wait -> 0)");
-  expectCommands("switchsim", R"(lab at 22:00 -> 0 it is Fri 2026-03-27 22:00
-lab at '2026-03-30 06:00' -> 0 it is Mon 2026-03-30 06:00
+  expectCommands("switchsim", R"(lab at 22:00 -> 0 it is Fri 2026-03-27 22:
+lab at '2026-03-30 06:00' -> 0 it is Mon 2026-03-30 06:
 lab at '2026-03-29 22:00' -> 2 already)");
   expectCommands("quorin_poectl", R"(ports 2/0/2 2/0/3 -> 0 on
 history --since fri -> 0 night)");
