@@ -216,7 +216,7 @@ TEST_F(IpcServerTest, onlyTheOneThatWasSilentLongestMakesRoomAndAllOthersAreAnsw
 }
 
 TEST_F(IpcServerTest, inASweepOnlySoManyRequestsWaitAndReadersGoWithTheirClients) {
-  constexpr int kClients = 200, kMayWait = 192;
+  constexpr int kRequests = 200, kMayWait = 192;
   const std::string list = requestText("schedule.list", R"({"unit":1})") + "\n";
   const std::string blanks(3000, ' ');  // for the gate
   auto sweep = std::make_unique<ScheduleAccess>();
@@ -231,7 +231,7 @@ TEST_F(IpcServerTest, inASweepOnlySoManyRequestsWaitAndReadersGoWithTheirClients
   halfClosed.sendBytes(list.substr(0, list.size() - 1));
   halfClosed.endOfRequest();
   ASSERT_TRUE(waitUntil([&] { return halfClosed.isHeard(); }));
-  std::deque<SocketClient> readers(kClients / 2 - 1), writers(kClients / 2);
+  std::deque<SocketClient> readers(kRequests / 2 - 1), writers(kRequests / 2);
   for (size_t i = 0; i < writers.size(); ++i) {
     const std::string members = fill(R"("name":"%","restartTime":"never","ifNums":[1])", i);
     writers[i].sendBytes(blanks + requestText("schedule.create", scheduleParams(members)) + "\n");
