@@ -1,4 +1,7 @@
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <stdexcept>
 
 #include "switchsim/commands/command.h"
 #include "switchsim/switch/switch_state.h"
@@ -57,8 +60,9 @@ ExitCode report(const std::string& error) {
 }
 
 void print(const std::string& text) {
-  fputs(text.c_str(), stdout);
-  fflush(stdout);
+  if (fputs(text.c_str(), stdout) < 0 || fflush(stdout) != 0) {
+    throw std::runtime_error(std::string("the output could not be written: ") + strerror(errno));
+  }
 }
 
 ExitCode withPort(const std::string& text, const std::function<std::string(uint32_t)>& act) {

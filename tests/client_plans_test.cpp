@@ -100,7 +100,8 @@ TEST_F(ClientPlansTest, theProgramChangesWhatIsStoredAndTellsHowFarItCame) {
 0|"changed":true}|schedule set night --to 07:00 --twin --json
 0|nothing to warn of|schedule check night
 0|1 min|bootdelay 1 --delay 60s
-0|2 schedules and 2 boot delays written|export FILE.1 && sed s/night/boom/ FILE.1 >FILE.2
+0|2 schedules and 2 boot delays written|export FILE.1 && sed s/night/boom/ FILE.1 )"
+                R"(>FILE.2 && sed s/power_off/power_on/ FILE.1 >FILE.3
 sql|schedule|CREATE TRIGGER t BEFORE INSERT ON poe_schedule WHEN NEW.name LIKE 'boom )"
                 R"((%' BEGIN SELECT RAISE(ABORT, ''); END
 sql|history|INSERT INTO poe_history VALUES (9, 1, 'scheduled', 1, '', 'power_off', )"
@@ -110,6 +111,9 @@ sql|history|INSERT INTO poe_history VALUES (9, 1, 'scheduled', 1, '', 'power_off
 0|1 to add, 0 to change, 0 to remove, 3 the same; nothing|import FILE.1 --dry-run
 0|1 added, 0 changed, 0 removed, 3 the same|import FILE.1
 0|"added":[],"changed":[],"removed":[],"kept":[{|import FILE.1 --json
+sql|schedule|CREATE TRIGGER u BEFORE INSERT ON poe_schedule WHEN NEW.schedule_type = )"
+                R"('power_on' BEGIN SELECT RAISE(ABORT, ''); END
+4|"night" is there again as it was.|import FILE.3
 4|Done before: add "boom" to unit 1.|import FILE.2)")) {
     if (row[0] == "sql") {
       executeOn(row[1] == "history" ? kHistoryDbPath : kScheduleDbPath, row[2]);

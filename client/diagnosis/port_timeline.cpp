@@ -9,8 +9,6 @@
 
 namespace {
 
-// The daemon's own words in its records.
-
 // How far a run came with a port.
 enum class Fate {
   untouched,

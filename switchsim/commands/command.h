@@ -30,7 +30,7 @@ const Action& parsedAction(const Program& program);
 ExitCode fail(const std::string& error, ExitCode code = kFailed);
 // For the functions that return why they failed, or an empty text.
 ExitCode report(const std::string& error);
-// To stdout, at once.
+// To stdout, at once. Throws where it cannot be written.
 void print(const std::string& text);
 // Lets `act` do something with the port that the string means.
 ExitCode withPort(const std::string& text, const std::function<std::string(uint32_t)>& act);

@@ -50,3 +50,15 @@ What is no level, and no log.
   $ quorin_poectl log
   quorin_poectl: */log.t/lab/root/tmp/sw900.log could not be read: No such file or directory. Has quorin_poed been started here? (glob)
   [1]
+
+The log has the daemon's own stamps, and no other form.
+
+  $ quorin_poectl log --utc
+  quorin_poectl: log shows the daemon's own stamps: leave out --utc
+  [2]
+  $ quorin_poectl log --json
+  quorin_poectl: log prints no JSON: leave out --json
+  [2]
+  $ quorin_poectl log level --json
+  quorin_poectl: log level prints no JSON: leave out --json
+  [2]

@@ -81,7 +81,7 @@ A schedule can't change its type: the old one is deleted, and another is added i
   $ quorin_poectl --quiet import other.json >out
   $ sed 's/"power_on"/"power_off"/' other.json >turned.json
   $ quorin_poectl import turned.json
-    ~  unit 1  "shop"  on 18:00-21:30 > off 18:00-21:30
+    ~  unit 1  "shop"  on 18:00-21:30 > off 18:00-21:30 (deleted and added anew)
   0 added, 1 changed, 0 removed, 1 the same
   $ quorin_poectl schedule list | sed -n 3p
      1   6  shop   off 18:00-21:30  1/0/13   sat    Sat 18:00 off  3 d 19 h

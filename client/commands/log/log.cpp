@@ -116,6 +116,9 @@ std::vector<LogRecord> wantedOf(std::vector<LogRecord> records, int32_t level) {
 
 int runLog(const LogOptions& given, Session& session) {
   session.refuseJson("log");
+  if (session.options().utc) {
+    throw Failure(kExitUsage, "log shows the daemon's own stamps: leave out --utc");
+  }
   const int32_t level = given.level.empty() ? INT32_MAX : levelOfWord(given.level);
   const Options& options = session.options();
   LogFile file;

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cctype>
-#include <cstdio>
 
 #include "cli/failure.h"
 #include "cli/text.h"
@@ -79,7 +78,6 @@ LogRecord recordOf(std::string_view text) {
     }
     text.remove_prefix(head);
     const size_t colon = text.find(": ");
-    record.ident = colon != std::string_view::npos ? text.substr(0, colon) : "";
     text.remove_prefix(colon != std::string_view::npos ? colon + 2 : 0);
   }
   while (!text.empty() && text.back() == '\n') {

@@ -14,7 +14,6 @@
 struct LogRecord {
   std::string stamp;    // "2026-03-03 14:07:12.345", the daemon's local time; empty when cut off
   int32_t level = -1;   // a syslog priority; -1 when it is not told
-  std::string ident;    // "quorin_poed"
   std::string message;  // as it was written: not escaped
 };
 

@@ -65,7 +65,12 @@ std::vector<Cell> cellsOf(const Difference& each, const PortNames& names) {
   const std::string name = inQuotes(each.name());
   if (each.kind == Kind::changed) {
     const std::string was = inQuotes(each.before->name.c_str());
-    return {{"  ~", Tint::warning}, unit, was, changesText(*each.before, *each.after, names)};
+    const bool isReplaced = each.before->type != each.after->type;
+    return {{"  ~", Tint::warning},
+            unit,
+            was,
+            changesText(*each.before, *each.after, names) +
+                (isReplaced ? " (deleted and added anew)" : "")};
   }
   if (each.kind == Kind::onlyHere) {
     return {{"  -", Tint::faint}, unit, name, "(with --replace)"};
@@ -164,6 +169,24 @@ std::string failureText(const ImportPlan& plan, size_t done, const char* why) {
          ".\nOnce the cause is gone, import again: it goes on with what is missing.";
 }
 
+// Where a schedule's type was to change, the old one is gone by now: better that one than none.
+std::string putBack(const ImportPlan& plan, size_t failed, Daemon& daemon) {
+  using Act = ImportStep::Act;
+  const bool isReplacement = failed > 0 && plan.steps[failed].act == Act::create &&
+                             plan.steps[failed - 1].act == Act::remove &&
+                             plan.steps[failed].difference == plan.steps[failed - 1].difference;
+  if (!isReplacement) {
+    return "";
+  }
+  const Schedule& old = plan.steps[failed - 1].schedule;
+  try {
+    (void)createSchedule(daemon, old);
+  } catch (const Failure&) {
+    return "\n" + inQuotes(old.name.c_str()) + " is not there now.";
+  }
+  return "\n" + inQuotes(old.name.c_str()) + " is there again as it was.";
+}
+
 // Carries the plan out as far as it goes. Sets *status to that of the failure.
 ImportResult carryOutAll(const ImportPlan& plan, Session& session, ExitCode* status) {
   ImportResult result;
@@ -172,7 +195,8 @@ ImportResult carryOutAll(const ImportPlan& plan, Session& session, ExitCode* sta
       carryOut(step, session.daemon());
     } catch (const Failure& failure) {
       *status = failure.status();
-      result.failure = failureText(plan, result.stepsDone, failure.what());
+      result.failure = failureText(plan, result.stepsDone, failure.what()) +
+                       putBack(plan, result.stepsDone, session.daemon());
       return result;
     }
     ++result.stepsDone;
