@@ -66,11 +66,6 @@ Argument Argument::valueOptional() const {
   return *this;
 }
 
-Argument Argument::oneValueEach() const {
-  option_->allow_extra_args(false);
-  return *this;
-}
-
 Argument Argument::lastCounts() const {
   option_->take_last();
   return *this;

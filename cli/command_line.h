@@ -36,8 +36,6 @@ class Argument {
   Argument excludes(const Argument& other) const;
   // Given without a value, too.
   Argument valueOptional() const;
-  // Of several values each has the option's name before it.
-  Argument oneValueEach() const;
   // Given again, the last one counts.
   Argument lastCounts() const;
 
@@ -67,8 +65,8 @@ class Arguments {
   // A command inside this one. Options of this one may follow those of the inner, if said so.
   Arguments command(const std::string& name, const std::string& summary) const;
   void takesOuterOptions() const;
-  // So many commands inside must be given; none is as good as one for a command that does something
-  // by itself.
+  // One of the commands inside must be given. Optional: or none, as for a command that does
+  // something by itself.
   void needsCommand(bool isOptional = false) const;
   // What the help ends with.
   void footer(const std::string& text) const;

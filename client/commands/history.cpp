@@ -3,10 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <map>
-#include <set>
 
-#include "base/sleep.h"
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "client/command.h"

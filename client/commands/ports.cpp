@@ -3,11 +3,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <set>
 
 #include "base/sleep.h"
-#include "cli/files.h"
 #include "cli/text.h"
 #include "client/command.h"
 

@@ -10,7 +10,6 @@
 #include "base/sleep.h"
 #include "cli/failure.h"
 #include "cli/files.h"
-#include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/log/records.h"
 
