@@ -22,7 +22,7 @@ enum ExitCode : int {
 };
 
 // Ends a command. The text says what, why and what to do, without the program's name and without a
-// line end; what comes from outside is escaped in it (cli/text.h). Caught in client/app.cpp, or
+// line end; what comes from outside is escaped in it (cli/text.h). Caught by Program::run, or
 // by a command that can go on without what failed.
 class Failure : public std::exception {
  public:
@@ -34,6 +34,11 @@ class Failure : public std::exception {
   ExitCode status_;
   std::string text_;
 };
+
+// For what ends in kExitNotAsWished.
+[[noreturn]] inline void fail(const std::string& text) {
+  throw Failure(kExitNotAsWished, text);
+}
 
 // The daemon answered a request with an error.
 class DaemonError : public Failure {

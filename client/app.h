@@ -2,19 +2,11 @@
 #ifndef QUORIN_CLIENT_APP_H
 #define QUORIN_CLIENT_APP_H
 
-#include <map>
-
-#include "cli/command_line.h"
-#include "client/command.h"
-
-// The whole command line, and what its commands do.
-struct Program {
-  CommandLine line;
-  std::map<Arguments, Action> actions;  // of the commands that do something
-};
+#include "cli/program.h"
+#include "client/session.h"
 
 // options must outlive what comes back, and holds what is parsed.
-Program makeProgram(Options* options);
+Program clientProgram(Options* options);
 
 // Parses, carries out, says what went wrong; the exit status. options has the paths of this build.
 // REQUIRES: setlocale was called.

@@ -10,15 +10,15 @@
 #include "cli/failure.h"
 #include "client/session.h"
 
-struct Command {
+struct ClientCommand {
   const char* name;     // "ports"; "schedule list" belongs to the group "schedule" above it
   const char* summary;  // one line for the help
   // Adds arguments and options to its subcommand. Null for a group that does nothing of its own.
-  Action (*define)(Arguments& app, Options& options);
+  SessionAction (*define)(Arguments& app, Options& options);
 };
 
 // In the order of the help; a group stands before its commands.
-const std::vector<Command>& commands();
+const std::vector<ClientCommand>& clientCommands();
 
 // "--unit N" of a command, into options.unit.
 Argument addUnit(Arguments& app, Options& options);
@@ -27,31 +27,31 @@ Argument addUnit(Arguments& app, Options& options);
 // least to most.
 int32_t wholeSeconds(const char* option, int64_t milliseconds, int32_t least, int32_t most);
 
-Action defineBootDelay(Arguments& app, Options& options);
-Action defineCall(Arguments& app, Options& options);
-Action defineCompletion(Arguments& app, Options& options);
-Action defineExport(Arguments& app, Options& options);
-Action defineHistory(Arguments& app, Options& options);
-Action defineImport(Arguments& app, Options& options);
-Action defineLog(Arguments& app, Options& options);
-Action defineLogLevel(Arguments& app, Options& options);
-Action defineMetrics(Arguments& app, Options& options);
-Action defineNext(Arguments& app, Options& options);
-Action definePorts(Arguments& app, Options& options);
-Action defineRehearse(Arguments& app, Options& options);
-Action defineReset(Arguments& app, Options& options);
-Action defineScheduleAdd(Arguments& app, Options& options);
-Action defineScheduleCheck(Arguments& app, Options& options);
-Action defineScheduleDelete(Arguments& app, Options& options);
-Action defineScheduleDisable(Arguments& app, Options& options);
-Action defineScheduleEnable(Arguments& app, Options& options);
-Action defineScheduleGroup(Arguments& app, Options& options);
-Action defineScheduleList(Arguments& app, Options& options);
-Action defineScheduleSet(Arguments& app, Options& options);
-Action defineScheduleShow(Arguments& app, Options& options);
-Action defineStatus(Arguments& app, Options& options);
-Action defineWait(Arguments& app, Options& options);
-Action defineWeek(Arguments& app, Options& options);
-Action defineWhy(Arguments& app, Options& options);
+SessionAction defineBootDelay(Arguments& app, Options& options);
+SessionAction defineCall(Arguments& app, Options& options);
+SessionAction defineCompletion(Arguments& app, Options& options);
+SessionAction defineExport(Arguments& app, Options& options);
+SessionAction defineHistory(Arguments& app, Options& options);
+SessionAction defineImport(Arguments& app, Options& options);
+SessionAction defineLog(Arguments& app, Options& options);
+SessionAction defineLogLevel(Arguments& app, Options& options);
+SessionAction defineMetrics(Arguments& app, Options& options);
+SessionAction defineNext(Arguments& app, Options& options);
+SessionAction definePorts(Arguments& app, Options& options);
+SessionAction defineRehearse(Arguments& app, Options& options);
+SessionAction defineReset(Arguments& app, Options& options);
+SessionAction defineScheduleAdd(Arguments& app, Options& options);
+SessionAction defineScheduleCheck(Arguments& app, Options& options);
+SessionAction defineScheduleDelete(Arguments& app, Options& options);
+SessionAction defineScheduleDisable(Arguments& app, Options& options);
+SessionAction defineScheduleEnable(Arguments& app, Options& options);
+SessionAction defineScheduleGroup(Arguments& app, Options& options);
+SessionAction defineScheduleList(Arguments& app, Options& options);
+SessionAction defineScheduleSet(Arguments& app, Options& options);
+SessionAction defineScheduleShow(Arguments& app, Options& options);
+SessionAction defineStatus(Arguments& app, Options& options);
+SessionAction defineWait(Arguments& app, Options& options);
+SessionAction defineWeek(Arguments& app, Options& options);
+SessionAction defineWhy(Arguments& app, Options& options);
 
 #endif

@@ -1,8 +1,8 @@
 #include "cli/times.h"
 #include "client/command.h"
 
-const std::vector<Command>& commands() {
-  static const std::vector<Command> kCommands{
+const std::vector<ClientCommand>& clientCommands() {
+  static const std::vector<ClientCommand> kCommands{
       {"status", "how the switch's PoE is, at a glance", defineStatus},
       {"wait", "wait until the daemon answers", defineWait},
       {"ports", "show PoE ports, their names and their power", definePorts},

@@ -2,9 +2,9 @@
 //
 // How a command is added:
 //  1. client/commands/NAME.cpp (schedule/list.cpp for "schedule list") holds all of it:
-//       Action defineName(Arguments& app, Options& options)
+//       SessionAction defineName(Arguments& app, Options& options)
 //     adds arguments and options to its command (cli/command_line.h), bound to a record of its own
-//     that the returned Action shares:
+//     that the returned action shares:
 //       const auto given = std::make_shared<NameOptions>();
 //       app.add("PORT", given->ports, "ports to show");
 //       return [given](Session& session) { return runName(*given, session); };
@@ -106,6 +106,6 @@ class Session {
 };
 
 // Carries a command out; its exit status.
-using Action = std::function<int(Session&)>;
+using SessionAction = std::function<int(Session&)>;
 
 #endif

@@ -65,7 +65,7 @@ TEST_F(ClientViewsTest, whatHelpNamesIsCompletedAndEndsAreTold) {
   }
   runCommand(client + "completion bash | tr '\"' ' '", &output);
   const std::regex named("\n  (?:-\\w,)?(--[a-z-]+|[a-z]+ )");
-  for (const Command& command : commands()) {
+  for (const ClientCommand& command : clientCommands()) {
     std::string help;
     runCommand(client + command.name + " --help", &help);
     const size_t words = output.find(std::string("\n      ") + command.name + " ) words= ");

@@ -38,7 +38,7 @@ class CrashTest : public RootTest {
     const std::vector<SocketClient> silent(stopped ? kSilentClients : 0);
     // Until the random moment.
     std::this_thread::sleep_for(std::chrono::milliseconds(random_() % kMaxLifeMs));
-    EXPECT_EQ(switchsim::misuseCount(), misuses_) << switchsim::viewSwitch()->lastMisuse;
+    EXPECT_EQ(switchsim::misuseCount(), misuses_) << switchsim::viewSwitch().lastMisuse;
     ending_ = true;
     daemon.signal(stopped ? SIGTERM : SIGKILL);
     EXPECT_EQ(daemon.wait(), stopped ? 0 : -SIGKILL);

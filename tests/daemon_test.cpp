@@ -103,8 +103,8 @@ TEST_F(DaemonTest, startsAnnouncedAndStopsWithoutTraceOnEitherSignalHoweverOften
     const std::string pid = std::to_string(daemon_.pid());
     EXPECT_EQ(readFile(kPidFilePath), pid + "\n");
     EXPECT_EQ(fs::status(kDataDirPath).permissions(), fs::perms(0755));
-    EXPECT_EQ(switchsim::viewSwitch()->lastClientName, "quorin_poed_" + pid);
-    EXPECT_EQ(switchsim::viewSwitch()->crashlogCount, 1U);
+    EXPECT_EQ(switchsim::viewSwitch().lastClientName, "quorin_poed_" + pid);
+    EXPECT_EQ(switchsim::viewSwitch().crashlogCount, 1U);
     EXPECT_TRUE(waitForLog("] quorin_poed ready"));
     for (const auto& task : fs::directory_iterator("/proc/" + pid + "/task")) {
       const std::string status = readFile(task.path() / "status");

@@ -172,7 +172,7 @@ TEST_F(MemoryTest, aMinuteWithoutMemoryPassesTheNextIsCarriedOutAndAnOpenWindowO
     char text[32];
     strftime(text, sizeof text, "%F %T", gmtime(&noon));
     noon += 86400;
-    ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, text), "");
+    switchsim::setClock(switchsim::ClockMode::frozen, text);
   };
 
   for (const int64_t count : kFailures) {

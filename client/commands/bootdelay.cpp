@@ -60,7 +60,7 @@ int runBootDelay(const BootDelayOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineBootDelay(Arguments& app, Options&) {
+SessionAction defineBootDelay(Arguments& app, Options&) {
   const auto given = std::make_shared<BootDelayOptions>();
   app.add("UNIT", given->unit, "unit of the stack").required().range(1, kMaxUnits);
   const Argument none = app.flag("--none", given->isNone, "no delay");

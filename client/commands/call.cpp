@@ -126,7 +126,7 @@ int runCall(const CallOptions& options, Session& session) {
 
 }  // namespace
 
-Action defineCall(Arguments& app, Options&) {
+SessionAction defineCall(Arguments& app, Options&) {
   const auto given = std::make_shared<CallOptions>();
   app.add("METHOD", given->method, "method, for example manual.reset").required();
   app.add("PARAMS-JSON", given->params, "its parameters, a JSON object");

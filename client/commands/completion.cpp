@@ -150,7 +150,7 @@ int runCompletion(const std::string& what, Session& session) {
   session.refuseJson("completion");
   const bool isScript = what == "bash";
   Options options;  // of a program that only tells its words
-  const std::string script = isScript ? bashCompletion(makeProgram(&options).line.words()) : "";
+  const std::string script = isScript ? bashCompletion(clientProgram(&options).words()) : "";
   const std::vector<std::string> words =
       isScript ? std::vector<std::string>() : wordsFor(what, session);
   session.output().print(isScript || words.empty() ? script : joined(words, "\n") + "\n");
@@ -173,7 +173,7 @@ std::string bashCompletion(const CommandWords& program) {
          "  case \"$path\" in\n" + words + "  esac\n  case \"$path $before\" in\n" + values + kTail;
 }
 
-Action defineCompletion(Arguments& app, Options&) {
+SessionAction defineCompletion(Arguments& app, Options&) {
   const auto what = std::make_shared<std::string>();
   app.add("WHAT", *what, "bash: the script; ports, schedules: the words that it asks for")
       .required()

@@ -346,7 +346,7 @@ JsonPtr runJson(const Run& run, bool hasPorts, const PortNames& names, const Zon
   return object.take();
 }
 
-Action defineHistory(Arguments& app, Options& options) {
+SessionAction defineHistory(Arguments& app, Options& options) {
   const auto given = std::make_shared<HistoryOptions>();
   app.add("RUN", given->run, "one run, port by port");
   addUnit(app, options);

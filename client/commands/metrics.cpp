@@ -174,7 +174,7 @@ std::string metricsText(const std::vector<Metric>& metrics) {
   return text;
 }
 
-Action defineMetrics(Arguments& app, Options& options) {
+SessionAction defineMetrics(Arguments& app, Options& options) {
   addUnit(app, options);
   return runMetrics;
 }

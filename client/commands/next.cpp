@@ -100,7 +100,7 @@ JsonPtr nextDocument(const std::vector<Upcoming>& firings, const std::string& ne
   return document.take();
 }
 
-Action defineNext(Arguments& app, Options& options) {
+SessionAction defineNext(Arguments& app, Options& options) {
   const auto given = std::make_shared<NextOptions>();
   app.add("ID", given->id, "number or name of a schedule; all when none is named");
   const Argument count =

@@ -229,7 +229,7 @@ JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names,
   return document.take();
 }
 
-Action definePorts(Arguments& app, Options& options) {
+SessionAction definePorts(Arguments& app, Options& options) {
   const auto given = std::make_shared<PortsOptions>();
   app.add("PORT", given->ports, "ports to show; all when none is named");
   given->watchOption = app.add("--watch", given->watch, "show again every SEC seconds [2]")

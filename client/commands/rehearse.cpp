@@ -302,7 +302,7 @@ int runRehearse(const RehearseOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineRehearse(Arguments& app, Options&) {
+SessionAction defineRehearse(Arguments& app, Options&) {
   const auto given = std::make_shared<RehearseOptions>();
   app.add("ID|FILE", given->what,
           "number or name of a schedule, which is rehearsed alone; or a file of export, "

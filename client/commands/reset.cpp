@@ -430,7 +430,7 @@ JsonPtr resetResultJson(const std::vector<Run>& runs, const std::vector<WatchedP
   return document.take();
 }
 
-Action defineReset(Arguments& app, Options& options) {
+SessionAction defineReset(Arguments& app, Options& options) {
   const auto given = std::make_shared<ResetOptions>();
   app.add("PORT", given->ports, "ports to reset");
   addUnit(app, options);

@@ -343,7 +343,7 @@ JsonPtr statusDocument(const Status& status, const PortNames& names, const Shown
   return document.take();
 }
 
-Action defineStatus(Arguments& app, Options& options) {
+SessionAction defineStatus(Arguments& app, Options& options) {
   addUnit(app, options);
   return runStatus;
 }

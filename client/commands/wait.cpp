@@ -41,7 +41,7 @@ int runWait(int64_t forMs, Session& session) {
 
 }  // namespace
 
-Action defineWait(Arguments& app, Options&) {
+SessionAction defineWait(Arguments& app, Options&) {
   const auto forMs = std::make_shared<int64_t>(kDefaultMs);
   app.duration("--for", forMs.get(), "give up after this time [30s]");
   return [forMs](Session& session) { return runWait(*forMs, session); };

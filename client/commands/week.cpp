@@ -279,7 +279,7 @@ JsonPtr weekDocument(const Week& week, const PortNames& names, const ShownAt& at
   return document.take();
 }
 
-Action defineWeek(Arguments& app, Options& options) {
+SessionAction defineWeek(Arguments& app, Options& options) {
   const auto given = std::make_shared<WeekOptions>();
   app.add("PORT", given->ports, "ports to show; all when none is named");
   app.add("--from", given->from, "the first day, such as mon or 2026-03-02 [today]").named("DATE");

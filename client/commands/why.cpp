@@ -376,7 +376,7 @@ JsonPtr whyJson(const WhyQuestion& question, const PortNames& names, const Zone&
   return object.take();
 }
 
-Action defineWhy(Arguments& app, Options& options) {
+SessionAction defineWhy(Arguments& app, Options& options) {
   const auto given = std::make_shared<WhyOptions>();
   app.add("PORT", given->port, "the port").required();
   app.add("--at", given->at, "why at this moment: \"tue 14:00\", yesterday, -2h [now]")

@@ -31,8 +31,6 @@ struct LabOptions {
   bool clean = false;
 };
 
-using LabAction = std::function<void(Lab& lab, const LabOptions& given)>;
-
 // The lab's zone: that of its daemon, whatever TZ is here.
 Zone zoneOf(const Lab& lab) {
   return Zone(lab.zone());
@@ -71,18 +69,6 @@ std::string quoted(const std::string& text) {
   return shell + "'";
 }
 
-std::vector<PortRecord> portsOfFile(const std::string& path) {
-  if (path.empty()) {
-    return {};
-  }
-  std::string error;
-  const std::optional<std::vector<PortRecord>> ports = readPortsFile(path, &error);
-  if (!ports) {
-    throw Failure(kExitUsage, error);
-  }
-  return *ports;
-}
-
 void runUp(Lab& lab, const LabOptions& given) {
   LabPlan plan;
   const Zone zone = Zone::ofProcess();
@@ -90,15 +76,17 @@ void runUp(Lab& lab, const LabOptions& given) {
     plan.at = momentOf(given.moment, hostRealUs() / 1000, zone);
   }
   plan.speed = given.speed > 0 ? given.speed : 1;
-  const std::vector<PortRecord> ports = portsOfFile(given.ports);
+  const std::vector<PortRecord> ports =
+      given.ports.empty() ? std::vector<PortRecord>() : readPortsFile(given.ports);
   plan.isNewSwitch = given.units > 0 || !ports.empty();
   plan.makeSwitch = [&given, &ports] {
     if (!ports.empty()) {
-      return createSwitch(ports, 0, false);
+      createSwitch(ports, 0, false);
+      return;
     }
     SwitchOptions options;
     options.units = given.units > 0 ? given.units : 1;
-    return createSwitch(options, false);
+    createSwitch(options, false);
   };
   lab.up(plan);
   sayTime(lab, zone);
@@ -188,78 +176,77 @@ void runDown(Lab& lab, const LabOptions& given) {
   }
 }
 
-using LabActions = std::map<Arguments, LabAction>;
-
-Arguments addLabCommand(const Arguments& app, const char* name, const char* summary,
-                        LabActions* actions, LabAction action) {
-  const Arguments command = app.command(name, summary);
-  command.takesOuterOptions();
-  actions->emplace(command, std::move(action));
-  return command;
+void addMoment(const Arguments& app, LabOptions* given) {
+  app.add("TIME", given->moment, "22:00, \"tue 14:00\", +2h, \"2026-03-29 01:59:30\"").required();
 }
 
-ExitCode runLab(const LabOptions& given, const LabAction& action) {
-  try {
-    Lab lab(given.folder.empty() ? defaultLabFolder() : given.folder);
-    action(lab, given);
-    return kDone;
-  } catch (const Failure& failure) {
-    return fail(failure.what(), failure.status() == kExitUsage ? kWrongUsage : kFailed);
-  }
-}
-
-void addMoment(const Arguments& command, LabOptions* given) {
-  command.add("TIME", given->moment, "22:00, \"tue 14:00\", +2h, \"2026-03-29 01:59:30\"")
-      .required();
-}
-
-void addUpOptions(const Arguments& up, LabOptions* given) {
-  const Argument units = up.add("--units", given->units, "A new switch with so many units")
+void addUp(const Arguments& app, LabOptions* given) {
+  const Argument units = app.add("--units", given->units, "A new switch with so many units")
                              .range(uint32_t{1}, kMaxUnits);
-  up.add("--from", given->ports,
-         "A new switch with the ports that `quorin_poectl ports --json` printed; - is stdin")
+  app.add("--from", given->ports,
+          "A new switch with the ports that `quorin_poectl ports --json` printed; - is stdin")
       .excludes(units);
-  up.add("--at", given->moment, "When the lab begins [where it was left, or now]");
-  up.add("--speed", given->speed, "How much faster than real its clock runs [1]")
+  app.add("--at", given->moment, "When the lab begins [where it was left, or now]");
+  app.add("--speed", given->speed, "How much faster than real its clock runs [1]")
       .range(1, kMaxLabSpeed);
 }
+
+void addSpeed(const Arguments& app, LabOptions* given) {
+  app.add("N", given->speed, "1 is real time").required().range(1, kMaxLabSpeed);
+}
+
+void addJson(const Arguments& app, LabOptions* given) {
+  app.flag("--json", given->json, "Print one JSON document");
+}
+
+void addClean(const Arguments& app, LabOptions* given) {
+  app.flag("--clean", given->clean, "Remove the lab's folder, too");
+}
+
+void addNothing(const Arguments&, LabOptions*) {}
+
+struct LabCommand {
+  const char* name;
+  const char* summary;
+  void (*addOptions)(const Arguments& app, LabOptions* given);
+  void (*action)(Lab& lab, const LabOptions& given);
+};
+
+constexpr LabCommand kLabCommands[] = {
+    {"up", "Make a lab, or go on with one that was taken down", addUp, runUp},
+    {"at",
+     "Run to a time, through every minute in which a schedule may act; what holds ports off now "
+     "ends first",
+     addMoment, runAt},
+    {"jump", "Set the clock; what was due in between does not happen", addMoment, runJump},
+    {"speed", "Set how much faster than real the clock runs", addSpeed, runSpeed},
+    {"show", "Tell time, daemon and socket", addJson, runShow},
+    {"env", "Print what makes quorin_poectl and switchsim speak to this lab", addNothing, runEnv},
+    {"down", "End the daemon; its files stay for the next `up`", addClean, runDown},
+};
 
 }  // namespace
 
-Action defineLab(Arguments& app) {
+std::vector<Command> labCommands() {
   const auto given = std::make_shared<LabOptions>();
-  const auto actions = std::make_shared<LabActions>();
-  app.add("--dir", given->folder, "The lab's folder [that of QUORIN_POED_LAB, or your own]");
-  app.needsCommand();
-
-  addUpOptions(addLabCommand(app, "up", "Make a lab, or go on with one that was taken down",
-                             actions.get(), runUp),
-               given.get());
-  addMoment(addLabCommand(app, "at",
-                          "Run to a time, through every minute in which a schedule may act; what "
-                          "holds ports off now ends first",
-                          actions.get(), runAt),
-            given.get());
-  addMoment(addLabCommand(app, "jump", "Set the clock; what was due in between does not happen",
-                          actions.get(), runJump),
-            given.get());
-  addLabCommand(app, "speed", "Set how much faster than real the clock runs", actions.get(),
-                runSpeed)
-      .add("N", given->speed, "1 is real time")
-      .required()
-      .range(1, kMaxLabSpeed);
-  addLabCommand(app, "show", "Tell time, daemon and socket", actions.get(), runShow)
-      .flag("--json", given->json, "Print one JSON document");
-  addLabCommand(app, "env", "Print what makes quorin_poectl and switchsim speak to this lab",
-                actions.get(), runEnv);
-  addLabCommand(app, "down", "End the daemon; its files stay for the next `up`", actions.get(),
-                runDown)
-      .flag("--clean", given->clean, "Remove the lab's folder, too");
-  return [given, actions] {
-    const auto action = std::find_if(actions->begin(), actions->end(),
-                                     [](const auto& each) { return each.first.isGiven(); });
-    return runLab(*given, action->second);
+  const auto defineGroup = [given](const Arguments& app) -> Action {
+    app.add("--dir", given->folder, "The lab's folder [that of QUORIN_POED_LAB, or your own]");
+    return nullptr;
   };
+  std::vector<Command> all{
+      {"lab", "A switch, the real daemon and a clock of their own in one folder", defineGroup}};
+  for (const LabCommand& each : kLabCommands) {
+    const auto define = [given, &each](const Arguments& app) {
+      app.takesOuterOptions();
+      each.addOptions(app, given.get());
+      return doing([given, &each] {
+        Lab lab(given->folder.empty() ? defaultLabFolder() : given->folder);
+        each.action(lab, *given);
+      });
+    };
+    all.push_back({std::string("lab ") + each.name, each.summary, define});
+  }
+  return all;
 }
 
 }  // namespace switchsim

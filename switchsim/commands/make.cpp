@@ -27,28 +27,22 @@ struct PortOptions {
 
 constexpr double kMaxBudgetWatts = kMaxPortsPerUnit * 90.0;
 
-ExitCode createFrom(const std::string& path, uint32_t budgetMw, bool force) {
-  std::string error;
-  const std::optional<std::vector<PortRecord>> ports = readPortsFile(path, &error);
-  return ports ? report(createSwitch(*ports, budgetMw, force)) : fail(error, kWrongUsage);
-}
-
-ExitCode runCreate(const CreateOptions& given) {
+void runCreate(const CreateOptions& given) {
   if (!(given.budgetWatts >= 0 && given.budgetWatts <= kMaxBudgetWatts)) {
-    return fail("a unit's budget is at most 11520 W; 0 is all that its ports want", kWrongUsage);
+    throw Failure(kExitUsage, "a unit's budget is at most 11520 W; 0 is all that its ports want");
   }
   SwitchOptions options = given.options;
   options.budgetMw = static_cast<uint32_t>(std::lround(given.budgetWatts * 1000));
   if (given.from) {
-    return createFrom(*given.from, options.budgetMw, given.force);
+    createSwitch(readPortsFile(*given.from), options.budgetMw, given.force);
+    return;
   }
 
   options.names = given.names == "sp" ? NameForm::slotPort : NameForm::unitSlotPort;
   if (!given.poeGiven) {
     options.poePortsPerUnit = std::min(options.poePortsPerUnit, options.portsPerUnit);
   }
-  const std::string wrong = checkOptions(options);
-  return wrong.empty() ? report(createSwitch(options, given.force)) : fail(wrong, kWrongUsage);
+  createSwitch(options, given.force);
 }
 
 }  // namespace
@@ -77,20 +71,17 @@ Action defineCreate(Arguments& app) {
           "Watts that a unit can deliver: ports beyond it are denied, see priority; 0 is all")
       .withDefault();
   app.flag("--force", given->force, "Reset a switch that is there already");
-  return [given, poe] {
+  return doing([given, poe] {
     given->poeGiven = poe.isGiven();
-    return runCreate(*given);
-  };
+    runCreate(*given);
+  });
 }
 
 Action defineSet(Arguments& app) {
   const auto given = std::make_shared<PortOptions>();
   app.add("PORT", given->port, kPortHelp).required();
   app.add("MODE", given->value, "on or off").required().oneOf({"on", "off"});
-  return [given] {
-    return withPort(given->port,
-                    [&](uint32_t ifNum) { return setAdmin(ifNum, given->value == "on"); });
-  };
+  return doing([given] { setAdmin(findPort(given->port), given->value == "on"); });
 }
 
 Action defineDevice(Arguments& app) {
@@ -105,11 +96,8 @@ Action defineDevice(Arguments& app) {
     return deviceOf(given->value) ? ""
                                   : "\"" + given->value + "\" is no device: it is " + kDeviceWords;
   });
-  return [given] {
-    return withPort(given->port, [&](uint32_t ifNum) {
-      return setDevice(ifNum, deviceOf(given->value).value_or(Device{}));
-    });
-  };
+  return doing(
+      [given] { setDevice(findPort(given->port), deviceOf(given->value).value_or(Device{})); });
 }
 
 Action definePriority(Arguments& app) {
@@ -119,12 +107,12 @@ Action definePriority(Arguments& app) {
           "Of the ports for which the budget is too small, the lowest are denied first")
       .required()
       .oneOf({std::begin(kPriorityNames), std::end(kPriorityNames)});
-  return [given] {
+  return doing([given] {
     const auto* name =
         std::find(std::begin(kPriorityNames), std::end(kPriorityNames), given->value);
     const auto code = static_cast<uint32_t>(name - kPriorityNames) + 1;
-    return withPort(given->port, [&](uint32_t ifNum) { return setPriority(ifNum, code); });
-  };
+    setPriority(findPort(given->port), code);
+  });
 }
 
 }  // namespace switchsim

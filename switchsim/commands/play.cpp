@@ -1,9 +1,9 @@
 // play: a scenario.
 #include <algorithm>
-#include <cstdio>
 
 #include "cli/failure.h"
 #include "cli/files.h"
+#include "cli/text.h"
 #include "switchsim/commands/command.h"
 #include "switchsim/scenario/scenario_player.h"
 
@@ -38,43 +38,21 @@ std::vector<std::string> mistakesOf(const Scenario& scenario, const PlayOptions&
 }
 
 // An event is what the command line would do.
-std::string readCommand(const std::vector<std::string>& words, EventAction* action) {
+EventAction readCommand(const std::vector<std::string>& words) {
   const auto program = std::make_shared<Program>(makeProgram());
-  const ParsedLine parsed = program->line.parse(words);
-  switch (parsed.kind) {
-    case ParsedLine::Kind::help:
-      return "--help is no event";
-    case ParsedLine::Kind::mistake:
-      return parsed.text;
-    case ParsedLine::Kind::command:
-      break;
-  }
-  *action = [act = parsedAction(*program), program] { return act() == kDone; };
-  return "";
+  return [act = program->actionOf(words), program] { act(); };
 }
 
-ExitCode runPlay(const PlayOptions& given) {
-  std::string text;
-  try {
-    text = readWholeFile(given.file);
-  } catch (const Failure& failure) {
-    return fail(failure.what(), kWrongUsage);
-  }
-  const Scenario scenario = readScenario(text, readCommand);
+void runPlay(const PlayOptions& given) {
+  const Scenario scenario = readScenario(readWholeFile(given.file), readCommand);
   const std::vector<std::string> mistakes = mistakesOf(scenario, given);
-  for (const std::string& mistake : mistakes) {
-    fprintf(stderr, "%s\n", mistake.c_str());
-  }
   if (!mistakes.empty()) {
-    return kWrongUsage;
+    throw Failure(kExitUsage, "nothing was done:\n" + joined(mistakes, "\n"));
   }
-
   ScenarioPlayer player(given.file, given.speed, given.isQuiet);
-  bool isPlayed = false;
   do {
-    isPlayed = player.play(scenario);
-  } while (isPlayed && given.isLooping);
-  return isPlayed ? kDone : kFailed;
+    player.play(scenario);
+  } while (given.isLooping);
 }
 
 }  // namespace
@@ -93,7 +71,7 @@ Action definePlay(Arguments& app) {
       .range(1.0, kMaxSpeed);
   app.flag("--loop", given->isLooping, "Begin again at the end, until interrupted");
   app.flag("--quiet", given->isQuiet, "Do not tell each event");
-  return [given] { return runPlay(*given); };
+  return doing([given] { runPlay(*given); });
 }
 
 }  // namespace switchsim

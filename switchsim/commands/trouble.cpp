@@ -19,16 +19,10 @@ struct ClockOptions {
   bool isWord() const { return value == "follow" || value == "fail"; }
 };
 
-ExitCode listFaults() {
-  std::string error;
-  const std::optional<SwitchView> view = viewSwitch(&error);
-  if (!view) {
-    return fail(error);
-  }
-  for (const Fault& fault : view->faults) {
+void listFaults() {
+  for (const Fault& fault : viewSwitch().faults) {
     print(faultText(fault) + "\n");
   }
-  return kDone;
 }
 
 // What is wrong with options that are right each for itself; empty: nothing.
@@ -53,33 +47,27 @@ std::string clockMistake(const ClockOptions& given) {
   return given.behindMs != 0 && given.value != "follow" ? "--behind-ms goes with follow" : "";
 }
 
-ExitCode runFault(const FaultOptions& given) {
+void runFault(const FaultOptions& given) {
   if (given.value == "list") {
-    return listFaults();
+    listFaults();
+    return;
   }
   if (given.value == "clear") {
-    return report(clearFaults());
+    clearFaults();
+    return;
   }
-
   Fault fault = given.fault;
   fault.operation = *clientOperation(given.value);
-  if (given.port.empty()) {
-    return report(addFault(fault));
-  }
-
-  return withPort(given.port, [&](uint32_t ifNum) {
-    fault.ifNum = ifNum;
-    return addFault(fault);
-  });
+  fault.ifNum = given.port.empty() ? 0 : findPort(given.port);
+  addFault(fault);
 }
 
-ExitCode runClock(const ClockOptions& given) {
+void runClock(const ClockOptions& given) {
   if (given.isWord()) {
-    return report(
-        setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs));
+    setClock(given.value == "fail" ? ClockMode::fail : ClockMode::follow, "", given.behindMs);
+  } else {
+    setClock(given.isRunning ? ClockMode::running : ClockMode::frozen, given.value);
   }
-
-  return report(setClock(given.isRunning ? ClockMode::running : ClockMode::frozen, given.value));
 }
 
 }  // namespace
@@ -93,13 +81,13 @@ Action defineFault(Arguments& app) {
   app.add("--delay-ms", given->fault.delayMs, "The calls are answered that much later");
   app.add("--times", given->fault.times, "For so many calls only").positive();
   app.refuse([given] { return faultMistake(*given); });
-  return [given] { return runFault(*given); };
+  return doing([given] { runFault(*given); });
 }
 
 Action defineServer(Arguments& app) {
   const auto state = std::make_shared<std::string>();
   app.add("STATE", *state, "up or down").required().oneOf({"up", "down"});
-  return [state] { return report(setServerUp(*state == "up")); };
+  return doing([state] { setServerUp(*state == "up"); });
 }
 
 Action defineClock(Arguments& app) {
@@ -111,7 +99,7 @@ Action defineClock(Arguments& app) {
   app.add("--behind-ms", given->behindMs, "With follow: how far behind the host's clock")
       .notNegative();
   app.refuse([given] { return clockMistake(*given); });
-  return [given] { return runClock(*given); };
+  return doing([given] { runClock(*given); });
 }
 
 }  // namespace switchsim

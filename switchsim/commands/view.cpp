@@ -27,35 +27,31 @@ struct JournalOptions {
   uint64_t since = 0;
 };
 
-ExitCode showOnce(const ShowOptions& given) {
-  std::string error;
-  const std::optional<SwitchView> view = viewSwitch(&error);
-  if (!view) {
-    return fail(error);
-  }
+void showOnce(const ShowOptions& given) {
+  const SwitchView view = viewSwitch();
   const bool redraws = given.isWatching && !given.json && isatty(STDOUT_FILENO) == 1;
-  const std::string text = given.json                 ? viewJson(*view, given.isWatching)
-                           : given.isPanel || redraws ? panelText(*view)
-                                                      : tableText(*view);
+  const std::string text = given.json                 ? viewJson(view, given.isWatching)
+                           : given.isPanel || redraws ? panelText(view)
+                                                      : tableText(view);
   print(redraws ? redrawn(text, terminalRows(), "enlarge the window") : text);
-  return kDone;
 }
 
 // While watched, a switch that vanishes is waited for.
-ExitCode runShow(const ShowOptions& given) {
-  const ExitCode first = showOnce(given);
-  if (first != kDone || !given.isWatching) {
-    return first;
-  }
-  for (;;) {
+void runShow(const ShowOptions& given) {
+  showOnce(given);
+  while (given.isWatching) {
     std::this_thread::sleep_for(kWatchInterval);
-    showOnce(given);
+    try {
+      showOnce(given);
+    } catch (const Failure& failure) {
+      fprintf(stderr, "switchsim: %s\n", failure.what());
+    }
   }
 }
 
 // Streams what comes after `seq` until interrupted. A switch that is made anew counts from the
 // start again.
-ExitCode followJournal(uint64_t seq, bool json) {
+[[noreturn]] void followJournal(uint64_t seq, bool json) {
   if (!json) {
     print(journalHeading());
   }
@@ -76,13 +72,10 @@ ExitCode followJournal(uint64_t seq, bool json) {
   }
 }
 
-ExitCode runJournal(const JournalOptions& given) {
-  std::string error;
-  if (!viewSwitch(&error)) {
-    return fail(error);
-  }
+void runJournal(const JournalOptions& given) {
+  viewSwitch();  // says where there is none
   if (given.isFollowing) {
-    return followJournal(given.since, given.json);
+    followJournal(given.since, given.json);
   }
 
   const std::vector<JournalEntry> entries = journalSince(given.since);
@@ -92,7 +85,6 @@ ExitCode runJournal(const JournalOptions& given) {
   }
 
   print(text);
-  return kDone;
 }
 
 }  // namespace
@@ -104,7 +96,7 @@ Action defineShow(Arguments& app) {
   app.flag("--watch", given->isWatching,
            "Go on every second until interrupted; on a terminal as --panel");
   app.flag("--panel", given->isPanel, "Draw the front panels instead of a table").excludes(json);
-  return [given] { return runShow(*given); };
+  return doing([given] { runShow(*given); });
 }
 
 Action defineJournal(Arguments& app) {
@@ -112,7 +104,7 @@ Action defineJournal(Arguments& app) {
   app.flag("--json", given->json, "Print one JSON document (with --follow one entry a line)");
   app.flag("--follow", given->isFollowing, "Go on with what comes, until interrupted");
   app.add("--since", given->since, "Only entries after this sequence number");
-  return [given] { return runJournal(*given); };
+  return doing([given] { runJournal(*given); });
 }
 
 }  // namespace switchsim

@@ -41,8 +41,8 @@ constexpr const char* kMark = "switchsim lab";        // by which a folder is kn
 constexpr int32_t kMaxRise = 40;                      // of the speed at once: seconds of a minute
 constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;
 
-[[noreturn]] void fail(const std::string& text, ExitCode status = kExitNotAsWished) {
-  throw Failure(status, text);
+[[noreturn]] void failUsage(const std::string& text) {
+  throw Failure(kExitUsage, text);
 }
 
 bool waitUntil(const std::function<bool()>& isSo) {
@@ -125,7 +125,7 @@ std::string defaultLabFolder() {
     return std::string(state) + "/switchsim-lab";
   }
   if (home == nullptr || *home != '/') {
-    fail("HOME is not set: name a folder with --dir", kExitUsage);
+    failUsage("HOME is not set: name a folder with --dir");
   }
   return std::string(home) + "/.local/state/switchsim-lab";
 }
@@ -135,7 +135,7 @@ Lab::Lab(const std::string& folder) {
   std::error_code error;
   folder_ = fs::weakly_canonical(fs::absolute(folder, error), error);
   if (error) {
-    fail("cannot use " + folder + ": " + error.message(), kExitUsage);
+    failUsage("cannot use " + folder + ": " + error.message());
   }
   if (folder_.size() > 1 && folder_.back() == '/') {
     folder_.pop_back();
@@ -191,13 +191,12 @@ void Lab::requireRunning() const {
   }
   const std::optional<Record> record = readRecord();
   if (!record) {
-    fail("no lab is in " + folder_ + ": `switchsim lab up` makes one", kExitNoDaemon);
+    fail("no lab is in " + folder_ + ": `switchsim lab up` makes one");
   }
   fail(record->pid != 0
            ? "the lab's daemon has ended by itself; its log is " + folder_ +
                  "/root/tmp/sw900.log. `switchsim lab up` starts it again"
-           : "the lab in " + folder_ + " was taken down: `switchsim lab up` goes on with it",
-       kExitNoDaemon);
+           : "the lab in " + folder_ + " was taken down: `switchsim lab up` goes on with it");
 }
 
 bool Lab::isClaimed() {
@@ -254,14 +253,14 @@ void Lab::setSpeed(int32_t wanted) {
 
 void Lab::makeFolder() const {
   if (socketPath().size() > kMaxSocketPath) {
-    fail("the path of the lab is too long for a socket below it: name a shorter one with --dir",
-         kExitUsage);
+    failUsage(
+        "the path of the lab is too long for a socket below it: name a shorter one with --dir");
   }
   makeDirectory(folder_);
   std::error_code error;
   const bool isEmpty = fs::is_empty(folder_, error);
   if (error || (!isEmpty && !readRecord())) {
-    fail(folder_ + " is not empty, and no lab: name another folder with --dir", kExitUsage);
+    failUsage(folder_ + " is not empty, and no lab: name another folder with --dir");
   }
   if (chmod(folder_.c_str(), S_IRWXU) != 0) {
     fail(folder_ + " cannot be made this user's alone: " + strerror(errno));
@@ -274,10 +273,7 @@ void Lab::makeSwitch(const LabPlan& plan) const {
     return;
   }
   unlink(state.c_str());
-  const std::string error = plan.makeSwitch();
-  if (!error.empty()) {
-    fail(error);
-  }
+  plan.makeSwitch();
 }
 
 // After a daemon that ended by itself the clock has run on.
@@ -289,10 +285,9 @@ int64_t Lab::beginMs(const LabPlan& plan) const {
   }
   const int64_t leftAtMs = former->leftAtMs != 0 ? former->leftAtMs : nowMs();
   if (plan.at && *plan.at * kMsPerSec < leftAtMs) {
-    fail(
+    failUsage(
         "the lab was left at a later time, and its clock only goes forward: `switchsim lab down "
-        "--clean` first, to begin anew",
-        kExitUsage);
+        "--clean` first, to begin anew");
   }
   return plan.at ? *plan.at * kMsPerSec : leftAtMs;
 }
@@ -383,7 +378,7 @@ bool Lab::down(bool clean) {
   const std::optional<Record> record = readRecord();
   if (!record) {
     if (clean && access(folder_.c_str(), F_OK) == 0) {
-      fail(folder_ + " is no lab: it is left alone", kExitUsage);
+      failUsage(folder_ + " is no lab: it is left alone");
     }
     return false;
   }

@@ -29,7 +29,7 @@ struct LabPlan {
   std::optional<int64_t> at;  // seconds since 1970 UTC; none: where it was left, or now
   int32_t speed = 1;
   // Makes the lab's switch. It is called where there is none yet, and where isNewSwitch.
-  std::function<std::string()> makeSwitch;
+  std::function<void()> makeSwitch;
   bool isNewSwitch = false;
 };
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "cli/failure.h"
 #include "cli/text.h"
 #include "cli/times.h"
 #include "switchsim/view/view.h"
@@ -28,6 +29,18 @@ std::vector<std::string> states() {
   return names;
 }
 
+void require(bool isSo, const std::string& mistake) {
+  if (!isSo) {
+    throw Failure(kExitUsage, mistake);
+  }
+}
+
+int64_t durationMs(const std::string& text, const std::string& word, const char* examples) {
+  const std::optional<int64_t> duration = parseDurationMs(text);
+  require(duration.has_value(), word + " is no duration such as " + examples);
+  return *duration;
+}
+
 std::optional<int64_t> secondsOfDay(const std::string& text) {
   struct tm time = {};
   for (const char* format : {"%H:%M:%S", "%H:%M"}) {
@@ -39,61 +52,42 @@ std::optional<int64_t> secondsOfDay(const std::string& text) {
   return std::nullopt;
 }
 
-// Takes the time off the words. What is wrong with it; empty: nothing.
-std::string takeTime(Words* words, Event* event) {
+// Takes the time off the words.
+void takeTime(Words* words, Event* event) {
   const std::string first = words->front();
   if (first == "at") {
     event->atSec = words->size() > 1 ? secondsOfDay((*words)[1]) : std::nullopt;
     words->erase(words->begin(), words->begin() + (words->size() > 1 ? 2 : 1));
-    return event->atSec ? "" : "at needs a time of day, HH:MM or HH:MM:SS";
+    require(event->atSec.has_value(), "at needs a time of day, HH:MM or HH:MM:SS");
+  } else if (first[0] == '+') {
+    words->erase(words->begin());
+    event->afterMs = durationMs(first.substr(1), first, "+5s, +500ms or +2m");
   }
-  if (first[0] != '+') {
-    return "";
-  }
-
-  const std::optional<int64_t> afterMs = parseDurationMs(first.substr(1));
-  words->erase(words->begin());
-  event->afterMs = afterMs.value_or(0);
-  return afterMs ? "" : first + " is no duration such as +5s, +500ms or +2m";
 }
 
-std::string readExpectation(const Words& words, Event* event) {
-  if (words.size() != 3 && (words.size() != 5 || words[3] != "within")) {
-    return "what is expected is written expect PORT STATE [within DURATION]";
-  }
+Expectation readExpectation(const Words& words) {
+  require(words.size() == 3 || (words.size() == 5 && words[3] == "within"),
+          "what is expected is written expect PORT STATE [within DURATION]");
   const std::vector<std::string> known = states();
-  if (std::find(known.begin(), known.end(), words[2]) == known.end()) {
-    return words[2] + " is no state of a port; there are " + joined(known, ", ");
-  }
-
-  event->expectation = Expectation{words[1], words[2]};
-  if (words.size() == 5) {
-    const std::optional<int64_t> withinMs = parseDurationMs(words[4]);
-    event->expectation->withinMs = withinMs.value_or(0);
-    return withinMs ? "" : words[4] + " is no duration such as 10s";
-  }
-  return "";
+  require(std::find(known.begin(), known.end(), words[2]) != known.end(),
+          words[2] + " is no state of a port; there are " + joined(known, ", "));
+  return {words[1], words[2], words.size() == 5 ? durationMs(words[4], words[4], "10s") : 0};
 }
 
-std::string readCommand(const Words& words, const CommandReader& read, Event* event) {
-  const bool isKnown = std::find(std::begin(kEventCommands), std::end(kEventCommands), words[0]) !=
-                       std::end(kEventCommands);
-  if (!isKnown) {
-    return words[0] + " is no event; there are expect, " +
-           joined({std::begin(kEventCommands), std::end(kEventCommands)}, ", ");
+void readEvent(Words words, const CommandReader& readCommand, Event* event) {
+  takeTime(&words, event);
+  if (words.empty()) {
+    return;
   }
-
+  if (words[0] == "expect") {
+    event->expectation = readExpectation(words);
+    return;
+  }
+  const Words known(std::begin(kEventCommands), std::end(kEventCommands));
+  require(std::find(known.begin(), known.end(), words[0]) != known.end(),
+          words[0] + " is no event; there are expect, " + joined(known, ", "));
   event->setsClock = words[0] == "clock";
-  return read(words, &event->action);
-}
-
-// What is wrong with the line; empty: nothing.
-std::string readEvent(Words words, const CommandReader& read, Event* event) {
-  std::string mistake = takeTime(&words, event);
-  if (!mistake.empty() || words.empty()) {
-    return mistake;
-  }
-  return words[0] == "expect" ? readExpectation(words, event) : readCommand(words, read, event);
+  event->action = readCommand(words);
 }
 
 std::string trimmed(const std::string& text) {
@@ -122,16 +116,13 @@ bool readWord(const std::string& line, size_t* at, std::string* word) {
   return quote == 0;
 }
 
-// The words of a line, split and unquoted as a shell does, up to a comment, which is cut off; none
-// where a quote is not closed.
-std::optional<Words> takeWords(std::string* line) {
+// The words of a line, split and unquoted as a shell does, up to a comment, which is cut off.
+Words takeWords(std::string* line) {
   Words words;
   size_t at = 0;
   while ((at = line->find_first_not_of(kBlanks, at)) != std::string::npos && (*line)[at] != '#') {
     words.emplace_back();
-    if (!readWord(*line, &at, &words.back())) {
-      return std::nullopt;
-    }
+    require(readWord(*line, &at, &words.back()), "a quote is not closed");
   }
   line->resize(std::min(at, line->size()));
   return words;
@@ -145,20 +136,18 @@ Scenario readScenario(const std::string& text, const CommandReader& readCommand)
   size_t number = 0;
   for (std::string line; std::getline(lines, line);) {
     ++number;
-    const std::optional<Words> words = takeWords(&line);
-    if (words && words->empty()) {
-      continue;
-    }
-
-    Event event;
-    event.line = number;
-    event.text = trimmed(line);
-    const std::string mistake =
-        words ? readEvent(*words, readCommand, &event) : "a quote is not closed";
-    if (mistake.empty()) {
+    try {
+      const Words words = takeWords(&line);
+      if (words.empty()) {
+        continue;
+      }
+      Event event;
+      event.line = number;
+      event.text = trimmed(line);
+      readEvent(words, readCommand, &event);
       scenario.events.push_back(std::move(event));
-    } else {
-      scenario.mistakes.push_back({number, mistake});
+    } catch (const Failure& mistake) {
+      scenario.mistakes.push_back({number, mistake.what()});
     }
   }
   return scenario;

@@ -26,11 +26,10 @@ struct Expectation {
   int64_t withinMs = 0;
 };
 
-// What an event does. False when it fails, told on stderr.
-using EventAction = std::function<bool()>;
-// Reads a command with its arguments. Empty, or what is wrong with it.
-using CommandReader =
-    std::function<std::string(const std::vector<std::string>& words, EventAction* action)>;
+// What an event does. Throws Failure.
+using EventAction = std::function<void()>;
+// Reads a command with its arguments. Throws Failure, which says what is wrong with it.
+using CommandReader = std::function<EventAction(const std::vector<std::string>& words)>;
 
 struct Event {
   size_t line = 0;

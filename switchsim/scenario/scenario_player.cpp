@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "base/sleep.h"
+#include "cli/failure.h"
 #include "cli/lab_clock.h"
 #include "cli/times.h"
 #include "switchsim/switch/shared_state.h"
@@ -16,9 +17,9 @@ constexpr int64_t kSecPerDay = 86400;
 constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kPollMs = 20;
 
+// None while the switch's clock can't be read.
 std::optional<int64_t> clockSeconds() {
-  const std::optional<SwitchView> view = viewSwitch();
-  return view ? localSeconds(view->clock.time) : std::nullopt;
+  return localSeconds(viewSwitch().clock.time);
 }
 
 // From a time on, the first with this second of the day.
@@ -29,74 +30,66 @@ int64_t nextAt(int64_t fromSec, int64_t secondOfDay) {
 }
 
 void echo(const Event& event) {
-  const std::optional<SwitchView> view = viewSwitch();
-  char time[32];
-  snprintf(time, sizeof time, "%-19s  ", view ? view->clock.time.c_str() : "");
-  printf("%s%s\n", time, event.text.c_str());
+  printf("%-19s  %s\n", viewSwitch().clock.time.c_str(), event.text.c_str());
   fflush(stdout);
 }
 
 }  // namespace
 
-bool ScenarioPlayer::play(const Scenario& scenario) {
-  if (!reachedSec_) {
-    reachedSec_ = clockSeconds();
-  }
+void ScenarioPlayer::play(const Scenario& scenario) {
   for (const Event& event : scenario.events) {
-    if (!carryOut(event)) {
-      return false;
+    try {
+      reachedSec_ = reachedSec_ ? reachedSec_ : clockSeconds();
+      carryOut(event);
+    } catch (const Failure& failure) {
+      fail(name_ + ":" + std::to_string(event.line) + ": " + failure.what());
     }
   }
-  return true;
 }
 
-bool ScenarioPlayer::carryOut(const Event& event) {
+void ScenarioPlayer::carryOut(const Event& event) {
   waitFor(event.afterMs);
-  const std::string never = event.atSec ? waitUntil(*event.atSec) : "";
-  if (!never.empty()) {
-    return failAt(event, never);
+  if (event.atSec) {
+    waitUntil(*event.atSec);
   }
   if (!isQuiet_) {
     echo(event);
   }
-
   if (event.afterMs > 0) {
     reachedSec_ = clockSeconds();
   }
   if (event.expectation) {
-    const std::string missed = whatMissed(*event.expectation);
-    return missed.empty() || failAt(event, missed);
+    await(*event.expectation);
   }
-  if (event.action && !event.action()) {
-    return failAt(event, "\"" + event.text + "\" failed");
+  if (event.action) {
+    event.action();
   }
   if (event.setsClock) {
     reachedSec_ = clockSeconds();
   }
-  return true;
 }
 
-std::string ScenarioPlayer::waitUntil(int64_t atSec) {
+void ScenarioPlayer::waitUntil(int64_t atSec) {
   std::optional<int64_t> due;
   for (;;) {
-    std::string error;
-    const std::optional<SwitchView> view = viewSwitch(&error);
-    const std::optional<int64_t> now = view ? localSeconds(view->clock.time) : std::nullopt;
+    const ClockView clock = viewSwitch().clock;
+    const std::optional<int64_t> now = localSeconds(clock.time);
     if (!now) {
-      return view ? "the switch's clock can't be read" : error;
+      fail("the switch's clock can't be read");
     }
     due = due ? due : nextAt(reachedSec_.value_or(*now), atSec);
     if (*now >= *due) {
       reachedSec_ = due;
-      return "";
+      return;
     }
-    if (view->clock.mode == ClockMode::frozen) {
-      return "the switch's clock stands at " + view->clock.time + ": let it go on with clock \"" +
-             view->clock.time + "\" --run";
+    if (clock.mode == ClockMode::frozen) {
+      fail("the switch's clock stands at " + clock.time + ": let it go on with clock \"" +
+           clock.time + "\" --run");
     }
-    if (view->clock.mode == ClockMode::follow && speed_ > 1) {
-      return "the switch's clock follows the host's, which --speed does not move: set one with "
-             "clock \"YYYY-MM-DD HH:MM:SS\" --run";
+    if (clock.mode == ClockMode::follow && speed_ > 1) {
+      fail(
+          "the switch's clock follows the host's, which --speed does not move: set one with "
+          "clock \"YYYY-MM-DD HH:MM:SS\" --run");
     }
     passMost(std::max((*due - *now - 1) * kMsPerSec, kPollMs));
   }
@@ -109,31 +102,21 @@ void ScenarioPlayer::waitFor(int64_t milliseconds) {
   }
 }
 
-std::string ScenarioPlayer::whatMissed(const Expectation& expectation) {
+void ScenarioPlayer::await(const Expectation& expectation) {
   const int64_t untilMs = nowMs() + expectation.withinMs;
   for (;;) {
-    std::string error;
-    const std::optional<uint32_t> ifNum = findPort(expectation.port, &error);
-    const std::optional<PortView> port = ifNum ? portView(*ifNum) : std::nullopt;
-    if (!port) {
-      return error.empty() ? "the switch is gone" : error;
-    }
-    if (isInState(*port, expectation.state)) {
-      return "";
+    const PortView port = portView(findPort(expectation.port));
+    if (isInState(port, expectation.state)) {
+      return;
     }
     if (nowMs() >= untilMs) {
       const std::string within =
           expectation.withinMs > 0 ? " within " + durationText(expectation.withinMs) : "";
-      return "expected " + expectation.port + " " + expectation.state + within + ", it is " +
-             stateName(*port);
+      fail("expected " + expectation.port + " " + expectation.state + within + ", it is " +
+           stateName(port));
     }
     passMost(std::min(untilMs - nowMs(), kPollMs));
   }
-}
-
-bool ScenarioPlayer::failAt(const Event& event, const std::string& why) const {
-  fprintf(stderr, "%s:%zu: %s\n", name_.c_str(), event.line, why.c_str());
-  return false;
 }
 
 int64_t ScenarioPlayer::nowMs() const {

@@ -18,19 +18,16 @@ class ScenarioPlayer {
   ScenarioPlayer(std::string name, double speed, bool isQuiet)
       : name_(std::move(name)), speed_(speed), isQuiet_(isQuiet) {}
 
-  // Plays from the first event to the last, each echoed on stdout unless quiet. False, told on
-  // stderr with its line, at the first that fails: a command, an expectation, a time that never
-  // comes.
-  bool play(const Scenario& scenario);
+  // Plays from the first event to the last, each echoed on stdout unless quiet. Throws Failure,
+  // which begins with the line, at the first that fails: a command, an expectation, a time that
+  // never comes.
+  void play(const Scenario& scenario);
 
  private:
-  bool carryOut(const Event& event);
-  // Empty, or why the time never comes.
-  std::string waitUntil(int64_t atSec);
+  void carryOut(const Event& event);
+  void waitUntil(int64_t atSec);
   void waitFor(int64_t milliseconds);
-  // What is there instead; empty: what is expected.
-  std::string whatMissed(const Expectation& expectation);
-  bool failAt(const Event& event, const std::string& why) const;
+  void await(const Expectation& expectation);
 
   int64_t nowMs() const;
   void passMost(int64_t milliseconds);

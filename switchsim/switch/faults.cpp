@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/failure.h"
 #include "switchsim/switch/port_model.h"
 
 namespace switchsim {
@@ -50,35 +51,23 @@ FaultEffect takeFaults(SharedState* state, Operation operation, uint32_t ifNum) 
   return effect;
 }
 
-std::string addFault(const Fault& fault) {
+void addFault(const Fault& fault) {
   if (fault.result == 0 && fault.delayMs == 0) {
-    return "a fault needs a result other than 0, or a delay";
+    fail("a fault needs a result other than 0, or a delay");
   }
-
-  std::string error;
-  const LockedState state = lockState(&error);
-  if (state == nullptr) {
-    return error;
-  }
-  if (fault.ifNum != 0 && portRecord(state.get(), fault.ifNum) == nullptr) {
-    return "no port has the ifNum " + std::to_string(fault.ifNum);
+  const LockedState state = lockedState();
+  if (fault.ifNum != 0) {
+    requirePort(state.get(), fault.ifNum);
   }
   if (state->faultCount == kMaxFaults) {
-    return "there are " + std::to_string(kMaxFaults) + " faults already";
+    fail("there are " + std::to_string(kMaxFaults) + " faults already");
   }
-
   state->faults[state->faultCount] = fault;
   state->faultCount++;
-  return "";
 }
 
-std::string clearFaults() {
-  std::string error;
-  const LockedState state = lockState(&error);
-  if (state != nullptr) {
-    state->faultCount = 0;
-  }
-  return error;
+void clearFaults() {
+  lockedState()->faultCount = 0;
 }
 
 }  // namespace switchsim

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "cli/failure.h"
+
 namespace switchsim {
 namespace {
 
@@ -83,6 +85,14 @@ const PortRecord* portRecord(const SharedState& state, uint32_t ifNum) {
 
 PortRecord* portRecord(SharedState* state, uint32_t ifNum) {
   return find(portsOf(state), ifNum);
+}
+
+PortRecord* requirePort(SharedState* state, uint32_t ifNum) {
+  PortRecord* port = portRecord(state, ifNum);
+  if (port == nullptr) {
+    fail("no port has the ifNum " + std::to_string(ifNum));
+  }
+  return port;
 }
 
 std::optional<uint32_t> portNamed(const SharedState& state, const char* name) {

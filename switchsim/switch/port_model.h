@@ -29,6 +29,8 @@ inline PortRange<const PortRecord> portsOf(const SharedState& state) {
 // The port's record; null for an unknown ifNum.
 const PortRecord* portRecord(const SharedState& state, uint32_t ifNum);
 PortRecord* portRecord(SharedState* state, uint32_t ifNum);
+// Throws Failure for an unknown ifNum.
+PortRecord* requirePort(SharedState* state, uint32_t ifNum);
 
 // The ifNum of the port that the switch prints under exactly this name.
 std::optional<uint32_t> portNamed(const SharedState& state, const char* name);

@@ -13,6 +13,7 @@
 #include "base/draft_ending.h"
 #include "base/thread_annotations.h"
 #include "base/unique_fd.h"
+#include "cli/failure.h"
 #include "cli/lab_clock.h"
 
 namespace switchsim {
@@ -24,12 +25,6 @@ constexpr const char* kDefaultPath = "/tmp/switchsim.state";
 
 std::string systemError(const std::string& what) {
   return what + ": " + strerror(errno);
-}
-
-void setError(std::string* error, const std::string& text) {
-  if (error != nullptr) {
-    *error = text;
-  }
 }
 
 }  // namespace
@@ -101,23 +96,19 @@ std::shared_ptr<MappedFile> openFile(const std::string& path, std::string* error
   const UniqueFd fd(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
   struct stat info = {};
   if (!fd || fstat(fd.get(), &info) != 0) {
-    setError(error, errno == ENOENT
-                        ? "no simulated switch at " + path + "; `switchsim create` makes one"
-                        : systemError("cannot open " + path));
+    *error = errno == ENOENT ? "no simulated switch at " + path + "; `switchsim create` makes one"
+                             : systemError("cannot open " + path);
     return nullptr;
   }
 
-  const std::string reason = checkHeader(fd, info, path);
-  if (!reason.empty()) {
-    setError(error, reason);
+  *error = checkHeader(fd, info, path);
+  if (!error->empty()) {
     return nullptr;
   }
-
   std::shared_ptr<MappedFile> file = MappedFile::map(fd, info);
   if (file == nullptr) {
-    setError(error, systemError("cannot map " + path));
+    *error = systemError("cannot map " + path);
   }
-
   return file;
 }
 
@@ -149,7 +140,7 @@ bool initMutex(pthread_mutex_t* mutex) {
 }
 
 // Writes a whole state into the empty file behind fd.
-std::string writeState(const UniqueFd& fd, const std::function<void(SharedState*)>& fill) {
+std::string writeState(const UniqueFd& fd, const std::function<void(SharedState*)>& write) {
   struct stat info = {};
   // The space is claimed now: running out of it later would be a bus error in whoever writes the
   // journal then.
@@ -168,7 +159,7 @@ std::string writeState(const UniqueFd& fd, const std::function<void(SharedState*
     return "cannot make a lock";
   }
 
-  fill(state);
+  write(state);
   state->layoutVersion = kLayoutVersion;
   state->byteSize = sizeof(SharedState);
   memcpy(state->magic, kMagic, sizeof(kMagic));
@@ -182,7 +173,10 @@ std::string statePath() {
   return path != nullptr && *path != '\0' ? path : kDefaultPath;
 }
 
-LockedState lockState(std::string* error) {
+namespace {
+
+// Null with the reason in *error.
+LockedState lockOrExplain(std::string* error) {
   std::shared_ptr<MappedFile> file = currentFile(error);
   if (file == nullptr) {
     return nullptr;
@@ -195,22 +189,38 @@ LockedState lockState(std::string* error) {
   if (result == EOWNERDEAD) {
     pthread_mutex_consistent(&state->mutex);
   } else if (result != 0) {
-    setError(error, "cannot lock " + statePath() + ": " + strerror(result));
+    *error = "cannot lock " + statePath() + ": " + strerror(result);
     return nullptr;
   }
 
   return LockedState(state, StateUnlock{std::move(file)});
 }
 
-std::string makeStateFile(const std::function<void(SharedState*)>& fill) {
+}  // namespace
+
+LockedState lockState() {
+  std::string error;
+  return lockOrExplain(&error);
+}
+
+LockedState lockedState() {
+  std::string error;
+  LockedState state = lockOrExplain(&error);
+  if (state == nullptr) {
+    fail(error);
+  }
+  return state;
+}
+
+void makeStateFile(const std::function<void(SharedState*)>& write) {
   const std::string path = statePath();
   std::string draft = path + kDraftEnding;
   const UniqueFd fd(mkostemp(draft.data(), O_CLOEXEC));
   if (!fd) {
-    return systemError("cannot create " + draft);
+    fail(systemError("cannot create " + draft));
   }
 
-  std::string reason = writeState(fd, fill);
+  std::string reason = writeState(fd, write);
   if (!reason.empty()) {
     reason += " " + draft;
   }
@@ -221,7 +231,9 @@ std::string makeStateFile(const std::function<void(SharedState*)>& fill) {
   }
 
   unlink(draft.c_str());
-  return reason;
+  if (!reason.empty()) {
+    fail(reason);
+  }
 }
 
 int64_t monotonicMs() {

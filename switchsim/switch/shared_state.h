@@ -86,13 +86,15 @@ struct StateUnlock {
 // The state, locked for as long as this lives. Its owner must not ask for the lock again.
 using LockedState = std::unique_ptr<SharedState, StateUnlock>;
 
-// Waits for the lock. Null when there is no state file or none that this program can use; *error
-// (if given) says why.
-LockedState lockState(std::string* error = nullptr);
+// Waits for the lock. Null when there is no state file or none that this program can use: for the
+// stand-ins, whose callers know no exceptions.
+LockedState lockState();
+// The same for the tools. Throws Failure, which says why.
+LockedState lockedState();
 
-// Makes the state file, all zero but for its header, and lets `fill` write the switch into it
-// before any other process can see it. Fails when there is a file at the path already.
-std::string makeStateFile(const std::function<void(SharedState*)>& fill);
+// Makes the state file, all zero but for its header, and lets `write` put the switch into it before
+// any other process can see it. Throws Failure, also when there is a file at the path already.
+void makeStateFile(const std::function<void(SharedState*)>& write);
 
 // By which ports go: a clock that only goes forward. In a lab it is the time of day, which alone is
 // the same for its daemon, whose clocks are moved, and for the others.

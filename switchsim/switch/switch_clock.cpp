@@ -2,6 +2,7 @@
 
 #include <time.h>
 
+#include "cli/failure.h"
 #include "cli/lab_clock.h"
 
 namespace switchsim {
@@ -77,23 +78,17 @@ int32_t zoneOffsetMinutes() {
   return static_cast<int32_t>(hostTime(0).tm_gmtoff / 60);
 }
 
-std::string setClock(ClockMode mode, const std::string& localTime, int64_t behindMs) {
+void setClock(ClockMode mode, const std::string& localTime, int64_t behindMs) {
   ClockRecord clock = {mode, 0, systemMs(), behindMs};
   if (mode == ClockMode::frozen || mode == ClockMode::running) {
     const std::optional<int64_t> localSec = localSeconds(localTime);
     if (!localSec) {
-      return "no time of the form YYYY-MM-DD HH:MM:SS: " + localTime;
+      fail("no time of the form YYYY-MM-DD HH:MM:SS: " + localTime);
     }
     clock.localSec = *localSec;
   }
 
-  std::string error;
-  const LockedState state = lockState(&error);
-  if (state != nullptr) {
-    state->clock = clock;
-  }
-
-  return error;
+  lockedState()->clock = clock;
 }
 
 }  // namespace switchsim

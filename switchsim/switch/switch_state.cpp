@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "cli/failure.h"
 #include "switchsim/switch/journal.h"
 #include "switchsim/switch/port_model.h"
 #include "switchsim/switch/shared_state.h"
@@ -22,24 +23,14 @@ void resetSwitch(SharedState* state, const std::vector<PortRecord>& ports, uint3
 
 // Lets `change` alter the record of a PoE port under the lock.
 template <typename Change>
-std::string changePort(uint32_t ifNum, Change change) {
-  std::string error;
-  const LockedState state = lockState(&error);
-  if (state == nullptr) {
-    return error;
-  }
-
-  PortRecord* port = portRecord(state.get(), ifNum);
-  if (port == nullptr) {
-    return "no port has the ifNum " + std::to_string(ifNum);
-  }
+void changePort(uint32_t ifNum, Change change) {
+  const LockedState state = lockedState();
+  PortRecord* port = requirePort(state.get(), ifNum);
   if (port->poe == 0) {
-    return "port " + nameOf(port->place) + " has no PoE";
+    fail("port " + nameOf(port->place) + " has no PoE");
   }
-
   alterPort(state.get(), port, monotonicMs(),
             [&](PortRecord* altered) { change(state.get(), altered); });
-  return "";
 }
 
 // The ports that have the place's slot and number: on its unit if the text named one, else on any.
@@ -54,16 +45,14 @@ std::vector<uint32_t> portsAt(const SharedState& state, const PortPlace& place) 
   return ifNums;
 }
 
-// The ifNum that the string means on this switch; otherwise *error says why there is none.
-std::optional<uint32_t> resolvePort(const SharedState& state, const std::string& text,
-                                    std::string* error) {
+uint32_t resolvePort(const SharedState& state, const std::string& text) {
   const bool isNumber = !text.empty() && text.size() <= 9 &&
                         text.find_first_not_of("0123456789") == std::string::npos;
   if (isNumber && portRecord(state, static_cast<uint32_t>(std::stoul(text))) != nullptr) {
     return static_cast<uint32_t>(std::stoul(text));
   }
   if (const auto ifNum = portNamed(state, text.c_str())) {
-    return ifNum;
+    return *ifNum;
   }
 
   const std::optional<PortPlace> place = placeNamed(text.c_str());
@@ -71,11 +60,10 @@ std::optional<uint32_t> resolvePort(const SharedState& state, const std::string&
   if (found.size() == 1) {
     return found.front();
   }
-  *error = found.size() > 1
-               ? "port " + text + " could be on any unit: put the unit before it, as in 1/" + text
-               : "no port is called \"" + text +
-                     "\": a port is an ifNum such as 5 or a name such as 1/0/5";
-  return std::nullopt;
+  fail(found.size() > 1
+           ? "port " + text + " could be on any unit: put the unit before it, as in 1/" + text
+           : "no port is called \"" + text +
+                 "\": a port is an ifNum such as 5 or a name such as 1/0/5");
 }
 
 void addToView(const PortView& port, SwitchView* view) {
@@ -88,9 +76,8 @@ void addToView(const PortView& port, SwitchView* view) {
   view->ports.push_back(port);
 }
 
-}  // namespace
-
-std::string checkOptions(const SwitchOptions& options) {
+// What is wrong with the options; empty: nothing.
+std::string mistakeIn(const SwitchOptions& options) {
   if (options.units < 1 || options.units > kMaxUnits) {
     return "a switch has 1 to 8 units";
   }
@@ -107,34 +94,31 @@ std::string checkOptions(const SwitchOptions& options) {
   return "";
 }
 
-std::string createSwitch(const SwitchOptions& options, bool force) {
-  const std::string reason = checkOptions(options);
-  return reason.empty() ? createSwitch(freshPorts(options), options.budgetMw, force) : reason;
+}  // namespace
+
+void createSwitch(const SwitchOptions& options, bool force) {
+  const std::string mistake = mistakeIn(options);
+  if (!mistake.empty()) {
+    throw Failure(kExitUsage, mistake);
+  }
+  createSwitch(freshPorts(options), options.budgetMw, force);
 }
 
-std::string createSwitch(const std::vector<PortRecord>& ports, uint32_t budgetMw, bool force) {
+void createSwitch(const std::vector<PortRecord>& ports, uint32_t budgetMw, bool force) {
   const std::string path = statePath();
-  std::string reason;
-  const LockedState state = lockState(&reason);
-  if (state == nullptr) {
-    return access(path.c_str(), F_OK) == 0
-               ? reason
-               : makeStateFile([&](SharedState* made) { resetSwitch(made, ports, budgetMw); });
+  if (access(path.c_str(), F_OK) != 0) {
+    makeStateFile([&](SharedState* made) { resetSwitch(made, ports, budgetMw); });
+    return;
   }
+  const LockedState state = lockedState();
   if (!force) {
-    return "there is a switch at " + path + " already; --force resets it";
+    fail("there is a switch at " + path + " already; --force resets it");
   }
-
   resetSwitch(state.get(), ports, budgetMw);
-  return "";
 }
 
-std::optional<SwitchView> viewSwitch(std::string* error) {
-  const LockedState state = lockState(error);
-  if (state == nullptr) {
-    return std::nullopt;
-  }
-
+SwitchView viewSwitch() {
+  const LockedState state = lockedState();
   SwitchView view;
   view.budgetMw = state->budgetMw;
   const int64_t nowMs = monotonicMs();
@@ -155,54 +139,46 @@ std::optional<SwitchView> viewSwitch(std::string* error) {
   return view;
 }
 
-std::optional<PortView> portView(uint32_t ifNum) {
-  const LockedState state = lockState();
-  const PortRecord* port = state == nullptr ? nullptr : portRecord(*state, ifNum);
-  return port == nullptr ? std::nullopt : std::make_optional(viewPort(*port, monotonicMs()));
+PortView portView(uint32_t ifNum) {
+  const LockedState state = lockedState();
+  return viewPort(*requirePort(state.get(), ifNum), monotonicMs());
 }
 
-std::optional<uint32_t> findPort(const std::string& text, std::string* error) {
-  const LockedState state = lockState(error);
-  return state == nullptr ? std::nullopt : resolvePort(*state, text, error);
+uint32_t findPort(const std::string& text) {
+  return resolvePort(*lockedState(), text);
 }
 
-std::string setAdmin(uint32_t ifNum, bool on) {
-  return changePort(ifNum, [&](SharedState* state, PortRecord* port) {
+void setAdmin(uint32_t ifNum, bool on) {
+  changePort(ifNum, [&](SharedState* state, PortRecord* port) {
     port->adminOn = on ? 1 : 0;
     appendJournal(state, Operation::cliSet, ifNum, on ? 1 : 0, 0);
   });
 }
 
-std::string setDevice(uint32_t ifNum, const Device& device) {
-  return changePort(ifNum, [&](SharedState*, PortRecord* port) {
+void setDevice(uint32_t ifNum, const Device& device) {
+  changePort(ifNum, [&](SharedState*, PortRecord* port) {
     restartDetection(port, monotonicMs());
     port->device = device;
   });
 }
 
-std::string setPriority(uint32_t ifNum, uint32_t priority) {
-  return changePort(ifNum,
-                    [&](SharedState*, PortRecord* port) { port->settings.priority = priority; });
+void setPriority(uint32_t ifNum, uint32_t priority) {
+  changePort(ifNum, [&](SharedState*, PortRecord* port) { port->settings.priority = priority; });
 }
 
-std::string setPortSettings(uint32_t ifNum, const PortSettings& settings) {
-  return changePort(ifNum, [&](SharedState*, PortRecord* port) { port->settings = settings; });
+void setPortSettings(uint32_t ifNum, const PortSettings& settings) {
+  changePort(ifNum, [&](SharedState*, PortRecord* port) { port->settings = settings; });
 }
 
-std::string holdStatus(uint32_t ifNum, std::optional<uint32_t> status) {
-  return changePort(ifNum, [&](SharedState*, PortRecord* port) {
+void holdStatus(uint32_t ifNum, std::optional<uint32_t> status) {
+  changePort(ifNum, [&](SharedState*, PortRecord* port) {
     port->statusHeld = status ? 1 : 0;
     port->heldStatus = status.value_or(0);
   });
 }
 
-std::string setServerUp(bool up) {
-  std::string error;
-  const LockedState state = lockState(&error);
-  if (state != nullptr) {
-    state->serverDown = up ? 0 : 1;
-  }
-  return error;
+void setServerUp(bool up) {
+  lockedState()->serverDown = up ? 0 : 1;
 }
 
 ClockReads clockReads() {
@@ -212,20 +188,14 @@ ClockReads clockReads() {
              : ClockReads{state->clockReadMs, state->clockGapBeginMs, state->clockGapEndMs};
 }
 
-std::string passTime(int64_t milliseconds) {
-  std::string error;
-  const LockedState state = lockState(&error);
-  if (state == nullptr) {
-    return error;
-  }
-
+void passTime(int64_t milliseconds) {
+  const LockedState state = lockedState();
   for (PortRecord& port : portsOf(state.get())) {
     port.detectionStartMs -= milliseconds;
   }
   if (state->clock.mode == ClockMode::running) {
     state->clock.hostMs -= milliseconds;
   }
-  return "";
 }
 
 uint64_t misuseCount() {

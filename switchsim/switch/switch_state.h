@@ -6,9 +6,7 @@
 // functions may be called from any thread of any process; each takes the lock inside the file for
 // its own duration, and the lock of a killed process is recovered.
 //
-// A function that changes the switch returns an empty text when it is done and otherwise the reason
-// why not, ready to print; it then has changed nothing. A function that reads returns nothing when
-// there is not a switch. Only std::bad_alloc leaves any of them.
+// All throw Failure where there is not a switch or no such port; nothing is changed then.
 #ifndef QUORIN_SWITCHSIM_SWITCH_SWITCH_STATE_H
 #define QUORIN_SWITCHSIM_SWITCH_SWITCH_STATE_H
 
@@ -136,38 +134,34 @@ std::string statePath();
 // Makes a fresh switch: all PoE ports on and settled, devices on some of them. An existing one is
 // an error unless `force`, which resets it in place, journal included, so that processes that use
 // it see the new one. A file that is not a switch is never touched.
-std::string createSwitch(const SwitchOptions& options, bool force);
+void createSwitch(const SwitchOptions& options, bool force);
 // The same with these ports, which the caller has checked: their ifNums and names are unique, those
 // of a unit stand together, and they are within the bounds above.
-std::string createSwitch(const std::vector<PortRecord>& ports, uint32_t budgetMw, bool force);
-// Why no switch can be made like this; empty: it can.
-std::string checkOptions(const SwitchOptions& options);
+void createSwitch(const std::vector<PortRecord>& ports, uint32_t budgetMw, bool force);
 
-// Nothing when there is not a switch; *error (if given) then says why.
-std::optional<SwitchView> viewSwitch(std::string* error = nullptr);
-// Nothing when there is not a switch or no such port.
-std::optional<PortView> portView(uint32_t ifNum);
+SwitchView viewSwitch();
+PortView portView(uint32_t ifNum);
 // The port that a person means by its ifNum (5) or its name in either form (1/0/5; 0/5 where only
 // one unit has such a port).
-std::optional<uint32_t> findPort(const std::string& text, std::string* error);
+uint32_t findPort(const std::string& text);
 
 // Switches the port as the switch's own CLI would. It is journalled as "cliSet".
-std::string setAdmin(uint32_t ifNum, bool on);
+void setAdmin(uint32_t ifNum, bool on);
 // Attaches a device in place of the one there, or, for none, detaches it. It starts anew.
-std::string setDevice(uint32_t ifNum, const Device& device);
+void setDevice(uint32_t ifNum, const Device& device);
 // 1 low to 4 critical: of the ports that a budget leaves without power, the lowest come first.
-std::string setPriority(uint32_t ifNum, uint32_t priority);
+void setPriority(uint32_t ifNum, uint32_t priority);
 // The codes are stored as they are, sensible or not.
-std::string setPortSettings(uint32_t ifNum, const PortSettings& settings);
+void setPortSettings(uint32_t ifNum, const PortSettings& settings);
 // Holds an enabled port in this detection status (such as kFault), without power unless it is
 // kDelivering with a device attached; none: the status follows from the device again.
-std::string holdStatus(uint32_t ifNum, std::optional<uint32_t> status);
+void holdStatus(uint32_t ifNum, std::optional<uint32_t> status);
 
 // While the server is down every operation that needs it fails.
-std::string setServerUp(bool up);
+void setServerUp(bool up);
 
-std::string addFault(const Fault& fault);
-std::string clearFaults();
+void addFault(const Fault& fault);
+void clearFaults();
 
 // The switch's local time as the seconds since 1970-01-01 00:00:00 local, and back. None for a text
 // that is no time of the form YYYY-MM-DD HH:MM:SS.
@@ -191,10 +185,10 @@ ClockReads clockReads();
 
 // localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far
 // behind the host.
-std::string setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
+void setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);
 
 // Lets so much time go by at once, for the ports and for a clock that runs.
-std::string passTime(int64_t milliseconds);
+void passTime(int64_t milliseconds);
 
 // The entries above `seq` that the journal still holds, in order. Empty when there is not a switch.
 std::vector<JournalEntry> journalSince(uint64_t seq);

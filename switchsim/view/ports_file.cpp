@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 #include "base/json.h"
 #include "cli/failure.h"
@@ -18,17 +17,16 @@ constexpr uint32_t kModestDeviceMw = 2000;
 constexpr uint32_t kMaxDeviceMw = 90000;
 constexpr uint32_t kNoSlot = UINT32_MAX;  // of a port that is not named yet
 
-// What is wrong with the document.
-struct Refusal : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+[[noreturn]] void refuse(const std::string& why) {
+  throw Failure(kExitUsage, why);
+}
 
 JsonPtr parse(const std::string& text) {
   const char* end = text.c_str();
   JsonPtr tree(cJSON_ParseWithOpts(text.c_str(), &end, 1));
   if (tree == nullptr) {
     const auto line = std::count(text.c_str(), end, '\n') + 1;
-    throw Refusal("line " + std::to_string(line) + " is no JSON");
+    refuse("line " + std::to_string(line) + " is no JSON");
   }
   return tree;
 }
@@ -38,7 +36,7 @@ struct Source {
   const cJSON* object;
   std::string where;
 
-  [[noreturn]] void refuse(const std::string& why) const { throw Refusal(where + ": " + why); }
+  [[noreturn]] void refuse(const std::string& why) const { switchsim::refuse(where + ": " + why); }
 
   // None where it is missing or null.
   std::optional<uint32_t> number(const char* key, uint32_t atLeast, uint32_t atMost) const {
@@ -162,7 +160,7 @@ void nameRest(std::vector<PortRecord>* ports) {
 std::vector<PortRecord> readPorts(const cJSON* document) {
   const cJSON* array = jsonMember(document, "ports");
   if (!cJSON_IsArray(array)) {
-    throw Refusal("there is no array \"ports\", as `quorin_poectl ports --json` prints it");
+    refuse("there is no array \"ports\", as `quorin_poectl ports --json` prints it");
   }
 
   std::vector<PortRecord> ports;
@@ -178,7 +176,7 @@ std::vector<PortRecord> readPorts(const cJSON* document) {
     ports.push_back(port);
   }
   if (ports.empty()) {
-    throw Refusal("\"ports\" is empty");
+    refuse("\"ports\" is empty");
   }
 
   nameRest(&ports);
@@ -190,15 +188,12 @@ std::vector<PortRecord> readPorts(const cJSON* document) {
 
 }  // namespace
 
-std::optional<std::vector<PortRecord>> readPortsFile(const std::string& path, std::string* error) {
+std::vector<PortRecord> readPortsFile(const std::string& path) {
+  const std::string text = readWholeFile(path);
   try {
-    return readPorts(parse(readWholeFile(path)).get());
+    return readPorts(parse(text).get());
   } catch (const Failure& failure) {
-    *error = failure.what();
-    return std::nullopt;
-  } catch (const Refusal& refusal) {
-    *error = (path == "-" ? "stdin" : path) + ": " + refusal.what();
-    return std::nullopt;
+    throw Failure(failure.status(), (path == "-" ? "stdin" : path) + ": " + failure.what());
   }
 }
 

@@ -25,7 +25,7 @@ The first thing that is not so ends it.
 
   $ printf 'set 1/0/2 off\nexpect 1/0/2 delivering within 200ms\nset 1/0/2 on\n' >fails.scenario
   $ switchsim play fails.scenario --quiet
-  fails.scenario:2: expected 1/0/2 delivering within 200 ms, it is disabled
+  switchsim: fails.scenario:2: expected 1/0/2 delivering within 200 ms, it is disabled
   [1]
 
 Lines that cannot be read are all told before anything is done.
@@ -33,6 +33,7 @@ Lines that cannot be read are all told before anything is done.
   $ printf '%s\n' 'set 1/0/2 on' 'expct 1/0/1 on' 'at 25:00 set 1/0/1 on' 'set 1/0/1' \
   >   'device "1/0/1' >bad.scenario
   $ switchsim play bad.scenario
+  switchsim: nothing was done:
   bad.scenario:2: expct is no event; there are expect, set, device, priority, fault, server, clock
   bad.scenario:3: at needs a time of day, HH:MM or HH:MM:SS
   bad.scenario:4: MODE is required
@@ -42,6 +43,5 @@ Lines that cannot be read are all told before anything is done.
     1/0/2         2  off   disabled           -         -
   $ printf 'set 1/0/9 on\n' | switchsim play /dev/stdin
   2026-03-02 22:0?:??  set 1/0/9 on (glob)
-  switchsim: no port is called "1/0/9": a port is an ifNum such as 5 or a name such as 1/0/5
-  /dev/stdin:1: "set 1/0/9 on" failed
+  switchsim: /dev/stdin:1: no port is called "1/0/9": a port is an ifNum such as 5 or a name such as 1/0/5
   [1]

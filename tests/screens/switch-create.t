@@ -98,6 +98,6 @@ What is no switch.
   switchsim: no port is called "1/0/9": a port is an ifNum such as 5 or a name such as 1/0/5
   [1]
   $ switchsim set 1/0/1 dim
-  MODE: dim not in {on,off}
-  Run with --help for more information.
+  switchsim: MODE: dim not in {on,off}
+  See: switchsim set --help
   [2]

@@ -57,13 +57,25 @@ What cannot be done.
   switchsim: port 1/0/4 has no PoE
   [1]
   $ switchsim device 1/0/1 toaster
-  "toaster" is no device: it is camera, phone, ap, a number of watts (more than 0, at most 90), or none
-  Run with --help for more information.
+  switchsim: "toaster" is no device: it is camera, phone, ap, a number of watts (more than 0, at most 90), or none
+  See: switchsim device --help
   [2]
   $ switchsim fault openapiClockGt --result 1 2>&1 | head -n 2
-  no operation is called openapiClockGt; there are
+  switchsim: no operation is called openapiClockGt; there are
     l7proc_crashlog_register
   $ switchsim clock "2026-02-30 10:00:00"
-  no such time: 2026-02-30 10:00:00
-  Run with --help for more information.
+  switchsim: no such time: 2026-02-30 10:00:00
+  See: switchsim clock --help
+  [2]
+  $ switchsim shw
+  switchsim: there is no command "shw". Did you mean show?
+  See: switchsim --help
+  [2]
+  $ switchsim lab dwn
+  switchsim: there is no command "dwn". Did you mean down?
+  See: switchsim lab --help
+  [2]
+  $ switchsim fault
+  switchsim: OPERATION is required
+  See: switchsim fault --help
   [2]

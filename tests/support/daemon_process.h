@@ -89,7 +89,7 @@ class RunningDaemonTest : public RootTest {
   }
   void TearDown() override {
     EXPECT_EQ(daemon_.stop(), 0);
-    EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch()->lastMisuse;
+    EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch().lastMisuse;
     RootTest::TearDown();
   }
   static constexpr int kSpeed = 20;  // of the daemon's clock

@@ -194,7 +194,7 @@ std::string actsByPort(uint64_t since) {
 }
 
 void failCalls(switchsim::Operation operation, uint32_t ifNum, int32_t result, uint32_t times) {
-  ASSERT_EQ(switchsim::addFault({operation, ifNum, result, 0, times}), "");
+  switchsim::addFault({operation, ifNum, result, 0, times});
 }
 
 void RootTest::SetUp() {
@@ -220,7 +220,7 @@ void StoreTest::TearDown() {
   closeDatabase(&DaemonContext::historyDbMutex, &DaemonContext::historyDb);
   openapiClientTearDown(&openApiClient);
   logClose();
-  EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch()->lastMisuse;
+  EXPECT_EQ(switchsim::misuseCount(), 0U) << switchsim::viewSwitch().lastMisuse;
   RootTest::TearDown();
 }
 
@@ -244,7 +244,7 @@ int64_t TickTest::createWindow(const std::string& type, const std::string& start
 }
 
 std::string TickTest::tickAt(const std::string& time) {
-  EXPECT_EQ(switchsim::setClock(switchsim::ClockMode::frozen, time + ":00"), "");
+  switchsim::setClock(switchsim::ClockMode::frozen, time + ":00");
   return tick();
 }
 

@@ -54,7 +54,7 @@ int runLogLevel(const std::string& word, Session& session) {
 
 }  // namespace
 
-Action defineLogLevel(Arguments& app, Options&) {
+SessionAction defineLogLevel(Arguments& app, Options&) {
   const auto level = std::make_shared<std::string>();
   app.add("LEVEL", *level, "set it to this").named(kLevelChoices);
   return [level](Session& session) { return runLogLevel(*level, session); };

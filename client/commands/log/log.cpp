@@ -151,7 +151,7 @@ int runLog(const LogOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineLog(Arguments& app, Options&) {
+SessionAction defineLog(Arguments& app, Options&) {
   const auto given = std::make_shared<LogOptions>();
   app.flag("-f,--follow", given->follow, "show records as they are written");
   app.add("-n", given->count, "the last N records only [50]").range(0, INT32_MAX).named("N");

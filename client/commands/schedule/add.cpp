@@ -48,7 +48,7 @@ int runScheduleAdd(const ScheduleWords& words, Session& session) {
 
 }  // namespace
 
-Action defineScheduleAdd(Arguments& app, Options&) {
+SessionAction defineScheduleAdd(Arguments& app, Options&) {
   const auto words = std::make_shared<ScheduleWords>();
   app.add("NAME", words->name, "what it is called").required();
   addScheduleOptions(app, words.get());

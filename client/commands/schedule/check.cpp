@@ -86,7 +86,7 @@ JsonPtr checkJson(const std::vector<CheckedSchedule>& checked) {
   return document.take();
 }
 
-Action defineScheduleCheck(Arguments& app, Options&) {
+SessionAction defineScheduleCheck(Arguments& app, Options&) {
   const auto id = std::make_shared<std::string>();
   app.add("ID", *id, "number or name; all when none is given");
   return [id](Session& session) { return runScheduleCheck(*id, session); };

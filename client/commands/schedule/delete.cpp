@@ -25,7 +25,7 @@ int runScheduleDelete(const DeleteOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineScheduleDelete(Arguments& app, Options&) {
+SessionAction defineScheduleDelete(Arguments& app, Options&) {
   const auto given = std::make_shared<DeleteOptions>();
   app.add("ID", given->id, "number or name").required();
   app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");

@@ -31,7 +31,7 @@ int runScheduleEnable(const EnableOptions& given, bool isEnabled, Session& sessi
   return kExitDone;
 }
 
-Action define(Arguments& app, bool isEnabled) {
+SessionAction define(Arguments& app, bool isEnabled) {
   const auto given = std::make_shared<EnableOptions>();
   app.add("ID", given->id, "number or name").required();
   if (!isEnabled) {
@@ -44,10 +44,10 @@ Action define(Arguments& app, bool isEnabled) {
 
 }  // namespace
 
-Action defineScheduleEnable(Arguments& app, Options&) {
+SessionAction defineScheduleEnable(Arguments& app, Options&) {
   return define(app, true);
 }
 
-Action defineScheduleDisable(Arguments& app, Options&) {
+SessionAction defineScheduleDisable(Arguments& app, Options&) {
   return define(app, false);
 }

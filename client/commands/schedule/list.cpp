@@ -120,11 +120,11 @@ JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const
   return object.take();
 }
 
-Action defineScheduleGroup(Arguments& app, Options& options) {
+SessionAction defineScheduleGroup(Arguments& app, Options& options) {
   addUnit(app, options);
   return nullptr;
 }
 
-Action defineScheduleList(Arguments&, Options&) {
+SessionAction defineScheduleList(Arguments&, Options&) {
   return runScheduleList;
 }

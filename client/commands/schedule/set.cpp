@@ -94,7 +94,7 @@ int runScheduleSet(const SetOptions& given, Session& session) {
 
 }  // namespace
 
-Action defineScheduleSet(Arguments& app, Options&) {
+SessionAction defineScheduleSet(Arguments& app, Options&) {
   const auto given = std::make_shared<SetOptions>();
   app.add("ID", given->id, "number or name").required();
   app.add("--name", given->words.name, "another name");

@@ -55,7 +55,7 @@ std::string scheduleText(const Schedule& schedule, const PortNames& names, const
   return table.text(screen) + at.footer + "\n";
 }
 
-Action defineScheduleShow(Arguments& app, Options&) {
+SessionAction defineScheduleShow(Arguments& app, Options&) {
   const auto id = std::make_shared<std::string>();
   app.add("ID", *id, "number or name").required();
   return [id](Session& session) { return runScheduleShow(*id, session); };

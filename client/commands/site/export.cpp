@@ -50,7 +50,7 @@ int runExport(const std::string& path, Session& session) {
 
 }  // namespace
 
-Action defineExport(Arguments& app, Options&) {
+SessionAction defineExport(Arguments& app, Options&) {
   const auto path = std::make_shared<std::string>();
   app.add("FILE", *path, "file to write; the output when none is given");
   return [path](Session& session) { return runExport(*path, session); };

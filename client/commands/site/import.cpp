@@ -291,7 +291,7 @@ JsonPtr importJson(const ImportPlan& plan, const ImportResult& result) {
   return document.take();
 }
 
-Action defineImport(Arguments& app, Options&) {
+SessionAction defineImport(Arguments& app, Options&) {
   const auto given = std::make_shared<ImportOptions>();
   app.add("FILE", given->path, "file to read; - is the input").required();
   app.flag("--dry-run", given->isDryRun, "show what would change, and change nothing");

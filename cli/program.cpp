@@ -1,0 +1,134 @@
+#include "cli/program.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+#include <new>
+
+#include "cli/mapped.h"
+#include "cli/output.h"
+#include "cli/text.h"
+
+namespace {
+
+// The words of the command that was given, and of those around it, from the program on.
+std::vector<CommandWords> wordsOfGiven(const CommandLine& line) {
+  std::vector<CommandWords> levels{line.words()};
+  const std::vector<Arguments> given = line.given();
+  for (size_t i = 1; i < given.size(); ++i) {
+    const std::vector<CommandWords> inner = levels.back().commands;
+    levels.push_back(*std::find_if(inner.begin(), inner.end(), [&](const CommandWords& each) {
+      return each.name == given[i].name();
+    }));
+  }
+  return levels;
+}
+
+std::vector<std::string> commandNames(const CommandWords& command) {
+  return mapped(command.commands, [](const CommandWords& each) { return each.name; });
+}
+
+std::vector<std::string> optionNames(const std::vector<CommandWords>& levels) {
+  std::vector<std::string> names;
+  for (auto level = levels.rbegin(); level != levels.rend(); ++level) {
+    for (const ArgumentWords& each : level->arguments) {
+      std::copy_if(each.names.begin(), each.names.end(), std::back_inserter(names),
+                   [](const std::string& name) { return name.compare(0, 2, "--") == 0; });
+    }
+  }
+  return names;
+}
+
+// What a word that nothing took may have been meant to be.
+std::string suggestion(const std::vector<std::string>& extras,
+                       const std::vector<CommandWords>& levels) {
+  for (const std::string& word : extras) {
+    const bool isOption = word.size() > 1 && word[0] == '-';
+    std::string text = didYouMean(word.substr(0, word.find('=')),
+                                  isOption ? optionNames(levels) : commandNames(levels.back()));
+    if (!text.empty()) {
+      return text;
+    }
+  }
+  return "";
+}
+
+std::string mistakeText(const ParsedLine& parsed, const std::vector<CommandWords>& levels) {
+  const std::vector<std::string> names = commandNames(levels.back());
+  if (!parsed.extras.empty()) {
+    const bool isCommand = !names.empty() && parsed.extras[0][0] != '-';
+    return std::string(isCommand ? "there is no command " : "not expected: ") +
+           inQuotes(parsed.extras[0]) + "." + suggestion(parsed.extras, levels);
+  }
+  return parsed.isCommandMissing && !names.empty()
+             ? "which command? There are " + joined(names, ", ") + "."
+             : parsed.text;
+}
+
+void print(const std::string& text) {
+  const Output output(Screen{}, false);
+  output.print(text);
+  output.flush();
+}
+
+}  // namespace
+
+Program::Program(std::string name, const std::string& summary, const std::string& version)
+    : name_(std::move(name)), line_(summary, name_, name_ + " " + version) {
+  top().needsCommand();
+}
+
+void Program::add(const Command& command) {
+  const size_t blank = command.name.find(' ');
+  const bool isInGroup = blank != std::string::npos;
+  const Arguments parent = isInGroup ? commands_.at(command.name.substr(0, blank)) : top();
+  Arguments made = parent.command(command.name.substr(isInGroup ? blank + 1 : 0), command.summary);
+  commands_.emplace(command.name, made);
+  if (isInGroup) {
+    parent.needsCommand(actions_.count(parent) > 0);
+  }
+  if (Action action = command.define(made)) {
+    actions_.emplace(made, std::move(action));
+  }
+}
+
+const Action& Program::actionOf(const std::vector<std::string>& words) const {
+  const ParsedLine parsed = line_.parse(words);
+  if (parsed.kind != ParsedLine::Kind::command) {
+    throw Failure(kExitUsage, parsed.kind == ParsedLine::Kind::help
+                                  ? "help is nothing that can be done"
+                                  : mistakeText(parsed, wordsOfGiven(line_)));
+  }
+  return actions_.at(line_.given().back());
+}
+
+int Program::carryOut(int argc, const char* const* argv) const {
+  const ParsedLine parsed = line_.parse(argc, argv);
+  if (parsed.kind == ParsedLine::Kind::help) {
+    print(parsed.text);
+    return kExitDone;
+  }
+  if (parsed.kind == ParsedLine::Kind::mistake) {
+    const std::vector<CommandWords> levels = wordsOfGiven(line_);
+    const auto names = mapped(levels, [](const CommandWords& level) { return level.name; });
+    return fail(kExitUsage,
+                mistakeText(parsed, levels) + "\nSee: " + joined(names, " ") + " --help");
+  }
+  return actions_.at(line_.given().back())();
+}
+
+int Program::run(int argc, const char* const* argv) const try {
+  return carryOut(argc, argv);
+} catch (const Failure& failure) {
+  return fail(failure.status(), failure.what());
+} catch (const std::bad_alloc&) {
+  return fail(kExitNotAsWished, "out of memory");
+} catch (const std::exception& error) {
+  return fail(kExitNotAsWished, escaped(error.what()));
+}
+
+int Program::fail(ExitCode status, const std::string& text) const {
+  fflush(stdout);
+  fprintf(stderr, "%s: %s\n", name_.c_str(), text.c_str());
+  return status;
+}

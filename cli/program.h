@@ -1,0 +1,57 @@
+// A program of commands: made of a table, told apart by the command line, ended by a status.
+#ifndef QUORIN_CLI_PROGRAM_H
+#define QUORIN_CLI_PROGRAM_H
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/command_line.h"
+#include "cli/failure.h"
+
+// Carries a command out, with what was parsed for it. It may throw Failure.
+using Action = std::function<int()>;
+
+// An action that is done when `work` returns.
+template <typename Work>
+Action doing(Work work) {
+  return [work] {
+    work();
+    return kExitDone;
+  };
+}
+
+struct Command {
+  std::string name;     // "ports"; "schedule list" belongs to the group "schedule" above it
+  const char* summary;  // one line for the help
+  // Adds arguments and options to its command. A group that does nothing by itself has no action.
+  std::function<Action(Arguments& app)> define;
+};
+
+class Program {
+ public:
+  // name: as it calls itself in messages.
+  Program(std::string name, const std::string& summary, const std::string& version);
+
+  Arguments top() const { return line_.top(); }
+  // A group comes before its commands.
+  void add(const Command& command);
+
+  // Parses, carries out, says on stderr what went wrong; the exit status.
+  int run(int argc, const char* const* argv) const;
+  // The action of a command line, for a later moment. Throws Failure (kExitUsage) for what is none.
+  const Action& actionOf(const std::vector<std::string>& words) const;
+  CommandWords words() const { return line_.words(); }
+
+ private:
+  int carryOut(int argc, const char* const* argv) const;
+  int fail(ExitCode status, const std::string& text) const;
+
+  std::string name_;
+  CommandLine line_;
+  std::map<std::string, Arguments> commands_;
+  std::map<Arguments, Action> actions_;
+};
+
+#endif
