@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "cli/failure.h"
-#include "cli/mapped.h"
 #include "cli/text.h"
 
 namespace {
@@ -47,19 +46,7 @@ std::string takeWord(std::string* text) {
   return word;
 }
 
-std::set<int32_t> unitsOf(const std::vector<PoePort>& ports) {
-  std::set<int32_t> units;
-  for (const PoePort& port : ports) {
-    units.insert(port.unit);
-  }
-  return units;
-}
-
 }  // namespace
-
-std::vector<uint32_t> ifNumsOf(const std::vector<PoePort>& ports) {
-  return mapped(ports, [](const PoePort& port) { return port.ifNum; });
-}
 
 std::vector<PortLine> parsePortLines(const std::string& text, std::vector<std::string>* faults) {
   std::vector<PortLine> lines;

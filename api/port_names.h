@@ -10,11 +10,45 @@
 #include <utility>
 #include <vector>
 
+#include "cli/mapped.h"
+
 // A port with PoE.
 struct PoePort {
   int32_t unit = 0;
   uint32_t ifNum = 0;
+
+  bool operator==(const PoePort& other) const { return unit == other.unit && ifNum == other.ifNum; }
+  bool operator<(const PoePort& other) const {
+    return std::pair(unit, ifNum) < std::pair(other.unit, other.ifNum);
+  }
 };
+
+// Which of the records, each of which is a PoePort, is the port's; null for none.
+template <typename Record>
+const Record* findPort(const std::vector<Record>& records, const PoePort& port) {
+  for (const Record& each : records) {
+    if (each == port) {
+      return &each;
+    }
+  }
+  return nullptr;
+}
+
+// The units of the ports, each once.
+template <typename Record>
+std::set<int32_t> unitsOf(const std::vector<Record>& ports) {
+  std::set<int32_t> units;
+  for (const Record& port : ports) {
+    units.insert(port.unit);
+  }
+  return units;
+}
+
+// The ports' ifNums, for requests and ranges().
+template <typename Record>
+std::vector<uint32_t> ifNumsOf(const std::vector<Record>& ports) {
+  return mapped(ports, [](const Record& port) { return port.ifNum; });
+}
 
 // A line "ifNum name [label]" of the names' file; a name "-" is none. The label goes to the line's
 // end. Empty lines and those that begin with "#" are left out.
@@ -65,8 +99,5 @@ class PortNames {
   std::map<uint32_t, PortLine> lines_;
   mutable std::map<uint32_t, std::string> asked_;
 };
-
-// The ports' ifNums, for requests and ranges().
-std::vector<uint32_t> ifNumsOf(const std::vector<PoePort>& ports);
 
 #endif

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
 #include <set>
 
 #include "cli/failure.h"
+#include "cli/json.h"
 #include "cli/mapped.h"
 #include "cli/text.h"
 #include "cli/times.h"
@@ -18,17 +18,6 @@ namespace {
 constexpr int64_t kRunsPerPage = 200;
 constexpr int64_t kMaxOpenSec =
     int64_t{26} * 3600;  // the daemon closes a window's run after 25 hours
-
-std::string textIn(const cJSON* object, const char* key) {
-  const char* text = jsonTextMember(object, key);
-  return text != nullptr ? text : "";
-}
-
-std::optional<int64_t> numberIn(const cJSON* object, const char* key) {
-  const cJSON* member = jsonMember(object, key);
-  return cJSON_IsNumber(member) ? std::make_optional(jsonToInt64(member->valuedouble))
-                                : std::nullopt;
-}
 
 // What a reader makes of each object of an array.
 template <typename Reader>
@@ -42,7 +31,7 @@ auto eachOf(const cJSON* array, const Reader& read) {
 }
 
 JsonPtr unitParams(int32_t unit) {
-  return JsonObject().number("unit", unit).take();
+  return jsonObject({{"unit", unit}});
 }
 
 SensorPort readSensor(const cJSON* object, int32_t unit) {
@@ -84,9 +73,7 @@ std::optional<Run> askPortsOfRun(Daemon& daemon, const Run& listed,
                                  const std::vector<PoePort>& ports) try {
   Run run = askRun(daemon, listed.unit, listed.runId);
   const auto isOther = [&](const RunPort& own) {
-    return std::none_of(ports.begin(), ports.end(), [&](const PoePort& port) {
-      return port.unit == run.unit && port.ifNum == own.ifNum;
-    });
+    return findPort(ports, PoePort{run.unit, own.ifNum}) == nullptr;
   };
   run.ports.erase(std::remove_if(run.ports.begin(), run.ports.end(), isOther), run.ports.end());
   return run.ports.empty() ? std::nullopt : std::make_optional(std::move(run));
@@ -161,12 +148,7 @@ std::string contentText(Schedule schedule) {
   schedule.name.assign(nullptr);
   std::sort(schedule.days.begin(), schedule.days.end());
   std::sort(schedule.ifNums.begin(), schedule.ifNums.end());
-  const JsonPtr tree = scheduleToJson(schedule);
-  const JsonTextPtr text(tree != nullptr ? cJSON_PrintUnformatted(tree.get()) : nullptr);
-  if (text == nullptr) {
-    throw std::bad_alloc();
-  }
-  return text.get();
+  return printedJson(scheduleToJson(schedule));
 }
 
 }  // namespace
@@ -191,7 +173,14 @@ std::vector<SensorPort> readSensors(const cJSON* result, int32_t unit) {
 }
 
 bool Run::switchesBack() const {
-  return triggered == "manual" || triggered == "boot-delay" || scheduleType == "restart";
+  return triggered == Trigger::manual || triggered == Trigger::bootDelay ||
+         scheduleType == ScheduleType::restart;
+}
+
+const RunPort* Run::port(uint32_t ifNum) const {
+  const auto found = std::find_if(ports.begin(), ports.end(),
+                                  [ifNum](const RunPort& each) { return each.ifNum == ifNum; });
+  return found != ports.end() ? &*found : nullptr;
 }
 
 Run readRun(const cJSON* object) {
@@ -245,13 +234,14 @@ std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit) {
 }
 
 RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize) {
-  JsonObject params;
-  params.number("unit", unit).number("page", page).number("pageSize", pageSize);
-  return readRunPage(daemon.ask("history.list", params.take()).get());
+  return readRunPage(
+      daemon
+          .ask("history.list", jsonObject({{"unit", unit}, {"page", page}, {"pageSize", pageSize}}))
+          .get());
 }
 
 // Runs that begin while pages are asked for push others onto the next page.
-std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since) {
+std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, SystemTime since) {
   std::vector<Run> runs;
   std::set<int64_t> taken;
   for (int64_t page = 1;; ++page) {
@@ -270,9 +260,9 @@ std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since) {
   }
 }
 
-std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow) {
+std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit) {
   std::vector<Run> open;
-  for (const Run& run : askRunsSince(daemon, unit, systemNow - kMaxOpenSec)) {
+  for (const Run& run : askRunsSince(daemon, unit, SystemTime(systemNow() - kMaxOpenSec))) {
     if (run.isOpen()) {
       open.push_back(askRun(daemon, unit, run.runId));
     }
@@ -281,9 +271,8 @@ std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow) {
 }
 
 Run askRun(Daemon& daemon, int32_t unit, int64_t runId) {
-  JsonObject params;
-  params.number("unit", unit).number("runId", runId);
-  return readRun(daemon.ask("history.detail", params.take()).get());
+  return readRun(
+      daemon.ask("history.detail", jsonObject({{"unit", unit}, {"runId", runId}})).get());
 }
 
 std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
@@ -323,13 +312,11 @@ std::string bootDelayText(const BootDelay& bootDelay) {
 }
 
 JsonPtr bootDelayJson(const BootDelay& bootDelay) {
-  return JsonObject()
-      .number("unit", bootDelay.unit)
-      .number("delaySec", bootDelay.delaySec)
-      .text("executionMode",
-            executionModeText(bootDelay.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS))
-      .number("interPortDelaySec", bootDelay.interPortDelaySec)
-      .take();
+  const ExecutionMode mode = bootDelay.sequential ? EXECUTION_SEQUENTIAL : EXECUTION_SIMULTANEOUS;
+  return jsonObject({{"unit", bootDelay.unit},
+                     {"delaySec", bootDelay.delaySec},
+                     {"executionMode", executionModeText(mode)},
+                     {"interPortDelaySec", bootDelay.interPortDelaySec}});
 }
 
 const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules) {
@@ -347,11 +334,8 @@ std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
                                     const std::vector<PoePort>& meant) {
   std::vector<SensorPort> some;
   for (const PoePort& port : meant) {
-    const auto at = std::find_if(all.begin(), all.end(), [&port](const SensorPort& each) {
-      return each.unit == port.unit && each.ifNum == port.ifNum;
-    });
-    if (at != all.end()) {
-      some.push_back(*at);
+    if (const SensorPort* sensor = findPort(all, port)) {
+      some.push_back(*sensor);
     }
   }
   return some;

@@ -10,7 +10,9 @@
 
 #include "api/link.h"
 #include "api/port_names.h"
-#include "base/json.h"
+#include "api/words.h"
+#include "cli/json.h"
+#include "cli/times.h"
 #include "rules/schedule.h"
 
 // Stacks have at most so many units; there is no request that lists them.
@@ -20,47 +22,41 @@ constexpr size_t kMaxNameBytes = 63;  // of a schedule; the daemon cuts longer o
 // The daemon's own record, so that the daemon's own rules (rules/due_firings.h) read it.
 using Schedule = PoeSchedule;
 
-// The modes of a port, as sensors.all has them.
-constexpr const char* kAdminOn = "enable";
-constexpr const char* kAdminOff = "disable";
-
 // A port of sensors.all.
-struct SensorPort {
-  int32_t unit = 0;
-  uint32_t ifNum = 0;
+struct SensorPort : PoePort {
   int64_t powerMw = 0;
   int64_t currentMa = 0;
   int64_t voltageMv = 0;
-  int64_t temperature = 0;      // degrees Celsius
-  std::string adminMode;        // kAdminOn or kAdminOff, where it can be read
-  std::string detectionStatus;  // "disabled", "searching", "delivering", "fault", "denied", "off"
+  int64_t temperature = 0;    // degrees Celsius
+  Word<AdminMode> adminMode;  // where it can be read
+  Word<Detection> detectionStatus;
   std::string powerClass;
   std::string priority;
   std::optional<int64_t> powerLimitMw;
 
-  bool isOn() const { return adminMode == kAdminOn; }
-  bool isOff() const { return adminMode == kAdminOff; }
-  bool delivers() const { return detectionStatus == "delivering"; }
+  bool isOn() const { return adminMode == AdminMode::on; }
+  bool isOff() const { return adminMode == AdminMode::off; }
+  bool delivers() const { return detectionStatus == Detection::delivering; }
 };
 
 // A port of a run.
 struct RunPort {
   uint32_t ifNum = 0;
-  std::string status;  // "pending", "success", "failed", "skipped", "not-applicable"
+  Word<PortStatus> status;
   std::string errorMessage;
 };
 
 struct Run {
   int64_t runId = 0;
   int32_t unit = 0;
-  std::string triggered;              // "manual", "schedule", ...
+  Word<Trigger> triggered;
   std::optional<int64_t> scheduleId;  // none for a run of no schedule
   std::string scheduleName;
-  std::string scheduleType;  // "power_on", "power_off", "restart"; empty where it is not known
-  std::string status;        // "running", then "success", "partial", "failed", "aborted"
+  Word<ScheduleType> scheduleType;  // empty where it is not known
+  Word<RunStatus> status;           // running, then its result
   std::string executionMode;
-  std::optional<int64_t> startedAt;    // instants
-  std::optional<int64_t> completedAt;  // none while it is open
+  std::optional<SystemTime> startedAt;
+  std::optional<SystemTime> completedAt;  // none while it is open
   int64_t portCount = 0;
   int64_t successPortCount = 0;
   int64_t failedPortCount = 0;
@@ -72,7 +68,10 @@ struct Run {
   std::optional<bool> allDay;
   std::vector<RunPort> ports;
 
-  bool isOpen() const { return status == "running"; }
+  bool isOpen() const { return status == RunStatus::running; }
+  bool isFailure() const { return !isOpen() && status != RunStatus::success; }
+  // A port of it; null where it has not this one, or no ports are known.
+  const RunPort* port(uint32_t ifNum) const;
   // Whether it switches its ports off for a while only: a restart, a manual reset, a boot delay.
   bool switchesBack() const;
 };
@@ -103,9 +102,9 @@ std::vector<Schedule> askSchedules(Daemon& daemon, int32_t unit);
 std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit);
 RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize);
 // The unit's runs that began at the instant or later, newest first, from as many pages as it takes.
-std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, int64_t since);
-// Those of them that are open, with their ports. systemNow is this system's time, which runs go by.
-std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit, int64_t systemNow);
+std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, SystemTime since);
+// Those that are open, with their ports.
+std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit);
 Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
 // Those of the runs that have one of the ports, in their order, with these ports alone; as many as
 // are enough.
@@ -119,6 +118,17 @@ bool isSameBootDelay(const BootDelay& a, const BootDelay& b);
 std::string bootDelayText(const BootDelay& bootDelay);
 // {"unit", "delaySec", "executionMode", "interPortDelaySec"}.
 JsonPtr bootDelayJson(const BootDelay& bootDelay);
+
+// What ask, which gives a vector, tells of each of the units, one after the other.
+template <typename Units, typename Ask>
+auto ofUnits(const Units& units, const Ask& ask) {
+  decltype(ask(int32_t{})) all;
+  for (const int32_t unit : units) {
+    auto more = ask(unit);
+    all.insert(all.end(), more.begin(), more.end());
+  }
+  return all;
+}
 
 // The schedule whose run it was, as it is now; null when it is gone.
 const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules);

@@ -5,100 +5,35 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <set>
 
+#include "api/schedule_keys.h"
+#include "api/view.h"
 #include "base/result_codes.h"
 #include "cli/mapped.h"
-#include "cli/output.h"
 #include "cli/text.h"
 #include "rules/boot_delay.h"
 #include "rules/schedule_json.h"
 
 namespace {
 
-bool isNumbers(const cJSON* value) {
-  const cJSON* element = nullptr;
-  cJSON_ArrayForEach(element, value) {
-    if (!cJSON_IsNumber(element)) {
-      return false;
-    }
-  }
-  return cJSON_IsArray(value);
-}
+using Keys = std::vector<ScheduleKey>;
 
-bool isText(const cJSON* value) {
-  return cJSON_IsString(value) != 0;
-}
-
-bool isNumber(const cJSON* value) {
-  return cJSON_IsNumber(value) != 0;
-}
-
-bool isBool(const cJSON* value) {
-  return cJSON_IsBool(value) != 0;
-}
-
-bool isArray(const cJSON* value) {
-  return cJSON_IsArray(value) != 0;
-}
-
-// A key of the file, and what its value must be where it is not null: the daemon would read any
-// other as if it were not there.
-struct Key {
-  const char* name;
-  bool (*fits)(const cJSON* value);
-  const char* what;
-};
-
-// What the daemon stores of a schedule, in its order.
-constexpr Key kContentKeys[] = {{"name", isText, "a string"},
-                                {"scheduleType", isText, "a string"},
-                                {"startDate", isText, "a string"},
-                                {"endDate", isText, "a string"},
-                                {"recurrence", isText, "a string"},
-                                {"recurrenceDays", isNumbers, "numbers in brackets"},
-                                {"ifNums", isNumbers, "numbers in brackets"},
-                                {"startTime", isText, "a string"},
-                                {"endTime", isText, "a string"},
-                                {"allDay", isBool, "true or false"},
-                                {"restartTime", isText, "a string"},
-                                {"offTimeSec", isNumber, "a number"},
-                                {"executionMode", isText, "a string"},
-                                {"interPortDelaySec", isNumber, "a number"},
-                                {"enabled", isBool, "true or false"}};
-
-std::vector<Key> scheduleKeys() {
-  std::vector<Key> keys{{"unit", isNumber, "a number"},
-                        {"portNames", isArray, "names in brackets"}};
-  keys.insert(keys.end(), std::begin(kContentKeys), std::end(kContentKeys));
+// Of a schedule, and of a boot delay, in the file.
+Keys fileScheduleKeys() {
+  Keys keys{{"unit", isJsonNumber, "a number", true},
+            {"portNames", isJsonArray, "names in brackets", true}};
+  std::copy_if(scheduleKeys().begin(), scheduleKeys().end(), std::back_inserter(keys),
+               [](const ScheduleKey& key) { return key.isStored; });
   return keys;
 }
 
-std::vector<Key> bootDelayKeys() {
-  return {{"unit", isNumber, "a number"},
-          {"delaySec", isNumber, "a number"},
-          {"executionMode", isText, "a string"},
-          {"interPortDelaySec", isNumber, "a number"}};
-}
-
-JsonPtr nullOrText(const std::string& text) {
-  return JsonPtr(text.empty() ? cJSON_CreateNull() : cJSON_CreateString(text.c_str()));
-}
-
-JsonPtr scheduleJson(const Schedule& schedule, const PortNames& names) {
-  const JsonPtr shown = scheduleToJson(schedule);
-  JsonObject object;
-  object.number("unit", schedule.unit);
-  for (const Key& key : kContentKeys) {
-    JsonPtr member(cJSON_DetachItemFromObject(shown.get(), key.name));
-    member != nullptr ? object.add(key.name, std::move(member)) : object.null(key.name);
-    if (strcmp(key.name, "ifNums") == 0) {
-      object.add("portNames", jsonArray(schedule.ifNums, [&names](uint32_t ifNum) {
-                   return nullOrText(names.nameOrEmpty(ifNum));
-                 }));
-    }
-  }
-  return object.take();
+Keys fileBootDelayKeys() {
+  return {{"unit", isJsonNumber, "a number", true},
+          {"delaySec", isJsonNumber, "a number", true},
+          {"executionMode", isJsonText, "a string", true},
+          {"interPortDelaySec", isJsonNumber, "a number", true}};
 }
 
 // "schedule 3 "night"", as it stands in the file.
@@ -113,20 +48,20 @@ bool hasRepeats(const std::vector<Element>& all) {
 }
 
 // What is wrong with a member; empty for none.
-std::string memberFault(const cJSON* member, const std::vector<Key>& keys) {
+std::string memberFault(const cJSON* member, const Keys& keys) {
   const char* name = member->string != nullptr ? member->string : "";
-  const auto key = std::find_if(keys.begin(), keys.end(), [name](const Key& each) {
+  const auto key = std::find_if(keys.begin(), keys.end(), [name](const ScheduleKey& each) {
     return strcasecmp(each.name, name) == 0;
   });
   if (key == keys.end()) {
-    const auto names = mapped(keys, [](const Key& each) { return std::string(each.name); });
+    const auto names = mapped(keys, [](const ScheduleKey& each) { return std::string(each.name); });
     return "unknown key " + inQuotes(name) + "." + didYouMean(name, names);
   }
   const bool isFit = cJSON_IsNull(member) || key->fits(member);
   return isFit ? "" : inQuotes(name) + " must be " + key->what;
 }
 
-std::string keyFault(const cJSON* object, const std::vector<Key>& keys) {
+std::string keyFault(const cJSON* object, const Keys& keys) {
   const cJSON* member = nullptr;
   cJSON_ArrayForEach(member, object) {
     std::string fault = memberFault(member, keys);
@@ -140,7 +75,7 @@ std::string keyFault(const cJSON* object, const std::vector<Key>& keys) {
 // Empty for a schedule that the daemon takes.
 std::string contentFault(const cJSON* object, const Schedule& schedule, int32_t readCode) {
   const char* name = jsonTextMember(object, "name");
-  std::string fault = keyFault(object, scheduleKeys());
+  std::string fault = keyFault(object, fileScheduleKeys());
   if (!fault.empty()) {
     return fault;
   }
@@ -193,7 +128,7 @@ void readFileSchedules(const cJSON* array, SiteFile* file, std::vector<SiteFault
 
 // Empty for a boot delay that the daemon takes as it is meant.
 std::string bootDelayFault(const cJSON* object, const BootDelay& read) {
-  std::string fault = keyFault(object, bootDelayKeys());
+  std::string fault = keyFault(object, fileBootDelayKeys());
   if (!fault.empty()) {
     return fault;
   }
@@ -229,13 +164,12 @@ void readFileBootDelays(const cJSON* array, SiteFile* file, std::vector<SiteFaul
 }  // namespace
 
 JsonPtr siteDocument(const SiteConfig& config, const PortNames& names) {
-  JsonObject document;
-  document.number("format", kSiteFormat)
-      .add("schedules",
-           jsonArray(config.schedules,
-                     [&names](const Schedule& schedule) { return scheduleJson(schedule, names); }))
-      .add("bootDelays", jsonArray(config.bootDelays, bootDelayJson));
-  return document.take();
+  const auto ofSchedule = [&names](const Schedule& schedule) {
+    return scheduleMembers(schedule, ScheduleMembers::stored, names);
+  };
+  return jsonObject({{"format", kSiteFormat},
+                     {"schedules", jsonArray(config.schedules, ofSchedule)},
+                     {"bootDelays", jsonArray(config.bootDelays, bootDelayJson)}});
 }
 
 std::string nameIn(const SiteFile& file, uint32_t ifNum) {

@@ -25,7 +25,7 @@ struct SiteFile {
 };
 
 // {"format": 1, "schedules": [...], "bootDelays": [...]}. A schedule has "unit", the daemon's keys
-// as far as they are content, and "portNames" beside "ifNums"; absent values are null.
+// as far as they are stored, and "portNames"; absent values are null.
 JsonPtr siteDocument(const SiteConfig& config, const PortNames& names);
 
 // The file's own name of a port; empty where it has none.

@@ -87,15 +87,14 @@ Int saturate(double number) {
   return static_cast<Int>(number);
 }
 
-// A string; null when memory runs out. Bytes that are not UTF-8 come from rows that another program
-// wrote.
+}  // namespace
+
+// Bytes that are not UTF-8 come from rows that another program wrote.
 JsonPtr jsonText(const char* text) try {
   return JsonPtr(cJSON_CreateString(isUtf8(text) ? text : repairedUtf8(text).c_str()));
 } catch (const std::bad_alloc&) {
   return nullptr;
 }
-
-}  // namespace
 
 int32_t jsonToInt32(double number) {
   return saturate<int32_t>(number);

@@ -49,6 +49,9 @@ int64_t jsonInt64Member(const cJSON* object, const char* key, int64_t fallback);
 // The string under a key; null when it is missing or of another type. The tree keeps ownership.
 const char* jsonTextMember(const cJSON* object, const char* key);
 
+// A string; null when memory runs out. Bytes that are not UTF-8 become U+FFFD.
+JsonPtr jsonText(const char* text);
+
 // Adds a member, taking it over in every case; false when object or member is null. The key is
 // borrowed for as long as the object is printed or searched.
 bool jsonAdd(cJSON* object, const char* key, JsonPtr value);

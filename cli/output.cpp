@@ -1,6 +1,5 @@
 #include "cli/output.h"
 
-#include <cjson/cJSON.h>
 #include <langinfo.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -29,15 +28,6 @@ bool wantsColor(ColorMode mode, bool isTerminal) {
   const bool isRefused = noColor != nullptr && *noColor != '\0';
   return mode == ColorMode::always ||
          (mode == ColorMode::automatic && isTerminal && !isDumb && !isRefused);
-}
-
-// The document's text as cJSON_Print or cJSON_PrintUnformatted makes it, with a line end.
-std::string textOf(const JsonPtr& document, char* (*print)(const cJSON*)) {
-  const JsonTextPtr text(document != nullptr ? print(document.get()) : nullptr);
-  if (text == nullptr) {
-    throw std::bad_alloc();
-  }
-  return jsonEscaped(text.get()) + "\n";
 }
 
 }  // namespace
@@ -74,11 +64,12 @@ void Output::print(const std::string& text) const {
 }
 
 void Output::printJson(const JsonPtr& document) const {
-  print(textOf(document, screen_.columns > 0 ? cJSON_Print : cJSON_PrintUnformatted));
+  print(jsonEscaped(
+      printedJson(document, screen_.columns > 0 ? JsonForm::indented : JsonForm::oneLine)));
 }
 
 void Output::printJsonLine(const JsonPtr& document) const {
-  print(textOf(document, cJSON_PrintUnformatted));
+  print(jsonEscaped(printedJson(document)));
   flush();
 }
 
@@ -98,20 +89,4 @@ void Output::flush() const {
     const std::string why = errno != 0 ? strerror(errno) : "an earlier write failed";
     throw Failure(kExitNotAsWished, "the output could not be written: " + why);
   }
-}
-
-JsonObject& addNumberOrNull(JsonObject& object, const char* key, std::optional<int64_t> number) {
-  return number ? object.number(key, *number) : object.null(key);
-}
-
-JsonObject& addTextOrNull(JsonObject& object, const char* key, const std::string& text) {
-  return object.text(key, text.empty() ? nullptr : text.c_str());
-}
-
-JsonPtr emptyJsonArray() {
-  JsonPtr array(cJSON_CreateArray());
-  if (array == nullptr) {
-    throw std::bad_alloc();
-  }
-  return array;
 }

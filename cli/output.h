@@ -2,12 +2,9 @@
 #ifndef QUORIN_CLI_OUTPUT_H
 #define QUORIN_CLI_OUTPUT_H
 
-#include <cstdint>
-#include <new>
-#include <optional>
 #include <string>
 
-#include "base/json.h"
+#include "cli/json.h"
 #include "cli/table.h"
 
 enum class ColorMode { automatic, always, never };
@@ -44,21 +41,5 @@ class Output {
   Screen screen_;
   bool quiet_;
 };
-
-// Members that may be missing, as null: JSON documents of the client have fixed keys.
-JsonObject& addNumberOrNull(JsonObject& object, const char* key, std::optional<int64_t> number);
-JsonObject& addTextOrNull(JsonObject& object, const char* key, const std::string& text);
-JsonPtr emptyJsonArray();
-// An array of what make, which gives a JsonPtr, makes of each element. Throws std::bad_alloc.
-template <typename Elements, typename Make>
-JsonPtr jsonArray(const Elements& elements, const Make& make) {
-  JsonPtr array = emptyJsonArray();
-  for (const auto& element : elements) {
-    if (!jsonAppend(array.get(), make(element))) {
-      throw std::bad_alloc();
-    }
-  }
-  return array;
-}
 
 #endif

@@ -199,8 +199,8 @@ std::optional<int64_t> parseDayMoment(const std::string& text, int64_t now, cons
 
 }  // namespace
 
-int64_t systemNow() {
-  return systemMs() / kMsPerSec;
+SystemTime systemNow() {
+  return SystemTime(systemMs() / kMsPerSec);
 }
 
 Zone Zone::ofProcess() {
@@ -356,6 +356,7 @@ std::optional<int64_t> parseMoment(const std::string& text, int64_t now, const Z
   return iso ? iso : parseDayMoment(text, now, zone, toward);
 }
 
-std::optional<int64_t> parseUtc(const char* textOrNull) {
-  return textOrNull != nullptr ? parseIsoMoment(textOrNull, Zone("UTC")) : std::nullopt;
+std::optional<SystemTime> parseUtc(const char* textOrNull) {
+  const auto at = textOrNull != nullptr ? parseIsoMoment(textOrNull, Zone("UTC")) : std::nullopt;
+  return at ? std::make_optional(SystemTime(*at)) : std::nullopt;
 }

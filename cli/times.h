@@ -1,5 +1,6 @@
-// Zones, and times and durations as people write and read them. Instants are seconds since 1970
-// UTC. Not for several threads: a zone is the process's TZ while it is worked with.
+// The two clocks, zones, and times and durations as people write and read them. Instants are
+// seconds since 1970 UTC. Not for several threads: a zone is the process's TZ while it is worked
+// with.
 #ifndef QUORIN_CLI_TIMES_H
 #define QUORIN_CLI_TIMES_H
 
@@ -7,11 +8,33 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include "rules/tick_time.h"
 
-// This system's time, by which the daemon dates its runs and its log; in a lab that lab's.
-int64_t systemNow();
+// An instant by one of the two clocks. It serves as a number; a number, or an instant by the other
+// clock, does not serve as it.
+template <typename Clock>
+class InstantBy {
+ public:
+  constexpr InstantBy() = default;
+  constexpr explicit InstantBy(int64_t seconds) : seconds_(seconds) {}
+  constexpr operator int64_t() const { return seconds_; }  // NOLINT: it is a number
+
+ private:
+  int64_t seconds_ = 0;
+};
+template <typename A, typename B, typename = std::enable_if_t<!std::is_same_v<A, B>>>
+bool operator<(InstantBy<A>, InstantBy<B>) = delete;
+template <typename A, typename B, typename = std::enable_if_t<!std::is_same_v<A, B>>>
+int64_t operator-(InstantBy<A>, InstantBy<B>) = delete;
+
+// The switch's clock, by which schedules act.
+using SwitchTime = InstantBy<struct ClockOfSwitch>;
+// This system's clock, by which the daemon dates its runs and its log; in a lab that lab's.
+using SystemTime = InstantBy<struct ClockOfSystem>;
+
+SystemTime systemNow();
 
 class Zone {
  public:
@@ -68,6 +91,6 @@ constexpr const char* kMomentForms =
 int weekdayNamed(const std::string& text);
 
 // The instant of a time of the daemon's answers, "2026-11-21T04:22:43Z"; none for null and else.
-std::optional<int64_t> parseUtc(const char* textOrNull);
+std::optional<SystemTime> parseUtc(const char* textOrNull);
 
 #endif

@@ -32,6 +32,12 @@ Session::Session(const Options& options, Daemon& daemon, const Output& output)
       zone_(Zone::ofProcess()),
       shownZone_(options.utc ? Zone("UTC") : Zone::ofProcess()) {}
 
+void Session::print(const std::function<std::string()>& text,
+                    const std::function<JsonPtr()>& document) const {
+  options_.json ? output_.printJson(document()) : output_.print(text());
+  output_.flush();
+}
+
 void Session::refuseJson(const char* command) const {
   if (options_.json) {
     throw Failure(kExitUsage, std::string(command) + " prints no JSON: leave out --json");
@@ -74,12 +80,7 @@ std::vector<int32_t> Session::units() const {
 }
 
 std::vector<SensorPort> Session::freshSensors() {
-  std::vector<SensorPort> all;
-  for (const int32_t unit : units()) {
-    const std::vector<SensorPort> ports = askSensors(daemon_, unit);
-    all.insert(all.end(), ports.begin(), ports.end());
-  }
-  return all;
+  return ofUnits(units(), [this](int32_t unit) { return askSensors(daemon_, unit); });
 }
 
 const std::vector<SensorPort>& Session::sensors() {
@@ -99,25 +100,20 @@ std::vector<PoePort> Session::portsNamed(const std::vector<std::string>& words) 
 }
 
 std::vector<Schedule> Session::schedules() {
-  std::vector<Schedule> all;
-  for (const int32_t unit : units()) {
-    const std::vector<Schedule> ofUnit = askSchedules(daemon_, unit);
-    all.insert(all.end(), ofUnit.begin(), ofUnit.end());
-  }
-  return all;
+  return ofUnits(units(), [this](int32_t unit) { return askSchedules(daemon_, unit); });
 }
 
-int64_t Session::now() {
+SwitchTime Session::now() {
   SwitchLibrary* switchLibrary = library();
   (void)zone_.at(0);  // the library may go by TZ, which another zone has been in
   const std::optional<SwitchClock> clock =
       switchLibrary != nullptr ? switchLibrary->clock() : std::nullopt;
   warnIfSilent();
   if (!clock) {
-    return systemNow();
+    return SwitchTime(systemNow());
   }
   checkClock(*clock);
-  return zone_.instantNear(clock->local, systemNow());
+  return SwitchTime(zone_.instantNear(clock->local, systemNow()));
 }
 
 void Session::warnIfSilent() {
@@ -130,7 +126,7 @@ void Session::checkClock(const SwitchClock& clock) {
   if (std::exchange(isClockChecked_, true)) {
     return;
   }
-  const int64_t here = systemNow();
+  const SystemTime here = systemNow();
   const int64_t difference = zone_.instantNear(clock.local, here) - here;
   const auto offsetMin = static_cast<int32_t>(zone_.at(here).tm_gmtoff / kSecPerMin);
   if (std::abs(difference) > kMaxClockDifferenceSec) {
@@ -144,10 +140,11 @@ void Session::checkClock(const SwitchClock& clock) {
   }
 }
 
-std::string Session::zoneText() {
-  const std::string switchZone = "the switch's zone (" + zone_.abbreviation(now()) + ")";
-  if (!options_.utc) {
-    return "times in " + switchZone;
-  }
-  return "times in " + escaped(shownZone_.name()) + ", those of schedules in " + switchZone;
+View Session::view() {
+  const SwitchTime at = now();
+  const std::string switchZone = "the switch's zone (" + zone_.abbreviation(at) + ")";
+  const std::string own =
+      options_.utc ? escaped(shownZone_.name()) + ", those of schedules in " : "";
+  return {names(),         at, systemNow(), zone_, shownZone_, "times in " + own + switchZone,
+          output_.screen()};
 }

@@ -11,9 +11,10 @@
 //  2. Declare defineName in client/command.h, and give it its line in client/command_table.cpp,
 //     with its name and summary: help, completion and the man page come from there. Add the file to
 //     client/CMakeLists.txt.
-//  3. The action asks (api/records.h), then prints what a pure function made of the answers: a
-//     text (cli/table.h) or, with options.json, a document with fixed keys (cli/output.h). It
-//     returns an ExitCode, or throws Failure. What comes from outside is shown through escaped().
+//  3. The action asks (api/records.h), then prints what pure functions make of the answers and of
+//     a view (api/view.h): a text (cli/table.h) or, with --json, a document with fixed keys
+//     (cli/json.h). It returns an ExitCode, or throws Failure. What comes from outside is shown
+//     through escaped().
 //  4. What it prints is held by a screen (tests/screens); rules that have many cases by a table of
 //     the pure function in tests/client_*_test.cpp.
 #ifndef QUORIN_CLIENT_SESSION_H
@@ -29,6 +30,7 @@
 #include "api/link.h"
 #include "api/port_names.h"
 #include "api/records.h"
+#include "api/view.h"
 #include "cli/output.h"
 #include "cli/times.h"
 #include "client/switch_library.h"
@@ -58,6 +60,9 @@ class Session {
   const Options& options() const { return options_; }
   Daemon& daemon() { return daemon_; }
   const Output& output() const { return output_; }
+  // Prints the one that was asked for, with --json the document, and all of it now.
+  void print(const std::function<std::string()>& text,
+             const std::function<JsonPtr()>& document) const;
   // For a command that prints no JSON. Throws Failure, kExitUsage, where it was asked for.
   void refuseJson(const char* command) const;
 
@@ -68,6 +73,8 @@ class Session {
   // Asked anew.
   std::vector<SensorPort> freshSensors();
   std::vector<PoePort> poePorts() { return poePortsOf(sensors()); }
+  // Their units: those that have PoE ports.
+  std::set<int32_t> unitsWithPorts() { return unitsOf(sensors()); }
   // The ports that a person's words mean. Throws Failure as PortNames::parse does, and kExitNoSuch
   // for --unit without PoE ports.
   std::vector<PoePort> portsNamed(const std::vector<std::string>& words);
@@ -78,14 +85,14 @@ class Session {
 
   // The switch's time: its clock's local time as the daemon reads it, in zone(). Without the
   // library, this system's. Warns once where the switch's clock and TZ disagree.
-  int64_t now();
+  SwitchTime now();
   // The daemon's zone, by which schedules go: TZ.
   const Zone& zone() const { return zone_; }
   // The zone that times are shown in: that of --utc, else zone().
   const Zone& shownZone() const { return shownZone_; }
-  // For a heading or a last line: "times in the switch's zone (CET)", or with --utc "times in UTC,
-  // those of schedules in the switch's zone (CET)".
-  std::string zoneText();
+  // Of this moment. Its footer is for a heading or a last line: "times in the switch's zone (CET)",
+  // or with --utc "times in UTC, those of schedules in the switch's zone (CET)".
+  View view();
 
  private:
   SwitchLibrary* library();

@@ -61,13 +61,14 @@ std::string unreadableTime(const Schedule& schedule) {
          " is not a time of day: it never " + (isStartRead ? "ends" : "starts");
 }
 
-void checkTimes(const Schedule& schedule, const CheckGround& ground, ScheduleWarnings* warnings) {
+void checkTimes(const Schedule& schedule, const CheckInput& input, ScheduleWarnings* warnings) {
   const std::string time = unreadableTime(schedule);
   if (!time.empty()) {
     warnings->push_back(
         {"badTime", time, "to correct it: " + command(schedule, "--from HH:MM --to HH:MM")});
-  } else if (!nextFiring(schedule, ground.now, ground.zone)) {
-    warnings->push_back({"never", "never fires: " + whyNever(schedule, ground.now, ground.zone),
+  } else if (!nextFiring(schedule, input.view.now, input.view.zone)) {
+    warnings->push_back({"never",
+                         "never fires: " + whyNever(schedule, input.view.now, input.view.zone),
                          "to change it: " + command(schedule, "--help")});
   }
   for (const char* date : {schedule.startDate.c_str(), schedule.endDate.c_str()}) {
@@ -79,20 +80,13 @@ void checkTimes(const Schedule& schedule, const CheckGround& ground, ScheduleWar
   }
 }
 
-void checkPorts(const Schedule& schedule, const CheckGround& ground, ScheduleWarnings* warnings) {
+void checkPorts(const Schedule& schedule, const CheckInput& input, ScheduleWarnings* warnings) {
   std::vector<uint32_t> missing;
   std::vector<uint32_t> above;
-  bool isUnitThere = false;
-  for (const PoePort& port : ground.ports.value_or(std::vector<PoePort>())) {
-    isUnitThere = isUnitThere || port.unit == schedule.unit;
-  }
+  const auto& ports = input.ports;
+  const bool isUnitThere = ports && unitsOf(*ports).count(schedule.unit) > 0;
   for (const uint32_t ifNum : schedule.ifNums) {
-    const auto& ports = ground.ports;
-    const bool isThere =
-        !ports || std::any_of(ports->begin(), ports->end(), [&](const PoePort& port) {
-          return port.unit == schedule.unit && port.ifNum == ifNum;
-        });
-    if (!isThere) {
+    if (ports && findPort(*ports, PoePort{schedule.unit, ifNum}) == nullptr) {
       missing.push_back(ifNum);
     }
     if (ifNum > kMaxSwitchedIfNum) {
@@ -101,15 +95,17 @@ void checkPorts(const Schedule& schedule, const CheckGround& ground, ScheduleWar
   }
 
   const std::string unit = "unit " + std::to_string(schedule.unit);
-  if (ground.ports && !isUnitThere) {
+  if (ports && !isUnitThere) {
     warnings->push_back({"noUnit", unit + " has no PoE ports, or is not there", ""});
   } else if (!missing.empty()) {
-    warnings->push_back({"noPort", ground.names.ranges(missing) + ": no PoE port of " + unit, ""});
+    warnings->push_back(
+        {"noPort", input.view.names.ranges(missing) + ": no PoE port of " + unit, ""});
   }
   if (!above.empty()) {
     warnings->push_back(
         {"above128",
-         ground.names.ranges(above) + ": the daemon switches no port with an ifNum above 128", ""});
+         input.view.names.ranges(above) + ": the daemon switches no port with an ifNum above 128",
+         ""});
   }
 }
 
@@ -137,13 +133,13 @@ void checkLength(const Schedule& schedule, ScheduleWarnings* warnings) {
 
 // The days that may hold a window without its end: some weeks from the next firing, and the last of
 // its dates.
-std::vector<TickTime> daysToLookAt(const Schedule& schedule, const CheckGround& ground) {
+std::vector<TickTime> daysToLookAt(const Schedule& schedule, const CheckInput& input) {
   std::vector<TickTime> days;
-  const std::optional<Firing> next = nextFiring(schedule, ground.now, ground.zone);
+  const std::optional<Firing> next = nextFiring(schedule, input.view.now, input.view.zone);
   if (!next) {
     return days;
   }
-  const TickTime first = ground.zone.tickAt(next->at);
+  const TickTime first = input.view.zone.tickAt(next->at);
   for (int32_t i = 0; i < kDaysAhead; ++i) {
     days.push_back(dayAfter(first, i));
   }
@@ -168,11 +164,11 @@ bool isDisabledIn(const std::vector<Schedule>& all, const Schedule& schedule) {
 
 // Whether another schedule of the unit does then what the window's end would; to a disabled
 // schedule, which is looked at as if it were enabled, the others are, too.
-bool isEndedByAnother(const Schedule& schedule, int64_t at, const TickTime& day,
-                      const CheckGround& ground) {
+bool isEndedByAnother(const Schedule& schedule, SwitchTime at, const TickTime& day,
+                      const CheckInput& input) {
   const Act act = schedule.type == ScheduleType::powerOn ? Act::off : Act::on;
-  const bool isDisabled = isDisabledIn(ground.schedules, schedule);
-  for (const Schedule& each : ground.schedules) {
+  const bool isDisabled = isDisabledIn(input.schedules, schedule);
+  for (const Schedule& each : input.schedules) {
     const Schedule other = isDisabled ? enabledCopy(each) : each;
     const bool hasPorts =
         other.unit == schedule.unit && other.scheduleId != schedule.scheduleId &&
@@ -180,7 +176,7 @@ bool isEndedByAnother(const Schedule& schedule, int64_t at, const TickTime& day,
           return std::count(other.ifNums.begin(), other.ifNums.end(), ifNum) > 0;
         });
     for (const Firing& firing :
-         hasPorts ? firingsOn(other, day, ground.zone) : std::vector<Firing>()) {
+         hasPorts ? firingsOn(other, day, input.view.zone) : std::vector<Firing>()) {
       if (firing.at == at && firing.act == act) {
         return true;
       }
@@ -190,27 +186,27 @@ bool isEndedByAnother(const Schedule& schedule, int64_t at, const TickTime& day,
 }
 
 // The instant of the window's end on the day after; none where the clock skips it.
-std::optional<int64_t> endOn(const Schedule& schedule, TickTime day, const Zone& zone) {
+std::optional<SwitchTime> endOn(const Schedule& schedule, TickTime day, const Zone& zone) {
   const auto end = timeOfDay(schedule.endTime.c_str());
   day.hour = end->first;
   day.minute = end->second;
-  return zone.existingInstantOf(day);
+  const std::optional<int64_t> at = zone.existingInstantOf(day);
+  return at ? std::make_optional(SwitchTime(*at)) : std::nullopt;
 }
 
-std::string stayText(const Schedule& schedule, int64_t start, const CheckGround& ground) {
-  std::string text = "from " + nearText(start, ground.now, ground.shownZone) + " the ports stay " +
-                     windowState(schedule);
-  TickTime day = dayAfter(ground.zone.tickAt(start), 1);
+std::string stayText(const Schedule& schedule, SwitchTime start, const CheckInput& input) {
+  std::string text = "from " + input.view.near(start) + " the ports stay " + windowState(schedule);
+  TickTime day = dayAfter(input.view.zone.tickAt(start), 1);
   for (int32_t i = 0; i < kDaysAhead; ++i, day = dayAfter(day, 1)) {
-    if (const auto end = firstOf(firingsOn(schedule, day, ground.zone), true)) {
-      return text + " until " + nearText(end->at, ground.now, ground.shownZone);
+    if (const auto end = firstOf(firingsOn(schedule, day, input.view.zone), true)) {
+      return text + " until " + input.view.near(end->at);
     }
   }
   return text;
 }
 
-void warnOfMissingEnd(const Schedule& schedule, const TickTime& endDay, int64_t start,
-                      const CheckGround& ground, ScheduleWarnings* warnings) {
+void warnOfMissingEnd(const Schedule& schedule, const TickTime& endDay, SwitchTime start,
+                      const CheckInput& input, ScheduleWarnings* warnings) {
   Schedule undated = schedule;
   undated.startDate.assign(nullptr);
   undated.endDate.assign(nullptr);
@@ -220,28 +216,28 @@ void warnOfMissingEnd(const Schedule& schedule, const TickTime& endDay, int64_t 
   const std::string advice = whyNoTwin(schedule).empty()
                                  ? "to end it each morning: " + command(schedule, "--twin")
                                  : "to end it, too: quorin_poectl schedule add --help";
-  warnings->push_back({"noEnd", why + ": " + stayText(schedule, start, ground), advice});
+  warnings->push_back({"noEnd", why + ": " + stayText(schedule, start, input), advice});
 }
 
-void checkEnd(const Schedule& schedule, const CheckGround& ground, ScheduleWarnings* warnings) {
+void checkEnd(const Schedule& schedule, const CheckInput& input, ScheduleWarnings* warnings) {
   if (!isOverMidnight(schedule)) {
     return;
   }
-  for (const TickTime& day : daysToLookAt(schedule, ground)) {
-    const auto start = firstOf(firingsOn(schedule, day, ground.zone), false);
+  for (const TickTime& day : daysToLookAt(schedule, input)) {
+    const auto start = firstOf(firingsOn(schedule, day, input.view.zone), false);
     const TickTime endDay = dayAfter(day, 1);
-    const auto end = endOn(schedule, endDay, ground.zone);
-    if (!start || !end || firstOf(firingsOn(schedule, endDay, ground.zone), true) ||
-        isEndedByAnother(schedule, *end, endDay, ground)) {
+    const auto end = endOn(schedule, endDay, input.view.zone);
+    if (!start || !end || firstOf(firingsOn(schedule, endDay, input.view.zone), true) ||
+        isEndedByAnother(schedule, *end, endDay, input)) {
       continue;
     }
-    warnOfMissingEnd(schedule, endDay, start->at, ground, warnings);
+    warnOfMissingEnd(schedule, endDay, start->at, input, warnings);
     return;
   }
 }
 
 // The days of the coming year around whose night the clock goes forward.
-std::vector<TickTime> daysWithGap(const Zone& zone, int64_t now) {
+std::vector<TickTime> daysWithGap(const Zone& zone, SwitchTime now) {
   std::vector<TickTime> days;
   TickTime noon = dayAfter(zone.tickAt(now), -1);
   noon.hour = kMinPerDay / kMinPerHour / 2;
@@ -280,23 +276,23 @@ void checkGap(const Schedule& schedule, const Zone& zone, const std::vector<Tick
 }
 
 // A firing, and when the window that it begins ends.
-struct Planned : Firing {
-  int64_t end = 0;
+struct WindowFiring : Firing {
+  SwitchTime end;
 };
 
 // What a schedule does in the coming weeks, looked up once for the comparison with all others.
 struct Course {
   const Schedule* schedule = nullptr;
-  std::vector<Planned> firings;
+  std::vector<WindowFiring> firings;
 };
 
-std::vector<Course> coursesOf(const CheckGround& ground) {
-  const TickTime today = ground.zone.tickAt(ground.now);
-  return mapped(ground.schedules, [&](const Schedule& schedule) {
+std::vector<Course> coursesOf(const CheckInput& input) {
+  const TickTime today = input.view.zone.tickAt(input.view.now);
+  return mapped(input.schedules, [&](const Schedule& schedule) {
     Course course{&schedule, {}};
     for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
-      for (const Firing& each : firingsOn(schedule, dayAfter(today, i), ground.zone)) {
-        course.firings.push_back({each, windowEnd(schedule, each.at, ground.zone)});
+      for (const Firing& each : firingsOn(schedule, dayAfter(today, i), input.view.zone)) {
+        course.firings.push_back({each, windowEnd(schedule, each.at, input.view.zone)});
       }
     }
     return course;
@@ -320,7 +316,8 @@ bool isSettled(const Schedule& starting, const Firing& start, const Schedule& en
 }
 
 // Whether the first schedule's firing undoes what the second one's firing wants.
-bool undoes(const Course& first, const Planned& act, const Course& second, const Planned& wanted) {
+bool undoes(const Course& first, const WindowFiring& act, const Course& second,
+            const WindowFiring& wanted) {
   if (leavesOn(act) == leavesOn(wanted)) {
     return false;
   }
@@ -333,8 +330,8 @@ bool undoes(const Course& first, const Planned& act, const Course& second, const
 }
 
 // When the first one's firings, from now on, first undo what the other wants.
-std::optional<int64_t> firstUndoing(const Course& first, const Course& second, int64_t now) {
-  for (const Planned& act : first.firings) {
+std::optional<SwitchTime> firstUndoing(const Course& first, const Course& second, SwitchTime now) {
+  for (const WindowFiring& act : first.firings) {
     if (act.at < now) {
       continue;
     }
@@ -360,7 +357,7 @@ std::vector<uint32_t> sharedPorts(const Schedule& a, const Schedule& b) {
   return shared;
 }
 
-void checkFights(const Course& course, const std::vector<Course>& all, const CheckGround& ground,
+void checkFights(const Course& course, const std::vector<Course>& all, const CheckInput& input,
                  ScheduleWarnings* warnings) {
   for (const Course& other : all) {
     const bool isOther = &other != &course && other.schedule->unit == course.schedule->unit;
@@ -369,54 +366,54 @@ void checkFights(const Course& course, const std::vector<Course>& all, const Che
     if (shared.empty()) {
       continue;
     }
-    const std::optional<int64_t> one = firstUndoing(course, other, ground.now);
-    const std::optional<int64_t> two = firstUndoing(other, course, ground.now);
+    const std::optional<SwitchTime> one = firstUndoing(course, other, input.view.now);
+    const std::optional<SwitchTime> two = firstUndoing(other, course, input.view.now);
     if (!one && !two) {
       continue;
     }
-    const int64_t at = std::min(one.value_or(INT64_MAX), two.value_or(INT64_MAX));
-    warnings->push_back(
-        {"fight",
-         "fights with " + std::to_string(other.schedule->scheduleId) + " " +
-             inQuotes(other.schedule->name.c_str()) + " over " + ground.names.ranges(shared) +
-             ": at " + nearText(at, ground.now, ground.shownZone) + " one wants off, the other on",
-         ""});
+    const SwitchTime at = !two || (one && *one < *two) ? *one : *two;
+    warnings->push_back({"fight",
+                         "fights with " + std::to_string(other.schedule->scheduleId) + " " +
+                             inQuotes(other.schedule->name.c_str()) + " over " +
+                             input.view.names.ranges(shared) + ": at " + input.view.near(at) +
+                             " one wants off, the other on",
+                         ""});
   }
 }
 
 // The schedule's own zone, and the one that is shown, which may be the switch's where TZ is not.
-std::vector<Zone> zonesOf(const CheckGround& ground) {
-  return ground.zone.name() == ground.shownZone.name()
-             ? std::vector<Zone>{ground.zone}
-             : std::vector<Zone>{ground.zone, ground.shownZone};
+std::vector<Zone> zonesOf(const CheckInput& input) {
+  return input.view.zone.name() == input.view.shownZone.name()
+             ? std::vector<Zone>{input.view.zone}
+             : std::vector<Zone>{input.view.zone, input.view.shownZone};
 }
 
 }  // namespace
 
-std::vector<ScheduleWarnings> checkSchedules(const CheckGround& ground) {
+std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
   std::vector<ScheduleWarnings> all;
-  const std::vector<Course> courses = coursesOf(ground);
-  const std::vector<Zone> zones = zonesOf(ground);
+  const std::vector<Course> courses = coursesOf(input);
+  const std::vector<Zone> zones = zonesOf(input);
   const auto gapDays =
-      mapped(zones, [&ground](const Zone& zone) { return daysWithGap(zone, ground.now); });
+      mapped(zones, [&input](const Zone& zone) { return daysWithGap(zone, input.view.now); });
 
   for (const Course& course : courses) {
     const Schedule schedule = enabledCopy(*course.schedule);
     ScheduleWarnings warnings;
-    checkTimes(schedule, ground, &warnings);
-    checkPorts(schedule, ground, &warnings);
+    checkTimes(schedule, input, &warnings);
+    checkPorts(schedule, input, &warnings);
     checkLength(schedule, &warnings);
-    checkEnd(schedule, ground, &warnings);
+    checkEnd(schedule, input, &warnings);
     for (size_t i = 0; i < zones.size(); ++i) {
       checkGap(schedule, zones[i], gapDays[i], &warnings);
     }
-    checkFights(course, courses, ground, &warnings);
+    checkFights(course, courses, input, &warnings);
     all.push_back(std::move(warnings));
   }
   return all;
 }
 
-std::string whyUseless(const Schedule& schedule, int64_t now, const Zone& zone) {
+std::string whyUseless(const Schedule& schedule, SwitchTime now, const Zone& zone) {
   const Schedule enabled = enabledCopy(schedule);
   std::string time = unreadableTime(enabled);
   if (!time.empty()) {

@@ -7,19 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "api/records.h"
-#include "cli/times.h"
+#include "api/view.h"
 #include "forecast/twin.h"
 
-// What schedules are looked at with.
-struct CheckGround {
+struct CheckInput {
   // Of whole units: each is compared with the others of its unit.
   const std::vector<Schedule>& schedules;
   std::optional<std::vector<PoePort>> ports;  // none: not known, and nothing is said about them
-  const PortNames& names;
-  int64_t now = 0;
-  Zone zone;       // by which schedules go
-  Zone shownZone;  // in which instants are shown
+  const View& view;
 };
 
 struct ScheduleWarning {
@@ -33,10 +28,10 @@ using ScheduleWarnings = std::vector<ScheduleWarning>;
 
 // The warnings of each schedule, in their order. A disabled one is looked at as if it were enabled,
 // but fights with none.
-std::vector<ScheduleWarnings> checkSchedules(const CheckGround& ground);
+std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input);
 
 // Why the schedule, were it enabled, would never do what it says: never act, or never start or end
 // its window. Empty for one that does.
-std::string whyUseless(const Schedule& schedule, int64_t now, const Zone& zone);
+std::string whyUseless(const Schedule& schedule, SwitchTime now, const Zone& zone);
 
 #endif

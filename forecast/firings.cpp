@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "cli/mapped.h"
 #include "cli/text.h"
@@ -10,6 +11,10 @@
 namespace {
 
 constexpr int32_t kDaysPerYear = 366;
+constexpr int32_t kDaysAtFirst = 8;
+constexpr int32_t kMaxDays = kFiringYears * kDaysPerYear;
+constexpr int32_t kEndOfDayHour = 24;
+constexpr int64_t kMemorySec = int64_t{62} * 86400;
 
 // A day's minute that could be one of the schedule's.
 TickTime minuteOf(const TickTime& day, int32_t hour, int32_t minute) {
@@ -31,18 +36,18 @@ bool isAllDay(const Schedule& schedule) {
   return isWindowType(schedule.type) && schedule.allDay != 0;
 }
 
-std::vector<Firing> actsOf(const Schedule& schedule, const DueFirings& due, int64_t at) {
+std::vector<Firing> firingsOf(const Schedule& schedule, const DueFirings& due, SwitchTime at) {
   const Act start = schedule.type == ScheduleType::powerOn ? Act::on : Act::off;
   const Act end = start == Act::on ? Act::off : Act::on;
   std::vector<Firing> firings;
   if (due.windowStart || due.allDay) {
-    firings.push_back({at, start, false});
+    firings.push_back({at, start, false, &schedule});
   }
   if (due.windowEnd) {
-    firings.push_back({at, end, true});
+    firings.push_back({at, end, true, &schedule});
   }
   if (due.restart) {
-    firings.push_back({at, Act::restart, false});
+    firings.push_back({at, Act::restart, false, &schedule});
   }
   return firings;
 }
@@ -89,6 +94,16 @@ const char* actText(Act act) {
   return act == Act::off ? "off" : act == Act::on ? "on" : "restart";
 }
 
+bool actsOn(const Schedule& schedule, const PoePort& port) {
+  const std::vector<uint32_t>& ifNums = schedule.ifNums;
+  return schedule.unit == port.unit &&
+         std::find(ifNums.begin(), ifNums.end(), port.ifNum) != ifNums.end();
+}
+
+std::string actWithEnd(const Firing& firing) {
+  return std::string(actText(firing.act)) + (firing.isEnd ? " (end)" : "");
+}
+
 std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text) {
   TickTime tick;
   const bool isRead = sscanf(text, "%d:%d", &tick.hour, &tick.minute) == 2;
@@ -98,17 +113,18 @@ std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text) {
   return std::pair(tick.hour, tick.minute);
 }
 
-int64_t windowEnd(const Schedule& schedule, int64_t start, const Zone& zone) {
+SwitchTime windowEnd(const Schedule& schedule, SwitchTime start, const Zone& zone) {
   const TickTime day = zone.tickAt(start);
   if (isAllDay(schedule)) {
-    return zone.instantOf(dayAfter(day, 1));
+    return SwitchTime(zone.instantOf(dayAfter(day, 1)));
   }
   const auto end = timeOfDay(schedule.endTime.c_str());
   if (!end) {
     return start;
   }
   const bool isNextDay = *end < std::pair(day.hour, day.minute);
-  return zone.instantOf(minuteOf(dayAfter(day, isNextDay ? 1 : 0), end->first, end->second));
+  const TickTime last = minuteOf(dayAfter(day, isNextDay ? 1 : 0), end->first, end->second);
+  return SwitchTime(zone.instantOf(last));
 }
 
 std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, const Zone& zone) {
@@ -120,19 +136,19 @@ std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, con
     const DueFirings due = scheduleDue(schedule, minute);
     const std::optional<int64_t> at = due.any() ? zone.existingInstantOf(minute) : std::nullopt;
     if (at) {
-      const std::vector<Firing> acts = actsOf(schedule, due, *at);
-      firings.insert(firings.end(), acts.begin(), acts.end());
+      const std::vector<Firing> ofMinute = firingsOf(schedule, due, SwitchTime(*at));
+      firings.insert(firings.end(), ofMinute.begin(), ofMinute.end());
     }
   }
   return firings;
 }
 
-std::optional<Firing> nextFiring(const Schedule& schedule, int64_t after, const Zone& zone) {
+std::optional<Firing> nextFiring(const Schedule& schedule, SwitchTime after, const Zone& zone) {
   if (schedule.enabled == 0 || !hasReadableTime(schedule)) {
     return std::nullopt;
   }
   TickTime day = dayAfter(zone.tickAt(after), 0);
-  for (int32_t i = 0; i < kFiringYears * kDaysPerYear && !isOver(schedule, day); ++i) {
+  for (int32_t i = 0; i < kMaxDays && !isOver(schedule, day); ++i) {
     for (const Firing& firing : firingsOn(schedule, day, zone)) {
       if (firing.at > after) {
         return firing;
@@ -143,7 +159,53 @@ std::optional<Firing> nextFiring(const Schedule& schedule, int64_t after, const 
   return std::nullopt;
 }
 
-std::string whyNever(const Schedule& schedule, int64_t now, const Zone& zone) {
+std::vector<Firing> firingsWithin(const std::vector<Schedule>& schedules, SwitchTime after,
+                                  SwitchTime last, const Zone& zone) {
+  std::vector<Firing> all;
+  TickTime day = dayAfter(zone.tickAt(after), 0);
+  for (; zone.instantOf(day) <= last; day = dayAfter(day, 1)) {
+    for (const Schedule& schedule : schedules) {
+      for (const Firing& firing : firingsOn(schedule, day, zone)) {
+        if (firing.at > after && firing.at <= last) {
+          all.push_back(firing);
+        }
+      }
+    }
+  }
+  const auto isEarlier = [](const Firing& a, const Firing& b) { return a.at < b.at; };
+  std::stable_sort(all.begin(), all.end(), isEarlier);
+  return all;
+}
+
+std::vector<Firing> pastFirings(const std::vector<Schedule>& schedules, SwitchTime now,
+                                const Zone& zone) {
+  return firingsWithin(schedules, SwitchTime(now - kMemorySec), now, zone);
+}
+
+// Most want those of the next days; few schedules act once in years.
+std::vector<Firing> nextFirings(const std::vector<Schedule>& schedules, SwitchTime after,
+                                size_t count, const Zone& zone) {
+  std::vector<Firing> all;
+  for (int32_t days = kDaysAtFirst; all.size() < count; days *= 4) {
+    TickTime end = dayAfter(zone.tickAt(after), std::min(days, kMaxDays));
+    end.hour = kEndOfDayHour;
+    all = firingsWithin(schedules, after, SwitchTime(zone.instantOf(end) - 1), zone);
+    if (days >= kMaxDays) {
+      break;
+    }
+  }
+  all.resize(std::min(all.size(), count));
+  return all;
+}
+
+std::vector<Firing> courseOf(const PoePort& port, const std::vector<Firing>& firings) {
+  std::vector<Firing> course;
+  std::copy_if(firings.begin(), firings.end(), std::back_inserter(course),
+               [&port](const Firing& firing) { return actsOn(*firing.schedule, port); });
+  return course;
+}
+
+std::string whyNever(const Schedule& schedule, SwitchTime now, const Zone& zone) {
   if (schedule.enabled == 0) {
     return "disabled";
   }
@@ -166,7 +228,7 @@ std::string whyNever(const Schedule& schedule, int64_t now, const Zone& zone) {
   return "no day of its dates is one of its days";
 }
 
-bool isAllDayDue(const Schedule& schedule, int64_t now, const Zone& zone) {
+bool isAllDayDue(const Schedule& schedule, SwitchTime now, const Zone& zone) {
   return isAllDay(schedule) && !firingsOn(schedule, zone.tickAt(now), zone).empty();
 }
 

@@ -11,15 +11,22 @@
 #include "api/records.h"
 #include "cli/times.h"
 
+// What is done to a port.
 enum class Act { off, on, restart };
 const char* actText(Act act);
 
-// What a schedule does in one minute.
+// That a schedule acts in a minute.
 struct Firing {
-  int64_t at = 0;  // the instant at which the minute begins
+  SwitchTime at;  // at which the minute begins
   Act act = Act::off;
-  bool isEnd = false;  // a window's end
+  bool isEnd = false;                  // a window's end
+  const Schedule* schedule = nullptr;  // one of those that were asked for
 };
+
+bool actsOn(const Schedule& schedule, const PoePort& port);
+
+// "off"; "on (end)" for the end of a window.
+std::string actWithEnd(const Firing& firing);
 
 // The hour and minute that the daemon reads out of a time ("7:5" is 07:05); none for what it never
 // fires at, such as "25:00" and "".
@@ -27,7 +34,7 @@ std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text);
 
 // When the window that began at the instant ends, whether the schedule fires on that day or not; of
 // an all-day schedule the end of the day, and the instant itself where no end can be read.
-int64_t windowEnd(const Schedule& schedule, int64_t start, const Zone& zone);
+SwitchTime windowEnd(const Schedule& schedule, SwitchTime start, const Zone& zone);
 
 // What the schedule does on the local day of the tick, whatever its time, in order; of a start and
 // an end in one minute the start comes first. Times that the zone skips on that day are left out,
@@ -35,15 +42,30 @@ int64_t windowEnd(const Schedule& schedule, int64_t start, const Zone& zone);
 std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, const Zone& zone);
 
 // The first firing in a minute that begins after the instant; none within kFiringYears.
-std::optional<Firing> nextFiring(const Schedule& schedule, int64_t after, const Zone& zone);
+std::optional<Firing> nextFiring(const Schedule& schedule, SwitchTime after, const Zone& zone);
 constexpr int32_t kFiringYears = 9;  // 29 February may be eight years away
+
+// All firings in minutes that begin after one instant and not after another, in the order in which
+// the daemon carries them out: by time, then schedule by schedule.
+std::vector<Firing> firingsWithin(const std::vector<Schedule>& schedules, SwitchTime after,
+                                  SwitchTime last, const Zone& zone);
+// Those up to now, from so far back that each schedule's last one is among them: the day of a month
+// comes within 62 days.
+std::vector<Firing> pastFirings(const std::vector<Schedule>& schedules, SwitchTime now,
+                                const Zone& zone);
+// The first so many after the instant; fewer when no more come within kFiringYears.
+std::vector<Firing> nextFirings(const std::vector<Schedule>& schedules, SwitchTime after,
+                                size_t count, const Zone& zone);
+
+// What schedules make of one port over time: those of the firings that act on it, in their order.
+std::vector<Firing> courseOf(const PoePort& port, const std::vector<Firing>& firings);
 
 // Whether an all-day schedule applies on the day of the instant. The daemon then carries it out
 // within a minute unless it has on that day, whatever the time; its firing counts as that of 00:00.
-bool isAllDayDue(const Schedule& schedule, int64_t now, const Zone& zone);
+bool isAllDayDue(const Schedule& schedule, SwitchTime now, const Zone& zone);
 
 // Why a schedule without next firing has none: "disabled", "its dates ended on 2025-12-31".
-std::string whyNever(const Schedule& schedule, int64_t now, const Zone& zone);
+std::string whyNever(const Schedule& schedule, SwitchTime now, const Zone& zone);
 
 // The local day that is so many days after the tick's, at 00:00, with its weekday.
 TickTime dayAfter(const TickTime& day, int32_t days);

@@ -6,8 +6,8 @@
 namespace {
 
 // An all-day schedule that is due already is carried out at once.
-std::vector<Upcoming> firingsOf(const Rehearsal& rehearsal, const Zone& zone) {
-  std::vector<Upcoming> all;
+std::vector<Firing> firingsOf(const Rehearsal& rehearsal, const Zone& zone) {
+  std::vector<Firing> all;
   for (const Schedule& schedule : rehearsal.schedules) {
     if (!isAllDayDue(schedule, rehearsal.from, zone)) {
       continue;
@@ -15,78 +15,77 @@ std::vector<Upcoming> firingsOf(const Rehearsal& rehearsal, const Zone& zone) {
     Firing firing = firingsOn(schedule, zone.tickAt(rehearsal.from), zone).front();
     if (firing.at < rehearsal.from) {
       firing.at = rehearsal.from;
-      all.push_back({firing, &schedule});
+      all.push_back(firing);
     }
   }
-  const std::vector<Upcoming> later =
-      firingsWithin(rehearsal.schedules, rehearsal.from - 1, rehearsal.until - 1, zone);
+  const std::vector<Firing> later = firingsWithin(
+      rehearsal.schedules, SwitchTime(rehearsal.from - 1), SwitchTime(rehearsal.until - 1), zone);
   all.insert(all.end(), later.begin(), later.end());
   return all;
 }
 
 // Only what brings power back is done port by port with pauses.
-void foretellFiring(const Upcoming& upcoming, std::vector<Foretold>* all) {
-  const Schedule& schedule = *upcoming.schedule;
-  const Firing& firing = upcoming.firing;
+void planFiring(const Firing& firing, std::vector<PlannedAct>* all) {
+  const Schedule& schedule = *firing.schedule;
   const bool isPaced = schedule.executionMode == EXECUTION_SEQUENTIAL;
   int64_t pauses = 0;
   for (const uint32_t ifNum : schedule.ifNums) {
-    const Port port{schedule.unit, ifNum};
+    const PoePort port{schedule.unit, ifNum};
     const int64_t pausesSec = pauses * schedule.interPortDelaySec;
     if (firing.act == Act::off) {
-      all->push_back({firing.at, port, Act::off, firing, &schedule});
+      all->push_back({firing.at, port, Act::off, firing});
     } else if (firing.act == Act::restart && schedule.offTimeSec > 0) {
-      const int64_t back = firing.at + schedule.offTimeSec + pausesSec;
-      all->push_back({firing.at, port, Act::off, firing, &schedule});
-      all->push_back({back, port, Act::on, firing, &schedule, true, pauses});
+      const SwitchTime back(firing.at + schedule.offTimeSec + pausesSec);
+      all->push_back({firing.at, port, Act::off, firing});
+      all->push_back({back, port, Act::on, firing, true, pauses});
     } else {
-      all->push_back({firing.at + pausesSec, port, firing.act, firing, &schedule});
+      all->push_back({SwitchTime(firing.at + pausesSec), port, firing.act, firing});
     }
     pauses += isPaced ? 1 : 0;
   }
 }
 
-void foretellBoot(const BootDelay& delay, const Rehearsal& rehearsal, std::vector<Foretold>* all) {
-  const Firing firing{rehearsal.from, Act::restart, false};
+void planBootDelay(const BootDelay& delay, const Rehearsal& rehearsal,
+                   std::vector<PlannedAct>* all) {
+  const Firing firing{rehearsal.from, Act::restart, false, nullptr};
   int64_t pauses = 0;
   for (const SensorPort& sensor : rehearsal.before) {
     if (sensor.unit != delay.unit || delay.delaySec <= 0 || !sensor.isOn()) {
       continue;
     }
-    const Port port{sensor.unit, sensor.ifNum};
-    all->push_back({rehearsal.from, port, Act::off, firing, nullptr});
-    const int64_t back = rehearsal.from + delay.delaySec + pauses * delay.interPortDelaySec;
-    all->push_back({back, port, Act::on, firing, nullptr, true, pauses});
+    all->push_back({rehearsal.from, sensor, Act::off, firing});
+    const SwitchTime back(rehearsal.from + delay.delaySec + pauses * delay.interPortDelaySec);
+    all->push_back({back, sensor, Act::on, firing, true, pauses});
     pauses += delay.sequential ? 1 : 0;
   }
 }
 
 }  // namespace
 
-std::vector<Foretold> foretoldBy(const Rehearsal& rehearsal, const Zone& zone) {
-  std::vector<Foretold> all;
+std::vector<PlannedAct> plannedActs(const Rehearsal& rehearsal, const Zone& zone) {
+  std::vector<PlannedAct> all;
   for (const BootDelay& delay : rehearsal.bootDelays) {
-    foretellBoot(delay, rehearsal, &all);
+    planBootDelay(delay, rehearsal, &all);
   }
-  for (const Upcoming& each : firingsOf(rehearsal, zone)) {
-    foretellFiring(each, &all);
+  for (const Firing& each : firingsOf(rehearsal, zone)) {
+    planFiring(each, &all);
   }
   return all;
 }
 
-std::vector<const Foretold*> matched(const std::vector<PortAct>& acts,
-                                     std::vector<Foretold>* foretold) {
-  std::map<std::pair<Port, Act>, std::vector<Foretold*>> open;
-  for (Foretold& each : *foretold) {
+std::vector<const PlannedAct*> matched(const std::vector<JournalAct>& acts,
+                                       std::vector<PlannedAct>* planned) {
+  std::map<std::pair<PoePort, Act>, std::vector<PlannedAct*>> open;
+  for (PlannedAct& each : *planned) {
     open[{each.port, each.act}].push_back(&each);
   }
-  std::vector<const Foretold*> causes;
-  for (const PortAct& act : acts) {
-    const auto farness = [&act](const Foretold& each) {
-      return std::pair(each.isTold, std::abs(act.at - each.at));
+  std::vector<const PlannedAct*> causes;
+  for (const JournalAct& act : acts) {
+    const auto farness = [&act](const PlannedAct& each) {
+      return std::pair(each.isReported, std::abs(act.at - each.at));
     };
-    Foretold* nearest = nullptr;
-    for (Foretold* each : open[{Port(act.unit, act.ifNum), act.act}]) {
+    PlannedAct* nearest = nullptr;
+    for (PlannedAct* each : open[{act.port, act.act}]) {
       const bool isNearer = nearest == nullptr || farness(*each) < farness(*nearest);
       const bool canBe = !each->isMet && std::abs(act.at - each->at) <= kMaxLateSec;
       nearest = canBe && isNearer ? each : nearest;

@@ -4,12 +4,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <tuple>
 
-#include "base/json.h"
+#include "cli/json.h"
+#include "forecast/mode_walk.h"
 #include "forecast/planned_acts.h"
-#include "forecast/port_course.h"
 #include "forecast/twin.h"
 #include "rules/run_words.h"
 
@@ -23,18 +21,19 @@ class Findings {
  public:
   explicit Findings(FindingKind kind) : kind_(kind) {}
 
-  void add(const Port& port, Finding finding) {
+  void add(const PoePort& port, Finding finding) {
     finding.kind = kind_;
-    finding.unit = port.first;
+    finding.unit = port.unit;
     const auto isSame = [&finding](const Finding& other) {
       return other.unit == finding.unit && minuteOf(other.from) == minuteOf(finding.from) &&
              other.until.has_value() == finding.until.has_value() &&
-             minuteOf(other.until.value_or(0)) == minuteOf(finding.until.value_or(0)) &&
+             minuteOf(other.until.value_or(SwitchTime())) ==
+                 minuteOf(finding.until.value_or(SwitchTime())) &&
              isAlike(other, finding);
     };
     const auto same = std::find_if(all_.begin(), all_.end(), isSame);
     Finding& place = same != all_.end() ? *same : all_.emplace_back(finding);
-    place.ifNums.push_back(port.second);
+    place.ifNums.push_back(port.ifNum);
   }
 
   void appendTo(std::vector<Finding>* findings) {
@@ -69,10 +68,8 @@ bool isNoticed(const DarkStretch& stretch, const std::vector<Schedule>& schedule
   if (!stretch.wasSo || stretch.until) {
     return true;
   }
-  SensorPort port;
-  std::tie(port.unit, port.ifNum) = stretch.port;
-  return std::any_of(schedules.begin(), schedules.end(), [&port](const Schedule& schedule) {
-    return schedule.enabled != 0 && actsOn(schedule, port);
+  return std::any_of(schedules.begin(), schedules.end(), [&stretch](const Schedule& schedule) {
+    return schedule.enabled != 0 && actsOn(schedule, stretch.port);
   });
 }
 
@@ -94,11 +91,11 @@ Findings darkFindings(const Rehearsal& rehearsal, const ModeWalk& walk) {
 }
 
 // The schedule whose doing the port's last change was.
-const Schedule* lastChangedBy(const Port& port, const std::vector<PortChange>& changes) {
+const Schedule* lastChangedBy(const PoePort& port, const std::vector<PortChange>& changes) {
   const auto has = [&port](const PortChange& change) {
     const auto& ifNums = change.ifNums;
-    return change.unit == port.first &&
-           std::find(ifNums.begin(), ifNums.end(), port.second) != ifNums.end();
+    return change.unit == port.unit &&
+           std::find(ifNums.begin(), ifNums.end(), port.ifNum) != ifNums.end();
   };
   const auto last = std::find_if(changes.rbegin(), changes.rend(), has);
   return last != changes.rend() ? last->schedule : nullptr;
@@ -108,15 +105,14 @@ Findings endFindings(const Rehearsal& rehearsal, const ModeWalk& walk) {
   Findings findings(FindingKind::otherEnd);
   const std::vector<PortChange>& changes = walk.changes();
   for (const SensorPort& before : rehearsal.before) {
-    const Port port{before.unit, before.ifNum};
-    if (walk.isOnInTheEnd(port) == before.isOn()) {
+    if (walk.isOnInTheEnd(before) == before.isOn()) {
       continue;
     }
     Finding finding;
     finding.from = rehearsal.until;
     finding.act = before.isOn() ? Act::off : Act::on;
-    finding.schedule = lastChangedBy(port, changes);
-    findings.add(port, finding);
+    finding.schedule = lastChangedBy(before, changes);
+    findings.add(before, finding);
   }
   return findings;
 }
@@ -129,7 +125,7 @@ bool isEndedByTwin(const Run& run, const std::vector<Schedule>& schedules) {
 }
 
 bool wentWrong(const RunPort& port) {
-  return port.status == "failed" || port.status == "skipped";
+  return port.status == PortStatus::failed || port.status == PortStatus::skipped;
 }
 
 Findings runFindings(const Rehearsal& rehearsal) {
@@ -144,10 +140,10 @@ Findings runFindings(const Rehearsal& rehearsal) {
         continue;
       }
       Finding finding;
-      finding.from = run.startedAt.value_or(0);
+      finding.from = SwitchTime(run.startedAt.value_or(SystemTime()));  // a lab has one clock
       finding.schedule = scheduleOf(run, rehearsal.schedules);
       finding.detail = isWhole                     ? run.errorMessage
-                       : port.errorMessage.empty() ? port.status
+                       : port.errorMessage.empty() ? port.status.text
                                                    : port.errorMessage;
       findings.add({run.unit, port.ifNum}, finding);
     }
@@ -174,44 +170,43 @@ Findings undoneFindings(const Rehearsal& rehearsal, const ModeWalk& walk) {
 }
 
 // Whether a run tells already that this was not done.
-bool isToldByRun(const Foretold& foretold, const std::vector<Run>& runs) {
-  const auto isNear = [&foretold](std::optional<int64_t> at) {
-    return at && std::abs(*at - foretold.at) <= kMaxLateSec;
+bool isReportedByRun(const PlannedAct& planned, const std::vector<Run>& runs) {
+  const auto isNear = [&planned](std::optional<SystemTime> at) {
+    return at && std::abs(int64_t{*at} - int64_t{planned.at}) <= kMaxLateSec;
   };
   return std::any_of(runs.begin(), runs.end(), [&](const Run& run) {
-    const bool isOfSchedule = foretold.schedule != nullptr && run.unit == foretold.schedule->unit &&
-                              run.scheduleId == foretold.schedule->scheduleId;
-    return isOfSchedule && (isNear(run.startedAt) || isNear(run.completedAt)) &&
-           std::any_of(run.ports.begin(), run.ports.end(), [&foretold](const RunPort& port) {
-             return port.ifNum == foretold.port.second && wentWrong(port);
-           });
+    const Schedule* schedule = planned.schedule();
+    const RunPort* port = run.port(planned.port.ifNum);
+    return schedule != nullptr && run.unit == schedule->unit &&
+           run.scheduleId == schedule->scheduleId && port != nullptr && wentWrong(*port) &&
+           (isNear(run.startedAt) || isNear(run.completedAt));
   });
 }
 
-Findings notDoneFindings(const Rehearsal& rehearsal, const std::vector<Foretold>& foretold) {
+Findings notDoneFindings(const Rehearsal& rehearsal, const std::vector<PlannedAct>& planned) {
   Findings findings(FindingKind::notDone);
-  for (const Foretold& each : foretold) {
-    if (each.isMet || each.isTold || each.at >= rehearsal.until) {
+  for (const PlannedAct& each : planned) {
+    if (each.isMet || each.isReported || each.at >= rehearsal.until) {
       continue;
     }
     Finding finding;
     finding.from = each.at;
     finding.act = each.act;
-    finding.schedule = each.schedule;
+    finding.schedule = each.schedule();
     findings.add(each.port, finding);
   }
   return findings;
 }
 
 // A lab may come a moment too far.
-bool isTooLate(const PortAct& act, const Foretold* cause, const Rehearsal& rehearsal) {
+bool isTooLate(const JournalAct& act, const PlannedAct* cause, const Rehearsal& rehearsal) {
   return act.at >= rehearsal.until && (cause == nullptr || !cause->isSecondHalf);
 }
 
-Findings notForetoldFindings(const Rehearsal& rehearsal,
-                             const std::vector<const Foretold*>& causes) {
-  Findings findings(FindingKind::notForetold);
-  const std::vector<PortAct>& acts = rehearsal.acts;
+Findings unplannedFindings(const Rehearsal& rehearsal,
+                           const std::vector<const PlannedAct*>& causes) {
+  Findings findings(FindingKind::unplanned);
+  const std::vector<JournalAct>& acts = rehearsal.acts;
   for (size_t i = 0; i < acts.size(); ++i) {
     if (causes[i] != nullptr || isTooLate(acts[i], nullptr, rehearsal)) {
       continue;
@@ -219,25 +214,23 @@ Findings notForetoldFindings(const Rehearsal& rehearsal,
     Finding finding;
     finding.from = acts[i].at;
     finding.act = acts[i].act;
-    findings.add({acts[i].unit, acts[i].ifNum}, finding);
+    findings.add(acts[i].port, finding);
   }
   return findings;
 }
 
 // Whether the run has switched the port off and is going to switch it on.
 bool holdsBack(const Run& run, const SensorPort& sensor) {
-  const auto waits = [&sensor](const RunPort& port) {
-    return port.ifNum == sensor.ifNum && port.status == "pending";
-  };
-  return run.switchesBack() && run.isOpen() && run.unit == sensor.unit &&
-         std::any_of(run.ports.begin(), run.ports.end(), waits);
+  const RunPort* port = run.unit == sensor.unit ? run.port(sensor.ifNum) : nullptr;
+  return run.switchesBack() && run.isOpen() && port != nullptr &&
+         port->status == PortStatus::pending;
 }
 
-PortAct readAct(const cJSON* entry) {
-  PortAct act;
-  act.at = jsonInt64Member(entry, "timeMs", 0) / kMsPerSec;
-  act.unit = jsonInt32Member(entry, "unit", 0);
-  act.ifNum = static_cast<uint32_t>(jsonInt32Member(entry, "ifNum", 0));
+JournalAct readAct(const cJSON* entry) {
+  JournalAct act;
+  act.at = SwitchTime(jsonInt64Member(entry, "timeMs", 0) / kMsPerSec);
+  act.port = {jsonInt32Member(entry, "unit", 0),
+              static_cast<uint32_t>(jsonInt32Member(entry, "ifNum", 0))};
   act.act = jsonInt32Member(entry, "value", 0) != 0 ? Act::on : Act::off;
   act.isRefused = jsonInt32Member(entry, "result", 0) != 0;
   return act;
@@ -246,28 +239,27 @@ PortAct readAct(const cJSON* entry) {
 }  // namespace
 
 std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
-                                   const std::vector<Upcoming>& firings) {
+                                   const std::vector<Firing>& firings) {
   for (SensorPort& port : ports) {
     const auto holdsPort = [&port](const Run& run) { return holdsBack(run, port); };
     if (std::any_of(openRuns.begin(), openRuns.end(), holdsPort)) {
-      port.adminMode = kAdminOn;
+      port.adminMode = "enable";
     }
-    for (const auto& [firing, schedule] : firings) {
-      if (firing.act != Act::restart && actsOn(*schedule, port)) {
-        port.adminMode = firing.act == Act::on ? kAdminOn : kAdminOff;
+    for (const Firing& firing : courseOf(port, firings)) {
+      if (firing.act != Act::restart) {
+        port.adminMode = firing.act == Act::on ? "enable" : "disable";
       }
     }
   }
   return ports;
 }
 
-std::vector<PortAct> readActs(const cJSON* journal, int64_t* last) {
-  std::vector<PortAct> acts;
+std::vector<JournalAct> readJournal(const cJSON* journal, int64_t* last) {
+  std::vector<JournalAct> acts;
   const cJSON* entry = nullptr;
   cJSON_ArrayForEach(entry, jsonMember(journal, "entries")) {
-    const char* operation = jsonTextMember(entry, "op");
     acts.push_back(readAct(entry));
-    if (operation != nullptr && strcmp(operation, "openapiPoePsePortReset") == 0) {
+    if (textIn(entry, "op") == "openapiPoePsePortReset") {
       acts.back().act = Act::restart;
     }
     *last = std::max(*last, jsonInt64Member(entry, "seq", 0));
@@ -275,12 +267,12 @@ std::vector<PortAct> readActs(const cJSON* journal, int64_t* last) {
   return acts;
 }
 
-Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
-  std::vector<Foretold> foretold = foretoldBy(rehearsal, zone);
-  for (Foretold& each : foretold) {
-    each.isTold = isToldByRun(each, rehearsal.runs);
+RehearsalReport judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
+  std::vector<PlannedAct> planned = plannedActs(rehearsal, zone);
+  for (PlannedAct& each : planned) {
+    each.isReported = isReportedByRun(each, rehearsal.runs);
   }
-  const std::vector<const Foretold*> causes = matched(rehearsal.acts, &foretold);
+  const std::vector<const PlannedAct*> causes = matched(rehearsal.acts, &planned);
   ModeWalk walk(rehearsal, zone);
   for (size_t i = 0; i < rehearsal.acts.size(); ++i) {
     if (!isTooLate(rehearsal.acts[i], causes[i], rehearsal)) {
@@ -288,12 +280,12 @@ Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {
     }
   }
 
-  Rehearsed rehearsed{walk.changes(), {}};
-  darkFindings(rehearsal, walk).appendTo(&rehearsed.findings);
-  endFindings(rehearsal, walk).appendTo(&rehearsed.findings);
-  runFindings(rehearsal).appendTo(&rehearsed.findings);
-  undoneFindings(rehearsal, walk).appendTo(&rehearsed.findings);
-  notDoneFindings(rehearsal, foretold).appendTo(&rehearsed.findings);
-  notForetoldFindings(rehearsal, causes).appendTo(&rehearsed.findings);
-  return rehearsed;
+  RehearsalReport report{walk.changes(), {}};
+  darkFindings(rehearsal, walk).appendTo(&report.findings);
+  endFindings(rehearsal, walk).appendTo(&report.findings);
+  runFindings(rehearsal).appendTo(&report.findings);
+  undoneFindings(rehearsal, walk).appendTo(&report.findings);
+  notDoneFindings(rehearsal, planned).appendTo(&report.findings);
+  unplannedFindings(rehearsal, causes).appendTo(&report.findings);
+  return report;
 }

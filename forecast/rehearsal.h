@@ -10,40 +10,40 @@
 #include <vector>
 
 #include "api/records.h"
-#include "forecast/upcoming.h"
+#include "forecast/firings.h"
 
 // The ports, with their adminModes, as they are when what goes on has ended: restarts, resets and
 // boot delays, which switch ports on again, and then the firings, which are in their order.
 std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
-                                   const std::vector<Upcoming>& firings);
+                                   const std::vector<Firing>& firings);
 
 // One act on a port, as the switch noted it.
-struct PortAct {
-  int64_t at = 0;  // an instant
-  int32_t unit = 0;
-  uint32_t ifNum = 0;
+struct JournalAct {
+  SwitchTime at;
+  PoePort port;
   Act act = Act::off;  // restart: the switch's own port reset, which leaves a port off that is off
   bool isRefused = false;
 };
 
 // Those of the switch's journal (`switchsim journal --json`), oldest first. *last becomes the
 // number of the newest entry, and stays as it is where there is none.
-std::vector<PortAct> readActs(const cJSON* journal, int64_t* last);
+std::vector<JournalAct> readJournal(const cJSON* journal, int64_t* last);
 
 struct Rehearsal {
-  int64_t from = 0;   // the first minute in which schedules may act, and where there are boot
-                      // delays, the start of the switch
-  int64_t until = 0;  // the end of the last minute
+  SwitchTime from;   // the first minute in which schedules may act, and where there are boot
+                     // delays, the start of the switch
+  SwitchTime until;  // the end of the last minute
   std::vector<Schedule> schedules;
   std::vector<BootDelay> bootDelays;  // those that hold ports back at the beginning
   std::vector<SensorPort> before;     // as they are when it begins
-  std::vector<PortAct> acts;  // oldest first; those after the end count as far as they end restarts
-  std::vector<Run> runs;      // those that are not a plain success, with their ports
+  std::vector<JournalAct>
+      acts;               // oldest first; those after the end count as far as they end restarts
+  std::vector<Run> runs;  // those that are not a plain success, with their ports
 };
 
 // Ports that changed in one minute by one doing.
 struct PortChange {
-  int64_t at = 0;
+  SwitchTime at;
   Act act = Act::off;
   bool isEnd = false;  // of a window
   int32_t unit = 0;
@@ -54,19 +54,19 @@ struct PortChange {
 };
 
 enum class FindingKind {
-  dark,         // off for longer than kLongDarkSec
-  otherEnd,     // in another mode in the end than in the beginning
-  run,          // failed, or skipped ports
-  undone,       // what a window wants, by another before the window's end
-  notDone,      // foretold, and nothing was done
-  notForetold,  // done, and no schedule says so
+  dark,       // off for longer than kLongDarkSec
+  otherEnd,   // in another mode in the end than in the beginning
+  run,        // failed, or skipped ports
+  undone,     // what a window wants, by another before the window's end
+  notDone,    // foretold, and nothing was done
+  unplanned,  // done, and no schedule says so
 };
 constexpr int64_t kLongDarkSec = int64_t{24} * 3600;
 
 struct Finding {
   FindingKind kind = FindingKind::dark;
-  int64_t from = 0;              // of a run its start
-  std::optional<int64_t> until;  // of a dark stretch that has an end; undone: the window's end
+  SwitchTime from;                  // of a run its start
+  std::optional<SwitchTime> until;  // of a dark stretch that has an end; undone: the window's end
   int32_t unit = 0;
   std::vector<uint32_t> ifNums;
   const Schedule* schedule = nullptr;  // whose doing; null: nobody's that is known
@@ -77,12 +77,12 @@ struct Finding {
   size_t times = 1;                    // how often; from and until are those of the first
 };
 
-struct Rehearsed {
+struct RehearsalReport {
   std::vector<PortChange> changes;  // by time
   std::vector<Finding> findings;    // by kind, then by time
 };
 
 // zone is that by which the schedules go. What comes back points into the rehearsal.
-Rehearsed judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone);
+RehearsalReport judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone);
 
 #endif

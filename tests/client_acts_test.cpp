@@ -18,7 +18,7 @@ static std::string lineAfter(const std::string& samples) {
   for (const std::string& sample : splitAt(samples, '|')) {
     const std::vector<std::string> word = splitAt(sample + ",,,", ',');
     const char* mode = word[1] == "disable" ? "disable" : "enable";
-    const SensorPort port{1, 1, 12900, 0, 0, 0, mode, word[1], "", "", 30000};
+    const SensorPort port{{1, 1}, 12900, 0, 0, 0, mode, word[1], "", "", 30000};
     const int64_t ms = std::stoll(word[0]) * 1000;
     watch = watch ? watch : PortWatch(port, ms, 9000);
     watch->feed(ms, word[4].empty(), {1, word[2], word[3]}, port);
@@ -31,14 +31,17 @@ static std::string whyAtThree(const std::string& row) {
   const std::vector<std::string> word = splitAt(row + ",,", ',');
   Run run = readRun(jsonParse(R"({"unit":1,"scheduleId":3,"scheduleName":"night"})").get());
   run.scheduleType = word[0];
-  run.startedAt = kTen + std::stoll(word[1]) * 3600;
-  run.completedAt = kTen + std::stoll(word[2]) * 3600;
+  run.startedAt = SystemTime(kTen + std::stoll(word[1]) * 3600);
+  run.completedAt = SystemTime(kTen + std::stoll(word[2]) * 3600);
   run.errorMessage = word[5];
   run.ports = {{1, word[3], word[4]}};
-  WhyQuestion asked{{1, 1}, "p", "p", kTen + 5 * 3600, kTen + 50 * 3600, {}, {}};
-  asked.timeline =
-      portTimeline({1, 1}, {run}, readSchedules(jsonParse(kAll).get(), 1), asked.now, Zone("UTC"));
-  return whyText(asked, Zone("UTC"), {});
+  const PortNames names({}, {{1, "p", ""}});
+  const Zone utc("UTC");
+  const View view{names, {}, SystemTime(kTen + 50 * 3600), utc, utc, "", {}};
+  WhyQuestion asked{{1, 1}, SystemTime(kTen + 5 * 3600), {}, {}};
+  asked.timeline = portTimeline({1, 1}, {run}, readSchedules(jsonParse(kAll).get(), 1),
+                                view.systemNow, view.zone);
+  return whyText(asked, view);
 }
 
 TEST(ClientActs, resetAndWhyTellWhatPortsWentThrough) {

@@ -49,8 +49,9 @@ clockChange|A restart 02:30
 badTime badDate noPort above128|A power_off 22:00 25:00 "ifNums":[200],"endDate":"soon",
 shortWindow|A power_off 8:0 8:1 "executionMode":"sequential","interPortDelaySec":61,)")) {
     const Zone zone("Europe/Berlin");
-    const auto warnings = checkSchedules(
-        {schedulesOf(row[1]), {{{1, 1}, {1, 2}}}, PortNames({}, {}), 1772543232, zone, zone});
+    const PortNames names({}, {});
+    const View view{names, SwitchTime(1772543232), {}, zone, zone, "", {}};
+    const auto warnings = checkSchedules({schedulesOf(row[1]), {{{1, 1}, {1, 2}}}, view});
     const auto kind = [](const ScheduleWarning& each) { return std::string(each.kind); };
     EXPECT_EQ(joined(mapped(warnings[0], kind), " "), row[0]) << row[1];
   }
@@ -77,16 +78,16 @@ A power_off 08:00 18:00 "allDay":true,;B restart 12:00|-00 -12 +12|3 on 12
 A power_off 08:00 18:00;B restart 10:00;C power_off 12:00 20:00|-08 -10 +10 -12 +20|3 on 10;4 on 18)")) {
     SensorPort port;
     std::tie(port.unit, port.ifNum, port.adminMode) = std::tuple(1, 1, "enable");
-    Rehearsal rehearsal{0, 86400, schedulesOf(row[0]), {}, {port}, {}, {}};
+    Rehearsal rehearsal{{}, SwitchTime(86400), schedulesOf(row[0]), {}, {port}, {}, {}};
     for (const std::string& act : splitAt(row[1], ' ')) {
-      const int64_t at = std::stoi(act.substr(1)) * 3600;
-      rehearsal.acts.push_back({at, 1, 1, act[0] == '+' ? Act::on : Act::off, false});
+      const SwitchTime at(std::stoi(act.substr(1)) * 3600);
+      rehearsal.acts.push_back({at, {1, 1}, act[0] == '+' ? Act::on : Act::off, false});
     }
     const auto found = [](const Finding& each) {
       return fill("% % %", static_cast<int>(each.kind), actText(each.act), each.from / 3600);
     };
-    const Rehearsed rehearsed = judgeRehearsal(rehearsal, Zone("UTC"));
-    EXPECT_EQ(joined(mapped(rehearsed.findings, found), ";"), row[2]) << row[0];
+    const RehearsalReport report = judgeRehearsal(rehearsal, Zone("UTC"));
+    EXPECT_EQ(joined(mapped(report.findings, found), ";"), row[2]) << row[0];
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include "client/command.h"
 #include "client/commands/metrics.h"
+#include "client/commands/status.h"
 #include "client/commands/week.h"
 #include "daemon/paths.h"
 #include "tests/support/daemon_process.h"
@@ -10,8 +11,10 @@
 using ClientViewsTest = RunningDaemonTest;
 
 TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
-  const ShownAt at{1772543232, Zone("Europe/Berlin"), Zone("UTC"), ""};  // Tue 2026-03-03 14:07:12
   const PortNames names({}, {{1, "1/0/1", "a\\b \"c\"\n"}, {2, "1/0/2", ""}, {3, "1/0/3", ""}});
+  constexpr int64_t kNow = 1772543232;  // Tue 2026-03-03 14:07:12
+  const Zone berlin("Europe/Berlin");
+  const View view{names, SwitchTime(kNow), SystemTime(kNow), berlin, Zone("UTC"), "", {}};
   const auto runs = jsonParse(R"({"runs":[
       {"runId":44,"unit":1,"triggered":"manual","startedAt":"2026-03-03T12:50:00Z",
        "status":"failed","portSteps":[{"ifNum":5,"status":"failed",
@@ -21,7 +24,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
        "scheduleType":"power_off","portSteps":[{"ifNum":4,"status":"success"}]},
       {"runId":42,"unit":1,"startedAt":"2026-03-03T12:30:00Z","status":"failed","scheduleId":1,
        "errorMessage":"Window end never fired"}]})");
-  Status status{400, at.now, {}, {}, {}, readRunPage(runs.get()).runs};
+  Status status{400, {}, {}, {}, readRunPage(runs.get()).runs};
   for (const char* members :
        {R"("name":"n","scheduleType":"power_off","startTime":"22:00","endTime":"6:0",)"
         R"("endDate":"2027-1-1")",
@@ -34,13 +37,12 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   }
   std::vector<SensorPort> ports;
   for (uint32_t i = 1; i <= 8; ++i) {
-    ports.push_back({1, i, 12850, 0, 0, 38, i < 4 ? "enable" : "disable", "denied", "", "", {}});
+    ports.push_back({{1, i}, 12850, 0, 0, 38, i < 4 ? "enable" : "disable", "denied", "", "", {}});
   }
-  status.ports = healthOf(ports, {status.runsOfDay, status.schedules, at.now, at.now, at.zone});
-  const std::string text =
-      statusText(status, names, at, {}) +
-      weekText(weekOf(ports, status.schedules, {2026, 3, 3}, at), names, at, {}) +
-      metricsText(metricsOf(status, names, at.now, at.zone));
+  status.ports = healthOf(ports, status.runsOfDay, status.schedules, view);
+  const std::string text = statusText(status, view) +
+                           weekText(weekOf(ports, status.schedules, {2026, 3, 3}, view), view) +
+                           metricsText(metricsOf(status, view));
   for (const char* part :
        {"1/0/1    ..%#######%...", ".\n1/0/2-3        #####################R####",
         "7-8     ....%....", " #6 no run of the last 30 days",

@@ -7,7 +7,7 @@
 #include <regex>
 #include <set>
 
-#include "forecast/upcoming.h"
+#include "forecast/firings.h"
 #include "tests/support/daemon_process.h"
 
 // Takes the place of the C library's: no time is slept away.
@@ -119,9 +119,9 @@ std::map<time_t, std::string> foretold(const std::vector<Schedule>& schedules, t
                                        time_t until) {
   const std::string done[] = {"-", "+", "-+"};  // by Act
   std::map<std::pair<time_t, uint32_t>, std::string> acts;
-  for (const auto& [firing, schedule] :
-       firingsWithin(schedules, from - 1, until - 1, Zone("UTC"))) {
-    for (const uint32_t port : schedule->ifNums) {
+  for (const Firing& firing :
+       firingsWithin(schedules, SwitchTime(from - 1), SwitchTime(until - 1), Zone("UTC"))) {
+    for (const uint32_t port : firing.schedule->ifNums) {
       acts[{firing.at, port}] += done[static_cast<size_t>(firing.act)];
     }
   }

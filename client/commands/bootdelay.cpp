@@ -1,6 +1,4 @@
 // bootdelay: how long a unit's ports stay off after a start of the daemon.
-#include <algorithm>
-
 #include "client/command.h"
 #include "rules/boot_delay.h"
 
@@ -30,10 +28,7 @@ BootDelay changed(BootDelay bootDelay, const BootDelayOptions& given) {
 
 // The daemon stores a boot delay of any unit.
 void checkUnit(int32_t unit, Session& session) {
-  const std::vector<PoePort> ports = session.poePorts();
-  const bool isThere = std::any_of(ports.begin(), ports.end(),
-                                   [unit](const PoePort& port) { return port.unit == unit; });
-  if (!isThere) {
+  if (session.unitsWithPorts().count(unit) == 0) {
     throw Failure(kExitNoSuch, "unit " + std::to_string(unit) +
                                    " has no PoE ports, or is not there. See: quorin_poectl ports");
   }
@@ -48,13 +43,12 @@ int runBootDelay(const BootDelayOptions& given, Session& session) {
     setBootDelay(session.daemon(), wanted);
   }
 
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(bootDelayJson(wanted));
-    return kExitDone;
-  }
-  output.print("boot delay of unit " + std::to_string(given.unit) + ": " + bootDelayText(wanted) +
-               (isChange ? " (from the next start of the daemon on)" : "") + "\n");
+  session.print(
+      [&] {
+        return "boot delay of unit " + std::to_string(given.unit) + ": " + bootDelayText(wanted) +
+               (isChange ? " (from the next start of the daemon on)" : "") + "\n";
+      },
+      [&] { return bootDelayJson(wanted); });
   return kExitDone;
 }
 

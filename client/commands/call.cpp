@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "api/schedule_keys.h"
 #include "base/result_codes.h"
 #include "cli/failure.h"
 #include "cli/mapped.h"
@@ -29,11 +30,8 @@ struct KnownMethod {
 
 // A schedule is taken as an answer shows it: the daemon leaves out what it makes itself.
 const std::vector<KnownMethod>& knownMethods() {
-  static const Keys kSchedule{
-      "scheduleId",  "name",       "scheduleType",   "startDate",         "endDate",
-      "recurrence",  "ifNums",     "recurrenceDays", "startTime",         "endTime",
-      "restartTime", "offTimeSec", "executionMode",  "interPortDelaySec", "allDay",
-      "enabled",     "status"};
+  static const Keys kSchedule =
+      mapped(scheduleKeys(), [](const ScheduleKey& key) { return std::string(key.name); });
   static const std::vector<KnownMethod> kMethods{
       {"schedule.list", {"unit"}, nullptr, {}},
       {"schedule.create", {"unit", "schedule"}, "schedule", kSchedule},

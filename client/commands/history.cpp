@@ -1,10 +1,9 @@
 // history: which runs there were, and how they went.
-#include "client/commands/history.h"
-
 #include <algorithm>
 #include <iterator>
 
 #include "cli/failure.h"
+#include "cli/fields.h"
 #include "cli/text.h"
 #include "client/command.h"
 
@@ -19,39 +18,47 @@ struct HistoryOptions {
   bool failed = false;
 };
 
-bool isFailure(const Run& run) {
-  return !run.isOpen() && run.status != "success";
+Tint tintOf(const Run& run) {
+  switch (run.status.kind) {
+    case RunStatus::success:
+      return Tint::good;
+    case RunStatus::partial:
+      return Tint::warning;
+    case RunStatus::failed:
+    case RunStatus::aborted:
+      return Tint::bad;
+    default:
+      return Tint::plain;
+  }
 }
 
-Tint tintOf(const std::string& status) {
-  return status == "success"                          ? Tint::good
-         : status == "partial" || status == "skipped" ? Tint::warning
-         : status == "failed" || status == "aborted"  ? Tint::bad
-                                                      : Tint::plain;
+Tint tintOf(const RunPort& port) {
+  return port.status == PortStatus::success   ? Tint::good
+         : port.status == PortStatus::skipped ? Tint::warning
+         : port.status == PortStatus::failed  ? Tint::bad
+                                              : Tint::plain;
 }
 
 std::string titleOf(const Run& run) {
-  if (run.triggered == "boot-delay") {
+  if (run.triggered == Trigger::bootDelay) {
     return "boot delay";
   }
   return run.scheduleId ? run.scheduleName : "manual reset";
 }
 
 std::string actionOf(const Run& run) {
-  return run.scheduleType == "power_off"  ? "off"
-         : run.scheduleType == "power_on" ? "on"
-                                          : run.scheduleType;
+  return run.scheduleType == ScheduleType::powerOff  ? "off"
+         : run.scheduleType == ScheduleType::powerOn ? "on"
+                                                     : run.scheduleType.text;
 }
 
-std::string startText(const Run& run, const Zone& shownZone) {
-  return run.startedAt ? momentText(*run.startedAt, shownZone) : "";
+std::string tookText(const Run& run, const View& view) {
+  const SystemTime end = run.completedAt.value_or(view.systemNow);
+  return run.startedAt ? secondsText(std::max<int64_t>(end - *run.startedAt, 0)) : "";
 }
 
-std::string tookText(const Run& run, int64_t now) {
-  if (!run.startedAt) {
-    return "";
-  }
-  return secondsText(std::max<int64_t>(run.completedAt.value_or(now) - *run.startedAt, 0));
+Cell resultCell(const Run& run) {
+  return {run.isOpen() ? "open" : run.status.text, tintOf(run)};
 }
 
 // "4", "3 of 4: 1 failed".
@@ -70,27 +77,105 @@ std::string portsText(const Run& run) {
                    (rest.empty() ? "" : ": " + joined(rest, ", "));
 }
 
-JsonPtr portStepJson(const RunPort& port, const PortNames& names) {
-  JsonObject object;
-  object.number("ifNum", port.ifNum);
-  addTextOrNull(object, "name", names.nameOrEmpty(port.ifNum));
-  addTextOrNull(object, "label", names.labelOrEmpty(port.ifNum));
-  addTextOrNull(object, "status", port.status);
-  return addTextOrNull(object, "errorMessage", port.errorMessage).take();
+// The daemon's keys, all of them. Only of a run that was asked for by itself more is known.
+Fields<Run> runFields(const View& view) {
+  using Row = const Run&;
+  Fields<Run> fields;
+  fields.both("runId", {"RUN", Align::right}, &Run::runId,
+              [](Row run) { return std::to_string(run.runId); });
+  fields.column({"UNIT", Align::right}, [](Row run) { return std::to_string(run.unit); });
+  fields.column({"STARTED"}, [&](Row run) { return view.moment(run.startedAt); });
+  fields.column({"TOOK"}, [&](Row run) { return tookText(run, view); });
+  fields.column({"WHAT"}, titleOf);
+  fields.column({"ACTION"}, actionOf);
+  fields.column({"RESULT"}, resultCell);
+  fields.column({"PORTS"}, portsText);
+  fields.member("triggered", [](Row run) { return run.triggered.text; });
+  fields.member("scheduleId", &Run::scheduleId);
+  fields.member("scheduleName", &Run::scheduleName);
+  fields.member("scheduleType", [](Row run) { return run.scheduleType.text; });
+  fields.member("unit", &Run::unit);
+  fields.member("status", [](Row run) { return run.status.text; });
+  fields.member("executionMode", &Run::executionMode);
+  fields.member("startedAt", [&](Row run) { return view.stamp(run.startedAt); });
+  fields.member("completedAt", [&](Row run) { return view.stamp(run.completedAt); });
+  fields.member("portCount", &Run::portCount);
+  fields.member("successPortCount", &Run::successPortCount);
+  fields.member("failedPortCount", &Run::failedPortCount);
+  fields.member("skippedPortCount", &Run::skippedPortCount);
+  return fields;
 }
 
-void addDetail(JsonObject& object, const Run& run, bool hasPorts, const PortNames& names) {
-  addNumberOrNull(object, "interPortDelaySec",
-                  hasPorts ? std::make_optional(run.interPortDelaySec) : std::nullopt);
-  addTextOrNull(object, "errorMessage", run.errorMessage);
-  run.allDay ? object.boolean("allDay", *run.allDay) : object.null("allDay");
-  if (!hasPorts) {
-    object.null("portSteps");
-    return;
+// A port of a run.
+struct PortStep : RunPort {
+  const Run* run;
+};
+
+std::vector<PortStep> stepsOf(const Run& run) {
+  return mapped(run.ports, [&run](const RunPort& port) { return PortStep{port, &run}; });
+}
+
+// What is told of a port; in a list of several runs, of its run too.
+Fields<PortStep> stepFields(const View& view, bool isOfMany) {
+  using Row = const PortStep&;
+  const PortNames& names = view.names;
+  Fields<PortStep> fields;
+  fields.both("ifNum", {"PORT"}, &PortStep::ifNum,
+              [&](Row step) { return names.name(step.ifNum); });
+  fields.member("name", [&](Row step) { return names.nameOrEmpty(step.ifNum); });
+  fields.text("label", {"LABEL"}, [&](Row step) { return names.labelOrEmpty(step.ifNum); });
+  if (isOfMany) {
+    fields.column({"RUN", Align::right}, [](Row step) { return std::to_string(step.run->runId); });
+    fields.column({"STARTED"}, [&](Row step) { return view.moment(step.run->startedAt); });
+    fields.column({"TOOK"}, [&](Row step) { return tookText(*step.run, view); });
+    fields.column({"WHAT"}, [](Row step) { return titleOf(*step.run); });
+    fields.column({"ACTION"}, [](Row step) { return actionOf(*step.run); });
   }
-  object.add("portSteps", jsonArray(run.ports, [&names](const RunPort& port) {
-               return portStepJson(port, names);
-             }));
+  fields.both(
+      "status", {isOfMany ? "PORT'S RESULT" : "RESULT"}, [](Row step) { return step.status.text; },
+      [](Row step) { return Cell(step.status.text, tintOf(step)); });
+  fields.both("errorMessage", {"WHY"}, &PortStep::errorMessage, [isOfMany](Row step) {
+    return isOfMany && step.errorMessage.empty() ? step.run->errorMessage : step.errorMessage;
+  });
+  return fields;
+}
+
+enum class RunDetail { none, ports };
+
+// What history.list does not tell is null.
+JsonPtr runJson(const Run& run, RunDetail detail, const View& view) {
+  const bool hasPorts = detail == RunDetail::ports;
+  const auto pause = hasPorts ? std::make_optional(run.interPortDelaySec) : std::nullopt;
+  return jsonObject(
+      runFields(view).json(run),
+      {{"interPortDelaySec", pause},
+       {"errorMessage", run.errorMessage},
+       {"allDay", run.allDay},
+       {"portSteps", hasPorts ? stepFields(view, false).json(stepsOf(run)) : JsonValue("")}});
+}
+
+// One run, port by port.
+std::string runText(const Run& run, const View& view) {
+  const std::string schedule =
+      run.scheduleId ? " (schedule " + std::to_string(*run.scheduleId) + ")" : "";
+  Table head({{""}, {""}});
+  const auto line = [&head](const char* title, const Cell& text) {
+    head.row({{title, Tint::faint}, text});
+  };
+  line("run", std::to_string(run.runId) + " of unit " + std::to_string(run.unit));
+  line("what",
+       titleOf(run) + schedule + (run.scheduleType.text.empty() ? "" : ", " + actionOf(run)));
+  line("started", view.moment(run.startedAt));
+  line(run.isOpen() ? "open for" : "took", tookText(run, view));
+  line("result", resultCell(run));
+  if (!run.errorMessage.empty()) {
+    line("why", run.errorMessage);
+  }
+  line("ports", portsText(run));
+  const std::vector<PortStep> steps = stepsOf(run);
+  return head.text(view.screen) +
+         (steps.empty() ? "" : "\n" + stepFields(view, false).table(steps, view.screen)) +
+         view.footer + "\n";
 }
 
 // A run's id is one of all units, but the daemon is asked for one in a unit.
@@ -112,7 +197,7 @@ Run findRun(const std::string& word, Session& session) {
                 "no run " + word + " (runs are kept for 30 days). See: quorin_poectl history");
 }
 
-std::optional<int64_t> sinceOf(const HistoryOptions& given, Session& session) {
+std::optional<SystemTime> sinceOf(const HistoryOptions& given, Session& session) {
   if (given.since.empty()) {
     return std::nullopt;
   }
@@ -120,7 +205,7 @@ std::optional<int64_t> sinceOf(const HistoryOptions& given, Session& session) {
   if (!since) {
     throw Failure(kExitUsage, inQuotes(given.since) + " is no time: " + kMomentForms);
   }
-  return since;
+  return SystemTime(*since);
 }
 
 bool isNewer(const Run& a, const Run& b) {
@@ -128,13 +213,13 @@ bool isNewer(const Run& a, const Run& b) {
 }
 
 // The runs of all units that are meant, newest first, with how many there are at all.
-RunPage chosenRuns(const HistoryOptions& given, std::optional<int64_t> since, Session& session) {
+RunPage chosenRuns(const HistoryOptions& given, std::optional<SystemTime> since, Session& session) {
   const bool needsAll = since || given.failed || !given.port.empty();
   RunPage chosen;
   for (const int32_t unit : session.units()) {
     RunPage page;
     if (needsAll) {
-      page.runs = askRunsSince(session.daemon(), unit, since.value_or(0));
+      page.runs = askRunsSince(session.daemon(), unit, since.value_or(SystemTime()));
       page.total = static_cast<int64_t>(page.runs.size());
     } else {
       page = askRunPage(session.daemon(), unit, 1, kShownRuns);
@@ -148,7 +233,8 @@ RunPage chosenRuns(const HistoryOptions& given, std::optional<int64_t> since, Se
 
 std::vector<Run> failuresOf(const std::vector<Run>& runs) {
   std::vector<Run> failures;
-  std::copy_if(runs.begin(), runs.end(), std::back_inserter(failures), isFailure);
+  std::copy_if(runs.begin(), runs.end(), std::back_inserter(failures),
+               [](const Run& run) { return run.isFailure(); });
   return failures;
 }
 
@@ -158,7 +244,8 @@ std::vector<Run> portFailuresOf(const std::vector<Run>& runs) {
   for (Run run : runs) {
     run.ports.erase(std::remove_if(run.ports.begin(), run.ports.end(),
                                    [](const RunPort& port) {
-                                     return port.status != "failed" && port.status != "skipped";
+                                     return port.status != PortStatus::failed &&
+                                            port.status != PortStatus::skipped;
                                    }),
                     run.ports.end());
     if (!run.ports.empty()) {
@@ -168,38 +255,33 @@ std::vector<Run> portFailuresOf(const std::vector<Run>& runs) {
   return failures;
 }
 
-std::string footer(const RunPage& page, Session& session) {
+std::string listText(const RunPage& page, RunDetail detail, const View& view) {
+  if (page.runs.empty()) {
+    return "no runs\n";
+  }
   const auto shown = static_cast<int64_t>(page.runs.size());
   const std::string rest =
       shown < page.total ? " of " + std::to_string(page.total) + " (all: --since -30d)" : "";
-  return shown == 0 ? ""
-                    : counted(page.runs.size(), "run") + rest + ", " + session.zoneText() + "\n";
+  std::vector<PortStep> steps;
+  for (const Run& run : page.runs) {
+    const std::vector<PortStep> ofRun = stepsOf(run);
+    steps.insert(steps.end(), ofRun.begin(), ofRun.end());
+  }
+  return (detail == RunDetail::ports ? stepFields(view, true).table(steps, view.screen)
+                                     : runFields(view).table(page.runs, view.screen)) +
+         counted(page.runs.size(), "run") + rest + ", " + view.footer + "\n";
 }
 
-void printRuns(const RunPage& page, bool hasPorts, Session& session) {
-  const Output& output = session.output();
-  if (!session.options().json) {
-    const int64_t now = systemNow();
-    const Zone& zone = session.shownZone();
-    const std::string table =
-        hasPorts ? portRunsText(page.runs, session.names(), now, zone, output.screen())
-                 : runsText(page.runs, now, zone, output.screen());
-    output.print(table + footer(page, session));
-    return;
-  }
-  JsonObject document;
-  document.add("runs", jsonArray(page.runs, [&](const Run& run) {
-                 return runJson(run, hasPorts, session.names(), session.shownZone());
-               }));
-  document.number("total", page.total);
-  output.printJson(document.take());
+JsonPtr listJson(const RunPage& page, RunDetail detail, const View& view) {
+  JsonPtr runs = jsonArray(page.runs, [&](const Run& run) { return runJson(run, detail, view); });
+  return jsonObject({{"runs", std::move(runs)}, {"total", page.total}});
 }
 
 int listRuns(const HistoryOptions& given, Session& session) {
   const bool hasPorts = !given.port.empty();
   const std::vector<PoePort> ports =
       hasPorts ? session.portsNamed({given.port}) : std::vector<PoePort>();
-  const std::optional<int64_t> since = sinceOf(given, session);
+  const std::optional<SystemTime> since = sinceOf(given, session);
   RunPage page = chosenRuns(given, since, session);
   if (hasPorts) {
     page.runs = askRunsOfPorts(session.daemon(), page.runs, ports, SIZE_MAX);
@@ -214,19 +296,18 @@ int listRuns(const HistoryOptions& given, Session& session) {
   if (!since && page.runs.size() > kShownRuns) {
     page.runs.erase(page.runs.begin() + kShownRuns, page.runs.end());
   }
-  printRuns(page, hasPorts, session);
+  const View view = session.view();
+  const RunDetail detail = hasPorts ? RunDetail::ports : RunDetail::none;
+  session.print([&] { return listText(page, detail, view); },
+                [&] { return listJson(page, detail, view); });
   return kExitDone;
 }
 
 int showRun(const HistoryOptions& given, Session& session) {
   const Run run = findRun(given.run, session);
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(runJson(run, true, session.names(), session.shownZone()));
-  } else {
-    output.print(runText(run, session.names(), systemNow(), session.shownZone(), output.screen()) +
-                 session.zoneText() + "\n");
-  }
+  const View view = session.view();
+  session.print([&] { return runText(run, view); },
+                [&] { return runJson(run, RunDetail::ports, view); });
   return kExitDone;
 }
 
@@ -239,112 +320,6 @@ int runHistory(const HistoryOptions& given, Session& session) {
 }
 
 }  // namespace
-
-std::string runsText(const std::vector<Run>& runs, int64_t now, const Zone& shownZone,
-                     const Screen& screen) {
-  if (runs.empty()) {
-    return "no runs\n";
-  }
-  Table table({{"RUN", Align::right},
-               {"UNIT", Align::right},
-               {"STARTED"},
-               {"TOOK"},
-               {"WHAT"},
-               {"ACTION"},
-               {"RESULT"},
-               {"PORTS"}});
-  for (const Run& run : runs) {
-    table.row({std::to_string(run.runId),
-               std::to_string(run.unit),
-               startText(run, shownZone),
-               tookText(run, now),
-               titleOf(run),
-               actionOf(run),
-               {run.isOpen() ? "open" : run.status, tintOf(run.status)},
-               portsText(run)});
-  }
-  return table.text(screen);
-}
-
-std::string portRunsText(const std::vector<Run>& runs, const PortNames& names, int64_t now,
-                         const Zone& shownZone, const Screen& screen) {
-  if (runs.empty()) {
-    return "no runs\n";
-  }
-  Table table({{"PORT"},
-               {"LABEL"},
-               {"RUN", Align::right},
-               {"STARTED"},
-               {"TOOK"},
-               {"WHAT"},
-               {"ACTION"},
-               {"PORT'S RESULT"},
-               {"WHY"}});
-  for (const Run& run : runs) {
-    for (const RunPort& port : run.ports) {
-      table.row({names.name(port.ifNum),
-                 names.labelOrEmpty(port.ifNum),
-                 std::to_string(run.runId),
-                 startText(run, shownZone),
-                 tookText(run, now),
-                 titleOf(run),
-                 actionOf(run),
-                 {port.status, tintOf(port.status)},
-                 port.errorMessage.empty() ? run.errorMessage : port.errorMessage});
-    }
-  }
-  return table.text(screen);
-}
-
-std::string runText(const Run& run, const PortNames& names, int64_t now, const Zone& shownZone,
-                    const Screen& screen) {
-  const std::string schedule =
-      run.scheduleId ? " (schedule " + std::to_string(*run.scheduleId) + ")" : "";
-  Table head({{""}, {""}});
-  const auto line = [&head](const char* title, const Cell& text) {
-    head.row({{title, Tint::faint}, text});
-  };
-  line("run", std::to_string(run.runId) + " of unit " + std::to_string(run.unit));
-  line("what", titleOf(run) + schedule + (run.scheduleType.empty() ? "" : ", " + actionOf(run)));
-  line("started", startText(run, shownZone));
-  line(run.isOpen() ? "open for" : "took", tookText(run, now));
-  line("result", {run.isOpen() ? "open" : run.status, tintOf(run.status)});
-  if (!run.errorMessage.empty()) {
-    line("why", run.errorMessage);
-  }
-  line("ports", portsText(run));
-
-  Table ports({{"PORT"}, {"LABEL"}, {"RESULT"}, {"WHY"}});
-  for (const RunPort& port : run.ports) {
-    ports.row({names.name(port.ifNum),
-               names.labelOrEmpty(port.ifNum),
-               {port.status, tintOf(port.status)},
-               port.errorMessage});
-  }
-  return head.text(screen) + (ports.empty() ? "" : "\n" + ports.text(screen));
-}
-
-JsonPtr runJson(const Run& run, bool hasPorts, const PortNames& names, const Zone& shownZone) {
-  const auto instant = [&shownZone](std::optional<int64_t> at) {
-    return at ? rfc3339(*at, shownZone) : "";
-  };
-  JsonObject object;
-  object.number("runId", run.runId).text("triggered", run.triggered.c_str());
-  addNumberOrNull(object, "scheduleId", run.scheduleId);
-  addTextOrNull(object, "scheduleName", run.scheduleName);
-  addTextOrNull(object, "scheduleType", run.scheduleType);
-  object.number("unit", run.unit);
-  addTextOrNull(object, "status", run.status);
-  addTextOrNull(object, "executionMode", run.executionMode);
-  addTextOrNull(object, "startedAt", instant(run.startedAt));
-  addTextOrNull(object, "completedAt", instant(run.completedAt));
-  object.number("portCount", run.portCount)
-      .number("successPortCount", run.successPortCount)
-      .number("failedPortCount", run.failedPortCount)
-      .number("skippedPortCount", run.skippedPortCount);
-  addDetail(object, run, hasPorts, names);
-  return object.take();
-}
 
 SessionAction defineHistory(Arguments& app, Options& options) {
   const auto given = std::make_shared<HistoryOptions>();

@@ -42,7 +42,7 @@ Metric portStates(const Status& status, const PortNames& names) {
     for (const char* state : kDetectionStates) {
       Labels labels = labelsOf(health.port, names);
       labels.emplace_back("state", state);
-      metric.samples.push_back({labels, health.port.detectionStatus == state ? 1.0 : 0.0});
+      metric.samples.push_back({labels, health.port.detectionStatus.text == state ? 1.0 : 0.0});
     }
   }
   return metric;
@@ -71,17 +71,16 @@ Metric portCounts(const Status& status) {
 }
 
 Metric runCounts(const Status& status) {
-  std::map<std::string, int64_t> counts = runsByResult(status);
   return {"day_runs", "Runs of the last 24 hours that have ended, by result.",
-          mapped(kResults, [&counts](const char* result) {
-            return Sample{{{"result", result}}, static_cast<double>(counts[result])};
+          mapped(runsByResult(status), [](const auto& each) {
+            return Sample{{{"result", each.first}}, static_cast<double>(each.second)};
           })};
 }
 
-Metric nextFiringIn(const Status& status, int64_t now, const Zone& zone) {
+Metric nextFiringIn(const Status& status, const View& view) {
   Metric metric{"next_firing_seconds", "Until a schedule acts next; missing when none will.", {}};
-  for (const Upcoming& next : nextFirings(status.schedules, now, 1, zone)) {
-    metric.samples.push_back({{}, static_cast<double>(next.firing.at - now)});
+  for (const Firing& next : nextFirings(status.schedules, view.now, 1, view.zone)) {
+    metric.samples.push_back({{}, static_cast<double>(next.at - view.now)});
   }
   return metric;
 }
@@ -121,8 +120,8 @@ int runMetrics(Session& session) {
     session.output().print(metricsText(metrics));
   };
   try {
-    const Status status = askStatus(session);
-    print(metricsOf(status, session.names(), session.now(), session.zone()));
+    const View view = session.view();
+    print(metricsOf(askStatus(session.daemon(), session.units(), view), view));
     return kExitDone;
   } catch (const Failure& failure) {
     if (failure.status() == kExitNoDaemon || failure.status() == kExitTimedOut) {
@@ -134,8 +133,8 @@ int runMetrics(Session& session) {
 
 }  // namespace
 
-std::vector<Metric> metricsOf(const Status& status, const PortNames& names, int64_t now,
-                              const Zone& zone) {
+std::vector<Metric> metricsOf(const Status& status, const View& view) {
+  const PortNames& names = view.names;
   return {up(true),
           single("answer_seconds", "How long the daemon took for an answer.",
                  static_cast<double>(status.answerUs) / kMicroPerUnit),
@@ -155,7 +154,7 @@ std::vector<Metric> metricsOf(const Status& status, const PortNames& names, int6
                  static_cast<double>(status.openRuns.size())),
           single("schedules", "Schedules, disabled ones too.",
                  static_cast<double>(status.schedules.size())),
-          nextFiringIn(status, now, zone)};
+          nextFiringIn(status, view)};
 }
 
 std::vector<Metric> metricsOfSilence() {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "client/commands/status.h"
+#include "client/diagnosis/status.h"
 
 struct Sample {
   std::vector<std::pair<const char*, std::string>> labels;
@@ -20,9 +20,7 @@ struct Metric {
   std::vector<Sample> samples;
 };
 
-// now is the switch's time.
-std::vector<Metric> metricsOf(const Status& status, const PortNames& names, int64_t now,
-                              const Zone& zone);
+std::vector<Metric> metricsOf(const Status& status, const View& view);
 // Of a daemon that does not answer.
 std::vector<Metric> metricsOfSilence();
 

@@ -1,6 +1,7 @@
 // next: what schedules are going to do, by the daemon's own rules.
 #include "client/commands/next.h"
 
+#include "cli/fields.h"
 #include "cli/text.h"
 #include "client/command.h"
 
@@ -16,22 +17,46 @@ struct NextOptions {
   int32_t days = 0;  // 0: by count
 };
 
-std::vector<Upcoming> dueFirings(const NextOptions& given, const std::vector<Schedule>& schedules,
-                                 const ShownAt& at) {
+Fields<Firing> firingFields(const View& view) {
+  using Row = const Firing&;
+  Fields<Firing> fields;
+  fields.both(
+      "at", {"WHEN"}, [&](Row row) { return view.stamp(row.at); },
+      [&](Row row) { return view.near(row.at); });
+  fields.column({"IN"}, [&](Row row) { return secondsText(row.at - view.now); });
+  fields.both(
+      "act", {"ACT"}, [](Row row) { return actText(row.act); }, actWithEnd);
+  fields.member("isEnd", &Firing::isEnd);
+  fields.column({"PORTS"}, [&](Row row) { return view.names.ranges(row.schedule->ifNums); });
+  fields.both(
+      "unit", {"UNIT", Align::right}, [](Row row) { return row.schedule->unit; },
+      [](Row row) { return std::to_string(row.schedule->unit); });
+  fields.both(
+      "scheduleId", {"SCHEDULE"}, [](Row row) { return row.schedule->scheduleId; },
+      [](Row row) { return idAndName(*row.schedule); });
+  fields.member("scheduleName", [](Row row) { return row.schedule->name.c_str(); });
+  fields.member("ifNums", [](Row row) { return row.schedule->ifNums; });
+  fields.member("portNames",
+                [&](Row row) { return portNamesJson(row.schedule->ifNums, view.names); });
+  return fields;
+}
+
+std::vector<Firing> dueFirings(const NextOptions& given, const std::vector<Schedule>& schedules,
+                               const View& view) {
   if (given.days == 0) {
-    return nextFirings(schedules, at.now, static_cast<size_t>(given.count), at.zone);
+    return nextFirings(schedules, view.now, static_cast<size_t>(given.count), view.zone);
   }
-  TickTime end = at.zone.tickAt(at.now);
+  TickTime end = view.zone.tickAt(view.now);
   end.day += given.days;
-  return firingsWithin(schedules, at.now, at.zone.instantOf(end), at.zone);
+  return firingsWithin(schedules, view.now, SwitchTime(view.zone.instantOf(end)), view.zone);
 }
 
 std::string noneText(const NextOptions& given, const std::vector<Schedule>& schedules,
-                     const ShownAt& at) {
+                     const View& view) {
   const bool isOne = !given.id.empty();
-  if (isOne && !nextFiring(schedules[0], at.now, at.zone)) {
+  if (isOne && !nextFiring(schedules[0], view.now, view.zone)) {
     return "schedule " + idAndName(schedules[0]) +
-           " never acts: " + whyNever(schedules[0], at.now, at.zone);
+           " never acts: " + whyNever(schedules[0], view.now, view.zone);
   }
   const std::string which = isOne ? "schedule " + idAndName(schedules[0]) + " does not act"
                                   : std::string("no schedule acts");
@@ -39,65 +64,32 @@ std::string noneText(const NextOptions& given, const std::vector<Schedule>& sche
                                  : " any more");
 }
 
+std::string nextText(const std::vector<Firing>& firings, const std::string& never,
+                     const View& view) {
+  return firings.empty() ? never + ".  See: quorin_poectl schedule list\n"
+                         : firingFields(view).table(firings, view.screen) +
+                               counted(firings.size(), "firing") + ", " + view.footer + "\n";
+}
+
 int runNext(const NextOptions& given, Session& session) {
   std::vector<Schedule> schedules = session.schedules();
   if (!given.id.empty()) {
     schedules = {Schedule(findSchedule(schedules, given.id, session.options().unit))};
   }
-  const ShownAt at{session.now(), session.zone(), session.shownZone(), session.zoneText()};
-  const std::vector<Upcoming> firings = dueFirings(given, schedules, at);
-  const std::string never = firings.empty() ? noneText(given, schedules, at) : "";
-
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(nextDocument(firings, never, session.names(), at));
-  } else {
-    output.print(nextText(firings, never, session.names(), at, output.screen()));
-  }
+  const View view = session.view();
+  const std::vector<Firing> firings = dueFirings(given, schedules, view);
+  const std::string never = firings.empty() ? noneText(given, schedules, view) : "";
+  session.print([&] { return nextText(firings, never, view); },
+                [&] {
+                  return jsonObject({{"firings", firingsJson(firings, view)}, {"never", never}});
+                });
   return kExitDone;
 }
 
 }  // namespace
 
-std::string actWithEnd(const Firing& firing) {
-  return std::string(actText(firing.act)) + (firing.isEnd ? " (end)" : "");
-}
-
-std::string nextText(const std::vector<Upcoming>& firings, const std::string& never,
-                     const PortNames& names, const ShownAt& at, const Screen& screen) {
-  if (firings.empty()) {
-    return never + ".  See: quorin_poectl schedule list\n";
-  }
-  Table table({{"WHEN"}, {"IN"}, {"ACT"}, {"PORTS"}, {"UNIT", Align::right}, {"SCHEDULE"}});
-  for (const Upcoming& each : firings) {
-    table.row({nearText(each.firing.at, at.now, at.shownZone), secondsText(each.firing.at - at.now),
-               actWithEnd(each.firing), names.ranges(each.schedule->ifNums),
-               std::to_string(each.schedule->unit), idAndName(*each.schedule)});
-  }
-  return table.text(screen) + counted(firings.size(), "firing") + ", " + at.footer + "\n";
-}
-
-JsonPtr firingJson(const Upcoming& upcoming, const PortNames& names, const Zone& shownZone) {
-  JsonObject object;
-  object.text("at", rfc3339(upcoming.firing.at, shownZone).c_str())
-      .text("act", actText(upcoming.firing.act))
-      .boolean("isEnd", upcoming.firing.isEnd)
-      .number("unit", upcoming.schedule->unit)
-      .number("scheduleId", upcoming.schedule->scheduleId)
-      .text("scheduleName", upcoming.schedule->name.c_str())
-      .add("ifNums", jsonNumbers(upcoming.schedule->ifNums))
-      .add("portNames", portNamesJson(upcoming.schedule->ifNums, names));
-  return object.take();
-}
-
-JsonPtr nextDocument(const std::vector<Upcoming>& firings, const std::string& never,
-                     const PortNames& names, const ShownAt& at) {
-  JsonObject document;
-  document.add("firings", jsonArray(firings, [&](const Upcoming& each) {
-                 return firingJson(each, names, at.shownZone);
-               }));
-  addTextOrNull(document, "never", never);
-  return document.take();
+JsonPtr firingsJson(const std::vector<Firing>& firings, const View& view) {
+  return firingFields(view).json(firings);
 }
 
 SessionAction defineNext(Arguments& app, Options& options) {

@@ -2,10 +2,11 @@
 #include "client/commands/ports.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <map>
 #include <set>
 
 #include "base/sleep.h"
+#include "cli/fields.h"
 #include "cli/text.h"
 #include "client/command.h"
 
@@ -24,69 +25,67 @@ Tint tintOf(const SensorPort& port) {
   if (port.delivers()) {
     return Tint::good;
   }
-  const bool isWrong = port.detectionStatus == "fault" || port.detectionStatus == "denied";
+  const bool isWrong =
+      port.detectionStatus == Detection::fault || port.detectionStatus == Detection::denied;
   return isWrong ? Tint::bad : Tint::faint;
 }
 
-std::string modeText(const std::string& adminMode) {
-  return adminMode == kAdminOn ? "on" : adminMode == kAdminOff ? "off" : adminMode;
+std::string nowText(const PortRow& row) {
+  return row.openRun == nullptr
+             ? ""
+             : joined({"run", std::to_string(row.openRun->runId), row.openRun->scheduleName}, " ");
 }
 
-JsonPtr nextJson(const PortActs& acts, const Zone& shownZone) {
-  JsonObject object;
-  const bool isAny = acts.next.has_value();
-  addTextOrNull(object, "at", isAny ? rfc3339(acts.next->at, shownZone) : "");
-  addTextOrNull(object, "act", isAny ? actText(acts.next->act) : "");
-  addNumberOrNull(object, "scheduleId",
-                  isAny ? std::make_optional(acts.nextScheduleId) : std::nullopt);
-  addTextOrNull(object, "scheduleName", isAny ? acts.nextName : "");
-  return object.take();
+std::string nextText(const PortRow& row, const View& view) {
+  return !row.next ? ""
+                   : joined({view.near(row.next->at), actText(row.next->act),
+                             row.next->schedule->name.c_str()},
+                            " ");
 }
 
-// Of a port that nothing acts on, too.
-PortActs actsOf(const ActsOfPorts& acts, uint32_t ifNum) {
-  const auto found = acts.find(ifNum);
-  return found != acts.end() ? found->second : PortActs();
-}
-
-std::string nowText(const PortActs& acts) {
-  return acts.openRunId == 0 ? ""
-                             : "run " + std::to_string(acts.openRunId) + " " + acts.openRunName;
-}
-
-std::string nextText(const PortActs& acts, int64_t now, const Zone& shownZone) {
-  return !acts.next ? ""
-                    : nearText(acts.next->at, now, shownZone) + " " + actText(acts.next->act) +
-                          " " + acts.nextName;
-}
-
-JsonPtr portJson(const SensorPort& port, const PortNames& names, const PortActs& acts,
-                 const Zone& shownZone) {
-  JsonObject object;
-  object.number("unit", port.unit).number("ifNum", port.ifNum);
-  addTextOrNull(object, "name", names.nameOrEmpty(port.ifNum));
-  addTextOrNull(object, "label", names.labelOrEmpty(port.ifNum));
-  addTextOrNull(object, "adminMode", port.adminMode);
-  addTextOrNull(object, "detectionStatus", port.detectionStatus);
-  object.number("powerMw", port.powerMw)
-      .number("currentMa", port.currentMa)
-      .number("voltageMv", port.voltageMv)
-      .number("temperature", port.temperature);
-  addTextOrNull(object, "powerClass", port.powerClass);
-  addTextOrNull(object, "priority", port.priority);
-  addNumberOrNull(object, "powerLimitMw", port.powerLimitMw);
-  addNumberOrNull(object, "openRunId",
-                  acts.openRunId > 0 ? std::make_optional(acts.openRunId) : std::nullopt);
-  object.add("next", nextJson(acts, shownZone));
-  return object.take();
-}
-
-std::set<int32_t> unitsOf(const std::vector<SensorPort>& ports) {
-  std::set<int32_t> units;
-  for (const SensorPort& port : ports) {
-    units.insert(port.unit);
+JsonPtr nextJson(const std::optional<Firing>& next, const View& view) {
+  if (!next) {
+    return jsonObject({{"at", ""}, {"act", ""}, {"scheduleId", ""}, {"scheduleName", ""}});
   }
-  return units;
+  return jsonObject({{"at", view.stamp(next->at)},
+                     {"act", actText(next->act)},
+                     {"scheduleId", next->schedule->scheduleId},
+                     {"scheduleName", next->schedule->name.c_str()}});
+}
+
+Fields<PortRow> portFields(const View& view) {
+  using Row = const PortRow&;
+  const PortNames& names = view.names;
+  Fields<PortRow> fields;
+  fields.member("unit", &PortRow::unit);
+  fields.both("ifNum", {"PORT"}, &PortRow::ifNum, [&](Row row) { return names.name(row.ifNum); });
+  fields.member("name", [&](Row row) { return names.nameOrEmpty(row.ifNum); });
+  fields.text("label", {"LABEL"}, [&](Row row) { return names.labelOrEmpty(row.ifNum); });
+  fields.both(
+      "adminMode", {"MODE"}, [](Row row) { return row.adminMode.text; },
+      [](Row row) { return row.isOn()    ? "on"
+                           : row.isOff() ? "off"
+                                         : row.adminMode.text.c_str(); });
+  fields.both(
+      "detectionStatus", {"STATE"}, [](Row row) { return row.detectionStatus.text; },
+      [](Row row) { return Cell(row.detectionStatus.text, tintOf(row)); });
+  fields.both("powerMw", {"POWER", Align::right}, &PortRow::powerMw,
+              [](Row row) { return row.powerMw > 0 ? wattsText(row.powerMw) : ""; });
+  fields.member("currentMa", &PortRow::currentMa);
+  fields.member("voltageMv", &PortRow::voltageMv);
+  fields.member("temperature", &PortRow::temperature);
+  fields.text("powerClass", {"CLASS", Align::right}, &PortRow::powerClass);
+  fields.member("priority", &PortRow::priority);
+  fields.both("powerLimitMw", {"LIMIT", Align::right}, &PortRow::powerLimitMw,
+              [](Row row) { return row.powerLimitMw ? wattsText(*row.powerLimitMw) : ""; });
+  fields.both(
+      "openRunId", {"NOW"},
+      [](Row row) { return row.openRun ? std::make_optional(row.openRun->runId) : std::nullopt; },
+      nowText);
+  fields.both(
+      "next", {"NEXT"}, [&](Row row) { return nextJson(row.next, view); },
+      [&](Row row) { return nextText(row, view); });
+  return fields;
 }
 
 std::string portLine(uint32_t ifNum, const PortNames& names) {
@@ -113,30 +112,23 @@ int printNames(Session& session) {
 
 void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& schedules,
           bool isWatching, Session& session) {
+  const auto openRuns =
+      ofUnits(unitsOf(ports), [&](int32_t unit) { return askOpenRuns(session.daemon(), unit); });
+  const View view = session.view();
+  const std::vector<PortRow> rows = portRows(ports, openRuns, schedules, view);
   const Output& output = session.output();
-  std::vector<Run> openRuns;
-  for (const int32_t unit : unitsOf(ports)) {
-    const std::vector<Run> ofUnit = askOpenRuns(session.daemon(), unit, systemNow());
-    openRuns.insert(openRuns.end(), ofUnit.begin(), ofUnit.end());
-  }
-  const int64_t now = session.now();
-  const ActsOfPorts acts = actsOfPorts(openRuns, schedules, now, session.zone());
-
-  if (session.options().json) {
-    const JsonPtr document = portsJson(ports, session.names(), acts, session.shownZone());
-    isWatching ? output.printJsonLine(document) : output.printJson(document);
+  const bool redraws = isWatching && output.screen().columns > 0;
+  if (isWatching && session.options().json) {
+    output.printJsonLine(portsJson(rows, view));
     return;
   }
-  const bool hasTimes = std::any_of(ports.begin(), ports.end(), [&acts](const SensorPort& port) {
-    return actsOf(acts, port.ifNum).next.has_value();
-  });
-  const std::string text =
-      portsText(ports, session.names(), acts, now, session.shownZone(), output.screen()) +
-      (hasTimes ? session.zoneText() + "\n" : "");
-  const bool redraws = isWatching && output.screen().columns > 0;
-  output.print(redraws ? redrawn(text, terminalRows(), "name fewer ports, or enlarge the window")
-                       : text);
-  output.flush();
+  session.print(
+      [&] {
+        const std::string text = portsText(rows, view);
+        return redraws ? redrawn(text, terminalRows(), "name fewer ports, or enlarge the window")
+                       : text;
+      },
+      [&] { return portsJson(rows, view); });
 }
 
 // The schedules are those of the beginning: asking for them waits for the daemon's sweeps.
@@ -167,66 +159,38 @@ int runPorts(PortsOptions given, Session& session) {
 
 }  // namespace
 
-ActsOfPorts actsOfPorts(const std::vector<Run>& openRuns, const std::vector<Schedule>& schedules,
-                        int64_t now, const Zone& zone) {
-  ActsOfPorts acts;
-  for (const Run& run : openRuns) {
-    for (const RunPort& port : run.ports) {
-      acts[port.ifNum].openRunId = run.runId;
-      acts[port.ifNum].openRunName = run.scheduleName;
-    }
-  }
+std::vector<PortRow> portRows(const std::vector<SensorPort>& ports,
+                              const std::vector<Run>& openRuns,
+                              const std::vector<Schedule>& schedules, const View& view) {
+  std::map<PoePort, Firing> next;
   for (const Schedule& schedule : schedules) {
-    const std::optional<Firing> next = nextFiring(schedule, now, zone);
-    for (const uint32_t ifNum : next ? schedule.ifNums : std::vector<uint32_t>()) {
-      PortActs& port = acts[ifNum];
-      if (!port.next || next->at < port.next->at) {
-        port.next = next;
-        port.nextScheduleId = schedule.scheduleId;
-        port.nextName = schedule.name.c_str();
-      }
+    const std::optional<Firing> firing = nextFiring(schedule, view.now, view.zone);
+    for (const uint32_t ifNum : firing ? schedule.ifNums : std::vector<uint32_t>()) {
+      Firing& first = next.emplace(PoePort{schedule.unit, ifNum}, *firing).first->second;
+      first = firing->at < first.at ? *firing : first;
     }
   }
-  return acts;
+  return mapped(ports, [&](const SensorPort& port) {
+    PortRow row{port, nullptr, std::nullopt};
+    for (const Run& run : openRuns) {
+      row.openRun = run.unit == port.unit && run.port(port.ifNum) != nullptr ? &run : row.openRun;
+    }
+    const auto own = next.find(port);
+    row.next = own != next.end() ? std::make_optional(own->second) : std::nullopt;
+    return row;
+  });
 }
 
-std::string portsText(const std::vector<SensorPort>& ports, const PortNames& names,
-                      const ActsOfPorts& acts, int64_t now, const Zone& shownZone,
-                      const Screen& screen) {
-  if (ports.empty()) {
-    return "no PoE ports\n";
-  }
-  Table table({{"PORT"},
-               {"LABEL"},
-               {"MODE"},
-               {"STATE"},
-               {"POWER", Align::right},
-               {"CLASS", Align::right},
-               {"LIMIT", Align::right},
-               {"NOW"},
-               {"NEXT"}});
-  for (const SensorPort& port : ports) {
-    const PortActs ofPort = actsOf(acts, port.ifNum);
-    table.row({names.name(port.ifNum),
-               names.labelOrEmpty(port.ifNum),
-               modeText(port.adminMode),
-               {port.detectionStatus, tintOf(port)},
-               port.powerMw > 0 ? wattsText(port.powerMw) : "",
-               port.powerClass,
-               port.powerLimitMw ? wattsText(*port.powerLimitMw) : "",
-               nowText(ofPort),
-               nextText(ofPort, now, shownZone)});
-  }
-  return table.text(screen);
+std::string portsText(const std::vector<PortRow>& ports, const View& view) {
+  const bool hasTimes = std::any_of(ports.begin(), ports.end(),
+                                    [](const PortRow& row) { return row.next.has_value(); });
+  return ports.empty()
+             ? "no PoE ports\n"
+             : portFields(view).table(ports, view.screen) + (hasTimes ? view.footer + "\n" : "");
 }
 
-JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names,
-                  const ActsOfPorts& acts, const Zone& shownZone) {
-  JsonObject document;
-  document.add("ports", jsonArray(ports, [&](const SensorPort& port) {
-                 return portJson(port, names, actsOf(acts, port.ifNum), shownZone);
-               }));
-  return document.take();
+JsonPtr portsJson(const std::vector<PortRow>& ports, const View& view) {
+  return jsonObject({{"ports", portFields(view).json(ports)}});
 }
 
 SessionAction definePorts(Arguments& app, Options& options) {

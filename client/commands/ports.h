@@ -1,36 +1,27 @@
-// What ports shows, for the command and its tests.
+// What ports shows, for the command and for rehearsals.
 #ifndef QUORIN_CLIENT_COMMANDS_PORTS_H
 #define QUORIN_CLIENT_COMMANDS_PORTS_H
 
-#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "api/records.h"
-#include "cli/table.h"
+#include "api/view.h"
 #include "forecast/firings.h"
 
-// What acts on a port now and next.
-struct PortActs {
-  int64_t openRunId = 0;  // 0: none
-  std::string openRunName;
+// A port, and what acts on it now and next.
+struct PortRow : SensorPort {
+  const Run* openRun = nullptr;  // null: none
   std::optional<Firing> next;
-  int64_t nextScheduleId = 0;
-  std::string nextName;
 };
-using ActsOfPorts = std::map<uint32_t, PortActs>;
 
-// Of all ports of these runs and schedules.
-ActsOfPorts actsOfPorts(const std::vector<Run>& openRuns, const std::vector<Schedule>& schedules,
-                        int64_t now, const Zone& zone);
-
-// Times are shown as nearText does, from now, in the zone.
-std::string portsText(const std::vector<SensorPort>& ports, const PortNames& names,
-                      const ActsOfPorts& acts, int64_t now, const Zone& shownZone,
-                      const Screen& screen);
+// What comes back points to the runs and schedules.
+std::vector<PortRow> portRows(const std::vector<SensorPort>& ports,
+                              const std::vector<Run>& openRuns,
+                              const std::vector<Schedule>& schedules, const View& view);
+std::string portsText(const std::vector<PortRow>& ports, const View& view);
 // {"ports": [{"unit", "ifNum", "name", "label", ...}]}, the daemon's keys as they are; "openRunId"
 // is null where no run acts, "next" has "at", "act", "scheduleId" and "scheduleName", or nulls.
-JsonPtr portsJson(const std::vector<SensorPort>& ports, const PortNames& names,
-                  const ActsOfPorts& acts, const Zone& shownZone);
+JsonPtr portsJson(const std::vector<PortRow>& ports, const View& view);
 
 #endif

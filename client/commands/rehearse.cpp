@@ -1,7 +1,4 @@
 // rehearse: what schedules would do to the ports, tried in a lab.
-#include "client/commands/rehearse.h"
-
-#include <cjson/cJSON.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,12 +11,11 @@
 #include "cli/mapped.h"
 #include "cli/text.h"
 #include "client/command.h"
-#include "client/commands/next.h"
 #include "client/commands/ports.h"
 #include "client/commands/schedule/changes.h"
 #include "client/rehearsal_lab.h"
 #include "client/site/plan_faults.h"
-#include "forecast/twin.h"
+#include "forecast/rehearsal_report.h"
 
 namespace {
 
@@ -36,7 +32,8 @@ struct RehearseOptions {
   bool withBoot = false;
 };
 
-struct Rehearsing {
+// What is tried, and where.
+struct Preparation {
   Rehearsal rehearsal;
   bool isOfFile = false;
   std::string ports;  // the document of `ports --json`
@@ -51,8 +48,7 @@ SiteConfig configOfFile(const std::string& path, Session& session) {
   }
   const ImportPlan plan = importPlan(file.config, {}, false);
   const std::vector<PoePort> ports = session.poePorts();
-  const SiteGround ground{ports, session.names(), session.now(), session.zone(), false};
-  for (const SiteFault& fault : planFaults(plan, file, ground)) {
+  for (const SiteFault& fault : planFaults(plan, file, ports, session.view())) {
     session.output().warn("import would refuse the file: " + fault.text);
   }
   int64_t id = 0;
@@ -91,10 +87,10 @@ SiteConfig whatToRehearse(const RehearseOptions& given, Session& session, bool* 
 }
 
 // The minute from which schedules act: the next one, for what this one has to do is done.
-int64_t firstMinute(const RehearseOptions& given, Session& session) {
-  const int64_t now = session.now();
+SwitchTime firstMinute(const RehearseOptions& given, Session& session) {
+  const SwitchTime now = session.now();
   if (given.from.empty()) {
-    return (now / kSecPerMin + 1) * kSecPerMin;
+    return SwitchTime((now / kSecPerMin + 1) * kSecPerMin);
   }
   const std::optional<int64_t> moment =
       parseMoment(given.from, now, session.shownZone(), Toward::future);
@@ -102,7 +98,7 @@ int64_t firstMinute(const RehearseOptions& given, Session& session) {
     throw Failure(kExitUsage,
                   "--from: " + inQuotes(given.from) + " is no day; " + kMomentForms + ".");
   }
-  return *moment / kSecPerMin * kSecPerMin;
+  return SwitchTime(*moment / kSecPerMin * kSecPerMin);
 }
 
 void leaveOutIdle(const RehearseOptions& given, SiteConfig* config) {
@@ -129,21 +125,18 @@ void leaveOutIdle(const RehearseOptions& given, SiteConfig* config) {
 // What the present minute has to do is perhaps not done yet. The runs come first: what ends before
 // the ports are asked for is seen in them.
 std::vector<SensorPort> portsWhenItBegins(const Rehearsal& rehearsal, Session& session) {
-  std::vector<Run> openRuns;
-  for (const int32_t unit : session.units()) {
-    const std::vector<Run> ofUnit = askOpenRuns(session.daemon(), unit, systemNow());
-    openRuns.insert(openRuns.end(), ofUnit.begin(), ofUnit.end());
-  }
+  const auto openRuns =
+      ofUnits(session.units(), [&](int32_t unit) { return askOpenRuns(session.daemon(), unit); });
   const int64_t thisMinute = session.now() / kSecPerMin * kSecPerMin;
-  return portsAfter(
-      session.freshSensors(), openRuns,
-      firingsWithin(rehearsal.schedules, thisMinute - 1, rehearsal.from - 1, session.zone()));
+  return portsAfter(session.freshSensors(), openRuns,
+                    firingsWithin(rehearsal.schedules, SwitchTime(thisMinute - 1),
+                                  SwitchTime(rehearsal.from - 1), session.zone()));
 }
 
-Rehearsing prepare(const RehearseOptions& given, Session& session) {
-  Rehearsing rehearsing;
-  Rehearsal& rehearsal = rehearsing.rehearsal;
-  SiteConfig config = whatToRehearse(given, session, &rehearsing.isOfFile);
+Preparation prepare(const RehearseOptions& given, Session& session) {
+  Preparation prepared;
+  Rehearsal& rehearsal = prepared.rehearsal;
+  SiteConfig config = whatToRehearse(given, session, &prepared.isOfFile);
   leaveOutIdle(given, &config);
   rehearsal.schedules = config.schedules;
   rehearsal.bootDelays = config.bootDelays;
@@ -151,11 +144,10 @@ Rehearsing prepare(const RehearseOptions& given, Session& session) {
   rehearsal.before = portsWhenItBegins(rehearsal, session);
   TickTime end = session.zone().tickAt(rehearsal.from);
   end.day += given.days;
-  rehearsal.until = session.zone().instantOf(end);
-  const JsonPtr ports = portsJson(rehearsal.before, session.names(), {}, session.zone());
-  const std::unique_ptr<char, JsonTextDeleter> text(cJSON_PrintUnformatted(ports.get()));
-  rehearsing.ports = text != nullptr ? text.get() : throw std::bad_alloc();
-  return rehearsing;
+  rehearsal.until = SwitchTime(session.zone().instantOf(end));
+  const View view = session.view();
+  prepared.ports = printedJson(portsJson(portRows(rehearsal.before, {}, {}, view), view));
+  return prepared;
 }
 
 // A line on a terminal that is written over by the next, and gone in the end.
@@ -199,29 +191,23 @@ void runDays(Rehearsal* rehearsal, RehearsalLab* lab, const Progress& progress, 
     progress.show(momentText(now, session.shownZone()).substr(0, 20));
   };
   int64_t lastEntry = 0;
-  int64_t end = rehearsal->from;
+  SwitchTime end = rehearsal->from;
   for (int32_t day = kDaysAtOnce; end < rehearsal->until; day += kDaysAtOnce) {
     TickTime last = first;
     last.day += day;
-    end = std::min(session.zone().instantOf(last), rehearsal->until);
+    end = std::min(SwitchTime(session.zone().instantOf(last)), rehearsal->until);
     lab->runTo(end - 1, tell);
-    const std::vector<PortAct> acts = readActs(lab->journalSince(lastEntry).get(), &lastEntry);
+    const std::vector<JournalAct> acts =
+        readJournal(lab->journalSince(lastEntry).get(), &lastEntry);
     rehearsal->acts.insert(rehearsal->acts.end(), acts.begin(), acts.end());
   }
-}
-
-std::vector<int32_t> unitsOf(const std::vector<SensorPort>& ports) {
-  std::vector<int32_t> units = mapped(ports, [](const SensorPort& port) { return port.unit; });
-  std::sort(units.begin(), units.end());
-  units.erase(std::unique(units.begin(), units.end()), units.end());
-  return units;
 }
 
 // The runs that deserve a look, as runs of the schedules here, oldest first.
 std::vector<Run> badRuns(Daemon& daemon, int32_t unit, const LiveIds& ids) {
   std::vector<Run> bad;
-  for (const Run& listed : askRunsSince(daemon, unit, 0)) {
-    const bool isGood = listed.status == "success" || listed.isOpen();
+  for (const Run& listed : askRunsSince(daemon, unit, SystemTime())) {
+    const bool isGood = !listed.isFailure();
     if (isGood && listed.failedPortCount + listed.skippedPortCount == 0) {
       continue;
     }
@@ -236,10 +222,8 @@ std::vector<Run> badRuns(Daemon& daemon, int32_t unit, const LiveIds& ids) {
 }
 
 void askForRuns(Rehearsal* rehearsal, Daemon& daemon, const LiveIds& ids) {
-  for (const int32_t unit : unitsOf(rehearsal->before)) {
-    const std::vector<Run> runs = badRuns(daemon, unit, ids);
-    rehearsal->runs.insert(rehearsal->runs.end(), runs.begin(), runs.end());
-  }
+  rehearsal->runs =
+      ofUnits(unitsOf(rehearsal->before), [&](int32_t unit) { return badRuns(daemon, unit, ids); });
 }
 
 // The lab's speed at a start, which all the rehearsal keeps: ports are dark for about this long
@@ -266,12 +250,12 @@ void boot(const Rehearsal& rehearsal, RehearsalLab* lab, Daemon& daemon) {
   lab->restart(rehearsal.from + kIntoMinuteSec, bootSpeed(rehearsal));
 }
 
-void carryOut(Rehearsing* rehearsing, Session& session) {
-  Rehearsal* rehearsal = &rehearsing->rehearsal;
+void carryOut(Preparation* prepared, Session& session) {
+  Rehearsal* rehearsal = &prepared->rehearsal;
   const Progress progress(session.options());
   progress.show("making a lab");
   RehearsalLab lab(session.zone(), session.output());
-  lab.up(rehearsing->ports, rehearsal->from - kSecPerMin + kIntoMinuteSec);
+  lab.up(prepared->ports, rehearsal->from - kSecPerMin + kIntoMinuteSec);
   SocketDaemon daemon(lab.socketPath(), session.options().timeoutMs, [](const std::string&) {});
   const LiveIds ids = createAll(rehearsal->schedules, daemon);
   if (!rehearsal->bootDelays.empty()) {
@@ -284,20 +268,17 @@ void carryOut(Rehearsing* rehearsing, Session& session) {
 }
 
 int runRehearse(const RehearseOptions& given, Session& session) {
-  Rehearsing rehearsing = prepare(given, session);
-  carryOut(&rehearsing, session);
+  Preparation prepared = prepare(given, session);
+  carryOut(&prepared, session);
 
-  const Rehearsal& rehearsal = rehearsing.rehearsal;
-  const Rehearsed rehearsed = judgeRehearsal(rehearsal, session.zone());
-  const ShownAt at{rehearsal.from, session.zone(), session.shownZone(), session.zoneText()};
-  const RehearsalShown shown{session.names(), at, rehearsing.isOfFile};
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(rehearsalJson(rehearsal, rehearsed, shown));
-  } else {
-    output.print(rehearsalText(rehearsal, rehearsed, shown, output.screen()));
-  }
-  return rehearsed.findings.empty() ? kExitDone : kExitNotAsWished;
+  const Rehearsal& rehearsal = prepared.rehearsal;
+  const RehearsalReport report = judgeRehearsal(rehearsal, session.zone());
+  View view = session.view();
+  view.now = rehearsal.from;
+  const auto source = prepared.isOfFile ? ScheduleSource::file : ScheduleSource::daemon;
+  session.print([&] { return rehearsalText(rehearsal, report, source, view); },
+                [&] { return rehearsalJson(rehearsal, report, source, view); });
+  return report.findings.empty() ? kExitDone : kExitNotAsWished;
 }
 
 }  // namespace

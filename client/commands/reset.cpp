@@ -1,6 +1,4 @@
 // reset: power-cycles ports, and shows each until it is back.
-#include "client/commands/reset.h"
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +12,7 @@
 #include "cli/mapped.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/diagnosis/port_watch.h"
 
 namespace {
 
@@ -21,6 +20,13 @@ constexpr int64_t kDefaultWaitMs = 90000;
 constexpr int32_t kSampleMs = 500;
 constexpr int64_t kRunEndMs = 3000;  // from the last port's end to its run's
 constexpr int64_t kPortMs = 30000;   // what a port's turn takes at most beside its pauses
+
+// A port of a run, watched.
+struct WatchedPort {
+  PoePort port;
+  int64_t runId = 0;
+  PortWatch watch;
+};
 
 struct ResetOptions {
   std::vector<std::string> ports;
@@ -89,16 +95,17 @@ std::vector<UnitReset> whatToReset(const ResetOptions& given, Session& session) 
 }
 
 JsonPtr requestOf(const ResetOptions& given, const UnitReset& reset) {
-  JsonObject request;
+  JsonPtr request =
+      jsonObject({{"offTimeSec", wholeSeconds("--off-time", given.offTimeMs, 0, INT32_MAX)}});
   if (!reset.ports.empty()) {
-    request.add("ifNums", jsonNumbers(ifNumsOf(reset.ports)));
+    request = jsonObject(std::move(request), {{"ifNums", ifNumsOf(reset.ports)}});
   }
-  request.number("offTimeSec", wholeSeconds("--off-time", given.offTimeMs, 0, INT32_MAX));
   if (given.staggerMs) {
-    request.text("executionMode", "sequential")
-        .number("interPortDelaySec", wholeSeconds("--stagger", *given.staggerMs, 0, INT32_MAX));
+    const int32_t pauseSec = wholeSeconds("--stagger", *given.staggerMs, 0, INT32_MAX);
+    request = jsonObject(std::move(request),
+                         {{"executionMode", "sequential"}, {"interPortDelaySec", pauseSec}});
   }
-  return JsonObject().number("unit", reset.unit).add("request", request.take()).take();
+  return jsonObject({{"unit", reset.unit}, {"request", std::move(request)}});
 }
 
 // Where a later unit fails, the runs of those before it go on: they are shown, and then it throws.
@@ -148,6 +155,11 @@ BegunRuns begin(const ResetOptions& given, const std::vector<UnitReset>& units, 
   return begun;
 }
 
+SensorPort sensorOf(const PoePort& port, const std::vector<SensorPort>& sensors) {
+  const SensorPort* own = findPort(sensors, port);
+  return own != nullptr ? *own : SensorPort();
+}
+
 // Of the ports as they were before, for those of the runs.
 std::vector<WatchedPort> watchedPorts(const std::vector<Run>& runs,
                                       const std::vector<SensorPort>& before, int64_t nowMs,
@@ -155,11 +167,8 @@ std::vector<WatchedPort> watchedPorts(const std::vector<Run>& runs,
   std::vector<WatchedPort> watched;
   for (const Run& run : runs) {
     for (const RunPort& port : run.ports) {
-      SensorPort sensor;
-      for (const SensorPort& each : before) {
-        sensor = each.unit == run.unit && each.ifNum == port.ifNum ? each : sensor;
-      }
-      watched.push_back({{run.unit, port.ifNum}, run.runId, PortWatch(sensor, nowMs, waitMs)});
+      const PoePort own{run.unit, port.ifNum};
+      watched.push_back({own, run.runId, PortWatch(sensorOf(own, before), nowMs, waitMs)});
     }
   }
   return watched;
@@ -171,32 +180,68 @@ const Run& runOf(const std::vector<Run>& runs, const WatchedPort& port) {
   return found != runs.end() ? *found : runs.front();
 }
 
-RunPort outcomeIn(const Run& run, const WatchedPort& port) {
-  for (const RunPort& each : run.ports) {
-    if (each.ifNum == port.port.ifNum) {
-      return each;
-    }
-  }
-  return {port.port.ifNum, "pending", ""};
+RunPort outcomeIn(const Run& run, const PoePort& port) {
+  const RunPort* own = run.port(port.ifNum);
+  return own != nullptr ? *own : RunPort{port.ifNum, "pending", ""};
 }
 
-SensorPort sensorIn(const std::vector<SensorPort>& sensors, const WatchedPort& port) {
-  for (const SensorPort& each : sensors) {
-    if (each.unit == port.port.unit && each.ifNum == port.port.ifNum) {
-      return each;
-    }
+// A line a port, in their order, without line ends: "1/0/3  cam-lobby  12.9 W > dark 4 s ...".
+std::vector<std::string> linesOf(const std::vector<WatchedPort>& ports, int64_t nowMs,
+                                 const View& view) {
+  Table table({{""}, {""}, {""}});
+  for (const WatchedPort& port : ports) {
+    const PortWatch& watch = port.watch;
+    const Tint tint = !watch.isOver() ? Tint::plain : watch.isBack() ? Tint::good : Tint::bad;
+    table.row({view.names.name(port.port.ifNum),
+               view.names.labelOrEmpty(port.port.ifNum),
+               {watch.line(nowMs), tint}});
   }
-  return {};
+  std::vector<std::string> lines = splitAt(table.text(view.screen), '\n');
+  lines.resize(ports.size());
+  return lines;
+}
+
+// "back" is null until the port is over; then false or true, with "backAfterMs" for true.
+JsonPtr watchedJson(const WatchedPort& port, const View& view) {
+  const PortWatch& watch = port.watch;
+  const SensorPort& sensor = watch.sensor();
+  const auto isBack = watch.isOver() ? std::make_optional(watch.isBack()) : std::nullopt;
+  return jsonObject(portJson(port.port.unit, port.port.ifNum, view),
+                    {{"runId", port.runId},
+                     {"stage", watch.stage()},
+                     {"adminMode", sensor.adminMode.text},
+                     {"detectionStatus", sensor.detectionStatus.text},
+                     {"powerMw", sensor.powerMw},
+                     {"powerLimitMw", sensor.powerLimitMw},
+                     {"outcome", watch.outcome().status.text},
+                     {"errorMessage", watch.outcome().errorMessage},
+                     {"back", isBack},
+                     {"backAfterMs", watch.backAfterMs()},
+                     {"verdict", watch.verdict()}});
+}
+
+// {"event": "result", "time", "runs": [{"runId", "unit", "status"}], "ports": [as above]}.
+JsonPtr resultJson(const std::vector<Run>& runs, const std::vector<WatchedPort>& ports,
+                   const View& view) {
+  const auto ofRun = [](const Run& run) {
+    return jsonObject({{"runId", run.runId}, {"unit", run.unit}, {"status", run.status.text}});
+  };
+  const auto ofPort = [&](const WatchedPort& port) { return watchedJson(port, view); };
+  return jsonObject({{"event", "result"},
+                     {"time", view.stamp(systemNow())},
+                     {"runs", jsonArray(runs, ofRun)},
+                     {"ports", jsonArray(ports, ofPort)}});
 }
 
 // Shows the watched ports: redraws their lines on a terminal that has room, else prints those that
 // change.
-class ResetView {
+class ResetScreen {
  public:
-  ResetView(Session& session, const std::vector<WatchedPort>& ports)
+  ResetScreen(const Session& session, const View& view, const std::vector<WatchedPort>& ports)
       : session_(session),
+        view_(view),
         ports_(ports),
-        isLive_(!session.options().json && session.output().screen().columns > 0 &&
+        isLive_(!session.options().json && view.screen.columns > 0 &&
                 ports.size() + 1 < terminalRows()) {}
 
   void show(const std::vector<bool>& isChanged, int64_t nowMs) {
@@ -204,8 +249,7 @@ class ResetView {
       redraw(nowMs);
       return;
     }
-    const std::vector<std::string> lines =
-        resetLines(ports_, session_.names(), nowMs, session_.output().screen());
+    const std::vector<std::string> lines = linesOf(ports_, nowMs, view_);
     for (size_t i = 0; i < ports_.size(); ++i) {
       if (isChanged[i]) {
         print(ports_[i], lines[i]);
@@ -217,8 +261,9 @@ class ResetView {
   void print(const WatchedPort& port, const std::string& line) {
     const Output& output = session_.output();
     if (session_.options().json) {
-      const std::string time = rfc3339(systemNow(), session_.shownZone());
-      output.printJsonLine(resetChangeJson(port, session_.names(), time));
+      output.printJsonLine(
+          jsonObject(jsonObject({{"event", "change"}, {"time", view_.stamp(systemNow())}}),
+                     watchedJson(port, view_)));
       return;
     }
     output.print(line + "\n");
@@ -228,15 +273,15 @@ class ResetView {
   void redraw(int64_t nowMs) {
     std::string text = isDrawn_ ? "\033[" + std::to_string(ports_.size()) + "A" : "";
     isDrawn_ = true;
-    for (const std::string& line :
-         resetLines(ports_, session_.names(), nowMs, session_.output().screen())) {
+    for (const std::string& line : linesOf(ports_, nowMs, view_)) {
       text += "\r" + line + "\033[K\n";
     }
     session_.output().print(text);
     session_.output().flush();
   }
 
-  Session& session_;
+  const Session& session_;
+  const View& view_;
   const std::vector<WatchedPort>& ports_;
   bool isLive_;
   bool isDrawn_ = false;
@@ -249,18 +294,15 @@ std::vector<bool> sample(std::vector<Run>* runs, std::vector<WatchedPort>* ports
   for (Run& run : *runs) {
     run = askRun(session.daemon(), run.unit, run.runId);
   }
-  std::vector<SensorPort> sensors;
-  for (const Run& run : *runs) {
-    const std::vector<SensorPort> ofUnit = askSensors(session.daemon(), run.unit);
-    sensors.insert(sensors.end(), ofUnit.begin(), ofUnit.end());
-  }
+  const auto sensors =
+      ofUnits(unitsOf(*runs), [&](int32_t unit) { return askSensors(session.daemon(), unit); });
   std::vector<bool> isChanged;
   const int64_t nowMs = monotonicMs();
   for (WatchedPort& port : *ports) {
     const Run& run = runOf(*runs, port);
-    isChanged.push_back(
-        !port.watch.isOver() &&
-        port.watch.feed(nowMs, run.isOpen(), outcomeIn(run, port), sensorIn(sensors, port)));
+    isChanged.push_back(!port.watch.isOver() &&
+                        port.watch.feed(nowMs, run.isOpen(), outcomeIn(run, port.port),
+                                        sensorOf(port.port, sensors)));
   }
   return isChanged;
 }
@@ -281,14 +323,14 @@ int64_t longestMs(const ResetOptions& given, size_t portCount) {
 }
 
 void watch(const ResetOptions& given, std::vector<Run>* runs, std::vector<WatchedPort>* ports,
-           Session& session) try {
-  ResetView view(session, *ports);
+           const View& view, Session& session) try {
+  ResetScreen screen(session, view, *ports);
   const int64_t allMs = longestMs(given, ports->size());
   const int64_t giveUpMs = monotonicMs() + allMs;
   int64_t overMs = 0;
   for (;;) {
     const std::vector<bool> isChanged = sample(runs, ports, session);
-    view.show(isChanged, monotonicMs());
+    screen.show(isChanged, monotonicMs());
     if (areOver(*ports)) {
       overMs = overMs == 0 ? monotonicMs() : overMs;
       if (areClosed(*runs) || monotonicMs() - overMs >= kRunEndMs) {
@@ -306,10 +348,10 @@ void watch(const ResetOptions& given, std::vector<Run>* runs, std::vector<Watche
 }
 
 void sayOutcome(const Run& run, const Output& output) {
-  if (run.status != "success") {
+  if (run.status != RunStatus::success) {
     const std::string why = run.errorMessage.empty() ? "" : " (" + run.errorMessage + ")";
     output.say("run " + std::to_string(run.runId) + " of unit " + std::to_string(run.unit) + ": " +
-               escaped(run.status + why) + "  See: quorin_poectl history " +
+               escaped(run.status.text + why) + "  See: quorin_poectl history " +
                std::to_string(run.runId));
   }
 }
@@ -319,14 +361,6 @@ void announce(const std::vector<Run>& runs, Session& session) {
     session.output().say("run " + std::to_string(run.runId) + ": " +
                          counted(run.ports.size(), "port") + " of unit " +
                          std::to_string(run.unit));
-  }
-}
-
-void printResult(const std::vector<Run>& runs, const std::vector<WatchedPort>& ports,
-                 Session& session) {
-  if (session.options().json) {
-    const std::string time = rfc3339(systemNow(), session.shownZone());
-    session.output().printJsonLine(resetResultJson(runs, ports, session.names(), time));
   }
 }
 
@@ -354,17 +388,20 @@ int runReset(const ResetOptions& given, Session& session) {
     warnOfOff(units, session);
   }
   const std::vector<SensorPort> before = session.sensors();
+  const View view = session.view();
   BegunRuns begun = begin(given, units, session);
   announce(begun.runs, session);
 
   std::vector<WatchedPort> ports = watchedPorts(begun.runs, before, monotonicMs(), given.waitMs);
   if (!given.noWait) {
-    watch(given, &begun.runs, &ports, session);
+    watch(given, &begun.runs, &ports, view, session);
     for (const Run& run : begun.runs) {
       sayOutcome(run, session.output());
     }
   }
-  printResult(begun.runs, ports, session);
+  if (session.options().json) {
+    session.output().printJsonLine(resultJson(begun.runs, ports, view));
+  }
   if (begun.failure) {
     throw Failure(*begun.failure);
   }
@@ -373,62 +410,7 @@ int runReset(const ResetOptions& given, Session& session) {
   return given.noWait || areBack ? kExitDone : kExitNotAsWished;
 }
 
-JsonObject& addPort(JsonObject& object, const WatchedPort& port, const PortNames& names) {
-  const PortWatch& watch = port.watch;
-  object.number("runId", port.runId).number("unit", port.port.unit);
-  object.number("ifNum", port.port.ifNum);
-  addTextOrNull(object, "name", names.nameOrEmpty(port.port.ifNum));
-  addTextOrNull(object, "label", names.labelOrEmpty(port.port.ifNum));
-  addTextOrNull(object, "stage", watch.stage());
-  addTextOrNull(object, "adminMode", watch.sensor().adminMode);
-  addTextOrNull(object, "detectionStatus", watch.sensor().detectionStatus);
-  object.number("powerMw", watch.sensor().powerMw);
-  addNumberOrNull(object, "powerLimitMw", watch.sensor().powerLimitMw);
-  addTextOrNull(object, "outcome", watch.outcome().status);
-  addTextOrNull(object, "errorMessage", watch.outcome().errorMessage);
-  watch.isOver() ? object.boolean("back", watch.isBack()) : object.null("back");
-  addNumberOrNull(object, "backAfterMs", watch.backAfterMs());
-  return addTextOrNull(object, "verdict", watch.verdict());
-}
-
 }  // namespace
-
-std::vector<std::string> resetLines(const std::vector<WatchedPort>& ports, const PortNames& names,
-                                    int64_t nowMs, const Screen& screen) {
-  Table table({{""}, {""}, {""}});
-  for (const WatchedPort& port : ports) {
-    const PortWatch& watch = port.watch;
-    const Tint tint = !watch.isOver() ? Tint::plain : watch.isBack() ? Tint::good : Tint::bad;
-    table.row({names.name(port.port.ifNum),
-               names.labelOrEmpty(port.port.ifNum),
-               {watch.line(nowMs), tint}});
-  }
-  std::vector<std::string> lines = splitAt(table.text(screen), '\n');
-  lines.resize(ports.size());
-  return lines;
-}
-
-JsonPtr resetChangeJson(const WatchedPort& port, const PortNames& names, const std::string& time) {
-  JsonObject object;
-  object.text("event", "change").text("time", time.c_str());
-  return addPort(object, port, names).take();
-}
-
-JsonPtr resetResultJson(const std::vector<Run>& runs, const std::vector<WatchedPort>& ports,
-                        const PortNames& names, const std::string& time) {
-  JsonObject document;
-  document.text("event", "result").text("time", time.c_str());
-  document.add("runs", jsonArray(runs, [](const Run& run) {
-                 JsonObject object;
-                 object.number("runId", run.runId).number("unit", run.unit);
-                 return object.text("status", run.status.c_str()).take();
-               }));
-  document.add("ports", jsonArray(ports, [&names](const WatchedPort& port) {
-                 JsonObject object;
-                 return addPort(object, port, names).take();
-               }));
-  return document.take();
-}
 
 SessionAction defineReset(Arguments& app, Options& options) {
   const auto given = std::make_shared<ResetOptions>();

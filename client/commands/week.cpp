@@ -1,10 +1,7 @@
 // week: seven days of ports as their schedules make them.
 #include "client/commands/week.h"
 
-#include <cjson/cJSON.h>
-
 #include <algorithm>
-#include <map>
 
 #include "cli/failure.h"
 #include "cli/mapped.h"
@@ -13,7 +10,6 @@
 
 namespace {
 
-constexpr int32_t kDays = 7;
 constexpr int32_t kHoursPerDay = 24;
 constexpr size_t kGap = 2;  // of a table's columns
 constexpr const char* kUpToNow =
@@ -24,48 +20,22 @@ struct WeekOptions {
   std::string from;
 };
 
-struct Signs {
+struct Characters {
   const char* on;
   const char* off;
   const char* both;
   const char* restart;
 };
 
-const Signs& signsOf(const Screen& screen) {
-  static constexpr Signs kUtf8{"█", "·", "▒", "↻"};
-  static constexpr Signs kAscii{"#", ".", "%", "R"};
+const Characters& charactersOf(const Screen& screen) {
+  static constexpr Characters kUtf8{"█", "·", "▒", "↻"};
+  static constexpr Characters kAscii{"#", ".", "%", "R"};
   return screen.utf8 ? kUtf8 : kAscii;
 }
 
-// The mode that the port has now stands among the changes, in its place.
-PortWeek portWeek(const SensorPort& port, const std::vector<Upcoming>& firings, int64_t from,
-                  int64_t now) {
-  PortWeek week{port, {}, {}};
-  bool isNowTold = false;
-  const auto tellNow = [&] {
-    if (!std::exchange(isNowTold, true)) {
-      week.changes.push_back({now, port.isOn(), false});
-    }
-  };
-  for (const Upcoming& each : firings) {
-    if (!actsOn(*each.schedule, port)) {
-      continue;
-    }
-    if (each.firing.at > now) {
-      tellNow();
-    }
-    const Act act = each.firing.act;
-    week.changes.push_back({each.firing.at, act != Act::off, act == Act::restart});
-    if (each.firing.at >= from) {
-      week.firings.push_back(each);
-    }
-  }
-  tellNow();
-  return week;
-}
-
-// The sign of the hours between two instants.
-const char* signOf(const PortWeek& week, int64_t from, int64_t until, const Signs& signs) {
+// The character of the hours between two instants.
+const char* characterOf(const PortWeek& week, int64_t from, int64_t until,
+                        const Characters& characters) {
   std::optional<bool> isOn = week.isOnAt(from);
   bool isBoth = false;
   for (const ModeChange& change : week.changes) {
@@ -73,46 +43,45 @@ const char* signOf(const PortWeek& week, int64_t from, int64_t until, const Sign
       continue;
     }
     if (change.isRestart) {
-      return signs.restart;
+      return characters.restart;
     }
     isBoth = isBoth || (isOn && *isOn != change.isOn);
     isOn = change.isOn;
   }
-  return isBoth ? signs.both : !isOn ? " " : *isOn ? signs.on : signs.off;
+  return isBoth ? characters.both : !isOn ? " " : *isOn ? characters.on : characters.off;
 }
 
-std::string stripOf(const PortWeek& port, const Week& week, int32_t hours, const ShownAt& at,
-                    const Screen& screen) {
+std::string stripOf(const PortWeek& port, const Week& week, int32_t hours, const View& view) {
   std::string strip;
-  for (int32_t hour = 0; hour < kDays * kHoursPerDay; hour += hours) {
+  for (int32_t hour = 0; hour < kDaysOfWeek * kHoursPerDay; hour += hours) {
     TickTime begin = week.firstDay;
     begin.hour = hour;
     TickTime end = begin;
     end.hour += hours;
-    strip +=
-        signOf(port, at.shownZone.instantOf(begin), at.shownZone.instantOf(end), signsOf(screen));
+    strip += characterOf(port, view.shownZone.instantOf(begin), view.shownZone.instantOf(end),
+                         charactersOf(view.screen));
   }
   return strip;
 }
 
 // Text at the beginning of each day.
-std::string overDays(int32_t signsPerDay, const std::function<std::string(int32_t)>& textOf) {
+std::string overDays(int32_t charactersPerDay, const std::function<std::string(int32_t)>& textOf) {
   std::string line;
-  for (int32_t day = 0; day < kDays; ++day) {
-    line.resize(static_cast<size_t>(day) * static_cast<size_t>(signsPerDay), ' ');
+  for (int32_t day = 0; day < kDaysOfWeek; ++day) {
+    line.resize(static_cast<size_t>(day) * static_cast<size_t>(charactersPerDay), ' ');
     line += textOf(day);
   }
   return line;
 }
 
-std::string hoursOfDay(int32_t signsPerDay) {
-  return signsPerDay == 12 ? "0  6  12 18" : signsPerDay == 8 ? "0   12" : "0  12";
+std::string hoursOfDay(int32_t charactersPerDay) {
+  return charactersPerDay == 12 ? "0  6  12 18" : charactersPerDay == 8 ? "0   12" : "0  12";
 }
 
-// How many hours a sign stands for: two, or as many as the screen's width asks for.
-int32_t hoursPerSign(size_t namesWidth, const Screen& screen) {
+// How many hours a character stands for: two, or as many as the screen's width asks for.
+int32_t hoursPerCharacter(size_t namesWidth, const Screen& screen) {
   for (const int32_t hours : {2, 3, 4}) {
-    const auto strip = static_cast<size_t>(kDays * kHoursPerDay / hours);
+    const auto strip = static_cast<size_t>(kDaysOfWeek * kHoursPerDay / hours);
     if (screen.columns == 0 || namesWidth + kGap + strip <= screen.columns) {
       return hours;
     }
@@ -120,163 +89,118 @@ int32_t hoursPerSign(size_t namesWidth, const Screen& screen) {
   return 6;
 }
 
-// "Mon 2026-03-02".
-std::string dayText(int64_t instant, const Zone& zone) {
-  return momentText(instant, zone).substr(0, 14);
+std::string heading(const Week& week, int32_t hours, const View& view) {
+  const Characters& characters = charactersOf(view.screen);
+  return view.day(week.from) + " to " + view.day(week.until - 1) + ", " + view.footer + "\n" +
+         characters.on + " on  " + characters.off + " off  " + characters.both + " both  " +
+         characters.restart + " restart  blank: not known   each character is " +
+         std::to_string(hours) + " h\n";
 }
 
-std::string heading(const Week& week, int32_t hours, const ShownAt& at, const Screen& screen) {
-  const Signs& signs = signsOf(screen);
-  return dayText(week.from, at.shownZone) + " to " + dayText(week.until - 1, at.shownZone) + ", " +
-         at.footer + "\n" + signs.on + " on  " + signs.off + " off  " + signs.both + " both  " +
-         signs.restart + " restart  blank: not known   each sign is " + std::to_string(hours) +
-         " h\n";
-}
+struct Strip {
+  std::string text;
+  std::vector<uint32_t> ifNums;
+};
 
-// Ports by their strip, in the order of the first of each.
-std::vector<std::pair<std::string, std::vector<uint32_t>>> byStrip(const Week& week, int32_t hours,
-                                                                   const ShownAt& at,
-                                                                   const Screen& screen) {
-  std::vector<std::pair<std::string, std::vector<uint32_t>>> groups;
-  std::map<std::string, size_t> places;
+// Of the scheduled ports, those with equal strips together, in the order of the first of each.
+std::vector<Strip> stripsOf(const Week& week, int32_t hours, const View& view) {
+  std::vector<Strip> strips;
   for (const PortWeek& port : week.ports) {
-    const std::string strip = stripOf(port, week, hours, at, screen);
-    const auto [place, isNew] = places.emplace(strip, groups.size());
-    if (isNew) {
-      groups.push_back({strip, {}});
+    if (!port.isScheduled) {
+      continue;
     }
-    groups[place->second].second.push_back(port.port.ifNum);
+    const std::string text = stripOf(port, week, hours, view);
+    auto place = std::find_if(strips.begin(), strips.end(),
+                              [&text](const Strip& each) { return each.text == text; });
+    if (place == strips.end()) {
+      place = strips.insert(place, {text, {}});
+    }
+    place->ifNums.push_back(port.port.ifNum);
   }
-  return groups;
+  return strips;
 }
 
 std::string unscheduledLine(const Week& week, const PortNames& names) {
-  const std::vector<uint32_t> ifNums =
-      mapped(week.unscheduled, [](const PortWeek& port) { return port.port.ifNum; });
+  std::vector<uint32_t> ifNums;
+  for (const PortWeek& port : week.ports) {
+    if (!port.isScheduled) {
+      ifNums.push_back(port.port.ifNum);
+    }
+  }
   return ifNums.empty() ? "" : "no schedule acts on " + escaped(names.ranges(ifNums)) + "\n";
 }
 
-JsonPtr firingOfPort(const Upcoming& upcoming, const Zone& shownZone) {
-  JsonObject object;
-  object.text("at", rfc3339(upcoming.firing.at, shownZone).c_str())
-      .text("act", actText(upcoming.firing.act))
-      .boolean("isEnd", upcoming.firing.isEnd)
-      .number("scheduleId", upcoming.schedule->scheduleId)
-      .text("scheduleName", upcoming.schedule->name.c_str());
-  return object.take();
+JsonPtr firingOfPort(const Firing& firing, const View& view) {
+  return jsonObject({{"at", view.stamp(firing.at)},
+                     {"act", actText(firing.act)},
+                     {"isEnd", firing.isEnd},
+                     {"scheduleId", firing.schedule->scheduleId},
+                     {"scheduleName", firing.schedule->name.c_str()}});
 }
 
-JsonPtr portDocument(const PortWeek& port, const Week& week, const PortNames& names,
-                     const Zone& shownZone) {
-  const std::optional<bool> isOnAtStart = port.isOnAt(week.from);
-  JsonObject object;
-  object.number("unit", port.port.unit).number("ifNum", port.port.ifNum);
-  addTextOrNull(object, "name", names.nameOrEmpty(port.port.ifNum));
-  addTextOrNull(object, "label", names.labelOrEmpty(port.port.ifNum));
-  isOnAtStart ? object.boolean("isOnAtStart", *isOnAtStart) : object.null("isOnAtStart");
-  object.add("firings", jsonArray(port.firings, [&shownZone](const Upcoming& each) {
-               return firingOfPort(each, shownZone);
-             }));
-  return object.take();
+// {"from", "until", "ports": [{"unit", "ifNum", "name", "label", "isOnAtStart", "firings": [{"at",
+// "act", "isEnd", "scheduleId", "scheduleName"}]}]}; "isOnAtStart" is null where nothing tells.
+JsonPtr weekJson(const Week& week, const View& view) {
+  const auto ofFiring = [&](const Firing& firing) { return firingOfPort(firing, view); };
+  const auto ofPort = [&](const PortWeek& port) {
+    return jsonObject(
+        portJson(port.port.unit, port.port.ifNum, view),
+        {{"isOnAtStart", port.isOnAt(week.from)}, {"firings", jsonArray(port.firings, ofFiring)}});
+  };
+  return jsonObject({{"from", view.stamp(week.from)},
+                     {"until", view.stamp(week.until)},
+                     {"ports", jsonArray(week.ports, ofPort)}});
 }
 
-TickTime firstDayOf(const std::string& from, const ShownAt& at) {
+TickTime firstDayOf(const std::string& from, const View& view) {
   const std::optional<int64_t> moment =
-      from.empty() ? at.now : parseMoment(from, at.now, at.shownZone);
+      from.empty() ? view.now : parseMoment(from, view.now, view.shownZone);
   if (!moment) {
     throw Failure(kExitUsage, "--from: " + inQuotes(from) + " is no day; " + kMomentForms + ".");
   }
-  return dayAfter(at.shownZone.tickAt(*moment), 0);
+  return dayAfter(view.shownZone.tickAt(*moment), 0);
 }
 
 int runWeek(const WeekOptions& given, Session& session) {
-  const ShownAt at{session.now(), session.zone(), session.shownZone(), session.zoneText()};
-  const TickTime firstDay = firstDayOf(given.from, at);
+  const View view = session.view();
+  const TickTime firstDay = firstDayOf(given.from, view);
   const std::vector<SensorPort> ports =
       given.ports.empty() ? session.sensors()
                           : chosenPorts(session.sensors(), session.portsNamed(given.ports));
   const std::vector<Schedule> schedules = session.schedules();
-  const Week week = weekOf(ports, schedules, firstDay, at);
-
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(weekDocument(week, session.names(), at));
-  } else {
-    output.print(weekText(week, session.names(), at, output.screen()));
-  }
+  const Week week = weekOf(ports, schedules, firstDay, view);
+  session.print([&] { return weekText(week, view); }, [&] { return weekJson(week, view); });
   return kExitDone;
 }
 
 }  // namespace
 
-std::optional<bool> PortWeek::isOnAt(int64_t instant) const {
-  std::optional<bool> isOn;
-  for (const ModeChange& change : changes) {
-    isOn = change.at <= instant ? std::make_optional(change.isOn) : isOn;
-  }
-  return isOn;
-}
-
-Week weekOf(const std::vector<SensorPort>& ports, const std::vector<Schedule>& schedules,
-            const TickTime& firstDay, const ShownAt& at) {
-  TickTime end = firstDay;
-  end.day += kDays;
-  Week week{firstDay, at.shownZone.instantOf(firstDay), at.shownZone.instantOf(end), {}, {}};
-  const int64_t since = std::min(week.from, at.now) - kFiringMemorySec;
-  const std::vector<Upcoming> firings = firingsWithin(schedules, since, week.until - 1, at.zone);
-
-  for (const SensorPort& port : ports) {
-    const bool isScheduled =
-        std::any_of(schedules.begin(), schedules.end(),
-                    [&port](const Schedule& schedule) { return actsOn(schedule, port); });
-    if (isScheduled) {
-      week.ports.push_back(portWeek(port, firings, week.from, at.now));
-    } else {
-      week.unscheduled.push_back(portWeek(port, {}, week.from, at.now));
-    }
-  }
-  return week;
-}
-
-std::string weekText(const Week& week, const PortNames& names, const ShownAt& at,
-                     const Screen& screen) {
+std::string weekText(const Week& week, const View& view) {
   size_t namesWidth = 0;
-  for (const auto& [strip, ifNums] : byStrip(week, 2, at, screen)) {
-    namesWidth = std::max(namesWidth, displayWidth(names.ranges(ifNums)));
+  for (const Strip& strip : stripsOf(week, 2, view)) {
+    namesWidth = std::max(namesWidth, displayWidth(view.names.ranges(strip.ifNums)));
   }
-  const int32_t hours = hoursPerSign(namesWidth, screen);
-  const int32_t signsPerDay = kHoursPerDay / hours;
+  const int32_t hours = hoursPerCharacter(namesWidth, view.screen);
+  const int32_t charactersPerDay = kHoursPerDay / hours;
 
   Table table({{""}, {""}});
-  table.row({"", overDays(signsPerDay, [&](int32_t day) {
+  table.row({"", overDays(charactersPerDay, [&](int32_t day) {
                TickTime noon = dayAfter(week.firstDay, day);
                noon.hour = 12;
-               return dayText(at.shownZone.instantOf(noon), at.shownZone).substr(0, 3);
+               return view.day(view.shownZone.instantOf(noon)).substr(0, 3);
              })});
-  if (signsPerDay > 4) {
-    table.row(
-        {"",
-         {overDays(signsPerDay, [&](int32_t) { return hoursOfDay(signsPerDay); }), Tint::faint}});
+  if (charactersPerDay > 4) {
+    table.row({"",
+               {overDays(charactersPerDay, [&](int32_t) { return hoursOfDay(charactersPerDay); }),
+                Tint::faint}});
   }
-  for (const auto& [strip, ifNums] : byStrip(week, hours, at, screen)) {
-    table.row({names.ranges(ifNums), strip});
+  const std::vector<Strip> strips = stripsOf(week, hours, view);
+  for (const Strip& strip : strips) {
+    table.row({view.names.ranges(strip.ifNums), strip.text});
   }
-  const std::string upToNow = week.from < at.now ? kUpToNow : "";
-  return (week.ports.empty() ? ""
-                             : heading(week, hours, at, screen) + table.text(screen) + upToNow) +
-         unscheduledLine(week, names);
-}
-
-JsonPtr weekDocument(const Week& week, const PortNames& names, const ShownAt& at) {
-  std::vector<PortWeek> ports = week.ports;
-  ports.insert(ports.end(), week.unscheduled.begin(), week.unscheduled.end());
-  JsonObject document;
-  document.text("from", rfc3339(week.from, at.shownZone).c_str())
-      .text("until", rfc3339(week.until, at.shownZone).c_str())
-      .add("ports", jsonArray(ports, [&](const PortWeek& port) {
-             return portDocument(port, week, names, at.shownZone);
-           }));
-  return document.take();
+  const std::string upToNow = week.from < view.now ? kUpToNow : "";
+  return (strips.empty() ? "" : heading(week, hours, view) + table.text(view.screen) + upToNow) +
+         unscheduledLine(week, view.names);
 }
 
 SessionAction defineWeek(Arguments& app, Options& options) {

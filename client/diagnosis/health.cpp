@@ -16,9 +16,9 @@ constexpr int64_t kMarginSec = 2 * kSecPerDay;
 constexpr size_t kMaxDetails = 200;  // each is a request
 
 PortState stateOfOn(const SensorPort& port) {
-  return port.delivers()                       ? PortState::delivers
-         : port.detectionStatus == "searching" ? PortState::searches
-                                               : PortState::fault;
+  return port.delivers()                                ? PortState::delivers
+         : port.detectionStatus == Detection::searching ? PortState::searches
+                                                        : PortState::fault;
 }
 
 // A restart or a boot delay switches on again what it holds off now.
@@ -35,16 +35,15 @@ PortState stateOfOff(const PortEvent* cause) {
 
 // Runs that left a port as it was do not explain it.
 bool mayHaveSwitched(const RunPort& port) {
-  return port.status == "success" || port.status == "failed" || port.status == "pending";
+  return port.status == PortStatus::success || port.status == PortStatus::failed ||
+         port.status == PortStatus::pending;
 }
 
-// When the port's schedules switched it off, if they did so last; in the switch's time.
-std::optional<int64_t> offSince(const SensorPort& port, const std::vector<Upcoming>& past) {
-  const auto last = std::find_if(past.rbegin(), past.rend(), [&port](const Upcoming& each) {
-    return actsOn(*each.schedule, port);
-  });
-  const bool isLeftOff = last != past.rend() && last->firing.act == Act::off;
-  return isLeftOff ? std::make_optional(last->firing.at) : std::nullopt;
+// When the port's schedules switched it off, if they did so last.
+std::optional<SwitchTime> offSince(const PoePort& port, const std::vector<Firing>& past) {
+  const std::vector<Firing> course = courseOf(port, past);
+  const bool isLeftOff = !course.empty() && course.back().act == Act::off;
+  return isLeftOff ? std::make_optional(course.back().at) : std::nullopt;
 }
 
 // What switches at a schedule's word to switch off, whatever its record says of how it went.
@@ -52,38 +51,35 @@ bool isScheduledOff(const PortEvent& event) {
   return event.isBySchedule() && event.cause != PortCause::restart && isToOff(event);
 }
 
-// A newer run of another kind took the port from the schedules.
-bool isMeantOff(const SensorPort& port, const std::vector<Upcoming>& past, const PortEvent* cause,
-                int64_t clockDifference) {
-  const std::optional<int64_t> since = offSince(port, past);
-  const bool isTaken =
-      since && cause != nullptr && !isScheduledOff(*cause) && cause->at + clockDifference > *since;
+// A newer run of another kind took the port from the schedules. The clocks may differ.
+bool isMeantOff(const PoePort& port, const std::vector<Firing>& past, const PortEvent* cause,
+                const View& view) {
+  const std::optional<SwitchTime> since = offSince(port, past);
+  const bool isTaken = since && cause != nullptr && !isScheduledOff(*cause) &&
+                       view.systemNow - cause->at < view.now - *since;
   return since && !isTaken;
 }
 
 }  // namespace
 
-std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const HealthGround& ground) {
-  const std::vector<Upcoming> past =
-      firingsWithin(ground.schedules, ground.now - kFiringMemorySec, ground.now, ground.zone);
-  std::vector<PortHealth> health;
-  for (const SensorPort& port : ports) {
+std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
+                                 const std::vector<Schedule>& schedules, const View& view) {
+  const std::vector<Firing> past = pastFirings(schedules, view.now, view.zone);
+  return mapped(ports, [&](const SensorPort& port) {
     if (!port.isOff()) {
-      health.push_back({port, stateOfOn(port), std::nullopt});
-      continue;
+      return PortHealth{port, stateOfOn(port), std::nullopt};
     }
-    const std::vector<PortEvent> timeline = portTimeline(
-        {port.unit, port.ifNum}, ground.runs, ground.schedules, ground.systemNow, ground.zone);
-    const PortEvent* cause = whatLeftOff(timeline, ground.systemNow);
-    const bool isMeant = isMeantOff(port, past, cause, ground.now - ground.systemNow);
-    health.push_back({port, isMeant ? PortState::offBySchedule : stateOfOff(cause),
-                      cause != nullptr ? std::make_optional(*cause) : std::nullopt});
-  }
-  return health;
+    const std::vector<PortEvent> timeline =
+        portTimeline(port, runs, schedules, view.systemNow, view.zone);
+    const PortEvent* cause = whatLeftOff(timeline, view.systemNow);
+    const bool isMeant = isMeantOff(port, past, cause, view);
+    return PortHealth{port, isMeant ? PortState::offBySchedule : stateOfOff(cause),
+                      cause != nullptr ? std::make_optional(*cause) : std::nullopt};
+  });
 }
 
 std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
-                                  const std::vector<SensorPort>& ports, int64_t systemNow) {
+                                  const std::vector<SensorPort>& ports) {
   std::set<uint32_t> unexplained;
   for (const SensorPort& port : ports) {
     if (port.unit == unit && port.isOff()) {
@@ -96,8 +92,8 @@ std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
   }
 
   std::optional<int64_t> enough;
-  for (const Run& run : askRunsSince(daemon, unit, systemNow - kKeptSec)) {
-    if (runs.size() == kMaxDetails || (enough && run.startedAt.value_or(0) < *enough)) {
+  for (const Run& run : askRunsSince(daemon, unit, SystemTime(systemNow() - kKeptSec))) {
+    if (runs.size() == kMaxDetails || (enough && run.startedAt.value_or(SystemTime()) < *enough)) {
       break;
     }
     runs.push_back(askRun(daemon, unit, run.runId));
@@ -105,34 +101,33 @@ std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
       unexplained.erase(mayHaveSwitched(port) ? port.ifNum : 0);
     }
     if (unexplained.empty() && !enough) {
-      enough = run.startedAt.value_or(0) - kMarginSec;
+      enough = run.startedAt.value_or(SystemTime()) - kMarginSec;
     }
   }
   return runs;
 }
 
-std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit, int64_t systemNow) {
-  std::vector<Run> runs = askRunsSince(daemon, unit, systemNow - kSecPerDay);
+std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit) {
+  std::vector<Run> runs = askRunsSince(daemon, unit, SystemTime(systemNow() - kSecPerDay));
   for (Run& run : runs) {
-    if (!run.isOpen() && run.status != "success") {
+    if (run.isFailure()) {
       run = askRun(daemon, unit, run.runId);
     }
   }
   return runs;
 }
 
-std::string resultOf(const Run& run, const std::vector<Schedule>& schedules) {
+RunStatus resultOf(const Run& run, const std::vector<Schedule>& schedules) {
   const Schedule* schedule = scheduleOf(run, schedules);
-  if (schedule == nullptr || run.errorMessage != kRunNeverEnded) {
-    return run.status;
-  }
-  return twinAmong(schedules, *schedule) != nullptr ? "success" : run.status;
+  const bool isEndedByTwin = schedule != nullptr && run.errorMessage == kRunNeverEnded &&
+                             twinAmong(schedules, *schedule) != nullptr;
+  return isEndedByTwin ? RunStatus::success : run.status.kind;
 }
 
 std::string failureText(const Run& run, const PortNames& names) {
   std::map<std::string, std::vector<uint32_t>> byMessage;
   for (const RunPort& port : run.ports) {
-    if (port.status != "success" && !port.errorMessage.empty()) {
+    if (port.status != PortStatus::success && !port.errorMessage.empty()) {
       byMessage[port.errorMessage].push_back(port.ifNum);
     }
   }

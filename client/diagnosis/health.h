@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "api/records.h"
+#include "api/view.h"
 #include "client/diagnosis/port_timeline.h"
-#include "forecast/upcoming.h"
+#include "forecast/firings.h"
 
 enum class PortState { delivers, searches, offBySchedule, offByRun, offUnexplained, fault };
 constexpr size_t kPortStates = 6;
@@ -21,32 +21,23 @@ struct PortHealth {
   std::optional<PortEvent> cause;      // what left an unexplained one off, if a run did
 };
 
-// What ports are judged by.
-struct HealthGround {
-  const std::vector<Run>& runs;  // as askRunsBehindOff gives them
-  const std::vector<Schedule>& schedules;
-  int64_t now = 0;        // the switch's time, which schedules go by
-  int64_t systemNow = 0;  // this system's, which runs go by
-  Zone zone;
-};
-
 // A port whose schedules last switched it off is off by a schedule, too, where no newer run tells
 // otherwise: the daemon records no end of a window whose start it has not seen.
-std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const HealthGround& ground);
+// runs: as askRunsBehindOff gives them.
+std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
+                                 const std::vector<Schedule>& schedules, const View& view);
 
 // The unit's runs, with their ports, from the newest to those that switched the ports that are off,
 // and the two days before them: what began there may have ended later. At most 200, and those of
 // the time that the daemon keeps; what was before is not explained.
 std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
-                                  const std::vector<SensorPort>& ports, int64_t systemNow);
-
-constexpr std::array<const char*, 4> kResults{"success", "partial", "failed", "aborted"};
+                                  const std::vector<SensorPort>& ports);
 
 // The runs of the last 24 hours. Those that are neither open nor a success have their ports.
-std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit, int64_t systemNow);
+std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit);
 
-// Its status; "success" where it failed for want of an end that a twin brings.
-std::string resultOf(const Run& run, const std::vector<Schedule>& schedules);
+// Its status; success where it failed for want of an end that a twin brings.
+RunStatus resultOf(const Run& run, const std::vector<Schedule>& schedules);
 
 // What went wrong, as the daemon recorded it: the run's message, and each message of ports with
 // them; escaped.

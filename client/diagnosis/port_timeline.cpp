@@ -22,11 +22,12 @@ Fate fateOf(const Run& run, const RunPort& port) {
     return std::any_of(texts.begin(), texts.end(),
                        [&port](const char* text) { return port.errorMessage == text; });
   };
-  if (port.status == "success") {
+  if (port.status == PortStatus::success) {
     return Fate::done;
   }
   // A window skips a busy port in one way at its start and at its end.
-  if (port.status == "not-applicable" || (port.status == "skipped" && !says({kPortBusy}))) {
+  if (port.status == PortStatus::notApplicable ||
+      (port.status == PortStatus::skipped && !says({kPortBusy}))) {
     return Fate::untouched;
   }
   if (says(
@@ -34,22 +35,22 @@ Fate fateOf(const Run& run, const RunPort& port) {
     return Fate::untouched;
   }
   const bool isHalf = says({kPortBootFailed, kPortRestoreFailed, PORT_WITHOUT_OUTCOME}) ||
-                      (run.scheduleType == "restart" && says({kPortOnFailed}));
+                      (run.scheduleType == ScheduleType::restart && says({kPortOnFailed}));
   return isHalf ? Fate::half : Fate::unknown;
 }
 
 PortCause causeOf(const Run& run) {
-  if (run.triggered == "boot-delay") {
+  if (run.triggered == Trigger::bootDelay) {
     return PortCause::bootDelay;
   }
-  if (run.scheduleType == "restart") {
+  if (run.scheduleType == ScheduleType::restart) {
     return PortCause::restart;
   }
   return run.allDay.value_or(false) ? PortCause::allDay : PortCause::windowStart;
 }
 
 PortEffect startEffect(const Run& run, PortCause cause) {
-  const bool isOn = run.scheduleType == "power_on" && cause != PortCause::bootDelay;
+  const bool isOn = run.scheduleType == ScheduleType::powerOn && cause != PortCause::bootDelay;
   return isOn ? PortEffect::on : PortEffect::off;
 }
 
@@ -58,9 +59,9 @@ PortEffect opposite(PortEffect effect) {
 }
 
 // One run's events for one port.
-class RunTeller {
+class RunEvents {
  public:
-  RunTeller(const Run& run, const RunPort& port, const Schedule* schedule,
+  RunEvents(const Run& run, const RunPort& port, const Schedule* schedule,
             const std::string& twinName)
       : schedule_(schedule), fate_(fateOf(run, port)), cause_(causeOf(run)) {
     event_.run = run;
@@ -70,21 +71,21 @@ class RunTeller {
     effect_ = startEffect(run, cause_);
   }
 
-  std::vector<PortEvent> tell(const std::vector<Run>& all, int64_t now, const Zone& zone) {
+  std::vector<PortEvent> all(const std::vector<Run>& runs, SystemTime now, const Zone& zone) {
     const PortEffect start = fate_ == Fate::untouched ? PortEffect::none
                              : fate_ == Fate::unknown ? PortEffect::unclear
                                                       : effect_;
-    add(event_.run.startedAt.value_or(0), start, cause_);
+    add(event_.run.startedAt.value_or(SystemTime()), start, cause_);
     if (cause_ == PortCause::windowStart) {
-      tellWindowEnd(all, now, zone);
+      addWindowEnd(runs, now, zone);
     } else if (cause_ != PortCause::allDay) {
-      tellSecondHalf(now);
+      addSecondHalf(now);
     }
     return std::move(events_);
   }
 
  private:
-  void add(int64_t at, PortEffect effect, PortCause cause) {
+  void add(SystemTime at, PortEffect effect, PortCause cause) {
     event_.at = at;
     event_.effect = effect;
     event_.cause = cause;
@@ -92,7 +93,7 @@ class RunTeller {
   }
 
   // A restart or a boot delay switches on what it has switched off.
-  void tellSecondHalf(int64_t now) {
+  void addSecondHalf(SystemTime now) {
     if (fate_ == Fate::done || fate_ == Fate::half) {
       const PortEffect effect = fate_ == Fate::done ? PortEffect::on : PortEffect::none;
       add(event_.run.completedAt.value_or(now), effect, cause_);
@@ -100,7 +101,7 @@ class RunTeller {
   }
 
   // A run that ends with a message of its own was closed without its window's end.
-  void tellWindowEnd(const std::vector<Run>& all, int64_t now, const Zone& zone) {
+  void addWindowEnd(const std::vector<Run>& runs, SystemTime now, const Zone& zone) {
     if (event_.run.completedAt && event_.run.errorMessage.empty()) {
       const PortEffect effect = fate_ == Fate::done   ? opposite(effect_)
                                 : fate_ == Fate::half ? PortEffect::none
@@ -108,7 +109,7 @@ class RunTeller {
       add(*event_.run.completedAt, effect, PortCause::windowEnd);
       return;
     }
-    const std::optional<int64_t> end = endBySchedule(all, now, zone);
+    const std::optional<SystemTime> end = endBySchedule(runs, now, zone);
     if (end && *end > now) {
       events_.back().endsAt = end;
     } else if (end && fate_ != Fate::untouched) {
@@ -117,21 +118,24 @@ class RunTeller {
   }
 
   // When the schedule as it is now ends what the run began, unless it is begun anew before.
-  std::optional<int64_t> endBySchedule(const std::vector<Run>& all, int64_t now,
-                                       const Zone& zone) const {
+  std::optional<SystemTime> endBySchedule(const std::vector<Run>& runs, SystemTime now,
+                                          const Zone& zone) const {
     const bool hasPort =
         schedule_ != nullptr &&
         std::count(schedule_->ifNums.begin(), schedule_->ifNums.end(), event_.port().ifNum) > 0;
+    const SwitchTime closed(event_.run.completedAt.value_or(now));  // as if the clocks were one
     const std::optional<Firing> next =
-        hasPort ? nextFiring(*schedule_, event_.run.completedAt.value_or(now), zone) : std::nullopt;
+        hasPort ? nextFiring(*schedule_, closed, zone) : std::nullopt;
     if (!next || !next->isEnd) {
       return std::nullopt;
     }
-    const bool isBegunAnew = std::any_of(all.begin(), all.end(), [&](const Run& other) {
+    const SystemTime end(next->at);
+    const bool isBegunAnew = std::any_of(runs.begin(), runs.end(), [&](const Run& other) {
       return other.runId > event_.run.runId && other.unit == event_.run.unit &&
-             other.scheduleId == event_.run.scheduleId && other.startedAt.value_or(0) <= next->at;
+             other.scheduleId == event_.run.scheduleId &&
+             other.startedAt.value_or(SystemTime()) <= end;
     });
-    return isBegunAnew ? std::nullopt : std::make_optional(next->at);
+    return isBegunAnew ? std::nullopt : std::make_optional(end);
   }
 
   const Schedule* schedule_;
@@ -176,7 +180,7 @@ std::string outcomeText(const PortEvent& event) {
     return "whose last night " + inQuotes(event.twinName) + " ends";
   }
   const std::string& why = run.errorMessage.empty() ? portSays : run.errorMessage;
-  return escaped(run.status + (why.empty() ? "" : ": " + why));
+  return escaped(run.status.text + (why.empty() ? "" : ": " + why));
 }
 
 std::string runText(const PortEvent& event) {
@@ -213,27 +217,25 @@ bool isToOff(const PortEvent& event) {
 }
 
 std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>& runs,
-                                    const std::vector<Schedule>& schedules, int64_t now,
+                                    const std::vector<Schedule>& schedules, SystemTime now,
                                     const Zone& zone) {
   std::vector<PortEvent> timeline;
   for (const Run& run : runs) {
-    const auto own = std::find_if(run.ports.begin(), run.ports.end(), [&port](const RunPort& each) {
-      return each.ifNum == port.ifNum;
-    });
-    if (run.unit != port.unit || own == run.ports.end()) {
+    const RunPort* own = run.unit == port.unit ? run.port(port.ifNum) : nullptr;
+    if (own == nullptr) {
       continue;
     }
     const Schedule* schedule = scheduleOf(run, schedules);
     const Schedule* twin = schedule != nullptr ? twinAmong(schedules, *schedule) : nullptr;
-    RunTeller teller(run, *own, schedule, twin != nullptr ? twin->name.c_str() : "");
-    const std::vector<PortEvent> events = teller.tell(runs, now, zone);
+    RunEvents ofRun(run, *own, schedule, twin != nullptr ? twin->name.c_str() : "");
+    const std::vector<PortEvent> events = ofRun.all(runs, now, zone);
     timeline.insert(timeline.end(), events.begin(), events.end());
   }
   std::stable_sort(timeline.begin(), timeline.end(), isBefore);
   return timeline;
 }
 
-const PortEvent* lastSwitching(const std::vector<PortEvent>& timeline, int64_t at) {
+const PortEvent* lastSwitching(const std::vector<PortEvent>& timeline, SystemTime at) {
   const PortEvent* last = nullptr;
   for (const PortEvent& event : timeline) {
     if (event.at <= at && event.effect != PortEffect::none) {
@@ -243,7 +245,7 @@ const PortEvent* lastSwitching(const std::vector<PortEvent>& timeline, int64_t a
   return last;
 }
 
-const PortEvent* whatLeftOff(const std::vector<PortEvent>& timeline, int64_t now) {
+const PortEvent* whatLeftOff(const std::vector<PortEvent>& timeline, SystemTime now) {
   const PortEvent* last = lastSwitching(timeline, now);
   return last != nullptr && last->effect != PortEffect::on ? last : nullptr;
 }

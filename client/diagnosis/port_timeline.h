@@ -28,13 +28,13 @@ enum class PortCause {
 };
 
 struct PortEvent {
-  int64_t at = 0;  // an instant; of what a run did at its end, that end: it was then at the latest
+  SystemTime at;  // of what a run did at its end, that end: it was then at the latest
   PortEffect effect = PortEffect::none;
   PortCause cause = PortCause::windowStart;
   Run run;                 // whose doing it was (of a lost end: whose window), with this port alone
   std::string actionText;  // "off 22:00-06:00" of its schedule as it is now; empty when it is gone
   // Of a window's start that has had no end yet: when the schedule as it is now ends it.
-  std::optional<int64_t> endsAt;
+  std::optional<SystemTime> endsAt;
   std::string twinName;  // of the schedule that ends its schedule's last night; may be empty
 
   const RunPort& port() const { return run.ports.front(); }
@@ -47,17 +47,17 @@ bool isToOff(const PortEvent& event);
 // What happened to the port, oldest first, in as far as the runs (with their ports, in any order,
 // of any unit and port) tell. now is this system's time, which runs go by.
 std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>& runs,
-                                    const std::vector<Schedule>& schedules, int64_t now,
+                                    const std::vector<Schedule>& schedules, SystemTime now,
                                     const Zone& zone);
 
 // The newest event at the instant or before that switched the port, for certain or perhaps; null
 // when there is none.
-const PortEvent* lastSwitching(const std::vector<PortEvent>& timeline, int64_t at);
+const PortEvent* lastSwitching(const std::vector<PortEvent>& timeline, SystemTime at);
 
 // What left a port off that is off now: the last switching, unless it was one to on. Null when no
 // run is known to have done it. Where isOffBySchedule, its schedule wants it so; else nothing will
 // switch it on again, as after a restart that wasCutOff.
-const PortEvent* whatLeftOff(const std::vector<PortEvent>& timeline, int64_t now);
+const PortEvent* whatLeftOff(const std::vector<PortEvent>& timeline, SystemTime now);
 bool wasCutOff(const PortEvent& event);  // by a restart of the daemon
 bool isOffBySchedule(const PortEvent& event);
 

@@ -34,14 +34,14 @@ PortWatch::PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowe
 }
 
 std::string PortWatch::stageNow() const {
-  const std::string& status = sensor_.detectionStatus;
+  const Word<Detection>& status = sensor_.detectionStatus;
   if (sensor_.isOff()) {
     return "dark";
   }
-  if (status == "disabled" || status == "off") {
+  if (status == Detection::disabled || status == Detection::off) {
     return darkMs_ ? "on" : "dark";  // switched on, but not yet looking for a device
   }
-  return status.empty() ? "unknown" : status;
+  return status.text.empty() ? "unknown" : status.text;
 }
 
 bool PortWatch::feed(int64_t nowMs, bool isRunOpen, const RunPort& outcome,
@@ -59,7 +59,7 @@ bool PortWatch::feed(int64_t nowMs, bool isRunOpen, const RunPort& outcome,
   if (!darkMs_ && (isDark || (deliveredBefore_ && !sensor.delivers()))) {
     darkMs_ = nowMs;
   }
-  if (!switchOnMs_ && (outcome.status == "success" || (darkMs_ && !isDark))) {
+  if (!switchOnMs_ && (outcome.status == PortStatus::success || (darkMs_ && !isDark))) {
     switchOnMs_ = nowMs;
   }
   judge(nowMs, isRunOpen);
@@ -67,15 +67,15 @@ bool PortWatch::feed(int64_t nowMs, bool isRunOpen, const RunPort& outcome,
 }
 
 void PortWatch::judge(int64_t nowMs, bool isRunOpen) {
-  if (outcome_.status == "skipped" || outcome_.status == "not-applicable") {
+  if (outcome_.status == PortStatus::skipped || outcome_.status == PortStatus::notApplicable) {
     end(nowMs, false, "not reset: " + outcome_.errorMessage);
     return;
   }
-  if (outcome_.status == "failed") {
+  if (outcome_.status == PortStatus::failed) {
     end(nowMs, false, "failed: " + outcome_.errorMessage);
     return;
   }
-  if (outcome_.status != "success") {
+  if (outcome_.status != PortStatus::success) {
     if (!isRunOpen) {  // of a record that the daemon could not write
       end(nowMs, false, "the run ended without an outcome for it");
     }
@@ -100,7 +100,8 @@ void PortWatch::judge(int64_t nowMs, bool isRunOpen) {
 void PortWatch::judgeSwitchedOn(int64_t nowMs) {
   if (sensor_.delivers()) {
     end(nowMs, true, "on after " + wholeSeconds(nowMs - startMs_));
-  } else if (stage() == "denied" || stage() == "fault") {
+  } else if (sensor_.detectionStatus == Detection::denied ||
+             sensor_.detectionStatus == Detection::fault) {
     end(nowMs, false, "switched on, but without power (" + says() + ")");
   } else if (nowMs - *switchOnMs_ >= std::min(waitPowerMs_, kDetectionMs)) {
     end(nowMs, true, "switched on (" + says() + ")");
@@ -118,7 +119,7 @@ std::optional<int64_t> PortWatch::backAfterMs() const {
 }
 
 std::string PortWatch::says() const {
-  const bool hasLimit = stage() == "denied" && sensor_.powerLimitMw;
+  const bool hasLimit = sensor_.detectionStatus == Detection::denied && sensor_.powerLimitMw;
   return stage() + (hasLimit ? ": limit " + wattsText(*sensor_.powerLimitMw) : "");
 }
 

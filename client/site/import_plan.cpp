@@ -70,7 +70,7 @@ void Planner::want(const Schedule& wanted, const Schedule* presentOrNull) {
   using Kind = Difference::Kind;
   if (presentOrNull == nullptr) {
     additions_.push_back(
-        {ImportStep::Act::create, wanted, {}, note(Kind::added, nullptr, &wanted)});
+        {ImportStep::Kind::create, wanted, {}, note(Kind::added, nullptr, &wanted)});
     return;
   }
   const bool isSame = isSameContent(*presentOrNull, wanted);
@@ -79,20 +79,20 @@ void Planner::want(const Schedule& wanted, const Schedule* presentOrNull) {
     return;
   }
   if (presentOrNull->type != wanted.type) {
-    additions_.push_back({ImportStep::Act::remove, *presentOrNull, {}, difference});
-    additions_.push_back({ImportStep::Act::create, wanted, {}, difference});
+    additions_.push_back({ImportStep::Kind::remove, *presentOrNull, {}, difference});
+    additions_.push_back({ImportStep::Kind::create, wanted, {}, difference});
     return;
   }
   Schedule changed = wanted;
   changed.scheduleId = presentOrNull->scheduleId;
-  changes_.push_back({ImportStep::Act::update, changed, {}, difference});
+  changes_.push_back({ImportStep::Kind::update, changed, {}, difference});
 }
 
 void Planner::leaveOrRemove(const Schedule& present, bool replace) {
   const size_t difference =
       note(replace ? Difference::Kind::removed : Difference::Kind::onlyHere, &present, nullptr);
   if (replace) {
-    removals_.push_back({ImportStep::Act::remove, present, {}, difference});
+    removals_.push_back({ImportStep::Kind::remove, present, {}, difference});
   }
 }
 
@@ -118,7 +118,7 @@ void Planner::setBootDelays(const SiteConfig& wantedSite, const SiteConfig& pres
     plan_.differences.push_back(difference);
     if (difference.kind != Difference::Kind::same) {
       plan_.steps.push_back(
-          {ImportStep::Act::setBootDelay, {}, after, plan_.differences.size() - 1});
+          {ImportStep::Kind::setBootDelay, {}, after, plan_.differences.size() - 1});
     }
   }
 }
@@ -145,12 +145,12 @@ std::string stepText(const ImportStep& step) {
   const std::string name = inQuotes(schedule.name.c_str());
   const std::string unit = "unit " + std::to_string(schedule.unit);
   const std::string so = std::to_string(schedule.scheduleId) + " " + name + " of " + unit;
-  switch (step.act) {
-    case ImportStep::Act::create:
+  switch (step.kind) {
+    case ImportStep::Kind::create:
       return "add " + name + " to " + unit;
-    case ImportStep::Act::update:
+    case ImportStep::Kind::update:
       return "change " + so;
-    case ImportStep::Act::remove:
+    case ImportStep::Kind::remove:
       return "delete " + so;
     default:
       return "set the boot delay of unit " + std::to_string(step.bootDelay.unit);

@@ -24,8 +24,8 @@ struct Difference {
 };
 
 struct ImportStep {
-  enum class Act { create, update, remove, setBootDelay };
-  Act act = Act::create;
+  enum class Kind { create, update, remove, setBootDelay };
+  Kind kind = Kind::create;
   Schedule schedule;  // what is sent
   BootDelay bootDelay;
   size_t difference = 0;  // which one it belongs to

@@ -1,7 +1,5 @@
 #include "client/site/plan_faults.h"
 
-#include <algorithm>
-
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "forecast/check.h"
@@ -10,17 +8,17 @@
 namespace {
 
 // Without a text for a port that the switch has under the name that the file gives it.
-SiteFault portFault(int32_t unit, uint32_t ifNum, const SiteFile& file, const SiteGround& ground) {
+SiteFault portFault(const PoePort& port, const SiteFile& file, const std::vector<PoePort>& ports,
+                    const View& view) {
+  const uint32_t ifNum = port.ifNum;
   const std::string number = std::to_string(ifNum);
   const std::string inFile = escaped(nameIn(file, ifNum));
-  const std::string here = escaped(ground.names.nameOrEmpty(ifNum));
-  const bool isPort =
-      std::any_of(ground.ports.begin(), ground.ports.end(),
-                  [&](const PoePort& port) { return port.unit == unit && port.ifNum == ifNum; });
-  if (!isPort) {
-    return {kExitNoSuch,
-            "ifNum " + number + (inFile.empty() ? "" : ", " + inFile + " in the file,") +
-                " is no PoE port of unit " + std::to_string(unit) + " here (--force stores it)"};
+  const std::string here = escaped(view.names.nameOrEmpty(ifNum));
+  if (findPort(ports, port) == nullptr) {
+    return {kExitNoSuch, "ifNum " + number +
+                             (inFile.empty() ? "" : ", " + inFile + " in the file,") +
+                             " is no PoE port of unit " + std::to_string(port.unit) +
+                             " here (--force stores it)"};
   }
   if (!inFile.empty() && !here.empty() && here != inFile) {
     return {kExitUsage, "ifNum " + number + " is " + inFile + " in the file and " + here +
@@ -30,12 +28,10 @@ SiteFault portFault(int32_t unit, uint32_t ifNum, const SiteFile& file, const Si
 }
 
 // Dates that are over are no fault: what was stored once can be stored again.
-SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file, const SiteGround& ground) {
-  if (ground.isForced) {
-    return {};
-  }
+SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file,
+                        const std::vector<PoePort>& ports, const View& view) {
   for (const uint32_t ifNum : schedule.ifNums) {
-    SiteFault fault = portFault(schedule.unit, ifNum, file, ground);
+    SiteFault fault = portFault({schedule.unit, ifNum}, file, ports, view);
     if (!fault.text.empty()) {
       return fault;
     }
@@ -51,7 +47,7 @@ SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file, const Si
   Schedule undated = schedule;
   undated.startDate.assign(nullptr);
   undated.endDate.assign(nullptr);
-  const std::string useless = whyUseless(undated, ground.now, ground.zone);
+  const std::string useless = whyUseless(undated, view.now, view.zone);
   if (useless.empty()) {
     return {};
   }
@@ -61,13 +57,13 @@ SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file, const Si
 }  // namespace
 
 std::vector<SiteFault> planFaults(const ImportPlan& plan, const SiteFile& file,
-                                  const SiteGround& ground) {
+                                  const std::vector<PoePort>& ports, const View& view) {
   std::vector<SiteFault> faults;
   for (const Difference& each : plan.differences) {
     const bool isSent =
         each.kind == Difference::Kind::added || each.kind == Difference::Kind::changed;
     if (isSent && each.after) {
-      SiteFault fault = scheduleFault(*each.after, file, ground);
+      SiteFault fault = scheduleFault(*each.after, file, ports, view);
       if (!fault.text.empty()) {
         fault.text = inQuotes(each.after->name.c_str()) + ": " + fault.text;
         faults.push_back(std::move(fault));

@@ -5,21 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "api/port_names.h"
 #include "api/site_document.h"
-#include "cli/times.h"
+#include "api/view.h"
 #include "client/site/import_plan.h"
 
-// What of the plan is not for a switch with these ports, or would be stored and never fire; nothing
-// when forced.
-struct SiteGround {
-  const std::vector<PoePort>& ports;
-  const PortNames& names;
-  int64_t now = 0;
-  Zone zone;
-  bool isForced = false;
-};
+// What of the plan is not for a switch with these ports, or would be stored and never fire.
 std::vector<SiteFault> planFaults(const ImportPlan& plan, const SiteFile& file,
-                                  const SiteGround& ground);
+                                  const std::vector<PoePort>& ports, const View& view);
 
 #endif

@@ -12,7 +12,7 @@
 
 #include "api/link.h"
 #include "cli/failure.h"
-#include "forecast/upcoming.h"
+#include "forecast/firings.h"
 #include "switchsim/switch/switch_state.h"
 
 namespace switchsim {
@@ -139,7 +139,8 @@ class Traveller {
     if (lab_.nowMs() >= beginsMs + kMsPerMin) {
       return next;  // a sweep has kept the daemon from it, as it would have on a switch
     }
-    const std::vector<Upcoming> due = firingsWithin(schedules_, minute - 1, minute, zone_);
+    const std::vector<Firing> due =
+        firingsWithin(schedules_, SwitchTime(minute - 1), SwitchTime(minute), zone_);
     const uint64_t actsBefore = lastSeq();
     if (!areHeldOff_) {
       goCloseTo(beginsMs, speedFor(due));
@@ -151,9 +152,9 @@ class Traveller {
 
   // Such that long work does not take long here, too. (Only a sleep that begins from now on is as
   // short.)
-  int32_t speedFor(const std::vector<Upcoming>& due) const {
+  int32_t speedFor(const std::vector<Firing>& due) const {
     int64_t longest = std::max(kTravelSpeed, ownSpeed_);
-    for (const Upcoming& each : due) {
+    for (const Firing& each : due) {
       longest = std::max(longest, workSec(*each.schedule) * kWorkParts);
     }
     return static_cast<int32_t>(std::min<int64_t>(longest, std::max(kMaxTravelSpeed, ownSpeed_)));

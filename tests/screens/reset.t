@@ -27,11 +27,11 @@ The same for programs: a line a change, and at the end one with the results.
   $ quorin_poectl reset 1/0/4 --off-time 2s --json >out
   run 4: 1 port of unit 1
   $ grep '"stage":"dark"' out
-  {"event":"change","time":"2026-03-03T08:0?:??+01:00","runId":4,"unit":1,"ifNum":4,"name":"1/0/4","label":null,"stage":"dark","adminMode":"disable","detectionStatus":"disabled","powerMw":0,"powerLimitMw":30000,"outcome":"pending","errorMessage":null,"back":null,"backAfterMs":null,"verdict":null} (glob)
+  {"event":"change","time":"2026-03-03T08:0?:??+01:00","unit":1,"ifNum":4,"name":"1/0/4","label":null,"runId":4,"stage":"dark","adminMode":"disable","detectionStatus":"disabled","powerMw":0,"powerLimitMw":30000,"outcome":"pending","errorMessage":null,"back":null,"backAfterMs":null,"verdict":null} (glob)
   $ tail -n 1 out | json
   {"event":"result","time":"2026-03-03T08:0?:??+01:00","runs":[ (glob)
   {"runId":4,"unit":1,"status":"success"}],"ports":[
-  {"runId":4,"unit":1,"ifNum":4,"name":"1/0/4","label":null,"stage":"delivering","adminMode":"enable","detectionStatus":"delivering","powerMw":3200,"powerLimitMw":30000,"outcome":"success","errorMessage":null,"back":true,"backAfterMs":*,"verdict":"back after * s"}]} (glob)
+  {"unit":1,"ifNum":4,"name":"1/0/4","label":null,"runId":4,"stage":"delivering","adminMode":"enable","detectionStatus":"delivering","powerMw":3200,"powerLimitMw":30000,"outcome":"success","errorMessage":null,"back":true,"backAfterMs":*,"verdict":"back after * s"}]} (glob)
 
 Who does not want to wait gets the number of the run.
 
@@ -39,7 +39,7 @@ Who does not want to wait gets the number of the run.
   run 5: 1 port of unit 2
   {"event":"result","time":"2026-03-03T08:0?:??+01:00","runs":[ (glob)
   {"runId":5,"unit":2,"status":"running"}],"ports":[
-  {"runId":5,"unit":2,"ifNum":36,"name":"2/0/8","label":null,"stage":"delivering","adminMode":"enable","detectionStatus":"delivering","powerMw":15300,"powerLimitMw":30000,"outcome":null,"errorMessage":null,"back":null,"backAfterMs":null,"verdict":null}]}
+  {"unit":2,"ifNum":36,"name":"2/0/8","label":null,"runId":5,"stage":"delivering","adminMode":"enable","detectionStatus":"delivering","powerMw":15300,"powerLimitMw":30000,"outcome":null,"errorMessage":null,"back":null,"backAfterMs":null,"verdict":null}]}
 
 A port that a run works at just now is not taken by another one, and the exit status says so.
 

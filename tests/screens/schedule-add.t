@@ -42,7 +42,7 @@ What was stored, in full.
   next      restart Wed 03:30, in 19 h 30 min
   times in the switch's zone (CET)
   $ quorin_poectl schedule show fair --json
-  {"unit":1,"scheduleId":4,"name":"fair","scheduleType":"power_off","startDate":"2026-03-07","endDate":"2026-03-08","recurrence":"daily","recurrenceDays":null,"ifNums":[20],"startTime":null,"endTime":null,"allDay":true,"restartTime":null,"offTimeSec":null,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","portNames":["1/0/20"],"next":{"at":"2026-03-07T00:00:00+01:00","act":"off"},"never":null}
+  {"unit":1,"scheduleId":4,"name":"fair","scheduleType":"power_off","startDate":"2026-03-07","endDate":"2026-03-08","recurrence":"daily","recurrenceDays":null,"ifNums":[20],"portNames":["1/0/20"],"startTime":null,"endTime":null,"allDay":true,"restartTime":null,"offTimeSec":null,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","next":{"at":"2026-03-07T00:00:00+01:00","act":"off"},"never":null}
 
 A window over midnight that ends on its own days only leaves its ports off at the weekend: that is
 warned of. With `--twin` a second schedule ends the last night.

@@ -14,7 +14,7 @@ Only what is given changes.
   $ quorin_poectl schedule set 1 --name evening --off 1/0/1-2
   changed 1 "evening" of unit 1: off 21:30-06:00 daily, 1/0/1-2; next off Tue 21:30, in 13 h 30 min
   $ quorin_poectl schedule set cameras --daily --dates 2026-04-01..2026-04-30 --json
-  {"schedule":{"unit":2,"scheduleId":2,"name":"cameras","scheduleType":"restart","startDate":"2026-04-01","endDate":"2026-04-30","recurrence":"daily","recurrenceDays":null,"ifNums":[29,30,31],"startTime":null,"endTime":null,"allDay":null,"restartTime":"03:30","offTimeSec":10,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","portNames":["2/0/1","2/0/2","2/0/3"],"next":{"at":"2026-04-01T03:30:00+02:00","act":"restart"},"never":null},"twin":null,"changed":true}
+  {"schedule":{"unit":2,"scheduleId":2,"name":"cameras","scheduleType":"restart","startDate":"2026-04-01","endDate":"2026-04-30","recurrence":"daily","recurrenceDays":null,"ifNums":[29,30,31],"portNames":["2/0/1","2/0/2","2/0/3"],"startTime":null,"endTime":null,"allDay":null,"restartTime":"03:30","offTimeSec":10,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","next":{"at":"2026-04-01T03:30:00+02:00","act":"restart"},"never":null},"twin":null,"changed":true}
 
 A schedule stays of its kind: a window does not become a restart, nor "off" "on".
 

@@ -12,7 +12,7 @@ Ports of one course share a line. It begins today; what a port is now counts fro
 
   $ quorin_poectl week
   Tue 2026-03-03 to Mon 2026-03-09, times in the switch's zone (CET)
-  # on  . off  % both  R restart  blank: not known   each sign is 2 h
+  # on  . off  % both  R restart  blank: not known   each character is 2 h
            Tue         Wed         Thu         Fri         Sat         Sun         Mon
            0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18
   1/0/5-8  ...########....########....########....########............................########.
@@ -22,14 +22,14 @@ Ports of one course share a line. It begins today; what a port is now counts fro
   up to now as schedules would have it, from now on from the modes that the ports have
   no schedule acts on 1/0/1-4,1/0/9-12,1/0/15-24,2/0/4-24
   $ LC_ALL=C.UTF-8 quorin_poectl week 1/0/13-14 | sed -n '2p;5p'
-  █ on  · off  ▒ both  ↻ restart  blank: not known   each sign is 2 h
+  █ on  · off  ▒ both  ↻ restart  blank: not known   each character is 2 h
   1/0/13  ·········█▒··········█▒··········█▒··········█▒··········█▒··········█▒··········█▒·
 
 Other ports, another week: the calendar's, and that with the day of 23 hours.
 
   $ quorin_poectl week 1/0/5 --from mon
   Mon 2026-03-02 to Sun 2026-03-08, times in the switch's zone (CET)
-  # on  . off  % both  R restart  blank: not known   each sign is 2 h
+  # on  . off  % both  R restart  blank: not known   each character is 2 h
          Mon         Tue         Wed         Thu         Fri         Sat         Sun
          0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18 0  6  12 18
   1/0/5  ...########....########....########....########....########.........................

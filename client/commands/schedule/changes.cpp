@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ctime>
 #include <map>
 
 #include "cli/confirm.h"
@@ -10,76 +9,62 @@
 #include "cli/text.h"
 #include "client/commands/schedule/check.h"
 #include "client/commands/schedule/schedules.h"
+#include "forecast/firings.h"
 #include "rules/schedule_json.h"
 
 namespace {
 
-JsonPtr paramsOf(const Schedule& schedule, bool withId, bool withContent) {
-  JsonObject params;
-  params.number("unit", schedule.unit);
-  if (withId) {
-    params.number("scheduleId", schedule.scheduleId);
-  }
-  if (withContent) {
-    params.add("schedule", scheduleToJson(schedule));
-  }
-  return params.take();
+JsonPtr idParams(const Schedule& schedule) {
+  return jsonObject({{"unit", schedule.unit}, {"scheduleId", schedule.scheduleId}});
 }
 
 bool isOpenWindowOf(const Run& run, const Schedule& schedule) {
-  return run.scheduleId == schedule.scheduleId && run.scheduleType != "restart";
+  return run.scheduleId == schedule.scheduleId && run.scheduleType != ScheduleType::restart;
 }
 
-std::string openWindowText(const Run& run, const Schedule& schedule, Session& session) {
-  const std::string since =
-      run.startedAt ? " since " + nearText(*run.startedAt, systemNow(), session.shownZone()) : "";
+std::string openWindowText(const Run& run, const Schedule& schedule, const View& view) {
+  const std::string since = run.startedAt ? " since " + view.near(*run.startedAt) : "";
   const char* state = schedule.type == ScheduleType::powerOn ? "on" : "off";
   return "a window of " + scheduleTitle(schedule) + " is open" + since + " (run " +
-         std::to_string(run.runId) + "): its ports " + session.names().ranges(schedule.ifNums) +
+         std::to_string(run.runId) + "): its ports " + view.names.ranges(schedule.ifNums) +
          " may stay " + state + ".";
 }
 
-std::string changeLine(const ScheduleChange& change, Session& session) {
+std::string changeLine(const ScheduleChange& change, const View& view) {
   const Schedule& schedule = change.schedule;
   std::string line = std::string(change.verb) + " " + scheduleTitle(schedule);
   if (strcmp(change.verb, "deleted") == 0) {
     return line + "\n";
   }
-  const int64_t now = session.now();
-  const std::optional<Firing> next = nextFiring(schedule, now, session.zone());
+  const std::optional<Firing> next = nextFiring(schedule, view.now, view.zone);
   line += ": " + escaped(actionText(schedule)) + " " + escaped(daysText(schedule)) + ", " +
-          session.names().ranges(schedule.ifNums) + "; ";
-  if (isAllDayDue(schedule, now, session.zone())) {
+          view.names.ranges(schedule.ifNums) + "; ";
+  if (isAllDayDue(schedule, view.now, view.zone)) {
     line += std::string(schedule.type == ScheduleType::powerOn ? "on" : "off") +
             " within a minute, if it was not today; ";
   }
   return line +
-         (next ? std::string("next ") + actText(next->act) + " " +
-                     nearText(next->at, now, session.shownZone()) + ", in " +
-                     secondsText(next->at - now)
-               : "never: " + escaped(whyNever(schedule, now, session.zone()))) +
+         (next ? std::string("next ") + actText(next->act) + " " + view.near(next->at) + ", in " +
+                     secondsText(next->at - view.now)
+               : "never: " + escaped(whyNever(schedule, view.now, view.zone))) +
          "\n";
 }
 
 JsonPtr changesJson(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
-                    Session& session) {
-  const ShownAt at{session.now(), session.zone(), session.shownZone(), ""};
+                    const View& view) {
   const bool isTwinChanged = twin && twin->isChange();
-  JsonObject document;
-  document.add("schedule", scheduleDocument(change.schedule, session.names(), at));
-  twin ? document.add("twin", scheduleDocument(twin->schedule, session.names(), at))
-       : document.null("twin");
-  document.boolean("changed", change.isChange() || isTwinChanged);
-  return document.take();
+  return jsonObject({{"schedule", scheduleDocument(change.schedule, view)},
+                     {"twin", twin ? scheduleDocument(twin->schedule, view) : JsonValue("")},
+                     {"changed", change.isChange() || isTwinChanged}});
 }
 
 // That it never fires stands in its line.
-void warnAfter(const std::vector<Schedule>& changed, Session& session) {
+void warnAfter(const std::vector<Schedule>& changed, const View& view, Session& session) {
   if (changed.empty()) {
     return;
   }
   const std::vector<Schedule> all = session.schedules();
-  const std::vector<ScheduleWarnings> warnings = warningsOf(all, session);
+  const std::vector<ScheduleWarnings> warnings = warningsOf(all, view, session);
   for (size_t i = 0; i < all.size(); ++i) {
     const bool isChanged = std::any_of(changed.begin(), changed.end(), [&](const Schedule& each) {
       return each.scheduleId == all[i].scheduleId;
@@ -96,17 +81,20 @@ void warnAfter(const std::vector<Schedule>& changed, Session& session) {
 }  // namespace
 
 Schedule createSchedule(Daemon& daemon, const Schedule& schedule) {
-  const JsonPtr result = daemon.ask("schedule.create", paramsOf(schedule, false, true));
+  const JsonPtr result =
+      daemon.ask("schedule.create",
+                 jsonObject({{"unit", schedule.unit}, {"schedule", scheduleToJson(schedule)}}));
   return readSchedule(result.get(), schedule.unit);
 }
 
 Schedule updateSchedule(Daemon& daemon, const Schedule& schedule) {
-  const JsonPtr result = daemon.ask("schedule.update", paramsOf(schedule, true, true));
+  const JsonPtr result = daemon.ask(
+      "schedule.update", jsonObject(idParams(schedule), {{"schedule", scheduleToJson(schedule)}}));
   return readSchedule(result.get(), schedule.unit);
 }
 
 void deleteSchedule(Daemon& daemon, const Schedule& schedule) {
-  (void)daemon.ask("schedule.delete", paramsOf(schedule, true, false));
+  (void)daemon.ask("schedule.delete", idParams(schedule));
 }
 
 std::string scheduleTitle(const Schedule& schedule) {
@@ -119,11 +107,11 @@ void confirmOpenWindows(const std::vector<Schedule>& touched, bool isYes, Sessio
   std::vector<std::string> reasons;
   for (const Schedule& schedule : touched) {
     if (openRuns.count(schedule.unit) == 0) {
-      openRuns[schedule.unit] = askOpenRuns(session.daemon(), schedule.unit, systemNow());
+      openRuns[schedule.unit] = askOpenRuns(session.daemon(), schedule.unit);
     }
     for (const Run& run : openRuns[schedule.unit]) {
       if (isOpenWindowOf(run, schedule)) {
-        reasons.push_back(openWindowText(run, schedule, session));
+        reasons.push_back(openWindowText(run, schedule, session.view()));
       }
     }
   }
@@ -138,13 +126,9 @@ bool ScheduleChange::isChange() const {
 
 void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session) {
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(changesJson(change, twin, session));
-  } else {
-    output.print(changeLine(change, session) + (twin ? changeLine(*twin, session) : ""));
-  }
-  output.flush();
+  const View view = session.view();
+  session.print([&] { return changeLine(change, view) + (twin ? changeLine(*twin, view) : ""); },
+                [&] { return changesJson(change, twin, view); });
 
   std::vector<Schedule> changed;
   for (const ScheduleChange& each : {change, twin.value_or(change)}) {
@@ -153,7 +137,7 @@ void showChanges(const ScheduleChange& change, const std::optional<ScheduleChang
     }
   }
   try {
-    warnAfter(changed, session);
+    warnAfter(changed, view, session);
   } catch (const Failure& failure) {
     session.output().warn(std::string("it is done, but could not be checked: ") + failure.what());
   }

@@ -17,39 +17,18 @@ std::optional<std::vector<PoePort>> knownPorts(Session& session) try {
   return std::nullopt;
 }
 
+// A schedule and what is said of it.
+struct CheckedSchedule {
+  Schedule schedule;
+  ScheduleWarnings warnings;
+};
+
 std::string titleOf(const Schedule& schedule) {
   return scheduleTitle(schedule) + (schedule.enabled != 0 ? "" : ", disabled");
 }
 
 bool isWarned(const CheckedSchedule& checked) {
   return !checked.warnings.empty();
-}
-
-int runScheduleCheck(const std::string& id, Session& session) {
-  const std::vector<Schedule> all = session.schedules();
-  const Schedule* only = id.empty() ? nullptr : &findSchedule(all, id, session.options().unit);
-  const std::vector<ScheduleWarnings> warnings = warningsOf(all, session);
-  std::vector<CheckedSchedule> checked;
-  for (size_t i = 0; i < all.size(); ++i) {
-    if (only == nullptr || only == &all[i]) {
-      checked.push_back({all[i], warnings[i]});
-    }
-  }
-
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(checkJson(checked));
-  } else {
-    output.print(checkText(checked, output.screen()));
-  }
-  return std::any_of(checked.begin(), checked.end(), isWarned) ? kExitNotAsWished : kExitDone;
-}
-
-}  // namespace
-
-std::vector<ScheduleWarnings> warningsOf(const std::vector<Schedule>& schedules, Session& session) {
-  return checkSchedules({schedules, knownPorts(session), session.names(), session.now(),
-                         session.zone(), session.shownZone()});
 }
 
 std::string checkText(const std::vector<CheckedSchedule>& checked, const Screen& screen) {
@@ -67,23 +46,39 @@ std::string checkText(const std::vector<CheckedSchedule>& checked, const Screen&
 }
 
 JsonPtr checkJson(const std::vector<CheckedSchedule>& checked) {
-  const auto warningJson = [](const ScheduleWarning& warning) {
-    JsonObject object;
-    object.text("kind", warning.kind).text("text", warning.text.c_str());
-    addTextOrNull(object, "advice", warning.advice);
-    return object.take();
+  const auto ofWarning = [](const ScheduleWarning& warning) {
+    return jsonObject({{"kind", warning.kind}, {"text", warning.text}, {"advice", warning.advice}});
   };
-  const auto scheduleJson = [&warningJson](const CheckedSchedule& each) {
-    JsonObject object;
-    object.number("unit", each.schedule.unit)
-        .number("scheduleId", each.schedule.scheduleId)
-        .text("scheduleName", each.schedule.name.c_str())
-        .add("warnings", jsonArray(each.warnings, warningJson));
-    return object.take();
+  const auto ofSchedule = [&](const CheckedSchedule& each) {
+    return jsonObject({{"unit", each.schedule.unit},
+                       {"scheduleId", each.schedule.scheduleId},
+                       {"scheduleName", each.schedule.name.c_str()},
+                       {"warnings", jsonArray(each.warnings, ofWarning)}});
   };
-  JsonObject document;
-  document.add("schedules", jsonArray(checked, scheduleJson));
-  return document.take();
+  return jsonObject({{"schedules", jsonArray(checked, ofSchedule)}});
+}
+
+int runScheduleCheck(const std::string& id, Session& session) {
+  const std::vector<Schedule> all = session.schedules();
+  const Schedule* only = id.empty() ? nullptr : &findSchedule(all, id, session.options().unit);
+  const std::vector<ScheduleWarnings> warnings = warningsOf(all, session.view(), session);
+  std::vector<CheckedSchedule> checked;
+  for (size_t i = 0; i < all.size(); ++i) {
+    if (only == nullptr || only == &all[i]) {
+      checked.push_back({all[i], warnings[i]});
+    }
+  }
+
+  session.print([&] { return checkText(checked, session.output().screen()); },
+                [&] { return checkJson(checked); });
+  return std::any_of(checked.begin(), checked.end(), isWarned) ? kExitNotAsWished : kExitDone;
+}
+
+}  // namespace
+
+std::vector<ScheduleWarnings> warningsOf(const std::vector<Schedule>& schedules, const View& view,
+                                         Session& session) {
+  return checkSchedules({schedules, knownPorts(session), view});
 }
 
 SessionAction defineScheduleCheck(Arguments& app, Options&) {

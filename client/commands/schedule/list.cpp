@@ -1,43 +1,52 @@
 // schedule, schedule list: what is scheduled, and when it acts next.
-#include <cjson/cJSON.h>
-
 #include <cstring>
 
+#include "api/schedule_keys.h"
+#include "cli/fields.h"
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/schedule/check.h"
 #include "client/commands/schedule/schedules.h"
-#include "rules/schedule_json.h"
+#include "forecast/firings.h"
 
 namespace {
 
-// The daemon's keys of a schedule, in its order.
-constexpr const char* kKeys[] = {
-    "scheduleId",     "name",          "scheduleType",      "startDate", "endDate", "recurrence",
-    "recurrenceDays", "ifNums",        "startTime",         "endTime",   "allDay",  "restartTime",
-    "offTimeSec",     "executionMode", "interPortDelaySec", "enabled",   "status"};
+// A schedule, and when it fires next.
+struct ScheduleRow {
+  const Schedule& schedule;
+  std::optional<Firing> next;
+};
 
-Cell nextCell(const Schedule& schedule, const std::optional<Firing>& next, const ShownAt& at) {
-  if (!next) {
-    return {"never: " + whyNever(schedule, at.now, at.zone), Tint::warning};
+ScheduleRow rowOf(const Schedule& schedule, const View& view) {
+  return {schedule, nextFiring(schedule, view.now, view.zone)};
+}
+
+std::string whyNeverOf(const ScheduleRow& row, const View& view) {
+  return row.next ? "" : whyNever(row.schedule, view.now, view.zone);
+}
+
+Cell nextCell(const ScheduleRow& row, const View& view) {
+  if (!row.next) {
+    return {"never: " + whyNeverOf(row, view), Tint::warning};
   }
-  const std::string act = next->act == Act::restart ? "" : std::string(" ") + actText(next->act);
-  return nearText(next->at, at.now, at.shownZone) + act;
+  const Act act = row.next->act;
+  return view.near(row.next->at) + (act == Act::restart ? "" : std::string(" ") + actText(act));
 }
 
-std::vector<Cell> cellsOf(const Schedule& schedule, const PortNames& names, const ShownAt& at) {
-  const std::optional<Firing> next = nextFiring(schedule, at.now, at.zone);
-  return {std::to_string(schedule.unit), std::to_string(schedule.scheduleId),
-          schedule.name.c_str(),         actionText(schedule),
-          names.ranges(schedule.ifNums), daysText(schedule),
-          nextCell(schedule, next, at),  next ? secondsText(next->at - at.now) : ""};
-}
-
-JsonPtr nextJson(const std::optional<Firing>& next, const ShownAt& at) {
-  JsonObject object;
-  addTextOrNull(object, "at", next ? rfc3339(next->at, at.shownZone) : "");
-  addTextOrNull(object, "act", next ? actText(next->act) : "");
-  return object.take();
+Fields<ScheduleRow> columnsOf(const View& view) {
+  using Row = const ScheduleRow&;
+  Fields<ScheduleRow> fields;
+  fields.column({"UNIT", Align::right}, [](Row row) { return std::to_string(row.schedule.unit); });
+  fields.column({"ID", Align::right},
+                [](Row row) { return std::to_string(row.schedule.scheduleId); });
+  fields.column({"NAME"}, [](Row row) { return row.schedule.name.c_str(); });
+  fields.column({"ACTION"}, [](Row row) { return actionText(row.schedule); });
+  fields.column({"PORTS"}, [&](Row row) { return view.names.ranges(row.schedule.ifNums); });
+  fields.column({"DAYS"}, [](Row row) { return daysText(row.schedule); });
+  fields.column({"NEXT"}, [&](Row row) { return nextCell(row, view); });
+  fields.column({"LEFT"},
+                [&](Row row) { return row.next ? secondsText(row.next->at - view.now) : ""; });
+  return fields;
 }
 
 // That it never fires stands in the row.
@@ -53,71 +62,44 @@ void addNotes(const ScheduleWarnings& warnings, Table* table) {
   }
 }
 
+JsonPtr listJson(const std::vector<Schedule>& schedules, const View& view) {
+  return jsonObject({{"schedules", jsonArray(schedules, [&](const Schedule& schedule) {
+                        return scheduleDocument(schedule, view);
+                      })}});
+}
+
 int runScheduleList(Session& session) {
-  const ShownAt at{session.now(), session.zone(), session.shownZone(), session.zoneText()};
+  const View view = session.view();
   const std::vector<Schedule> schedules = session.schedules();
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(schedulesJson(schedules, session.names(), at));
-  } else {
-    output.print(schedulesText(schedules, session.names(), at, output.screen(),
-                               warningsOf(schedules, session)));
-  }
+  session.print(
+      [&] { return schedulesText(schedules, warningsOf(schedules, view, session), view); },
+      [&] { return listJson(schedules, view); });
   return kExitDone;
 }
 
 }  // namespace
 
-std::string schedulesText(const std::vector<Schedule>& schedules, const PortNames& names,
-                          const ShownAt& at, const Screen& screen,
-                          const std::vector<ScheduleWarnings>& warnings) {
+std::string schedulesText(const std::vector<Schedule>& schedules,
+                          const std::vector<ScheduleWarnings>& warnings, const View& view) {
   if (schedules.empty()) {
     return "no schedules. To make one: quorin_poectl schedule add --help\n";
   }
-  Table table({{"UNIT", Align::right},
-               {"ID", Align::right},
-               {"NAME"},
-               {"ACTION"},
-               {"PORTS"},
-               {"DAYS"},
-               {"NEXT"},
-               {"LEFT"}});
+  const Fields<ScheduleRow> fields = columnsOf(view);
+  Table table = fields.table();
   for (size_t i = 0; i < schedules.size(); ++i) {
-    table.row(cellsOf(schedules[i], names, at));
-    addNotes(i < warnings.size() ? warnings[i] : ScheduleWarnings(), &table);
+    table.row(fields.cells(rowOf(schedules[i], view)));
+    addNotes(warnings[i], &table);
   }
-  return table.text(screen) + counted(schedules.size(), "schedule") + ", " + at.footer + "\n";
+  return table.text(view.screen) + counted(schedules.size(), "schedule") + ", " + view.footer +
+         "\n";
 }
 
-JsonPtr schedulesJson(const std::vector<Schedule>& schedules, const PortNames& names,
-                      const ShownAt& at) {
-  JsonObject document;
-  document.add("schedules", jsonArray(schedules, [&](const Schedule& schedule) {
-                 return scheduleDocument(schedule, names, at);
-               }));
-  return document.take();
-}
-
-JsonPtr portNamesJson(const std::vector<uint32_t>& ifNums, const PortNames& names) {
-  return jsonArray(ifNums, [&names](uint32_t ifNum) {
-    const std::string name = names.nameOrEmpty(ifNum);
-    return JsonPtr(name.empty() ? cJSON_CreateNull() : cJSON_CreateString(name.c_str()));
-  });
-}
-
-JsonPtr scheduleDocument(const Schedule& schedule, const PortNames& names, const ShownAt& at) {
-  const JsonPtr shown = scheduleToJson(schedule);
-  const std::optional<Firing> next = nextFiring(schedule, at.now, at.zone);
-  JsonObject object;
-  object.number("unit", schedule.unit);
-  for (const char* key : kKeys) {
-    JsonPtr member(cJSON_DetachItemFromObject(shown.get(), key));
-    member != nullptr ? object.add(key, std::move(member)) : object.null(key);
-  }
-  object.add("portNames", portNamesJson(schedule.ifNums, names));
-  object.add("next", nextJson(next, at));
-  addTextOrNull(object, "never", next ? "" : whyNever(schedule, at.now, at.zone));
-  return object.take();
+JsonPtr scheduleDocument(const Schedule& schedule, const View& view) {
+  const ScheduleRow row = rowOf(schedule, view);
+  JsonPtr next = jsonObject({{"at", row.next ? view.stamp(row.next->at) : ""},
+                             {"act", row.next ? actText(row.next->act) : ""}});
+  return jsonObject(scheduleMembers(schedule, ScheduleMembers::all, view.names),
+                    {{"next", std::move(next)}, {"never", whyNeverOf(row, view)}});
 }
 
 SessionAction defineScheduleGroup(Arguments& app, Options& options) {

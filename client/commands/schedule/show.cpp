@@ -2,16 +2,17 @@
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/schedule/schedules.h"
+#include "forecast/firings.h"
 
 namespace {
 
-std::string nextLine(const Schedule& schedule, const ShownAt& at) {
-  const std::optional<Firing> next = nextFiring(schedule, at.now, at.zone);
+std::string nextLine(const Schedule& schedule, const View& view) {
+  const std::optional<Firing> next = nextFiring(schedule, view.now, view.zone);
   if (!next) {
-    return "never: " + whyNever(schedule, at.now, at.zone);
+    return "never: " + whyNever(schedule, view.now, view.zone);
   }
-  return std::string(actText(next->act)) + " " + nearText(next->at, at.now, at.shownZone) +
-         ", in " + secondsText(next->at - at.now);
+  return std::string(actText(next->act)) + " " + view.near(next->at) + ", in " +
+         secondsText(next->at - view.now);
 }
 
 std::string paceText(const Schedule& schedule) {
@@ -20,23 +21,7 @@ std::string paceText(const Schedule& schedule) {
              : "all at once";
 }
 
-int runScheduleShow(const std::string& id, Session& session) {
-  const std::vector<Schedule> all = session.schedules();
-  const Schedule& schedule = findSchedule(all, id, session.options().unit);
-  const ShownAt at{session.now(), session.zone(), session.shownZone(), session.zoneText()};
-  const Output& output = session.output();
-  if (session.options().json) {
-    output.printJson(scheduleDocument(schedule, session.names(), at));
-  } else {
-    output.print(scheduleText(schedule, session.names(), at, output.screen()));
-  }
-  return kExitDone;
-}
-
-}  // namespace
-
-std::string scheduleText(const Schedule& schedule, const PortNames& names, const ShownAt& at,
-                         const Screen& screen) {
+std::string scheduleText(const Schedule& schedule, const View& view) {
   Table table({{""}, {""}});
   const auto line = [&table](const char* title, const std::string& text) {
     table.row({{title, Tint::faint}, text});
@@ -49,11 +34,22 @@ std::string scheduleText(const Schedule& schedule, const PortNames& names, const
     line("dark for", secondsText(schedule.offTimeSec));
   }
   line("days", daysText(schedule));
-  line("ports", names.ranges(schedule.ifNums));
+  line("ports", view.names.ranges(schedule.ifNums));
   line("switched", paceText(schedule));
-  line("next", nextLine(schedule, at));
-  return table.text(screen) + at.footer + "\n";
+  line("next", nextLine(schedule, view));
+  return table.text(view.screen) + view.footer + "\n";
 }
+
+int runScheduleShow(const std::string& id, Session& session) {
+  const std::vector<Schedule> all = session.schedules();
+  const Schedule& schedule = findSchedule(all, id, session.options().unit);
+  const View view = session.view();
+  session.print([&] { return scheduleText(schedule, view); },
+                [&] { return scheduleDocument(schedule, view); });
+  return kExitDone;
+}
+
+}  // namespace
 
 SessionAction defineScheduleShow(Arguments& app, Options&) {
   const auto id = std::make_shared<std::string>();

@@ -268,7 +268,7 @@ void addScheduleOptions(Arguments& app, ScheduleWords* words) {
 }
 
 Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vector<PoePort>& ports,
-                 int64_t now, const Zone& zone) {
+                 SwitchTime now, const Zone& zone) {
   const bool wasUseless = schedule.scheduleId != 0 && !whyUseless(schedule, now, zone).empty();
   applyType(words, &schedule);
   applyName(words, &schedule);

@@ -44,7 +44,7 @@ void addScheduleOptions(Arguments& app, ScheduleWords* words);
 // type is a new one. Throws Failure, kExitUsage, for what makes no schedule, and, unless
 // words.force is set, for what the daemon would store but never do.
 Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vector<PoePort>& ports,
-                 int64_t now, const Zone& zone);
+                 SwitchTime now, const Zone& zone);
 
 // 1 Monday to 7 Sunday of "mon-fri", "sat,sun" or "1-5"; 1 to 31 of "1,15" or "28-31"; ascending.
 // Throw Failure, kExitUsage.

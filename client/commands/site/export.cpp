@@ -1,5 +1,5 @@
 // export: schedules and boot delays as a document.
-#include <cjson/cJSON.h>
+#include <algorithm>
 
 #include "api/site_document.h"
 #include "cli/files.h"
@@ -9,34 +9,20 @@
 
 namespace {
 
-// On several lines always: such files are compared.
-std::string printed(const JsonPtr& document) {
-  const JsonTextPtr text(document != nullptr ? cJSON_Print(document.get()) : nullptr);
-  if (text == nullptr) {
-    throw std::bad_alloc();
-  }
-  return std::string(text.get()) + "\n";
-}
-
 // A unit without ports that was never set is none.
-void leaveOutAbsentUnits(const std::vector<PoePort>& ports, std::vector<BootDelay>* bootDelays) {
-  std::vector<BootDelay> kept;
-  for (const BootDelay& each : *bootDelays) {
-    bool isThere = each.delaySec > 0;
-    for (const PoePort& port : ports) {
-      isThere = isThere || port.unit == each.unit;
-    }
-    if (isThere) {
-      kept.push_back(each);
-    }
-  }
-  *bootDelays = kept;
+void leaveOutAbsentUnits(const std::set<int32_t>& units, std::vector<BootDelay>* bootDelays) {
+  const auto isAbsent = [&units](const BootDelay& each) {
+    return each.delaySec == 0 && units.count(each.unit) == 0;
+  };
+  bootDelays->erase(std::remove_if(bootDelays->begin(), bootDelays->end(), isAbsent),
+                    bootDelays->end());
 }
 
 int runExport(const std::string& path, Session& session) {
   SiteConfig config = askSiteConfig(session);
-  leaveOutAbsentUnits(session.poePorts(), &config.bootDelays);
-  const std::string text = printed(siteDocument(config, session.names()));
+  leaveOutAbsentUnits(session.unitsWithPorts(), &config.bootDelays);
+  // On several lines always: such files are compared.
+  const std::string text = printedJson(siteDocument(config, session.names()), JsonForm::indented);
   if (path.empty() || path == "-") {
     session.output().print(text);
     return kExitDone;

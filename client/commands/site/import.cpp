@@ -102,11 +102,9 @@ bool isDone(const ImportPlan& plan, size_t difference, const ImportResult& resul
 }
 
 JsonPtr itemJson(const Difference& difference) {
-  JsonObject object;
-  object.number("unit", difference.unit());
-  addTextOrNull(object, "name", difference.name());
-  object.text("kind", difference.name().empty() ? "bootDelay" : "schedule");
-  return object.take();
+  return jsonObject({{"unit", difference.unit()},
+                     {"name", difference.name()},
+                     {"kind", difference.name().empty() ? "bootDelay" : "schedule"}});
 }
 
 JsonPtr itemsJson(const ImportPlan& plan, const ImportResult& result,
@@ -142,14 +140,14 @@ SiteFile readFile(const ImportOptions& given) {
 }
 
 void carryOut(const ImportStep& step, Daemon& daemon) {
-  switch (step.act) {
-    case ImportStep::Act::create:
+  switch (step.kind) {
+    case ImportStep::Kind::create:
       (void)createSchedule(daemon, step.schedule);
       return;
-    case ImportStep::Act::update:
+    case ImportStep::Kind::update:
       (void)updateSchedule(daemon, step.schedule);
       return;
-    case ImportStep::Act::remove:
+    case ImportStep::Kind::remove:
       deleteSchedule(daemon, step.schedule);
       return;
     default:
@@ -171,9 +169,9 @@ std::string failureText(const ImportPlan& plan, size_t done, const char* why) {
 
 // Where a schedule's type was to change, the old one is gone by now: better that one than none.
 std::string putBack(const ImportPlan& plan, size_t failed, Daemon& daemon) {
-  using Act = ImportStep::Act;
-  const bool isReplacement = failed > 0 && plan.steps[failed].act == Act::create &&
-                             plan.steps[failed - 1].act == Act::remove &&
+  using Step = ImportStep::Kind;
+  const bool isReplacement = failed > 0 && plan.steps[failed].kind == Step::create &&
+                             plan.steps[failed - 1].kind == Step::remove &&
                              plan.steps[failed].difference == plan.steps[failed - 1].difference;
   if (!isReplacement) {
     return "";
@@ -219,9 +217,9 @@ int runImport(const ImportOptions& given, Session& session) {
   const SiteConfig present = askSiteConfig(session);
   const ImportPlan plan = importPlan(file.config, present, given.isReplace);
   const std::vector<PoePort> ports = session.poePorts();
-  failOn(planFaults(plan, file,
-                    {ports, session.names(), session.now(), session.zone(), given.isForced}),
-         given.path);
+  if (!given.isForced) {
+    failOn(planFaults(plan, file, ports, session.view()), given.path);
+  }
 
   const Output& output = session.output();
   const bool isText = !session.options().json;
@@ -249,11 +247,9 @@ int runImport(const ImportOptions& given, Session& session) {
 }  // namespace
 
 SiteConfig askSiteConfig(Session& session) {
-  SiteConfig config{session.schedules(), {}};
-  for (const int32_t unit : session.units()) {
-    config.bootDelays.push_back(askBootDelay(session.daemon(), unit));
-  }
-  return config;
+  return {session.schedules(), mapped(session.units(), [&session](int32_t unit) {
+            return askBootDelay(session.daemon(), unit);
+          })};
 }
 
 std::string differencesText(const std::vector<Difference>& differences, const PortNames& names,
@@ -281,14 +277,12 @@ std::string importSummary(const ImportPlan& plan, const ImportResult& result) {
 }
 
 JsonPtr importJson(const ImportPlan& plan, const ImportResult& result) {
-  JsonObject document;
-  document.boolean("dryRun", result.isDryRun)
-      .add("added", itemsJson(plan, result, {Kind::added}))
-      .add("changed", itemsJson(plan, result, {Kind::changed}))
-      .add("removed", itemsJson(plan, result, {Kind::removed}))
-      .add("kept", itemsJson(plan, result, {Kind::same, Kind::onlyHere}));
-  addTextOrNull(document, "failed", result.failure);
-  return document.take();
+  return jsonObject({{"dryRun", result.isDryRun},
+                     {"added", itemsJson(plan, result, {Kind::added})},
+                     {"changed", itemsJson(plan, result, {Kind::changed})},
+                     {"removed", itemsJson(plan, result, {Kind::removed})},
+                     {"kept", itemsJson(plan, result, {Kind::same, Kind::onlyHere})},
+                     {"failed", result.failure}});
 }
 
 SessionAction defineImport(Arguments& app, Options&) {

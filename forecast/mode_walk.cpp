@@ -1,8 +1,7 @@
-#include "forecast/port_course.h"
+#include "forecast/mode_walk.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
 
 namespace {
 
@@ -15,12 +14,12 @@ constexpr int64_t kMaxJitterParts = 10;  // a tenth of the dark time
 constexpr int64_t kMaxJitterSecPerPause = 3;
 
 // Of a schedule one window is open at most: that which began last.
-void noteFiring(const Upcoming& upcoming, const Zone& zone, std::vector<Window>* windows) {
-  const auto& [firing, schedule] = upcoming;
+void noteFiring(const Firing& firing, const Zone& zone, std::vector<Window>* windows) {
   if (firing.act == Act::restart) {
     return;
   }
-  const auto isSame = [each = schedule](const Window& other) { return other.schedule == each; };
+  const Schedule* schedule = firing.schedule;
+  const auto isSame = [schedule](const Window& other) { return other.schedule == schedule; };
   windows->erase(std::remove_if(windows->begin(), windows->end(), isSame), windows->end());
   if (!firing.isEnd) {
     windows->push_back({schedule, firing.act, firing.at, windowEnd(*schedule, firing.at, zone)});
@@ -34,35 +33,27 @@ int64_t minuteOf(int64_t instant) {
 }
 
 ModeWalk::ModeWalk(const Rehearsal& rehearsal, const Zone& zone) : zone_(zone) {
-  const std::vector<Upcoming> earlier = firingsWithin(
-      rehearsal.schedules, rehearsal.from - kFiringMemorySec, rehearsal.from - 1, zone);
-  std::vector<Window> windows;
-  for (const Upcoming& each : earlier) {
-    noteFiring(each, zone, &windows);
-  }
+  const std::vector<Firing> earlier =
+      pastFirings(rehearsal.schedules, SwitchTime(rehearsal.from - 1), zone);
   for (const SensorPort& sensor : rehearsal.before) {
-    PortState& port = ports_[{sensor.unit, sensor.ifNum}];
+    PortState& port = ports_[sensor];
     port.isOn = sensor.isOn();
-    std::copy_if(windows.begin(), windows.end(), std::back_inserter(port.windows),
-                 [&sensor](const Window& each) { return actsOn(*each.schedule, sensor); });
-    if (!port.isOn) {
-      port.dark = {{sensor.unit, sensor.ifNum}, rehearsal.from, std::nullopt, nullptr, true};
-      for (const Upcoming& each : earlier) {
-        const bool isOff = each.firing.act == Act::off && actsOn(*each.schedule, sensor);
-        port.dark.schedule = isOff ? each.schedule : port.dark.schedule;
-      }
+    port.dark = {sensor, rehearsal.from, std::nullopt, nullptr, true};
+    for (const Firing& each : courseOf(sensor, earlier)) {
+      noteFiring(each, zone, &port.windows);
+      port.dark.schedule = each.act == Act::off ? each.schedule : port.dark.schedule;
     }
   }
 }
 
-void ModeWalk::pass(const PortAct& act, const Foretold* cause) {
-  const auto found = ports_.find({act.unit, act.ifNum});
+void ModeWalk::pass(const JournalAct& act, const PlannedAct* cause) {
+  const auto found = ports_.find(act.port);
   if (act.isRefused || found == ports_.end()) {
     return;
   }
   PortState& port = found->second;
-  if (cause != nullptr && cause->schedule != nullptr) {
-    noteFiring({cause->firing, cause->schedule}, zone_, &port.windows);
+  if (cause != nullptr && cause->schedule() != nullptr) {
+    noteFiring(cause->firing, zone_, &port.windows);
   }
   if (act.act == Act::restart && port.isOn) {
     changes_[changeOf(act, cause, Act::restart)].darkSec = 0;
@@ -94,15 +85,16 @@ std::vector<DarkStretch> ModeWalk::darkStretches() const {
 }
 
 // Whether the act switches the port on after the restart that switched it off.
-bool ModeWalk::endsRestart(const Foretold* cause, const PortState& port) {
+bool ModeWalk::endsRestart(const PlannedAct* cause, const PortState& port) {
   return cause != nullptr && cause->isSecondHalf && port.restart != nullptr &&
-         port.restart->schedule == cause->schedule && port.restart->firing.at == cause->firing.at;
+         port.restart->schedule() == cause->schedule() &&
+         port.restart->firing.at == cause->firing.at;
 }
 
 // The port changes its mode. A restart's first half does so for a moment only; of a port that was
 // on its second half undoes nothing but windows that have begun meanwhile. Who undid what a window
 // wants can put it back, as the end of a window within that window does.
-void ModeWalk::noteUndoing(const PortAct& act, const Foretold* cause, PortState* port) {
+void ModeWalk::noteUndoing(const JournalAct& act, const PlannedAct* cause, PortState* port) {
   const bool isMomentary =
       cause != nullptr && cause->firing.act == Act::restart && !cause->isSecondHalf;
   if (cause == nullptr || isMomentary) {
@@ -110,7 +102,7 @@ void ModeWalk::noteUndoing(const PortAct& act, const Foretold* cause, PortState*
   }
   std::vector<Undoing>& undoings = port->undoings;
   const auto isPutBack = [&act, cause](const Undoing& each) {
-    return each.undoer == cause->schedule && each.window.act == act.act &&
+    return each.undoer == cause->schedule() && each.window.act == act.act &&
            act.at < each.window.until;
   };
   undoings.erase(std::remove_if(undoings.begin(), undoings.end(), isPutBack), undoings.end());
@@ -124,16 +116,13 @@ void ModeWalk::noteUndoing(const PortAct& act, const Foretold* cause, PortState*
     undone = isOpen && isLonger && window.act != act.act ? &window : undone;
   }
   if (undone != nullptr) {
-    undoings.push_back({{act.unit, act.ifNum}, act.at, *undone, cause->schedule});
+    undoings.push_back({act.port, act.at, *undone, cause->schedule()});
   }
 }
 
-void ModeWalk::switchOff(const PortAct& act, const Foretold* cause, PortState* port) {
+void ModeWalk::switchOff(const JournalAct& act, const PlannedAct* cause, PortState* port) {
   port->isOn = false;
-  port->dark = {{act.unit, act.ifNum},
-                act.at,
-                std::nullopt,
-                cause != nullptr ? cause->schedule : nullptr,
+  port->dark = {act.port, act.at, std::nullopt, cause != nullptr ? cause->schedule() : nullptr,
                 false};
   const bool isRestart = cause != nullptr && cause->firing.act == Act::restart;
   port->change = changeOf(act, cause, isRestart ? Act::restart : Act::off);
@@ -141,7 +130,7 @@ void ModeWalk::switchOff(const PortAct& act, const Foretold* cause, PortState* p
 }
 
 // As it was meant, where a lab's clock makes the difference.
-int64_t ModeWalk::darkOf(const PortState& port, const PortAct& back, const Foretold& cause) {
+int64_t ModeWalk::darkOf(const PortState& port, const JournalAct& back, const PlannedAct& cause) {
   const int64_t meant = cause.at - cause.firing.at;
   const int64_t was = back.at - port.dark.from;
   const int64_t maxJitter =
@@ -150,7 +139,7 @@ int64_t ModeWalk::darkOf(const PortState& port, const PortAct& back, const Foret
 }
 
 // A restart that switches on what it has switched off is one change.
-void ModeWalk::switchOn(const PortAct& act, const Foretold* cause, PortState* port) {
+void ModeWalk::switchOn(const JournalAct& act, const PlannedAct* cause, PortState* port) {
   port->isOn = true;
   port->dark.until = act.at;
   dark_.push_back(port->dark);
@@ -164,15 +153,16 @@ void ModeWalk::switchOn(const PortAct& act, const Foretold* cause, PortState* po
 }
 
 // The change that the act belongs to, which has its port now.
-size_t ModeWalk::changeOf(const PortAct& act, const Foretold* cause, Act shown) {
-  const Schedule* schedule = cause != nullptr ? cause->schedule : nullptr;
+size_t ModeWalk::changeOf(const JournalAct& act, const PlannedAct* cause, Act shown) {
+  const Schedule* schedule = cause != nullptr ? cause->schedule() : nullptr;
   const bool isBootDelay = cause != nullptr && schedule == nullptr;
   const bool isEnd = cause != nullptr && cause->firing.isEnd;
-  const std::tuple key(minuteOf(act.at), act.unit, schedule, isBootDelay, isEnd, shown);
+  const std::tuple key(minuteOf(act.at), act.port.unit, schedule, isBootDelay, isEnd, shown);
   const auto [place, isNew] = places_.emplace(key, changes_.size());
   if (isNew) {
-    changes_.push_back({act.at, shown, isEnd, act.unit, {}, schedule, isBootDelay, std::nullopt});
+    changes_.push_back(
+        {act.at, shown, isEnd, act.port.unit, {}, schedule, isBootDelay, std::nullopt});
   }
-  changes_[place->second].ifNums.push_back(act.ifNum);
+  changes_[place->second].ifNums.push_back(act.port.ifNum);
   return place->second;
 }

@@ -1,7 +1,7 @@
 // Follows the modes of all ports through a rehearsal, from act to act: the changes, the times in
 // which a port was dark, and what windows wanted and did not get.
-#ifndef QUORIN_FORECAST_PORT_COURSE_H
-#define QUORIN_FORECAST_PORT_COURSE_H
+#ifndef QUORIN_FORECAST_MODE_WALK_H
+#define QUORIN_FORECAST_MODE_WALK_H
 
 #include <cstdint>
 #include <map>
@@ -16,9 +16,9 @@
 int64_t minuteOf(int64_t instant);
 
 struct DarkStretch {
-  Port port;
-  int64_t from = 0;
-  std::optional<int64_t> until;  // none: it lasts
+  PoePort port;
+  SwitchTime from;
+  std::optional<SwitchTime> until;  // none: it lasts
   const Schedule* schedule = nullptr;
   bool wasSo = false;  // from before the beginning on
 };
@@ -27,14 +27,14 @@ struct DarkStretch {
 struct Window {
   const Schedule* schedule = nullptr;
   Act act = Act::off;
-  int64_t from = 0;
-  int64_t until = 0;
+  SwitchTime from;
+  SwitchTime until;
 };
 
 // That it was not so any more.
 struct Undoing {
-  Port port;
-  int64_t at = 0;
+  PoePort port;
+  SwitchTime at;
   Window window;
   const Schedule* undoer = nullptr;  // null: the boot delay
 };
@@ -45,11 +45,11 @@ class ModeWalk {
   // borrowed, and what comes back points to the rehearsal's schedules.
   ModeWalk(const Rehearsal& rehearsal, const Zone& zone);
 
-  // The next act. cause: what foretold it; null for nothing.
-  void pass(const PortAct& act, const Foretold* cause);
+  // The next act. cause: what planned it; null for nothing.
+  void pass(const JournalAct& act, const PlannedAct* cause);
 
   const std::vector<PortChange>& changes() const { return changes_; }
-  bool isOnInTheEnd(const Port& port) const { return ports_.at(port).isOn; }
+  bool isOnInTheEnd(const PoePort& port) const { return ports_.at(port).isOn; }
   // Without what was put back before the window's end.
   std::vector<Undoing> undoings() const;
   // Those that have ended, and those that last.
@@ -58,22 +58,22 @@ class ModeWalk {
  private:
   struct PortState {
     bool isOn = true;
-    DarkStretch dark;                   // while it is off
-    const Foretold* restart = nullptr;  // that switched it off
-    size_t change = 0;                  // of that restart
-    std::vector<Window> windows;        // that are open
+    DarkStretch dark;                     // while it is off
+    const PlannedAct* restart = nullptr;  // that switched it off
+    size_t change = 0;                    // of that restart
+    std::vector<Window> windows;          // that are open
     std::vector<Undoing> undoings;
   };
 
-  static bool endsRestart(const Foretold* cause, const PortState& port);
-  static int64_t darkOf(const PortState& port, const PortAct& back, const Foretold& cause);
-  static void noteUndoing(const PortAct& act, const Foretold* cause, PortState* port);
-  void switchOff(const PortAct& act, const Foretold* cause, PortState* port);
-  void switchOn(const PortAct& act, const Foretold* cause, PortState* port);
-  size_t changeOf(const PortAct& act, const Foretold* cause, Act shown);
+  static bool endsRestart(const PlannedAct* cause, const PortState& port);
+  static int64_t darkOf(const PortState& port, const JournalAct& back, const PlannedAct& cause);
+  static void noteUndoing(const JournalAct& act, const PlannedAct* cause, PortState* port);
+  void switchOff(const JournalAct& act, const PlannedAct* cause, PortState* port);
+  void switchOn(const JournalAct& act, const PlannedAct* cause, PortState* port);
+  size_t changeOf(const JournalAct& act, const PlannedAct* cause, Act shown);
 
   const Zone& zone_;
-  std::map<Port, PortState> ports_;
+  std::map<PoePort, PortState> ports_;
   std::vector<PortChange> changes_;
   std::map<std::tuple<int64_t, int32_t, const Schedule*, bool, bool, Act>, size_t> places_;
   std::vector<DarkStretch> dark_;

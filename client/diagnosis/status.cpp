@@ -1,0 +1,80 @@
+#include "client/diagnosis/status.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+
+#include "cli/mapped.h"
+
+namespace {
+
+// The daemon's shortest work.
+int64_t measureAnswerUs(Daemon& daemon) {
+  const auto start = std::chrono::steady_clock::now();
+  askBootDelay(daemon, 1);
+  const auto took = std::chrono::steady_clock::now() - start;
+  return std::chrono::duration_cast<std::chrono::microseconds>(took).count();
+}
+
+int64_t countOf(RunStatus result, const Status& status) {
+  return std::count_if(status.runsOfDay.begin(), status.runsOfDay.end(),
+                       [&](const Run& run) { return resultOf(run, status.schedules) == result; });
+}
+
+}  // namespace
+
+Status askStatus(Daemon& daemon, const std::vector<int32_t>& units, const View& view) {
+  Status status;
+  status.answerUs = measureAnswerUs(daemon);
+  status.schedules = ofUnits(units, [&](int32_t unit) { return askSchedules(daemon, unit); });
+  const auto sensors = ofUnits(units, [&](int32_t unit) { return askSensors(daemon, unit); });
+  status.openRuns = ofUnits(units, [&](int32_t unit) { return askOpenRuns(daemon, unit); });
+  status.runsOfDay = ofUnits(units, [&](int32_t unit) { return askRunsOfDay(daemon, unit); });
+  const auto behind =
+      ofUnits(units, [&](int32_t unit) { return askRunsBehindOff(daemon, unit, sensors); });
+  status.ports = healthOf(sensors, behind, status.schedules, view);
+  return status;
+}
+
+std::array<int64_t, kPortStates> portsByState(const Status& status) {
+  std::array<int64_t, kPortStates> counts{};
+  for (const PortHealth& health : status.ports) {
+    ++counts[static_cast<size_t>(health.state)];
+  }
+  return counts;
+}
+
+std::vector<PortHealth> portsIn(PortState state, const Status& status) {
+  std::vector<PortHealth> ports;
+  std::copy_if(status.ports.begin(), status.ports.end(), std::back_inserter(ports),
+               [state](const PortHealth& health) { return health.state == state; });
+  return ports;
+}
+
+std::map<int32_t, int64_t> portsByUnit(const Status& status) {
+  std::map<int32_t, int64_t> counts;
+  for (const PortHealth& health : status.ports) {
+    ++counts[health.port.unit];
+  }
+  return counts;
+}
+
+std::vector<Run> failedRuns(const Status& status) {
+  std::vector<Run> failed;
+  std::copy_if(status.runsOfDay.begin(), status.runsOfDay.end(), std::back_inserter(failed),
+               [&status](const Run& run) {
+                 return run.isFailure() && resultOf(run, status.schedules) != RunStatus::success;
+               });
+  return failed;
+}
+
+std::vector<std::pair<const char*, int64_t>> runsByResult(const Status& status) {
+  return {{"success", countOf(RunStatus::success, status)},
+          {"partial", countOf(RunStatus::partial, status)},
+          {"failed", countOf(RunStatus::failed, status)},
+          {"aborted", countOf(RunStatus::aborted, status)}};
+}
+
+int64_t runsUnderWay(const Status& status) {
+  return countOf(RunStatus::running, status);
+}

@@ -1,0 +1,33 @@
+// How a switch's PoE is, as a whole: what status shows and metrics count.
+#ifndef QUORIN_CLIENT_DIAGNOSIS_STATUS_H
+#define QUORIN_CLIENT_DIAGNOSIS_STATUS_H
+
+#include <array>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client/diagnosis/health.h"
+
+struct Status {
+  int64_t answerUs = 0;  // how long the daemon took for an answer, in microseconds
+  std::vector<PortHealth> ports;
+  std::vector<Schedule> schedules;
+  std::vector<Run> openRuns;   // with their ports
+  std::vector<Run> runsOfDay;  // as askRunsOfDay gives them
+};
+
+// Throws what Daemon::ask throws.
+Status askStatus(Daemon& daemon, const std::vector<int32_t>& units, const View& view);
+
+std::array<int64_t, kPortStates> portsByState(const Status& status);
+std::vector<PortHealth> portsIn(PortState state, const Status& status);
+std::map<int32_t, int64_t> portsByUnit(const Status& status);
+// Those of the day that have ended and are no success.
+std::vector<Run> failedRuns(const Status& status);
+// How many runs of the day ended in each way, under the daemon's words; all of them.
+std::vector<std::pair<const char*, int64_t>> runsByResult(const Status& status);
+int64_t runsUnderWay(const Status& status);  // of the day
+
+#endif
