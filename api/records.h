@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "api/link.h"
 #include "api/port_names.h"
 #include "api/words.h"
 #include "cli/json.h"
@@ -97,38 +96,11 @@ Run readRun(const cJSON* object);
 RunPage readRunPage(const cJSON* result);
 BootDelay readBootDelay(const cJSON* result, int32_t unit);
 
-// Requests of them. Throw what Daemon::ask throws.
-std::vector<Schedule> askSchedules(Daemon& daemon, int32_t unit);
-std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit);
-RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize);
-// The unit's runs that began at the instant or later, newest first, from as many pages as it takes.
-std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, SystemTime since);
-// Those that are open, with their ports.
-std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit);
-Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
-// Those of the runs that have one of the ports, in their order, with these ports alone; as many as
-// are enough.
-std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
-                                const std::vector<PoePort>& ports, size_t enough);
-BootDelay askBootDelay(Daemon& daemon, int32_t unit);
-void setBootDelay(Daemon& daemon, const BootDelay& bootDelay);
-
 bool isSameBootDelay(const BootDelay& a, const BootDelay& b);
 // "none", "60 s", "60 s, then one port every 5 s".
 std::string bootDelayText(const BootDelay& bootDelay);
 // {"unit", "delaySec", "executionMode", "interPortDelaySec"}.
 JsonPtr bootDelayJson(const BootDelay& bootDelay);
-
-// What ask, which gives a vector, tells of each of the units, one after the other.
-template <typename Units, typename Ask>
-auto ofUnits(const Units& units, const Ask& ask) {
-  decltype(ask(int32_t{})) all;
-  for (const int32_t unit : units) {
-    auto more = ask(unit);
-    all.insert(all.end(), more.begin(), more.end());
-  }
-  return all;
-}
 
 // The schedule whose run it was, as it is now; null when it is gone.
 const Schedule* scheduleOf(const Run& run, const std::vector<Schedule>& schedules);

@@ -12,7 +12,7 @@
 #include "base/sleep.h"
 #include "base/unique_fd.h"
 #include "cli/failure.h"
-#include "cli/file_owner.h"
+#include "cli/files.h"
 #include "cli/text.h"
 #include "cli/times.h"
 

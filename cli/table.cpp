@@ -47,7 +47,7 @@ class LineBuilder {
  private:
   bool full() const { return screen_.columns > 0 && used_ >= screen_.columns; }
   size_t room() const { return screen_.columns > 0 ? screen_.columns - used_ : std::string::npos; }
-  // What does not fit ends in a sign that says so.
+  // What does not fit ends in a character that says so.
   std::string cut(const std::string& text) const {
     if (displayWidth(text) <= room()) {
       return text;

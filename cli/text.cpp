@@ -13,12 +13,12 @@ constexpr int kMaxNumberDigits = 10;
 
 // One character at the beginning of the text, which is not empty; kInvalid, of one byte, for bytes
 // that are not UTF-8.
-struct Sign {
+struct Character {
   uint32_t code = kInvalid;
   size_t bytes = 1;
 };
 
-Sign firstSign(std::string_view text) {
+Character firstCharacter(std::string_view text) {
   constexpr size_t kMaxBytes = 4;
   const size_t bytes = utf8CharBytes(std::string(text.substr(0, kMaxBytes)).c_str());
   if (bytes == 0) {
@@ -32,21 +32,21 @@ Sign firstSign(std::string_view text) {
   return {code, bytes};
 }
 
-// Control characters, separators of lines, and signs that turn the direction of writing.
+// Control characters, separators of lines, and characters that turn the direction of writing.
 bool isDangerous(uint32_t code) {
   return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x061C ||
          (code >= 0x200E && code <= 0x200F) || (code >= 0x2028 && code <= 0x202E) ||
          (code >= 0x2066 && code <= 0x2069) || code == 0xFEFF;
 }
 
-std::string escapeOf(const Sign& sign, unsigned char firstByte) {
-  if (sign.code == '\n' || sign.code == '\t' || sign.code == '\r') {
-    return sign.code == '\n' ? "\\n" : sign.code == '\t' ? "\\t" : "\\r";
+std::string escapeOf(const Character& character, unsigned char firstByte) {
+  if (character.code == '\n' || character.code == '\t' || character.code == '\r') {
+    return character.code == '\n' ? "\\n" : character.code == '\t' ? "\\t" : "\\r";
   }
   char text[16];
-  const bool isByte = sign.code == kInvalid || sign.code < 0x80;
+  const bool isByte = character.code == kInvalid || character.code < 0x80;
   snprintf(text, sizeof text, isByte ? "\\x%02x" : "\\u{%x}",
-           static_cast<unsigned>(isByte ? firstByte : sign.code));
+           static_cast<unsigned>(isByte ? firstByte : character.code));
   return text;
 }
 
@@ -80,11 +80,11 @@ size_t distance(std::string_view a, std::string_view b) {
 std::string escaped(std::string_view text) {
   std::string safe;
   while (!text.empty()) {
-    const Sign sign = firstSign(text);
-    safe += isDangerous(sign.code) || sign.code == kInvalid
-                ? escapeOf(sign, static_cast<unsigned char>(text[0]))
-                : std::string(text.substr(0, sign.bytes));
-    text.remove_prefix(sign.bytes);
+    const Character character = firstCharacter(text);
+    safe += isDangerous(character.code) || character.code == kInvalid
+                ? escapeOf(character, static_cast<unsigned char>(text[0]))
+                : std::string(text.substr(0, character.bytes));
+    text.remove_prefix(character.bytes);
   }
   return safe;
 }
@@ -92,13 +92,13 @@ std::string escaped(std::string_view text) {
 std::string jsonEscaped(std::string_view json) {
   std::string safe;
   while (!json.empty()) {
-    const Sign sign = firstSign(json);
+    const Character character = firstCharacter(json);
     char code[16] = "";
-    if (sign.code >= 0x7F && sign.code != kInvalid && isDangerous(sign.code)) {
-      snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(sign.code));
+    if (character.code >= 0x7F && character.code != kInvalid && isDangerous(character.code)) {
+      snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(character.code));
     }
-    safe += *code != '\0' ? std::string(code) : std::string(json.substr(0, sign.bytes));
-    json.remove_prefix(sign.bytes);
+    safe += *code != '\0' ? std::string(code) : std::string(json.substr(0, character.bytes));
+    json.remove_prefix(character.bytes);
   }
   return safe;
 }
@@ -110,9 +110,9 @@ std::string inQuotes(std::string_view text) {
 size_t displayWidth(std::string_view text) {
   size_t width = 0;
   while (!text.empty()) {
-    const Sign sign = firstSign(text);
-    width += widthOf(sign.code == kInvalid ? '?' : sign.code);
-    text.remove_prefix(sign.bytes);
+    const Character character = firstCharacter(text);
+    width += widthOf(character.code == kInvalid ? '?' : character.code);
+    text.remove_prefix(character.bytes);
   }
   return width;
 }
@@ -121,12 +121,12 @@ std::string cutToWidth(std::string_view text, size_t columns) {
   size_t bytes = 0;
   size_t width = 0;
   while (bytes < text.size()) {
-    const Sign sign = firstSign(text.substr(bytes));
-    width += widthOf(sign.code == kInvalid ? '?' : sign.code);
+    const Character character = firstCharacter(text.substr(bytes));
+    width += widthOf(character.code == kInvalid ? '?' : character.code);
     if (width > columns) {
       break;
     }
-    bytes += sign.bytes;
+    bytes += character.bytes;
   }
   return std::string(text.substr(0, bytes));
 }

@@ -7,20 +7,21 @@
 #include <string_view>
 #include <vector>
 
-// The text with every control character, every byte that is not UTF-8 and every sign that turns the
-// direction of writing as \n, \x1b or \u{202e}. Whatever comes from a name, a label, a message or
-// the log passes through here before it is shown; text that is escaped already stays as it is.
+// The text with every control character, every byte that is not UTF-8 and every character that
+// turns the direction of writing as \n, \x1b or \u{202e}. Whatever comes from a name, a label, a
+// message or the log passes through here before it is shown; text that is escaped already stays as
+// it is.
 std::string escaped(std::string_view text);
 
-// A JSON text with the same signs, but for those that JSON escapes itself, as \uXXXX. They stand in
-// strings only, so that the document stays the same.
+// A JSON text with the same characters, but for those that JSON escapes itself, as \uXXXX. They
+// stand in strings only, so that the document stays the same.
 std::string jsonEscaped(std::string_view json);
 
 // In double quotes, escaped.
 std::string inQuotes(std::string_view text);
 
-// How many columns of a terminal valid UTF-8 takes. REQUIRES: a UTF-8 LC_CTYPE for signs that are
-// not one column wide.
+// How many columns of a terminal valid UTF-8 takes. REQUIRES: a UTF-8 LC_CTYPE for characters that
+// are not one column wide.
 size_t displayWidth(std::string_view text);
 
 // The longest beginning of valid UTF-8 that takes at most so many columns.

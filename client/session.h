@@ -11,7 +11,7 @@
 //  2. Declare defineName in client/command.h, and give it its line in client/command_table.cpp,
 //     with its name and summary: help, completion and the man page come from there. Add the file to
 //     client/CMakeLists.txt.
-//  3. The action asks (api/records.h), then prints what pure functions make of the answers and of
+//  3. The action asks (api/requests.h), then prints what pure functions make of the answers and of
 //     a view (api/view.h): a text (cli/table.h) or, with --json, a document with fixed keys
 //     (cli/json.h). It returns an ExitCode, or throws Failure. What comes from outside is shown
 //     through escaped().
@@ -27,9 +27,8 @@
 #include <string>
 #include <vector>
 
-#include "api/link.h"
 #include "api/port_names.h"
-#include "api/records.h"
+#include "api/requests.h"
 #include "api/view.h"
 #include "cli/output.h"
 #include "cli/times.h"

@@ -281,21 +281,21 @@ struct WindowFiring : Firing {
 };
 
 // What a schedule does in the coming weeks, looked up once for the comparison with all others.
-struct Course {
+struct ScheduleFirings {
   const Schedule* schedule = nullptr;
   std::vector<WindowFiring> firings;
 };
 
-std::vector<Course> coursesOf(const CheckInput& input) {
+std::vector<ScheduleFirings> firingsOfAll(const CheckInput& input) {
   const TickTime today = input.view.zone.tickAt(input.view.now);
   return mapped(input.schedules, [&](const Schedule& schedule) {
-    Course course{&schedule, {}};
+    ScheduleFirings own{&schedule, {}};
     for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
       for (const Firing& each : firingsOn(schedule, dayAfter(today, i), input.view.zone)) {
-        course.firings.push_back({each, windowEnd(schedule, each.at, input.view.zone)});
+        own.firings.push_back({each, windowEnd(schedule, each.at, input.view.zone)});
       }
     }
-    return course;
+    return own;
   });
 }
 
@@ -316,7 +316,7 @@ bool isSettled(const Schedule& starting, const Firing& start, const Schedule& en
 }
 
 // Whether the first schedule's firing undoes what the second one's firing wants.
-bool undoes(const Course& first, const WindowFiring& act, const Course& second,
+bool undoes(const ScheduleFirings& first, const WindowFiring& act, const ScheduleFirings& second,
             const WindowFiring& wanted) {
   if (leavesOn(act) == leavesOn(wanted)) {
     return false;
@@ -330,7 +330,8 @@ bool undoes(const Course& first, const WindowFiring& act, const Course& second,
 }
 
 // When the first one's firings, from now on, first undo what the other wants.
-std::optional<SwitchTime> firstUndoing(const Course& first, const Course& second, SwitchTime now) {
+std::optional<SwitchTime> firstUndoing(const ScheduleFirings& first, const ScheduleFirings& second,
+                                       SwitchTime now) {
   for (const WindowFiring& act : first.firings) {
     if (act.at < now) {
       continue;
@@ -357,17 +358,17 @@ std::vector<uint32_t> sharedPorts(const Schedule& a, const Schedule& b) {
   return shared;
 }
 
-void checkFights(const Course& course, const std::vector<Course>& all, const CheckInput& input,
-                 ScheduleWarnings* warnings) {
-  for (const Course& other : all) {
-    const bool isOther = &other != &course && other.schedule->unit == course.schedule->unit;
+void checkFights(const ScheduleFirings& own, const std::vector<ScheduleFirings>& all,
+                 const CheckInput& input, ScheduleWarnings* warnings) {
+  for (const ScheduleFirings& other : all) {
+    const bool isOther = &other != &own && other.schedule->unit == own.schedule->unit;
     const std::vector<uint32_t> shared =
-        isOther ? sharedPorts(*course.schedule, *other.schedule) : std::vector<uint32_t>();
+        isOther ? sharedPorts(*own.schedule, *other.schedule) : std::vector<uint32_t>();
     if (shared.empty()) {
       continue;
     }
-    const std::optional<SwitchTime> one = firstUndoing(course, other, input.view.now);
-    const std::optional<SwitchTime> two = firstUndoing(other, course, input.view.now);
+    const std::optional<SwitchTime> one = firstUndoing(own, other, input.view.now);
+    const std::optional<SwitchTime> two = firstUndoing(other, own, input.view.now);
     if (!one && !two) {
       continue;
     }
@@ -392,13 +393,13 @@ std::vector<Zone> zonesOf(const CheckInput& input) {
 
 std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
   std::vector<ScheduleWarnings> all;
-  const std::vector<Course> courses = coursesOf(input);
+  const std::vector<ScheduleFirings> firings = firingsOfAll(input);
   const std::vector<Zone> zones = zonesOf(input);
   const auto gapDays =
       mapped(zones, [&input](const Zone& zone) { return daysWithGap(zone, input.view.now); });
 
-  for (const Course& course : courses) {
-    const Schedule schedule = enabledCopy(*course.schedule);
+  for (const ScheduleFirings& own : firings) {
+    const Schedule schedule = enabledCopy(*own.schedule);
     ScheduleWarnings warnings;
     checkTimes(schedule, input, &warnings);
     checkPorts(schedule, input, &warnings);
@@ -407,7 +408,7 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
     for (size_t i = 0; i < zones.size(); ++i) {
       checkGap(schedule, zones[i], gapDays[i], &warnings);
     }
-    checkFights(course, courses, input, &warnings);
+    checkFights(own, firings, input, &warnings);
     all.push_back(std::move(warnings));
   }
   return all;

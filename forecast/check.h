@@ -1,4 +1,4 @@
-// What of schedules will not happen as one expects.
+// Warnings: what a schedule will not do although its author expects it.
 #ifndef QUORIN_FORECAST_CHECK_H
 #define QUORIN_FORECAST_CHECK_H
 
@@ -26,8 +26,8 @@ struct ScheduleWarning {
 };
 using ScheduleWarnings = std::vector<ScheduleWarning>;
 
-// The warnings of each schedule, in their order. A disabled one is looked at as if it were enabled,
-// but fights with none.
+// The warnings of each schedule, in the order of the schedules. A disabled schedule is checked as
+// if it were enabled, but it fights with none.
 std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input);
 
 // Why the schedule, were it enabled, would never do what it says: never act, or never start or end

@@ -6,9 +6,9 @@
 namespace {
 
 constexpr int64_t kSecPerMin = 60;
-// How far a dark time may be from what it was meant to be: in a lab's clock, which is in a hurry, a
-// moment of this system is seconds, the more so the longer the dark time, and each pause between
-// ports takes such a moment too long.
+// A dark time may differ so much from the planned one: the lab's clock runs fast, so that a moment
+// of this system is seconds there. The difference grows with the dark time, and with each pause
+// between ports.
 constexpr int64_t kMaxJitterSec = 15;
 constexpr int64_t kMaxJitterParts = 10;  // a tenth of the dark time
 constexpr int64_t kMaxJitterSecPerPause = 3;
@@ -91,9 +91,10 @@ bool ModeWalk::endsRestart(const PlannedAct* cause, const PortState& port) {
          port.restart->firing.at == cause->firing.at;
 }
 
-// The port changes its mode. A restart's first half does so for a moment only; of a port that was
-// on its second half undoes nothing but windows that have begun meanwhile. Who undid what a window
-// wants can put it back, as the end of a window within that window does.
+// The act changes the port's mode: does it work against an open window? The first half of a restart
+// does not, for it lasts a moment only. Its second half does so only against windows that have
+// begun in between. A schedule that worked against a window may put it right again: a window within
+// that window does, when it ends.
 void ModeWalk::noteUndoing(const JournalAct& act, const PlannedAct* cause, PortState* port) {
   const bool isMomentary =
       cause != nullptr && cause->firing.act == Act::restart && !cause->isSecondHalf;
@@ -107,7 +108,7 @@ void ModeWalk::noteUndoing(const JournalAct& act, const PlannedAct* cause, PortS
   };
   undoings.erase(std::remove_if(undoings.begin(), undoings.end(), isPutBack), undoings.end());
 
-  // Of several windows that want the same the one that lasts longest stands for all.
+  // Several windows may want the same: the one that lasts longest stands for all.
   const int64_t since = endsRestart(cause, *port) ? minuteOf(port->dark.from) : 0;
   const Window* undone = nullptr;
   for (const Window& window : port->windows) {

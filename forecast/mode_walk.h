@@ -1,5 +1,5 @@
-// Follows the modes of all ports through a rehearsal, from act to act: the changes, the times in
-// which a port was dark, and what windows wanted and did not get.
+// Follows the modes of all ports through a rehearsal, act by act. It tells which ports changed
+// when, how long each port was dark, and which windows lost a port to another schedule.
 #ifndef QUORIN_FORECAST_MODE_WALK_H
 #define QUORIN_FORECAST_MODE_WALK_H
 
@@ -12,7 +12,7 @@
 #include "forecast/planned_acts.h"
 #include "forecast/rehearsal.h"
 
-// By which acts are told apart.
+// Acts in the same minute belong together.
 int64_t minuteOf(int64_t instant);
 
 struct DarkStretch {
@@ -20,10 +20,10 @@ struct DarkStretch {
   SwitchTime from;
   std::optional<SwitchTime> until;  // none: it lasts
   const Schedule* schedule = nullptr;
-  bool wasSo = false;  // from before the beginning on
+  bool wasSo = false;  // the port was dark already when the rehearsal began
 };
 
-// What a window wants of a port.
+// A window that wants a port on or off from one instant to another.
 struct Window {
   const Schedule* schedule = nullptr;
   Act act = Act::off;
@@ -31,7 +31,7 @@ struct Window {
   SwitchTime until;
 };
 
-// That it was not so any more.
+// A port was switched against an open window.
 struct Undoing {
   PoePort port;
   SwitchTime at;
@@ -41,18 +41,19 @@ struct Undoing {
 
 class ModeWalk {
  public:
-  // Begins with the modes of before, and with the windows that are open then. What is given is
-  // borrowed, and what comes back points to the rehearsal's schedules.
+  // Begins with the modes that the ports have when the rehearsal begins, and with the windows that
+  // are open then. The rehearsal and the zone are borrowed; results point to the rehearsal's
+  // schedules.
   ModeWalk(const Rehearsal& rehearsal, const Zone& zone);
 
-  // The next act. cause: what planned it; null for nothing.
+  // The next act of the journal. cause: the planned act that it carries out; null for none.
   void pass(const JournalAct& act, const PlannedAct* cause);
 
   const std::vector<PortChange>& changes() const { return changes_; }
   bool isOnInTheEnd(const PoePort& port) const { return ports_.at(port).isOn; }
-  // Without what was put back before the window's end.
+  // Leaves out those that were put right again before the window's end.
   std::vector<Undoing> undoings() const;
-  // Those that have ended, and those that last.
+  // Also those that have not ended.
   std::vector<DarkStretch> darkStretches() const;
 
  private:

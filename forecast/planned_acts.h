@@ -1,5 +1,5 @@
-// What must be done to ports while schedules run for some days, and which of the acts that were
-// done is which of it.
+// The acts that schedules and boot delays plan for some days, and which act of the switch's journal
+// carries out which of them.
 #ifndef QUORIN_FORECAST_PLANNED_ACTS_H
 #define QUORIN_FORECAST_PLANNED_ACTS_H
 
@@ -9,7 +9,7 @@
 
 #include "forecast/rehearsal.h"
 
-// How late an act may come that was planned: others of its minute, with their pauses, come first.
+// A planned act may come so late: other schedules of its minute, with their pauses, may come first.
 constexpr int64_t kMaxLateSec = int64_t{15} * 60;
 
 // A firing on one port.
@@ -18,21 +18,20 @@ struct PlannedAct {
   PoePort port;
   Act act = Act::off;
   Firing firing;              // a boot delay's is a restart of no schedule
-  bool isSecondHalf = false;  // switches on what a restart or a boot delay switched off
+  bool isSecondHalf = false;  // a restart or a boot delay switches the port on again
   int64_t pauses = 0;         // between ports, before this one
-  bool isReported = false;    // a run tells already that it was not done
-  bool isMet = false;
+  bool isReported = false;    // a run says that it failed or was skipped
+  bool isMet = false;         // an act of the journal carries it out
 
   const Schedule* schedule() const { return firing.schedule; }
 };
 
-// All that the rehearsal's schedules and boot delays do to ports in its time; schedules are pointed
-// to.
+// All planned acts of the rehearsal, pointing to its schedules.
 std::vector<PlannedAct> plannedActs(const Rehearsal& rehearsal, const Zone& zone);
 
-// For each act the planned one that it carries out: the nearest that no earlier act has met, and
-// that is met now; one of which no run tells that it was not done comes first. Null for none.
-// Points into *planned.
+// For each act of the journal the planned act that it carries out, as a pointer into *planned; null
+// for none. Of several it is one that no run reports as failed, then the nearest. A planned act is
+// met once.
 std::vector<const PlannedAct*> matched(const std::vector<JournalAct>& acts,
                                        std::vector<PlannedAct>* planned);
 

@@ -198,7 +198,7 @@ Findings notDoneFindings(const Rehearsal& rehearsal, const std::vector<PlannedAc
   return findings;
 }
 
-// A lab may come a moment too far.
+// The lab's clock may run a moment beyond the end.
 bool isTooLate(const JournalAct& act, const PlannedAct* cause, const Rehearsal& rehearsal) {
   return act.at >= rehearsal.until && (cause == nullptr || !cause->isSecondHalf);
 }

@@ -1,5 +1,6 @@
-// What became of ports while schedules ran for some days, made out from what the switch noted: the
-// changes, and what of them deserves a look.
+// A rehearsal: schedules ran for some days in a lab, and the journal of its switch says what was
+// done to which port. From that come the changes of ports, and findings: what an operator should
+// look at.
 #ifndef QUORIN_FORECAST_REHEARSAL_H
 #define QUORIN_FORECAST_REHEARSAL_H
 
@@ -12,12 +13,12 @@
 #include "api/records.h"
 #include "forecast/firings.h"
 
-// The ports, with their adminModes, as they are when what goes on has ended: restarts, resets and
-// boot delays, which switch ports on again, and then the firings, which are in their order.
+// The ports with the modes that they will have when the open runs have ended and the firings have
+// been carried out. An open restart, reset or boot delay switches its ports on again.
 std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
                                    const std::vector<Firing>& firings);
 
-// One act on a port, as the switch noted it.
+// One act on a port, from the switch's journal.
 struct JournalAct {
   SwitchTime at;
   PoePort port;
@@ -30,8 +31,8 @@ struct JournalAct {
 std::vector<JournalAct> readJournal(const cJSON* journal, int64_t* last);
 
 struct Rehearsal {
-  SwitchTime from;   // the first minute in which schedules may act, and where there are boot
-                     // delays, the start of the switch
+  SwitchTime from;   // the first minute in which schedules may act; with boot delays also the
+                     // moment at which the switch starts
   SwitchTime until;  // the end of the last minute
   std::vector<Schedule> schedules;
   std::vector<BootDelay> bootDelays;  // those that hold ports back at the beginning
@@ -41,7 +42,7 @@ struct Rehearsal {
   std::vector<Run> runs;  // those that are not a plain success, with their ports
 };
 
-// Ports that changed in one minute by one doing.
+// Ports that one schedule, or the boot delay, changed in one minute.
 struct PortChange {
   SwitchTime at;
   Act act = Act::off;
@@ -58,7 +59,7 @@ enum class FindingKind {
   otherEnd,   // in another mode in the end than in the beginning
   run,        // failed, or skipped ports
   undone,     // what a window wants, by another before the window's end
-  notDone,    // foretold, and nothing was done
+  notDone,    // planned, and nothing was done
   unplanned,  // done, and no schedule says so
 };
 constexpr int64_t kLongDarkSec = int64_t{24} * 3600;
@@ -69,7 +70,7 @@ struct Finding {
   std::optional<SwitchTime> until;  // of a dark stretch that has an end; undone: the window's end
   int32_t unit = 0;
   std::vector<uint32_t> ifNums;
-  const Schedule* schedule = nullptr;  // whose doing; null: nobody's that is known
+  const Schedule* schedule = nullptr;  // which did it; null: none is known
   const Schedule* undoer = nullptr;    // undone: who did it; null: the boot delay
   Act act = Act::off;                  // otherEnd: the mode in the end; else what was, or was to be
   bool wasSo = false;                  // dark: from before the beginning on

@@ -13,12 +13,12 @@ int64_t daysOf(const Rehearsal& rehearsal) {
   return (rehearsal.until - rehearsal.from + kSecPerDay / 2) / kSecPerDay;
 }
 
-std::string shownName(const Schedule& schedule, ScheduleSource source, const View& view) {
+std::string shownName(const Schedule& schedule, ScheduleSource source) {
   return source == ScheduleSource::file ? inQuotes(schedule.name.c_str()) : idAndName(schedule);
 }
 
-std::string doerOf(const PortChange& change, ScheduleSource source, const View& view) {
-  return change.schedule != nullptr ? shownName(*change.schedule, source, view)
+std::string doerOf(const PortChange& change, ScheduleSource source) {
+  return change.schedule != nullptr ? shownName(*change.schedule, source)
          : change.isBootDelay       ? "boot delay"
                                     : "nobody foretold it";
 }
@@ -43,14 +43,13 @@ std::string changesText(const RehearsalReport& report, ScheduleSource source, co
   Table table({{"WHEN"}, {"ACT"}, {"PORTS"}, {"SCHEDULE"}});
   for (const PortChange& change : report.changes) {
     table.row({view.near(change.at), actOf(change), view.names.ranges(change.ifNums),
-               doerOf(change, source, view)});
+               doerOf(change, source)});
   }
   return table.text(view.screen);
 }
 
-std::string bySchedule(const char* before, const Schedule* schedule, ScheduleSource source,
-                       const View& view) {
-  return schedule != nullptr ? before + shownName(*schedule, source, view) : "";
+std::string bySchedule(const char* before, const Schedule* schedule, ScheduleSource source) {
+  return schedule != nullptr ? before + shownName(*schedule, source) : "";
 }
 
 std::string darkText(const Finding& finding, const Rehearsal& rehearsal, ScheduleSource source,
@@ -59,7 +58,7 @@ std::string darkText(const Finding& finding, const Rehearsal& rehearsal, Schedul
   return "off for " + secondsText(until - finding.from) + ", " +
          (finding.wasSo ? "already in the beginning" : "from " + view.near(finding.from)) +
          (finding.until ? " until " + view.near(until) : " to the end") +
-         bySchedule(", by ", finding.schedule, source, view);
+         bySchedule(", by ", finding.schedule, source);
 }
 
 std::string whatIsFound(const Finding& finding, const Rehearsal& rehearsal, ScheduleSource source,
@@ -71,26 +70,25 @@ std::string whatIsFound(const Finding& finding, const Rehearsal& rehearsal, Sche
       return darkText(finding, rehearsal, source, view);
     case FindingKind::otherEnd:
       return std::string(finding.act == Act::on ? "on in the end, off" : "off in the end, on") +
-             " in the beginning" + bySchedule(", changed last by ", finding.schedule, source, view);
+             " in the beginning" + bySchedule(", changed last by ", finding.schedule, source);
     case FindingKind::run:
-      return "run of " + when + bySchedule(" of ", finding.schedule, source, view) + ": " +
+      return "run of " + when + bySchedule(" of ", finding.schedule, source) + ": " +
              escaped(finding.detail);
     case FindingKind::undone:
       return act + " at " + when + " by " +
-             (finding.undoer != nullptr ? shownName(*finding.undoer, source, view)
-                                        : "the boot delay") +
-             ", though " + shownName(*finding.schedule, source, view) + " wants it " +
+             (finding.undoer != nullptr ? shownName(*finding.undoer, source) : "the boot delay") +
+             ", though " + shownName(*finding.schedule, source) + " wants it " +
              (finding.act == Act::on ? "off" : "on") + " until " +
              view.near(finding.until.value_or(SwitchTime()));
     case FindingKind::notDone:
-      return act + " at " + when + bySchedule(" by ", finding.schedule, source, view) +
+      return act + " at " + when + bySchedule(" by ", finding.schedule, source) +
              " was foretold, and nothing was done";
     default:
       return act + " at " + when + ", and no schedule says so";
   }
 }
 
-std::string twinAdvice(const Schedule& schedule, ScheduleSource source, const View& view) {
+std::string twinAdvice(const Schedule& schedule, ScheduleSource source) {
   return "to end it each morning: " +
          (source == ScheduleSource::file
               ? "import the file, then quorin_poectl schedule set " +
@@ -104,16 +102,16 @@ bool lacksTwin(const Schedule* schedule, const std::vector<Schedule>& all) {
          twinAmong(all, *schedule) == nullptr;
 }
 
-std::string changeAdvice(const Schedule& schedule, ScheduleSource source, const View& view) {
+std::string changeAdvice(const Schedule& schedule, ScheduleSource source) {
   return source == ScheduleSource::file
-             ? "if that is not meant, change " + shownName(schedule, source, view) + " in the file"
+             ? "if that is not meant, change " + shownName(schedule, source) + " in the file"
              : "if that is not meant: quorin_poectl schedule set " +
                    std::to_string(schedule.scheduleId) + " --help";
 }
 
 std::string changeAdvice(const Finding& finding, ScheduleSource source, const View& view) {
   return finding.schedule != nullptr
-             ? changeAdvice(*finding.schedule, source, view)
+             ? changeAdvice(*finding.schedule, source)
              : "to see why: quorin_poectl why " + view.names.name(finding.ifNums.front());
 }
 
@@ -187,7 +185,7 @@ std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal, Sc
                           const View& view) {
   const bool isNeverEnded = finding.detail == kRunNeverEnded || finding.kind == FindingKind::dark;
   if (isNeverEnded && lacksTwin(finding.schedule, rehearsal.schedules)) {
-    return twinAdvice(*finding.schedule, source, view);
+    return twinAdvice(*finding.schedule, source);
   }
   switch (finding.kind) {
     case FindingKind::otherEnd:
@@ -201,7 +199,7 @@ std::string findingAdvice(const Finding& finding, const Rehearsal& rehearsal, Sc
                  ? "if that matters, begin the window later than the switch starts, or shorten the "
                    "delay: quorin_poectl bootdelay " +
                        std::to_string(finding.unit) + " --help"
-                 : changeAdvice(*finding.undoer, source, view);
+                 : changeAdvice(*finding.undoer, source);
     case FindingKind::notDone:
       return "see what else comes in that minute: quorin_poectl next --days " +
              std::to_string(daysOf(rehearsal));

@@ -17,8 +17,8 @@ struct ModeChange {
   bool isRestart = false;  // off and on again
 };
 
-// What its mode is at the beginning follows from the firings before it; from now on it follows from
-// the mode that the port has.
+// Up to now the modes follow from the firings of schedules; from now on they follow from the mode
+// that the port has.
 struct PortWeek {
   SensorPort port;
   bool isScheduled = false;         // some schedule has the port

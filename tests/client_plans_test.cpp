@@ -75,7 +75,8 @@ A power_off 08:00 18:00;B restart 12:00|-08 -12 +12 +18|3 on 12
 A power_off 08:00 18:00;B power_on 12:00 13:00|-08 +12 -13 +18|
 A power_off 08:00 18:00;B power_off 17:00 23:00|-08 -17 +18 +23|3 on 18
 A power_off 08:00 18:00 "allDay":true,;B restart 12:00|-00 -12 +12|3 on 12
-A power_off 08:00 18:00;B restart 10:00;C power_off 12:00 20:00|-08 -10 +10 -12 +20|3 on 10;4 on 18)")) {
+A power_off 08:00 18:00;B restart 10:00;C power_off 12:00 20:00|-08 -10 +10 -12 +20|)"
+                                  "3 on 10;4 on 18")) {
     SensorPort port;
     std::tie(port.unit, port.ifNum, port.adminMode) = std::tuple(1, 1, "enable");
     Rehearsal rehearsal{{}, SwitchTime(86400), schedulesOf(row[0]), {}, {port}, {}, {}};

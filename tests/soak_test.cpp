@@ -1,6 +1,6 @@
 // Random schedules, minute by minute: what each minute does to ports, and what the history holds in
 // the end, is compared with what must be, reckoned here without any of the daemon's code, and with
-// what the client foretells. QUORIN_SOAK_DAYS makes it longer; the seed is printed and
+// what the client expects. QUORIN_SOAK_DAYS makes it longer; the seed is printed and
 // QUORIN_SOAK_SEED gives it.
 #include <sched.h>
 
@@ -115,8 +115,8 @@ std::string passMinute(Reckoned* schedule, time_t now) {
 }
 
 // What the client expects of each minute, in the form of tickAt().
-std::map<time_t, std::string> foretold(const std::vector<Schedule>& schedules, time_t from,
-                                       time_t until) {
+std::map<time_t, std::string> plannedBy(const std::vector<Schedule>& schedules, time_t from,
+                                        time_t until) {
   const std::string done[] = {"-", "+", "-+"};  // by Act
   std::map<std::pair<time_t, uint32_t>, std::string> acts;
   for (const Firing& firing :
@@ -159,7 +159,7 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
     asListed.push_back(
         readSchedule(jsonParse(scheduleJson(membersOf(schedule)).c_str()).get(), unit));
   }
-  auto expectations = foretold(asListed, firstDay, firstDay + days * kDaySec);
+  auto expectations = plannedBy(asListed, firstDay, firstDay + days * kDaySec);
 
   for (time_t now = firstDay; now < firstDay + days * kDaySec; now += 60) {
     std::string expected;

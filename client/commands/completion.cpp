@@ -1,6 +1,4 @@
 // completion: what a shell needs to complete this program's words.
-#include "client/commands/completion.h"
-
 #include <algorithm>
 
 #include "cli/text.h"
@@ -131,6 +129,22 @@ std::string valueCases(const Levels& levels) {
   return cases;
 }
 
+// A bash script that completes the commands and options of the program. What an argument or an
+// option's value is, the script knows by its name in the help: PORT, ID, FILE, PATH or {a,b,c}.
+std::string bashCompletion(const CommandWords& program) {
+  std::string commands;
+  std::string words;
+  std::string values;
+  for (const Levels& levels : withAllBelow({program})) {
+    const std::string path = pathOf(levels);
+    commands += path.empty() ? "" : (commands.empty() ? "" : " | ") + ("\"" + path + "\"");
+    words += wordsCase(levels);
+    values += valueCases(levels);
+  }
+  return kHead + ("      " + commands) + ") path+=\" ${COMP_WORDS[i]}\" ;;\n    esac\n  done\n" +
+         "  case \"$path\" in\n" + words + "  esac\n  case \"$path $before\" in\n" + values + kTail;
+}
+
 std::vector<std::string> wordsFor(const std::string& what, Session& session) {
   std::vector<std::string> words;
   if (what == "schedules") {
@@ -158,20 +172,6 @@ int runCompletion(const std::string& what, Session& session) {
 }
 
 }  // namespace
-
-std::string bashCompletion(const CommandWords& program) {
-  std::string commands;
-  std::string words;
-  std::string values;
-  for (const Levels& levels : withAllBelow({program})) {
-    const std::string path = pathOf(levels);
-    commands += path.empty() ? "" : (commands.empty() ? "" : " | ") + ("\"" + path + "\"");
-    words += wordsCase(levels);
-    values += valueCases(levels);
-  }
-  return kHead + ("      " + commands) + ") path+=\" ${COMP_WORDS[i]}\" ;;\n    esac\n  done\n" +
-         "  case \"$path\" in\n" + words + "  esac\n  case \"$path $before\" in\n" + values + kTail;
-}
 
 SessionAction defineCompletion(Arguments& app, Options&) {
   const auto what = std::make_shared<std::string>();

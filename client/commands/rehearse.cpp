@@ -22,7 +22,7 @@ namespace {
 constexpr int32_t kDefaultDays = 8;
 constexpr int32_t kMaxDays = 62;
 constexpr int64_t kSecPerMin = 60;
-// How far in its first minute a lab begins, lest it is a moment early and lives through another.
+// The lab begins so far into its first minute: a moment early, and it would live through one more.
 constexpr int64_t kIntoMinuteSec = 2;
 
 struct RehearseOptions {

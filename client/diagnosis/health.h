@@ -1,4 +1,4 @@
-// How a switch and its daemon are: ports that are off and why, and how runs went.
+// Which ports are off and why, and how the runs of the last day went.
 #ifndef QUORIN_CLIENT_DIAGNOSIS_HEALTH_H
 #define QUORIN_CLIENT_DIAGNOSIS_HEALTH_H
 
@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "api/requests.h"
 #include "api/view.h"
 #include "client/diagnosis/port_timeline.h"
 #include "forecast/firings.h"
@@ -18,12 +19,12 @@ constexpr size_t kPortStates = 6;
 struct PortHealth {
   SensorPort port;
   PortState state = PortState::fault;  // a state of the switch that is none of the others
-  std::optional<PortEvent> cause;      // what left an unexplained one off, if a run did
+  std::optional<PortEvent> cause;      // what left it off, if a run is known to have
 };
 
-// A port whose schedules last switched it off is off by a schedule, too, where no newer run tells
-// otherwise: the daemon records no end of a window whose start it has not seen.
-// runs: as askRunsBehindOff gives them.
+// The state of each port. runs: as askRunsBehindOff gives them. The daemon records no end of a
+// window whose start it has not seen: so a port that its schedules switched off last is off by a
+// schedule even where no run says so, unless a newer run of another kind took it.
 std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
                                  const std::vector<Schedule>& schedules, const View& view);
 
@@ -36,11 +37,12 @@ std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
 // The runs of the last 24 hours. Those that are neither open nor a success have their ports.
 std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit);
 
-// Its status; success where it failed for want of an end that a twin brings.
+// The run's status; success where it failed only because its window's last night is ended by a
+// twin.
 RunStatus resultOf(const Run& run, const std::vector<Schedule>& schedules);
 
-// What went wrong, as the daemon recorded it: the run's message, and each message of ports with
-// them; escaped.
+// What went wrong, as the daemon recorded it, escaped: the run's message, then each message of
+// ports with the ports that have it.
 std::string failureText(const Run& run, const PortNames& names);
 
 #endif

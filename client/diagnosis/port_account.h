@@ -11,11 +11,11 @@
 struct PortAccount {
   enum class State { on, off, maybeOff, unknown };
   State state = State::unknown;
-  // The dark time that holds the moment; for a port that is on, the last one before it.
+  // The dark time that the moment lies in; for a port that is on, the last one before the moment.
   const PortEvent* off = nullptr;         // where it began
   const PortEvent* on = nullptr;          // what ended it; null: nothing yet
   const PortEvent* before = nullptr;      // the switching before it
-  std::vector<const PortEvent*> between;  // what else runs did in it, without an end of it
+  std::vector<const PortEvent*> between;  // what else runs did meanwhile, which did not end it
 
   // All of these, in their order.
   std::vector<const PortEvent*> events() const;

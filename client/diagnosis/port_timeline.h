@@ -1,5 +1,5 @@
-// What runs and schedules did to a port, made out from what the daemon recorded. The switch's own
-// CLI leaves no trace here.
+// What runs and schedules did to a port, told from what the daemon recorded. Who uses the switch's
+// own CLI leaves no record.
 #ifndef QUORIN_CLIENT_DIAGNOSIS_PORT_TIMELINE_H
 #define QUORIN_CLIENT_DIAGNOSIS_PORT_TIMELINE_H
 
@@ -44,8 +44,8 @@ struct PortEvent {
 // Switched off, for certain or, where the effect is unclear, perhaps.
 bool isToOff(const PortEvent& event);
 
-// What happened to the port, oldest first, in as far as the runs (with their ports, in any order,
-// of any unit and port) tell. now is this system's time, which runs go by.
+// What the runs say of the port, oldest first. They have their ports, and may be of any unit and in
+// any order.
 std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>& runs,
                                     const std::vector<Schedule>& schedules, SystemTime now,
                                     const Zone& zone);
@@ -54,9 +54,9 @@ std::vector<PortEvent> portTimeline(const PoePort& port, const std::vector<Run>&
 // when there is none.
 const PortEvent* lastSwitching(const std::vector<PortEvent>& timeline, SystemTime at);
 
-// What left a port off that is off now: the last switching, unless it was one to on. Null when no
-// run is known to have done it. Where isOffBySchedule, its schedule wants it so; else nothing will
-// switch it on again, as after a restart that wasCutOff.
+// What left a port off that is off now: the last switching, unless that switched it on; null when
+// no run is known to have done it. A schedule wants the port off where isOffBySchedule; else
+// nothing will switch it on again, as after a restart that wasCutOff.
 const PortEvent* whatLeftOff(const std::vector<PortEvent>& timeline, SystemTime now);
 bool wasCutOff(const PortEvent& event);  // by a restart of the daemon
 bool isOffBySchedule(const PortEvent& event);

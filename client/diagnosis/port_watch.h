@@ -11,16 +11,17 @@
 
 class PortWatch {
  public:
-  // before: the port as it was. Times are milliseconds of any clock; waitPowerMs is how long after
-  // its own switch-on a port that delivered before may take to deliver; one that was off is waited
-  // for no longer than it takes to find a device.
+  // before: the port as it was. Times are milliseconds of any clock. A port that delivered before
+  // may take waitPowerMs from its own switch-on until it delivers; a port that was off is given no
+  // longer than it takes to find a device.
   PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowerMs);
 
-  // Whether the run was open, what it had recorded of the port, and then the port itself. Whether
-  // line() says something new now, and not only a longer time.
+  // One sample: whether the run is open, what it has recorded of the port, and the port itself.
+  // Returns whether line() says something new, and not only a longer time.
   bool feed(int64_t nowMs, bool isRunOpen, const RunPort& outcome, const SensorPort& sensor);
 
-  // Over: back, or not back any more as far as is waited for. Nothing is fed after it.
+  // Nobody waits for the port any more: it is back, or has not come back in time. No sample
+  // follows.
   bool isOver() const { return !verdict_.empty(); }
   // Delivers, if it delivered before; else it is as before, or switched on where it was off.
   bool isBack() const { return isBack_; }

@@ -26,7 +26,7 @@ std::vector<PortHealth> portsIn(PortState state, const Status& status);
 std::map<int32_t, int64_t> portsByUnit(const Status& status);
 // Those of the day that have ended and are no success.
 std::vector<Run> failedRuns(const Status& status);
-// How many runs of the day ended in each way, under the daemon's words; all of them.
+// How many runs of the day ended in each way, by the daemon's words; ways that none ended in, too.
 std::vector<std::pair<const char*, int64_t>> runsByResult(const Status& status);
 int64_t runsUnderWay(const Status& status);  // of the day
 

@@ -36,9 +36,9 @@ struct ImportPlan {
   std::vector<ImportStep> steps;
 };
 
-// From what there is to what is wanted; with replace, also without what is not wanted. Schedules of
-// one name in a unit are one, and keep the id; where its type changes, which can't be, the old one
-// is deleted and the new one added.
+// The steps from what there is to what is wanted; with replace, what is not wanted is removed. Two
+// schedules with the same name in a unit are the same schedule, which keeps its id. Its type cannot
+// change: then the old one is deleted and the new one added.
 ImportPlan importPlan(const SiteConfig& wanted, const SiteConfig& present, bool replace);
 
 // `add "night" to unit 1`, `change 3 "a" of unit 1`, escaped.

@@ -3,8 +3,7 @@
 
 #include <csignal>
 
-#include "api/link.h"
-#include "api/records.h"
+#include "api/requests.h"
 #include "base/json.h"
 #include "cli/failure.h"
 #include "cli/text.h"

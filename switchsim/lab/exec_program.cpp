@@ -21,8 +21,8 @@ std::vector<std::string> wordsOf(const char* text) {
 }
 
 void setHere(const std::string& setting) {
-  const size_t sign = setting.find('=');
-  setenv(setting.substr(0, sign).c_str(), setting.c_str() + sign + 1, 1);
+  const size_t equals = setting.find('=');
+  setenv(setting.substr(0, equals).c_str(), setting.c_str() + equals + 1, 1);
 }
 
 }  // namespace

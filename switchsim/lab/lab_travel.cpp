@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/link.h"
+#include "api/requests.h"
 #include "cli/failure.h"
 #include "forecast/firings.h"
 #include "switchsim/switch/switch_state.h"

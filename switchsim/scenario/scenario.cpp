@@ -99,18 +99,18 @@ std::string trimmed(const std::string& text) {
 bool readWord(const std::string& line, size_t* at, std::string* word) {
   char quote = 0;
   for (; *at < line.size(); ++*at) {
-    const char sign = line[*at];
-    if (sign == '\\' && quote != '\'') {
+    const char character = line[*at];
+    if (character == '\\' && quote != '\'') {
       if (++*at == line.size()) {
         return false;
       }
       *word += line[*at];
-    } else if (quote != 0 ? sign == quote : sign == '\'' || sign == '"') {
-      quote = quote != 0 ? '\0' : sign;
-    } else if (quote == 0 && std::string(kBlanks).find(sign) != std::string::npos) {
+    } else if (quote != 0 ? character == quote : character == '\'' || character == '"') {
+      quote = quote != 0 ? '\0' : character;
+    } else if (quote == 0 && std::string(kBlanks).find(character) != std::string::npos) {
       return true;
     } else {
-      *word += sign;
+      *word += character;
     }
   }
   return quote == 0;

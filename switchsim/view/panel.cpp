@@ -8,7 +8,7 @@ namespace switchsim {
 namespace {
 
 constexpr size_t kMaxLine = 80;
-constexpr size_t kPowerWidth = 5;   // of a column with a sign and a power, such as "#12.9"
+constexpr size_t kPowerWidth = 5;   // of a column with a character and a power, such as "#12.9"
 constexpr size_t kNarrowWidth = 2;  // of one without PoE
 constexpr size_t kMaxPowerColumns = 12;
 constexpr const char* kLegend =
@@ -33,16 +33,16 @@ std::string label(const PortView* port) {
   return port->place.slot == 0 ? number : std::to_string(port->place.slot) + "/" + number;
 }
 
-char sign(const PortView& port) {
-  static constexpr char kSigns[] = {'.', '-', '#', '!', 'x'};
-  return port.isStarting ? '~' : port.status < kOff ? kSigns[port.status] : '.';
+char characterOf(const PortView& port) {
+  static constexpr char kCharacters[] = {'.', '-', '#', '!', 'x'};
+  return port.isStarting ? '~' : port.status < kOff ? kCharacters[port.status] : '.';
 }
 
 std::string cell(const PortView* port) {
   if (port == nullptr || !port->poe) {
     return "";
   }
-  char text[16] = {sign(*port)};
+  char text[16] = {characterOf(*port)};
   if (port->powerMw != 0) {
     snprintf(text + 1, sizeof(text) - 1, "%2u.%u", port->powerMw / 1000,
              port->powerMw % 1000 / 100);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/text.h"
 #include "switchsim/view/view.h"
 
 namespace switchsim {
@@ -49,12 +50,6 @@ const char* stateName(const PortView& port) {
 const char* clockModeName(ClockMode mode) {
   static constexpr const char* kNames[] = {"follow", "frozen", "running", "fail"};
   return kNames[static_cast<uint32_t>(mode)];
-}
-
-std::string wattsText(uint32_t milliwatts) {
-  char text[32];
-  snprintf(text, sizeof(text), "%u.%u W", milliwatts / 1000, milliwatts % 1000 / 100);
-  return text;
 }
 
 std::string unitText(const SwitchView& view, const UnitView& unit) {

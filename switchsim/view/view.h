@@ -19,8 +19,6 @@ const char* clockModeName(ClockMode mode);
 std::string tableText(const SwitchView& view);
 // The same with the front panel of every unit, as it looks (panel.cpp). Lines fit 80 columns.
 std::string panelText(const SwitchView& view);
-// "12.9 W".
-std::string wattsText(uint32_t milliwatts);
 // "Unit 1 delivers 80.4 W" and, with a budget, ", 96.0 W of 185.0 W are reserved".
 std::string unitText(const SwitchView& view, const UnitView& unit);
 // What is not normal about the switch, each on a line; empty when all is.

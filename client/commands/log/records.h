@@ -20,7 +20,7 @@ struct LogRecord {
 // Cuts a stream of bytes into records.
 class LogSplitter {
  public:
-  // The records that are complete now: a record is when the next one has begun.
+  // The records that are complete now. A record is complete when the next one has begun.
   std::vector<LogRecord> feed(std::string_view bytes);
   // What is left as a record, if anything; for the end of the stream, or when it has paused.
   std::optional<LogRecord> rest();
