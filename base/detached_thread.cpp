@@ -2,9 +2,11 @@
 
 #include <pthread.h>
 
+#include "base/clock.h"
+
 int startDetachedThread(void* (*body)(void*), void* argument) {
   pthread_t thread;
-  const int error = pthread_create(&thread, nullptr, body, argument);
+  const int error = clockThreadStart(&thread, body, argument);
   if (error == 0) {
     pthread_detach(thread);
   }

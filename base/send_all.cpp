@@ -8,6 +8,7 @@
 #include <cassert>
 #include <cerrno>
 
+#include "base/clock.h"
 #include "base/sleep.h"
 
 namespace {
@@ -71,7 +72,7 @@ bool sendAll(int connection, std::initializer_list<std::string_view> pieces) {
     }
     // No longer than a second: a socket takes more well before it counts as writable.
     pollfd writable{connection, POLLOUT, 0};
-    poll(&writable, 1, kPollMs);
+    clockPoll(&writable, 1, kPollMs);
   }
 
   return true;

@@ -1,31 +1,18 @@
 #include "base/sleep.h"
 
-#include <ctime>
-#include <thread>
+#include "base/clock.h"
 
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 using std::chrono::seconds;
 
-namespace {
-
-// Asked here and not in the C++ library: on 32-bit processors times are of another width there, and
-// what moves the clock for a test does not reach it.
-nanoseconds monotonicTime() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return seconds(now.tv_sec) + nanoseconds(now.tv_nsec);
-}
-
-}  // namespace
-
 void sleepSeconds(int32_t duration) {
-  std::this_thread::sleep_for(seconds(duration));
+  clockSleep(seconds(duration));
 }
 
 void sleepMilliseconds(int32_t duration) {
-  std::this_thread::sleep_for(milliseconds(duration));
+  clockSleep(milliseconds(duration));
 }
 
 int64_t monotonicMs() {
@@ -42,5 +29,5 @@ void SecondBeat::sleepToNext() {
   if (now >= next_) {
     next_ += duration_cast<seconds>(now - next_) + seconds(1);
   }
-  std::this_thread::sleep_for(next_ - now);
+  clockSleep(next_ - now);
 }

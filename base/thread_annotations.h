@@ -5,6 +5,8 @@
 
 #include <mutex>
 
+#include "base/clock.h"
+
 #if defined(__clang__)
 #define QUORIN_THREAD_ATTRIBUTE(x) __attribute__((x))
 #else
@@ -27,9 +29,9 @@ class QUORIN_THREAD_ATTRIBUTE(capability("mutex")) Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void lock() QUORIN_THREAD_ATTRIBUTE(acquire_capability()) { mutex_.lock(); }
+  void lock() QUORIN_THREAD_ATTRIBUTE(acquire_capability()) { clockLock(&mutex_); }
   bool tryLock() QUORIN_THREAD_ATTRIBUTE(try_acquire_capability(true)) { return mutex_.try_lock(); }
-  void unlock() QUORIN_THREAD_ATTRIBUTE(release_capability()) { mutex_.unlock(); }
+  void unlock() QUORIN_THREAD_ATTRIBUTE(release_capability()) { clockUnlock(&mutex_); }
 
  private:
   std::mutex mutex_;

@@ -17,10 +17,13 @@ function(add_daemon_paths target root)
   endif()
 endfunction()
 
-# add_daemon(TARGET ROOT): the daemon as an executable whose paths are below ROOT.
+# add_daemon(TARGET ROOT [CLOCK]): the daemon as an executable whose paths are below ROOT, and which has the clock of the
+# library CLOCK instead of the system's.
 function(add_daemon target root)
+  set(clock system_clock ${ARGN})
+  list(GET clock -1 clock)
   add_executable(${target} ${CMAKE_SOURCE_DIR}/poed/main.cpp)
-  target_link_libraries(${target} PRIVATE poed)
+  target_link_libraries(${target} PRIVATE poed ${clock})
   if(QUORIN_HAVE_DEFAULT_STACK)
     target_compile_definitions(${target} PRIVATE QUORIN_HAVE_DEFAULT_STACK)
   endif()

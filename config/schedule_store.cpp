@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/database.h"
 #include "base/result_codes.h"
 #include "config/schedule_reader.h"
@@ -124,7 +125,7 @@ int32_t insertSchedule(const ScheduleAccess& schedules, int32_t unit, PoeSchedul
   bindTextOrNull(statement.get(), 2, schedule->name.c_str());
   bindTextOrNull(statement.get(), 3, scheduleTypeText(schedule->type));
   bindContent(statement.get(), 4, *schedule);
-  sqlite3_bind_int64(statement.get(), 15, time(nullptr));
+  sqlite3_bind_int64(statement.get(), 15, wallSeconds());
   if (sqlite3_step(statement.get()) != SQLITE_DONE) {
     return sqlite3_errcode(schedules.db()) == SQLITE_CONSTRAINT ? ERR_EXISTS : ERR_GENERAL;
   }

@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+#include "base/clock.h"
 #include "base/unique_fd.h"
 #include "daemon/bounds.h"
 
@@ -90,7 +91,7 @@ bool hasHungUp(const pollfd& client) {
 // Waits until the waiter is called. False when the client, unless it is none, hangs up before.
 bool waitForCall(const Waiter& waiter, int client) {
   pollfd events[] = {{waiter.called.get(), POLLIN, 0}, {client, 0, 0}};
-  while (poll(events, 2, -1) < 0 || events[0].revents == 0) {
+  while (clockPoll(events, 2, -1) < 0 || events[0].revents == 0) {
     if (hasHungUp(events[1])) {
       return false;
     }
@@ -169,7 +170,7 @@ bool ScheduleTurn::lockForClient(Mutex& mutex) const {
 
   pollfd client{servedClient, 0, 0};
   while (!mutex.tryLock()) {
-    if (poll(&client, 1, kLookAgainMs) > 0 && hasHungUp(client)) {
+    if (clockPoll(&client, 1, kLookAgainMs) > 0 && hasHungUp(client)) {
       return false;
     }
   }

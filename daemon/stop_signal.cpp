@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include "base/clock.h"
 #include "daemon/daemon_context.h"
 
 static_assert(std::atomic<int32_t>::is_always_lock_free,
@@ -11,6 +12,7 @@ extern "C" void onStopSignal(int32_t) {
   DaemonContext* context = daemonContext();
   if (context != nullptr) {
     context->stopRequested.store(1);
+    clockStopping();
   }
 }
 

@@ -1,5 +1,6 @@
 #include "history/cleanup_thread.h"
 
+#include "base/clock.h"
 #include "base/sleep.h"
 #include "daemon/daemon_context.h"
 #include "history/history_queries.h"
@@ -32,7 +33,7 @@ time_t localMidnight(time_t now) {
 
 void* cleanupThread(void*) {
   LOG_HERE(LOG_INFO, "cleanup thread starting");
-  time_t now = time(nullptr);
+  time_t now = wallSeconds();
   purgeExpiredRuns(now);
   time_t nextPurge = localMidnight(now);
   if (nextPurge <= now) {
@@ -40,7 +41,7 @@ void* cleanupThread(void*) {
   }
 
   while (!stopRequested()) {
-    now = time(nullptr);
+    now = wallSeconds();
     if (now >= nextPurge) {
       purgeExpiredRuns(now);
       const time_t midnight = localMidnight(now);

@@ -4,6 +4,7 @@
 
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/database.h"
 #include "daemon/daemon_context.h"
 #include "daemon/logged_statement.h"
@@ -72,7 +73,7 @@ bool failRunningRuns(const HistoryAccess& history, int32_t* count) {
   if (!statement) {
     return false;
   }
-  sqlite3_bind_int64(statement.get(), 1, time(nullptr));
+  sqlite3_bind_int64(statement.get(), 1, wallSeconds());
   bindTextOrNull(statement.get(), 2, kRunInterrupted);
   if (!statement.run()) {
     return false;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/database.h"
 #include "base/result_codes.h"
 #include "daemon/daemon_context.h"
@@ -53,7 +54,7 @@ bool insertRun(const HistoryAccess& history, int64_t runId, const RunBeginReques
   if (request.action == POE_ACTION_POWER_ON || request.action == POE_ACTION_POWER_OFF) {
     sqlite3_bind_int(insert, 8, request.allDay);
   }
-  sqlite3_bind_int64(insert, 9, time(nullptr));
+  sqlite3_bind_int64(insert, 9, wallSeconds());
   bindTextOrNull(insert, 10, "running");
   if (runId != 0) {
     sqlite3_bind_int64(insert, kRunIdParameter, runId);
@@ -81,7 +82,7 @@ void insertPendingPorts(const HistoryAccess& history, int64_t runId,
     sqlite3_reset(insert.get());
     sqlite3_bind_int64(insert.get(), 1, runId);
     sqlite3_bind_int64(insert.get(), 2, request.ifNums[i]);
-    sqlite3_bind_int64(insert.get(), 3, time(nullptr));
+    sqlite3_bind_int64(insert.get(), 3, wallSeconds());
     if (sqlite3_step(insert.get()) != SQLITE_DONE) {
       LOG_HERE(LOG_WARNING, "pre-populate port row ifNum=%d failed: %s",
                static_cast<int>(request.ifNums[i]), history.error());
@@ -344,7 +345,7 @@ int32_t forceFailSteps(const HistoryAccess& history, Transaction& transaction, i
                        const char* error) {
   int32_t rc = forceFailPorts(history, runId, error);
   if (rc == RESULT_OK) {
-    rc = finishRun(history, runId, RUN_RESULT_FAILED, error, time(nullptr));
+    rc = finishRun(history, runId, RUN_RESULT_FAILED, error, wallSeconds());
   }
   if (rc == RESULT_OK && !transaction.commit()) {
     LOG_HERE(LOG_ERR, "force-fail COMMIT failed: %s", history.error());
@@ -412,7 +413,7 @@ int32_t historyPortsResetSuccessToPending(int64_t runId) {
   if (!statement) {
     return ERR_GENERAL;
   }
-  sqlite3_bind_int64(statement.get(), 1, time(nullptr));
+  sqlite3_bind_int64(statement.get(), 1, wallSeconds());
   sqlite3_bind_int64(statement.get(), 2, runId);
   return statement.run() ? RESULT_OK : ERR_GENERAL;
 }

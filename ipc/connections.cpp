@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include "base/clock.h"
 #include "base/sleep.h"
 #include "base/thread_annotations.h"
 #include "daemon/bounds.h"
@@ -34,7 +35,7 @@ Connection* find(int descriptor) REQUIRES(connectionsMutex) {
 
 bool hasUnread(const Connection& connection) {
   pollfd socket{connection.descriptor, POLLIN, 0};
-  return poll(&socket, 1, 0) != 0;
+  return clockPoll(&socket, 1, 0) != 0;
 }
 
 // Sees to it that one that holds so many bytes leaves: the one that has been silent longest, unless

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/clock.h"
 #include "base/detached_thread.h"
 #include "base/sleep.h"
 #include "base/unique_fd.h"
@@ -103,7 +104,7 @@ void acceptWaiting(int listener) {
 void acceptUntilStopped(int listener) {
   while (!stopRequested()) {
     pollfd readable{listener, POLLIN, 0};
-    const int ready = poll(&readable, 1, kStopPollMs);
+    const int ready = clockPoll(&readable, 1, kStopPollMs);
     if (ready < 0 && errno != EINTR) {
       LOG_HERE(LOG_ERR, "poll failed: %s", strerror(errno));
       return;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/clock.h"
 #include "daemon/bounds.h"
 #include "ipc/connections.h"
 
@@ -21,7 +22,7 @@ constexpr size_t kReadBytes =
 bool waitForMore(int connection, const HeldBytes& held) {
   connectionWaits(connection, held.counted());
   pollfd readable{connection, POLLIN, 0};
-  while (poll(&readable, 1, -1) < 0 && errno == EINTR) {
+  while (clockPoll(&readable, 1, -1) < 0 && errno == EINTR) {
   }
   return connectionSpoke(connection);
 }

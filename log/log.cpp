@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/file_ptr.h"
 #include "base/plain_file.h"
 #include "base/thread_annotations.h"
@@ -19,7 +20,7 @@
 namespace {
 
 constexpr int32_t kMaxLogFileBytes = 1048576;
-constexpr long kNsPerMs = 1000000;
+constexpr int64_t kMsPerSec = 1000;
 constexpr mode_t kLogFileMode = 0644;
 constexpr const char* kLevelNames[] = {"", "", "", "ERROR", "WARN", "NOTICE", "INFO", "DEBUG"};
 
@@ -126,14 +127,15 @@ void startLog() {
 int printPrefix(FILE* stream, int32_t level) {
   const char* ident = logIdent.load();
   const char* name = ident != nullptr ? ident : "(null)";
-  timespec now{};
+  const auto now = std::chrono::duration_cast<std::chrono::milliseconds>(wallTime()).count();
+  const time_t seconds = static_cast<time_t>(now / kMsPerSec);
   tm local{};
-  if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
+  if (localtime_r(&seconds, &local) == nullptr) {
     return fprintf(stream, "(%s): %s: ", levelName(level), name);
   }
-  return fprintf(stream, "%04d-%02d-%02d %02d:%02d:%02d.%03ld (%s): %s: ", local.tm_year + 1900,
+  return fprintf(stream, "%04d-%02d-%02d %02d:%02d:%02d.%03d (%s): %s: ", local.tm_year + 1900,
                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-                 now.tv_nsec / kNsPerMs, levelName(level), name);
+                 static_cast<int>(now % kMsPerSec), levelName(level), name);
 }
 
 // Returns the bytes written.

@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "base/clock.h"
 #include "base/sleep.h"
 #include "poe/port_actions.h"
 #include "poe/port_locks.h"
@@ -31,13 +32,13 @@ using RecordPort = int32_t (*)(int64_t runId, uint32_t ifNum, int32_t outcome, c
 
 void recordAndCount(const PoeActionJob& job, uint32_t ifNum, PortResult result, RecordPort record,
                     PortCounts* counts) {
-  record(job.runId, ifNum, result.outcome, result.error, time(nullptr));
+  record(job.runId, ifNum, result.outcome, result.error, wallSeconds());
   countOutcome(result.outcome, counts);
 }
 
 void finishRun(const PoeActionJob& job, const PortCounts& counts) {
   const RunResult result = historyResultFromCounts(counts);
-  historyRunFinish(job.runId, result, nullptr, time(nullptr));
+  historyRunFinish(job.runId, result, nullptr, wallSeconds());
 }
 
 // Locks a port for this thread. Returns null, or why the port must be skipped.

@@ -12,6 +12,7 @@
 #include <malloc.h>
 #endif
 
+#include "base/clock.h"
 #include "config/boot_delay_config.h"
 #include "config/schedule_store.h"
 #include "daemon/daemon_context.h"
@@ -100,7 +101,7 @@ bool initPortLocks() {
 
 // Leaves the reason of a failure in errno, which the thread library itself does not.
 bool startThread(pthread_t* thread, void* (*body)(void*)) {
-  const int error = pthread_create(thread, nullptr, body, nullptr);
+  const int error = clockThreadStart(thread, body, nullptr);
   errno = error;
   return error == 0;
 }
@@ -126,9 +127,9 @@ bool startThreads(DaemonThreads* threads) {
 }
 
 void joinThreads(const DaemonThreads& threads) {
-  pthread_join(threads.ipcServer, nullptr);
-  pthread_join(threads.scheduler, nullptr);
-  pthread_join(threads.cleanup, nullptr);
+  clockThreadJoin(threads.ipcServer);
+  clockThreadJoin(threads.scheduler);
+  clockThreadJoin(threads.cleanup);
 }
 
 // Detached threads may still be working; each finds no database and no switch OS from here on, and

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/result_codes.h"
 #include "base/sleep.h"
 #include "daemon/daemon_context.h"
@@ -41,7 +42,7 @@ PortOutcome skipPort(const AdminSweepRequest& request, uint32_t ifNum, const cha
 }
 
 PortOutcome sweepPort(const AdminSweepRequest& request, uint32_t ifNum) {
-  const int64_t before = time(nullptr);
+  const int64_t before = wallSeconds();
   if (poePortsCheckUnit(request.unit, &ifNum, 1, nullptr) != 0) {
     return skipPort(request, ifNum, kPortForeign, before);
   }
@@ -51,7 +52,7 @@ PortOutcome sweepPort(const AdminSweepRequest& request, uint32_t ifNum) {
   }
   const bool done = poePortAdminSet(ifNum, request.adminMode) == RESULT_OK;
   const PortOutcome outcome = done ? PORT_SUCCESS : PORT_FAILED;
-  recordPort(request, ifNum, outcome, done ? nullptr : failureText(request), time(nullptr));
+  recordPort(request, ifNum, outcome, done ? nullptr : failureText(request), wallSeconds());
   portLockRelease(request.unit, lockNumber);
   return outcome;
 }
@@ -76,11 +77,11 @@ PortCounts sweepPorts(const AdminSweepRequest& request) {
 
 void finishCounted(int64_t runId, const PortCounts& counts) {
   const RunResult result = historyResultFromCounts(counts);
-  if (historyRunFinish(runId, result, nullptr, time(nullptr)) != ERR_GENERAL) {
+  if (historyRunFinish(runId, result, nullptr, wallSeconds()) != ERR_GENERAL) {
     return;
   }
   LOG_HERE(LOG_ERR, "run %lld: finish failed; retrying once", static_cast<long long>(runId));
-  if (historyRunFinish(runId, result, nullptr, time(nullptr)) == ERR_GENERAL) {
+  if (historyRunFinish(runId, result, nullptr, wallSeconds()) == ERR_GENERAL) {
     LOG_HERE(LOG_ERR, "run %lld: finish retry failed; run remains open until startup reconcile",
              static_cast<long long>(runId));
   }

@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include "base/clock.h"
 #include "base/detached_thread.h"
 #include "base/result_codes.h"
 #include "base/sleep.h"
@@ -40,7 +41,7 @@ void switchAll(const std::vector<uint32_t>& ifNums, int32_t adminMode) {
 PortOutcome reenablePort(const BootDelayJob& job, uint32_t ifNum) {
   const bool enabled = poePortAdminSet(ifNum, OPENCLT_ADMIN_ENABLE) == RESULT_OK;
   const PortOutcome outcome = enabled ? PORT_SUCCESS : PORT_FAILED;
-  historyPortRecord(job.runId, ifNum, outcome, enabled ? nullptr : kPortBootFailed, time(nullptr));
+  historyPortRecord(job.runId, ifNum, outcome, enabled ? nullptr : kPortBootFailed, wallSeconds());
   return outcome;
 }
 
@@ -54,7 +55,7 @@ void* bootDelayThread(void* argument) {
       sleepSeconds(job->interPortDelaySec);
     }
   }
-  historyRunFinish(job->runId, historyResultFromCounts(counts), nullptr, time(nullptr));
+  historyRunFinish(job->runId, historyResultFromCounts(counts), nullptr, wallSeconds());
   LOG_HERE(LOG_INFO, "boot delay unit %d finished: %d ok, %d fail (mode=%s, ipd=%d)", job->unit,
            counts.success, counts.failed, executionModeText(job->executionMode),
            job->interPortDelaySec);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ctime>
 
+#include "base/clock.h"
 #include "history/history_queries.h"
 #include "log/log.h"
 
@@ -17,8 +18,7 @@ OpenRunStamp openRunStamps[kOpenRunStamps];
 
 // 0 when the clock can't be read.
 int64_t monotonicSeconds() {
-  timespec now{};
-  return clock_gettime(CLOCK_MONOTONIC, &now) == 0 ? now.tv_sec : 0;
+  return std::chrono::duration_cast<std::chrono::seconds>(monotonicTime()).count();
 }
 
 // The first slot that holds the run, or null.

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "base/clock.h"
 #include "config/schedule_reader.h"
 #include "daemon/daemon_context.h"
 #include "history/history_queries.h"
@@ -56,7 +57,7 @@ void reapOrphanedWindowRuns() {
   if (complete) {
     openRunStampKeepOnly(runs, count);
   }
-  const time_t now = time(nullptr);
+  const time_t now = wallSeconds();
   for (int32_t i = 0; i < count; ++i) {
     const char* reason = reapReason(runs[i], now);
     if (reason != nullptr) {

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/sleep.h"
 #include "daemon/daemon_context.h"
 #include "log/log.h"
@@ -22,7 +23,7 @@ void tickEveryMinute() {
   SecondBeat beat;
   time_t lastMinute = 0;
   while (!stopRequested()) {
-    const time_t minuteStart = time(nullptr) / kMinuteSec * kMinuteSec;
+    const time_t minuteStart = wallSeconds() / kMinuteSec * kMinuteSec;
     if (minuteStart != lastMinute) {
       tickOnce();
       lastMinute = minuteStart;

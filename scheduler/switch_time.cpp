@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/sleep.h"
 #include "daemon/daemon_context.h"
 #include "log/log.h"
@@ -25,7 +26,7 @@ bool readSwitchClock(TickTime* time) {
 // With a warning, for a switch whose clock can't be read.
 TickTime localTimeNow() {
   LOG_HERE(LOG_WARNING, "scheduler: openapiClockGet failed; using localtime_r fallback");
-  const time_t now = time(nullptr);
+  const time_t now = wallSeconds();
   tm local{};
   localtime_r(&now, &local);
   return tickOf(local);

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "base/clock.h"
 #include "base/result_codes.h"
 #include "history/run_lifecycle.h"
 #include "log/log.h"
@@ -42,5 +43,5 @@ void windowRunFailRetrying(int64_t runId, const char* reason) {
 
 void windowRunFinishRestored(int64_t runId) {
   closeRetrying(runId, "derived finish",
-                [&] { return historyRunFinishDerived(runId, nullptr, time(nullptr)); });
+                [&] { return historyRunFinishDerived(runId, nullptr, wallSeconds()); });
 }

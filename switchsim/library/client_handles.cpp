@@ -1,9 +1,8 @@
 #include "switchsim/library/client_handles.h"
 
+#include <mutex>
 #include <new>
 #include <set>
-
-#include "base/thread_annotations.h"
 
 namespace switchsim {
 namespace {
@@ -12,9 +11,9 @@ constexpr uint64_t kHandleMagic = 0x7377636873696d31;
 
 // What is inside a registered handle: opaque[0] is the magic, opaque[1] its id.
 struct HandleTable {
-  Mutex mutex;  // also guards the inside of every handle
-  uint64_t lastId GUARDED_BY(mutex) = 0;
-  std::set<uint64_t> ids GUARDED_BY(mutex);
+  std::mutex mutex;  // guards the rest, and the inside of every handle
+  uint64_t lastId = 0;
+  std::set<uint64_t> ids;
 };
 
 // Never destroyed: detached threads may call while the process exits.
@@ -23,7 +22,8 @@ HandleTable& handleTable() {
   return *table;
 }
 
-bool holdsKnownId(HandleTable& table, const OpenClientHandle& handle) REQUIRES(table.mutex) {
+// REQUIRES: the table's mutex is held.
+bool holdsKnownId(HandleTable& table, const OpenClientHandle& handle) {
   return handle.opaque[0] == kHandleMagic && table.ids.count(handle.opaque[1]) == 1;
 }
 
@@ -31,7 +31,7 @@ bool holdsKnownId(HandleTable& table, const OpenClientHandle& handle) REQUIRES(t
 
 bool registerHandle(OpenClientHandle* handle) noexcept {
   HandleTable& table = handleTable();
-  const MutexLock lock(table.mutex);
+  const std::lock_guard<std::mutex> lock(table.mutex);
   if (holdsKnownId(table, *handle)) {
     table.ids.erase(handle->opaque[1]);
   }
@@ -50,7 +50,7 @@ bool registerHandle(OpenClientHandle* handle) noexcept {
 
 void unregisterHandle(OpenClientHandle* handle) noexcept {
   HandleTable& table = handleTable();
-  const MutexLock lock(table.mutex);
+  const std::lock_guard<std::mutex> lock(table.mutex);
   if (!holdsKnownId(table, *handle)) {
     return;
   }
@@ -63,7 +63,7 @@ bool isRegistered(const OpenClientHandle* handle) noexcept {
     return false;
   }
   HandleTable& table = handleTable();
-  const MutexLock lock(table.mutex);
+  const std::lock_guard<std::mutex> lock(table.mutex);
   return holdsKnownId(table, *handle);
 }
 

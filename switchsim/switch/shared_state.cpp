@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 
 #include "base/draft_ending.h"
-#include "base/thread_annotations.h"
 #include "base/unique_fd.h"
 #include "cli/failure.h"
 #include "cli/lab_clock.h"
@@ -62,8 +62,8 @@ class MappedFile {
 namespace {
 
 struct MappingCache {
-  Mutex mutex;
-  std::shared_ptr<MappedFile> file GUARDED_BY(mutex);
+  std::mutex mutex;
+  std::shared_ptr<MappedFile> file;  // guarded by the mutex
 };
 
 // Never destroyed: detached threads may call while the process exits.
@@ -115,7 +115,7 @@ std::shared_ptr<MappedFile> openFile(const std::string& path, std::string* error
 std::shared_ptr<MappedFile> currentFile(std::string* error) {
   const std::string path = statePath();
   MappingCache& cache = mappingCache();
-  const MutexLock lock(cache.mutex);
+  const std::lock_guard<std::mutex> lock(cache.mutex);
   struct stat info = {};
   // A file that was cut short must not be touched through its mapping: that would be a bus error.
   const bool known = cache.file != nullptr && stat(path.c_str(), &info) == 0 &&
