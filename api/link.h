@@ -32,10 +32,6 @@ std::string requestLine(const std::string& method, JsonPtr params);
 // The tree of an answer line. Throws Failure when it is no answer of a daemon.
 JsonPtr parsedAnswer(const std::string& answerLine);
 
-// What a code of the daemon means for this request, with advice: "unit 1 has no schedule 7. See:
-// quorin_poectl schedule list". params may be null.
-std::string errorInWords(const std::string& method, const cJSON* params, int32_t code);
-
 // Whether the method changes something, which may still happen after the client has given up.
 bool isChange(const std::string& method);
 

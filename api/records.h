@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "api/answer_words.h"
 #include "api/port_names.h"
-#include "api/words.h"
 #include "cli/json.h"
 #include "cli/times.h"
 #include "rules/schedule.h"

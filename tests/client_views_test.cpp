@@ -39,7 +39,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   for (uint32_t i = 1; i <= 8; ++i) {
     ports.push_back({{1, i}, 12850, 0, 0, 38, i < 4 ? "enable" : "disable", "denied", "", "", {}});
   }
-  status.ports = healthOf(ports, status.runsOfDay, status.schedules, view);
+  status.ports = statedPorts(ports, status.runsOfDay, status.schedules, view);
   const std::string text = statusText(status, view) +
                            weekText(weekOf(ports, status.schedules, {2026, 3, 3}, view), view) +
                            metricsText(metricsOf(status, view));

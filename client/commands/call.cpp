@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "api/error_words.h"
 #include "api/schedule_keys.h"
 #include "base/result_codes.h"
 #include "cli/failure.h"

@@ -30,19 +30,19 @@ Labels labelsOf(const SensorPort& port, const PortNames& names) {
 template <typename ValueOf>
 Metric perPort(const char* name, const char* help, const Status& status, const PortNames& names,
                const ValueOf& valueOf) {
-  return {name, help, mapped(status.ports, [&](const PortHealth& health) {
-            return Sample{labelsOf(health.port, names), static_cast<double>(valueOf(health.port))};
+  return {name, help, mapped(status.ports, [&](const StatedPort& each) {
+            return Sample{labelsOf(each.port, names), static_cast<double>(valueOf(each.port))};
           })};
 }
 
 // A sample for each state that a port may be in, so that a series does not end when it leaves it.
 Metric portStates(const Status& status, const PortNames& names) {
   Metric metric{"port_state", "1 for the state that the port is in, else 0.", {}};
-  for (const PortHealth& health : status.ports) {
+  for (const StatedPort& each : status.ports) {
     for (const char* state : kDetectionStates) {
-      Labels labels = labelsOf(health.port, names);
+      Labels labels = labelsOf(each.port, names);
       labels.emplace_back("state", state);
-      metric.samples.push_back({labels, health.port.detectionStatus.text == state ? 1.0 : 0.0});
+      metric.samples.push_back({labels, each.port.detectionStatus.text == state ? 1.0 : 0.0});
     }
   }
   return metric;
@@ -50,10 +50,10 @@ Metric portStates(const Status& status, const PortNames& names) {
 
 Metric powerLimits(const Status& status, const PortNames& names) {
   Metric metric{"port_power_limit_watts", "What the port may take at most.", {}};
-  for (const PortHealth& health : status.ports) {
-    if (health.port.powerLimitMw) {
-      metric.samples.push_back({labelsOf(health.port, names),
-                                static_cast<double>(*health.port.powerLimitMw) / kMilliPerUnit});
+  for (const StatedPort& each : status.ports) {
+    if (each.port.powerLimitMw) {
+      metric.samples.push_back({labelsOf(each.port, names),
+                                static_cast<double>(*each.port.powerLimitMw) / kMilliPerUnit});
     }
   }
   return metric;

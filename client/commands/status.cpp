@@ -46,28 +46,28 @@ std::string bringBack(const std::string& ports) {
   return "quorin_poectl reset " + ports + " --off-time 1s";
 }
 
-std::string whyUnexplained(const PortHealth& health, const View& view) {
-  if (!health.cause) {
+std::string whyUnexplained(const StatedPort& each, const View& view) {
+  if (!each.cause) {
     return "no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may"
            " have";
   }
-  return "off since " + view.near(health.cause->at) + ": " + eventText(*health.cause, false);
+  return "off since " + view.near(each.cause->at) + ": " + eventText(*each.cause, false);
 }
 
 // The ports in a state, those with the same reason together.
 std::map<std::string, std::vector<uint32_t>> byReason(
     PortState state, const Status& status,
-    const std::function<std::string(const PortHealth&)>& reasonOf) {
+    const std::function<std::string(const StatedPort&)>& reasonOf) {
   std::map<std::string, std::vector<uint32_t>> ports;
-  for (const PortHealth& health : portsIn(state, status)) {
-    ports[reasonOf(health)].push_back(health.port.ifNum);
+  for (const StatedPort& each : portsIn(state, status)) {
+    ports[reasonOf(each)].push_back(each.port.ifNum);
   }
   return ports;
 }
 
 void addTroubles(Table* table, const Status& status, const View& view) {
-  const auto why = [&](const PortHealth& health) { return whyUnexplained(health, view); };
-  const auto state = [](const PortHealth& health) { return health.port.detectionStatus.text; };
+  const auto why = [&](const StatedPort& each) { return whyUnexplained(each, view); };
+  const auto state = [](const StatedPort& each) { return each.port.detectionStatus.text; };
   for (const auto& [reason, ifNums] : byReason(PortState::offUnexplained, status, why)) {
     const std::string ports = view.names.ranges(ifNums);
     table->row({"", {joined({ports, reason}, " "), Tint::warning}});
@@ -159,19 +159,19 @@ JsonPtr runJson(const Run& run, const View& view) {
                      {"why", failureText(run, view.names)}});
 }
 
-JsonPtr unexplainedJson(const PortHealth& health, const View& view) {
-  const auto& cause = health.cause;
-  const PoePort& port = health.port;
+JsonPtr unexplainedJson(const StatedPort& each, const View& view) {
+  const auto& cause = each.cause;
+  const PoePort& port = each.port;
   return jsonObject(portJson(port.unit, port.ifNum, view),
                     {{"since", cause ? view.stamp(cause->at) : ""},
                      {"runId", cause ? std::make_optional(cause->run.runId) : std::nullopt},
-                     {"why", whyUnexplained(health, view)},
+                     {"why", whyUnexplained(each, view)},
                      {"command", bringBack(view.names.name(port.ifNum))}});
 }
 
-JsonPtr faultJson(const PortHealth& health, const View& view) {
-  return jsonObject(portJson(health.port.unit, health.port.ifNum, view),
-                    {{"detectionStatus", health.port.detectionStatus.text}});
+JsonPtr faultJson(const StatedPort& each, const View& view) {
+  return jsonObject(portJson(each.port.unit, each.port.ifNum, view),
+                    {{"detectionStatus", each.port.detectionStatus.text}});
 }
 
 JsonPtr statesJson(const Status& status) {
@@ -202,8 +202,8 @@ JsonPtr statusJson(const Status& status, const View& view) {
   const auto ofUnit = [](const auto& unit) {
     return jsonObject({{"unit", unit.first}, {"poePorts", unit.second}});
   };
-  const auto ofUnexplained = [&](const PortHealth& each) { return unexplainedJson(each, view); };
-  const auto ofFault = [&](const PortHealth& each) { return faultJson(each, view); };
+  const auto ofUnexplained = [&](const StatedPort& each) { return unexplainedJson(each, view); };
+  const auto ofFault = [&](const StatedPort& each) { return faultJson(each, view); };
   const auto ofRun = [&](const Run& each) { return runJson(each, view); };
   return jsonObject(
       {{"answerMicroseconds", status.answerUs},

@@ -32,29 +32,29 @@ Status askStatus(Daemon& daemon, const std::vector<int32_t>& units, const View& 
   status.runsOfDay = ofUnits(units, [&](int32_t unit) { return askRunsOfDay(daemon, unit); });
   const auto behind =
       ofUnits(units, [&](int32_t unit) { return askRunsBehindOff(daemon, unit, sensors); });
-  status.ports = healthOf(sensors, behind, status.schedules, view);
+  status.ports = statedPorts(sensors, behind, status.schedules, view);
   return status;
 }
 
 std::array<int64_t, kPortStates> portsByState(const Status& status) {
   std::array<int64_t, kPortStates> counts{};
-  for (const PortHealth& health : status.ports) {
-    ++counts[static_cast<size_t>(health.state)];
+  for (const StatedPort& each : status.ports) {
+    ++counts[static_cast<size_t>(each.state)];
   }
   return counts;
 }
 
-std::vector<PortHealth> portsIn(PortState state, const Status& status) {
-  std::vector<PortHealth> ports;
+std::vector<StatedPort> portsIn(PortState state, const Status& status) {
+  std::vector<StatedPort> ports;
   std::copy_if(status.ports.begin(), status.ports.end(), std::back_inserter(ports),
-               [state](const PortHealth& health) { return health.state == state; });
+               [state](const StatedPort& each) { return each.state == state; });
   return ports;
 }
 
 std::map<int32_t, int64_t> portsByUnit(const Status& status) {
   std::map<int32_t, int64_t> counts;
-  for (const PortHealth& health : status.ports) {
-    ++counts[health.port.unit];
+  for (const StatedPort& each : status.ports) {
+    ++counts[each.port.unit];
   }
   return counts;
 }

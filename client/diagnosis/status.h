@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "client/diagnosis/health.h"
+#include "client/diagnosis/port_state.h"
 
 struct Status {
   int64_t answerUs = 0;  // how long the daemon took for an answer, in microseconds
-  std::vector<PortHealth> ports;
+  std::vector<StatedPort> ports;
   std::vector<Schedule> schedules;
   std::vector<Run> openRuns;   // with their ports
   std::vector<Run> runsOfDay;  // as askRunsOfDay gives them
@@ -22,7 +22,7 @@ struct Status {
 Status askStatus(Daemon& daemon, const std::vector<int32_t>& units, const View& view);
 
 std::array<int64_t, kPortStates> portsByState(const Status& status);
-std::vector<PortHealth> portsIn(PortState state, const Status& status);
+std::vector<StatedPort> portsIn(PortState state, const Status& status);
 std::map<int32_t, int64_t> portsByUnit(const Status& status);
 // Those of the day that have ended and are no success.
 std::vector<Run> failedRuns(const Status& status);

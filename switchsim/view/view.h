@@ -1,5 +1,5 @@
-// What the command prints: tables for people (text_output.cpp) and JSON for programs
-// (json_output.cpp).
+// What the command prints: tables for people (table.cpp, panel.cpp) and JSON for programs
+// (json.cpp).
 #ifndef QUORIN_SWITCHSIM_VIEW_VIEW_H
 #define QUORIN_SWITCHSIM_VIEW_VIEW_H
 

@@ -2,7 +2,7 @@
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
-#include "client/commands/schedule/words.h"
+#include "client/commands/schedule/schedule_options.h"
 #include "forecast/check.h"
 
 namespace {

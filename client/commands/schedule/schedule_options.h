@@ -1,6 +1,6 @@
 // The options that make a schedule, as a person writes them.
-#ifndef QUORIN_CLIENT_COMMANDS_SCHEDULE_WORDS_H
-#define QUORIN_CLIENT_COMMANDS_SCHEDULE_WORDS_H
+#ifndef QUORIN_CLIENT_COMMANDS_SCHEDULE_SCHEDULE_OPTIONS_H
+#define QUORIN_CLIENT_COMMANDS_SCHEDULE_SCHEDULE_OPTIONS_H
 
 #include <cstdint>
 #include <optional>

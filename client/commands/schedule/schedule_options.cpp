@@ -1,5 +1,3 @@
-#include "client/commands/schedule/words.h"
-
 #include <strings.h>
 
 #include <algorithm>
@@ -13,6 +11,7 @@
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/commands/schedule/schedule_options.h"
 #include "forecast/check.h"
 #include "forecast/firings.h"
 

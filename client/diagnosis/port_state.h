@@ -1,6 +1,6 @@
 // Which ports are off and why, and how the runs of the last day went.
-#ifndef QUORIN_CLIENT_DIAGNOSIS_HEALTH_H
-#define QUORIN_CLIENT_DIAGNOSIS_HEALTH_H
+#ifndef QUORIN_CLIENT_DIAGNOSIS_PORT_STATE_H
+#define QUORIN_CLIENT_DIAGNOSIS_PORT_STATE_H
 
 #include <array>
 #include <cstdint>
@@ -16,7 +16,7 @@
 enum class PortState { delivers, searches, offBySchedule, offByRun, offUnexplained, fault };
 constexpr size_t kPortStates = 6;
 
-struct PortHealth {
+struct StatedPort {
   SensorPort port;
   PortState state = PortState::fault;  // a state of the switch that is none of the others
   std::optional<PortEvent> cause;      // what left it off, if a run is known to have
@@ -25,8 +25,9 @@ struct PortHealth {
 // The state of each port. runs: as askRunsBehindOff gives them. The daemon records no end of a
 // window whose start it has not seen: so a port that its schedules switched off last is off by a
 // schedule even where no run says so, unless a newer run of another kind took it.
-std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
-                                 const std::vector<Schedule>& schedules, const View& view);
+std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
+                                    const std::vector<Run>& runs,
+                                    const std::vector<Schedule>& schedules, const View& view);
 
 // The unit's runs, with their ports, from the newest to those that switched the ports that are off,
 // and the two days before them: what began there may have ended later. At most 200, and those of

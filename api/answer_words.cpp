@@ -1,6 +1,6 @@
-#include "api/words.h"
-
 #include <array>
+
+#include "api/answer_words.h"
 
 namespace {
 

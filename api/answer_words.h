@@ -1,6 +1,6 @@
 // The words by which the daemon tells states and kinds, read once.
-#ifndef QUORIN_API_WORDS_H
-#define QUORIN_API_WORDS_H
+#ifndef QUORIN_API_ANSWER_WORDS_H
+#define QUORIN_API_ANSWER_WORDS_H
 
 #include <cstdint>
 #include <string>

@@ -1,4 +1,4 @@
-#include "client/diagnosis/health.h"
+#include "client/diagnosis/port_state.h"
 
 #include <algorithm>
 #include <map>
@@ -62,18 +62,19 @@ bool isMeantOff(const PoePort& port, const std::vector<Firing>& past, const Port
 
 }  // namespace
 
-std::vector<PortHealth> healthOf(const std::vector<SensorPort>& ports, const std::vector<Run>& runs,
-                                 const std::vector<Schedule>& schedules, const View& view) {
+std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
+                                    const std::vector<Run>& runs,
+                                    const std::vector<Schedule>& schedules, const View& view) {
   const std::vector<Firing> past = pastFirings(schedules, view.now, view.zone);
   return mapped(ports, [&](const SensorPort& port) {
     if (!port.isOff()) {
-      return PortHealth{port, stateOfOn(port), std::nullopt};
+      return StatedPort{port, stateOfOn(port), std::nullopt};
     }
     const std::vector<PortEvent> timeline =
         portTimeline(port, runs, schedules, view.systemNow, view.zone);
     const PortEvent* cause = whatLeftOff(timeline, view.systemNow);
     const bool isMeant = isMeantOff(port, past, cause, view);
-    return PortHealth{port, isMeant ? PortState::offBySchedule : stateOfOff(cause),
+    return StatedPort{port, isMeant ? PortState::offBySchedule : stateOfOff(cause),
                       cause != nullptr ? std::make_optional(*cause) : std::nullopt};
   });
 }
