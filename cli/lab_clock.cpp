@@ -1,56 +1,118 @@
 #include "cli/lab_clock.h"
 
+#include <fcntl.h>
+#include <linux/futex.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
+#include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <memory>
+#include <thread>
+
+#include "base/unique_fd.h"
 
 namespace {
 
-constexpr int64_t kUsPerMs = 1000;
-constexpr int64_t kUsPerSec = 1000000;
+constexpr char kMagic[16] = "lab clock";
+constexpr int64_t kMsPerSec = 1000;
+constexpr int64_t kNsPerMs = 1000000;
+constexpr int64_t kNsPerSec = kMsPerSec * kNsPerMs;
 
-// Of the lab that this program belongs to.
-std::optional<LabClock> ownClock() {
-  const std::string folder = labFolder();
-  return folder.empty() ? std::nullopt : readLabClock(folder);
-}
-
-int64_t clockUs(clockid_t clock) {
+int64_t clockMs(clockid_t clock) {
   timespec now{};
   clock_gettime(clock, &now);
-  return int64_t{now.tv_sec} * kUsPerSec + now.tv_nsec / 1000;
+  return int64_t{now.tv_sec} * kMsPerSec + now.tv_nsec / kNsPerMs;
+}
+
+// Of the lab that this program belongs to; null for none. Looked up until there is one.
+const LabClockPage* ownPage() {
+  static std::atomic<const LabClockPage*> found{nullptr};
+  const LabClockPage* page = found;
+  if (page == nullptr) {
+    const std::string folder = labFolder();
+    page = folder.empty() ? nullptr : mapLabClock(folder);
+    found = page;
+  }
+  return page;
 }
 
 }  // namespace
 
-std::optional<LabClock> readLabClock(const std::string& folder) {
-  const std::unique_ptr<FILE, int (*)(FILE*)> file(fopen((folder + "/clock").c_str(), "re"),
-                                                   [](FILE* each) { return fclose(each); });
-  LabClock clock;
-  if (file == nullptr ||
-      fscanf(file.get(), "# %" SCNd64 " %" SCNd64 " %" SCNd32, &clock.labMs, &clock.hostMs,
-             &clock.speed) != 3 ||
-      clock.speed < 1 || clock.speed > kMaxLabSpeed) {
-    return std::nullopt;
+LabGoal LabClockPage::goal(uint32_t* number) const {
+  for (;;) {
+    const uint32_t before = number_;
+    const LabGoal goal{goalMs_, hostMs_, speed_, wallAheadMs_};
+    if (before % 2 == 0 && number_ == before) {
+      *number = before;
+      return goal;
+    }
   }
-  // A host that was started anew counts from 0 again: the lab stood still meanwhile.
-  clock.hostMs = std::min(clock.hostMs, hostMonotonicMs());
-  return clock;
 }
 
-// libfaketime shows: start + offset + (now - start) * speed.
-std::string labClockText(const LabClock& clock, int64_t daemonStartUs) {
-  const int64_t ranUs = (hostRealUs() - daemonStartUs) * clock.speed;
-  const int64_t offsetUs = clock.labMs * kUsPerMs - daemonStartUs - ranUs;
-  char text[160];
-  const int length = snprintf(
-      text, sizeof text, "# %" PRId64 " %" PRId64 " %" PRId32 "\n%+.6f x%" PRId32 "\n", clock.labMs,
-      clock.hostMs, clock.speed, static_cast<double>(offsetUs) / kUsPerSec, clock.speed);
-  return std::string(text, static_cast<size_t>(length));
+// Whoever was killed in the middle of it has left an odd number.
+void LabClockPage::setGoal(const LabGoal& goal) {
+  number_ |= 1;
+  goalMs_ = goal.goalMs;
+  hostMs_ = goal.hostMs;
+  speed_ = goal.speed;
+  wallAheadMs_ = goal.wallAheadMs;
+  ++number_;
+  wakeUp();
+}
+
+void LabClockPage::awaitGoalAfter(uint32_t number, int64_t nanoseconds) const {
+  const timespec longest{static_cast<time_t>(nanoseconds / kNsPerSec),
+                         static_cast<decltype(timespec::tv_nsec)>(nanoseconds % kNsPerSec)};
+  syscall(SYS_futex, &number_, FUTEX_WAIT, number, &longest, nullptr, 0);
+}
+
+void LabClockPage::wakeUp() const {
+  syscall(SYS_futex, &number_, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
+}
+
+int64_t LabClockPage::runningMs() const {
+  uint32_t number = 0;
+  const LabGoal now = goal(&number);
+  return reached_ == number ? std::max(now.at(hostMonotonicMs()), now.goalMs) : nowMs_.load();
+}
+
+bool LabClockPage::isWhole() const {
+  return memcmp(magic_, kMagic, sizeof kMagic) == 0 && bytes_ == sizeof *this;
+}
+
+LabClockPage* mapLabClock(const std::string& folder, bool make) {
+  const std::string path = folder + "/clock";
+  if (make) {
+    unlink(path.c_str());
+  }
+  const UniqueFd file(
+      open(path.c_str(), O_RDWR | O_CLOEXEC | (make ? O_CREAT | O_EXCL : 0), S_IRUSR | S_IWUSR));
+  struct stat info {};
+  if (!file || (make && ftruncate(file.get(), sizeof(LabClockPage)) != 0) ||
+      fstat(file.get(), &info) != 0 || info.st_size != static_cast<off_t>(sizeof(LabClockPage))) {
+    return nullptr;
+  }
+  void* address =
+      mmap(nullptr, sizeof(LabClockPage), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+  if (address == MAP_FAILED) {
+    return nullptr;
+  }
+  auto* page = static_cast<LabClockPage*>(address);
+  if (make) {
+    memcpy(page->magic_, kMagic, sizeof kMagic);
+    page->bytes_ = sizeof *page;
+  }
+  if (!page->isWhole()) {
+    munmap(address, sizeof *page);
+    return nullptr;
+  }
+  return page;
 }
 
 std::string labFolder() {
@@ -58,25 +120,40 @@ std::string labFolder() {
   return folder != nullptr ? folder : "";
 }
 
-bool isLabDaemon() {
-  const char* time = getenv("SWITCHSIM_TIME");
-  return time != nullptr && strcmp(time, "wall") == 0;
+int64_t systemMs() {
+  if (quorinLabWallMs != nullptr) {
+    return quorinLabWallMs();
+  }
+  const LabClockPage* page = ownPage();
+  return page != nullptr ? page->wallMs() : hostRealMs();
 }
 
-int64_t systemMs() {
-  const std::optional<LabClock> clock = ownClock();
-  return clock ? clock->labMsAt(hostMonotonicMs()) : hostRealUs() / kUsPerMs;
+int64_t systemMonotonicMs() {
+  if (quorinLabRunningMs != nullptr) {
+    return quorinLabRunningMs();
+  }
+  const LabClockPage* page = ownPage();
+  return page != nullptr ? page->runningMs() : hostMonotonicMs();
+}
+
+void systemSleepMs(int64_t milliseconds) {
+  if (quorinLabSleepMs != nullptr) {
+    quorinLabSleepMs(milliseconds);
+  } else {
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  }
 }
 
 int32_t systemSpeed() {
-  const std::optional<LabClock> clock = ownClock();
-  return clock ? clock->speed : 1;
+  const LabClockPage* page = ownPage();
+  uint32_t number = 0;
+  return page != nullptr ? page->goal(&number).speed : 1;
 }
 
 int64_t hostMonotonicMs() {
-  return clockUs(CLOCK_MONOTONIC) / kUsPerMs;
+  return clockMs(CLOCK_MONOTONIC);
 }
 
-int64_t hostRealUs() {
-  return clockUs(CLOCK_REALTIME);
+int64_t hostRealMs() {
+  return clockMs(CLOCK_REALTIME);
 }

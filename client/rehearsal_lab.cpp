@@ -93,9 +93,9 @@ void RehearsalLab::restart(int64_t at, int32_t speed) {
 
 void RehearsalLab::runTo(int64_t at, const std::function<void(int64_t now)>& passing) {
   run({"lab", "at", rfc3339(at, zone_), "--dir", folder()}, [this, &passing] {
-    const std::optional<LabClock> clock = readLabClock(folder());
-    if (clock) {
-      passing(clock->labMsAt(hostMonotonicMs()) / kMsPerSec);
+    clock_ = clock_ != nullptr ? clock_ : mapLabClock(folder());
+    if (clock_ != nullptr) {
+      passing(clock_->wallMs() / kMsPerSec);
     }
   });
 }
@@ -123,9 +123,6 @@ std::string RehearsalLab::run(const std::vector<std::string>& arguments,
 // A clock that was moved for this program, as for a test, is not that of the lab.
 Variables RehearsalLab::environment() const {
   return {{"LD_PRELOAD", ""},
-          {"FAKETIME", ""},
-          {"FAKETIME_SHARED", ""},
-          {"FAKETIME_TIMESTAMP_FILE", ""},
           {"TZ", zone_.name()},
           {"QUORIN_POED_LAB", folder()},
           {"SWITCHSIM_STATE", folder() + "/switch.state"}};

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "base/json.h"
+#include "cli/lab_clock.h"
 #include "cli/output.h"
 #include "cli/times.h"
 #include "client/program.h"
@@ -48,6 +49,7 @@ class RehearsalLab {
   const StopCatcher catcher_;  // before there is something to take down
   const std::string place_;    // the folder's folder
   bool isUp_ = false;          // perhaps in part
+  const LabClockPage* clock_ = nullptr;
 };
 
 #endif

@@ -1,13 +1,9 @@
-# libfaketime, which moves the clocks of daemons under test and, in its variant for threads, of a lab's daemon: the plain one
-# reads its file into a buffer that threads share. Where they are not installed, their places in Debian.
-foreach(variant FAKETIME FAKETIMEMT)
-  string(REPLACE "FAKETIME" "libfaketime" file ${variant}.so.1)
-  find_library(${variant}_LIBRARY NAMES ${file} PATH_SUFFIXES faketime)
-  if(NOT ${variant}_LIBRARY)
-    set(${variant}_LIBRARY /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/faketime/${file})
-  endif()
-  set(${variant}_PRELOAD ${${variant}_LIBRARY})
-endforeach()
+# libfaketime, which moves the clocks of the product's own daemon under test. Where it is not installed, its place in Debian.
+find_library(FAKETIME_LIBRARY NAMES libfaketime.so.1 PATH_SUFFIXES faketime)
+if(NOT FAKETIME_LIBRARY)
+  set(FAKETIME_LIBRARY /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/faketime/libfaketime.so.1)
+endif()
+set(FAKETIME_PRELOAD ${FAKETIME_LIBRARY})
 
 # Sanitizer runtimes must come first.
 if(QUORIN_POED_SANITIZE MATCHES "address" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -15,5 +11,4 @@ if(QUORIN_POED_SANITIZE MATCHES "address" AND CMAKE_CXX_COMPILER_ID STREQUAL "GN
                   OUTPUT_STRIP_TRAILING_WHITESPACE)
   set(SANITIZER_PRELOAD "${asan_runtime}:")
   set(FAKETIME_PRELOAD "${SANITIZER_PRELOAD}${FAKETIME_LIBRARY}")
-  set(FAKETIMEMT_PRELOAD "${SANITIZER_PRELOAD}${FAKETIMEMT_LIBRARY}")
 endif()

@@ -9,7 +9,6 @@
 #include "cli/text.h"
 #include "cli/times.h"
 #include "switchsim/commands/command.h"
-#include "switchsim/lab/lab_travel.h"
 #include "switchsim/switch/shared_state.h"
 #include "switchsim/switch/switch_state.h"
 #include "switchsim/view/ports_file.h"
@@ -25,7 +24,8 @@ struct LabOptions {
   uint32_t units = 0;  // 0: not given
   std::string ports;   // a file; empty: not given
   std::string moment;
-  int32_t speed = 0;  // 0: not given
+  std::optional<int32_t> speed;
+  std::string shuffleSeed;
   bool json = false;
   bool clean = false;
 };
@@ -41,19 +41,6 @@ int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
     throw Failure(kExitUsage, "no such time: " + text + "; " + kMomentForms);
   }
   return *moment;
-}
-
-// The time to go to, which must be to come.
-int64_t laterMoment(Lab& lab, const LabOptions& given, const Zone& zone) {
-  lab.requireRunning();
-  lab.claim();
-  const int64_t moment = momentOf(given.moment, lab.nowMs(), zone);
-  if (moment * kMsPerSec < lab.nowMs()) {
-    throw Failure(kExitUsage, "in the lab it is " + momentText(lab.nowMs() / kMsPerSec, zone) +
-                                  " already, and its clock only goes forward: `switchsim lab down "
-                                  "--clean`, then `up --at` begins anew");
-  }
-  return moment;
 }
 
 void sayTime(const Lab& lab, const Zone& zone) {
@@ -72,9 +59,10 @@ void runUp(Lab& lab, const LabOptions& given) {
   LabPlan plan;
   const Zone zone = Zone::ofProcess();
   if (!given.moment.empty()) {
-    plan.at = momentOf(given.moment, hostRealUs() / 1000, zone);
+    plan.at = momentOf(given.moment, hostRealMs(), zone);
   }
-  plan.speed = given.speed > 0 ? given.speed : 1;
+  plan.speed = given.speed.value_or(1);
+  plan.shuffleSeed = given.shuffleSeed;
   const std::vector<PortRecord> ports =
       given.ports.empty() ? std::vector<PortRecord>() : readPortsFile(given.ports);
   plan.isNewSwitch = given.units > 0 || !ports.empty();
@@ -105,9 +93,16 @@ void endOnInterrupt() {
 
 void runAt(Lab& lab, const LabOptions& given) {
   const Zone zone = zoneOf(lab);
-  const int64_t moment = laterMoment(lab, given, zone);
+  lab.requireRunning();
+  lab.claim();
+  const int64_t moment = momentOf(given.moment, lab.nowMs(), zone);
+  if (moment * kMsPerSec < lab.nowMs()) {
+    throw Failure(kExitUsage, "in the lab it is " + momentText(lab.nowMs() / kMsPerSec, zone) +
+                                  " already: `switchsim lab jump` sets its clock back, and does "
+                                  "not undo what was done");
+  }
   endOnInterrupt();
-  travelTo(lab, moment, zone, [&lab, &zone] {
+  lab.travelTo(moment * kMsPerSec, [&lab, &zone] {
     if (isInterrupted != 0) {
       throw Failure(kExitInterrupted,
                     "interrupted on the way, it is " + momentText(lab.nowMs() / kMsPerSec, zone));
@@ -118,14 +113,16 @@ void runAt(Lab& lab, const LabOptions& given) {
 
 void runJump(Lab& lab, const LabOptions& given) {
   const Zone zone = zoneOf(lab);
-  lab.setClock(laterMoment(lab, given, zone) * kMsPerSec, lab.speed());
+  lab.requireRunning();
+  lab.claim();
+  lab.jumpTo(momentOf(given.moment, lab.nowMs(), zone) * kMsPerSec);
   sayTime(lab, zone);
 }
 
 void runSpeed(Lab& lab, const LabOptions& given) {
   lab.requireRunning();
   lab.claim();
-  lab.setSpeed(given.speed);
+  lab.setSpeed(given.speed.value_or(1));
   sayTime(lab, zoneOf(lab));
 }
 
@@ -186,12 +183,15 @@ void addUp(const Arguments& app, LabOptions* given) {
           "A new switch with the ports that `quorin_poectl ports --json` printed; - is stdin")
       .excludes(units);
   app.add("--at", given->moment, "When the lab begins [where it was left, or now]");
-  app.add("--speed", given->speed, "How much faster than real its clock runs [1]")
-      .range(1, kMaxLabSpeed);
+  app.add("--speed", given->speed, "How much faster than real its clock runs; 0: it stands [1]")
+      .range(0, kMaxLabSpeed);
+  app.add("--shuffle", given->shuffleSeed,
+          "Let the daemon's threads take their turns at random, by this seed")
+      .named("SEED");
 }
 
 void addSpeed(const Arguments& app, LabOptions* given) {
-  app.add("N", given->speed, "1 is real time").required().range(1, kMaxLabSpeed);
+  app.add("N", given->speed, "1 is real time; at 0 it stands").required().range(0, kMaxLabSpeed);
 }
 
 void addJson(const Arguments& app, LabOptions* given) {
@@ -213,11 +213,10 @@ struct LabCommand {
 
 constexpr LabCommand kLabCommands[] = {
     {"up", "Make a lab, or go on with one that was taken down", addUp, runUp},
-    {"at",
-     "Run to a time, through every minute in which a schedule may act; what holds ports off now "
-     "ends first",
+    {"at", "Go to a time, as fast as it can: the daemon does all that is to be done until then",
      addMoment, runAt},
-    {"jump", "Set the clock; what was due in between does not happen", addMoment, runJump},
+    {"jump", "Set the clock, also back; what was due in between does not happen", addMoment,
+     runJump},
     {"speed", "Set how much faster than real the clock runs", addSpeed, runSpeed},
     {"show", "Tell time, daemon and socket", addJson, runShow},
     {"env", "Print what makes quorin_poectl and switchsim speak to this lab", addNothing, runEnv},

@@ -1,7 +1,5 @@
 #include "switchsim/lab/exec_program.h"
 
-#include <semaphore.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,11 +42,6 @@ void execProgram(const std::string& path, const std::vector<std::string>& settin
   std::transform(words.begin(), words.end(), arguments.begin(),
                  [](std::string& word) { return word.data(); });
   execvp(arguments.front(), arguments.data());
-}
-
-void removeRemainsOfFaketime(pid_t pid) {
-  shm_unlink(("/faketime_shm_" + std::to_string(pid)).c_str());
-  sem_unlink(("/faketime_sem_" + std::to_string(pid)).c_str());
 }
 
 }  // namespace switchsim

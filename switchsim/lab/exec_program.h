@@ -16,10 +16,6 @@ namespace switchsim {
 // cannot be started, with errno set.
 void execProgram(const std::string& path, const std::vector<std::string>& settings);
 
-// Removes what libfaketime, which such a setting can preload, leaves behind when its process is
-// killed.
-void removeRemainsOfFaketime(pid_t pid);
-
 }  // namespace switchsim
 
 #endif

@@ -2,6 +2,7 @@
 
 #include <cjson/cJSON.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/socket.h>
@@ -25,6 +26,7 @@
 #include "cli/failure.h"
 #include "cli/files.h"
 #include "cli/text.h"
+#include "cli/times.h"
 #include "switchsim/lab/exec_program.h"
 #include "switchsim/switch/switch_state.h"
 
@@ -34,11 +36,10 @@ namespace switchsim {
 namespace {
 
 constexpr int64_t kMsPerSec = 1000;
-constexpr int64_t kUsPerMs = 1000;
 constexpr auto kPollPause = std::chrono::milliseconds(5);
 constexpr auto kPatience = std::chrono::seconds(20);  // for the daemon's start, and for its end
 constexpr const char* kMark = "switchsim lab";        // by which a folder is known as a lab
-constexpr int32_t kMaxRise = 40;                      // of the speed at once: seconds of a minute
+constexpr auto kHangs = std::chrono::seconds(10);     // without any progress of its clock
 constexpr size_t kMaxSocketPath = sizeof(sockaddr_un::sun_path) - 1;
 
 [[noreturn]] void failUsage(const std::string& text) {
@@ -79,13 +80,6 @@ std::string daemonProgram() {
        ": build it, or install the simulator's package again");
 }
 
-std::string clockLibrary() {
-  if (access(LIBFAKETIME_PATH, R_OK) != 0) {
-    fail("a lab's clock needs " LIBFAKETIME_PATH ": apt-get install faketime");
-  }
-  return LAB_PRELOAD;
-}
-
 // One of the lab's own, or its draft.
 bool isLabFile(const std::string& name) {
   const size_t end = strlen(kDraftEnding);
@@ -105,12 +99,42 @@ void makeDirectory(const std::string& path) {
   }
 }
 
+// While it lives, all threads of a process share one processor: one of them runs at a time, and
+// giving a turn to another processor takes four times as long.
+class OneProcessor {
+ public:
+  explicit OneProcessor(pid_t pid) : pid_(pid) {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu(), &one);
+    if (sched_getaffinity(pid, sizeof before_, &before_) == 0) {
+      give(one);
+    }
+  }
+  ~OneProcessor() { give(before_); }
+  OneProcessor(const OneProcessor&) = delete;
+  OneProcessor& operator=(const OneProcessor&) = delete;
+
+ private:
+  // Only speed depends on it.
+  void give(const cpu_set_t& processors) const {
+    std::error_code error;
+    for (const fs::directory_entry& task :
+         fs::directory_iterator("/proc/" + std::to_string(pid_) + "/task", error)) {
+      (void)sched_setaffinity(std::atoi(task.path().filename().c_str()), sizeof processors,
+                              &processors);
+    }
+  }
+
+  const pid_t pid_;
+  cpu_set_t before_{};
+};
+
 }  // namespace
 
 struct Lab::Record {
   pid_t pid = 0;
-  int64_t startUs = 0;   // real time, since 1970 UTC
-  int64_t leftAtMs = 0;  // the lab's time when it was taken down; 0: it was not, or never up
+  bool wasUp = false;  // the clock has the time at which it was left
   std::string zone;
 };
 
@@ -155,16 +179,15 @@ std::optional<Lab::Record> Lab::readRecord() const {
     return std::nullopt;
   }
   const char* zone = jsonTextMember(json.get(), "zone");
-  return Record{jsonInt32Member(json.get(), "pid", 0), jsonInt64Member(json.get(), "startUs", 0),
-                jsonInt64Member(json.get(), "leftAtMs", 0), zone != nullptr ? zone : ""};
+  return Record{jsonInt32Member(json.get(), "pid", 0),
+                cJSON_IsTrue(jsonMember(json.get(), "wasUp")) != 0, zone != nullptr ? zone : ""};
 }
 
 void Lab::writeRecord(const Record& record) const {
   JsonObject json;
   json.text("what", kMark)
       .number("pid", record.pid)
-      .number("startUs", record.startUs)
-      .number("leftAtMs", record.leftAtMs)
+      .boolean("wasUp", record.wasUp)
       .text("zone", record.zone.c_str());
   const JsonTextPtr text = jsonPrintAndFree(json.take());
   writeWholeFile(folder_ + "/lab.json", std::string(text.get()) + "\n");
@@ -221,34 +244,77 @@ std::string Lab::zone() const {
   return record ? record->zone : "";
 }
 
+LabClockPage& Lab::clock() const {
+  if (clock_ == nullptr) {
+    clock_ = mapLabClock(folder_);
+  }
+  if (clock_ == nullptr) {
+    fail(folder_ +
+         "/clock is no clock of a lab of this version: `switchsim lab down --clean` first");
+  }
+  return *clock_;
+}
+
+LabGoal Lab::goal() const {
+  uint32_t number = 0;
+  return clock().goal(&number);
+}
+
 int64_t Lab::nowMs() const {
-  return systemMs();
+  return isRunning() ? clock().wallMs() : clock().daemonMs() + goal().wallAheadMs;
 }
 
 int32_t Lab::speed() const {
-  return systemSpeed();
+  return goal().speed;
 }
 
-void Lab::writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const {
-  const LabClock clock{labMs, hostMonotonicMs(), speed};
-  writeWholeFile(folder_ + "/clock", labClockText(clock, daemonStartUs));
+void Lab::go(int64_t runningMs, int32_t speed) {
+  clock().setGoal({runningMs, hostMonotonicMs(), speed, goal().wallAheadMs});
 }
 
-void Lab::setClock(int64_t toMs, int32_t speed) {
-  const std::optional<Record> record = readRecord();
-  writeClock(toMs, speed, record ? record->startUs : 0);
-}
-
-// A pause of a second that began at the speed of before takes as long as it would have.
-void Lab::setSpeed(int32_t wanted) {
-  int32_t before = speed();
-  while (before < wanted) {
-    const int32_t next = std::min(wanted, before * kMaxRise);
-    setClock(nowMs(), next);
-    std::this_thread::sleep_for(std::chrono::milliseconds(kMsPerSec * 5 / 4 / before));
-    before = next;
+void Lab::awaitReached(const std::function<void()>& check) {
+  int64_t seenMs = clock().daemonMs();
+  auto seenAt = std::chrono::steady_clock::now();
+  while (!clock().isReached()) {
+    check();
+    requireRunning();
+    std::this_thread::sleep_for(kPollPause);
+    const auto now = std::chrono::steady_clock::now();
+    if (clock().daemonMs() != seenMs) {
+      seenMs = clock().daemonMs();
+      seenAt = now;
+    } else if (now - seenAt > kHangs) {
+      fail("the lab's daemon hangs " + std::to_string(seenMs % kMsPerSec) + " ms into " +
+           momentText((seenMs + goal().wallAheadMs) / kMsPerSec, Zone(zone())) + "; its log is " +
+           folder_ + "/root/tmp/sw900.log");
+    }
   }
-  setClock(nowMs(), wanted);
+}
+
+void Lab::travelTo(int64_t toMs, const std::function<void()>& check) {
+  const int32_t speedBefore = speed();
+  const int64_t runningMs = toMs - goal().wallAheadMs;
+  const OneProcessor shared(daemonPid());
+  go(runningMs, 0);
+  try {
+    awaitReached(check);
+  } catch (...) {
+    go(clock().daemonMs(), speedBefore);
+    throw;
+  }
+  go(runningMs, speedBefore);
+}
+
+// By whole seconds: the daemon's beat keeps its place in them.
+void Lab::jumpTo(int64_t toMs) {
+  LabGoal now = goal();
+  const int64_t leapMs = toMs - clock().wallMs();
+  now.wallAheadMs += (leapMs + (leapMs < 0 ? 0 : kMsPerSec - 1)) / kMsPerSec * kMsPerSec;
+  clock().setGoal({clock().runningMs(), hostMonotonicMs(), now.speed, now.wallAheadMs});
+}
+
+void Lab::setSpeed(int32_t wanted) {
+  go(clock().runningMs(), wanted);
 }
 
 void Lab::makeFolder() const {
@@ -276,25 +342,24 @@ void Lab::makeSwitch(const LabPlan& plan) const {
   plan.makeSwitch();
 }
 
-// After a daemon that ended by itself the clock has run on.
+// In a whole second, so that the daemon's beat, which is one of whole seconds, is one of minutes,
+// too.
 int64_t Lab::beginMs(const LabPlan& plan) const {
   const std::optional<Record> former = readRecord();
-  const bool isNew = !former || (former->pid == 0 && former->leftAtMs == 0);
-  if (isNew) {
-    return plan.at ? *plan.at * kMsPerSec : hostRealUs() / kUsPerMs;
+  if (!former || !former->wasUp) {
+    return plan.at ? *plan.at * kMsPerSec : hostRealMs() / kMsPerSec * kMsPerSec;
   }
-  const int64_t leftAtMs = former->leftAtMs != 0 ? former->leftAtMs : nowMs();
+  const int64_t leftAtMs = clock().daemonMs() + goal().wallAheadMs;
   if (plan.at && *plan.at * kMsPerSec < leftAtMs) {
     failUsage(
-        "the lab was left at a later time, and its clock only goes forward: `switchsim lab down "
-        "--clean` first, to begin anew");
+        "the lab was left at a later time: go on from there and set its clock back with `switchsim "
+        "lab jump`, or begin anew after `switchsim lab down --clean`");
   }
   return plan.at ? *plan.at * kMsPerSec : leftAtMs;
 }
 
 void Lab::up(const LabPlan& plan) {
   const std::string program = daemonProgram();
-  clockLibrary();
   makeFolder();
   claim();
   if (isRunning()) {
@@ -308,27 +373,33 @@ void Lab::up(const LabPlan& plan) {
   for (const char* below : {"/root/tmp", "/root/var/run", "/root/mnt/fastpath", "/root/etc"}) {
     makeDirectory(folder_ + below);
   }
-  writeClock(atMs, plan.speed, hostRealUs());  // by which the switch is made
+  if (!readRecord()->wasUp) {
+    clock_ = mapLabClock(folder_, true);
+  }
+  // It stands until the daemon has begun: a schedule that is made from now on acts in the minutes
+  // to come.
+  const int64_t runningMs = atMs - goal().wallAheadMs;
+  go(runningMs, 0);
+  clock().setNow(runningMs);
   makeSwitch(plan);
-  const int64_t lastReadMs = clockReads().lastMs;
-  awaitDaemon(startDaemon(program, atMs, plan.speed));
-  // A schedule that is made from now on acts in the minutes to come.
-  waitUntil([lastReadMs] { return clockReads().lastMs != lastReadMs; });
+  awaitDaemon(startDaemon(program, plan));
+  go(runningMs, 0);
+  awaitReached([] {});
+  go(runningMs, plan.speed);
 }
 
-pid_t Lab::startDaemon(const std::string& program, int64_t atMs, int32_t speed) const {
+pid_t Lab::startDaemon(const std::string& program, const LabPlan& plan) const {
   const pid_t pid = fork();
   if (pid < 0) {
     fail(std::string("cannot start the daemon: ") + strerror(errno));
   }
   if (pid == 0) {
-    execDaemon(program, atMs, speed);
+    execDaemon(program, plan);
   }
   return pid;
 }
 
-// The daemon's libfaketime reckons from the moment at which it is loaded, which is this one.
-void Lab::execDaemon(const std::string& program, int64_t atMs, int32_t speed) const try {
+void Lab::execDaemon(const std::string& program, const LabPlan& plan) const try {
   setsid();
   const UniqueFd nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
   const UniqueFd out(open((folder_ + "/daemon.out").c_str(),
@@ -342,13 +413,13 @@ void Lab::execDaemon(const std::string& program, int64_t atMs, int32_t speed) co
 
   const char* zone = getenv("TZ");
   unsetenv("QUORIN_POED_LAB");
-  const int64_t startUs = hostRealUs();
-  writeRecord({getpid(), startUs, 0, zone != nullptr ? zone : ""});
-  writeClock(atMs, speed, startUs);
+  writeRecord({getpid(), true, zone != nullptr ? zone : ""});
   if (chdir((folder_ + "/root").c_str()) == 0) {
-    execProgram(program, {"SWITCHSIM_TIME=wall", "LD_PRELOAD=" + clockLibrary(),
-                          "FAKETIME_TIMESTAMP_FILE=" + folder_ + "/clock", "FAKETIME_NO_CACHE=1",
-                          "NO_FAKE_STAT=1"});
+    std::vector<std::string> settings{"QUORIN_LAB_CLOCK=" + folder_};
+    if (!plan.shuffleSeed.empty()) {
+      settings.push_back("QUORIN_LAB_SHUFFLE=" + plan.shuffleSeed);
+    }
+    execProgram(program, settings);
   }
   _exit(EXIT_FAILURE);
 } catch (const std::exception&) {
@@ -363,7 +434,7 @@ void Lab::awaitDaemon(pid_t child) const {
   }
 }
 
-// A clean end takes some seconds at the speed of 1. It is for those who go on.
+// A clean end is for those who go on.
 void Lab::endDaemon(pid_t pid, bool atOnce) const {
   const auto hasEnded = [this] { return !isRunning(); };
   kill(pid, atOnce ? SIGKILL : SIGTERM);
@@ -371,7 +442,6 @@ void Lab::endDaemon(pid_t pid, bool atOnce) const {
     kill(pid, SIGKILL);
     waitUntil(hasEnded);
   }
-  removeRemainsOfFaketime(pid);
 }
 
 bool Lab::down(bool clean) {
@@ -384,10 +454,8 @@ bool Lab::down(bool clean) {
   }
   // Whoever moves the clock gives up when the daemon has gone.
   bool ran = false;
-  int64_t leftAtMs = record->leftAtMs;
   if (!waitUntil([&] {
         if (const pid_t pid = daemonPid(); pid != 0) {
-          leftAtMs = nowMs();
           ran = true;
           endDaemon(pid, clean);
         }
@@ -395,7 +463,7 @@ bool Lab::down(bool clean) {
       })) {
     failClaimed();
   }
-  writeRecord({0, 0, leftAtMs, record->zone});
+  writeRecord({0, record->wasUp, record->zone});
   if (clean) {
     removeFiles();
   }

@@ -2,7 +2,7 @@
 //
 //   switch.state  the switch
 //   root/         the daemon's private root: its socket, data and log are below it
-//   clock         the clock (lab_clock.h)
+//   clock         the clock (cli/lab_clock.h)
 //   lab.json      by which a folder is a lab: the daemon's process, or when it was taken down
 //   daemon.out    what the daemon printed
 //
@@ -28,6 +28,7 @@ std::string defaultLabFolder();
 struct LabPlan {
   std::optional<int64_t> at;  // seconds since 1970 UTC; none: where it was left, or now
   int32_t speed = 1;
+  std::string shuffleSeed;  // the daemon's threads take their turns at random; empty: in order
   // Makes the lab's switch. It is called where there is none yet, and where isNewSwitch.
   std::function<void()> makeSwitch;
   bool isNewSwitch = false;
@@ -49,14 +50,15 @@ class Lab {
   // From now on no other program moves the clock. Throws where one does.
   void claim();
 
+  // The wall time of the lab, since 1970 UTC.
   int64_t nowMs() const;
   int32_t speed() const;
-  // The clock shows this time from now on. REQUIRES: it is not earlier than nowMs(), for the
-  // daemon's sleep would last until it had come again.
-  void setClock(int64_t toMs, int32_t speed);
-
-  // The clock runs as fast from now on. Raising it takes a second or two: no pause of the daemon
-  // may last over a whole minute.
+  // Returns when the lab shows this time and its daemon has done all that was to be done until
+  // then. check is called every few milliseconds; what it throws ends the travel there.
+  void travelTo(int64_t toMs, const std::function<void()>& check);
+  // Sets the wall time and no more, as when somebody sets a switch's clock: forward or backward.
+  void jumpTo(int64_t toMs);
+  // 0: it stands.
   void setSpeed(int32_t speed);
 
   const std::string& folder() const { return folder_; }
@@ -75,14 +77,18 @@ class Lab {
   void makeFolder() const;
   void makeSwitch(const LabPlan& plan) const;
   void removeFiles() const;
-  pid_t startDaemon(const std::string& program, int64_t atMs, int32_t speed) const;
-  [[noreturn]] void execDaemon(const std::string& program, int64_t atMs, int32_t speed) const;
+  pid_t startDaemon(const std::string& program, const LabPlan& plan) const;
+  [[noreturn]] void execDaemon(const std::string& program, const LabPlan& plan) const;
   void awaitDaemon(pid_t child) const;
   void endDaemon(pid_t pid, bool atOnce) const;
-  void writeClock(int64_t labMs, int32_t speed, int64_t daemonStartUs) const;
+  LabClockPage& clock() const;
+  LabGoal goal() const;
+  void go(int64_t runningMs, int32_t speed);
+  void awaitReached(const std::function<void()>& check);
 
   std::string folder_;
   UniqueFd claim_;
+  mutable LabClockPage* clock_ = nullptr;  // mapped when it is first needed
 };
 
 }  // namespace switchsim

@@ -1,9 +1,8 @@
 #include "switchsim/library/answer_call.h"
 
-#include <chrono>
 #include <exception>
-#include <thread>
 
+#include "cli/lab_clock.h"
 #include "switchos/openclt.h"
 #include "switchsim/switch/faults.h"
 #include "switchsim/switch/journal.h"
@@ -56,7 +55,7 @@ int32_t answerOnSwitch(const Call& call, const CallWork& work) {
     const FaultEffect effect = takeFaults(state.get(), call.operation, portOf(*state, call));
     if (effect.delayMs != 0) {
       state.reset();
-      std::this_thread::sleep_for(std::chrono::milliseconds(effect.delayMs));
+      systemSleepMs(effect.delayMs);
       state = lockState();
       if (state == nullptr) {
         return resultWithoutSwitch(call);

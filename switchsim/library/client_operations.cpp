@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 
-#include "cli/lab_clock.h"
 #include "switchos/openclt.h"
 #include "switchsim/library/answer_call.h"
 #include "switchsim/library/client_handles.h"
@@ -270,8 +269,7 @@ OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuff
                                               int32_t* zoneOffset) {
   const Call call = plainCall(Operation::clockGet, handle,
                               holdsBytes(timeText, kTimeTextBytes) && zoneOffset != nullptr);
-  const int64_t nowMs = systemMs();
-  const int32_t result = answerCall(call, [&](SharedState* state) {
+  return answerCall(call, [&](SharedState* state) {
     const std::string text = clockText(state->clock);
     if (text.empty()) {
       return kCallFailed;
@@ -280,10 +278,6 @@ OPENCLT_EXPORT int32_t rpcclt_openapiClockGet(OpenClientHandle* handle, OpenBuff
     *zoneOffset = zoneOffsetMinutes();
     return OPENCLT_OK;
   });
-  if (isLabDaemon()) {
-    noteClockRead(nowMs);
-  }
-  return result;
 }
 
 OPENCLT_EXPORT int32_t rpcclt_openapiCliShowExecuteToFile(OpenClientHandle* handle,

@@ -123,8 +123,13 @@ int64_t ScenarioPlayer::nowMs() const {
   return monotonicMs() + skippedMs_;
 }
 
-// Lets a moment of the host's go by, of at most so many of the scenario's milliseconds.
+// Lets a moment of the host's go by, of at most so many of the scenario's milliseconds. A lab that
+// stands goes on by its own commands.
 void ScenarioPlayer::passMost(int64_t milliseconds) {
+  if (systemSpeed() == 0) {
+    sleepMilliseconds(kPollMs);
+    return;
+  }
   const double faster = speed_ * systemSpeed();
   const double stepMs = std::min(static_cast<double>(milliseconds), kPollMs * faster);
   const int64_t untilMs = nowMs() + static_cast<int64_t>(stepMs);

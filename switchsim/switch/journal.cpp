@@ -1,19 +1,12 @@
 #include "switchsim/switch/journal.h"
 
-#include <time.h>
-
 #include <algorithm>
 
+#include "cli/lab_clock.h"
 #include "switchsim/switch/port_model.h"
 
 namespace switchsim {
 namespace {
-
-int64_t realTimeMs() {
-  struct timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
-}
 
 JournalEntry entryAt(const SharedState& state, uint64_t seq) {
   const JournalRecord& record = state.journal[(seq - 1) % kJournalCapacity];
@@ -34,7 +27,7 @@ JournalEntry entryAt(const SharedState& state, uint64_t seq) {
 void appendJournal(SharedState* state, Operation operation, uint32_t ifNum, uint32_t value,
                    int32_t result) {
   JournalRecord* record = &state->journal[state->lastSeq % kJournalCapacity];
-  record->timeMs = realTimeMs();
+  record->timeMs = systemMs();
   record->monoMs = monotonicMs();
   record->operation = operation;
   const PortRecord* port = portRecord(*state, ifNum);

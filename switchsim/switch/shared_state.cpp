@@ -20,7 +20,7 @@ namespace switchsim {
 namespace {
 
 constexpr char kMagic[16] = "switchsim state";
-constexpr uint32_t kLayoutVersion = 3;
+constexpr uint32_t kLayoutVersion = 4;
 constexpr const char* kDefaultPath = "/tmp/switchsim.state";
 
 std::string systemError(const std::string& what) {
@@ -237,7 +237,7 @@ void makeStateFile(const std::function<void(SharedState*)>& write) {
 }
 
 int64_t monotonicMs() {
-  return isLabDaemon() || !labFolder().empty() ? systemMs() : hostMonotonicMs();
+  return systemMonotonicMs();
 }
 
 }  // namespace switchsim

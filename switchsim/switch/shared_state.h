@@ -59,9 +59,6 @@ struct SharedState {
   PortRecord ports[kMaxPorts];  // as the switch prints them, those of a unit together
   uint32_t budgetMw;            // of each unit; 0: there is none
   ClockRecord clock;
-  int64_t clockReadMs;      // when a lab's daemon last read the clock, by its time of day
-  int64_t clockGapBeginMs;  // the last time that it left out a whole minute:
-  int64_t clockGapEndMs;    // the reads before and after
   uint32_t serverDown;
   uint32_t faultCount;
   Fault faults[kMaxFaults];
@@ -96,8 +93,7 @@ LockedState lockedState();
 // any other process can see it. Throws Failure, also when there is a file at the path already.
 void makeStateFile(const std::function<void(SharedState*)>& write);
 
-// By which ports go: a clock that only goes forward. In a lab it is the time of day, which alone is
-// the same for its daemon, whose clocks are moved, and for the others.
+// By which ports go: a clock that only goes forward.
 int64_t monotonicMs();
 
 }  // namespace switchsim

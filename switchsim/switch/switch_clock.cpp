@@ -54,24 +54,11 @@ std::string clockText(const ClockRecord& clock) {
     case ClockMode::frozen:
       return localTimeText(clock.localSec);
     case ClockMode::running:
-      return localTimeText(clock.localSec + (systemMs() - clock.hostMs) / 1000);
+      return localTimeText(clock.localSec + (systemMonotonicMs() - clock.hostMs) / 1000);
     case ClockMode::fail:
       break;
   }
   return "";
-}
-
-void noteClockRead(int64_t nowMs) {
-  constexpr int64_t kMsPerMin = 60000;
-  const LockedState state = lockState();
-  if (state == nullptr) {
-    return;
-  }
-  if (nowMs / kMsPerMin > state->clockReadMs / kMsPerMin + 1) {
-    state->clockGapBeginMs = state->clockReadMs;
-    state->clockGapEndMs = nowMs;
-  }
-  state->clockReadMs = nowMs;
 }
 
 int32_t zoneOffsetMinutes() {
@@ -79,7 +66,7 @@ int32_t zoneOffsetMinutes() {
 }
 
 void setClock(ClockMode mode, const std::string& localTime, int64_t behindMs) {
-  ClockRecord clock = {mode, 0, systemMs(), behindMs};
+  ClockRecord clock = {mode, 0, systemMonotonicMs(), behindMs};
   if (mode == ClockMode::frozen || mode == ClockMode::running) {
     const std::optional<int64_t> localSec = localSeconds(localTime);
     if (!localSec) {

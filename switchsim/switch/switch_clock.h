@@ -11,10 +11,6 @@ constexpr uint32_t kTimeTextBytes = 20;  // YYYY-MM-DD HH:MM:SS and its zero
 // The switch's local time as text; empty when reading the clock fails. Requires the state's lock.
 std::string clockText(const ClockRecord& clock);
 
-// A lab's daemon asked for the clock at this time of its day, whatever it was answered. Takes the
-// state's lock.
-void noteClockRead(int64_t nowMs);
-
 // The host's time zone, which is the switch's too: minutes from UTC.
 int32_t zoneOffsetMinutes();
 

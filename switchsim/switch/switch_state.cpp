@@ -181,13 +181,6 @@ void setServerUp(bool up) {
   lockedState()->serverDown = up ? 0 : 1;
 }
 
-ClockReads clockReads() {
-  const LockedState state = lockState();
-  return state == nullptr
-             ? ClockReads{}
-             : ClockReads{state->clockReadMs, state->clockGapBeginMs, state->clockGapEndMs};
-}
-
 void passTime(int64_t milliseconds) {
   const LockedState state = lockedState();
   for (PortRecord& port : portsOf(state.get())) {

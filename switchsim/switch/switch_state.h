@@ -168,21 +168,6 @@ void clearFaults();
 std::optional<int64_t> localSeconds(const std::string& text);
 std::string localTimeText(int64_t localSec);
 
-// When a lab's daemon last read the clock, as it does in every minute before it looks what is due;
-// and, of the last time that it left out a minute, the reads before and after. Milliseconds since
-// 1970 UTC; 0: not yet, or there is not a switch.
-struct ClockReads {
-  int64_t lastMs = 0;
-  int64_t gapBeginMs = 0;
-  int64_t gapEndMs = 0;
-
-  bool leftOut(int64_t minuteMs) const {
-    constexpr int64_t kMsPerMin = 60000;
-    return gapBeginMs < minuteMs && gapEndMs >= minuteMs + kMsPerMin;
-  }
-};
-ClockReads clockReads();
-
 // localTime: YYYY-MM-DD HH:MM:SS, for frozen and running only. behindMs: for follow only, how far
 // behind the host.
 void setClock(ClockMode mode, const std::string& localTime = "", int64_t behindMs = 0);

@@ -55,8 +55,7 @@ go_to() {
 
 kill_daemon() {
   daemon=$(switchsim lab show --json | sed 's/.*"daemonPid":\([0-9]*\).*/\1/')
-  kill -KILL "$daemon" && until_so '! switchsim lab show' &&
-    rm -f /dev/shm/faketime_shm_"$daemon" /dev/shm/sem.faketime_sem_"$daemon"
+  kill -KILL "$daemon" && until_so '! switchsim lab show'
 }
 
 until_so() {

@@ -26,27 +26,47 @@ Then it tells its time, its daemon and its socket; `env` is for the shell that w
   export SWITCHSIM_STATE='*/lab.t/lab/switch.state' (glob)
   export TZ='Europe/Berlin'
 
-To a time, and what was due is done; a jump does nothing of what was due.
+At speed 0 it stands. It goes to a time, and what is to be done until then is done, to the
+millisecond: here into a restart, and to its end.
 
-  $ quorin_poectl schedule add door --restart 1/0/1 --at 12:00 --off-time 20s >out
-  $ switchsim lab at 12:30
-  it is Tue 2026-03-03 12:30:?? (glob)
-  $ quorin_poectl history | tail -n 1
-  1 run, times in the switch's zone (CET)
+  $ switchsim lab speed 0
+  it is Tue 2026-03-03 08:0?:?? (glob)
+  $ quorin_poectl schedule add door --restart 1/0/1 --at 12:00 --off-time 1h >out
+  $ switchsim lab at 12:00:01
+  it is Tue 2026-03-03 12:00:01
+  $ quorin_poectl ports 1/0/1
+  PORT   MODE  STATE     CLASS   LIMIT  NOW         NEXT
+  1/0/1  off   disabled      0  30.0 W  run 1 door  Wed 12:00 restart door
+  times in the switch's zone (CET)
+  $ switchsim lab at 13:30
+  it is Tue 2026-03-03 13:30:00
+  $ switchsim journal
+       seq  time                     operation                        unit  ifNum  value  result
+         1  2026-03-03 12:00:00.???  openapiPoePsePortAdminEnableSet     1      1      0       0 (glob)
+         2  2026-03-03 13:00:00.???  openapiPoePsePortAdminEnableSet     1      1      1       0 (glob)
+
+What somebody sets the clock over does not happen, and what he sets it back over happens again.
+
   $ switchsim lab jump +1d
-  it is Wed 2026-03-04 12:3?:?? (glob)
+  it is Wed 2026-03-04 13:30:00
   $ quorin_poectl history | tail -n 1
   1 run, times in the switch's zone (CET)
+  $ switchsim lab jump "2026-03-04 11:59"
+  it is Wed 2026-03-04 11:59:00
+  $ switchsim lab at 14:00
+  it is Wed 2026-03-04 14:00:00
+  $ quorin_poectl history | tail -n 1
+  2 runs, times in the switch's zone (CET)
+  $ switchsim lab at "2026-03-03 12:00"
+  switchsim: in the lab it is Wed 2026-03-04 14:00:00 already: `switchsim lab jump` sets its clock back, and does not undo what was done
+  [2]
   $ switchsim lab speed 60 >out
   $ switchsim lab show | grep -o 'speed.*'
   speed 60
-  $ switchsim lab speed 1 >out
+  $ switchsim lab speed 0 >out
 
-Its clock goes forward only, and its folder is its own.
+Its folder is its own.
 
-  $ switchsim lab at "2026-03-03 12:00"
-  switchsim: in the lab it is Wed 2026-03-04 12:3?:?? already, and its clock only goes forward: `switchsim lab down --clean`, then `up --at` begins anew (glob)
-  [2]
   $ switchsim lab up
   switchsim: a lab runs in */lab.t/lab already: `switchsim lab down` ends it, --dir names another folder (glob)
   [1]
@@ -65,8 +85,8 @@ A daemon that ends by itself is told, and the lab goes on when it is up again.
   $ switchsim lab show
   switchsim: the lab's daemon has ended by itself; its log is */lab.t/lab/root/tmp/sw900.log. `switchsim lab up` starts it again (glob)
   [1]
-  $ switchsim lab up | sed 1q
-  it is Wed 2026-03-04 12:3?:?? (glob)
+  $ switchsim lab up --speed 0 | sed 1q
+  it is Wed 2026-03-04 14:0?:?? (glob)
   $ quorin_poectl schedule list | tail -n 1
   1 schedule, times in the switch's zone (CET)
 

@@ -2,7 +2,9 @@
 
 #include <cjson/cJSON.h>
 #include <linux/sockios.h>
+#include <semaphore.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -18,6 +20,12 @@ namespace {
 
 constexpr int kNoEnd = -1000;
 constexpr int kExecFailed = 127;
+
+// What libfaketime leaves behind when its process is killed.
+void removeRemainsOfFaketime(pid_t pid) {
+  shm_unlink(fill("/faketime_shm_%", pid).c_str());
+  sem_unlink(fill("/faketime_sem_%", pid).c_str());
+}
 
 }  // namespace
 
@@ -76,7 +84,7 @@ int DaemonProcess::wait() {
     signal(SIGKILL);
     waitpid(pid_, &status, 0);
   }
-  switchsim::removeRemainsOfFaketime(std::exchange(pid_, -1));
+  removeRemainsOfFaketime(std::exchange(pid_, -1));
   const int end = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   return ended ? end : kNoEnd;
 }
