@@ -1,6 +1,6 @@
-#include <array>
-
 #include "api/answer_words.h"
+
+#include <array>
 
 namespace {
 
@@ -50,4 +50,8 @@ Detection kindOf(const std::string& text) {
 template <>
 ScheduleType kindOf(const std::string& text) {
   return scheduleTypeOf(text.c_str());
+}
+
+Word<AdminMode> modeWord(bool isOn) {
+  return isOn ? "enable" : "disable";
 }

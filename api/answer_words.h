@@ -42,6 +42,9 @@ struct Word {
   std::string text;
 };
 
+// As the daemon tells it.
+Word<AdminMode> modeWord(bool isOn);
+
 template <typename Kind>
 bool operator==(const Word<Kind>& word, Kind kind) {
   return word.kind == kind;

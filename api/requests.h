@@ -13,7 +13,7 @@ std::vector<SensorPort> askSensors(Daemon& daemon, int32_t unit);
 RunPage askRunPage(Daemon& daemon, int32_t unit, int64_t page, int64_t pageSize);
 // The unit's runs that began at the instant or later, newest first, from as many pages as it takes.
 std::vector<Run> askRunsSince(Daemon& daemon, int32_t unit, SystemTime since);
-// Those that are open, with their ports.
+// The unit's runs that are open, with their ports. (The daemon closes a window's after 25 hours.)
 std::vector<Run> askOpenRuns(Daemon& daemon, int32_t unit);
 Run askRun(Daemon& daemon, int32_t unit, int64_t runId);
 // Those of the runs that have one of the ports, in their order, with these ports alone; as many as

@@ -2,7 +2,6 @@
 #ifndef QUORIN_API_SCHEDULE_KEYS_H
 #define QUORIN_API_SCHEDULE_KEYS_H
 
-#include <string>
 #include <vector>
 
 #include "api/port_names.h"
@@ -15,7 +14,7 @@ struct ScheduleKey {
   // were not there.
   bool (*fits)(const cJSON* value);
   const char* what;  // "a number"
-  bool isStored;     // sent by who makes a schedule; the others are the daemon's own
+  bool isStored;     // what makes the schedule; false: the daemon gives it, and takes none
 };
 
 bool isJsonText(const cJSON* value);

@@ -2,6 +2,11 @@
 
 #include "cli/text.h"
 
+std::string View::footer() const {
+  const std::string own = isUtc ? escaped(shownZone.name()) + ", those of schedules in " : "";
+  return "times in " + own + "the switch's zone (" + zone.abbreviation(now()) + ")";
+}
+
 JsonPtr portJson(int32_t unit, uint32_t ifNum, const View& view) {
   return jsonObject({{"unit", unit},
                      {"ifNum", ifNum},

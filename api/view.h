@@ -3,8 +3,10 @@
 #define QUORIN_API_VIEW_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "api/port_names.h"
@@ -13,17 +15,36 @@
 #include "cli/table.h"
 #include "cli/times.h"
 
+// The switch's clock is asked for when it is first needed: what shows runs alone goes without it.
+class SwitchNow {
+ public:
+  explicit SwitchNow(SwitchTime known) : known_(known) {}
+  explicit SwitchNow(std::function<SwitchTime()> ask) : ask_(std::move(ask)) {}
+  SwitchTime get() const {
+    known_ = known_ ? known_ : ask_();
+    return *known_;
+  }
+
+ private:
+  std::function<SwitchTime()> ask_;
+  mutable std::optional<SwitchTime> known_;
+};
+
 struct View {
   const PortNames& names;
-  SwitchTime now;
+  SwitchNow switchNow;
   SystemTime systemNow;
   Zone zone;           // by which schedules go
   Zone shownZone;      // in which instants are shown
-  std::string footer;  // "times in the switch's zone (CET)"
+  bool isUtc = false;  // they are shown in UTC, whatever the zone
   Screen screen;
 
+  SwitchTime now() const { return switchNow.get(); }
+  // For a heading or a last line: "times in the switch's zone (CET)", or "times in UTC, those of
+  // schedules in the switch's zone (CET)".
+  std::string footer() const;
   // As short as it is unmistakable from now, by the clock that it is of: "Tue 14:07".
-  std::string near(SwitchTime at) const { return nearText(at, now, shownZone); }
+  std::string near(SwitchTime at) const { return nearText(at, now(), shownZone); }
   std::string near(SystemTime at) const { return nearText(at, systemNow, shownZone); }
   // "Tue 2026-03-03 14:07:12"; empty for none.
   std::string moment(std::optional<int64_t> at) const {

@@ -143,10 +143,6 @@ void Arguments::refuse(const std::function<std::string()>& mistake) const {
   });
 }
 
-bool Arguments::isGiven() const {
-  return app_->parsed();
-}
-
 std::string Arguments::name() const {
   return app_->get_name();
 }

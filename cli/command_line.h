@@ -74,8 +74,6 @@ class Arguments {
   void refuse(const std::function<std::string()>& mistake) const;
 
   std::string name() const;
-  // After parsing.
-  bool isGiven() const;
   bool operator<(const Arguments& other) const { return app_ < other.app_; }
 
  private:

@@ -59,6 +59,12 @@ std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll) 
   return kClearScreen + joined(lines, "\n") + "\n" + rest + "\n";
 }
 
+void printNow(const std::string& text) {
+  const Output output(Screen{}, false);
+  output.print(text);
+  output.flush();
+}
+
 void Output::print(const std::string& text) const {
   fwrite(text.data(), 1, text.size(), stdout);
 }

@@ -20,6 +20,9 @@ size_t terminalRows();
 // wider than the window. One of less than three rows is given all.
 std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll);
 
+// To stdout, at once. Throws Failure where it cannot be written.
+void printNow(const std::string& text);
+
 class Output {
  public:
   Output(const Screen& screen, bool quiet) : screen_(screen), quiet_(quiet) {}

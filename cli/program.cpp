@@ -1,6 +1,7 @@
 #include "cli/program.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <iterator>
 #include <new>
@@ -65,10 +66,10 @@ std::string mistakeText(const ParsedLine& parsed, const std::vector<CommandWords
              : parsed.text;
 }
 
-void print(const std::string& text) {
-  const Output output(Screen{}, false);
-  output.print(text);
-  output.flush();
+int fail(ExitCode status, const std::string& text) {
+  fflush(stdout);
+  fprintf(stderr, "%s: %s\n", program_invocation_short_name, text.c_str());
+  return status;
 }
 
 }  // namespace
@@ -102,33 +103,27 @@ const Action& Program::actionOf(const std::vector<std::string>& words) const {
   return actions_.at(line_.given().back());
 }
 
-int Program::carryOut(int argc, const char* const* argv) const {
+int Program::run(int argc, const char* const* argv) const {
   const ParsedLine parsed = line_.parse(argc, argv);
   if (parsed.kind == ParsedLine::Kind::help) {
-    print(parsed.text);
+    printNow(parsed.text);
     return kExitDone;
   }
   if (parsed.kind == ParsedLine::Kind::mistake) {
     const std::vector<CommandWords> levels = wordsOfGiven(line_);
     const auto names = mapped(levels, [](const CommandWords& level) { return level.name; });
-    return fail(kExitUsage,
-                mistakeText(parsed, levels) + "\nSee: " + joined(names, " ") + " --help");
+    throw Failure(kExitUsage,
+                  mistakeText(parsed, levels) + "\nSee: " + joined(names, " ") + " --help");
   }
   return actions_.at(line_.given().back())();
 }
 
-int Program::run(int argc, const char* const* argv) const try {
-  return carryOut(argc, argv);
+int runProgram(const std::function<Program()>& make, int argc, const char* const* argv) try {
+  return make().run(argc, argv);
 } catch (const Failure& failure) {
   return fail(failure.status(), failure.what());
 } catch (const std::bad_alloc&) {
   return fail(kExitNotAsWished, "out of memory");
 } catch (const std::exception& error) {
   return fail(kExitNotAsWished, escaped(error.what()));
-}
-
-int Program::fail(ExitCode status, const std::string& text) const {
-  fflush(stdout);
-  fprintf(stderr, "%s: %s\n", name_.c_str(), text.c_str());
-  return status;
 }

@@ -38,20 +38,20 @@ class Program {
   // A group comes before its commands.
   void add(const Command& command);
 
-  // Parses, carries out, says on stderr what went wrong; the exit status.
+  // Parses and carries out; the exit status. A mistake in the command line is told on stderr.
   int run(int argc, const char* const* argv) const;
   // The action of a command line, for a later moment. Throws Failure (kExitUsage) for what is none.
   const Action& actionOf(const std::vector<std::string>& words) const;
   CommandWords words() const { return line_.words(); }
 
  private:
-  int carryOut(int argc, const char* const* argv) const;
-  int fail(ExitCode status, const std::string& text) const;
-
   std::string name_;
   CommandLine line_;
   std::map<std::string, Arguments> commands_;
   std::map<Arguments, Action> actions_;
 };
+
+// Makes the program and runs it; tells on stderr what was thrown. The exit status.
+int runProgram(const std::function<Program()>& make, int argc, const char* const* argv);
 
 #endif

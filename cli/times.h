@@ -24,9 +24,15 @@ class InstantBy {
  private:
   int64_t seconds_ = 0;
 };
-template <typename A, typename B, typename = std::enable_if_t<!std::is_same_v<A, B>>>
+template <typename A, typename B>
+using IfOtherClock = std::enable_if_t<!std::is_same_v<A, B>>;
+template <typename A, typename B, typename = IfOtherClock<A, B>>
 bool operator<(InstantBy<A>, InstantBy<B>) = delete;
-template <typename A, typename B, typename = std::enable_if_t<!std::is_same_v<A, B>>>
+template <typename A, typename B, typename = IfOtherClock<A, B>>
+bool operator>(InstantBy<A>, InstantBy<B>) = delete;
+template <typename A, typename B, typename = IfOtherClock<A, B>>
+bool operator==(InstantBy<A>, InstantBy<B>) = delete;
+template <typename A, typename B, typename = IfOtherClock<A, B>>
 int64_t operator-(InstantBy<A>, InstantBy<B>) = delete;
 
 // The switch's clock, by which schedules act.

@@ -71,5 +71,5 @@ Program clientProgram(Options* options) {
 }
 
 int runClient(int argc, const char* const* argv, Options options) {
-  return clientProgram(&options).run(argc, argv);
+  return runProgram([&options] { return clientProgram(&options); }, argc, argv);
 }

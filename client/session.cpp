@@ -141,10 +141,8 @@ void Session::checkClock(const SwitchClock& clock) {
 }
 
 View Session::view() {
-  const SwitchTime at = now();
-  const std::string switchZone = "the switch's zone (" + zone_.abbreviation(at) + ")";
-  const std::string own =
-      options_.utc ? escaped(shownZone_.name()) + ", those of schedules in " : "";
-  return {names(),         at, systemNow(), zone_, shownZone_, "times in " + own + switchZone,
+  return {names(),         SwitchNow([this] { return now(); }),
+          systemNow(),     zone_,
+          shownZone_,      options_.utc,
           output_.screen()};
 }

@@ -24,6 +24,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,7 @@ class Session {
   const Options& options() const { return options_; }
   Daemon& daemon() { return daemon_; }
   const Output& output() const { return output_; }
-  // Prints the one that was asked for, with --json the document, and all of it now.
+  // With --json the document, else the text.
   void print(const std::function<std::string()>& text,
              const std::function<JsonPtr()>& document) const;
   // For a command that prints no JSON. Throws Failure, kExitUsage, where it was asked for.
@@ -89,8 +90,7 @@ class Session {
   const Zone& zone() const { return zone_; }
   // The zone that times are shown in: that of --utc, else zone().
   const Zone& shownZone() const { return shownZone_; }
-  // Of this moment. Its footer is for a heading or a last line: "times in the switch's zone (CET)",
-  // or with --utc "times in UTC, those of schedules in the switch's zone (CET)".
+  // Of this moment. For as long as this session.
   View view();
 
  private:

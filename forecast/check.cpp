@@ -66,9 +66,9 @@ void checkTimes(const Schedule& schedule, const CheckInput& input, ScheduleWarni
   if (!time.empty()) {
     warnings->push_back(
         {"badTime", time, "to correct it: " + command(schedule, "--from HH:MM --to HH:MM")});
-  } else if (!nextFiring(schedule, input.view.now, input.view.zone)) {
+  } else if (!nextFiring(schedule, input.view.now(), input.view.zone)) {
     warnings->push_back({"never",
-                         "never fires: " + whyNever(schedule, input.view.now, input.view.zone),
+                         "never fires: " + whyNever(schedule, input.view.now(), input.view.zone),
                          "to change it: " + command(schedule, "--help")});
   }
   for (const char* date : {schedule.startDate.c_str(), schedule.endDate.c_str()}) {
@@ -135,7 +135,7 @@ void checkLength(const Schedule& schedule, ScheduleWarnings* warnings) {
 // its dates.
 std::vector<TickTime> daysToLookAt(const Schedule& schedule, const CheckInput& input) {
   std::vector<TickTime> days;
-  const std::optional<Firing> next = nextFiring(schedule, input.view.now, input.view.zone);
+  const std::optional<Firing> next = nextFiring(schedule, input.view.now(), input.view.zone);
   if (!next) {
     return days;
   }
@@ -287,7 +287,7 @@ struct ScheduleFirings {
 };
 
 std::vector<ScheduleFirings> firingsOfAll(const CheckInput& input) {
-  const TickTime today = input.view.zone.tickAt(input.view.now);
+  const TickTime today = input.view.zone.tickAt(input.view.now());
   return mapped(input.schedules, [&](const Schedule& schedule) {
     ScheduleFirings own{&schedule, {}};
     for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
@@ -367,8 +367,8 @@ void checkFights(const ScheduleFirings& own, const std::vector<ScheduleFirings>&
     if (shared.empty()) {
       continue;
     }
-    const std::optional<SwitchTime> one = firstUndoing(own, other, input.view.now);
-    const std::optional<SwitchTime> two = firstUndoing(other, own, input.view.now);
+    const std::optional<SwitchTime> one = firstUndoing(own, other, input.view.now());
+    const std::optional<SwitchTime> two = firstUndoing(other, own, input.view.now());
     if (!one && !two) {
       continue;
     }
@@ -396,7 +396,7 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
   const std::vector<ScheduleFirings> firings = firingsOfAll(input);
   const std::vector<Zone> zones = zonesOf(input);
   const auto gapDays =
-      mapped(zones, [&input](const Zone& zone) { return daysWithGap(zone, input.view.now); });
+      mapped(zones, [&input](const Zone& zone) { return daysWithGap(zone, input.view.now()); });
 
   for (const ScheduleFirings& own : firings) {
     const Schedule schedule = enabledCopy(*own.schedule);

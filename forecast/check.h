@@ -2,7 +2,6 @@
 #ifndef QUORIN_FORECAST_CHECK_H
 #define QUORIN_FORECAST_CHECK_H
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>

@@ -4,7 +4,6 @@
 #define QUORIN_FORECAST_PLANNED_ACTS_H
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "forecast/rehearsal.h"

@@ -243,11 +243,11 @@ std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vec
   for (SensorPort& port : ports) {
     const auto holdsPort = [&port](const Run& run) { return holdsBack(run, port); };
     if (std::any_of(openRuns.begin(), openRuns.end(), holdsPort)) {
-      port.adminMode = "enable";
+      port.adminMode = modeWord(true);
     }
     for (const Firing& firing : courseOf(port, firings)) {
       if (firing.act != Act::restart) {
-        port.adminMode = firing.act == Act::on ? "enable" : "disable";
+        port.adminMode = modeWord(firing.act == Act::on);
       }
     }
   }

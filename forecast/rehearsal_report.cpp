@@ -220,7 +220,7 @@ std::string rehearsalText(const Rehearsal& rehearsal, const RehearsalReport& rep
   std::string text = changesText(report, source, view) + "rehearsed " +
                      counted(rehearsal.schedules.size(), "schedule") + " from " +
                      minute(rehearsal.from) + " to " + minute(rehearsal.until) + ", " +
-                     view.footer + "\n\nWhat deserves a look:";
+                     view.footer() + "\n\nWhat deserves a look:";
   if (report.findings.empty()) {
     return text + " nothing\n";
   }

@@ -10,7 +10,7 @@
 // Whose schedules were rehearsed: those of a file have ids that nobody knows.
 enum class ScheduleSource { daemon, file };
 
-// view.now is the rehearsal's beginning. A line for each change, then what deserves a look.
+// view.now() is the rehearsal's beginning. A line for each change, then what deserves a look.
 std::string rehearsalText(const Rehearsal& rehearsal, const RehearsalReport& report,
                           ScheduleSource source, const View& view);
 // {"from", "until", "changes": [{"at", "act", "isEnd", "unit", "ifNums", "portNames", "scheduleId",

@@ -38,13 +38,13 @@ Week weekOf(const std::vector<SensorPort>& ports, const std::vector<Schedule>& s
             SwitchTime(view.shownZone.instantOf(firstDay)),
             SwitchTime(view.shownZone.instantOf(end)),
             {}};
-  std::vector<Firing> firings = pastFirings(schedules, std::min(week.from, view.now), view.zone);
-  const std::vector<Firing> rest = firingsWithin(schedules, std::min(week.from, view.now),
+  std::vector<Firing> firings = pastFirings(schedules, std::min(week.from, view.now()), view.zone);
+  const std::vector<Firing> rest = firingsWithin(schedules, std::min(week.from, view.now()),
                                                  SwitchTime(week.until - 1), view.zone);
   firings.insert(firings.end(), rest.begin(), rest.end());
 
   for (const SensorPort& port : ports) {
-    week.ports.push_back(portWeek(port, courseOf(port, firings), week.from, view.now));
+    week.ports.push_back(portWeek(port, courseOf(port, firings), week.from, view.now()));
     week.ports.back().isScheduled =
         std::any_of(schedules.begin(), schedules.end(),
                     [&port](const Schedule& schedule) { return actsOn(schedule, port); });

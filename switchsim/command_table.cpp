@@ -1,4 +1,3 @@
-#include "cli/output.h"
 #include "switchsim/commands/command.h"
 
 namespace switchsim {
@@ -34,12 +33,6 @@ Program makeProgram() {
     program.add(command);
   }
   return program;
-}
-
-void print(const std::string& text) {
-  const Output output(Screen{}, false);
-  output.print(text);
-  output.flush();
 }
 
 }  // namespace switchsim

@@ -3,5 +3,5 @@
 #include "switchsim/commands/command.h"
 
 int main(int argc, char** argv) {
-  return switchsim::makeProgram().run(argc, argv);
+  return runProgram(switchsim::makeProgram, argc, argv);
 }

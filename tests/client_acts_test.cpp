@@ -37,7 +37,8 @@ static std::string whyAtThree(const std::string& row) {
   run.ports = {{1, word[3], word[4]}};
   const PortNames names({}, {{1, "p", ""}});
   const Zone utc("UTC");
-  const View view{names, {}, SystemTime(kTen + 50 * 3600), utc, utc, "", {}};
+  const View view{names, SwitchNow(SwitchTime()), SystemTime(kTen + 50 * 3600), utc, utc, false,
+                  {}};
   WhyQuestion asked{{1, 1}, SystemTime(kTen + 5 * 3600), {}, {}};
   asked.timeline = portTimeline({1, 1}, {run}, readSchedules(jsonParse(kAll).get(), 1),
                                 view.systemNow, view.zone);

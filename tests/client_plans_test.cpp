@@ -50,7 +50,7 @@ badTime badDate noPort above128|A power_off 22:00 25:00 "ifNums":[200],"endDate"
 shortWindow|A power_off 8:0 8:1 "executionMode":"sequential","interPortDelaySec":61,)")) {
     const Zone zone("Europe/Berlin");
     const PortNames names({}, {});
-    const View view{names, SwitchTime(1772543232), {}, zone, zone, "", {}};
+    const View view{names, SwitchNow(SwitchTime(1772543232)), {}, zone, zone, false, {}};
     const auto warnings = checkSchedules({schedulesOf(row[1]), {{{1, 1}, {1, 2}}}, view});
     const auto kind = [](const ScheduleWarning& each) { return std::string(each.kind); };
     EXPECT_EQ(joined(mapped(warnings[0], kind), " "), row[0]) << row[1];

@@ -93,9 +93,9 @@ TEST(ClientWords, schedulesTellWhenTheyActNextOrWhyNever) {
       {R"("recurrence":"weekly")", "no days never: it has no days"}};
   for (const auto& [members, expected] : rows) {
     const JsonPtr object = jsonParse(scheduleJson(members).c_str());
-    const std::string text =
-        schedulesText({readSchedule(object.get(), 1)}, {{}},
-                      {PortNames({}, {}), SwitchTime(kTuesday), {}, kBerlin, kBerlin, "", {}});
+    const std::string text = schedulesText(
+        {readSchedule(object.get(), 1)}, {{}},
+        {PortNames({}, {}), SwitchNow(SwitchTime(kTuesday)), {}, kBerlin, kBerlin, false, {}});
     const std::string row = std::regex_replace(text, std::regex(" +"), " ");
     EXPECT_EQ(beginning(row.substr(row.find("#1 ") + 3), expected), expected);
   }

@@ -14,7 +14,8 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   const PortNames names({}, {{1, "1/0/1", "a\\b \"c\"\n"}, {2, "1/0/2", ""}, {3, "1/0/3", ""}});
   constexpr int64_t kNow = 1772543232;  // Tue 2026-03-03 14:07:12
   const Zone berlin("Europe/Berlin");
-  const View view{names, SwitchTime(kNow), SystemTime(kNow), berlin, Zone("UTC"), "", {}};
+  const View view{names, SwitchNow(SwitchTime(kNow)), SystemTime(kNow), berlin, Zone("UTC"), false,
+                  {}};
   const auto runs = jsonParse(R"({"runs":[
       {"runId":44,"unit":1,"triggered":"manual","startedAt":"2026-03-03T12:50:00Z",
        "status":"failed","portSteps":[{"ifNum":5,"status":"failed",

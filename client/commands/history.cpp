@@ -175,7 +175,7 @@ std::string runText(const Run& run, const View& view) {
   const std::vector<PortStep> steps = stepsOf(run);
   return head.text(view.screen) +
          (steps.empty() ? "" : "\n" + stepFields(view, false).table(steps, view.screen)) +
-         view.footer + "\n";
+         view.footer() + "\n";
 }
 
 // A run's id is one of all units, but the daemon is asked for one in a unit.
@@ -269,7 +269,7 @@ std::string listText(const RunPage& page, RunDetail detail, const View& view) {
   }
   return (detail == RunDetail::ports ? stepFields(view, true).table(steps, view.screen)
                                      : runFields(view).table(page.runs, view.screen)) +
-         counted(page.runs.size(), "run") + rest + ", " + view.footer + "\n";
+         counted(page.runs.size(), "run") + rest + ", " + view.footer() + "\n";
 }
 
 JsonPtr listJson(const RunPage& page, RunDetail detail, const View& view) {

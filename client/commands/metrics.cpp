@@ -79,8 +79,8 @@ Metric runCounts(const Status& status) {
 
 Metric nextFiringIn(const Status& status, const View& view) {
   Metric metric{"next_firing_seconds", "Until a schedule acts next; missing when none will.", {}};
-  for (const Firing& next : nextFirings(status.schedules, view.now, 1, view.zone)) {
-    metric.samples.push_back({{}, static_cast<double>(next.at - view.now)});
+  for (const Firing& next : nextFirings(status.schedules, view.now(), 1, view.zone)) {
+    metric.samples.push_back({{}, static_cast<double>(next.at - view.now())});
   }
   return metric;
 }

@@ -23,7 +23,7 @@ Fields<Firing> firingFields(const View& view) {
   fields.both(
       "at", {"WHEN"}, [&](Row row) { return view.stamp(row.at); },
       [&](Row row) { return view.near(row.at); });
-  fields.column({"IN"}, [&](Row row) { return secondsText(row.at - view.now); });
+  fields.column({"IN"}, [&](Row row) { return secondsText(row.at - view.now()); });
   fields.both(
       "act", {"ACT"}, [](Row row) { return actText(row.act); }, actWithEnd);
   fields.member("isEnd", &Firing::isEnd);
@@ -44,19 +44,19 @@ Fields<Firing> firingFields(const View& view) {
 std::vector<Firing> dueFirings(const NextOptions& given, const std::vector<Schedule>& schedules,
                                const View& view) {
   if (given.days == 0) {
-    return nextFirings(schedules, view.now, static_cast<size_t>(given.count), view.zone);
+    return nextFirings(schedules, view.now(), static_cast<size_t>(given.count), view.zone);
   }
-  TickTime end = view.zone.tickAt(view.now);
+  TickTime end = view.zone.tickAt(view.now());
   end.day += given.days;
-  return firingsWithin(schedules, view.now, SwitchTime(view.zone.instantOf(end)), view.zone);
+  return firingsWithin(schedules, view.now(), SwitchTime(view.zone.instantOf(end)), view.zone);
 }
 
 std::string noneText(const NextOptions& given, const std::vector<Schedule>& schedules,
                      const View& view) {
   const bool isOne = !given.id.empty();
-  if (isOne && !nextFiring(schedules[0], view.now, view.zone)) {
+  if (isOne && !nextFiring(schedules[0], view.now(), view.zone)) {
     return "schedule " + idAndName(schedules[0]) +
-           " never acts: " + whyNever(schedules[0], view.now, view.zone);
+           " never acts: " + whyNever(schedules[0], view.now(), view.zone);
   }
   const std::string which = isOne ? "schedule " + idAndName(schedules[0]) + " does not act"
                                   : std::string("no schedule acts");
@@ -68,7 +68,7 @@ std::string nextText(const std::vector<Firing>& firings, const std::string& neve
                      const View& view) {
   return firings.empty() ? never + ".  See: quorin_poectl schedule list\n"
                          : firingFields(view).table(firings, view.screen) +
-                               counted(firings.size(), "firing") + ", " + view.footer + "\n";
+                               counted(firings.size(), "firing") + ", " + view.footer() + "\n";
 }
 
 int runNext(const NextOptions& given, Session& session) {

@@ -88,6 +88,14 @@ Fields<PortRow> portFields(const View& view) {
   return fields;
 }
 
+std::string portsText(const std::vector<PortRow>& ports, const View& view) {
+  const bool hasTimes = std::any_of(ports.begin(), ports.end(),
+                                    [](const PortRow& row) { return row.next.has_value(); });
+  return ports.empty()
+             ? "no PoE ports\n"
+             : portFields(view).table(ports, view.screen) + (hasTimes ? view.footer() + "\n" : "");
+}
+
 std::string portLine(uint32_t ifNum, const PortNames& names) {
   const std::string name = names.nameOrEmpty(ifNum);
   const std::string label = names.labelOrEmpty(ifNum);
@@ -164,7 +172,7 @@ std::vector<PortRow> portRows(const std::vector<SensorPort>& ports,
                               const std::vector<Schedule>& schedules, const View& view) {
   std::map<PoePort, Firing> next;
   for (const Schedule& schedule : schedules) {
-    const std::optional<Firing> firing = nextFiring(schedule, view.now, view.zone);
+    const std::optional<Firing> firing = nextFiring(schedule, view.now(), view.zone);
     for (const uint32_t ifNum : firing ? schedule.ifNums : std::vector<uint32_t>()) {
       Firing& first = next.emplace(PoePort{schedule.unit, ifNum}, *firing).first->second;
       first = firing->at < first.at ? *firing : first;
@@ -179,14 +187,6 @@ std::vector<PortRow> portRows(const std::vector<SensorPort>& ports,
     row.next = own != next.end() ? std::make_optional(own->second) : std::nullopt;
     return row;
   });
-}
-
-std::string portsText(const std::vector<PortRow>& ports, const View& view) {
-  const bool hasTimes = std::any_of(ports.begin(), ports.end(),
-                                    [](const PortRow& row) { return row.next.has_value(); });
-  return ports.empty()
-             ? "no PoE ports\n"
-             : portFields(view).table(ports, view.screen) + (hasTimes ? view.footer + "\n" : "");
 }
 
 JsonPtr portsJson(const std::vector<PortRow>& ports, const View& view) {

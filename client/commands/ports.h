@@ -1,9 +1,8 @@
-// What ports shows, for the command and for rehearsals.
+// Ports with what acts on them, for the command and for rehearsals.
 #ifndef QUORIN_CLIENT_COMMANDS_PORTS_H
 #define QUORIN_CLIENT_COMMANDS_PORTS_H
 
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "api/view.h"
@@ -19,7 +18,6 @@ struct PortRow : SensorPort {
 std::vector<PortRow> portRows(const std::vector<SensorPort>& ports,
                               const std::vector<Run>& openRuns,
                               const std::vector<Schedule>& schedules, const View& view);
-std::string portsText(const std::vector<PortRow>& ports, const View& view);
 // {"ports": [{"unit", "ifNum", "name", "label", ...}]}, the daemon's keys as they are; "openRunId"
 // is null where no run acts, "next" has "at", "act", "scheduleId" and "scheduleName", or nulls.
 JsonPtr portsJson(const std::vector<PortRow>& ports, const View& view);

@@ -274,7 +274,7 @@ int runRehearse(const RehearseOptions& given, Session& session) {
   const Rehearsal& rehearsal = prepared.rehearsal;
   const RehearsalReport report = judgeRehearsal(rehearsal, session.zone());
   View view = session.view();
-  view.now = rehearsal.from;
+  view.switchNow = SwitchNow(rehearsal.from);
   const auto source = prepared.isOfFile ? ScheduleSource::file : ScheduleSource::daemon;
   session.print([&] { return rehearsalText(rehearsal, report, source, view); },
                 [&] { return rehearsalJson(rehearsal, report, source, view); });

@@ -93,7 +93,7 @@ std::string openRunsText(const Status& status, const View& view) {
 }
 
 std::vector<Firing> nextOf(const Status& status, const View& view) {
-  return nextFirings(status.schedules, view.now, kNextShown, view.zone);
+  return nextFirings(status.schedules, view.now(), kNextShown, view.zone);
 }
 
 void addNext(Table* table, const Status& status, const View& view) {
@@ -207,7 +207,7 @@ JsonPtr statusJson(const Status& status, const View& view) {
   const auto ofRun = [&](const Run& each) { return runJson(each, view); };
   return jsonObject(
       {{"answerMicroseconds", status.answerUs},
-       {"switchTime", view.stamp(view.now)},
+       {"switchTime", view.stamp(view.now())},
        {"zone", view.zone.name()},
        {"units", jsonArray(portsByUnit(status), ofUnit)},
        {"ports", statesJson(status)},
@@ -236,7 +236,7 @@ std::string statusText(const Status& status, const View& view) {
   char answer[64];
   snprintf(answer, sizeof answer, "answers, %.1f ms", static_cast<double>(status.answerUs) / 1000);
   line("daemon", answer);
-  line("switch time", view.moment(view.now) + ", " + view.footer);
+  line("switch time", view.moment(view.now()) + ", " + view.footer());
   line("units", unitsText(status));
   line("ports", statesText(status));
   addTroubles(&table, status, view);

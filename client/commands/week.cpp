@@ -91,7 +91,7 @@ int32_t hoursPerCharacter(size_t namesWidth, const Screen& screen) {
 
 std::string heading(const Week& week, int32_t hours, const View& view) {
   const Characters& characters = charactersOf(view.screen);
-  return view.day(week.from) + " to " + view.day(week.until - 1) + ", " + view.footer + "\n" +
+  return view.day(week.from) + " to " + view.day(week.until - 1) + ", " + view.footer() + "\n" +
          characters.on + " on  " + characters.off + " off  " + characters.both + " both  " +
          characters.restart + " restart  blank: not known   each character is " +
          std::to_string(hours) + " h\n";
@@ -154,7 +154,7 @@ JsonPtr weekJson(const Week& week, const View& view) {
 
 TickTime firstDayOf(const std::string& from, const View& view) {
   const std::optional<int64_t> moment =
-      from.empty() ? view.now : parseMoment(from, view.now, view.shownZone);
+      from.empty() ? view.now() : parseMoment(from, view.now(), view.shownZone);
   if (!moment) {
     throw Failure(kExitUsage, "--from: " + inQuotes(from) + " is no day; " + kMomentForms + ".");
   }
@@ -198,7 +198,7 @@ std::string weekText(const Week& week, const View& view) {
   for (const Strip& strip : strips) {
     table.row({view.names.ranges(strip.ifNums), strip.text});
   }
-  const std::string upToNow = week.from < view.now ? kUpToNow : "";
+  const std::string upToNow = week.from < view.now() ? kUpToNow : "";
   return (strips.empty() ? "" : heading(week, hours, view) + table.text(view.screen) + upToNow) +
          unscheduledLine(week, view.names);
 }

@@ -225,7 +225,7 @@ int runWhy(const WhyOptions& given, Session& session) {
   question.timeline =
       portTimeline(question.port, runsAround(session.daemon(), question.port, question.at),
                    schedules, view.systemNow, view.zone);
-  session.print([&] { return whyText(question, view) + view.footer + "\n"; },
+  session.print([&] { return whyText(question, view) + view.footer() + "\n"; },
                 [&] {
                   return whyJson(question,
                                  accountOf(question.timeline, question.at, question.sensor), view);

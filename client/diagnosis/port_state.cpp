@@ -56,7 +56,7 @@ bool isMeantOff(const PoePort& port, const std::vector<Firing>& past, const Port
                 const View& view) {
   const std::optional<SwitchTime> since = offSince(port, past);
   const bool isTaken = since && cause != nullptr && !isScheduledOff(*cause) &&
-                       view.systemNow - cause->at < view.now - *since;
+                       view.systemNow - cause->at < view.now() - *since;
   return since && !isTaken;
 }
 
@@ -65,7 +65,7 @@ bool isMeantOff(const PoePort& port, const std::vector<Firing>& past, const Port
 std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
                                     const std::vector<Run>& runs,
                                     const std::vector<Schedule>& schedules, const View& view) {
-  const std::vector<Firing> past = pastFirings(schedules, view.now, view.zone);
+  const std::vector<Firing> past = pastFirings(schedules, view.now(), view.zone);
   return mapped(ports, [&](const SensorPort& port) {
     if (!port.isOff()) {
       return StatedPort{port, stateOfOn(port), std::nullopt};

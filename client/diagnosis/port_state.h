@@ -2,7 +2,6 @@
 #ifndef QUORIN_CLIENT_DIAGNOSIS_PORT_STATE_H
 #define QUORIN_CLIENT_DIAGNOSIS_PORT_STATE_H
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -11,7 +10,6 @@
 #include "api/requests.h"
 #include "api/view.h"
 #include "client/diagnosis/port_timeline.h"
-#include "forecast/firings.h"
 
 enum class PortState { delivers, searches, offBySchedule, offByRun, offUnexplained, fault };
 constexpr size_t kPortStates = 6;

@@ -3,7 +3,6 @@
 #ifndef QUORIN_CLIENT_DIAGNOSIS_PORT_TIMELINE_H
 #define QUORIN_CLIENT_DIAGNOSIS_PORT_TIMELINE_H
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>

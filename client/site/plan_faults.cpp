@@ -47,7 +47,7 @@ SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file,
   Schedule undated = schedule;
   undated.startDate.assign(nullptr);
   undated.endDate.assign(nullptr);
-  const std::string useless = whyUseless(undated, view.now, view.zone);
+  const std::string useless = whyUseless(undated, view.now(), view.zone);
   if (useless.empty()) {
     return {};
   }

@@ -7,14 +7,12 @@
 #include <memory>
 #include <string>
 
+#include "cli/output.h"
 #include "cli/program.h"
 
 namespace switchsim {
 
 Program makeProgram();
-
-// To stdout, at once. Throws Failure where it cannot be written.
-void print(const std::string& text);
 
 constexpr const char* kPortHelp = "An ifNum such as 5 or a name such as 1/0/5";
 

@@ -4,8 +4,8 @@
 #include <csignal>
 
 #include "api/requests.h"
-#include "base/json.h"
 #include "cli/failure.h"
+#include "cli/json.h"
 #include "cli/text.h"
 #include "cli/times.h"
 #include "switchsim/commands/command.h"
@@ -38,13 +38,13 @@ Zone zoneOf(const Lab& lab) {
 int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
   const auto moment = parseMoment(text, nowMs / kMsPerSec, zone, Toward::future);
   if (!moment) {
-    throw Failure(kExitUsage, "no such time: " + text + "; " + kMomentForms);
+    throw Failure(kExitUsage, "no such time: " + escaped(text) + "; " + kMomentForms);
   }
   return *moment;
 }
 
 void sayTime(const Lab& lab, const Zone& zone) {
-  print("it is " + momentText(lab.nowMs() / kMsPerSec, zone) + "\n");
+  printNow("it is " + momentText(lab.nowMs() / kMsPerSec, zone) + "\n");
 }
 
 std::string quoted(const std::string& text) {
@@ -77,8 +77,8 @@ void runUp(Lab& lab, const LabOptions& given) {
   };
   lab.up(plan);
   sayTime(lab, zone);
-  print("To speak to this lab:  eval \"$(switchsim lab env --dir " + quoted(lab.folder()) +
-        ")\"\n");
+  printNow("To speak to this lab:  eval \"$(switchsim lab env --dir " + quoted(lab.folder()) +
+           ")\"\n");
 }
 
 volatile sig_atomic_t isInterrupted = 0;
@@ -141,34 +141,31 @@ void runShow(Lab& lab, const LabOptions& given) {
   const int64_t now = lab.nowMs() / kMsPerSec;
   const size_t schedules = scheduleCount(lab);
   if (given.json) {
-    JsonObject json;
-    json.text("folder", lab.folder().c_str())
-        .text("time", rfc3339(now, zone).c_str())
-        .number("speed", lab.speed())
-        .text("socket", lab.socketPath().c_str())
-        .number("daemonPid", lab.daemonPid())
-        .number("schedules", static_cast<int64_t>(schedules));
-    const JsonTextPtr text = jsonPrintAndFree(json.take());
-    print(std::string(text.get()) + "\n");
+    printNow(printedJson(jsonObject({{"folder", lab.folder()},
+                                     {"time", rfc3339(now, zone)},
+                                     {"speed", lab.speed()},
+                                     {"socket", lab.socketPath()},
+                                     {"daemonPid", lab.daemonPid()},
+                                     {"schedules", schedules}})));
     return;
   }
-  print("folder   " + lab.folder() + "\ntime     " + momentText(now, zone) + " " +
-        zone.abbreviation(now) + ", speed " + std::to_string(lab.speed()) + "\ndaemon   process " +
-        std::to_string(lab.daemonPid()) + ", " + counted(schedules, "schedule") + "\nsocket   " +
-        lab.socketPath() + "\n");
+  printNow("folder   " + lab.folder() + "\ntime     " + momentText(now, zone) + " " +
+           zone.abbreviation(now) + ", speed " + std::to_string(lab.speed()) +
+           "\ndaemon   process " + std::to_string(lab.daemonPid()) + ", " +
+           counted(schedules, "schedule") + "\nsocket   " + lab.socketPath() + "\n");
 }
 
 void runEnv(Lab& lab, const LabOptions&) {
   lab.requireRunning();
-  print("export QUORIN_POED_LAB=" + quoted(lab.folder()) + "\n");
-  print("export SWITCHSIM_STATE=" + quoted(statePath()) + "\n");
-  print(lab.zone().empty() ? "unset TZ\n" : "export TZ=" + quoted(lab.zone()) + "\n");
+  printNow("export QUORIN_POED_LAB=" + quoted(lab.folder()) + "\n");
+  printNow("export SWITCHSIM_STATE=" + quoted(statePath()) + "\n");
+  printNow(lab.zone().empty() ? "unset TZ\n" : "export TZ=" + quoted(lab.zone()) + "\n");
 }
 
 void runDown(Lab& lab, const LabOptions& given) {
   const bool ran = lab.down(given.clean);
   if (!ran && !given.clean) {
-    print("no lab runs in " + lab.folder() + "\n");
+    printNow("no lab runs in " + lab.folder() + "\n");
   }
 }
 

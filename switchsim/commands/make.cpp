@@ -3,6 +3,7 @@
 #include <cmath>
 #include <iterator>
 
+#include "cli/text.h"
 #include "switchsim/commands/command.h"
 #include "switchsim/switch/switch_state.h"
 #include "switchsim/view/ports_file.h"
@@ -81,7 +82,7 @@ Action defineSet(Arguments& app) {
   const auto given = std::make_shared<PortOptions>();
   app.add("PORT", given->port, kPortHelp).required();
   app.add("MODE", given->value, "on or off").required().oneOf({"on", "off"});
-  return doing([given] { setAdmin(findPort(given->port), given->value == "on"); });
+  return doing([given] { setAdmin(findPort(escaped(given->port)), given->value == "on"); });
 }
 
 Action defineDevice(Arguments& app) {
@@ -94,10 +95,11 @@ Action defineDevice(Arguments& app) {
       "now and then; a number of watts is drawn from the first moment on.");
   app.refuse([given] {
     return deviceOf(given->value) ? ""
-                                  : "\"" + given->value + "\" is no device: it is " + kDeviceWords;
+                                  : inQuotes(given->value) + " is no device: it is " + kDeviceWords;
   });
-  return doing(
-      [given] { setDevice(findPort(given->port), deviceOf(given->value).value_or(Device{})); });
+  return doing([given] {
+    setDevice(findPort(escaped(given->port)), deviceOf(given->value).value_or(Device{}));
+  });
 }
 
 Action definePriority(Arguments& app) {
@@ -111,7 +113,7 @@ Action definePriority(Arguments& app) {
     const auto* name =
         std::find(std::begin(kPriorityNames), std::end(kPriorityNames), given->value);
     const auto code = static_cast<uint32_t>(name - kPriorityNames) + 1;
-    setPriority(findPort(given->port), code);
+    setPriority(findPort(escaped(given->port)), code);
   });
 }
 

@@ -1,4 +1,5 @@
 // fault, server and clock: bad days of the switch OS.
+#include "cli/text.h"
 #include "switchsim/commands/command.h"
 #include "switchsim/view/view.h"
 
@@ -21,7 +22,7 @@ struct ClockOptions {
 
 void listFaults() {
   for (const Fault& fault : viewSwitch().faults) {
-    print(faultText(fault) + "\n");
+    printNow(faultText(fault) + "\n");
   }
 }
 
@@ -31,7 +32,8 @@ std::string faultMistake(const FaultOptions& given) {
     return "";
   }
   if (!clientOperation(given.value)) {
-    return "no operation is called " + given.value + "; there are\n" + clientOperationList();
+    return "no operation is called " + escaped(given.value) + "; there are\n" +
+           clientOperationList();
   }
   const bool doesNothing = given.fault.result == 0 && given.fault.delayMs == 0;
   return doesNothing ? "a fault needs --result other than 0, or --delay-ms, or both" : "";
@@ -42,7 +44,7 @@ std::string clockMistake(const ClockOptions& given) {
     return "--run needs a time to run from";
   }
   if (!given.isWord() && !localSeconds(given.value)) {
-    return "no such time: " + given.value;
+    return "no such time: " + escaped(given.value);
   }
   return given.behindMs != 0 && given.value != "follow" ? "--behind-ms goes with follow" : "";
 }
@@ -58,7 +60,7 @@ void runFault(const FaultOptions& given) {
   }
   Fault fault = given.fault;
   fault.operation = *clientOperation(given.value);
-  fault.ifNum = given.port.empty() ? 0 : findPort(given.port);
+  fault.ifNum = given.port.empty() ? 0 : findPort(escaped(given.port));
   addFault(fault);
 }
 

@@ -27,24 +27,28 @@ struct JournalOptions {
   uint64_t since = 0;
 };
 
-void showOnce(const ShowOptions& given) {
-  const SwitchView view = viewSwitch();
+void show(const SwitchView& view, const ShowOptions& given) {
   const bool redraws = given.isWatching && !given.json && isatty(STDOUT_FILENO) == 1;
   const std::string text = given.json                 ? viewJson(view, given.isWatching)
                            : given.isPanel || redraws ? panelText(view)
                                                       : tableText(view);
-  print(redraws ? redrawn(text, terminalRows(), "enlarge the window") : text);
+  printNow(redraws ? redrawn(text, terminalRows(), "enlarge the window") : text);
+}
+
+std::optional<SwitchView> viewOrWhyNot() try {
+  return viewSwitch();
+} catch (const Failure& failure) {
+  fprintf(stderr, "switchsim: %s\n", failure.what());
+  return std::nullopt;
 }
 
 // While watched, a switch that vanishes is waited for.
 void runShow(const ShowOptions& given) {
-  showOnce(given);
+  show(viewSwitch(), given);
   while (given.isWatching) {
     std::this_thread::sleep_for(kWatchInterval);
-    try {
-      showOnce(given);
-    } catch (const Failure& failure) {
-      fprintf(stderr, "switchsim: %s\n", failure.what());
+    if (const std::optional<SwitchView> view = viewOrWhyNot()) {
+      show(*view, given);
     }
   }
 }
@@ -53,7 +57,7 @@ void runShow(const ShowOptions& given) {
 // start again.
 [[noreturn]] void followJournal(uint64_t seq, bool json) {
   if (!json) {
-    print(journalHeading());
+    printNow(journalHeading());
   }
 
   for (;;) {
@@ -66,7 +70,7 @@ void runShow(const ShowOptions& given) {
       seq = entry.seq;
     }
     if (!text.empty()) {
-      print(text);
+      printNow(text);
     }
     std::this_thread::sleep_for(kFollowInterval);
   }
@@ -84,7 +88,7 @@ void runJournal(const JournalOptions& given) {
     text += given.json ? "" : journalLine(entry);
   }
 
-  print(text);
+  printNow(text);
 }
 
 }  // namespace

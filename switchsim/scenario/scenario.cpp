@@ -37,7 +37,7 @@ void require(bool isSo, const std::string& mistake) {
 
 int64_t durationMs(const std::string& text, const std::string& word, const char* examples) {
   const std::optional<int64_t> duration = parseDurationMs(text);
-  require(duration.has_value(), word + " is no duration such as " + examples);
+  require(duration.has_value(), escaped(word) + " is no duration such as " + examples);
   return *duration;
 }
 
@@ -70,8 +70,9 @@ Expectation readExpectation(const Words& words) {
           "what is expected is written expect PORT STATE [within DURATION]");
   const std::vector<std::string> known = states();
   require(std::find(known.begin(), known.end(), words[2]) != known.end(),
-          words[2] + " is no state of a port; there are " + joined(known, ", "));
-  return {words[1], words[2], words.size() == 5 ? durationMs(words[4], words[4], "10s") : 0};
+          escaped(words[2]) + " is no state of a port; there are " + joined(known, ", "));
+  return {escaped(words[1]), words[2],
+          words.size() == 5 ? durationMs(words[4], words[4], "10s") : 0};
 }
 
 void readEvent(Words words, const CommandReader& readCommand, Event* event) {
@@ -85,7 +86,7 @@ void readEvent(Words words, const CommandReader& readCommand, Event* event) {
   }
   const Words known(std::begin(kEventCommands), std::end(kEventCommands));
   require(std::find(known.begin(), known.end(), words[0]) != known.end(),
-          words[0] + " is no event; there are expect, " + joined(known, ", "));
+          escaped(words[0]) + " is no event; there are expect, " + joined(known, ", "));
   event->setsClock = words[0] == "clock";
   event->action = readCommand(words);
 }

@@ -6,6 +6,7 @@
 #include "base/sleep.h"
 #include "cli/failure.h"
 #include "cli/lab_clock.h"
+#include "cli/output.h"
 #include "cli/times.h"
 #include "switchsim/switch/shared_state.h"
 #include "switchsim/view/view.h"
@@ -30,8 +31,9 @@ int64_t nextAt(int64_t fromSec, int64_t secondOfDay) {
 }
 
 void echo(const Event& event) {
-  printf("%-19s  %s\n", viewSwitch().clock.time.c_str(), event.text.c_str());
-  fflush(stdout);
+  char time[32];
+  snprintf(time, sizeof time, "%-19s  ", viewSwitch().clock.time.c_str());
+  printNow(time + event.text + "\n");
 }
 
 }  // namespace

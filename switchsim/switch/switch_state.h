@@ -6,7 +6,8 @@
 // functions may be called from any thread of any process; each takes the lock inside the file for
 // its own duration, and the lock of a killed process is recovered.
 //
-// All throw Failure where there is not a switch or no such port; nothing is changed then.
+// Where there is not a switch or no such port, what changes the switch or finds and views a port
+// throws Failure, and nothing is changed; what reads the journal tells of nothing.
 #ifndef QUORIN_SWITCHSIM_SWITCH_SWITCH_STATE_H
 #define QUORIN_SWITCHSIM_SWITCH_SWITCH_STATE_H
 
@@ -141,8 +142,8 @@ void createSwitch(const std::vector<PortRecord>& ports, uint32_t budgetMw, bool 
 
 SwitchView viewSwitch();
 PortView portView(uint32_t ifNum);
-// The port that a person means by its ifNum (5) or its name in either form (1/0/5; 0/5 where only
-// one unit has such a port).
+// Of escaped text: the port that a person means by its ifNum (5) or its name in either form (1/0/5;
+// 0/5 where only one unit has such a port).
 uint32_t findPort(const std::string& text);
 
 // Switches the port as the switch's own CLI would. It is journalled as "cliSet".

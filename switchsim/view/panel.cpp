@@ -44,8 +44,7 @@ std::string cell(const PortView* port) {
   }
   char text[16] = {characterOf(*port)};
   if (port->powerMw != 0) {
-    snprintf(text + 1, sizeof(text) - 1, "%2u.%u", port->powerMw / 1000,
-             port->powerMw % 1000 / 100);
+    snprintf(text + 1, sizeof(text) - 1, "%4.1f", port->powerMw / 1000.0);
   }
   return text;
 }

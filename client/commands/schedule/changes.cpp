@@ -36,17 +36,17 @@ std::string changeLine(const ScheduleChange& change, const View& view) {
   if (strcmp(change.verb, "deleted") == 0) {
     return line + "\n";
   }
-  const std::optional<Firing> next = nextFiring(schedule, view.now, view.zone);
+  const std::optional<Firing> next = nextFiring(schedule, view.now(), view.zone);
   line += ": " + escaped(actionText(schedule)) + " " + escaped(daysText(schedule)) + ", " +
           view.names.ranges(schedule.ifNums) + "; ";
-  if (isAllDayDue(schedule, view.now, view.zone)) {
+  if (isAllDayDue(schedule, view.now(), view.zone)) {
     line += std::string(schedule.type == ScheduleType::powerOn ? "on" : "off") +
             " within a minute, if it was not today; ";
   }
   return line +
          (next ? std::string("next ") + actText(next->act) + " " + view.near(next->at) + ", in " +
-                     secondsText(next->at - view.now)
-               : "never: " + escaped(whyNever(schedule, view.now, view.zone))) +
+                     secondsText(next->at - view.now())
+               : "never: " + escaped(whyNever(schedule, view.now(), view.zone))) +
          "\n";
 }
 

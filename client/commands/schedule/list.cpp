@@ -18,11 +18,11 @@ struct ScheduleRow {
 };
 
 ScheduleRow rowOf(const Schedule& schedule, const View& view) {
-  return {schedule, nextFiring(schedule, view.now, view.zone)};
+  return {schedule, nextFiring(schedule, view.now(), view.zone)};
 }
 
 std::string whyNeverOf(const ScheduleRow& row, const View& view) {
-  return row.next ? "" : whyNever(row.schedule, view.now, view.zone);
+  return row.next ? "" : whyNever(row.schedule, view.now(), view.zone);
 }
 
 Cell nextCell(const ScheduleRow& row, const View& view) {
@@ -45,7 +45,7 @@ Fields<ScheduleRow> columnsOf(const View& view) {
   fields.column({"DAYS"}, [](Row row) { return daysText(row.schedule); });
   fields.column({"NEXT"}, [&](Row row) { return nextCell(row, view); });
   fields.column({"LEFT"},
-                [&](Row row) { return row.next ? secondsText(row.next->at - view.now) : ""; });
+                [&](Row row) { return row.next ? secondsText(row.next->at - view.now()) : ""; });
   return fields;
 }
 
@@ -90,7 +90,7 @@ std::string schedulesText(const std::vector<Schedule>& schedules,
     table.row(fields.cells(rowOf(schedules[i], view)));
     addNotes(warnings[i], &table);
   }
-  return table.text(view.screen) + counted(schedules.size(), "schedule") + ", " + view.footer +
+  return table.text(view.screen) + counted(schedules.size(), "schedule") + ", " + view.footer() +
          "\n";
 }
 

@@ -7,12 +7,12 @@
 namespace {
 
 std::string nextLine(const Schedule& schedule, const View& view) {
-  const std::optional<Firing> next = nextFiring(schedule, view.now, view.zone);
+  const std::optional<Firing> next = nextFiring(schedule, view.now(), view.zone);
   if (!next) {
-    return "never: " + whyNever(schedule, view.now, view.zone);
+    return "never: " + whyNever(schedule, view.now(), view.zone);
   }
   return std::string(actText(next->act)) + " " + view.near(next->at) + ", in " +
-         secondsText(next->at - view.now);
+         secondsText(next->at - view.now());
 }
 
 std::string paceText(const Schedule& schedule) {
@@ -37,7 +37,7 @@ std::string scheduleText(const Schedule& schedule, const View& view) {
   line("ports", view.names.ranges(schedule.ifNums));
   line("switched", paceText(schedule));
   line("next", nextLine(schedule, view));
-  return table.text(view.screen) + view.footer + "\n";
+  return table.text(view.screen) + view.footer() + "\n";
 }
 
 int runScheduleShow(const std::string& id, Session& session) {

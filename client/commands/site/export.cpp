@@ -1,5 +1,6 @@
 // export: schedules and boot delays as a document.
 #include <algorithm>
+#include <set>
 
 #include "api/site_document.h"
 #include "cli/files.h"
