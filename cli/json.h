@@ -56,6 +56,7 @@ JsonPtr jsonArrayOf(std::vector<JsonPtr> elements);
 template <typename Elements, typename Make>
 JsonPtr jsonArray(const Elements& elements, const Make& make) {
   std::vector<JsonPtr> made;
+  made.reserve(elements.size());
   for (const auto& element : elements) {
     made.push_back(JsonValue(make(element)).take());
   }
