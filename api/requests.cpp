@@ -6,6 +6,7 @@
 
 #include "cli/failure.h"
 #include "cli/json.h"
+#include "rules/schedule_json.h"
 
 namespace {
 
@@ -36,6 +37,10 @@ std::optional<Run> askPortsOfRun(Daemon& daemon, const Run& listed,
     throw;
   }
   return std::nullopt;
+}
+
+JsonPtr idParams(const Schedule& schedule) {
+  return jsonObject({{"unit", schedule.unit}, {"scheduleId", schedule.scheduleId}});
 }
 
 }  // namespace
@@ -110,4 +115,21 @@ BootDelay askBootDelay(Daemon& daemon, int32_t unit) {
 
 void setBootDelay(Daemon& daemon, const BootDelay& bootDelay) {
   (void)daemon.ask("bootdelay.set", bootDelayJson(bootDelay));
+}
+
+Schedule createSchedule(Daemon& daemon, const Schedule& schedule) {
+  const JsonPtr result =
+      daemon.ask("schedule.create",
+                 jsonObject({{"unit", schedule.unit}, {"schedule", scheduleToJson(schedule)}}));
+  return readSchedule(result.get(), schedule.unit);
+}
+
+Schedule updateSchedule(Daemon& daemon, const Schedule& schedule) {
+  const JsonPtr result = daemon.ask(
+      "schedule.update", jsonObject(idParams(schedule), {{"schedule", scheduleToJson(schedule)}}));
+  return readSchedule(result.get(), schedule.unit);
+}
+
+void deleteSchedule(Daemon& daemon, const Schedule& schedule) {
+  (void)daemon.ask("schedule.delete", idParams(schedule));
 }

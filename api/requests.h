@@ -23,6 +23,11 @@ std::vector<Run> askRunsOfPorts(Daemon& daemon, const std::vector<Run>& runs,
 BootDelay askBootDelay(Daemon& daemon, int32_t unit);
 void setBootDelay(Daemon& daemon, const BootDelay& bootDelay);
 
+// What comes back is the schedule as the daemon stored it.
+Schedule createSchedule(Daemon& daemon, const Schedule& schedule);
+Schedule updateSchedule(Daemon& daemon, const Schedule& schedule);  // that of its id
+void deleteSchedule(Daemon& daemon, const Schedule& schedule);
+
 // What ask, which gives a vector, tells of each of the units, one after the other.
 template <typename Units, typename Ask>
 auto ofUnits(const Units& units, const Ask& ask) {

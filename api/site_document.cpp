@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 #include <set>
 
 #include "api/schedule_keys.h"
@@ -24,8 +23,7 @@ using Keys = std::vector<ScheduleKey>;
 Keys fileScheduleKeys() {
   Keys keys{{"unit", isJsonNumber, "a number", true},
             {"portNames", isJsonArray, "names in brackets", true}};
-  std::copy_if(scheduleKeys().begin(), scheduleKeys().end(), std::back_inserter(keys),
-               [](const ScheduleKey& key) { return key.isStored; });
+  keys.insert(keys.end(), scheduleKeys().begin(), scheduleKeys().end());
   return keys;
 }
 
@@ -113,6 +111,7 @@ void readFileSchedules(const cJSON* array, SiteFile* file, std::vector<SiteFault
     Schedule schedule;
     const int32_t code = scheduleFromJson(object, &schedule);
     schedule.unit = jsonInt32Member(object, "unit", 0);
+    schedule.scheduleId = jsonInt64Member(object, "scheduleId", 0);
     std::string fault = contentFault(object, schedule, code);
     if (fault.empty() && !taken.insert({schedule.unit, schedule.name.c_str()}).second) {
       fault = "its unit has another one of that name";
@@ -163,9 +162,9 @@ void readFileBootDelays(const cJSON* array, SiteFile* file, std::vector<SiteFaul
 
 }  // namespace
 
-JsonPtr siteDocument(const SiteConfig& config, const PortNames& names) {
-  const auto ofSchedule = [&names](const Schedule& schedule) {
-    return scheduleMembers(schedule, ScheduleMembers::stored, names);
+JsonPtr siteDocument(const SiteConfig& config, ScheduleMembers members, const PortNames& names) {
+  const auto ofSchedule = [&](const Schedule& schedule) {
+    return scheduleMembers(schedule, members, names);
   };
   return jsonObject({{"format", kSiteFormat},
                      {"schedules", jsonArray(config.schedules, ofSchedule)},

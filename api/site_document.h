@@ -9,13 +9,15 @@
 
 #include "api/port_names.h"
 #include "api/records.h"
+#include "api/schedule_keys.h"
 #include "cli/failure.h"
 
 constexpr int32_t kSiteFormat = 1;
 
 // What an export holds.
 struct SiteConfig {
-  std::vector<Schedule> schedules;  // in the order of their ids, by which the daemon works
+  std::vector<Schedule> schedules;  // in the order of their ids, by which the daemon works; of a
+                                    // file they have the ids that it tells, or 0
   std::vector<BootDelay> bootDelays;
 };
 
@@ -25,8 +27,8 @@ struct SiteFile {
 };
 
 // {"format": 1, "schedules": [...], "bootDelays": [...]}. A schedule has "unit", the daemon's keys
-// as far as they are stored, and "portNames"; absent values are null.
-JsonPtr siteDocument(const SiteConfig& config, const PortNames& names);
+// (an export those that are stored), and "portNames"; absent values are null.
+JsonPtr siteDocument(const SiteConfig& config, ScheduleMembers members, const PortNames& names);
 
 // The file's own name of a port; empty where it has none.
 std::string nameIn(const SiteFile& file, uint32_t ifNum);

@@ -1,18 +1,10 @@
 #include "forecast/mode_walk.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
 
 constexpr int64_t kSecPerMin = 60;
-// A dark time may differ so much from the planned one: the lab's clock runs fast, so that a moment
-// of this system is seconds there. The difference grows with the dark time, and with each pause
-// between ports.
-constexpr int64_t kMaxJitterSec = 15;
-constexpr int64_t kMaxJitterParts = 10;  // a tenth of the dark time
-constexpr int64_t kMaxJitterSecPerPause = 3;
-
 // Of a schedule one window is open at most: that which began last.
 void noteFiring(const Firing& firing, const Zone& zone, std::vector<Window>* windows) {
   if (firing.act == Act::restart) {
@@ -26,13 +18,21 @@ void noteFiring(const Firing& firing, const Zone& zone, std::vector<Window>* win
   }
 }
 
+// Whether a window that is open at the instant wants the port on, or off.
+bool isWanted(const std::vector<Window>& windows, bool isOn, SwitchTime at) {
+  return std::any_of(windows.begin(), windows.end(), [isOn, at](const Window& each) {
+    return (each.act == Act::on) == isOn && each.until > at;
+  });
+}
+
 }  // namespace
 
 int64_t minuteOf(int64_t instant) {
   return instant / kSecPerMin;
 }
 
-ModeWalk::ModeWalk(const Rehearsal& rehearsal, const Zone& zone) : zone_(zone) {
+ModeWalk::ModeWalk(const Rehearsal& rehearsal, const Zone& zone)
+    : zone_(zone), until_(rehearsal.until) {
   const std::vector<Firing> earlier =
       pastFirings(rehearsal.schedules, SwitchTime(rehearsal.from - 1), zone);
   for (const SensorPort& sensor : rehearsal.before) {
@@ -43,6 +43,7 @@ ModeWalk::ModeWalk(const Rehearsal& rehearsal, const Zone& zone) : zone_(zone) {
       noteFiring(each, zone, &port.windows);
       port.dark.schedule = each.act == Act::off ? each.schedule : port.dark.schedule;
     }
+    port.beganInWindow = isWanted(port.windows, port.isOn, rehearsal.from);
   }
 }
 
@@ -64,6 +65,11 @@ void ModeWalk::pass(const JournalAct& act, const PlannedAct* cause) {
     noteUndoing(act, cause, &port);
     switchOn(act, cause, &port);
   }
+}
+
+bool ModeWalk::isInWindow(const PoePort& port) const {
+  const PortState& state = ports_.at(port);
+  return state.beganInWindow || isWanted(state.windows, state.isOn, until_);
 }
 
 std::vector<Undoing> ModeWalk::undoings() const {
@@ -130,15 +136,6 @@ void ModeWalk::switchOff(const JournalAct& act, const PlannedAct* cause, PortSta
   port->restart = isRestart ? cause : nullptr;
 }
 
-// As it was meant, where a lab's clock makes the difference.
-int64_t ModeWalk::darkOf(const PortState& port, const JournalAct& back, const PlannedAct& cause) {
-  const int64_t meant = cause.at - cause.firing.at;
-  const int64_t was = back.at - port.dark.from;
-  const int64_t maxJitter =
-      kMaxJitterSec + meant / kMaxJitterParts + kMaxJitterSecPerPause * cause.pauses;
-  return std::abs(was - meant) <= maxJitter ? meant : was;
-}
-
 // A restart that switches on what it has switched off is one change.
 void ModeWalk::switchOn(const JournalAct& act, const PlannedAct* cause, PortState* port) {
   port->isOn = true;
@@ -146,7 +143,7 @@ void ModeWalk::switchOn(const JournalAct& act, const PlannedAct* cause, PortStat
   dark_.push_back(port->dark);
   if (endsRestart(cause, *port)) {
     std::optional<int64_t>& darkSec = changes_[port->change].darkSec;
-    darkSec = std::max(darkSec.value_or(0), darkOf(*port, act, *cause));
+    darkSec = std::max(darkSec.value_or(0), act.at - port->dark.from);
   } else {
     changeOf(act, cause, Act::on);
   }

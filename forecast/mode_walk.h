@@ -51,6 +51,9 @@ class ModeWalk {
 
   const std::vector<PortChange>& changes() const { return changes_; }
   bool isOnInTheEnd(const PoePort& port) const { return ports_.at(port).isOn; }
+  // Whether a window that was open at the beginning, or is at the end, has the port as it was or
+  // is: its mode then is no surprise.
+  bool isInWindow(const PoePort& port) const;
   // Leaves out those that were put right again before the window's end.
   std::vector<Undoing> undoings() const;
   // Also those that have not ended.
@@ -59,6 +62,7 @@ class ModeWalk {
  private:
   struct PortState {
     bool isOn = true;
+    bool beganInWindow = false;
     DarkStretch dark;                     // while it is off
     const PlannedAct* restart = nullptr;  // that switched it off
     size_t change = 0;                    // of that restart
@@ -67,13 +71,13 @@ class ModeWalk {
   };
 
   static bool endsRestart(const PlannedAct* cause, const PortState& port);
-  static int64_t darkOf(const PortState& port, const JournalAct& back, const PlannedAct& cause);
   static void noteUndoing(const JournalAct& act, const PlannedAct* cause, PortState* port);
   void switchOff(const JournalAct& act, const PlannedAct* cause, PortState* port);
   void switchOn(const JournalAct& act, const PlannedAct* cause, PortState* port);
   size_t changeOf(const JournalAct& act, const PlannedAct* cause, Act shown);
 
   const Zone& zone_;
+  const SwitchTime until_;
   std::map<PoePort, PortState> ports_;
   std::vector<PortChange> changes_;
   std::map<std::tuple<int64_t, int32_t, const Schedule*, bool, bool, Act>, size_t> places_;

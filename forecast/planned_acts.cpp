@@ -1,15 +1,19 @@
 #include "forecast/planned_acts.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 
 namespace {
 
-// An all-day schedule that is due already is carried out at once.
+constexpr int64_t kLongestWorkSec = int64_t{24} * 3600;
+
+// A daemon that starts carries out at once what all-day schedules want of that day; another one has
+// done so already. What it began before may go on.
 std::vector<Firing> firingsOf(const Rehearsal& rehearsal, const Zone& zone) {
   std::vector<Firing> all;
   for (const Schedule& schedule : rehearsal.schedules) {
-    if (!isAllDayDue(schedule, rehearsal.from, zone)) {
+    if (!rehearsal.withBoot || !isAllDayDue(schedule, rehearsal.from, zone)) {
       continue;
     }
     Firing firing = firingsOn(schedule, zone.tickAt(rehearsal.from), zone).front();
@@ -18,9 +22,11 @@ std::vector<Firing> firingsOf(const Rehearsal& rehearsal, const Zone& zone) {
       all.push_back(firing);
     }
   }
-  const std::vector<Firing> later = firingsWithin(
-      rehearsal.schedules, SwitchTime(rehearsal.from - 1), SwitchTime(rehearsal.until - 1), zone);
-  all.insert(all.end(), later.begin(), later.end());
+  const int64_t before = rehearsal.withBoot ? 0 : kLongestWorkSec;
+  const std::vector<Firing> timed =
+      firingsWithin(rehearsal.schedules, SwitchTime(rehearsal.from - 1 - before),
+                    SwitchTime(rehearsal.until - 1), zone);
+  all.insert(all.end(), timed.begin(), timed.end());
   return all;
 }
 
@@ -70,6 +76,9 @@ std::vector<PlannedAct> plannedActs(const Rehearsal& rehearsal, const Zone& zone
   for (const Firing& each : firingsOf(rehearsal, zone)) {
     planFiring(each, &all);
   }
+  all.erase(std::remove_if(all.begin(), all.end(),
+                           [&](const PlannedAct& each) { return each.at < rehearsal.from; }),
+            all.end());
   return all;
 }
 

@@ -1,7 +1,5 @@
 #include "forecast/rehearsal.h"
 
-#include <cjson/cJSON.h>
-
 #include <algorithm>
 #include <cstdlib>
 
@@ -12,8 +10,6 @@
 #include "rules/run_words.h"
 
 namespace {
-
-constexpr int64_t kMsPerSec = 1000;
 
 // Findings of one kind: those that differ in their ports only become one, and then those that
 // differ in their time only.
@@ -105,7 +101,7 @@ Findings endFindings(const Rehearsal& rehearsal, const ModeWalk& walk) {
   Findings findings(FindingKind::otherEnd);
   const std::vector<PortChange>& changes = walk.changes();
   for (const SensorPort& before : rehearsal.before) {
-    if (walk.isOnInTheEnd(before) == before.isOn()) {
+    if (walk.isOnInTheEnd(before) == before.isOn() || walk.isInWindow(before)) {
       continue;
     }
     Finding finding;
@@ -198,7 +194,7 @@ Findings notDoneFindings(const Rehearsal& rehearsal, const std::vector<PlannedAc
   return findings;
 }
 
-// The lab's clock may run a moment beyond the end.
+// After the end the lab goes on until restarts have ended.
 bool isTooLate(const JournalAct& act, const PlannedAct* cause, const Rehearsal& rehearsal) {
   return act.at >= rehearsal.until && (cause == nullptr || !cause->isSecondHalf);
 }
@@ -226,45 +222,17 @@ bool holdsBack(const Run& run, const SensorPort& sensor) {
          port->status == PortStatus::pending;
 }
 
-JournalAct readAct(const cJSON* entry) {
-  JournalAct act;
-  act.at = SwitchTime(jsonInt64Member(entry, "timeMs", 0) / kMsPerSec);
-  act.port = {jsonInt32Member(entry, "unit", 0),
-              static_cast<uint32_t>(jsonInt32Member(entry, "ifNum", 0))};
-  act.act = jsonInt32Member(entry, "value", 0) != 0 ? Act::on : Act::off;
-  act.isRefused = jsonInt32Member(entry, "result", 0) != 0;
-  return act;
-}
-
 }  // namespace
 
-std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
-                                   const std::vector<Firing>& firings) {
+std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports,
+                                   const std::vector<Run>& openRuns) {
   for (SensorPort& port : ports) {
     const auto holdsPort = [&port](const Run& run) { return holdsBack(run, port); };
     if (std::any_of(openRuns.begin(), openRuns.end(), holdsPort)) {
       port.adminMode = modeWord(true);
     }
-    for (const Firing& firing : courseOf(port, firings)) {
-      if (firing.act != Act::restart) {
-        port.adminMode = modeWord(firing.act == Act::on);
-      }
-    }
   }
   return ports;
-}
-
-std::vector<JournalAct> readJournal(const cJSON* journal, int64_t* last) {
-  std::vector<JournalAct> acts;
-  const cJSON* entry = nullptr;
-  cJSON_ArrayForEach(entry, jsonMember(journal, "entries")) {
-    acts.push_back(readAct(entry));
-    if (textIn(entry, "op") == "openapiPoePsePortReset") {
-      acts.back().act = Act::restart;
-    }
-    *last = std::max(*last, jsonInt64Member(entry, "seq", 0));
-  }
-  return acts;
 }
 
 RehearsalReport judgeRehearsal(const Rehearsal& rehearsal, const Zone& zone) {

@@ -13,10 +13,9 @@
 #include "api/records.h"
 #include "forecast/firings.h"
 
-// The ports with the modes that they will have when the open runs have ended and the firings have
-// been carried out. An open restart, reset or boot delay switches its ports on again.
-std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns,
-                                   const std::vector<Firing>& firings);
+// The ports with the modes that they will have when the open runs have ended: an open restart,
+// reset or boot delay switches its ports on again.
+std::vector<SensorPort> portsAfter(std::vector<SensorPort> ports, const std::vector<Run>& openRuns);
 
 // One act on a port, from the switch's journal.
 struct JournalAct {
@@ -26,16 +25,13 @@ struct JournalAct {
   bool isRefused = false;
 };
 
-// Those of the switch's journal (`switchsim journal --json`), oldest first. *last becomes the
-// number of the newest entry, and stays as it is where there is none.
-std::vector<JournalAct> readJournal(const cJSON* journal, int64_t* last);
-
 struct Rehearsal {
   SwitchTime from;   // the first minute in which schedules may act; with boot delays also the
                      // moment at which the switch starts
   SwitchTime until;  // the end of the last minute
   std::vector<Schedule> schedules;
-  std::vector<BootDelay> bootDelays;  // those that hold ports back at the beginning
+  bool withBoot = false;              // the switch starts at the beginning
+  std::vector<BootDelay> bootDelays;  // those that hold ports back then
   std::vector<SensorPort> before;     // as they are when it begins
   std::vector<JournalAct>
       acts;               // oldest first; those after the end count as far as they end restarts

@@ -18,6 +18,8 @@ std::vector<Command> commands() {
   };
   const std::vector<Command> lab = labCommands();
   all.insert(all.end(), lab.begin(), lab.end());
+  all.push_back(
+      {"rehearse", "Try days of schedules in a lab, before they go live", defineRehearse});
   all.push_back({"play", "Play a scenario: events and expectations, one a line", definePlay});
   return all;
 }

@@ -79,7 +79,7 @@ A power_off 08:00 18:00;B restart 10:00;C power_off 12:00 20:00|-08 -10 +10 -12 
                                   "3 on 10;4 on 18")) {
     SensorPort port;
     std::tie(port.unit, port.ifNum, port.adminMode) = std::tuple(1, 1, "enable");
-    Rehearsal rehearsal{{}, SwitchTime(86400), schedulesOf(row[0]), {}, {port}, {}, {}};
+    Rehearsal rehearsal{{}, SwitchTime(86400), schedulesOf(row[0]), false, {}, {port}, {}, {}};
     for (const std::string& act : splitAt(row[1], ' ')) {
       const SwitchTime at(std::stoi(act.substr(1)) * 3600);
       rehearsal.acts.push_back({at, {1, 1}, act[0] == '+' ? Act::on : Act::off, false});

@@ -23,6 +23,7 @@ Action defineFault(Arguments& app);
 Action defineJournal(Arguments& app);
 Action definePlay(Arguments& app);
 Action definePriority(Arguments& app);
+Action defineRehearse(Arguments& app);
 Action defineServer(Arguments& app);
 Action defineSet(Arguments& app);
 Action defineShow(Arguments& app);

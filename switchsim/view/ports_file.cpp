@@ -157,7 +157,9 @@ void nameRest(std::vector<PortRecord>* ports) {
   }
 }
 
-std::vector<PortRecord> readPorts(const cJSON* document) {
+}  // namespace
+
+std::vector<PortRecord> portsOfDocument(const cJSON* document) {
   const cJSON* array = jsonMember(document, "ports");
   if (!cJSON_IsArray(array)) {
     refuse("there is no array \"ports\", as `quorin_poectl ports --json` prints it");
@@ -186,12 +188,10 @@ std::vector<PortRecord> readPorts(const cJSON* document) {
   return ports;
 }
 
-}  // namespace
-
 std::vector<PortRecord> readPortsFile(const std::string& path) {
   const std::string text = readWholeFile(path);
   try {
-    return readPorts(parse(text).get());
+    return portsOfDocument(parse(text).get());
   } catch (const Failure& failure) {
     throw Failure(failure.status(), (path == "-" ? "stdin" : path) + ": " + failure.what());
   }

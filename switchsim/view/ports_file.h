@@ -2,6 +2,10 @@
 #ifndef QUORIN_SWITCHSIM_VIEW_PORTS_FILE_H
 #define QUORIN_SWITCHSIM_VIEW_PORTS_FILE_H
 
+#include <string>
+#include <vector>
+
+#include "base/json.h"
 #include "switchsim/switch/shared_state.h"
 
 namespace switchsim {
@@ -12,6 +16,9 @@ namespace switchsim {
 // port whose name is not known gets one that is free. Throws Failure, which says what is wrong and
 // where.
 std::vector<PortRecord> readPortsFile(const std::string& path);
+
+// The same of the member "ports" of a document.
+std::vector<PortRecord> portsOfDocument(const cJSON* document);
 
 }  // namespace switchsim
 

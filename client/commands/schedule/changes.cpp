@@ -10,13 +10,8 @@
 #include "client/commands/schedule/check.h"
 #include "client/commands/schedule/schedules.h"
 #include "forecast/firings.h"
-#include "rules/schedule_json.h"
 
 namespace {
-
-JsonPtr idParams(const Schedule& schedule) {
-  return jsonObject({{"unit", schedule.unit}, {"scheduleId", schedule.scheduleId}});
-}
 
 bool isOpenWindowOf(const Run& run, const Schedule& schedule) {
   return run.scheduleId == schedule.scheduleId && run.scheduleType != ScheduleType::restart;
@@ -79,23 +74,6 @@ void warnAfter(const std::vector<Schedule>& changed, const View& view, Session& 
 }
 
 }  // namespace
-
-Schedule createSchedule(Daemon& daemon, const Schedule& schedule) {
-  const JsonPtr result =
-      daemon.ask("schedule.create",
-                 jsonObject({{"unit", schedule.unit}, {"schedule", scheduleToJson(schedule)}}));
-  return readSchedule(result.get(), schedule.unit);
-}
-
-Schedule updateSchedule(Daemon& daemon, const Schedule& schedule) {
-  const JsonPtr result = daemon.ask(
-      "schedule.update", jsonObject(idParams(schedule), {{"schedule", scheduleToJson(schedule)}}));
-  return readSchedule(result.get(), schedule.unit);
-}
-
-void deleteSchedule(Daemon& daemon, const Schedule& schedule) {
-  (void)daemon.ask("schedule.delete", idParams(schedule));
-}
 
 std::string scheduleTitle(const Schedule& schedule) {
   return std::to_string(schedule.scheduleId) + " " + inQuotes(schedule.name.c_str()) + " of unit " +

@@ -1,4 +1,4 @@
-// Changing schedules: the requests, what to ask before, what to tell after.
+// Changing schedules: what to ask before, what to tell after.
 #ifndef QUORIN_CLIENT_COMMANDS_SCHEDULE_CHANGES_H
 #define QUORIN_CLIENT_COMMANDS_SCHEDULE_CHANGES_H
 
@@ -8,11 +8,6 @@
 
 #include "api/records.h"
 #include "client/session.h"
-
-// Requests. What comes back is the schedule as the daemon stored it. Throw what Daemon::ask throws.
-Schedule createSchedule(Daemon& daemon, const Schedule& schedule);
-Schedule updateSchedule(Daemon& daemon, const Schedule& schedule);  // that of its id
-void deleteSchedule(Daemon& daemon, const Schedule& schedule);
 
 // `3 "night" of unit 1`, escaped.
 std::string scheduleTitle(const Schedule& schedule);

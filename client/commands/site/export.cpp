@@ -23,7 +23,8 @@ int runExport(const std::string& path, Session& session) {
   SiteConfig config = askSiteConfig(session);
   leaveOutAbsentUnits(session.unitsWithPorts(), &config.bootDelays);
   // On several lines always: such files are compared.
-  const std::string text = printedJson(siteDocument(config, session.names()), JsonForm::indented);
+  const std::string text = printedJson(
+      siteDocument(config, ScheduleMembers::stored, session.names()), JsonForm::indented);
   if (path.empty() || path == "-") {
     session.output().print(text);
     return kExitDone;
