@@ -13,6 +13,7 @@
 #include "base/unique_fd.h"
 #include "cli/failure.h"
 #include "cli/files.h"
+#include "cli/lab_clock.h"
 #include "cli/text.h"
 #include "cli/times.h"
 
@@ -75,6 +76,12 @@ class Patience {
     return std::clamp<int64_t>(endMs - elapsedMs, 0, kMaxPollMs);
   }
   void notice() const {
+    if (method_.rfind("schedule.", 0) == 0 && !labFolder().empty() && systemSpeed() == 0) {
+      throw Failure(kExitTimedOut,
+                    std::string("the lab stands in the middle of a sweep, and ") +
+                        (isChange(method_) ? "this is done" : "the answer comes") +
+                        " once it goes on: switchsim lab at TIME, or switchsim lab speed 1");
+    }
     if (method_.rfind("schedule.", 0) == 0 && say_) {
       say_("waiting: the daemon is switching ports of a schedule");
     }

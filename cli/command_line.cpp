@@ -31,8 +31,15 @@ Argument Argument::range(uint32_t least, uint32_t most) const {
   return *this;
 }
 
+// CLI11's own check would tell the bounds with six decimals.
 Argument Argument::range(double least, double most) const {
-  option_->check(CLI::Range(least, most));
+  option_->check([least, most](const std::string& text) {
+    const double value = strtod(text.c_str(), nullptr);
+    std::ostringstream fault;
+    fault.precision(12);
+    fault << "Value " << text << " not in range " << least << " to " << most;
+    return value >= least && value <= most ? "" : fault.str();
+  });
   return *this;
 }
 

@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -46,14 +47,23 @@ size_t terminalRows() {
   return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
 }
 
-std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll) {
+std::string redrawn(const std::string& text, size_t rows, size_t columns, const char* toSeeAll) {
   constexpr const char* kClearScreen = "\033[H\033[J";
   std::vector<std::string> lines = splitAt(text, '\n');
-  lines.pop_back();                       // behind the last line's end
-  if (rows < 3 || lines.size() < rows) {  // the cursor takes a row
+  lines.pop_back();  // behind the last line's end
+  const auto rowsOf = [columns](const std::string& line) {
+    return columns == 0 ? 1 : std::max<size_t>((displayWidth(line) + columns - 1) / columns, 1);
+  };
+  size_t shown = 0;
+  size_t used = 0;
+  while (shown < lines.size() && used + rowsOf(lines[shown]) + 2 <= rows) {
+    used += rowsOf(lines[shown++]);
+  }
+  // The cursor takes a row, and so does the last line where something is left out.
+  const bool fitsWhole = shown + 1 == lines.size() && used + rowsOf(lines[shown]) + 1 <= rows;
+  if (rows < 3 || shown == lines.size() || fitsWhole) {
     return kClearScreen + text;
   }
-  const size_t shown = rows - 2;
   const std::string rest = counted(lines.size() - shown, "more line") + ": " + toSeeAll;
   lines.resize(shown);
   return kClearScreen + joined(lines, "\n") + "\n" + rest + "\n";

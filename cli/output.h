@@ -15,10 +15,10 @@ Screen screenOfStdout(ColorMode mode);
 // Of stdout's window, as high as it is now; 0: no terminal, or it does not tell.
 size_t terminalRows();
 
-// A text in place of all that the terminal shows, of which it shows no more than its window holds:
-// what is left out is counted in the last line, with what to do to see it. REQUIRES: no line is
-// wider than the window. One of less than three rows is given all.
-std::string redrawn(const std::string& text, size_t rows, const char* toSeeAll);
+// A text in place of all that the terminal shows, of which it shows no more than its window, of so
+// many rows and columns, holds: what is left out is counted in the last line, with what to do to
+// see it. A window of less than three rows is given all.
+std::string redrawn(const std::string& text, size_t rows, size_t columns, const char* toSeeAll);
 
 // To stdout, at once. Throws Failure where it cannot be written.
 void printNow(const std::string& text);

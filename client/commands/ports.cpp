@@ -133,7 +133,8 @@ void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& sch
   session.print(
       [&] {
         const std::string text = portsText(rows, view);
-        return redraws ? redrawn(text, terminalRows(), "name fewer ports, or enlarge the window")
+        return redraws ? redrawn(text, terminalRows(), output.screen().columns,
+                                 "name fewer ports, or enlarge the window")
                        : text;
       },
       [&] { return portsJson(rows, view); });

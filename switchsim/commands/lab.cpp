@@ -43,8 +43,19 @@ int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
   return *moment;
 }
 
+// With its zone where a local time comes twice, in the night in which the clock goes back.
+std::string unmistakable(int64_t instant, const Zone& zone) {
+  const std::string text = momentText(instant, zone);
+  for (const int64_t difference : {-3600, -1800, 1800, 3600}) {
+    if (momentText(instant + difference, zone) == text) {
+      return text + " " + zone.abbreviation(instant);
+    }
+  }
+  return text;
+}
+
 void sayTime(const Lab& lab, const Zone& zone) {
-  printNow("it is " + momentText(lab.nowMs() / kMsPerSec, zone) + "\n");
+  printNow("it is " + unmistakable(lab.nowMs() / kMsPerSec, zone) + "\n");
 }
 
 std::string quoted(const std::string& text) {
@@ -97,7 +108,7 @@ void runAt(Lab& lab, const LabOptions& given) {
   lab.claim();
   const int64_t moment = momentOf(given.moment, lab.nowMs(), zone);
   if (moment * kMsPerSec < lab.nowMs()) {
-    throw Failure(kExitUsage, "in the lab it is " + momentText(lab.nowMs() / kMsPerSec, zone) +
+    throw Failure(kExitUsage, "in the lab it is " + unmistakable(lab.nowMs() / kMsPerSec, zone) +
                                   " already: `switchsim lab jump` sets its clock back, and does "
                                   "not undo what was done");
   }

@@ -32,7 +32,9 @@ void show(const SwitchView& view, const ShowOptions& given) {
   const std::string text = given.json                 ? viewJson(view, given.isWatching)
                            : given.isPanel || redraws ? panelText(view)
                                                       : tableText(view);
-  printNow(redraws ? redrawn(text, terminalRows(), "enlarge the window") : text);
+  printNow(redraws ? redrawn(text, terminalRows(), screenOfStdout(ColorMode::never).columns,
+                             "enlarge the window")
+                   : text);
 }
 
 std::optional<SwitchView> viewOrWhyNot() try {

@@ -91,6 +91,15 @@ bool isLabFile(const std::string& name) {
          whole == "lab.json";
 }
 
+// Also of a folder that is empty, or whose lab was killed before it was one.
+bool hasOnlyLabFiles(const std::string& folder) {
+  std::error_code error;
+  const fs::directory_iterator entries(folder, error);
+  return !error && std::all_of(begin(entries), end(entries), [](const fs::directory_entry& each) {
+    return isLabFile(each.path().filename());
+  });
+}
+
 void makeDirectory(const std::string& path) {
   std::error_code error;
   fs::create_directories(path, error);
@@ -170,7 +179,10 @@ Lab::Lab(const std::string& folder) {
 
 std::optional<Lab::Record> Lab::readRecord() const {
   const std::string path = folder_ + "/lab.json";
-  if (access(path.c_str(), F_OK) != 0) {
+  if (access(path.c_str(), R_OK) != 0) {
+    if (errno == EACCES) {
+      failFile(path, "read", EACCES);
+    }
     return std::nullopt;
   }
   const JsonPtr json = jsonParse(readWholeFile(path).c_str());
@@ -323,9 +335,7 @@ void Lab::makeFolder() const {
         "the path of the lab is too long for a socket below it: name a shorter one with --dir");
   }
   makeDirectory(folder_);
-  std::error_code error;
-  const bool isEmpty = fs::is_empty(folder_, error);
-  if (error || (!isEmpty && !readRecord())) {
+  if (!readRecord() && !hasOnlyLabFiles(folder_)) {
     failUsage(folder_ + " is not empty, and no lab: name another folder with --dir");
   }
   if (chmod(folder_.c_str(), S_IRWXU) != 0) {
@@ -447,8 +457,12 @@ void Lab::endDaemon(pid_t pid, bool atOnce) const {
 bool Lab::down(bool clean) {
   const std::optional<Record> record = readRecord();
   if (!record) {
-    if (clean && access(folder_.c_str(), F_OK) == 0) {
+    const bool isThere = access(folder_.c_str(), F_OK) == 0;
+    if (clean && isThere && !hasOnlyLabFiles(folder_)) {
       failUsage(folder_ + " is no lab: it is left alone");
+    }
+    if (clean && isThere) {
+      removeFiles();
     }
     return false;
   }

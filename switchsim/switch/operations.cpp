@@ -41,7 +41,8 @@ static_assert(std::size(kOperations) == kClientOperationCount + 1, "one row per 
 }  // namespace
 
 std::string_view operationName(Operation operation) {
-  return kOperations[static_cast<uint32_t>(operation)].name;
+  const auto index = static_cast<uint32_t>(operation);
+  return index < std::size(kOperations) ? kOperations[index].name : "?";
 }
 
 std::optional<Operation> clientOperation(std::string_view name) {

@@ -37,7 +37,7 @@ enum class Operation : uint32_t {
 };
 
 // The function's name without the prefix rpcclt_, for example "openapiPoePsePortReset"; "cliSet"
-// for cliSet.
+// for cliSet, "?" for a number that is none.
 std::string_view operationName(Operation operation);
 
 // The operation that clients call under this name; none for cliSet or an unknown name.

@@ -175,6 +175,13 @@ std::string statePath() {
 
 namespace {
 
+// Whether all that is used as a place in a table is one. Another program may have written the file.
+bool isSound(const SharedState& state) {
+  return state.portCount <= kMaxPorts && state.faultCount <= kMaxFaults &&
+         state.clock.mode <= ClockMode::fail &&
+         state.lastClientName[sizeof state.lastClientName - 1] == '\0';
+}
+
 // Null with the reason in *error.
 LockedState lockOrExplain(std::string* error) {
   std::shared_ptr<MappedFile> file = currentFile(error);
@@ -193,7 +200,12 @@ LockedState lockOrExplain(std::string* error) {
     return nullptr;
   }
 
-  return LockedState(state, StateUnlock{std::move(file)});
+  LockedState locked(state, StateUnlock{std::move(file)});
+  if (!isSound(*state)) {
+    *error = statePath() + " is damaged: remove it and run `switchsim create`";
+    return nullptr;
+  }
+  return locked;
 }
 
 }  // namespace
