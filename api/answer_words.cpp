@@ -31,7 +31,7 @@ PortStatus kindOf(const std::string& text) {
 
 template <>
 Trigger kindOf(const std::string& text) {
-  constexpr std::array kTexts{"", "manual", "schedule", "boot-delay"};
+  constexpr std::array kTexts{"", "manual", "scheduled", "boot-delay"};
   return among<Trigger>(kTexts, text);
 }
 

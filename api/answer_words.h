@@ -10,7 +10,7 @@
 
 enum class RunStatus : uint8_t { other, running, success, partial, failed, aborted };
 enum class PortStatus : uint8_t { other, pending, success, failed, skipped, notApplicable };
-enum class Trigger : uint8_t { other, manual, schedule, bootDelay };
+enum class Trigger : uint8_t { other, manual, scheduled, bootDelay };
 enum class AdminMode : uint8_t { other, on, off };
 enum class Detection : uint8_t { other, disabled, searching, delivering, fault, denied, off };
 
