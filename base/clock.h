@@ -32,6 +32,9 @@ void clockUnlock(std::mutex* mutex);
 // As poll: waits for somebody outside the process, or for another thread's word on a descriptor.
 int clockPoll(pollfd* events, nfds_t count, int timeoutMs);
 
+// Sleeps for the sake of somebody outside, who is given time to do something.
+void clockPauseOutside(std::chrono::nanoseconds duration);
+
 // The process is to end: whoever sleeps looks for that soon. Async-signal-safe.
 void clockStopping();
 

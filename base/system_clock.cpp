@@ -51,5 +51,9 @@ int clockPoll(pollfd* events, nfds_t count, int timeoutMs) {
   return poll(events, count, timeoutMs);
 }
 
+void clockPauseOutside(std::chrono::nanoseconds duration) {
+  clockSleep(duration);
+}
+
 // Its signal wakes nobody who sleeps: pauses are looked at once a second.
 void clockStopping() {}

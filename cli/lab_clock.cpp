@@ -47,28 +47,34 @@ const LabClockPage* ownPage() {
 LabGoal LabClockPage::goal(uint32_t* number) const {
   for (;;) {
     const uint32_t before = number_;
-    const LabGoal goal{goalMs_, hostMs_, speed_, wallAheadMs_};
-    if (before % 2 == 0 && number_ == before) {
+    const Slot& slot = slots_[before % 2];
+    const LabGoal goal{slot.goalMs, slot.hostMs, slot.speed, slot.speedAfter, slot.wallAheadMs};
+    if (number_ == before) {
       *number = before;
       return goal;
     }
   }
 }
 
-// Whoever was killed in the middle of it has left an odd number.
 void LabClockPage::setGoal(const LabGoal& goal) {
-  number_ |= 1;
-  goalMs_ = goal.goalMs;
-  hostMs_ = goal.hostMs;
-  speed_ = goal.speed;
-  wallAheadMs_ = goal.wallAheadMs;
-  ++number_;
+  const uint32_t next = number_ + 1;
+  Slot& slot = slots_[next % 2];
+  slot.goalMs = goal.goalMs;
+  slot.hostMs = goal.hostMs;
+  slot.wallAheadMs = goal.wallAheadMs;
+  slot.leastMs = std::min(runningMs(), goal.goalMs);
+  slot.speed = goal.speed;
+  slot.speedAfter = goal.speedAfter;
+  number_ = next;
   wakeUp();
 }
 
+// The system call takes the processor's own words, whatever the C library's timespec has.
 void LabClockPage::awaitGoalAfter(uint32_t number, int64_t nanoseconds) const {
-  const timespec longest{static_cast<time_t>(nanoseconds / kNsPerSec),
-                         static_cast<decltype(timespec::tv_nsec)>(nanoseconds % kNsPerSec)};
+  const struct {
+    long seconds;
+    long nanoseconds;
+  } longest{static_cast<long>(nanoseconds / kNsPerSec), static_cast<long>(nanoseconds % kNsPerSec)};
   syscall(SYS_futex, &number_, FUTEX_WAIT, number, &longest, nullptr, 0);
 }
 
@@ -79,7 +85,13 @@ void LabClockPage::wakeUp() const {
 int64_t LabClockPage::runningMs() const {
   uint32_t number = 0;
   const LabGoal now = goal(&number);
-  return reached_ == number ? std::max(now.at(hostMonotonicMs()), now.goalMs) : nowMs_.load();
+  return reached_ == number ? std::max(now.at(hostMonotonicMs()), now.goalMs)
+                            : std::max<int64_t>(nowMs_, slots_[number % 2].leastMs);
+}
+
+int64_t LabClockPage::wallMs() const {
+  uint32_t number = 0;
+  return goal(&number).wallAheadMs + runningMs();
 }
 
 bool LabClockPage::isWhole() const {

@@ -16,6 +16,7 @@ struct LabGoal {
   int64_t goalMs = 0;       // of the running time
   int64_t hostMs = 0;       // of the host's CLOCK_MONOTONIC, when the goal was set
   int32_t speed = 0;        // seconds of the lab in one of the host; 0: it stands at the goal
+  int32_t speedAfter = 0;   // that of the lab when whoever set this goal is done
   int64_t wallAheadMs = 0;  // wall time, since 1970 UTC, minus running time
 
   int64_t at(int64_t hostNowMs) const { return goalMs + (hostNowMs - hostMs) * speed; }
@@ -38,7 +39,7 @@ class LabClockPage {
   bool isReached() const { return reached_ == number_; }
   // Where the lab is: at a speed above 0 a moment of this program's time further than its daemon.
   int64_t runningMs() const;
-  int64_t wallMs() const { return runningMs() + wallAheadMs_; }
+  int64_t wallMs() const;
   // Where the daemon is, or was when it ended.
   int64_t daemonMs() const { return nowMs_; }
 
@@ -48,12 +49,19 @@ class LabClockPage {
 
   char magic_[16];
   uint32_t bytes_;
-  std::atomic<uint32_t> number_;  // odd while a goal is being written; a futex
+  // The next goal is written beside the one that counts: a command that is killed in the middle of
+  // it has set none.
+  struct Slot {
+    std::atomic<int64_t> goalMs;
+    std::atomic<int64_t> hostMs;
+    std::atomic<int64_t> wallAheadMs;
+    std::atomic<int64_t> leastMs;  // shown before: time does not go back
+    std::atomic<int32_t> speed;
+    std::atomic<int32_t> speedAfter;
+  };
+  Slot slots_[2];
+  std::atomic<uint32_t> number_;  // of the goal that counts: its slot is the remainder; a futex
   std::atomic<uint32_t> reached_;
-  std::atomic<int32_t> speed_;
-  std::atomic<int64_t> goalMs_;
-  std::atomic<int64_t> hostMs_;
-  std::atomic<int64_t> wallAheadMs_;
   std::atomic<int64_t> nowMs_;
 };
 static_assert(std::atomic<int64_t>::is_always_lock_free, "processes share the page");

@@ -2,11 +2,22 @@
 
 #include <algorithm>
 
+#include "forecast/twin.h"
+
 namespace {
 
 constexpr int64_t kSecPerMin = 60;
+// Whether the window that the firing begins ends by itself, or by a twin.
+bool isEnded(const Firing& start, SwitchTime end, const std::vector<Schedule>& all,
+             const Zone& zone) {
+  const std::optional<Firing> next = nextFiring(*start.schedule, start.at, zone);
+  return (next && next->isEnd && next->at == int64_t{end}) ||
+         twinAmong(all, *start.schedule) != nullptr;
+}
+
 // Of a schedule one window is open at most: that which began last.
-void noteFiring(const Firing& firing, const Zone& zone, std::vector<Window>* windows) {
+void noteFiring(const Firing& firing, const std::vector<Schedule>& all, const Zone& zone,
+                std::vector<Window>* windows) {
   if (firing.act == Act::restart) {
     return;
   }
@@ -14,14 +25,15 @@ void noteFiring(const Firing& firing, const Zone& zone, std::vector<Window>* win
   const auto isSame = [schedule](const Window& other) { return other.schedule == schedule; };
   windows->erase(std::remove_if(windows->begin(), windows->end(), isSame), windows->end());
   if (!firing.isEnd) {
-    windows->push_back({schedule, firing.act, firing.at, windowEnd(*schedule, firing.at, zone)});
+    const SwitchTime end = windowEnd(*schedule, firing.at, zone);
+    windows->push_back({schedule, firing.act, firing.at, end, isEnded(firing, end, all, zone)});
   }
 }
 
-// Whether a window that is open at the instant wants the port on, or off.
+// Whether a window that is open at the instant, and is going to end, wants the port on, or off.
 bool isWanted(const std::vector<Window>& windows, bool isOn, SwitchTime at) {
   return std::any_of(windows.begin(), windows.end(), [isOn, at](const Window& each) {
-    return (each.act == Act::on) == isOn && each.until > at;
+    return (each.act == Act::on) == isOn && each.isEnded && each.until > at;
   });
 }
 
@@ -32,7 +44,7 @@ int64_t minuteOf(int64_t instant) {
 }
 
 ModeWalk::ModeWalk(const Rehearsal& rehearsal, const Zone& zone)
-    : zone_(zone), until_(rehearsal.until) {
+    : zone_(zone), schedules_(rehearsal.schedules), until_(rehearsal.until) {
   const std::vector<Firing> earlier =
       pastFirings(rehearsal.schedules, SwitchTime(rehearsal.from - 1), zone);
   for (const SensorPort& sensor : rehearsal.before) {
@@ -40,7 +52,7 @@ ModeWalk::ModeWalk(const Rehearsal& rehearsal, const Zone& zone)
     port.isOn = sensor.isOn();
     port.dark = {sensor, rehearsal.from, std::nullopt, nullptr, true};
     for (const Firing& each : courseOf(sensor, earlier)) {
-      noteFiring(each, zone, &port.windows);
+      noteFiring(each, schedules_, zone_, &port.windows);
       port.dark.schedule = each.act == Act::off ? each.schedule : port.dark.schedule;
     }
     port.beganInWindow = isWanted(port.windows, port.isOn, rehearsal.from);
@@ -54,7 +66,7 @@ void ModeWalk::pass(const JournalAct& act, const PlannedAct* cause) {
   }
   PortState& port = found->second;
   if (cause != nullptr && cause->schedule() != nullptr) {
-    noteFiring(cause->firing, zone_, &port.windows);
+    noteFiring(cause->firing, schedules_, zone_, &port.windows);
   }
   if (act.act == Act::restart && port.isOn) {
     changes_[changeOf(act, cause, Act::restart)].darkSec = 0;

@@ -29,6 +29,7 @@ struct Window {
   Act act = Act::off;
   SwitchTime from;
   SwitchTime until;
+  bool isEnded = false;  // something switches the port then
 };
 
 // A port was switched against an open window.
@@ -77,6 +78,7 @@ class ModeWalk {
   size_t changeOf(const JournalAct& act, const PlannedAct* cause, Act shown);
 
   const Zone& zone_;
+  const std::vector<Schedule>& schedules_;
   const SwitchTime until_;
   std::map<PoePort, PortState> ports_;
   std::vector<PortChange> changes_;

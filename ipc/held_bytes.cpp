@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "base/sleep.h"
+#include "base/clock.h"
 #include "daemon/bounds.h"
 #include "ipc/connections.h"
 
@@ -23,7 +23,7 @@ bool HeldBytes::resize(size_t bytes) {
       boundReached(Bound::memory);
       return false;
     }
-    sleepMilliseconds(kLeavingPauseMs);
+    clockPauseOutside(std::chrono::milliseconds(kLeavingPauseMs));
   }
   return true;
 }

@@ -12,7 +12,6 @@
 
 #include "base/clock.h"
 #include "base/detached_thread.h"
-#include "base/sleep.h"
 #include "base/unique_fd.h"
 #include "daemon/bounds.h"
 #include "daemon/daemon_context.h"
@@ -82,7 +81,7 @@ bool acceptConnection(int listener) {
   }
   if (errno != EINTR && errno != EAGAIN) {
     LOG_HERE(LOG_ERR, "accept failed: %s", strerror(errno));
-    sleepMilliseconds(kFailedAcceptPauseMs);
+    clockPauseOutside(std::chrono::milliseconds(kFailedAcceptPauseMs));
   }
   return false;
 }
@@ -97,7 +96,7 @@ void acceptWaiting(int listener) {
   }
   if (accepted == 0 && !connectionsHaveRoom()) {
     connectionsMakeRoom();
-    sleepMilliseconds(kFullPauseMs);
+    clockPauseOutside(std::chrono::milliseconds(kFullPauseMs));
   }
 }
 

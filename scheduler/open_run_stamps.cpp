@@ -11,12 +11,11 @@ namespace {
 
 struct OpenRunStamp {
   int64_t runId;     // 0: free
-  int64_t openedAt;  // monotonic seconds; 0 when the clock could not be read
+  int64_t openedAt;  // monotonic seconds; 0 in the clock's first second, which tells no age
 };
 
 OpenRunStamp openRunStamps[kOpenRunStamps];
 
-// 0 when the clock can't be read.
 int64_t monotonicSeconds() {
   return std::chrono::duration_cast<std::chrono::seconds>(monotonicTime()).count();
 }

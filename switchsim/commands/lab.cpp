@@ -1,10 +1,9 @@
 // lab: a switch, a daemon and a clock of their own in one folder.
 #include "switchsim/lab/lab.h"
 
-#include <csignal>
-
 #include "api/requests.h"
 #include "cli/failure.h"
+#include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/text.h"
 #include "cli/times.h"
@@ -92,16 +91,6 @@ void runUp(Lab& lab, const LabOptions& given) {
            ")\"\n");
 }
 
-volatile sig_atomic_t isInterrupted = 0;
-
-void endOnInterrupt() {
-  struct sigaction action {};
-  action.sa_handler = [](int) { isInterrupted = 1; };
-  action.sa_flags = SA_RESETHAND;  // a second one ends at once
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
-
 void runAt(Lab& lab, const LabOptions& given) {
   const Zone zone = zoneOf(lab);
   lab.requireRunning();
@@ -112,9 +101,9 @@ void runAt(Lab& lab, const LabOptions& given) {
                                   " already: `switchsim lab jump` sets its clock back, and does "
                                   "not undo what was done");
   }
-  endOnInterrupt();
+  catchInterrupts();
   lab.travelTo(moment * kMsPerSec, [&lab, &zone] {
-    if (isInterrupted != 0) {
+    if (isInterrupted()) {
       throw Failure(kExitInterrupted,
                     "interrupted on the way, it is " + momentText(lab.nowMs() / kMsPerSec, zone));
     }

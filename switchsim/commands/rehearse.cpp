@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <optional>
 #include <set>
@@ -13,6 +12,7 @@
 #include "api/site_document.h"
 #include "api/view.h"
 #include "cli/files.h"
+#include "cli/interrupt.h"
 #include "cli/lab_clock.h"
 #include "cli/text.h"
 #include "forecast/rehearsal_report.h"
@@ -25,6 +25,7 @@ namespace {
 constexpr int32_t kDefaultDays = 8;
 constexpr int32_t kMaxDays = 62;
 constexpr int64_t kSecPerMin = 60;
+constexpr int64_t kMsPerSec = 1000;
 
 struct RehearseOptions {
   std::string file;
@@ -37,17 +38,6 @@ struct RehearseOptions {
   bool isQuiet = false;
 };
 
-volatile sig_atomic_t isInterrupted = 0;
-
-void endOnInterrupt() {
-  struct sigaction action {};
-  action.sa_handler = [](int) { isInterrupted = 1; };
-  action.sa_flags = SA_RESETHAND;  // a second one ends at once
-  for (const int each : {SIGINT, SIGTERM, SIGHUP}) {
-    sigaction(each, &action, nullptr);
-  }
-}
-
 // A line on a terminal that is written over by the next, and gone in the end.
 class Progress {
  public:
@@ -58,7 +48,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void pass(SwitchTime now) {
-    if (isInterrupted != 0) {
+    if (isInterrupted()) {
       throw Failure(kExitInterrupted, "interrupted: nothing of the rehearsal is left");
     }
     const std::string day = view_.day(now);
@@ -130,15 +120,16 @@ SiteFile readSchedules(const RehearseOptions& given, const std::string& text) {
 
 // The minute from which schedules act: the next one, for what this one has to do is done.
 SwitchTime firstMinute(const std::string& from, SwitchTime now, const Zone& shownZone) {
+  const SwitchTime next((now / kSecPerMin + 1) * kSecPerMin);
   if (from.empty()) {
-    return SwitchTime((now / kSecPerMin + 1) * kSecPerMin);
+    return next;
   }
   const std::optional<int64_t> moment = parseMoment(from, now, shownZone, Toward::future);
   if (!moment || *moment <= now) {
     throw Failure(kExitUsage,
                   "--from: " + inQuotes(from) + " is no day to come; " + kMomentForms + ".");
   }
-  return SwitchTime(*moment / kSecPerMin * kSecPerMin);
+  return std::max(SwitchTime(*moment / kSecPerMin * kSecPerMin), next);
 }
 
 PortNames namesOf(const cJSON* document, const SiteFile& file) {
@@ -154,25 +145,30 @@ PortNames namesOf(const cJSON* document, const SiteFile& file) {
   return PortNames({}, lines);
 }
 
+RehearsalPlan planOf(const RehearseOptions& given, const cJSON* document, const SiteFile& file,
+                     const Zone& zone) {
+  const SwitchTime now(
+      parseMoment(textIn(document, "now"), 0, zone).value_or(hostRealMs() / kMsPerSec));
+  RehearsalPlan plan;
+  plan.schedules = file.config.schedules;
+  plan.bootDelays = file.config.bootDelays;
+  plan.withBoot = given.withBoot;
+  plan.ports = portsFor(given, document, file);
+  plan.now = now;
+  plan.from = firstMinute(given.from, now, given.utc ? Zone("UTC") : zone);
+  TickTime end = zone.tickAt(plan.from);
+  end.day += given.days;
+  plan.until = SwitchTime(zone.instantOf(end));
+  return plan;
+}
+
 int runRehearse(const RehearseOptions& given) {
   const std::string text = readWholeFile(given.file);
   const SiteFile file = readSchedules(given, text);
   const JsonPtr document = jsonParse(text.c_str());
   const Zone zone = Zone::ofProcess();
   const Zone shownZone = given.utc ? Zone("UTC") : zone;
-  const SwitchTime now(
-      parseMoment(textIn(document.get(), "now"), 0, zone).value_or(hostRealMs() / 1000));
-
-  RehearsalPlan plan;
-  plan.schedules = file.config.schedules;
-  plan.bootDelays = file.config.bootDelays;
-  plan.withBoot = given.withBoot;
-  plan.ports = portsFor(given, document.get(), file);
-  plan.now = now;
-  plan.from = firstMinute(given.from, now, shownZone);
-  TickTime end = zone.tickAt(plan.from);
-  end.day += given.days;
-  plan.until = SwitchTime(zone.instantOf(end));
+  const RehearsalPlan plan = planOf(given, document.get(), file, zone);
 
   const PortNames names = namesOf(document.get(), file);
   const View view{names,
@@ -182,7 +178,7 @@ int runRehearse(const RehearseOptions& given) {
                   shownZone,
                   given.utc,
                   screenOfStdout(ColorMode::automatic)};
-  endOnInterrupt();
+  catchInterrupts();
   Rehearsal rehearsal;
   {
     Progress progress(given.isQuiet, view);

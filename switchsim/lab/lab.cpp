@@ -116,11 +116,11 @@ class OneProcessor {
     cpu_set_t one;
     CPU_ZERO(&one);
     CPU_SET(sched_getcpu(), &one);
-    if (sched_getaffinity(pid, sizeof before_, &before_) == 0) {
+    if (sched_getaffinity(0, sizeof all_, &all_) == 0) {
       give(one);
     }
   }
-  ~OneProcessor() { give(before_); }
+  ~OneProcessor() { give(all_); }
   OneProcessor(const OneProcessor&) = delete;
   OneProcessor& operator=(const OneProcessor&) = delete;
 
@@ -136,7 +136,7 @@ class OneProcessor {
   }
 
   const pid_t pid_;
-  cpu_set_t before_{};
+  cpu_set_t all_{};  // those that this program may use
 };
 
 }  // namespace
@@ -238,6 +238,9 @@ bool Lab::isClaimed() {
   if (!claim_) {
     claim_.reset(open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   }
+  if (!claim_) {
+    failFile(folder_, "opened", errno);
+  }
   return flock(claim_.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
@@ -245,9 +248,13 @@ void Lab::failClaimed() const {
   fail("another `switchsim lab` is at work in " + folder_ + ": wait for its end");
 }
 
+// A command that was killed on its way has left the lab with its goal.
 void Lab::claim() {
   if (!isClaimed()) {
     failClaimed();
+  }
+  if (isRunning() && goal().speed != goal().speedAfter) {
+    go(clock().daemonMs(), goal().speedAfter, goal().speedAfter);
   }
 }
 
@@ -277,11 +284,11 @@ int64_t Lab::nowMs() const {
 }
 
 int32_t Lab::speed() const {
-  return goal().speed;
+  return goal().speedAfter;
 }
 
-void Lab::go(int64_t runningMs, int32_t speed) {
-  clock().setGoal({runningMs, hostMonotonicMs(), speed, goal().wallAheadMs});
+void Lab::go(int64_t runningMs, int32_t speed, int32_t speedAfter) {
+  clock().setGoal({runningMs, hostMonotonicMs(), speed, speedAfter, goal().wallAheadMs});
 }
 
 void Lab::awaitReached(const std::function<void()>& check) {
@@ -307,14 +314,14 @@ void Lab::travelTo(int64_t toMs, const std::function<void()>& check) {
   const int32_t speedBefore = speed();
   const int64_t runningMs = toMs - goal().wallAheadMs;
   const OneProcessor shared(daemonPid());
-  go(runningMs, 0);
+  go(runningMs, 0, speedBefore);
   try {
     awaitReached(check);
   } catch (...) {
-    go(clock().daemonMs(), speedBefore);
+    go(clock().daemonMs(), speedBefore, speedBefore);
     throw;
   }
-  go(runningMs, speedBefore);
+  go(runningMs, speedBefore, speedBefore);
 }
 
 // By whole seconds: the daemon's beat keeps its place in them.
@@ -322,11 +329,12 @@ void Lab::jumpTo(int64_t toMs) {
   LabGoal now = goal();
   const int64_t leapMs = toMs - clock().wallMs();
   now.wallAheadMs += (leapMs + (leapMs < 0 ? 0 : kMsPerSec - 1)) / kMsPerSec * kMsPerSec;
-  clock().setGoal({clock().runningMs(), hostMonotonicMs(), now.speed, now.wallAheadMs});
+  clock().setGoal(
+      {clock().runningMs(), hostMonotonicMs(), now.speed, now.speedAfter, now.wallAheadMs});
 }
 
 void Lab::setSpeed(int32_t wanted) {
-  go(clock().runningMs(), wanted);
+  go(clock().runningMs(), wanted, wanted);
 }
 
 void Lab::makeFolder() const {
@@ -389,13 +397,16 @@ void Lab::up(const LabPlan& plan) {
   // It stands until the daemon has begun: a schedule that is made from now on acts in the minutes
   // to come.
   const int64_t runningMs = atMs - goal().wallAheadMs;
-  go(runningMs, 0);
+  go(runningMs, 0, plan.speed);
   clock().setNow(runningMs);
   makeSwitch(plan);
+  if (!viewSwitch().serverUp) {
+    fail("the switch OS's server is down: `switchsim server up` first");
+  }
   awaitDaemon(startDaemon(program, plan));
-  go(runningMs, 0);
+  go(runningMs, 0, plan.speed);
   awaitReached([] {});
-  go(runningMs, plan.speed);
+  go(runningMs, plan.speed, plan.speed);
 }
 
 pid_t Lab::startDaemon(const std::string& program, const LabPlan& plan) const {

@@ -47,7 +47,8 @@ class Lab {
   // A lab whose daemon runs; the functions below need one.
   void requireRunning() const;
   bool isRunning() const;
-  // From now on no other program moves the clock. Throws where one does.
+  // From now on no other program moves the clock. Throws where one does. What a killed one left
+  // undone ends here.
   void claim();
 
   // The wall time of the lab, since 1970 UTC.
@@ -83,7 +84,7 @@ class Lab {
   void endDaemon(pid_t pid, bool atOnce) const;
   LabClockPage& clock() const;
   LabGoal goal() const;
-  void go(int64_t runningMs, int32_t speed);
+  void go(int64_t runningMs, int32_t speed, int32_t speedAfter);
   void awaitReached(const std::function<void()>& check);
 
   std::string folder_;

@@ -107,8 +107,14 @@ class Stage {
       ids_[createSchedule(daemon_, schedule).scheduleId] = schedule.scheduleId;
     }
     goTo(SwitchTime(presentAt));
+    const std::vector<Run> open = openRuns();
     for (const PortRecord& port : plan_.ports) {
-      if (portView(port.ifNum).adminOn != (port.adminOn != 0)) {
+      const auto isHeldBack = [&port](const Run& run) {
+        const RunPort* own = run.port(port.ifNum);
+        return run.switchesBack() && own != nullptr && own->status == PortStatus::pending;
+      };
+      if (portView(port.ifNum).adminOn != (port.adminOn != 0) &&
+          std::none_of(open.begin(), open.end(), isHeldBack)) {
         setAdmin(port.ifNum, port.adminOn != 0);
       }
     }
@@ -159,8 +165,12 @@ class Stage {
     }
   }
 
+  std::vector<Run> openRuns() {
+    return ofUnits(units(), [this](int32_t unit) { return askOpenRuns(daemon_, unit); });
+  }
+
   bool areHeldBack() {
-    const auto open = ofUnits(units(), [this](int32_t unit) { return askOpenRuns(daemon_, unit); });
+    const std::vector<Run> open = openRuns();
     return std::any_of(open.begin(), open.end(), [](const Run& run) { return run.switchesBack(); });
   }
 

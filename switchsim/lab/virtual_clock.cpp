@@ -15,6 +15,7 @@
 #include <deque>
 #include <limits>
 #include <map>
+#include <memory>
 #include <random>
 #include <thread>
 #include <utility>
@@ -75,7 +76,7 @@ class VirtualTime {
     return *time;
   }
 
-  // Both stand while a thread runs.
+  // It stands while a thread runs.
   int64_t runningNs() {
     enter();
     return nowNs_;
@@ -161,9 +162,13 @@ class VirtualTime {
   }
 
   // This thread's place in the room. The first thread of the process has the turn from the
-  // beginning; another one that was not started here waits for it.
+  // beginning; any other is one that was started here.
   Thread* enter() {
     if (self == nullptr) {
+      if (hasFirst_.exchange(true)) {
+        fprintf(stderr, "a thread that was started past base/clock.h came to it\n");
+        abort();
+      }
       self = new Thread;
       comeIn(self);
     }
@@ -281,21 +286,19 @@ class VirtualTime {
       idle_.wait(guard, [this] { return running_ == nullptr; });
       uint32_t number = 0;
       const LabGoal goal = page_.goal(&number);
-      if (page_.isReached() && !(isStopping && stopNs_ == 0)) {
-        const int64_t nap = napNs(goal);
-        guard.unlock();
-        page_.awaitGoalAfter(number, nap);
-        guard.lock();
+      if (Thread* next = chooseNext()) {
+        next->giveTurn();
+        continue;
       }
-      if (running_ == nullptr) {
-        if (Thread* next = chooseNext()) {
-          next->giveTurn();
-        }
-      }
+      const int64_t nap = napNs(goal);
+      guard.unlock();
+      page_.awaitGoalAfter(number, nap);
+      guard.lock();
     }
   }
 
   LabClockPage& page_;
+  std::atomic<bool> hasFirst_{false};
   std::mutex mutex_;
   std::condition_variable idle_;
   Thread* running_ = nullptr;
@@ -346,6 +349,13 @@ void clockUnlock(std::mutex* mutex) {
 int clockPoll(pollfd* events, nfds_t count, int timeoutMs) {
   const auto wait = [=] { return poll(events, count, timeoutMs); };
   return timeoutMs == 0 ? wait() : VirtualTime::get().outside(wait);
+}
+
+void clockPauseOutside(nanoseconds duration) {
+  VirtualTime::get().outside([duration] {
+    std::this_thread::sleep_for(duration);
+    return 0;
+  });
 }
 
 void clockStopping() {

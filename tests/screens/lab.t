@@ -90,6 +90,20 @@ A daemon that ends by itself is told, and the lab goes on when it is up again.
   $ quorin_poectl schedule list | tail -n 1
   1 schedule, times in the switch's zone (CET)
 
+It can be taken down in the middle of a way, and goes on from there.
+
+  $ (switchsim lab at +4000d >at.out 2>&1; echo "status $?" >>at.out) &
+  $ until_so '[ "$(switchsim lab show | grep -c 2026-03-04)" = 0 ]'
+  $ switchsim lab down
+  $ until_so 'grep status at.out'
+  $ tail -n 1 at.out
+  status 1
+  $ tail -c 27 lab/root/tmp/sw900.log
+  quorin_poed exiting cleanly (no-eol)
+  $ switchsim lab up --speed 0 | grep -c 2026-03-04
+  0
+  [1]
+
 Afterwards nothing is left.
 
   $ switchsim lab down --clean
