@@ -44,7 +44,7 @@ int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
 
 // With its zone where a local time comes twice, in the night in which the clock goes back.
 std::string unmistakable(int64_t instant, const Zone& zone) {
-  const std::string text = momentText(instant, zone);
+  std::string text = momentText(instant, zone);
   for (const int64_t difference : {-3600, -1800, 1800, 3600}) {
     if (momentText(instant + difference, zone) == text) {
       return text + " " + zone.abbreviation(instant);

@@ -2,11 +2,13 @@
 
 #include <cjson/cJSON.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,13 +59,24 @@ bool waitUntil(const std::function<bool()>& isSo) {
   return true;
 }
 
-bool isAnswered(const std::string& socketPath) {
+// Not so while one that was killed goes on listening for a moment.
+bool isServedBy(pid_t pid, const std::string& socketPath) {
   const UniqueFd connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.c_str());
+  ucred server{};
+  socklen_t length = sizeof server;
   return connect(connection.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
-         0;
+             0 &&
+         getsockopt(connection.get(), SOL_SOCKET, SO_PEERCRED, &server, &length) == 0 &&
+         server.pid == pid;
+}
+
+// With its last thread, which has its files until then.
+bool isGone(const UniqueFd& process) {
+  pollfd end{process.get(), POLLIN, 0};
+  return !process || poll(&end, 1, 0) == 1;
 }
 
 // Beside this program in a build folder, else where it is installed.
@@ -448,8 +461,9 @@ void Lab::execDaemon(const std::string& program, const LabPlan& plan) const try 
 }
 
 void Lab::awaitDaemon(pid_t child) const {
-  waitUntil([&] { return isAnswered(socketPath()) || waitpid(child, nullptr, WNOHANG) == child; });
-  if (!isAnswered(socketPath()) || daemonPid() != child) {
+  waitUntil(
+      [&] { return isServedBy(child, socketPath()) || waitpid(child, nullptr, WNOHANG) == child; });
+  if (!isServedBy(child, socketPath())) {
     fail("the lab's daemon did not come up; its log is " + folder_ +
          "/root/tmp/sw900.log, what it printed " + folder_ + "/daemon.out");
   }
@@ -457,7 +471,8 @@ void Lab::awaitDaemon(pid_t child) const {
 
 // A clean end is for those who go on.
 void Lab::endDaemon(pid_t pid, bool atOnce) const {
-  const auto hasEnded = [this] { return !isRunning(); };
+  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  const auto hasEnded = [&] { return !isRunning() && isGone(process); };
   kill(pid, atOnce ? SIGKILL : SIGTERM);
   if (!waitUntil(hasEnded)) {
     kill(pid, SIGKILL);

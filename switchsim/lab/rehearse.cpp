@@ -23,7 +23,7 @@ constexpr int64_t kSecPerDay = 86400;
 constexpr int64_t kAskTimeoutMs = 60000;
 // The lab begins so long before now: by then every window that is open now has begun, and what
 // all-day schedules want of today has been done, as in the daemon that is rehearsed for.
-constexpr int64_t kBeforeNowSec = 25 * 3600;
+constexpr int64_t kBeforeNowSec = int64_t{25} * 3600;
 // And not longer than so before the rehearsal: what acted last on a port did so within that time.
 constexpr int64_t kBeforeFromSec = 62 * kSecPerDay;
 // What began before the end may go on after it.
