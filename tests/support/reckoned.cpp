@@ -60,16 +60,23 @@ bool appliesOn(const Reckoned& schedule, time_t now) {
           schedule.days.count(schedule.recurrence == "weekly" ? weekday : calendar.tm_mday) > 0);
 }
 
+bool startsIn(const Reckoned& schedule, time_t now) {
+  return appliesOn(schedule, now) && now % kDaySec / 60 == (schedule.allDay ? 0 : schedule.start);
+}
+
+bool endsIn(const Reckoned& schedule, time_t now) {
+  return schedule.isWindow() && appliesOn(schedule, now) && now % kDaySec / 60 == schedule.end;
+}
+
 std::string passMinute(Reckoned* schedule, time_t now) {
-  const int minute = static_cast<int>(now % kDaySec / 60);
   const bool isOn = schedule->type == "power_on";
   std::string done;
-  if (appliesOn(*schedule, now) && minute == (schedule->allDay ? 0 : schedule->start)) {
+  if (startsIn(*schedule, now)) {
     done = schedule->type == "restart" ? "-+" : isOn ? "+" : "-";
     schedule->results = replaced(schedule->results, "running", "failed");
     schedule->results += schedule->isWindow() ? "running " : "success ";
   }
-  if (appliesOn(*schedule, now) && minute == schedule->end && schedule->isWindow()) {
+  if (endsIn(*schedule, now)) {
     done += isOn ? "-" : "+";
     schedule->results = replaced(schedule->results, "running", "success");
   }

@@ -31,6 +31,9 @@ Reckoned randomSchedule(uint32_t port, time_t firstDay, int days, std::mt19937* 
 // As clients send it.
 std::string membersOf(const Reckoned& schedule);
 bool appliesOn(const Reckoned& schedule, time_t now);
+// Whether it acts for the first time of that day, or a window's end comes, in this minute.
+bool startsIn(const Reckoned& schedule, time_t now);
+bool endsIn(const Reckoned& schedule, time_t now);
 // What the minute does to each port, each act as in acts() and behind a blank.
 std::string passMinute(Reckoned* schedule, time_t now);
 
