@@ -1,3 +1,5 @@
+#include "client/commands/schedule/schedule_options.h"
+
 #include <strings.h>
 
 #include <algorithm>
@@ -11,7 +13,6 @@
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "client/command.h"
-#include "client/commands/schedule/schedule_options.h"
 #include "forecast/check.h"
 #include "forecast/firings.h"
 
