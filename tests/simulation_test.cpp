@@ -65,10 +65,10 @@ class Simulation {
     tzset();
     setenv("QUORIN_POED_LAB", folder_.c_str(), 1);
     setenv("SWITCHSIM_STATE", (folder_ + "/switch.state").c_str(), 1);
-    lab(fill("lab up --speed 0 --shuffle % --at '%'", seed, momentText(now_)));
+    command(fill("lab up --speed 0 --shuffle % --at '%'", seed, momentText(now_)));
   }
   ~Simulation() {
-    lab("lab down --clean");
+    command("lab down --clean");
     unsetenv("QUORIN_POED_LAB");
   }
   Simulation(const Simulation&) = delete;
@@ -87,7 +87,7 @@ class Simulation {
  private:
   static std::string momentText(time_t at) { return timeText(at, "%F %T"); }
 
-  std::string lab(const std::string& arguments) {
+  std::string command(const std::string& arguments) {
     std::string output;
     const int status = runCommand(programCommand("switchsim ") + arguments + " 2>&1", &output);
     EXPECT_EQ(status, 0) << arguments << "\n" << output;
@@ -209,7 +209,7 @@ class Simulation {
 
   // The lab comes to the same moment, and all that was done and recorded is compared.
   void compare() {
-    lab(fill("lab at '%'", momentText(now_)));
+    command(fill("lab at '%'", momentText(now_)));
     std::multiset<std::string> done;
     for (const switchsim::JournalEntry& entry : switchsim::journalSince(lastSeen_)) {
       lastSeen_ = entry.seq;
@@ -245,7 +245,7 @@ class Simulation {
   std::string repeatText() const { return fill("scripts/simulate % %", days_, seed_); }
 
   void happen() {
-    lab("fault clear");
+    command("fault clear");
     refusing_ = 0;
     const int choice = pick(&random_, 0, 11);
     if (choice <= 3) {
@@ -262,7 +262,7 @@ class Simulation {
       killAndStart();
     } else if (choice == 10 && waits_.empty()) {
       refusing_ = static_cast<uint32_t>(pick(&random_, 1, 22));
-      lab(fill("fault openapiPoePsePortAdminEnableSet --port % --result -1", refusing_));
+      command(fill("fault openapiPoePsePortAdminEnableSet --port % --result -1", refusing_));
     } else if (choice == 11) {
       setClock(pick(&random_, -90, 90) * 60);
     }
@@ -318,14 +318,14 @@ class Simulation {
   void killAndStart() {
     const int delaySec = std::max(0, pick(&random_, -600, 600));
     setBootDelay(daemon_, {1, delaySec, 0, false});
-    const std::string shown = lab("lab show --json");
+    const std::string shown = command("lab show --json");
     const pid_t pid = std::stoi(shown.substr(shown.find("daemonPid\":") + 11));
     const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     kill(pid, SIGKILL);
     pollfd end{process.get(), POLLIN, 0};  // of its last thread, which has its files until then
     ASSERT_EQ(poll(&end, 1, kEndMs), 1);
     const Ports enabled = enabledPorts();
-    lab("lab up --speed 0");
+    command("lab up --speed 0");
     fired_.clear();
     waits_.clear();
     for (Reckoning& run : runs_) {
@@ -363,7 +363,7 @@ class Simulation {
       waits.emplace(until + bySec, run);
     }
     waits_.swap(waits);
-    lab(fill("lab jump '%'", momentText(now_)));
+    command(fill("lab jump '%'", momentText(now_)));
     tick(now_ / 60 * 60, now_ + 1);
     passMinutes(1);
   }
