@@ -72,7 +72,7 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
   for (time_t now = firstDay; now < firstDay + days * kDaySec; now += 60) {
     std::string expected;
     for (auto& [id, schedule] : schedules) {
-      expected += passMinute(&schedule, now);
+      expected += passMinute(&schedule, now, now % kDaySec == 0);
     }
     const std::string time = timeText(now, "%F %R");
     const std::string done = tickAt(time);
@@ -94,6 +94,38 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
 
 using RehearsalTest = RunningDaemonTest;
 
+// Three days, and in the night of the second, if at all, the zone's clock is changed.
+constexpr struct {
+  const char* zone;
+  const char* from;
+} kRehearsals[] = {
+    {"UTC", "2032-02-27"},
+    {"Asia/Kathmandu", "2032-02-27"},
+    {"Europe/Berlin", "2032-03-27"},
+    {"Europe/Berlin", "2032-10-30"},
+    {"America/Havana", "2032-03-13"},  // the next day has no midnight
+    {"Africa/Cairo", "2032-10-27"},    // the next day has its last hour twice
+    {"Australia/Lord_Howe", "2032-04-03"},
+};
+
+// The minutes of whole days in the process's zone, as if it were UTC, and when they first come.
+static std::map<time_t, time_t> minutesFrom(time_t firstDay, int days) {
+  std::map<time_t, time_t> minutes;
+  for (time_t at = firstDay - kDaySec; at < firstDay + (days + 1) * kDaySec; at += 60) {
+    tm calendar{};
+    localtime_r(&at, &calendar);
+    minutes.emplace(timegm(&calendar), at);
+  }
+  minutes.erase(minutes.begin(), minutes.lower_bound(firstDay));
+  minutes.erase(minutes.lower_bound(firstDay + days * kDaySec), minutes.end());
+  return minutes;
+}
+
+// Not always midnight.
+static bool isFirstOfDay(const std::map<time_t, time_t>& minutes, time_t now) {
+  return minutes.lower_bound(now - now % kDaySec)->first == now;
+}
+
 // Whether one is open at the instant, and ends.
 static bool isInWindow(const Reckoned& schedule, time_t at) {
   const time_t length = (schedule.end - schedule.start + kMinutesPerDay) % kMinutesPerDay * 60;
@@ -106,42 +138,49 @@ static bool isInWindow(const Reckoned& schedule, time_t at) {
 }
 
 TEST_F(RehearsalTest, aRehearsalShowsWhatMustHappenAndWhatDeservesALook) {
-  constexpr time_t kFrom = 1961452800;  // 2032-02-27
   std::mt19937 random(environmentSeed("QUORIN_SOAK_SEED"));
+  const auto& [zone, fromText] = kRehearsals[pick(&random, 0, std::size(kRehearsals) - 1)];
+  const time_t from = *switchsim::localSeconds(fill("% 00:00:00", fromText));
+  setenv("TZ", zone, 1);
+  tzset();
+  const std::map<time_t, time_t> minutes = minutesFrom(from - kDaySec, 4);
   rpc("schedule.create", scheduleParams(R"("ifNums":[29])"));  // of the other unit
   std::set<std::string> shown, wanted{"29 run"};
   for (uint32_t port = 1; port < 24; port += 2) {
-    Reckoned schedule = randomSchedule(port, kFrom, 3, &random);
-    schedule.first = std::max(schedule.first, kFrom - kDaySec);
+    Reckoned schedule = randomSchedule(port, from, 3, &random);
+    schedule.first = std::max(schedule.first, from - kDaySec);
     rpc("schedule.create", scheduleParams(fill(R"("name":"%",)", port) + membersOf(schedule)));
     time_t offSince = 0, offBefore = 0;
-    for (time_t now = kFrom - kDaySec; now < kFrom + 3 * kDaySec; now += 60) {
-      const std::string done = passMinute(&schedule, now);
+    for (const auto& [now, at] : minutes) {
+      const std::string done = passMinute(&schedule, now, isFirstOfDay(minutes, now));
       for (const char sign : done.substr(0, done.size() / 2)) {  // of the first port
         if (sign == (offSince > 0 ? '+' : '-')) {
-          offSince = offSince > 0 ? 0 : now;
+          offSince = offSince > 0 ? 0 : at;
           const char* act = schedule.type == "restart" ? "restart" : offSince > 0 ? "off" : "on";
-          wanted.insert(now < kFrom ? "29 run" : fill("% % %", port, act, timeText(now, "%FT%R")));
+          wanted.insert(now < from ? "29 run" : fill("% % %", port, act, timeText(now, "%FT%R")));
         }
       }
-      if (offSince > 0 && now + 60 - std::max(offSince, kFrom) > kDaySec) {
+      if (offSince > 0 && at + 60 - std::max(offSince, minutes.at(from)) > kDaySec) {
         wanted.insert(fill("% dark", port));
       }
-      offBefore = now < kFrom ? offSince : offBefore;
+      offBefore = now < from ? offSince : offBefore;
     }
-    const bool isSurprise = (offSince > 0) != (offBefore > 0) && !isInWindow(schedule, kFrom) &&
-                            !isInWindow(schedule, kFrom + 3 * kDaySec);
+    const bool isSurprise = (offSince > 0) != (offBefore > 0) && !isInWindow(schedule, from) &&
+                            !isInWindow(schedule, from + 3 * kDaySec);
     wanted.insert(isSurprise ? fill("% otherEnd", port) : "29 run");
   }
 
   std::string output;
-  runCommand("TZ=UTC " + programPath("quorin_poectl") + " --socket " + kSocketPath +
-                 " rehearse --from 2032-02-27 --days 3 --json 2>&1",
+  runCommand(fill("% --socket % rehearse --from % --days 3 --json 2>&1",
+                  programPath("quorin_poectl"), kSocketPath, fromText),
              &output);
   const std::regex form(R"x(\{"(?:kind|at":"(.{16})[^"]*","act)":"(\w+)")x"
                         R"x((?![^}]*(?:Window end never fired|: Superseded))[^[]*\[(\d+))x");
   for (std::sregex_iterator each(output.begin(), output.end(), form), end; each != end; ++each) {
     shown.insert(each->format(each->str(1).empty() ? "$3 $2" : "$3 $2 $1"));
   }
-  EXPECT_EQ(shown, wanted) << output;  // without runs that would end after the last day
+  EXPECT_EQ(shown, wanted) << zone << "\n"
+                           << output;  // without runs that would end after the last day
+  unsetenv("TZ");
+  tzset();
 }

@@ -61,17 +61,18 @@ bool appliesOn(const Reckoned& schedule, time_t now) {
 }
 
 bool startsIn(const Reckoned& schedule, time_t now) {
-  return appliesOn(schedule, now) && now % kDaySec / 60 == (schedule.allDay ? 0 : schedule.start);
+  return appliesOn(schedule, now) && !schedule.allDay && now % kDaySec / 60 == schedule.start;
 }
 
 bool endsIn(const Reckoned& schedule, time_t now) {
   return schedule.isWindow() && appliesOn(schedule, now) && now % kDaySec / 60 == schedule.end;
 }
 
-std::string passMinute(Reckoned* schedule, time_t now) {
+std::string passMinute(Reckoned* schedule, time_t now, bool isFirstOfDay) {
   const bool isOn = schedule->type == "power_on";
   std::string done;
-  if (startsIn(*schedule, now)) {
+  const bool isAllDay = schedule->allDay && isFirstOfDay && appliesOn(*schedule, now);
+  if (isAllDay || startsIn(*schedule, now)) {
     done = schedule->type == "restart" ? "-+" : isOn ? "+" : "-";
     schedule->results = replaced(schedule->results, "running", "failed");
     schedule->results += schedule->isWindow() ? "running " : "success ";

@@ -1,5 +1,5 @@
 // Random schedules, and what they do in each minute, reckoned without any of the daemon's code. All
-// times are seconds since 1970, UTC.
+// times are seconds since 1970, as if local time were UTC.
 #ifndef QUORIN_TESTS_SUPPORT_RECKONED_H
 #define QUORIN_TESTS_SUPPORT_RECKONED_H
 
@@ -31,10 +31,10 @@ Reckoned randomSchedule(uint32_t port, time_t firstDay, int days, std::mt19937* 
 // As clients send it.
 std::string membersOf(const Reckoned& schedule);
 bool appliesOn(const Reckoned& schedule, time_t now);
-// Whether it acts for the first time of that day, or a window's end comes, in this minute.
+// Whether a window or a restart starts, or a window's end comes, in this minute.
 bool startsIn(const Reckoned& schedule, time_t now);
 bool endsIn(const Reckoned& schedule, time_t now);
 // What the minute does to each port, each act as in acts() and behind a blank.
-std::string passMinute(Reckoned* schedule, time_t now);
+std::string passMinute(Reckoned* schedule, time_t now, bool isFirstOfDay);
 
 #endif
