@@ -18,21 +18,21 @@ A night with a window, a restart of which a port fails, and one that fails altog
   $ go_to "2026-03-03 23:30"
   $ quorin_poectl history
   RUN  UNIT  STARTED                  TOOK        WHAT   ACTION  RESULT  PORTS
-    1     1  Tue 2026-03-03 22:00:??  1 h ?? min  night  off     open    2 (glob)
+    1     1  Tue 2026-03-03 22:00:00  1 h 30 min  night  off     open    2
   1 run, times in the switch's zone (CET)
   $ go_to "2026-03-04 08:00"
   $ quorin_poectl history
   RUN  UNIT  STARTED                  TOOK        WHAT     ACTION   RESULT   PORTS
-    3     1  Wed 2026-03-04 04:00:??  ??????????  door     restart  failed   0 of 1: 1 failed (glob)
-    2     2  Wed 2026-03-04 03:30:??  ??????????  cameras  restart  partial  2 of 3: 1 failed (glob)
-    1     1  Tue 2026-03-03 22:00:??  7 h 4? min  night    off      success  2 (glob)
+    3     1  Wed 2026-03-04 04:00:00  20 s        door     restart  failed   0 of 1: 1 failed
+    2     2  Wed 2026-03-04 03:30:00  20 s        cameras  restart  partial  2 of 3: 1 failed
+    1     1  Tue 2026-03-03 22:00:00  7 h 45 min  night    off      success  2
   3 runs, times in the switch's zone (CET)
 
 Those of one port; those that failed since a time.
 
   $ quorin_poectl history --port 1/0/4
   PORT   RUN  STARTED                  TOOK        WHAT   ACTION  PORT'S RESULT
-  1/0/4    1  Tue 2026-03-03 22:00:??  7 h 4? min  night  off     success (glob)
+  1/0/4    1  Tue 2026-03-03 22:00:00  7 h 45 min  night  off     success
   1 run, times in the switch's zone (CET)
   $ quorin_poectl history --failed --since 03:45 | grep -o 'door .*'
   door  restart  failed  0 of 1: 1 failed
@@ -42,8 +42,8 @@ One run, port by port.
   $ quorin_poectl history 2
   run      2 of unit 2
   what     cameras (schedule 2), restart
-  started  Wed 2026-03-04 03:30:?? (glob)
-  took     * s (glob)
+  started  Wed 2026-03-04 03:30:00
+  took     20 s
   result   partial
   ports    2 of 3: 1 failed
   
@@ -57,9 +57,9 @@ The same for programs.
 
   $ quorin_poectl history --unit 2 --json | json
   {"runs":[
-  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2026-03-04T03:30:??+01:00","completedAt":"2026-03-04T03:3?:??+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":null,"errorMessage":null,"allDay":null,"portSteps":null}],"total":1} (glob)
+  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2026-03-04T03:30:00+01:00","completedAt":"2026-03-04T03:30:20+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":null,"errorMessage":null,"allDay":null,"portSteps":null}],"total":1}
   $ quorin_poectl history 2 --json | json
-  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2026-03-04T03:30:??+01:00","completedAt":"2026-03-04T03:3?:??+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":0,"errorMessage":null,"allDay":null,"portSteps":[ (glob)
+  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2026-03-04T03:30:00+01:00","completedAt":"2026-03-04T03:30:20+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":0,"errorMessage":null,"allDay":null,"portSteps":[
   {"ifNum":29,"name":"2/0/1","label":null,"status":"success","errorMessage":null},
   {"ifNum":30,"name":"2/0/2","label":null,"status":"failed","errorMessage":"power_off failed"},
   {"ifNum":31,"name":"2/0/3","label":null,"status":"success","errorMessage":null}]}

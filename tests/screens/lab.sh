@@ -1,13 +1,12 @@
 # What every screen stands on: the programs of a build, a zone, a width, and a place of its own.
 #   begin_lab [ARGUMENTS of lab up]      a lab in which it is Tue 2026-03-03 08:00, and stays so
 #   begin_switch [ARGUMENTS of create]   a switch of which it is the same time, without a daemon
-#   go_to "YYYY-MM-DD HH:MM"             lets the lab live until then; its time stands still there
+#   go_to "YYYY-MM-DD HH:MM"             lets the lab live until then
 #   kill_daemon                          ends the lab's daemon as a crash would
 #   until_so COMMAND                     asks again and again until the command is content
 #   json                                 a document with a line for each object of its lists
-# The switch's clock stands still in between: what goes by it is the same on any machine. Runs and
-# the log have the time of the lab's daemon, which runs on; it must not be two minutes ahead, for
-# then the client warns of it.
+# The lab's clock stands in between, so that a screen is the same on any machine. What waits for
+# something to happen needs `switchsim lab speed 1` before.
 
 # The folder of a screen is removed with it.
 : "${CRAMTMP:?cram runs what sources this}"
@@ -20,10 +19,6 @@ export PATH HOME TZ COLUMNS
 unset QUORIN_POED_LAB SWITCHSIM_STATE XDG_STATE_HOME NO_COLOR
 MORNING="2026-03-03 08:00"
 
-stand_still_at() {
-  switchsim clock "$1:00"
-}
-
 # A screen that is killed runs no trap. The guard, no child of it, is not killed along, and ends
 # its lab.
 begin_lab() {
@@ -35,8 +30,8 @@ begin_lab() {
       rm -rf "$2"
       rmdir "$3/tmp" "$3"' guard "$$" "$PWD" "$CRAMTMP" </dev/null >/dev/null 2>&1 &)
   until_so "[ -s guard ]"
-  switchsim lab up --dir "$PWD/lab" --at "$MORNING" "$@" >lab.out &&
-    eval "$(switchsim lab env --dir "$PWD/lab")" && stand_still_at "$MORNING"
+  switchsim lab up --dir "$PWD/lab" --at "$MORNING" --speed 0 "$@" >lab.out &&
+    eval "$(switchsim lab env --dir "$PWD/lab")"
 }
 
 end_lab() {
@@ -46,11 +41,11 @@ end_lab() {
 
 begin_switch() {
   export SWITCHSIM_STATE="$PWD/switch.state"
-  switchsim create "$@" && stand_still_at "$MORNING"
+  switchsim create "$@" && switchsim clock "$MORNING:00"
 }
 
 go_to() {
-  switchsim clock follow && switchsim lab at "$1" >lab.out && stand_still_at "$1"
+  switchsim lab at "$1" >lab.out
 }
 
 kill_daemon() {

@@ -6,13 +6,13 @@ The daemon's log, record by record: `quorin_poectl log`.
 All records, or those of a level and worse. (Times and places in the code are of the moment.)
 
   $ quorin_poectl log | head -n 1
-  2026-03-03 08:0?:??.???  info    [main:*] quorin_poed starting (pid=*) (glob)
+  2026-03-03 08:00:00.000  info    [main:*] quorin_poed starting (pid=*) (glob)
   $ quorin_poectl call bootdelay.gt >out 2>&1
   [4]
   $ quorin_poectl log --level warn
-  2026-03-03 08:0?:??.???  warn    [refuseMethod:*] unknown RPC method: bootdelay.gt (glob)
+  2026-03-03 08:00:00.000  warn    [refuseMethod:*] unknown RPC method: bootdelay.gt (glob)
   $ quorin_poectl log -n 1
-  2026-03-03 08:0?:??.???  warn    [refuseMethod:*] unknown RPC method: bootdelay.gt (glob)
+  2026-03-03 08:00:00.000  warn    [refuseMethod:*] unknown RPC method: bootdelay.gt (glob)
 
 How much is logged changes at once.
 
@@ -38,8 +38,8 @@ With `--follow` records are shown as they are written.
   $ until_so 'grep history followed'
   $ kill $!
   $ cat followed
-  2026-03-03 08:0?:??.???  warn    [refuseMethod:*] unknown RPC method: bootdelay.gt (glob)
-  2026-03-03 08:0?:??.???  warn    [refuseMethod:*] unknown RPC method: history.lst (glob)
+  2026-03-03 08:00:00.000  warn    [refuseMethod:*] unknown RPC method: bootdelay.gt (glob)
+  2026-03-03 08:00:00.000  warn    [refuseMethod:*] unknown RPC method: history.lst (glob)
 
 What is no level, and no log.
 

@@ -2,6 +2,7 @@ Ports that are restarted by hand, and watched until their devices are back: `quo
 
   $ . "$TESTDIR/lab.sh"
   $ begin_lab --units 2
+  $ switchsim lab speed 1 >out
 
 The steps on the way are shown as they are seen, the last line of a port says how it ended. (Here
 the lines of ports that are still on their way are left out: how many there are is chance, as is

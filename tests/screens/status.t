@@ -33,9 +33,11 @@ Times can be told in UTC. What schedules are told in is the switch's zone all th
 
 Who has another zone in TZ than the switch is warned, for schedules would be read wrongly.
 
+  $ switchsim clock "2026-03-03 08:00:00"
   $ TZ=UTC quorin_poectl status | grep 'time'
-  quorin_poectl: warning: the switch's clock says Tue 2026-03-03 08:00:00, this system's says Tue 2026-03-03 07:0?:??: schedules go by the switch's clock. Is TZ the switch's zone? (glob)
+  quorin_poectl: warning: the switch's clock says Tue 2026-03-03 08:00:00, this system's says Tue 2026-03-03 07:00:00: schedules go by the switch's clock. Is TZ the switch's zone?
   switch time  Tue 2026-03-03 08:00:00, times in the switch's zone (UTC)
+  $ switchsim clock follow
 
 A port that somebody switched off by the switch's own CLI is told apart from those that a schedule
 keeps off, with the command that brings it back.
@@ -64,7 +66,7 @@ keeps off, with the command that brings it back.
   {"unit":1,"ifNum":12,"name":"1/0/12","label":null,"detectionStatus":"denied"},
   {"unit":2,"ifNum":38,"name":"2/0/10","label":null,"detectionStatus":"denied"},
   {"unit":2,"ifNum":51,"name":"2/0/23","label":null,"detectionStatus":"denied"}],"openRuns":[
-  {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"running","startedAt":"2026-03-03T22:00:??+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":null}],"next":[ (glob)
+  {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"running","startedAt":"2026-03-03T22:00:00+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":null}],"next":[
   {"at":"2026-03-04T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"scheduleName":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
   {"at":"2026-03-04T22:00:00+01:00","act":"off","isEnd":false,"unit":1,"scheduleId":1,"scheduleName":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]},
   {"at":"2026-03-05T06:00:00+01:00","act":"on","isEnd":true,"unit":1,"scheduleId":1,"scheduleName":"night","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"]}],"last24h":{"runs":1,"success":0,"partial":0,"failed":0,"aborted":0,"running":1},"failed":[]}
@@ -78,7 +80,7 @@ What went wrong in the last day is told with the run to look at. Here the switch
                  to bring back: quorin_poectl reset 1/0/6 --off-time 1s
                1 "night" partial Tue 22:00: 1/0/6: restore failed (quorin_poectl history 1)
   $ quorin_poectl status --json | json | tail -n 1
-  {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"partial","startedAt":"2026-03-03T22:00:??+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":"1/0/6: restore failed"}]} (glob)
+  {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"partial","startedAt":"2026-03-03T22:00:00+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":"1/0/6: restore failed"}]}
 
 Colours are for a terminal, or where they are asked for.
 

@@ -27,13 +27,13 @@ In the night the window is what keeps a port dark. Its end is what brings it bac
   $ go_to "2026-03-03 23:00"
   $ quorin_poectl why 1/0/3
   1/0/3 is off.
-    Tue 2026-03-03 22:00:??  switched off by schedule 1 "night" (off 22:00-05:45), run 1, still open (glob)
+    Tue 2026-03-03 22:00:00  switched off by schedule 1 "night" (off 22:00-05:45), run 1, still open
     Wed 2026-03-04 05:45:00  will be switched on by the end of that window
   Not known here: what somebody did with the switch's own CLI, and anything before Sun 2026-02-01.
   times in the switch's zone (CET)
   $ quorin_poectl why 1/0/3 --json | json
-  {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"at":"2026-03-03T23:00:00+01:00","state":"off","sensor":{"adminMode":"disable","detectionStatus":"disabled","powerMw":0,"powerLimitMw":30000},"dark":{"from":"2026-03-03T22:00:??+01:00","to":null,"expectedTo":"2026-03-04T05:45:00+01:00"},"events":[ (glob)
-  {"at":"2026-03-03T22:00:??+01:00","effect":"off","cause":"windowStart","runId":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","runStatus":"running","runErrorMessage":null,"portStatus":"success","portErrorMessage":null,"cutOff":false}],"knownSince":"2026-02-01T23:00:00+01:00"} (glob)
+  {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"at":"2026-03-03T23:00:00+01:00","state":"off","sensor":{"adminMode":"disable","detectionStatus":"disabled","powerMw":0,"powerLimitMw":30000},"dark":{"from":"2026-03-03T22:00:00+01:00","to":null,"expectedTo":"2026-03-04T05:45:00+01:00"},"events":[
+  {"at":"2026-03-03T22:00:00+01:00","effect":"off","cause":"windowStart","runId":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","runStatus":"running","runErrorMessage":null,"portStatus":"success","portErrorMessage":null,"cutOff":false}],"knownSince":"2026-02-01T23:00:00+01:00"}
 
 The next morning tells of the night, whose end failed for one of the ports.
 
@@ -41,22 +41,22 @@ The next morning tells of the night, whose end failed for one of the ports.
   $ go_to "2026-03-04 08:00"
   $ quorin_poectl why 1/0/4
   1/0/4 is off.
-    Tue 2026-03-03 22:00:??  switched off by schedule 1 "night" (off 22:00-05:45), run 1, partial: restore failed (glob)
-    Wed 2026-03-04 05:45:??  not switched by the end of that window: restore failed (glob)
+    Tue 2026-03-03 22:00:00  switched off by schedule 1 "night" (off 22:00-05:45), run 1, partial: restore failed
+    Wed 2026-03-04 05:45:00  not switched by the end of that window: restore failed
   To switch it on: quorin_poectl reset 1/0/4 --off-time 1s
   Not known here: what somebody did with the switch's own CLI, and anything before Mon 2026-02-02.
   times in the switch's zone (CET)
   $ quorin_poectl why 1/0/6 | sed -n '1,3p'
   1/0/6 is on, it delivers 25.1 W.
-    Wed 2026-03-04 05:00:??  switched off by schedule 2 "early" (restart 05:00), run 2, success (glob)
-    Wed 2026-03-04 05:0?:??  switched on again by that run (dark for * min*) (glob)
+    Wed 2026-03-04 05:00:00  switched off by schedule 2 "early" (restart 05:00), run 2, success
+    Wed 2026-03-04 05:01:30  switched on again by that run (dark for 1 min 30 s)
 
 It can be asked how a port was at a moment: in the night, or before it.
 
   $ quorin_poectl why 1/0/3 --at 03:00
   1/0/3 was off on Wed 2026-03-04 03:00:00.
-    Tue 2026-03-03 22:00:??  switched off by schedule 1 "night" (off 22:00-05:45), run 1, partial (glob)
-    Wed 2026-03-04 05:45:??  switched on by the end of that window (dark for 7 h 4? min) (glob)
+    Tue 2026-03-03 22:00:00  switched off by schedule 1 "night" (off 22:00-05:45), run 1, partial
+    Wed 2026-03-04 05:45:00  switched on by the end of that window (dark for 7 h 45 min)
   Not known here: what somebody did with the switch's own CLI, and anything before Mon 2026-02-02.
   times in the switch's zone (CET)
   $ quorin_poectl why 1/0/3 --at "tue 21:00"
