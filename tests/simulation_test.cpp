@@ -4,17 +4,13 @@
 // turns. What is done to which port in which second, and what is recorded of it, is compared with
 // what must be, reckoned without any of the daemon's code. A failure prints the seed;
 // `scripts/simulate DAYS SEED` repeats it.
-#include <poll.h>
-#include <sys/syscall.h>
-
-#include <csignal>
 #include <list>
 #include <numeric>
 #include <optional>
 
 #include "api/requests.h"
-#include "tests/support/daemon_process.h"
 #include "tests/support/reckoned.h"
+#include "tests/support/test_lab.h"
 
 namespace {
 
@@ -25,7 +21,6 @@ constexpr const char* kZones[] = {
     "Africa/Cairo", "Australia/Lord_Howe", "America/Havana", "America/New_York",  "Asia/Kathmandu"};
 constexpr time_t kLongestWindowSec = 90000;
 constexpr time_t kComparedSec = 2 * kDaySec;  // of what is recorded: as far back as runs change
-constexpr int kEndMs = 60000;
 constexpr const char* kAdminSet = "openapiPoePsePortAdminEnableSet";
 constexpr const char* kClockGet = "openapiClockGet";
 constexpr const char* kInterrupted = "Interrupted by unexpected reboot";
@@ -81,22 +76,10 @@ class Simulation {
   explicit Simulation(unsigned seed)
       : seed_(seed),
         random_(seed),
-        folder_(fill("/tmp/simulation.%.%", getpid(), seed)),
-        daemon_(folder_ + "/root/var/run/quorin_poed.sock", 60000, {}),
-        firstDay_(kNewYear + kDaySec * pick(&random_, 0, 365)) {
-    setenv("TZ", kZones[pick(&random_, 0, std::size(kZones) - 1)], 1);
-    tzset();
-    setenv("QUORIN_POED_LAB", folder_.c_str(), 1);
-    setenv("SWITCHSIM_STATE", (folder_ + "/switch.state").c_str(), 1);
-    nextTick_ = now_ = firstDay_ + kDaySec / 2 + 30;
-    command(fill("lab up --speed 0 --shuffle % --at %", seed, instantText(now_)));
-  }
-  ~Simulation() {
-    command("lab down --clean");
-    unsetenv("QUORIN_POED_LAB");
-  }
-  Simulation(const Simulation&) = delete;
-  Simulation& operator=(const Simulation&) = delete;
+        firstDay_(kNewYear + kDaySec * pick(&random_, 0, 365)),
+        now_(firstDay_ + kDaySec / 2 + 30),
+        nextTick_(now_),
+        lab_(kZones[pick(&random_, 0, std::size(kZones) - 1)], now_, seed) {}
 
   void live(int days) {
     days_ = days;
@@ -108,15 +91,6 @@ class Simulation {
   }
 
  private:
-  static std::string instantText(time_t at) { return timeText(at, "%FT%TZ"); }
-
-  std::string command(const std::string& arguments) {
-    std::string output;
-    const int status = runCommand(programCommand("switchsim ") + arguments + " 2>&1", &output);
-    EXPECT_EQ(status, 0) << arguments << "\n" << output << repeatText();
-    return output;
-  }
-
   time_t lifetime() const { return now_ + set_; }
 
   // The switch's own time, as if it were UTC.
@@ -305,14 +279,11 @@ class Simulation {
 
   // The lab comes to the same moment, and all that was done and recorded is compared.
   void compare() {
-    command(fill("lab at %", instantText(now_)));
+    lab_.goTo(now_);
     std::multiset<std::string> done;
-    for (const switchsim::JournalEntry& entry : switchsim::journalSince(lastSeen_)) {
-      lastSeen_ = entry.seq;
-      if (entry.op != "cliSet" && entry.result == 0) {
-        done.insert(actText(static_cast<time_t>(entry.timeMs / 1000), entry.ifNum,
-                            entry.value != 0 ? '+' : '-'));
-      }
+    for (const switchsim::JournalEntry& entry : lab_.newActs()) {
+      done.insert(actText(static_cast<time_t>(entry.timeMs / 1000), entry.ifNum,
+                          entry.value != 0 ? '+' : '-'));
     }
     ASSERT_EQ(testing::PrintToString(done), testing::PrintToString(acts_)) << repeatText();
     acts_.clear();
@@ -331,8 +302,7 @@ class Simulation {
   }
 
   std::string recorded() const {
-    return queryValue(
-        (folder_ + "/root/mnt/fastpath/quorin_poed/history.db").c_str(),
+    return lab_.history(
         fill("SELECT IFNULL(GROUP_CONCAT(line || x'0a', ''), '') FROM (SELECT datetime(started_at, "
              "'unixepoch') || '|' || IFNULL(completed_at, 0) || '|' || trigger_source || '|' || "
              "IFNULL(schedule_id, 0) || '|' || IFNULL(overall_result, status) || "
@@ -346,14 +316,14 @@ class Simulation {
   }
 
   void happen() {
-    command("fault clear");
+    lab_.command("fault clear");
     refusing_ = 0;
     lateOperation_.clear();
     const int choice = pick(&random_, 0, 15);
     if (choice <= 2) {
       create();
     } else if (choice == 3 && !lives_.empty()) {
-      deleteSchedule(daemon_, asStored(lives_.back()));
+      deleteSchedule(lab_.daemon(), asStored(lives_.back()));
       lives_.pop_back();
     } else if (choice <= 6 && !lives_.empty()) {
       change(&lives_[static_cast<size_t>(pick(&random_, 0, static_cast<int>(lives_.size()) - 1))]);
@@ -363,11 +333,11 @@ class Simulation {
       killAndStart();
     } else if (choice <= 10) {
       refusing_ = static_cast<uint32_t>(pick(&random_, 1, kPortOfResets));
-      command(fill("fault % --port % --result -1", kAdminSet, refusing_));
+      lab_.command(fill("fault % --port % --result -1", kAdminSet, refusing_));
     } else if (choice <= 13) {
       lateOperation_ = choice == 11 ? kClockGet : kAdminSet;
       lateSec_ = pick(&random_, 1, 9);
-      command(fill("fault % --delay-ms %000", lateOperation_, lateSec_));
+      lab_.command(fill("fault % --delay-ms %000", lateOperation_, lateSec_));
     } else if (choice == 14) {
       setClock(pick(&random_, -90, 90) * 60);
     } else if (choice == 15) {
@@ -404,7 +374,7 @@ class Simulation {
       life.delaySec = pick(&random_, 1, 120);
       setTimes(&life);
     }
-    life.id = createSchedule(daemon_, asStored(life)).scheduleId;
+    life.id = createSchedule(lab_.daemon(), asStored(life)).scheduleId;
     lives_.push_back(life);
   }
 
@@ -427,7 +397,7 @@ class Simulation {
     } else {
       setTimes(life);
     }
-    updateSchedule(daemon_, asStored(*life));
+    updateSchedule(lab_.daemon(), asStored(*life));
   }
 
   void reset() {
@@ -437,10 +407,10 @@ class Simulation {
       return;
     }
     const int offTimeSec = pick(&random_, 1, 7200);
-    daemon_.ask("manual.reset",
-                jsonParse(fill(R"({"unit":1,"request":{"ifNums":[%],"offTimeSec":%}})",
-                               kPortOfResets, offTimeSec)
-                              .c_str()));
+    lab_.daemon().ask("manual.reset",
+                      jsonParse(fill(R"({"unit":1,"request":{"ifNums":[%],"offTimeSec":%}})",
+                                     kPortOfResets, offTimeSec)
+                                    .c_str()));
     spawn(begin("manual", 0, now_, {kPortOfResets}), now_, offTimeSec, 0);
     work();
     compare();
@@ -451,15 +421,10 @@ class Simulation {
   void killAndStart() {
     const int delaySec = std::max(0, pick(&random_, -600, 600));
     const int betweenSec = std::max(0, pick(&random_, -10, 10));
-    setBootDelay(daemon_, {1, delaySec, betweenSec, betweenSec > 0});
-    const std::string shown = command("lab show --json");
-    const pid_t pid = std::stoi(shown.substr(shown.find("daemonPid\":") + 11));
-    const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-    kill(pid, SIGKILL);
-    pollfd end{process.get(), POLLIN, 0};  // of its last thread, which has its files until then
-    ASSERT_EQ(poll(&end, 1, kEndMs), 1);
+    setBootDelay(lab_.daemon(), {1, delaySec, betweenSec, betweenSec > 0});
+    lab_.killDaemon();
     const Ports enabled = enabledPorts();
-    command("lab up --speed 0");
+    lab_.command("lab up --speed 0");
     fired_.clear();
     jobs_.clear();
     for (Reckoning& run : runs_) {
@@ -500,7 +465,7 @@ class Simulation {
     }
     now_ += bySec;
     set_ -= bySec;
-    command(fill("lab jump %", instantText(now_)));
+    lab_.command(fill("lab jump %", instantText(now_)));
     nextTick_ = now_ + 1;
     passMinutes(1);
   }
@@ -512,21 +477,19 @@ class Simulation {
     switchAhead_.reset();
     if (choice <= 1) {
       switchAhead_ = localTime(now_) + pick(&random_, -28, 28) * 1800 - lifetime();
-      command(fill("clock '%' --run", timeText(localTime(now_), "%F %T")));
+      lab_.command(fill("clock '%' --run", timeText(localTime(now_), "%F %T")));
       return;
     }
-    command(choice == 2 ? "clock follow" : "clock fail");
+    lab_.command(choice == 2 ? "clock follow" : "clock fail");
   }
 
   const unsigned seed_;
   std::mt19937 random_;
-  const std::string folder_;
-  SocketDaemon daemon_;
   const time_t firstDay_;
-  time_t now_ = 0;
+  time_t now_;
   time_t set_ = 0;                     // how far the clock that nobody sets is ahead
   std::optional<time_t> switchAhead_;  // of that clock, where the switch's has a zone of its own
-  time_t nextTick_ = 0, tickEnd_ = 0;
+  time_t nextTick_, tickEnd_ = 0;
   int days_ = 0;
   std::vector<Life> lives_;
   std::set<std::string> fired_;
@@ -536,7 +499,7 @@ class Simulation {
   std::list<Reckoning> runs_;
   std::list<Job> jobs_;
   std::multiset<std::string> acts_;  // since they were compared
-  uint64_t lastSeen_ = 0;
+  TestLab lab_;
 };
 
 }  // namespace
