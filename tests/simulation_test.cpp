@@ -5,6 +5,7 @@
 // what must be, reckoned without any of the daemon's code. A failure prints the seed;
 // `scripts/simulate DAYS SEED` repeats it.
 #include <list>
+#include <map>
 #include <numeric>
 #include <optional>
 
@@ -42,19 +43,38 @@ struct Reckoning {
   time_t lifetime = 0;  // when it started, by the clock that nobody sets
   Ports ports = {};
   bool isWindow = false;
-  Ports refused = {};
   time_t completed = 0;  // 0: it is open
   std::string end = "running";
+  std::map<uint32_t, std::string> outcomes = {};  // of those that have one
 
+  // Of the restoring end of a window the worse outcome counts, and the first message.
+  void record(uint32_t port, const std::string& failure) {
+    std::string& outcome = outcomes[port];
+    if (completed == 0 && outcome.find("failed") == std::string::npos) {
+      outcome = failure.empty() ? "success" : "failed " + failure;
+    }
+  }
   void close(time_t at, const std::string& failure = "") {
     completed = at;
-    end = !failure.empty()                ? "failed " + failure
-          : refused.empty()               ? "success"
-          : refused.size() < ports.size() ? "partial"
-                                          : "failed";
+    size_t failed = 0;
+    for (const uint32_t port : ports) {
+      std::string& outcome = outcomes[port];
+      outcome = !outcome.empty() ? outcome : "failed " + failure;
+      failed += outcome == "success" ? 0 : 1;
+    }
+    end = !failure.empty()        ? "failed " + failure
+          : failed == 0           ? "success"
+          : failed < ports.size() ? "partial"
+                                  : "failed";
   }
   std::string text() const {
-    return fill("%|%|%|%|%", timeText(started, "%F %T"), completed, trigger, scheduleId, end);
+    std::string text =
+        fill("%|%|%|%|%|", timeText(started, "%F %T"), completed, trigger, scheduleId, end);
+    for (const uint32_t port : ports) {
+      const auto outcome = outcomes.find(port);
+      text += fill("% %,", port, outcome != outcomes.end() ? outcome->second : "pending");
+    }
+    return text;
   }
 };
 
@@ -68,7 +88,15 @@ struct Job {
   bool isOff = false;
   bool isAsked = false;  // the switch was, and has not answered
   size_t next = 0;
-  std::vector<uint32_t> taken = {};  // that went off
+  std::vector<uint32_t> taken = {};    // that went off
+  std::vector<uint32_t> refused = {};  // that did not, which is recorded when others come on
+
+  void recordRefused(uint32_t before) {
+    while (!refused.empty() && refused.front() < before) {
+      run->record(refused.front(), "power_off failed");
+      refused.erase(refused.begin());
+    }
+  }
 };
 
 class Simulation {
@@ -93,13 +121,17 @@ class Simulation {
  private:
   time_t lifetime() const { return now_ + set_; }
 
-  // The switch's own time, as if it were UTC.
+  // The switch's own time, as if it were UTC. What the daemon's zone skips counts as after it.
   time_t localTime(time_t at) const {
-    if (switchAhead_) {
-      return at + set_ + *switchAhead_;
-    }
     tm calendar{};
-    localtime_r(&at, &calendar);
+    if (!switchAhead_) {
+      localtime_r(&at, &calendar);
+      return timegm(&calendar);
+    }
+    const time_t own = at + set_ + *switchAhead_;
+    gmtime_r(&own, &calendar);
+    calendar.tm_isdst = -1;
+    mktime(&calendar);
     return timegm(&calendar);
   }
 
@@ -125,14 +157,23 @@ class Simulation {
   void tick(time_t at) {
     const time_t minute = at / 60 * 60;
     tickEnd_ = at + latenessOf(kClockGet);
-    const time_t local = localTime(tickEnd_) / 60 * 60;
+    const time_t local = localTime(tickEnd_);
+    lookAt(local / 60 * 60);
+    if (local % 60 == 59) {  // late, and so close to the next minute that it waits for that
+      const bool isOver = localTime(tickEnd_) / 60 != local / 60;
+      tickEnd_ += std::max(latenessOf(kClockGet), isOver ? 0 : 1);
+      lookAt(localTime(tickEnd_) / 60 * 60);
+    }
+    nextTick_ = std::max(minute + 60, tickEnd_ + 1);
+  }
+
+  void lookAt(time_t local) {
     for (Reckoning& run : runs_) {
       reap(&run);
     }
     for (const Life& life : lives_) {
       evaluate(life, local);
     }
-    nextTick_ = std::max(minute + 60, tickEnd_ + 1);
   }
 
   void reap(Reckoning* run) {
@@ -159,14 +200,14 @@ class Simulation {
       return;
     }
     if (startsIn(schedule, local) && isFirst(life.id, instantText(local) + "S")) {
-      if (Reckoning* stale = openRunOf(life.id)) {
+      if (Reckoning* stale = schedule.isWindow() ? openRunOf(life.id) : nullptr) {
         stale->close(tickEnd_, "Superseded by a new occurrence");
       }
       start(life, begin(life), isOn);
     }
     if (endsIn(schedule, local) && isFirst(life.id, instantText(local) + "E")) {
       Reckoning* run = openRunOf(life.id);
-      sweep(run, portsOf(schedule), isOn ? '-' : '+', isOn ? 0 : life.delaySec);
+      sweep(run, portsOf(schedule), isOn ? '-' : '+', isOn ? 0 : life.delaySec, "restore failed");
       if (run != nullptr) {
         run->close(tickEnd_);
       }
@@ -201,16 +242,19 @@ class Simulation {
       spawn(run, tickEnd_, isOn ? 0 : life.offTimeSec, life.delaySec);
       return;
     }
-    sweep(run, run->ports, '-', 0);
+    sweep(run, run->ports, '-', 0, "power_off failed");
     if (!run->isWindow) {
       run->close(tickEnd_);
     }
   }
 
-  void sweep(Reckoning* run, const Ports& ports, char sign, int delaySec) {
+  void sweep(Reckoning* run, const Ports& ports, char sign, int delaySec, const char* failure) {
     for (const uint32_t port : ports) {
       tickEnd_ += latenessOf(kAdminSet);
-      act(run, tickEnd_, port, sign);
+      const bool isDone = act(tickEnd_, port, sign);
+      if (run != nullptr) {
+        run->record(port, isDone ? "" : failure);
+      }
       tickEnd_ += port == *ports.rbegin() ? 0 : delaySec;
     }
   }
@@ -239,8 +283,12 @@ class Simulation {
     } else {
       const uint32_t port = job->ports[job->next++];
       job->isAsked = false;
-      if (act(job->run, job->due - set_, port, job->isOff ? '+' : '-')) {
-        job->taken.push_back(port);
+      const bool isDone = act(job->due - set_, port, job->isOff ? '+' : '-');
+      if (job->isOff) {
+        job->recordRefused(port);
+        job->run->record(port, isDone ? "" : failureOf(*job));
+      } else {
+        (isDone ? job->taken : job->refused).push_back(port);
       }
       job->due += job->isOff && job->next < job->ports.size() ? job->delaySec : 0;
     }
@@ -254,27 +302,31 @@ class Simulation {
       job->due += job->offTimeSec;
       return;
     }
+    job->recordRefused(UINT32_MAX);
     if (!job->run->isWindow) {
       job->run->close(job->due - set_);
     }
     job->run = nullptr;
   }
 
+  static const char* failureOf(const Job& job) {
+    return job.run->trigger == "boot-delay" ? "re-enable failed"
+           : job.offTimeSec > 0             ? "power_on failed"
+                                            : "hardware error";
+  }
+
   int latenessOf(const std::string& operation) const {
     return lateOperation_ == operation ? lateSec_ : 0;
   }
 
-  // Whether the switch did it; else it is recorded, if there is an open run.
-  bool act(Reckoning* run, time_t at, uint32_t port, char sign) {
-    if (port != refusing_) {
-      acts_.insert(actText(at, port, sign));
-    } else if (run != nullptr) {
-      run->refused.insert(port);
-    }
-    return port != refusing_;
+  // Whether the switch did it.
+  bool act(time_t at, uint32_t port, char sign) {
+    const bool isDone = refusing_.count(port) == 0;
+    acts_.insert(actText(at, port, sign, isDone));
+    return isDone;
   }
-  static std::string actText(time_t at, uint32_t port, char sign) {
-    return timeText(at, "%F %T ") + fill("%%", port, sign);
+  static std::string actText(time_t at, uint32_t port, char sign, bool isDone) {
+    return timeText(at, "%F %T ") + fill("%%%", port, sign, isDone ? "" : "!");
   }
 
   // The lab comes to the same moment, and all that was done and recorded is compared.
@@ -283,7 +335,7 @@ class Simulation {
     std::multiset<std::string> done;
     for (const switchsim::JournalEntry& entry : lab_.newActs()) {
       done.insert(actText(static_cast<time_t>(entry.timeMs / 1000), entry.ifNum,
-                          entry.value != 0 ? '+' : '-'));
+                          entry.value != 0 ? '+' : '-', entry.result == 0));
     }
     ASSERT_EQ(testing::PrintToString(done), testing::PrintToString(acts_)) << repeatText();
     acts_.clear();
@@ -302,13 +354,15 @@ class Simulation {
   }
 
   std::string recorded() const {
-    return lab_.history(
-        fill("SELECT IFNULL(GROUP_CONCAT(line || x'0a', ''), '') FROM (SELECT datetime(started_at, "
-             "'unixepoch') || '|' || IFNULL(completed_at, 0) || '|' || trigger_source || '|' || "
-             "IFNULL(schedule_id, 0) || '|' || IFNULL(overall_result, status) || "
-             "IFNULL(' ' || error_message, '') AS line FROM poe_history WHERE started_at >= % "
-             "ORDER BY line)",
-             now_ - kComparedSec));
+    return lab_.history(fill(
+        "SELECT IFNULL(GROUP_CONCAT(line || x'0a', ''), '') FROM (SELECT datetime(started_at, "
+        "'unixepoch') || '|' || IFNULL(completed_at, 0) || '|' || trigger_source || '|' || "
+        "IFNULL(schedule_id, 0) || '|' || IFNULL(overall_result, status) || "
+        "IFNULL(' ' || error_message, '') || '|' || (SELECT GROUP_CONCAT(port || ',', '') FROM "
+        "(SELECT if_num || ' ' || status || IFNULL(' ' || error_msg, '') AS port FROM "
+        "poe_history_port AS own WHERE own.run_id = poe_history.run_id ORDER BY if_num)) AS "
+        "line FROM poe_history WHERE started_at >= % ORDER BY line)",
+        now_ - kComparedSec));
   }
 
   std::string repeatText() const {
@@ -317,7 +371,7 @@ class Simulation {
 
   void happen() {
     lab_.command("fault clear");
-    refusing_ = 0;
+    refusing_.clear();
     lateOperation_.clear();
     const int choice = pick(&random_, 0, 15);
     if (choice <= 2) {
@@ -332,8 +386,7 @@ class Simulation {
     } else if (choice == 8) {
       killAndStart();
     } else if (choice <= 10) {
-      refusing_ = static_cast<uint32_t>(pick(&random_, 1, kPortOfResets));
-      lab_.command(fill("fault % --port % --result -1", kAdminSet, refusing_));
+      refuse();
     } else if (choice <= 13) {
       lateOperation_ = choice == 11 ? kClockGet : kAdminSet;
       lateSec_ = pick(&random_, 1, 9);
@@ -342,6 +395,17 @@ class Simulation {
       setClock(pick(&random_, -90, 90) * 60);
     } else if (choice == 15) {
       setSwitchClock();
+    }
+  }
+
+  // Some ports, or all.
+  void refuse() {
+    const int oneIn = pick(&random_, 1, 3);
+    for (uint32_t port = 1; port <= kPortOfResets; ++port) {
+      if (pick(&random_, 1, oneIn) == 1) {
+        refusing_.insert(port);
+        lab_.command(fill("fault % --port % --result -1", kAdminSet, port));
+      }
     }
   }
 
@@ -370,15 +434,16 @@ class Simulation {
     Life life;
     life.schedule = randomSchedule(*ports.begin(), firstDay_, days_, &random_);
     life.offTimeSec = pick(&random_, 1, pick(&random_, 0, 1) == 0 ? 50 : 7200);
-    if (pick(&random_, 0, 2) == 0) {
-      life.delaySec = pick(&random_, 1, 120);
+    life.delaySec = std::max(0, pick(&random_, -240, 120));
+    if (life.schedule.type == "power_on" || life.delaySec > 0) {
       setTimes(&life);
     }
     life.id = createSchedule(lab_.daemon(), asStored(life)).scheduleId;
     lives_.push_back(life);
   }
 
-  // A window that is longer, as is the time to the next, than its ports take to come on.
+  // A window that is longer, as is the time to the next, than its ports take to come on: none meets
+  // its own work.
   void setTimes(Life* life) {
     life->schedule.start = pick(&random_, 0, kMinutesPerDay - 1);
     life->schedule.end = (life->schedule.start + pick(&random_, 10, 1430)) % kMinutesPerDay;
@@ -424,7 +489,7 @@ class Simulation {
     setBootDelay(lab_.daemon(), {1, delaySec, betweenSec, betweenSec > 0});
     lab_.killDaemon();
     const Ports enabled = enabledPorts();
-    lab_.command("lab up --speed 0");
+    lab_.startDaemon(now_);
     fired_.clear();
     jobs_.clear();
     for (Reckoning& run : runs_) {
@@ -442,7 +507,7 @@ class Simulation {
   void holdOff(const Ports& ports, int delaySec, int betweenSec) {
     Reckoning* run = begin("boot-delay", 0, now_, ports);
     for (const uint32_t port : ports) {
-      act(run, now_, port, '-');
+      act(now_, port, '-');
     }
     Job* job = spawn(run, now_ + delaySec, delaySec, betweenSec);
     job->isOff = true;
@@ -474,10 +539,16 @@ class Simulation {
   // by its own.
   void setSwitchClock() {
     const int choice = pick(&random_, 0, 3);
+    const bool isUnderWay = std::any_of(
+        jobs_.begin(), jobs_.end(), [](const Job& job) { return job.run->trigger == "scheduled"; });
+    if (isUnderWay) {  // another day's restart must not meet this one's
+      return;
+    }
     switchAhead_.reset();
     if (choice <= 1) {
-      switchAhead_ = localTime(now_) + pick(&random_, -28, 28) * 1800 - lifetime();
-      lab_.command(fill("clock '%' --run", timeText(localTime(now_), "%F %T")));
+      const time_t own = localTime(now_) + pick(&random_, -28, 28) * 1800;
+      switchAhead_ = own - lifetime();
+      lab_.command(fill("clock '%' --run", timeText(own, "%F %T")));
       return;
     }
     lab_.command(choice == 2 ? "clock follow" : "clock fail");
@@ -493,7 +564,7 @@ class Simulation {
   int days_ = 0;
   std::vector<Life> lives_;
   std::set<std::string> fired_;
-  uint32_t refusing_ = 0;  // the port that the switch does not switch
+  Ports refusing_;  // which the switch does not switch
   std::string lateOperation_;
   int lateSec_ = 0;
   std::list<Reckoning> runs_;
@@ -509,6 +580,7 @@ TEST(SimulationTest, everyPortIsSwitchedAndRecordedInTheSecondInWhichItMustBe) {
   const unsigned lives = getenv("QUORIN_SIMULATION_SEED") != nullptr ? 1 : 3;
   const unsigned seed = environmentSeed("QUORIN_SIMULATION_SEED");
   for (unsigned i = 0; i < lives && !HasFatalFailure(); ++i) {
+    SCOPED_TRACE(fill("QUORIN_SIMULATION_SEED=%", seed + i));
     Simulation(seed + i).live(days);
   }
 }

@@ -151,7 +151,13 @@ TEST_F(RehearsalTest, aRehearsalShowsWhatMustHappenAndWhatDeservesALook) {
     schedule.first = std::max(schedule.first, from - kDaySec);
     rpc("schedule.create", scheduleParams(fill(R"("name":"%",)", port) + membersOf(schedule)));
     time_t offSince = 0, offBefore = 0;
+    const auto lookForDark = [&](time_t at) {
+      if (offSince > 0 && at - std::max(offSince, minutes.at(from)) > kDaySec) {
+        wanted.insert(fill("% dark", port));
+      }
+    };
     for (const auto& [now, at] : minutes) {
+      lookForDark(at);
       const std::string done = passMinute(&schedule, now, isFirstOfDay(minutes, now));
       for (const char sign : done.substr(0, done.size() / 2)) {  // of the first port
         if (sign == (offSince > 0 ? '+' : '-')) {
@@ -160,11 +166,9 @@ TEST_F(RehearsalTest, aRehearsalShowsWhatMustHappenAndWhatDeservesALook) {
           wanted.insert(now < from ? "29 run" : fill("% % %", port, act, timeText(now, "%FT%R")));
         }
       }
-      if (offSince > 0 && at + 60 - std::max(offSince, minutes.at(from)) > kDaySec) {
-        wanted.insert(fill("% dark", port));
-      }
       offBefore = now < from ? offSince : offBefore;
     }
+    lookForDark(minutes.rbegin()->second + 60);
     const bool isSurprise = (offSince > 0) != (offBefore > 0) && !isInWindow(schedule, from) &&
                             !isInWindow(schedule, from + 3 * kDaySec);
     wanted.insert(isSurprise ? fill("% otherEnd", port) : "29 run");

@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "base/draft_ending.h"
@@ -77,6 +78,18 @@ bool isServedBy(pid_t pid, const std::string& socketPath) {
 bool isGone(const UniqueFd& process) {
   pollfd end{process.get(), POLLIN, 0};
   return !process || poll(&end, 1, 0) == 1;
+}
+
+UniqueFd handleOf(pid_t pid) {
+  return UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+}
+
+// Whether it was killed, and only other threads of it may still work.
+bool isEnding(pid_t pid) {
+  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+  std::string stat;
+  std::getline(file, stat);
+  return stat.find(") Z ") != std::string::npos;
 }
 
 // Beside this program in a build folder, else where it is installed.
@@ -397,6 +410,10 @@ void Lab::up(const LabPlan& plan) {
     fail("a lab runs in " + folder_ +
          " already: `switchsim lab down` ends it, --dir names another folder");
   }
+  if (const auto former = readRecord(); former && isEnding(former->pid)) {
+    const UniqueFd process = handleOf(former->pid);
+    waitUntil([&process] { return isGone(process); });
+  }
   const int64_t atMs = beginMs(plan);
   if (!readRecord()) {
     writeRecord({});  // before all else: from now on the folder is a lab, and can be cleaned away
@@ -471,7 +488,7 @@ void Lab::awaitDaemon(pid_t child) const {
 
 // A clean end is for those who go on.
 void Lab::endDaemon(pid_t pid, bool atOnce) const {
-  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  const UniqueFd process = handleOf(pid);
   const auto hasEnded = [&] { return !isRunning() && isGone(process); };
   kill(pid, atOnce ? SIGKILL : SIGTERM);
   if (!waitUntil(hasEnded)) {

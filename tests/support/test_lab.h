@@ -22,11 +22,12 @@ class TestLab {
   std::string client(const std::string& arguments) const;
   // Lets the lab live until then.
   void goTo(time_t at) const;
-  // As a crash ends it; command("lab up --speed 0") starts another.
+  // As a crash ends it; and another one, then.
   void killDaemon() const;
+  void startDaemon(time_t at) const;
   Daemon& daemon() { return daemon_; }
 
-  // What the switch did to ports since it was asked last; orders that it refused are left out.
+  // What was asked of the switch for its ports since the last look.
   std::vector<switchsim::JournalEntry> newActs();
   std::string history(const std::string& sql) const;
   std::string log() const;
@@ -34,6 +35,7 @@ class TestLab {
  private:
   std::string run(const std::string& program, const std::string& arguments) const;
 
+  const unsigned shuffle_;
   const std::string folder_;
   SocketDaemon daemon_;
   uint64_t lastSeen_ = 0;
