@@ -29,7 +29,8 @@ static std::string lineAfter(const std::string& samples) {
 // At 03:00, of a run "TYPE,HOUR,HOUR,STATUS,MESSAGE,MESSAGE" of a port, the last one its own.
 static std::string whyAtThree(const std::string& row) {
   const std::vector<std::string> word = splitAt(row + ",,", ',');
-  Run run = readRun(jsonParse(R"({"unit":1,"scheduleId":3,"scheduleName":"night"})").get());
+  Run run =
+      readRun(jsonParse(R"({"unit":1,"runId":7,"scheduleId":3,"scheduleName":"night"})").get());
   run.scheduleType = word[0];
   run.startedAt = SystemTime(kTen + std::stoll(word[1]) * 3600);
   run.completedAt = SystemTime(kTen + std::stoll(word[2]) * 3600);
@@ -40,8 +41,7 @@ static std::string whyAtThree(const std::string& row) {
   const View view{names, SwitchNow(SwitchTime()), SystemTime(kTen + 50 * 3600), utc, utc, false,
                   {}};
   WhyQuestion asked{{1, 1}, SystemTime(kTen + 5 * 3600), {}, {}};
-  asked.timeline = portTimeline({1, 1}, {run}, readSchedules(jsonParse(kAll).get(), 1),
-                                view.systemNow, view.zone);
+  asked.records = {{run}, {run}, readSchedules(jsonParse(kAll).get(), 1)};
   return whyText(asked, view);
 }
 
@@ -50,9 +50,16 @@ TEST(ClientActs, resetAndWhyTellWhatPortsWentThrough) {
   for (const auto& [samples, line] : std::map<std::string, std::string>{
            {"0,delivering|1,disable|5,off,success|5,searching,success|6,delivering,success",
             "12.9 W > dark 4 s > on > searching > 12.9 W  back after 5 s"},
-           {"0,delivering|1,delivering,success|3,delivering,success", "12.9 W  back after 3 s"},
+           {"0,delivering|1,delivering,success|3,delivering,success",
+            "12.9 W  back within a second"},
            {"0,delivering|1,disable|8,denied,success|16,denied,success|17,denied,success",
             "12.9 W > dark 7 s > denied 9 s  not back after 9 s (denied: limit 30.0 W) -"},
+           {"0,delivering|1,delivering|21,delivering,success|23,delivering,success",
+            "12.9 W  back within a second"},
+           {"0,denied|1,searching,success|3,denied,success|11,denied,success",
+            "denied > searching 2 s > denied 8 s  on, but without power (denied: limit 30.0 W) -"},
+           {"0,disable|1,denied,success|3,denied,success|5,delivering,success",
+            "dark > denied 4 s > 12.9 W  on after 5 s"},
            {"0,searching|1,searching,success", "searching  on as before (searching)"},
            {"0,delivering|1,delivering,skipped,busy", "12.9 W  not reset: busy -"},
            {"0,delivering|1,delivering,pending,,closed",
@@ -65,7 +72,7 @@ TEST(ClientActs, resetAndWhyTellWhatPortsWentThrough) {
   }
   for (const auto& [run, part] : std::map<std::string, std::string>{
            {"power_off,0,7,success", "that window (dark for 7 h)"},
-           {"power_off,0,1,success," + cut, "closed before (dark for 8 h)"},
+           {"power_off,0,1,success," + cut, "closed before (perhaps dark for 8 h)"},
            {"power_off,0,25,success,,Window end never fired", "\"night (morning after)\" ends"},
            {"restart,0,1,failed" + cut + cut, "p was perhaps off on Mon 2026-03-02 03:00"},
            {"restart,0,1,failed,power_on failed", "not switched on again: power_on failed"},

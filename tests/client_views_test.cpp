@@ -17,7 +17,8 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   const View view{names, SwitchNow(SwitchTime(kNow)), SystemTime(kNow), berlin, Zone("UTC"), false,
                   {}};
   const auto runs = jsonParse(R"({"runs":[
-      {"runId":44,"unit":1,"triggered":"manual","startedAt":"2026-03-03T12:50:00Z",
+      {"runId":44,"unit":1,"triggered":"manual","scheduleType":"restart",
+       "startedAt":"2026-03-03T12:50:00Z",
        "status":"failed","portSteps":[{"ifNum":5,"status":"failed",
        "errorMessage":"Interrupted by unexpected reboot"},{"ifNum":8,"status":"failed",
        "errorMessage":"Interrupted by unexpected reboot"}]},
@@ -40,14 +41,14 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   for (uint32_t i = 1; i <= 8; ++i) {
     ports.push_back({{1, i}, 12850, 0, 0, 38, i < 4 ? "enable" : "disable", "denied", "", "", {}});
   }
-  status.ports = statedPorts(ports, status.runsOfDay, status.schedules, view);
+  status.ports = statedPorts(ports, {status.runsOfDay, status.runsOfDay, status.schedules}, view);
   const std::string text = statusText(status, view) +
                            weekText(weekOf(ports, status.schedules, {2026, 3, 3}, view), view) +
                            metricsText(metricsOf(status, view));
   for (const char* part :
        {"1/0/1    ..%#######%...", ".\n1/0/2-3        #####################R####",
         "7-8     ....%....", " #6 no run of the last 30 days",
-        " #5,#8 off since Tue 12:50: perhaps switched off by a manual",
+        " #5,#8 off since Tue 12:50: perhaps left off by a manual",
         "2 off by a schedule, 3 off for no reason", "s: 1 success, 1 failed, 1 running\n",
         "  to bring back: quorin_poectl reset #5,#8 --off-time", "next_firing_seconds 28368\n",
         R"(_watts{unit="1",ifnum="1",port="1/0/1",label="a\\b \"c\"\\n"} 12.85)"}) {

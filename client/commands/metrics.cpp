@@ -7,6 +7,7 @@
 #include "cli/mapped.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "forecast/firings.h"
 
 namespace {
 

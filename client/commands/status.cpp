@@ -9,6 +9,7 @@
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/next.h"
+#include "forecast/firings.h"
 
 namespace {
 

@@ -22,6 +22,15 @@ struct WhyOptions {
   std::string at;
 };
 
+std::vector<PortEvent> timelineOf(const WhyQuestion& question, const View& view) {
+  std::vector<PortEvent> timeline =
+      portTimeline(question.port, question.records, view.systemNow, view.zone);
+  if (question.sensor && question.sensor->isOn()) {
+    confirmOn(&timeline);
+  }
+  return timeline;
+}
+
 const char* stateText(State state) {
   switch (state) {
     case State::on:
@@ -67,14 +76,20 @@ std::string headline(const WhyQuestion& question, const PortAccount& account, co
   }
 }
 
+std::string darkText(const PortAccount& account) {
+  const std::optional<int64_t> sec = account.darkSec();
+  const char* dark = account.isDarkCertain() ? " (dark for " : " (perhaps dark for ";
+  return !sec       ? ""
+         : *sec > 0 ? dark + secondsText(*sec) + ")"
+                    : std::string(dark) + "less than a second)";
+}
+
 std::string eventsText(const PortAccount& account, const View& view) {
   Table table({{""}, {""}});
   const PortEvent* last = nullptr;
   for (const PortEvent* event : account.events()) {
     const bool isSameRun = last != nullptr && last->run.runId == event->run.runId;
-    const bool isEnd = event == account.on && account.off != nullptr;
-    const char* dark = event->effect == PortEffect::unclear ? " (perhaps dark for " : " (dark for ";
-    const std::string length = isEnd ? dark + secondsText(event->at - account.off->at) + ")" : "";
+    const std::string length = event == account.on ? darkText(account) : "";
     const bool isBefore = event == account.before && account.off != nullptr;
     std::string text = isBefore ? "before: " : "";
     text += eventText(*event, isSameRun) + length;
@@ -93,19 +108,27 @@ std::string eventsText(const PortAccount& account, const View& view) {
 }
 
 // What the events do not explain, and what helps.
-std::string notes(const WhyQuestion& question, const PortAccount& account, const View& view) {
-  const PortEvent* last = lastSwitching(question.timeline, view.systemNow);
-  const bool isOff = question.sensor && account.state == State::off;
+std::string notes(const WhyQuestion& question, const PortAccount& account,
+                  const std::vector<PortEvent>& timeline, const View& view) {
+  if (!question.sensor) {
+    return "";
+  }
+  const MayBe known = stateAt(timeline, view.systemNow);
+  if (account.state == State::on) {
+    return known.isOff() ? "No run switched it on again: somebody did with the switch's own CLI.\n"
+                         : "";
+  }
   std::string text;
-  if (isOff && (last == nullptr || last->effect == PortEffect::on)) {
-    text +=
+  const PortEvent* cause = whatLeftOff(timeline);
+  if (cause == nullptr) {
+    text =
         "No run that is known left it off: somebody did with the switch's own CLI, or it was "
         "longer ago.\n";
+  } else if (!known.isOff()) {
+    text = "Or somebody switched it off with the switch's own CLI.\n";
   }
-  if (question.sensor && !isOff && last != nullptr && last->effect == PortEffect::off) {
-    text += "No run switched it on again: somebody did with the switch's own CLI.\n";
-  }
-  if (isOff && !account.expectedEnd()) {
+  const bool switchesBack = cause != nullptr && cause->run.isOpen() && cause->run.switchesBack();
+  if (!account.expectedEnd() && !switchesBack) {
     text += "To switch it on: quorin_poectl reset " + view.names.name(question.port.ifNum) +
             " --off-time 1s\n";
   }
@@ -124,6 +147,8 @@ const char* causeText(PortCause cause) {
       return "allDay";
     case PortCause::bootDelay:
       return "bootDelay";
+    case PortCause::plainReset:
+      return "plainReset";
     default:
       return "restart";
   }
@@ -146,7 +171,7 @@ JsonPtr eventJson(const PortEvent& event, const View& view) {
   return jsonObject({{"at", view.stamp(event.at)},
                      {"effect", effectText(event.effect)},
                      {"cause", causeText(event.cause)},
-                     {"runId", event.run.runId},
+                     {"runId", event.run.runId > 0 ? JsonValue(event.run.runId) : JsonValue("")},
                      {"triggered", event.run.triggered.text},
                      {"scheduleId", event.run.scheduleId},
                      {"scheduleName", event.run.scheduleName},
@@ -166,7 +191,9 @@ JsonPtr sensorJson(const SensorPort& sensor) {
 
 // {"unit", "ifNum", "name", "label", "at", "state", "sensor", "dark": {"from", "to",
 // "expectedTo"}, "events": [...], "knownSince"}.
-JsonPtr whyJson(const WhyQuestion& question, const PortAccount& account, const View& view) {
+JsonPtr whyJson(const WhyQuestion& question, const View& view) {
+  const std::vector<PortEvent> timeline = timelineOf(question, view);
+  const PortAccount account = accountOf(timeline, question.at, question.sensor);
   const auto stamp = [&view](const PortEvent* event) {
     return event != nullptr ? view.stamp(event->at) : "";
   };
@@ -184,17 +211,31 @@ JsonPtr whyJson(const WhyQuestion& question, const PortAccount& account, const V
        {"knownSince", view.stamp(view.systemNow - kKeptSec)}});
 }
 
-// The runs of the port that are near to the moment, in any order.
-std::vector<Run> runsAround(Daemon& daemon, const PoePort& port, SystemTime at) {
-  const std::vector<Run> all = askRunsSince(daemon, port.unit, SystemTime());
+// Those of the runs that have the port, in their order; as many as are enough.
+void addRuns(Daemon& daemon, const std::vector<Run>& runs, uint32_t ifNum, size_t enough,
+             std::vector<Run>* own) {
+  enough += own->size();
+  for (auto run = runs.begin(); run != runs.end() && own->size() < enough; ++run) {
+    Run whole = askRun(daemon, run->unit, run->runId);
+    if (whole.port(ifNum) != nullptr) {
+      own->push_back(std::move(whole));
+    }
+  }
+}
+
+// The records of the port that are near to the moment.
+PortRecords recordsAround(Daemon& daemon, const PoePort& port, SystemTime at) {
+  PortRecords records;
+  records.schedules = askSchedules(daemon, port.unit);
+  records.begun = askRunsSince(daemon, port.unit, SystemTime());
+  const std::vector<Run>& all = records.begun;
   const auto before = std::find_if(all.begin(), all.end(), [at](const Run& run) {
     return run.startedAt.value_or(SystemTime()) <= at;
   });
-  const std::vector<Run> later(std::make_reverse_iterator(before), all.rend());
-  std::vector<Run> runs = askRunsOfPorts(daemon, {before, all.end()}, {port}, kRunsBefore);
-  const std::vector<Run> after = askRunsOfPorts(daemon, later, {port}, kRunsAfter);
-  runs.insert(runs.end(), after.begin(), after.end());
-  return runs;
+  addRuns(daemon, {before, all.end()}, port.ifNum, kRunsBefore, &records.runs);
+  addRuns(daemon, {std::make_reverse_iterator(before), all.rend()}, port.ifNum, kRunsAfter,
+          &records.runs);
+  return records;
 }
 
 SystemTime momentAsked(const std::string& text, SystemTime now, const Zone& zone) {
@@ -220,25 +261,20 @@ int runWhy(const WhyOptions& given, Session& session) {
   if (given.at.empty()) {
     question.sensor = *findPort(session.sensors(), question.port);
   }
-  const std::vector<Schedule> schedules = askSchedules(session.daemon(), question.port.unit);
+  question.records = recordsAround(session.daemon(), question.port, question.at);
   const View view = session.view();
-  question.timeline =
-      portTimeline(question.port, runsAround(session.daemon(), question.port, question.at),
-                   schedules, view.systemNow, view.zone);
   session.print([&] { return whyText(question, view) + view.footer() + "\n"; },
-                [&] {
-                  return whyJson(question,
-                                 accountOf(question.timeline, question.at, question.sensor), view);
-                });
+                [&] { return whyJson(question, view); });
   return kExitDone;
 }
 
 }  // namespace
 
 std::string whyText(const WhyQuestion& question, const View& view) {
-  const PortAccount account = accountOf(question.timeline, question.at, question.sensor);
+  const std::vector<PortEvent> timeline = timelineOf(question, view);
+  const PortAccount account = accountOf(timeline, question.at, question.sensor);
   return headline(question, account, view) + "\n" + eventsText(account, view) +
-         notes(question, account, view) +
+         notes(question, account, timeline, view) +
          "Not known here: what somebody did with the switch's own CLI, and anything before " +
          view.day(view.systemNow - kKeptSec) + ".\n";
 }

@@ -14,7 +14,7 @@ struct WhyQuestion {
   PoePort port;
   SystemTime at;                     // the moment asked about
   std::optional<SensorPort> sensor;  // the port now; none where another moment is asked about
-  std::vector<PortEvent> timeline;   // of portTimeline
+  PortRecords records;
 };
 
 std::string whyText(const WhyQuestion& question, const View& view);

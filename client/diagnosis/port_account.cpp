@@ -10,7 +10,7 @@ using State = PortAccount::State;
 std::vector<size_t> switchings(const std::vector<PortEvent>& timeline) {
   std::vector<size_t> all;
   for (size_t i = 0; i < timeline.size(); ++i) {
-    if (timeline[i].effect != PortEffect::none) {
+    if (timeline[i].mayHaveSwitched()) {
       all.push_back(i);
     }
   }
@@ -21,12 +21,12 @@ std::vector<size_t> switchings(const std::vector<PortEvent>& timeline) {
 void fillDark(const std::vector<PortEvent>& timeline, const std::vector<size_t>& all, size_t last,
               PortAccount* account) {
   size_t first = last;
-  while (first > 0 && isToOff(timeline[all[first - 1]])) {
+  while (first > 0 && timeline[all[first - 1]].isToOff) {
     --first;
   }
   account->off = &timeline[all[first]];
   account->before = first > 0 ? &timeline[all[first - 1]] : nullptr;
-  while (last < all.size() && isToOff(timeline[all[last]])) {
+  while (last < all.size() && timeline[all[last]].isToOff) {
     ++last;
   }
   account->on = last < all.size() ? &timeline[all[last]] : nullptr;
@@ -37,15 +37,11 @@ void fillDark(const std::vector<PortEvent>& timeline, const std::vector<size_t>&
   }
 }
 
-// Of the dark time up to the moment: certain as soon as one switching in it is.
-State darkState(const PortAccount& account, SystemTime at) {
-  const auto isCertain = [at](const PortEvent* event) {
-    return event->effect == PortEffect::off && event->at <= at;
-  };
-  return isCertain(account.off) ||
-                 std::any_of(account.between.begin(), account.between.end(), isCertain)
-             ? State::off
-             : State::maybeOff;
+State stateOf(const MayBe& mayBe) {
+  return mayBe.isUnknown() ? State::unknown
+         : mayBe.isOn()    ? State::on
+         : mayBe.isOff()   ? State::off
+                           : State::maybeOff;
 }
 
 }  // namespace
@@ -54,14 +50,25 @@ std::vector<const PortEvent*> PortAccount::events() const {
   std::vector<const PortEvent*> all{before, off};
   all.insert(all.end(), between.begin(), between.end());
   all.push_back(on);
+  all.push_back(moment);
   all.erase(std::remove(all.begin(), all.end(), nullptr), all.end());
   return all;
+}
+
+std::optional<int64_t> PortAccount::darkSec() const {
+  return off != nullptr && on != nullptr ? std::make_optional(on->at - off->at) : std::nullopt;
+}
+
+bool PortAccount::isDarkCertain() const {
+  return off != nullptr && on != nullptr && off->effect == PortEffect::off &&
+         on->effect == PortEffect::on && !on->isPerhapsPlain && off->at == off->until &&
+         on->at == on->until;
 }
 
 std::optional<SystemTime> PortAccount::expectedEnd() const {
   std::optional<SystemTime> end;
   for (const PortEvent* event : events()) {
-    end = event->endsAt && isToOff(*event) ? event->endsAt : end;
+    end = event->endsAt && event->isToOff ? event->endsAt : end;
   }
   return on == nullptr ? end : std::nullopt;
 }
@@ -73,9 +80,8 @@ PortAccount accountOf(const std::vector<PortEvent>& timeline, SystemTime at,
   const auto later =
       std::find_if(all.begin(), all.end(), [&](size_t i) { return timeline[i].at > at; });
   auto last = static_cast<size_t>(later - all.begin());
-  const bool isOn = last > 0 && !isToOff(timeline[all[last - 1]]);
-  const bool isSure = last > 0 && timeline[all[last - 1]].effect == PortEffect::on;
-  while (last > 0 && !isToOff(timeline[all[last - 1]])) {
+  const bool isOn = last > 0 && !timeline[all[last - 1]].isToOff;
+  while (last > 0 && !timeline[all[last - 1]].isToOff) {
     --last;
   }
   if (last > 0) {
@@ -83,10 +89,15 @@ PortAccount accountOf(const std::vector<PortEvent>& timeline, SystemTime at,
   } else if (isOn) {
     account.on = &timeline[all.front()];
   }
+  for (const PortEvent& event : timeline) {
+    const bool isDark = account.off != nullptr && account.on == nullptr;
+    const bool isSince = account.on == nullptr || event.at >= account.on->at;
+    if (event.cause == PortCause::plainReset && event.at <= at && isSince && !isDark) {
+      account.moment = &event;
+    }
+  }
 
-  account.state = sensor     ? (sensor->isOff() ? State::off : State::on)
-                  : isOn     ? (isSure ? State::on : State::maybeOff)
-                  : last > 0 ? darkState(account, at)
-                             : State::unknown;
+  account.state =
+      sensor ? (sensor->isOff() ? State::off : State::on) : stateOf(stateAt(timeline, at));
   return account;
 }

@@ -16,9 +16,13 @@ struct PortAccount {
   const PortEvent* on = nullptr;          // what ended it; null: nothing yet
   const PortEvent* before = nullptr;      // the switching before it
   std::vector<const PortEvent*> between;  // what else runs did meanwhile, which did not end it
+  const PortEvent* moment = nullptr;      // the newest reset without off time since it came on
 
   // All of these, in their order.
   std::vector<const PortEvent*> events() const;
+  // How long it was dark, and whether that is certain; none while it is.
+  std::optional<int64_t> darkSec() const;
+  bool isDarkCertain() const;
   // When the schedule that has it dark switches it on.
   std::optional<SystemTime> expectedEnd() const;
 };

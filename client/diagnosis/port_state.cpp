@@ -26,8 +26,7 @@ PortState stateOfOff(const PortEvent* cause) {
   if (cause == nullptr) {
     return PortState::offUnexplained;
   }
-  const bool isWindow = cause->cause == PortCause::windowStart;
-  if (isOffBySchedule(*cause) || (isWindow && cause->run.isOpen())) {
+  if (isOffBySchedule(*cause)) {
     return PortState::offBySchedule;
   }
   return cause->run.isOpen() ? PortState::offByRun : PortState::offUnexplained;
@@ -39,73 +38,49 @@ bool mayHaveSwitched(const RunPort& port) {
          port.status == PortStatus::pending;
 }
 
-// When the port's schedules switched it off, if they did so last.
-std::optional<SwitchTime> offSince(const PoePort& port, const std::vector<Firing>& past) {
-  const std::vector<Firing> course = courseOf(port, past);
-  const bool isLeftOff = !course.empty() && course.back().act == Act::off;
-  return isLeftOff ? std::make_optional(course.back().at) : std::nullopt;
-}
-
-// What switches at a schedule's word to switch off, whatever its record says of how it went.
-bool isScheduledOff(const PortEvent& event) {
-  return event.isBySchedule() && event.cause != PortCause::restart && isToOff(event);
-}
-
-// A newer run of another kind took the port from the schedules. The clocks may differ.
-bool isMeantOff(const PoePort& port, const std::vector<Firing>& past, const PortEvent* cause,
-                const View& view) {
-  const std::optional<SwitchTime> since = offSince(port, past);
-  const bool isTaken = since && cause != nullptr && !isScheduledOff(*cause) &&
-                       view.systemNow - cause->at < view.now() - *since;
-  return since && !isTaken;
-}
-
 }  // namespace
 
 std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
-                                    const std::vector<Run>& runs,
-                                    const std::vector<Schedule>& schedules, const View& view) {
-  const std::vector<Firing> past = pastFirings(schedules, view.now(), view.zone);
+                                    const PortRecords& records, const View& view) {
   return mapped(ports, [&](const SensorPort& port) {
     if (!port.isOff()) {
       return StatedPort{port, stateOfOn(port), std::nullopt};
     }
-    const std::vector<PortEvent> timeline =
-        portTimeline(port, runs, schedules, view.systemNow, view.zone);
-    const PortEvent* cause = whatLeftOff(timeline, view.systemNow);
-    const bool isMeant = isMeantOff(port, past, cause, view);
-    return StatedPort{port, isMeant ? PortState::offBySchedule : stateOfOff(cause),
+    const std::vector<PortEvent> timeline = portTimeline(port, records, view.systemNow, view.zone);
+    const PortEvent* cause = whatLeftOff(timeline);
+    return StatedPort{port, stateOfOff(cause),
                       cause != nullptr ? std::make_optional(*cause) : std::nullopt};
   });
 }
 
-std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
-                                  const std::vector<SensorPort>& ports) {
+void addRecordsBehindOff(Daemon& daemon, int32_t unit, const std::vector<SensorPort>& ports,
+                         PortRecords* records) {
   std::set<uint32_t> unexplained;
   for (const SensorPort& port : ports) {
     if (port.unit == unit && port.isOff()) {
       unexplained.insert(port.ifNum);
     }
   }
-  std::vector<Run> runs;
   if (unexplained.empty()) {
-    return runs;
+    return;
   }
 
   std::optional<int64_t> enough;
+  size_t asked = 0;
   for (const Run& run : askRunsSince(daemon, unit, SystemTime(systemNow() - kKeptSec))) {
-    if (runs.size() == kMaxDetails || (enough && run.startedAt.value_or(SystemTime()) < *enough)) {
-      break;
+    records->begun.push_back(run);
+    if (asked == kMaxDetails || (enough && run.startedAt.value_or(SystemTime()) < *enough)) {
+      continue;
     }
-    runs.push_back(askRun(daemon, unit, run.runId));
-    for (const RunPort& port : runs.back().ports) {
+    ++asked;
+    records->runs.push_back(askRun(daemon, unit, run.runId));
+    for (const RunPort& port : records->runs.back().ports) {
       unexplained.erase(mayHaveSwitched(port) ? port.ifNum : 0);
     }
     if (unexplained.empty() && !enough) {
       enough = run.startedAt.value_or(SystemTime()) - kMarginSec;
     }
   }
-  return runs;
 }
 
 std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit) {

@@ -20,18 +20,15 @@ struct StatedPort {
   std::optional<PortEvent> cause;      // what left it off, if a run is known to have
 };
 
-// The state of each port. runs: as askRunsBehindOff gives them. The daemon records no end of a
-// window whose start it has not seen: so a port that its schedules switched off last is off by a
-// schedule even where no run says so, unless a newer run of another kind took it.
+// The state of each port. records: as addRecordsBehindOff gives them.
 std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
-                                    const std::vector<Run>& runs,
-                                    const std::vector<Schedule>& schedules, const View& view);
+                                    const PortRecords& records, const View& view);
 
-// The unit's runs, with their ports, from the newest to those that switched the ports that are off,
-// and the two days before them: what began there may have ended later. At most 200, and those of
-// the time that the daemon keeps; what was before is not explained.
-std::vector<Run> askRunsBehindOff(Daemon& daemon, int32_t unit,
-                                  const std::vector<SensorPort>& ports);
+// Adds the unit's runs from the newest to those that switched the ports that are off, and the two
+// days before them: what began there may have ended later. At most 200, and those of the time that
+// the daemon keeps; what was before is not explained.
+void addRecordsBehindOff(Daemon& daemon, int32_t unit, const std::vector<SensorPort>& ports,
+                         PortRecords* records);
 
 // The runs of the last 24 hours. Those that are neither open nor a success have their ports.
 std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit);

@@ -27,6 +27,7 @@ std::string backText(int64_t ms) {
 PortWatch::PortWatch(const SensorPort& before, int64_t startMs, int64_t waitPowerMs)
     : sensor_(before),
       deliveredBefore_(before.delivers()),
+      searchedBefore_(before.detectionStatus == Detection::searching),
       wasOn_(before.isOn()),
       startMs_(startMs),
       waitPowerMs_(waitPowerMs) {
@@ -82,29 +83,31 @@ void PortWatch::judge(int64_t nowMs, bool isRunOpen) {
     return;
   }
 
-  const bool isOn = sensor_.isOn();
   const bool isSettled = darkMs_ || nowMs - *switchOnMs_ >= kSettleMs;
-  if (isOn && !wasOn_) {
-    judgeSwitchedOn(nowMs);
-  } else if (!deliveredBefore_ && (isOn || !wasOn_)) {
-    end(nowMs, true, (wasOn_ ? "on as before (" : "as before (") + says() + ")");
+  if (!deliveredBefore_ && sensor_.isOn()) {
+    judgeOn(nowMs);
+  } else if (!wasOn_) {
+    end(nowMs, true, "as before (" + says() + ")");
   } else if (sensor_.delivers() && isSettled) {
-    end(nowMs, true, backText(nowMs - darkMs_.value_or(startMs_)));
+    end(nowMs, true, backText(darkMs_ ? nowMs - *darkMs_ : 0));
   } else if (nowMs - *switchOnMs_ >= waitPowerMs_) {
     end(nowMs, false, "not back after " + wholeSeconds(waitPowerMs_) + " (" + says() + ")");
   }
 }
 
-// Whether a device is there shows only after a while; a port without one, of which nobody knows, is
-// as wished, too.
-void PortWatch::judgeSwitchedOn(int64_t nowMs) {
+// Of a port that did not deliver. Whether a device is there, and gets power, shows only after a
+// while; a port without one, of which nobody knows, is as wished, too.
+void PortWatch::judgeOn(int64_t nowMs) {
+  const bool isSearching = sensor_.detectionStatus == Detection::searching;
   if (sensor_.delivers()) {
-    end(nowMs, true, "on after " + wholeSeconds(nowMs - startMs_));
-  } else if (sensor_.detectionStatus == Detection::denied ||
-             sensor_.detectionStatus == Detection::fault) {
-    end(nowMs, false, "switched on, but without power (" + says() + ")");
+    end(nowMs, true, "on after " + wholeSeconds(nowMs - (wasOn_ ? *switchOnMs_ : startMs_)));
+  } else if (wasOn_ && isSearching && searchedBefore_) {
+    end(nowMs, true, "on as before (" + says() + ")");
   } else if (nowMs - *switchOnMs_ >= std::min(waitPowerMs_, kDetectionMs)) {
-    end(nowMs, true, "switched on (" + says() + ")");
+    const bool isRefused =
+        sensor_.detectionStatus == Detection::denied || sensor_.detectionStatus == Detection::fault;
+    const std::string how = wasOn_ ? "on" : "switched on";
+    end(nowMs, !isRefused, how + (isRefused ? ", but without power (" : " (") + says() + ")");
   }
 }
 
@@ -115,7 +118,7 @@ void PortWatch::end(int64_t nowMs, bool isBack, const std::string& verdict) {
 }
 
 std::optional<int64_t> PortWatch::backAfterMs() const {
-  return isBack_ ? std::make_optional(endMs_ - darkMs_.value_or(startMs_)) : std::nullopt;
+  return isBack_ && darkMs_ ? std::make_optional(endMs_ - *darkMs_) : std::nullopt;
 }
 
 std::string PortWatch::says() const {

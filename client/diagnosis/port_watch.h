@@ -25,7 +25,8 @@ class PortWatch {
   bool isOver() const { return !verdict_.empty(); }
   // Delivers, if it delivered before; else it is as before, or switched on where it was off.
   bool isBack() const { return isBack_; }
-  // From when it went dark until it was back.
+  // From when it was seen to go dark until it was back; none where its darkness was too short to
+  // be seen.
   std::optional<int64_t> backAfterMs() const;
   // "dark", "on", "delivering", "searching", "denied", "fault".
   const std::string& stage() const { return stages_.back().name; }
@@ -45,13 +46,14 @@ class PortWatch {
   std::string stageNow() const;
   std::string stageText(size_t index, int64_t nowMs) const;
   void judge(int64_t nowMs, bool isRunOpen);
-  void judgeSwitchedOn(int64_t nowMs);
+  void judgeOn(int64_t nowMs);
   void end(int64_t nowMs, bool isBack, const std::string& verdict);
   std::string says() const;
 
   SensorPort sensor_;
   RunPort outcome_;
   bool deliveredBefore_;
+  bool searchedBefore_;
   bool wasOn_;
   int64_t startMs_;
   int64_t waitPowerMs_;

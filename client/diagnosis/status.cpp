@@ -30,9 +30,11 @@ Status askStatus(Daemon& daemon, const std::vector<int32_t>& units, const View& 
   const auto sensors = ofUnits(units, [&](int32_t unit) { return askSensors(daemon, unit); });
   status.openRuns = ofUnits(units, [&](int32_t unit) { return askOpenRuns(daemon, unit); });
   status.runsOfDay = ofUnits(units, [&](int32_t unit) { return askRunsOfDay(daemon, unit); });
-  const auto behind =
-      ofUnits(units, [&](int32_t unit) { return askRunsBehindOff(daemon, unit, sensors); });
-  status.ports = statedPorts(sensors, behind, status.schedules, view);
+  PortRecords records{{}, {}, status.schedules};
+  for (const int32_t unit : units) {
+    addRecordsBehindOff(daemon, unit, sensors, &records);
+  }
+  status.ports = statedPorts(sensors, records, view);
   return status;
 }
 

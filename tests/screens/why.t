@@ -79,3 +79,60 @@ One port at a time, and a time that has been.
   $ quorin_poectl why 1/0/3 --at teatime
   quorin_poectl: "teatime" is no time: times are "14:00", "tue 14:00", "yesterday", "2026-03-03 14:00" or "-2h"
   [2]
+
+A schedule that is made or enabled in mid-window acts at the window's end, and nothing is recorded
+of it: so the end is supposed, and `status` says the same.
+
+  $ quorin_poectl schedule add enabled --on 1/0/9 --from 22:00 --to 06:00 --disabled >out
+  $ go_to "2026-03-04 23:00"
+  $ quorin_poectl schedule add made --on 1/0/10 --from 22:00 --to 06:00 >out
+  $ quorin_poectl schedule enable enabled >out
+  $ go_to "2026-03-05 06:05"
+  $ quorin_poectl why 1/0/9
+  1/0/9 is off.
+    Thu 2026-03-05 06:00:00  perhaps switched off by the end of the window of schedule 3 "enabled" (on 22:00-06:00), not recorded: that window had no run
+  Or somebody switched it off with the switch's own CLI.
+  To switch it on: quorin_poectl reset 1/0/9 --off-time 1s
+  Not known here: what somebody did with the switch's own CLI, and anything before Tue 2026-02-03.
+  times in the switch's zone (CET)
+  $ quorin_poectl why 1/0/10 | sed -n '2,3p'
+    Thu 2026-03-05 06:00:00  perhaps switched off by the end of the window of schedule 4 "made" (on 22:00-06:00), not recorded: that window had no run
+  Or somebody switched it off with the switch's own CLI.
+  $ quorin_poectl status | sed -n '4,5p'
+  ports        11 delivering, 8 searching, 2 off by a schedule, 2 off for no reason known here, 1 with a fault or denied
+               1/0/7 no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have
+
+A restart of the daemon closes a run; whether its window ended is not recorded. Of a schedule that
+is gone not even when.
+
+  $ quorin_poectl schedule add cut --on 1/0/11 --from 07:00 --to 09:00 >out
+  $ go_to "2026-03-05 08:00"
+  $ kill_daemon
+  $ switchsim lab up --speed 0 >out
+  $ go_to "2026-03-05 10:00"
+  $ quorin_poectl why 1/0/11 | sed -n '1,4p'
+  1/0/11 is off.
+    Thu 2026-03-05 07:00:00  before: switched on by schedule 5 "cut" (on 07:00-09:00), run 5, cut off by a restart of the daemon
+    Thu 2026-03-05 09:00:00  perhaps switched off by the end of that window, not recorded: run 5 was closed before
+  Or somebody switched it off with the switch's own CLI.
+  $ quorin_poectl schedule delete cut -y >out
+  $ quorin_poectl why 1/0/11 --at -30m | sed -n '1,4p'
+  1/0/11 was perhaps off on Thu 2026-03-05 09:30:00.
+    Thu 2026-03-05 07:00:00  before: switched on by schedule 5 "cut" (now gone), run 5, cut off by a restart of the daemon
+    Thu 2026-03-05 08:00:00  perhaps switched off then or later by the end of that window, not recorded: run 5 was closed before
+  Not known here: what somebody did with the switch's own CLI, and anything before Tue 2026-02-03.
+
+A manual reset without off time leaves a port as it was, each in its turn, and the cause before it
+stands.
+
+  $ quorin_poectl reset 1/0/11,1/0/13-15 --stagger 8s --no-wait 2>out
+  $ go_to "2026-03-05 10:01"
+  $ quorin_poectl why 1/0/15 | sed -n '1,2p'
+  1/0/15 is on, but finds no device that takes power.
+    Thu 2026-03-05 10:00:00  off and on again in a moment, if it was on, by a manual reset, run 6, success
+  $ quorin_poectl why 1/0/11 | sed -n '1,5p'
+  1/0/11 is off.
+    Thu 2026-03-05 07:00:00  before: switched on by schedule 5 "cut" (now gone), run 5, cut off by a restart of the daemon
+    Thu 2026-03-05 08:00:00  perhaps switched off then or later by the end of that window, not recorded: run 5 was closed before
+    Thu 2026-03-05 10:00:00  off and on again in a moment, if it was on, by a manual reset, run 6, success
+  Or somebody switched it off with the switch's own CLI.
