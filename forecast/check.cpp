@@ -10,6 +10,7 @@
 namespace {
 
 constexpr int32_t kDaysAhead = 35;
+constexpr int32_t kDaysOfTwoMonths = 62;  // in which every day of a month comes
 constexpr int32_t kDaysPerYear = 366;
 constexpr int32_t kMinPerHour = 60;
 constexpr int32_t kMinPerDay = 24 * kMinPerHour;
@@ -236,6 +237,43 @@ void checkEnd(const Schedule& schedule, const CheckInput& input, ScheduleWarning
   }
 }
 
+// When an all-day schedule acts for the last time, or, without a last date, next.
+std::optional<SwitchTime> lastDay(const Schedule& schedule, const CheckInput& input) {
+  const std::optional<Firing> next = nextFiring(schedule, input.view.now(), input.view.zone);
+  const std::optional<TickTime> end = dateRead(schedule.endDate.c_str());
+  for (int32_t i = 0; end && i < kDaysOfTwoMonths; ++i) {
+    const std::vector<Firing> firings = firingsOn(schedule, dayAfter(*end, -i), input.view.zone);
+    if (!firings.empty()) {
+      return firings.front().at;
+    }
+  }
+  return next ? std::make_optional(next->at) : std::nullopt;
+}
+
+void checkLastingOff(const Schedule& schedule, const CheckInput& input,
+                     ScheduleWarnings* warnings) {
+  const auto last = isAllDayOff(schedule) ? lastDay(schedule, input) : std::nullopt;
+  if (!last) {
+    return;
+  }
+  const bool isDisabled = isDisabledIn(input.schedules, schedule);
+  const std::vector<Schedule> others =
+      isDisabled ? mapped(input.schedules, enabledCopy) : input.schedules;
+  std::vector<uint32_t> left;
+  for (const uint32_t ifNum : schedule.ifNums) {
+    if (!nextOn({schedule.unit, ifNum}, others, *last, input.view.zone)) {
+      left.push_back(ifNum);
+    }
+  }
+  if (!left.empty()) {
+    warnings->push_back({"staysOff",
+                         "nothing switches " + input.view.names.ranges(left) + " on again",
+                         whyNoTwin(schedule).empty()
+                             ? "to switch them on after its days: " + command(schedule, "--twin")
+                             : "to switch them on, too: quorin_poectl schedule add --help"});
+  }
+}
+
 // The days of the coming year around whose night the clock goes forward.
 std::vector<TickTime> daysWithGap(const Zone& zone, SwitchTime now) {
   std::vector<TickTime> days;
@@ -405,6 +443,7 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
     checkPorts(schedule, input, &warnings);
     checkLength(schedule, &warnings);
     checkEnd(schedule, input, &warnings);
+    checkLastingOff(schedule, input, &warnings);
     for (size_t i = 0; i < zones.size(); ++i) {
       checkGap(schedule, zones[i], gapDays[i], &warnings);
     }

@@ -17,8 +17,8 @@ struct CheckInput {
 };
 
 struct ScheduleWarning {
-  // "never", "badTime", "badDate", "noEnd", "noUnit", "noPort", "above128", "shortWindow",
-  // "emptyWindow", "clockChange" or "fight".
+  // "never", "badTime", "badDate", "noEnd", "staysOff", "noUnit", "noPort", "above128",
+  // "shortWindow", "emptyWindow", "clockChange" or "fight".
   const char* kind;
   std::string text;    // not escaped
   std::string advice;  // "to end it each morning: quorin_poectl ..."; may be empty

@@ -14,6 +14,7 @@ constexpr int32_t kDaysPerYear = 366;
 constexpr int32_t kDaysAtFirst = 8;
 constexpr int32_t kMaxDays = kFiringYears * kDaysPerYear;
 constexpr int32_t kEndOfDayHour = 24;
+constexpr int32_t kMaxStartsBeforeEnd = 3;  // a skipped hour may cost an end
 constexpr int64_t kMemorySec = int64_t{62} * 86400;
 
 // A day's minute that could be one of the schedule's.
@@ -226,6 +227,23 @@ std::string whyNever(const Schedule& schedule, SwitchTime now, const Zone& zone)
     return isAllDay(schedule) ? "today is its last day" : text;
   }
   return "no day of its dates is one of its days";
+}
+
+std::optional<SwitchTime> nextOn(const PoePort& port, const std::vector<Schedule>& schedules,
+                                 SwitchTime after, const Zone& zone) {
+  std::optional<SwitchTime> first;
+  for (const Schedule& schedule : schedules) {
+    const bool neverOn = schedule.type == ScheduleType::powerOff && schedule.allDay != 0;
+    std::optional<Firing> next =
+        actsOn(schedule, port) && !neverOn ? nextFiring(schedule, after, zone) : std::nullopt;
+    for (int32_t i = 0; next && next->act == Act::off && i < kMaxStartsBeforeEnd; ++i) {
+      next = nextFiring(schedule, next->at, zone);
+    }
+    if (next && next->act != Act::off) {
+      first = first ? std::min(*first, next->at) : next->at;
+    }
+  }
+  return first;
 }
 
 bool isAllDayDue(const Schedule& schedule, SwitchTime now, const Zone& zone) {

@@ -89,7 +89,8 @@ std::string whatIsFound(const Finding& finding, const Rehearsal& rehearsal, Sche
 }
 
 std::string twinAdvice(const Schedule& schedule, ScheduleSource source) {
-  return "to end it each morning: " +
+  return std::string(isAllDayOff(schedule) ? "to switch it on after its days: "
+                                           : "to end it each morning: ") +
          (source == ScheduleSource::file
               ? "import the file, then quorin_poectl schedule set " +
                     inQuotes(schedule.name.c_str()) + " --twin"

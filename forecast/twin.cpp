@@ -11,6 +11,8 @@ namespace {
 constexpr const char* kSuffix = " (morning after)";
 constexpr const char* kMidnight = "00:00";
 constexpr int32_t kDaysPerWeek = 7;
+constexpr int32_t kDaysPerMonth = 31;
+constexpr int32_t kDaysOfEveryMonth = 28;
 constexpr size_t kMaxTwinedNameBytes = 47;  // a longer one has no room for the suffix
 
 // A text without a date in it is kept: the daemon takes it for no bound in both schedules.
@@ -32,18 +34,37 @@ bool containsAll(const std::vector<Element>& all, const std::vector<Element>& so
   });
 }
 
-}  // namespace
-
-bool isOverMidnight(const Schedule& schedule) {
-  const auto start = timeOfDay(schedule.startTime.c_str());
-  const auto end = timeOfDay(schedule.endTime.c_str());
-  return isWindowType(schedule.type) && schedule.allDay == 0 && start && end && *end < *start;
+// The days after its own; of an all-day schedule those that are not its own, too.
+std::vector<int32_t> daysAfter(const Schedule& schedule) {
+  const int32_t lastDay = schedule.recurrence == Recurrence::weekly ? kDaysPerWeek : kDaysPerMonth;
+  std::vector<int32_t> days;
+  for (const int32_t day : schedule.days) {
+    const int32_t next = day % lastDay + 1;
+    const bool isOwn =
+        isAllDayOff(schedule) && std::count(schedule.days.begin(), schedule.days.end(), next) > 0;
+    if (!isOwn) {
+      days.push_back(next);
+    }
+  }
+  std::sort(days.begin(), days.end());
+  return days;
 }
 
-std::string whyNoTwin(const Schedule& schedule) {
-  if (!isOverMidnight(schedule)) {
-    return "it does not end on the day after its start";
+std::string whyNoTwinOfDays(const Schedule& schedule) {
+  if (schedule.recurrence == Recurrence::daily) {
+    return dateRead(schedule.endDate.c_str()) ? "" : "its days never end";
   }
+  const std::vector<int32_t> days = daysAfter(schedule);
+  const bool isLateInMonth = schedule.recurrence == Recurrence::monthly &&
+                             std::any_of(days.begin(), days.end(), [](int32_t day) {
+                               return day > kDaysOfEveryMonth || day == 1;
+                             });
+  return isLateInMonth  ? "the days after those of a month are not the same every month"
+         : days.empty() ? "its days never end"
+                        : "";
+}
+
+std::string whyNoTwinOfNights(const Schedule& schedule) {
   if (schedule.recurrence == Recurrence::daily && schedule.endDate.empty()) {
     return "it ends every morning itself";
   }
@@ -55,10 +76,32 @@ std::string whyNoTwin(const Schedule& schedule) {
       timeOfDay(schedule.endTime.c_str()) == timeOfDay(kMidnight)) {
     return "a window that powers on cannot be ended at 00:00 by another: let it end at 00:01";
   }
-  if (strlen(schedule.name.c_str()) > kMaxTwinedNameBytes) {
-    return "its name is longer than 47 bytes";
-  }
   return "";
+}
+
+bool hasSameDates(const Schedule& a, const Schedule& b) {
+  return strcmp(a.startDate.c_str(), b.startDate.c_str()) == 0 &&
+         strcmp(a.endDate.c_str(), b.endDate.c_str()) == 0;
+}
+
+}  // namespace
+
+bool isOverMidnight(const Schedule& schedule) {
+  const auto start = timeOfDay(schedule.startTime.c_str());
+  const auto end = timeOfDay(schedule.endTime.c_str());
+  return isWindowType(schedule.type) && schedule.allDay == 0 && start && end && *end < *start;
+}
+
+bool isAllDayOff(const Schedule& schedule) {
+  return schedule.type == ScheduleType::powerOff && schedule.allDay != 0;
+}
+
+std::string whyNoTwin(const Schedule& schedule) {
+  const std::string why = isAllDayOff(schedule)      ? whyNoTwinOfDays(schedule)
+                          : isOverMidnight(schedule) ? whyNoTwinOfNights(schedule)
+                                                     : "it does not end on the day after its start";
+  const bool isNameLong = strlen(schedule.name.c_str()) > kMaxTwinedNameBytes;
+  return why.empty() && isNameLong ? "its name is longer than 47 bytes" : why;
 }
 
 std::string twinName(const Schedule& schedule) {
@@ -69,13 +112,17 @@ Schedule twinOf(const Schedule& schedule) {
   Schedule twin = schedule;
   twin.scheduleId = 0;
   twin.name.assign(twinName(schedule).c_str());
-  twin.startTime.assign(kMidnight);
   twin.startDate.assign(nextDate(schedule.startDate.c_str()).c_str());
   twin.endDate.assign(nextDate(schedule.endDate.c_str()).c_str());
-  for (int32_t& day : twin.days) {
-    day = day % kDaysPerWeek + 1;
+  twin.days = daysAfter(schedule);
+  if (!isAllDayOff(schedule)) {
+    twin.startTime.assign(kMidnight);
+    return twin;
   }
-  std::sort(twin.days.begin(), twin.days.end());
+  twin.type = ScheduleType::powerOn;
+  if (schedule.recurrence == Recurrence::daily) {
+    twin.startDate = twin.endDate;
+  }
   return twin;
 }
 
@@ -85,10 +132,11 @@ bool isTwin(const Schedule& other, const Schedule& schedule) {
   }
   const Schedule wanted = twinOf(schedule);
   return strcmp(other.name.c_str(), wanted.name.c_str()) == 0 && other.type == wanted.type &&
-         other.allDay == 0 && other.recurrence == wanted.recurrence &&
+         (other.allDay != 0) == (wanted.allDay != 0) && other.recurrence == wanted.recurrence &&
          timeOfDay(other.startTime.c_str()) == timeOfDay(wanted.startTime.c_str()) &&
          timeOfDay(other.endTime.c_str()) == timeOfDay(wanted.endTime.c_str()) &&
-         containsAll(other.days, wanted.days) && containsAll(other.ifNums, wanted.ifNums);
+         containsAll(other.days, wanted.days) && containsAll(other.ifNums, wanted.ifNums) &&
+         (!isAllDayOff(schedule) || hasSameDates(other, wanted));
 }
 
 const Schedule* twinAmong(const std::vector<Schedule>& all, const Schedule& schedule) {

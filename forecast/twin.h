@@ -1,6 +1,7 @@
 // A window over midnight ends on its own days only: the night after its last day stays as it is.
-// Its twin is a second schedule, "NAME (morning after)", from 00:00 to the end on the days
-// that follow.
+// And ports that an all-day schedule switches off stay off. The twin, "NAME (morning after)", is a
+// second schedule that ends this: from 00:00 to the window's end on the days that follow, or
+// all-day "on" on the first days that follow and are none of the schedule's own.
 #ifndef QUORIN_FORECAST_TWIN_H
 #define QUORIN_FORECAST_TWIN_H
 
@@ -13,6 +14,8 @@
 
 // Whether the schedule is a window that ends on the day after its start.
 bool isOverMidnight(const Schedule& schedule);
+// Whether it switches ports off for days, with no end.
+bool isAllDayOff(const Schedule& schedule);
 
 // Why the schedule can have no twin, or needs none: "it ends on the day on which it starts".
 // Empty for one that can.
@@ -22,8 +25,8 @@ std::string twinName(const Schedule& schedule);
 // REQUIRES: whyNoTwin(schedule) is empty.
 Schedule twinOf(const Schedule& schedule);
 
-// Whether the other ends the schedule's windows on the mornings after its days, so that the two are
-// one window: enabled, with the twin's name, times and days, and all the ports.
+// Whether the other ends the schedule's windows or days on the mornings after them, so that the two
+// are one window: enabled, with the twin's name, times and days, and all the ports.
 bool isTwin(const Schedule& other, const Schedule& schedule);
 
 // Which of all it is; null for none.

@@ -62,7 +62,8 @@ Metric powerLimits(const Status& status, const PortNames& names) {
 
 Metric portCounts(const Status& status) {
   constexpr std::array<const char*, kPortStates> kConditions{
-      "delivering", "searching", "off_by_schedule", "off_by_run", "off_unexplained", "fault"};
+      "delivering",      "searching", "off_by_schedule", "off_for_good", "off_by_run",
+      "off_unexplained", "fault"};
   const std::array<int64_t, kPortStates> counts = portsByState(status);
   Metric metric{"ports", "Ports by what they do, and why those are off that are off.", {}};
   for (size_t i = 0; i < kPortStates; ++i) {

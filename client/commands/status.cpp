@@ -15,12 +15,14 @@ namespace {
 
 constexpr size_t kNextShown = 3;
 constexpr size_t kFailedShown = 5;
-constexpr std::array<const char*, kPortStates> kStateWords{"delivering",
-                                                           "searching",
-                                                           "off by a schedule",
-                                                           "off in a run that goes on",
-                                                           "off for no reason known here",
-                                                           "with a fault or denied"};
+constexpr std::array<const char*, kPortStates> kStateWords{
+    "delivering",
+    "searching",
+    "off by a schedule",
+    "off by a schedule with no \"on\" to come",
+    "off in a run that goes on",
+    "off for no reason known here",
+    "with a fault or denied"};
 
 std::string unitsText(const Status& status) {
   const auto unitText = [](const auto& unit) {
@@ -47,12 +49,13 @@ std::string bringBack(const std::string& ports) {
   return "quorin_poectl reset " + ports + " --off-time 1s";
 }
 
-std::string whyUnexplained(const StatedPort& each, const View& view) {
+std::string whyOff(const StatedPort& each, const View& view) {
   if (!each.cause) {
     return "no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may"
            " have";
   }
-  return "off since " + view.near(each.cause->at) + ": " + eventText(*each.cause, false);
+  return "off since " + view.near(each.cause->at) + ": " + eventText(*each.cause, false) +
+         (each.state == PortState::offForGood ? "; no schedule switches it on again" : "");
 }
 
 // The ports in a state, those with the same reason together.
@@ -67,12 +70,14 @@ std::map<std::string, std::vector<uint32_t>> byReason(
 }
 
 void addTroubles(Table* table, const Status& status, const View& view) {
-  const auto why = [&](const StatedPort& each) { return whyUnexplained(each, view); };
+  const auto why = [&](const StatedPort& each) { return whyOff(each, view); };
   const auto state = [](const StatedPort& each) { return each.port.detectionStatus.text; };
-  for (const auto& [reason, ifNums] : byReason(PortState::offUnexplained, status, why)) {
-    const std::string ports = view.names.ranges(ifNums);
-    table->row({"", {joined({ports, reason}, " "), Tint::warning}});
-    table->row({"", "  to bring back: " + bringBack(ports)});
+  for (const PortState off : {PortState::offForGood, PortState::offUnexplained}) {
+    for (const auto& [reason, ifNums] : byReason(off, status, why)) {
+      const std::string ports = view.names.ranges(ifNums);
+      table->row({"", {joined({ports, reason}, " "), Tint::warning}});
+      table->row({"", "  to bring back: " + bringBack(ports)});
+    }
   }
   for (const auto& [says, ifNums] : byReason(PortState::fault, status, state)) {
     table->row({"", {view.names.ranges(ifNums) + " " + says, Tint::bad}});
@@ -160,13 +165,14 @@ JsonPtr runJson(const Run& run, const View& view) {
                      {"why", failureText(run, view.names)}});
 }
 
-JsonPtr unexplainedJson(const StatedPort& each, const View& view) {
+JsonPtr offJson(const StatedPort& each, const View& view) {
   const auto& cause = each.cause;
   const PoePort& port = each.port;
+  const bool hasRun = cause && cause->run.runId > 0;
   return jsonObject(portJson(port.unit, port.ifNum, view),
                     {{"since", cause ? view.stamp(cause->at) : ""},
-                     {"runId", cause ? std::make_optional(cause->run.runId) : std::nullopt},
-                     {"why", whyUnexplained(each, view)},
+                     {"runId", hasRun ? std::make_optional(cause->run.runId) : std::nullopt},
+                     {"why", whyOff(each, view)},
                      {"command", bringBack(view.names.name(port.ifNum))}});
 }
 
@@ -176,8 +182,9 @@ JsonPtr faultJson(const StatedPort& each, const View& view) {
 }
 
 JsonPtr statesJson(const Status& status) {
-  constexpr std::array<const char*, kPortStates> kKeys{
-      "delivering", "searching", "offBySchedule", "offByRun", "offUnexplained", "fault"};
+  constexpr std::array<const char*, kPortStates> kKeys{"delivering", "searching", "offBySchedule",
+                                                       "offForGood", "offByRun",  "offUnexplained",
+                                                       "fault"};
   JsonPtr states = jsonObject({});
   const std::array<int64_t, kPortStates> counts = portsByState(status);
   for (size_t i = 0; i < kPortStates; ++i) {
@@ -195,29 +202,29 @@ JsonPtr dayJson(const Status& status) {
 }
 
 // {"answerMicroseconds", "switchTime", "zone", "units": [{"unit", "poePorts"}], "ports": {a count
-// for each state}, "unexplained": [{"unit", "ifNum", "name", "label", "since", "runId", "why",
-// "command"}], "faults": [{"unit", "ifNum", "name", "label", "detectionStatus"}], "openRuns":
-// [run], "next": [as next shows them], "last24h": {"runs" and a count for each result}, "failed":
-// [run]}.
+// for each state}, "offForGood" and "unexplained": [{"unit", "ifNum", "name", "label", "since",
+// "runId", "why", "command"}], "faults": [{"unit", "ifNum", "name", "label", "detectionStatus"}],
+// "openRuns": [run], "next": [as next shows them], "last24h": {"runs" and a count for each result},
+// "failed": [run]}.
 JsonPtr statusJson(const Status& status, const View& view) {
   const auto ofUnit = [](const auto& unit) {
     return jsonObject({{"unit", unit.first}, {"poePorts", unit.second}});
   };
-  const auto ofUnexplained = [&](const StatedPort& each) { return unexplainedJson(each, view); };
+  const auto ofOff = [&](const StatedPort& each) { return offJson(each, view); };
   const auto ofFault = [&](const StatedPort& each) { return faultJson(each, view); };
   const auto ofRun = [&](const Run& each) { return runJson(each, view); };
-  return jsonObject(
-      {{"answerMicroseconds", status.answerUs},
-       {"switchTime", view.stamp(view.now())},
-       {"zone", view.zone.name()},
-       {"units", jsonArray(portsByUnit(status), ofUnit)},
-       {"ports", statesJson(status)},
-       {"unexplained", jsonArray(portsIn(PortState::offUnexplained, status), ofUnexplained)},
-       {"faults", jsonArray(portsIn(PortState::fault, status), ofFault)},
-       {"openRuns", jsonArray(status.openRuns, ofRun)},
-       {"next", firingsJson(nextOf(status, view), view)},
-       {"last24h", dayJson(status)},
-       {"failed", jsonArray(failedRuns(status), ofRun)}});
+  return jsonObject({{"answerMicroseconds", status.answerUs},
+                     {"switchTime", view.stamp(view.now())},
+                     {"zone", view.zone.name()},
+                     {"units", jsonArray(portsByUnit(status), ofUnit)},
+                     {"ports", statesJson(status)},
+                     {"offForGood", jsonArray(portsIn(PortState::offForGood, status), ofOff)},
+                     {"unexplained", jsonArray(portsIn(PortState::offUnexplained, status), ofOff)},
+                     {"faults", jsonArray(portsIn(PortState::fault, status), ofFault)},
+                     {"openRuns", jsonArray(status.openRuns, ofRun)},
+                     {"next", firingsJson(nextOf(status, view), view)},
+                     {"last24h", dayJson(status)},
+                     {"failed", jsonArray(failedRuns(status), ofRun)}});
 }
 
 int runStatus(Session& session) {

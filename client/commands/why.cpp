@@ -7,6 +7,7 @@
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "forecast/firings.h"
 
 namespace {
 
@@ -127,6 +128,9 @@ std::string notes(const WhyQuestion& question, const PortAccount& account,
   } else if (!known.isOff()) {
     text = "Or somebody switched it off with the switch's own CLI.\n";
   }
+  const bool isForGood = cause != nullptr && isOffBySchedule(*cause) &&
+                         !nextOn(question.port, question.records.schedules, view.now(), view.zone);
+  text += isForGood ? "No schedule switches it on again.\n" : "";
   const bool switchesBack = cause != nullptr && cause->run.isOpen() && cause->run.switchesBack();
   if (!account.expectedEnd() && !switchesBack) {
     text += "To switch it on: quorin_poectl reset " + view.names.name(question.port.ifNum) +

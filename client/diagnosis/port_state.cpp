@@ -5,6 +5,7 @@
 #include <set>
 
 #include "cli/text.h"
+#include "forecast/firings.h"
 #include "forecast/twin.h"
 #include "rules/run_words.h"
 
@@ -22,12 +23,14 @@ PortState stateOfOn(const SensorPort& port) {
 }
 
 // A restart or a boot delay switches on again what it holds off now.
-PortState stateOfOff(const PortEvent* cause) {
+PortState stateOfOff(const PoePort& port, const PortEvent* cause,
+                     const std::vector<Schedule>& schedules, const View& view) {
   if (cause == nullptr) {
     return PortState::offUnexplained;
   }
   if (isOffBySchedule(*cause)) {
-    return PortState::offBySchedule;
+    return nextOn(port, schedules, view.now(), view.zone) ? PortState::offBySchedule
+                                                          : PortState::offForGood;
   }
   return cause->run.isOpen() ? PortState::offByRun : PortState::offUnexplained;
 }
@@ -48,7 +51,7 @@ std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
     }
     const std::vector<PortEvent> timeline = portTimeline(port, records, view.systemNow, view.zone);
     const PortEvent* cause = whatLeftOff(timeline);
-    return StatedPort{port, stateOfOff(cause),
+    return StatedPort{port, stateOfOff(port, cause, records.schedules, view),
                       cause != nullptr ? std::make_optional(*cause) : std::nullopt};
   });
 }

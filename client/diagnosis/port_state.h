@@ -11,8 +11,16 @@
 #include "api/view.h"
 #include "client/diagnosis/port_timeline.h"
 
-enum class PortState { delivers, searches, offBySchedule, offByRun, offUnexplained, fault };
-constexpr size_t kPortStates = 6;
+enum class PortState {
+  delivers,
+  searches,
+  offBySchedule,
+  offForGood,  // by a schedule, and no schedule will switch it on
+  offByRun,
+  offUnexplained,
+  fault,
+};
+constexpr size_t kPortStates = 7;
 
 struct StatedPort {
   SensorPort port;

@@ -35,6 +35,7 @@ A port (of the states that it is not in there is a 0 each), and what is of the w
   quorin_poe_ports{condition="delivering"} 27
   quorin_poe_ports{condition="searching"} 18
   quorin_poe_ports{condition="off_by_schedule"} 0
+  quorin_poe_ports{condition="off_for_good"} 0
   quorin_poe_ports{condition="off_by_run"} 0
   quorin_poe_ports{condition="off_unexplained"} 0
   quorin_poe_ports{condition="fault"} 3

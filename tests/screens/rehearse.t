@@ -6,6 +6,8 @@ Schedules tried in a lab of their own: `quorin_poectl rehearse` and `switchsim r
   $ quorin_poectl schedule add night --off 1/0/5-6 --from 22:00 --to 06:00 --weekly mon-thu >out 2>&1
   $ quorin_poectl schedule add door --restart 1/0/1 --at 23:59 --off-time 90s >out
   $ quorin_poectl schedule add fair --off 1/0/9 --all-day --dates 2026-03-03..2026-03-03 >out
+  quorin_poectl: warning: 3 "fair" of unit 1: nothing switches 1/0/9 on again
+    to switch them on after its days: quorin_poectl schedule set 3 --twin
   $ go_to "2026-03-03 22:30"
 
 It begins with what is so: a window is open, and what was to be done of this day is done.
@@ -21,7 +23,7 @@ It begins with what is so: a window is open, and what was to be done of this day
   rehearsed 3 schedules from Tue 2026-03-03 22:31 to Thu 2026-03-05 22:31, times in the switch's zone (CET)
   
   What deserves a look:
-    1/0/9 off for 2 d, already in the beginning to the end, by 3 "fair"; if that is not meant: quorin_poectl schedule set 3 --help
+    1/0/9 off for 2 d, already in the beginning to the end, by 3 "fair"; to switch it on after its days: quorin_poectl schedule set 3 --twin
   [1]
 
 From a later day: the lab lives through the time until then. A night that nobody ends is found.

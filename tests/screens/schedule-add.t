@@ -15,6 +15,8 @@ moment when it acts next.
   added 3 "cameras" of unit 2: restart 03:30 daily, 2/0/1-3; next restart Wed 03:30, in 19 h 30 min
   $ quorin_poectl schedule add fair --off 1/0/20 --all-day --dates 2026-03-07..2026-03-08
   added 4 "fair" of unit 1: off all day daily 2026-03-07..2026-03-08, 1/0/20; next off Sat 00:00, in 3 d 16 h
+  quorin_poectl: warning: 4 "fair" of unit 1: nothing switches 1/0/20 on again
+    to switch them on after its days: quorin_poectl schedule set 4 --twin
   $ quorin_poectl schedule add payday --restart 1/0/22 --at 12:00 --monthly 1,31
   added 5 "payday" of unit 1: restart 12:00 1,31 monthly, 1/0/22; next restart Tue 2026-03-31 12:00, in 28 d 3 h
   $ quorin_poectl schedule add spare --restart 1/0/23 --at 12:00 --disabled
@@ -24,6 +26,8 @@ moment when it acts next.
      1   1  night    off 22:00-06:00  1/0/1-4           daily                         Tue 22:00 off         14 h
      1   2  shop     on 18:00-21:55   1/0/13,1/0/15-16  mon-wed,sat                   Tue 18:00 on          10 h
      1   4  fair     off all day      1/0/20            daily 2026-03-07..2026-03-08  Sat 00:00 off         3 d 16 h
+            ! nothing switches 1/0/20 on again
+              to switch them on after its days: quorin_poectl schedule set 4 --twin
      1   5  payday   restart 12:00    1/0/22            1,31 monthly                  Tue 2026-03-31 12:00  28 d 3 h
      1   6  spare    restart 12:00    1/0/23            daily                         never: disabled
      2   3  cameras  restart 03:30    2/0/1-3           daily                         Wed 03:30             19 h 30 min
@@ -91,3 +95,23 @@ What is missing, what does not go together, and what cannot be read.
   $ quorin_poectl schedule add night --off 1/0/11 --from 22:00 --to 23:00
   quorin_poectl: unit 1 has a schedule "night" already: give it another name, or change that one with quorin_poectl schedule set
   [4]
+
+Nothing ends what an all-day schedule switches off: it is warned of, and `--twin` makes the schedule
+that does, on the first days that follow and are none of its own.
+
+  $ quorin_poectl schedule add weekend --off 1/0/21 --all-day --weekly sat,sun --twin
+  added 11 "weekend" of unit 1: off all day sat,sun, 1/0/21; next off Sat 00:00, in 3 d 16 h
+  added 12 "weekend (morning after)" of unit 1: on all day mon, 1/0/21; next on Mon 00:00, in 5 d 16 h
+  $ quorin_poectl schedule add stock --off 1/0/22 --all-day --monthly 1,2,27 --twin
+  added 13 "stock" of unit 1: off all day 1,2,27 monthly, 1/0/22; next off Fri 2026-03-27 00:00, in 23 d 16 h
+  added 14 "stock (morning after)" of unit 1: on all day 3,28 monthly, 1/0/22; on within a minute, if it was not today; next on Sat 2026-03-28 00:00, in 24 d 16 h
+  quorin_poectl: warning: 13 "stock" of unit 1: fights with 5 "payday" over 1/0/22: at Wed 2026-04-01 12:00 one wants off, the other on
+  $ quorin_poectl schedule add gone --off 1/0/23 --all-day --twin
+  quorin_poectl: --twin is not for "gone": its days never end.
+  [2]
+  $ quorin_poectl schedule add late --off 1/0/23 --all-day --monthly 30 --twin
+  quorin_poectl: --twin is not for "late": the days after those of a month are not the same every month.
+  [2]
+  $ quorin_poectl schedule set fair --twin
+  kept 4 "fair" of unit 1: off all day daily 2026-03-07..2026-03-08, 1/0/20; next off Sat 00:00, in 3 d 16 h
+  added 15 "fair (morning after)" of unit 1: on all day daily 2026-03-09..2026-03-09, 1/0/20; next on Mon 00:00, in 5 d 16 h

@@ -120,3 +120,14 @@ Nothing of a file is taken that has a fault, and each fault is told.
      1   4  night  off 21:30-06:00  1/0/5-8  daily  Wed 06:00 on   7 h
      1   6  shop   off 18:00-21:30  1/0/13   sat    Sat 18:00 off  3 d 19 h
   2 schedules, times in the switch's zone (CET)
+
+An import warns of what it has stored as `schedule add` does.
+
+  $ quorin_poectl schedule add fair --off 1/0/12 --all-day >out 2>&1
+  $ quorin_poectl export >fair.json
+  $ quorin_poectl schedule delete fair -y >out
+  $ quorin_poectl import fair.json
+    +  unit 1  "fair"  off all day daily  1/0/12
+  1 added, 0 changed, 0 removed, 4 the same
+  quorin_poectl: warning: 8 "fair" of unit 1: nothing switches 1/0/12 on again
+    to switch them on, too: quorin_poectl schedule add --help

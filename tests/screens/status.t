@@ -61,7 +61,7 @@ keeps off, with the command that brings it back.
   $ quorin_poectl status --json | json
   {"answerMicroseconds":*,"switchTime":"2026-03-03T22:00:00+01:00","zone":"Europe/Berlin","units":[ (glob)
   {"unit":1,"poePorts":24},
-  {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":16,"offBySchedule":4,"offByRun":0,"offUnexplained":1,"fault":3},"unexplained":[
+  {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":16,"offBySchedule":4,"offForGood":0,"offByRun":0,"offUnexplained":1,"fault":3},"offForGood":[],"unexplained":[
   {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"since":null,"runId":null,"why":"no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have","command":"quorin_poectl reset 1/0/3 --off-time 1s"}],"faults":[
   {"unit":1,"ifNum":12,"name":"1/0/12","label":null,"detectionStatus":"denied"},
   {"unit":2,"ifNum":38,"name":"2/0/10","label":null,"detectionStatus":"denied"},
@@ -94,3 +94,21 @@ A unit that no stack has.
   quorin_poectl: --unit: Value 9 not in range 1 to 8
   See: quorin_poectl status --help
   [2]
+
+What a schedule has switched off, and none will switch on, is told apart.
+
+  $ quorin_poectl schedule add fair --off 1/0/9-10 --all-day --dates 2026-03-05..2026-03-05 2>out >&2
+  $ go_to "2026-03-06 09:00"
+  $ quorin_poectl status | sed -n '4,6p'
+  ports        24 delivering, 17 searching, 2 off by a schedule with no "on" to come, 2 off for no reason known here, 3 with a fault or denied
+               1/0/9-10 off since Thu 00:00: switched off by schedule 2 "fair" (off all day), run 3, success; no schedule switches it on again
+                 to bring back: quorin_poectl reset 1/0/9-10 --off-time 1s
+  $ quorin_poectl why 1/0/9 | sed -n '2,4p'
+    Thu 2026-03-05 00:00:00  switched off by schedule 2 "fair" (off all day), run 3, success
+  No schedule switches it on again.
+  To switch it on: quorin_poectl reset 1/0/9 --off-time 1s
+  $ quorin_poectl metrics | grep for_good
+  quorin_poe_ports{condition="off_for_good"} 2
+  $ quorin_poectl status --json | json | grep -A1 offForGood
+  {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":17,"offBySchedule":0,"offForGood":2,"offByRun":0,"offUnexplained":2,"fault":3},"offForGood":[
+  {"unit":1,"ifNum":9,"name":"1/0/9","label":null,"since":"2026-03-05T00:00:00+01:00","runId":3,"why":"off since Thu 00:00: switched off by schedule 2 \"fair\" (off all day), run 3, success; no schedule switches it on again","command":"quorin_poectl reset 1/0/9 --off-time 1s"},

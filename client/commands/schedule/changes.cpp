@@ -54,15 +54,12 @@ JsonPtr changesJson(const ScheduleChange& change, const std::optional<ScheduleCh
 }
 
 // That it never fires stands in its line.
-void warnAfter(const std::vector<Schedule>& changed, const View& view, Session& session) {
-  if (changed.empty()) {
-    return;
-  }
+void warnAfter(const std::vector<Schedule>& changed, Session& session) {
   const std::vector<Schedule> all = session.schedules();
-  const std::vector<ScheduleWarnings> warnings = warningsOf(all, view, session);
+  const std::vector<ScheduleWarnings> warnings = warningsOf(all, session.view(), session);
   for (size_t i = 0; i < all.size(); ++i) {
     const bool isChanged = std::any_of(changed.begin(), changed.end(), [&](const Schedule& each) {
-      return each.scheduleId == all[i].scheduleId;
+      return each.unit == all[i].unit && strcmp(each.name.c_str(), all[i].name.c_str()) == 0;
     });
     for (const ScheduleWarning& warning : isChanged ? warnings[i] : ScheduleWarnings()) {
       if (strcmp(warning.kind, "never") != 0) {
@@ -110,12 +107,22 @@ void showChanges(const ScheduleChange& change, const std::optional<ScheduleChang
 
   std::vector<Schedule> changed;
   for (const ScheduleChange& each : {change, twin.value_or(change)}) {
-    if (each.isChange() && each.schedule.enabled != 0) {
+    if (each.isChange()) {
       changed.push_back(each.schedule);
     }
   }
+  warnOfChanged(changed, session);
+}
+
+void warnOfChanged(std::vector<Schedule> changed, Session& session) {
+  changed.erase(std::remove_if(changed.begin(), changed.end(),
+                               [](const Schedule& each) { return each.enabled == 0; }),
+                changed.end());
+  if (changed.empty()) {
+    return;
+  }
   try {
-    warnAfter(changed, view, session);
+    warnAfter(changed, session);
   } catch (const Failure& failure) {
     session.output().warn(std::string("it is done, but could not be checked: ") + failure.what());
   }

@@ -28,4 +28,7 @@ struct ScheduleChange {
 void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session);
 
+// Warns of what is wrong with those of the stored schedules that may fire.
+void warnOfChanged(std::vector<Schedule> changed, Session& session);
+
 #endif

@@ -262,8 +262,10 @@ void addScheduleOptions(Arguments& app, ScheduleWords* words) {
   addDayOptions(app, words);
   app.duration("--stagger", &words->staggerMs, "one port after the other, so far apart");
   app.flag("--disabled", words->disabled, "store it, but do not let it fire");
-  app.flag("--twin", words->twin,
-           "also a second schedule that ends a window over midnight on each morning after");
+  app.flag(
+      "--twin", words->twin,
+      "also a second schedule that ends, on the mornings after its days, a window over midnight or "
+      "all-day off");
   app.flag("--force", words->force, "store it even if it would never fire");
 }
 

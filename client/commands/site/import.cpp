@@ -212,6 +212,16 @@ void confirmAll(const ImportPlan& plan, bool isYes, Session& session) {
   confirmOpenWindows(touched, isYes, session);
 }
 
+std::vector<Schedule> storedBy(const ImportPlan& plan) {
+  std::vector<Schedule> stored;
+  for (const Difference& each : plan.differences) {
+    if (each.after && (each.kind == Kind::added || each.kind == Kind::changed)) {
+      stored.push_back(*each.after);
+    }
+  }
+  return stored;
+}
+
 int runImport(const ImportOptions& given, Session& session) {
   const SiteFile file = readFile(given);
   const SiteConfig present = askSiteConfig(session);
@@ -240,6 +250,10 @@ int runImport(const ImportOptions& given, Session& session) {
   }
   if (!result.failure.empty()) {
     throw Failure(status, result.failure);
+  }
+  if (!given.isDryRun) {
+    output.flush();
+    warnOfChanged(storedBy(plan), session);
   }
   return kExitDone;
 }
