@@ -244,17 +244,16 @@ TickTime Zone::tickAt(int64_t instant) const {
   return tickOf(at(instant));
 }
 
+// Of a time that comes twice mktime may take either, and which of them counts as summer time is the
+// zone's affair: the first one is that by the offset of the day before.
 int64_t Zone::instantOf(tm local) const {
   use();
+  tm asUtc = local;
+  const int64_t utc = timegm(&asUtc);
   local.tm_isdst = -1;
-  tm asIfSummer = local;
   const int64_t instant = mktime(&local);
-  // Of a time that comes twice mktime may take either.
-  asIfSummer.tm_isdst = 1;
-  const int64_t summer = mktime(&asIfSummer);
-  const bool isFirst = asIfSummer.tm_isdst > 0 && asIfSummer.tm_hour == local.tm_hour &&
-                       asIfSummer.tm_min == local.tm_min && asIfSummer.tm_mday == local.tm_mday;
-  return isFirst && summer < instant ? summer : instant;
+  const int64_t first = utc - offsetAt(instant - kSecPerDay);
+  return first < instant && first + offsetAt(first) == utc ? first : instant;
 }
 
 int64_t Zone::instantOf(const TickTime& local) const {
@@ -263,9 +262,13 @@ int64_t Zone::instantOf(const TickTime& local) const {
 
 int64_t Zone::instantNear(const TickTime& local, int64_t near) const {
   const int64_t first = instantOf(local);
-  const int64_t second = first + kSecPerHour;
-  const bool comesTwice = isSameMinute(tickAt(first), tickAt(second));
+  const int64_t second = first + offsetAt(first) - offsetAt(first + kSecPerDay);
+  const bool comesTwice = second > first && isSameMinute(tickAt(first), tickAt(second));
   return comesTwice && std::abs(second - near) < std::abs(first - near) ? second : first;
+}
+
+int64_t Zone::offsetAt(int64_t instant) const {
+  return at(instant).tm_gmtoff;
 }
 
 std::optional<int64_t> Zone::existingInstantOf(const TickTime& local) const {

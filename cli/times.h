@@ -64,7 +64,8 @@ class Zone {
 
  private:
   void use() const;
-  std::string name_;  // empty: the system's zone
+  int64_t offsetAt(int64_t instant) const;  // of local time, in seconds east
+  std::string name_;                        // empty: the system's zone
 };
 
 // "Tue 2026-03-03 14:07:12".

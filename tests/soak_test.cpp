@@ -24,11 +24,11 @@ constexpr uint32_t kPortsPerUnit = 16;  // so that every ifNum has a lock
 
 // What the client expects of each minute, in the form of tickAt().
 std::map<time_t, std::string> plannedBy(const std::vector<Schedule>& schedules, time_t from,
-                                        time_t until) {
+                                        time_t until, const Zone& zone) {
   const std::string done[] = {"-", "+", "-+"};  // by Act
   std::map<std::pair<time_t, uint32_t>, std::string> acts;
   for (const Firing& firing :
-       firingsWithin(schedules, SwitchTime(from - 1), SwitchTime(until - 1), Zone("UTC"))) {
+       firingsWithin(schedules, SwitchTime(from - 1), SwitchTime(until - 1), zone)) {
     for (const uint32_t port : firing.schedule->ifNums) {
       acts[{firing.at, port}] += done[static_cast<size_t>(firing.act)];
     }
@@ -67,7 +67,7 @@ TEST_F(SoakTest, everyScheduleFiresExactlyWhenItMust) {
     asListed.push_back(
         readSchedule(jsonParse(scheduleJson(membersOf(schedule)).c_str()).get(), unit));
   }
-  auto expectations = plannedBy(asListed, firstDay, firstDay + days * kDaySec);
+  auto expectations = plannedBy(asListed, firstDay, firstDay + days * kDaySec, Zone("UTC"));
 
   for (time_t now = firstDay; now < firstDay + days * kDaySec; now += 60) {
     std::string expected;
@@ -106,6 +106,11 @@ constexpr struct {
     {"America/Havana", "2032-03-13"},  // the next day has no midnight
     {"Africa/Cairo", "2032-10-27"},    // the next day has its last hour twice
     {"Australia/Lord_Howe", "2032-04-03"},
+    {"Europe/Dublin", "2032-03-27"},  // whose summer time is the usual one
+    {"Europe/Dublin", "2032-10-30"},
+    {"Africa/Casablanca", "2032-01-17"},  // and in Ramadan the other
+    {"Africa/Casablanca", "2032-11-27"},
+    {"America/New_York", "2032-11-06"},
 };
 
 // The minutes of whole days in the process's zone, as if it were UTC, and when they first come.
@@ -137,10 +142,42 @@ static bool isInWindow(const Reckoned& schedule, time_t at) {
   return false;
 }
 
+static time_t localDay(const char* date) {
+  return *switchsim::localSeconds(fill("% 00:00:00", date));
+}
+
+TEST(ForecastTest, whatIsPlannedIsWhatMustHappenInEveryZone) {
+  std::mt19937 random(environmentSeed("QUORIN_SOAK_SEED"));
+  for (const auto& [zone, fromText] : kRehearsals) {
+    setenv("TZ", zone, 1);
+    tzset();
+    const std::map<time_t, time_t> minutes = minutesFrom(localDay(fromText), 3);
+    for (int i = 0; i < 200; ++i) {
+      Reckoned schedule = randomSchedule(1, localDay(fromText), 3, &random);
+      const std::vector<Schedule> asListed{
+          readSchedule(jsonParse(scheduleJson(membersOf(schedule)).c_str()).get(), 1)};
+      std::map<time_t, std::string> wanted;
+      for (const auto& [now, at] : minutes) {
+        const std::string done = passMinute(&schedule, now, isFirstOfDay(minutes, now));
+        if (!done.empty()) {
+          wanted[at] = done.substr(1);
+        }
+      }
+      EXPECT_EQ(
+          plannedBy(asListed, minutes.begin()->second, minutes.rbegin()->second + 60, Zone(zone)),
+          wanted)
+          << zone << " " << fromText << "\n"
+          << membersOf(schedule);
+    }
+  }
+  unsetenv("TZ");
+  tzset();
+}
+
 TEST_F(RehearsalTest, aRehearsalShowsWhatMustHappenAndWhatDeservesALook) {
   std::mt19937 random(environmentSeed("QUORIN_SOAK_SEED"));
   const auto& [zone, fromText] = kRehearsals[pick(&random, 0, std::size(kRehearsals) - 1)];
-  const time_t from = *switchsim::localSeconds(fill("% 00:00:00", fromText));
+  const time_t from = localDay(fromText);
   setenv("TZ", zone, 1);
   tzset();
   const std::map<time_t, time_t> minutes = minutesFrom(from - kDaySec, 4);

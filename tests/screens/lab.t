@@ -85,7 +85,7 @@ A daemon that ends by itself is told, and the lab goes on when it is up again.
   switchsim: the lab's daemon has ended by itself; its log is */lab.t/lab/root/tmp/sw900.log. `switchsim lab up` starts it again (glob)
   [1]
   $ switchsim lab up --speed 0 | sed 1q
-  it is Wed 2026-03-04 14:00:00
+  it is Wed 2026-03-04 14:0?:?? (glob)
   $ quorin_poectl schedule list | tail -n 1
   1 schedule, times in the switch's zone (CET)
 
