@@ -240,14 +240,21 @@ std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
 }
 
 const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
-                             std::optional<int32_t> unit) {
-  std::vector<const Schedule*> found = matching(schedules, word, unit, isNumbered);
-  if (found.empty()) {
-    found = matching(schedules, word, unit, isNamed);
-  }
-  if (found.empty()) {
+                             std::optional<int32_t> unit, WordIs meant) {
+  using Found = std::vector<const Schedule*>;
+  const Found byId = meant != WordIs::name ? matching(schedules, word, unit, isNumbered) : Found();
+  const Found byName = meant != WordIs::id ? matching(schedules, word, unit, isNamed) : Found();
+  if (byId.empty() && byName.empty()) {
     failNoSchedule(schedules, word, unit);
   }
+  const bool isAmbiguous =
+      !byId.empty() && !byName.empty() && (byName.size() > 1 || byId.front() != byName.front());
+  if (isAmbiguous) {
+    throw Failure(kExitUsage, word + " is the id of " + inQuotes(byId.front()->name.c_str()) +
+                                  " and the name of " + std::to_string(byName.front()->scheduleId) +
+                                  ": say which with --id or --name.");
+  }
+  const Found& found = byId.empty() ? byName : byId;
   if (found.size() > 1) {
     const std::vector<std::string> units =
         mapped(found, [](const Schedule* each) { return std::to_string(each->unit); });
@@ -255,6 +262,22 @@ const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::
                                   inQuotes(word) + ": say which with --unit N.");
   }
   return *found.front();
+}
+
+std::string nameFault(const std::string& name) {
+  if (name.find_first_not_of(' ') == std::string::npos) {
+    return "the schedule needs a name.";
+  }
+  if (name.find_first_not_of("0123456789") == std::string::npos) {
+    return inQuotes(name) +
+           " is a number, which would be taken for an id: put a letter into the name.";
+  }
+  if (escaped(name) != name) {
+    return inQuotes(name) + " has characters that cannot be seen, or is not UTF-8.";
+  }
+  return name.size() > kMaxNameBytes
+             ? inQuotes(name) + " is longer than 63 bytes: the daemon would cut it."
+             : "";
 }
 
 bool isSameContent(const Schedule& a, const Schedule& b) {

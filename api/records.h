@@ -67,6 +67,9 @@ struct Run {
   std::optional<bool> allDay;
   std::vector<RunPort> ports;
 
+  // Not of the daemon's: its window's end was that of its schedule's twin. Where it is looked for.
+  bool endedByTwin = false;
+
   bool isOpen() const { return status == RunStatus::running; }
   bool isFailure() const { return !isOpen() && status != RunStatus::success; }
   // A port of it; null where it has not this one, or no ports are known.
@@ -110,10 +113,16 @@ std::vector<PoePort> poePortsOf(const std::vector<SensorPort>& sensors);
 std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
                                     const std::vector<PoePort>& meant);
 
-// The schedule that a person's word means: an id, else a name. unit, if given, is the only one that
-// counts. Throws Failure: kExitNoSuch for none, kExitUsage where two units have the name.
+// The schedule that a person's word means, an id or a name. unit, if given, is the only one that
+// counts. Throws Failure: kExitNoSuch for none, kExitUsage for several: where it is the id of one
+// and the name of another, or where two units have the name.
+enum class WordIs { either, id, name };
 const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
-                             std::optional<int32_t> unit);
+                             std::optional<int32_t> unit, WordIs meant = WordIs::either);
+
+// What is wrong with a new name: "43" is taken for an id, what cannot be seen cannot be typed, the
+// daemon cuts what is too long. Empty for a good one.
+std::string nameFault(const std::string& name);
 
 // Whether they do the same, whatever the order of their ports and days; name, unit and id aside.
 bool isSameContent(const Schedule& a, const Schedule& b);

@@ -47,6 +47,7 @@ SessionAction defineScheduleDisable(Arguments& app, Options& options);
 SessionAction defineScheduleEnable(Arguments& app, Options& options);
 SessionAction defineScheduleGroup(Arguments& app, Options& options);
 SessionAction defineScheduleList(Arguments& app, Options& options);
+SessionAction defineScheduleRename(Arguments& app, Options& options);
 SessionAction defineScheduleSet(Arguments& app, Options& options);
 SessionAction defineScheduleShow(Arguments& app, Options& options);
 SessionAction defineStatus(Arguments& app, Options& options);

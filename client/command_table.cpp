@@ -13,6 +13,7 @@ const std::vector<ClientCommand>& clientCommands() {
       {"schedule check", "warn of what will not happen as one expects", defineScheduleCheck},
       {"schedule add", "store a new schedule", defineScheduleAdd},
       {"schedule set", "change a schedule", defineScheduleSet},
+      {"schedule rename", "give a schedule another name", defineScheduleRename},
       {"schedule enable", "let a schedule fire again", defineScheduleEnable},
       {"schedule disable", "keep a schedule from firing", defineScheduleDisable},
       {"schedule delete", "delete a schedule", defineScheduleDelete},

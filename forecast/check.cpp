@@ -237,6 +237,25 @@ void checkEnd(const Schedule& schedule, const CheckInput& input, ScheduleWarning
   }
 }
 
+void checkTwin(const Schedule& schedule, const CheckInput& input, ScheduleWarnings* warnings) {
+  const Schedule* twin = twinNamed(input.schedules, schedule);
+  if (twin == nullptr) {
+    return;
+  }
+  const std::string title = std::to_string(twin->scheduleId) + " " + inQuotes(twin->name.c_str());
+  const std::string id = std::to_string(twin->scheduleId);
+  if (!whyNoTwin(schedule).empty()) {
+    warnings->push_back({"twin", "its twin " + title + " is needed no more: " + whyNoTwin(schedule),
+                         "to delete it: quorin_poectl schedule delete " + id});
+  } else if (!fitsAsTwin(*twin, schedule)) {
+    warnings->push_back({"twin", "its twin " + title + " no longer fits",
+                         "to mend it: " + command(schedule, "--twin")});
+  } else if (twin->enabled == 0 && !isDisabledIn(input.schedules, schedule)) {
+    warnings->push_back({"twin", "its twin " + title + " is disabled",
+                         "to enable it: quorin_poectl schedule enable " + id});
+  }
+}
+
 // When an all-day schedule acts for the last time, or, without a last date, next.
 std::optional<SwitchTime> lastDay(const Schedule& schedule, const CheckInput& input) {
   const std::optional<Firing> next = nextFiring(schedule, input.view.now(), input.view.zone);
@@ -444,6 +463,7 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
     checkLength(schedule, &warnings);
     checkEnd(schedule, input, &warnings);
     checkLastingOff(schedule, input, &warnings);
+    checkTwin(schedule, input, &warnings);
     for (size_t i = 0; i < zones.size(); ++i) {
       checkGap(schedule, zones[i], gapDays[i], &warnings);
     }

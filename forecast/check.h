@@ -17,7 +17,7 @@ struct CheckInput {
 };
 
 struct ScheduleWarning {
-  // "never", "badTime", "badDate", "noEnd", "staysOff", "noUnit", "noPort", "above128",
+  // "never", "badTime", "badDate", "noEnd", "staysOff", "twin", "noUnit", "noPort", "above128",
   // "shortWindow", "emptyWindow", "clockChange" or "fight".
   const char* kind;
   std::string text;    // not escaped

@@ -127,7 +127,11 @@ Schedule twinOf(const Schedule& schedule) {
 }
 
 bool isTwin(const Schedule& other, const Schedule& schedule) {
-  if (!whyNoTwin(schedule).empty() || other.enabled == 0 || other.unit != schedule.unit) {
+  return other.enabled != 0 && fitsAsTwin(other, schedule);
+}
+
+bool fitsAsTwin(const Schedule& other, const Schedule& schedule) {
+  if (!whyNoTwin(schedule).empty() || other.unit != schedule.unit) {
     return false;
   }
   const Schedule wanted = twinOf(schedule);

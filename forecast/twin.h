@@ -28,6 +28,8 @@ Schedule twinOf(const Schedule& schedule);
 // Whether the other ends the schedule's windows or days on the mornings after them, so that the two
 // are one window: enabled, with the twin's name, times and days, and all the ports.
 bool isTwin(const Schedule& other, const Schedule& schedule);
+// The same, whether they are enabled or not.
+bool fitsAsTwin(const Schedule& other, const Schedule& schedule);
 
 // Which of all it is; null for none.
 const Schedule* twinAmong(const std::vector<Schedule>& all, const Schedule& schedule);

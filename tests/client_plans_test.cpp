@@ -110,8 +110,8 @@ sql|history|INSERT INTO poe_history VALUES (9, 1, 'scheduled', 1, '', 'power_off
                 R"('simultaneous', 0, 0, strftime('%s'), NULL, 'running', NULL, NULL)
 2|a window of 1 "night" of unit 1 is open since|schedule delete night
 0|deleted 1 "night" of unit 1|schedule delete night -y
-0|1 to add, 0 to change, 0 to remove, 3 the same; nothing|import FILE.1 --dry-run
-0|1 added, 0 changed, 0 removed, 3 the same|import FILE.1
+0|2 to add, 0 to change, 0 to remove, 2 the same; nothing|import FILE.1 --dry-run
+0|2 added, 0 changed, 0 removed, 2 the same|import FILE.1
 0|"added":[],"changed":[],"removed":[],"kept":[{|import FILE.1 --json
 sql|schedule|CREATE TRIGGER u BEFORE INSERT ON poe_schedule WHEN NEW.schedule_type = )"
                 R"('power_on' BEGIN SELECT RAISE(ABORT, ''); END

@@ -6,6 +6,8 @@
 #include "cli/fields.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/diagnosis/port_state.h"
+#include "forecast/twin.h"
 
 namespace {
 
@@ -19,7 +21,7 @@ struct HistoryOptions {
 };
 
 Tint tintOf(const Run& run) {
-  switch (run.status.kind) {
+  switch (run.endedByTwin ? RunStatus::success : run.status.kind) {
     case RunStatus::success:
       return Tint::good;
     case RunStatus::partial:
@@ -58,7 +60,7 @@ std::string tookText(const Run& run, const View& view) {
 }
 
 Cell resultCell(const Run& run) {
-  return {run.isOpen() ? "open" : run.status.text, tintOf(run)};
+  return {run.isOpen() ? "open" : run.endedByTwin ? "ended by twin" : run.status.text, tintOf(run)};
 }
 
 // "4", "3 of 4: 1 failed".
@@ -96,6 +98,7 @@ Fields<Run> runFields(const View& view) {
   fields.member("scheduleType", [](Row run) { return run.scheduleType.text; });
   fields.member("unit", &Run::unit);
   fields.member("status", [](Row run) { return run.status.text; });
+  fields.member("endedByTwin", &Run::endedByTwin);
   fields.member("executionMode", &Run::executionMode);
   fields.member("startedAt", [&](Row run) { return view.stamp(run.startedAt); });
   fields.member("completedAt", [&](Row run) { return view.stamp(run.completedAt); });
@@ -231,10 +234,24 @@ RunPage chosenRuns(const HistoryOptions& given, std::optional<SystemTime> since,
   return chosen;
 }
 
+// A list of runs does not tell why they failed.
+void findTwins(std::vector<Run>* runs, Session& session) {
+  const std::vector<Schedule> schedules = session.schedules();
+  for (Run& run : *runs) {
+    const Schedule* schedule = scheduleOf(run, schedules);
+    const bool mayBe = run.status == RunStatus::failed && schedule != nullptr &&
+                       twinAmong(schedules, *schedule) != nullptr;
+    run.endedByTwin =
+        mayBe && isEndedByTwin(
+                     run.errorMessage.empty() ? askRun(session.daemon(), run.unit, run.runId) : run,
+                     schedules);
+  }
+}
+
 std::vector<Run> failuresOf(const std::vector<Run>& runs) {
   std::vector<Run> failures;
   std::copy_if(runs.begin(), runs.end(), std::back_inserter(failures),
-               [](const Run& run) { return run.isFailure(); });
+               [](const Run& run) { return run.isFailure() && !run.endedByTwin; });
   return failures;
 }
 
@@ -286,6 +303,7 @@ int listRuns(const HistoryOptions& given, Session& session) {
   if (hasPorts) {
     page.runs = askRunsOfPorts(session.daemon(), page.runs, ports, SIZE_MAX);
   }
+  findTwins(&page.runs, session);
   if (given.failed) {
     page.runs = hasPorts ? portFailuresOf(page.runs) : failuresOf(page.runs);
   }
@@ -304,10 +322,11 @@ int listRuns(const HistoryOptions& given, Session& session) {
 }
 
 int showRun(const HistoryOptions& given, Session& session) {
-  const Run run = findRun(given.run, session);
+  std::vector<Run> runs{findRun(given.run, session)};
+  findTwins(&runs, session);
   const View view = session.view();
-  session.print([&] { return runText(run, view); },
-                [&] { return runJson(run, RunDetail::ports, view); });
+  session.print([&] { return runText(runs.front(), view); },
+                [&] { return runJson(runs.front(), RunDetail::ports, view); });
   return kExitDone;
 }
 

@@ -4,6 +4,7 @@
 #include "cli/fields.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/commands/schedule/schedule_word.h"
 
 namespace {
 
@@ -12,7 +13,7 @@ constexpr int32_t kMaxCount = 10000;
 constexpr int32_t kMaxDays = 3660;
 
 struct NextOptions {
-  std::string id;
+  ScheduleWord schedule;
   int32_t count = kDefaultCount;
   int32_t days = 0;  // 0: by count
 };
@@ -53,7 +54,7 @@ std::vector<Firing> dueFirings(const NextOptions& given, const std::vector<Sched
 
 std::string noneText(const NextOptions& given, const std::vector<Schedule>& schedules,
                      const View& view) {
-  const bool isOne = !given.id.empty();
+  const bool isOne = given.schedule.isGiven();
   if (isOne && !nextFiring(schedules[0], view.now(), view.zone)) {
     return "schedule " + idAndName(schedules[0]) +
            " never acts: " + whyNever(schedules[0], view.now(), view.zone);
@@ -73,8 +74,8 @@ std::string nextText(const std::vector<Firing>& firings, const std::string& neve
 
 int runNext(const NextOptions& given, Session& session) {
   std::vector<Schedule> schedules = session.schedules();
-  if (!given.id.empty()) {
-    schedules = {Schedule(findSchedule(schedules, given.id, session.options().unit))};
+  if (given.schedule.isGiven()) {
+    schedules = {Schedule(given.schedule.find(schedules, session.options().unit))};
   }
   const View view = session.view();
   const std::vector<Firing> firings = dueFirings(given, schedules, view);
@@ -94,7 +95,7 @@ JsonPtr firingsJson(const std::vector<Firing>& firings, const View& view) {
 
 SessionAction defineNext(Arguments& app, Options& options) {
   const auto given = std::make_shared<NextOptions>();
-  app.add("ID", given->id, "number or name of a schedule; all when none is named");
+  addScheduleWord(app, &given->schedule, "number or name of a schedule; all when none is named");
   const Argument count =
       app.add("--count", given->count, "so many firings [10]").range(1, kMaxCount).named("N");
   app.add("--days", given->days, "those of so many days")

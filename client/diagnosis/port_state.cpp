@@ -96,11 +96,14 @@ std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit) {
   return runs;
 }
 
-RunStatus resultOf(const Run& run, const std::vector<Schedule>& schedules) {
+bool isEndedByTwin(const Run& run, const std::vector<Schedule>& schedules) {
   const Schedule* schedule = scheduleOf(run, schedules);
-  const bool isEndedByTwin = schedule != nullptr && run.errorMessage == kRunNeverEnded &&
-                             twinAmong(schedules, *schedule) != nullptr;
-  return isEndedByTwin ? RunStatus::success : run.status.kind;
+  return schedule != nullptr && run.errorMessage == kRunNeverEnded &&
+         twinAmong(schedules, *schedule) != nullptr;
+}
+
+RunStatus resultOf(const Run& run, const std::vector<Schedule>& schedules) {
+  return isEndedByTwin(run, schedules) ? RunStatus::success : run.status.kind;
 }
 
 std::string failureText(const Run& run, const PortNames& names) {

@@ -57,12 +57,29 @@ The same for programs.
 
   $ quorin_poectl history --unit 2 --json | json
   {"runs":[
-  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2026-03-04T03:30:00+01:00","completedAt":"2026-03-04T03:30:20+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":null,"errorMessage":null,"allDay":null,"portSteps":null}],"total":1}
+  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","endedByTwin":false,"executionMode":"simultaneous","startedAt":"2026-03-04T03:30:00+01:00","completedAt":"2026-03-04T03:30:20+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":null,"errorMessage":null,"allDay":null,"portSteps":null}],"total":1}
   $ quorin_poectl history 2 --json | json
-  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","executionMode":"simultaneous","startedAt":"2026-03-04T03:30:00+01:00","completedAt":"2026-03-04T03:30:20+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":0,"errorMessage":null,"allDay":null,"portSteps":[
+  {"runId":2,"triggered":"scheduled","scheduleId":2,"scheduleName":"cameras","scheduleType":"restart","unit":2,"status":"partial","endedByTwin":false,"executionMode":"simultaneous","startedAt":"2026-03-04T03:30:00+01:00","completedAt":"2026-03-04T03:30:20+01:00","portCount":3,"successPortCount":2,"failedPortCount":1,"skippedPortCount":0,"interPortDelaySec":0,"errorMessage":null,"allDay":null,"portSteps":[
   {"ifNum":29,"name":"2/0/1","label":null,"status":"success","errorMessage":null},
   {"ifNum":30,"name":"2/0/2","label":null,"status":"failed","errorMessage":"power_off failed"},
   {"ifNum":31,"name":"2/0/3","label":null,"status":"success","errorMessage":null}]}
+
+A night whose twin ends it is none that failed, whatever the daemon has to call it.
+
+  $ quorin_poectl schedule add friday --off 1/0/9 --from 22:00 --to 05:00 --weekly fri --twin >out
+  $ go_to "2026-03-08 08:00"
+  $ quorin_poectl history --port 1/0/9 --since fri | cut -c1-52
+  PORT   RUN  STARTED                  TOOK     WHAT  
+  1/0/9   12  Sat 2026-03-07 00:00:00  5 h      friday
+  1/0/9   11  Fri 2026-03-06 22:00:00  1 d 1 h  friday
+  2 runs, times in the switch's zone (CET)
+  $ quorin_poectl history --since "fri 12:00" | grep friday
+   12     1  Sat 2026-03-07 00:00:00  5 h         friday (morning after)  off      success        1
+   11     1  Fri 2026-03-06 22:00:00  1 d 1 h     friday                  off      ended by twin  1
+  $ quorin_poectl history --failed --since "fri 12:00" | grep friday
+  [1]
+  $ quorin_poectl history --json --since "fri 12:00" | json | grep -o '"status":.*"endedByTwin":true'
+  "status":"failed","endedByTwin":true
 
 Runs that are not there, and what is no run or no time.
 

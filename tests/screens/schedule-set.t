@@ -1,4 +1,4 @@
-Schedules that change or go: `quorin_poectl schedule set`, `enable`, `disable` and `delete`.
+Schedules that change or go: `quorin_poectl schedule set`, `rename`, `enable`, `disable`, `delete`.
 
   $ . "$TESTDIR/lab.sh"
   $ begin_lab --units 2
@@ -11,7 +11,9 @@ Only what is given changes.
 
   $ quorin_poectl schedule set night --from 21:30
   changed 1 "night" of unit 1: off 21:30-06:00 daily, 1/0/1-4; next off Tue 21:30, in 13 h 30 min
-  $ quorin_poectl schedule set 1 --name evening --off 1/0/1-2
+  $ quorin_poectl schedule rename 1 evening
+  changed 1 "evening" of unit 1: off 21:30-06:00 daily, 1/0/1-4; next off Tue 21:30, in 13 h 30 min
+  $ quorin_poectl schedule set evening --off 1/0/1-2
   changed 1 "evening" of unit 1: off 21:30-06:00 daily, 1/0/1-2; next off Tue 21:30, in 13 h 30 min
   $ quorin_poectl schedule set cameras --daily --dates 2026-04-01..2026-04-30 --json
   {"schedule":{"unit":2,"scheduleId":2,"name":"cameras","scheduleType":"restart","startDate":"2026-04-01","endDate":"2026-04-30","recurrence":"daily","recurrenceDays":null,"ifNums":[29,30,31],"portNames":["2/0/1","2/0/2","2/0/3"],"startTime":null,"endTime":null,"allDay":null,"restartTime":"03:30","offTimeSec":10,"executionMode":"simultaneous","interPortDelaySec":0,"enabled":true,"status":"active","next":{"at":"2026-04-01T03:30:00+02:00","act":"restart"},"never":null},"twin":null,"changed":true}
@@ -25,22 +27,30 @@ A schedule stays of its kind: a window does not become a restart, nor "off" "on"
   quorin_poectl: a restart has no window: give --at HH:MM and not --from, --to or --all-day.
   [2]
 
-A twin that was made with a schedule stays as it was, if it is not asked to follow.
+A twin goes along, in whatever is done to its schedule, and goes where it is needed no more.
 
-  $ quorin_poectl schedule set office --to 08:00 2>&1 | head -n 2
-  quorin_poectl: warning: its twin 4 "office (morning after)" of unit 1 stays as it was; with --twin it changes, too.
+  $ quorin_poectl schedule rename office "back office"
+  changed 3 "back office" of unit 1: off 20:00-07:00 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
+  changed 4 "back office (morning after)" of unit 1: off 00:00-07:00 tue-sat, 1/0/6; next off Wed 00:00, in 16 h
+  $ quorin_poectl schedule rename "back office" office >out
+  $ quorin_poectl schedule set office --daily
+  changed 3 "office" of unit 1: off 20:00-07:00 daily, 1/0/6; next off Tue 20:00, in 12 h
+  deleted 4 "office (morning after)" of unit 1
+  $ quorin_poectl schedule set office --weekly mon-fri --to 08:00 --twin
   changed 3 "office" of unit 1: off 20:00-08:00 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
-  $ quorin_poectl schedule set office --to 07:30 --twin
+  added 5 "office (morning after)" of unit 1: off 00:00-08:00 tue-sat, 1/0/6; next off Wed 00:00, in 16 h
+  $ quorin_poectl schedule set office --to 07:30
   changed 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
-  changed 4 "office (morning after)" of unit 1: off 00:00-07:30 tue-sat, 1/0/6; next off Wed 00:00, in 16 h
+  changed 5 "office (morning after)" of unit 1: off 00:00-07:30 tue-sat, 1/0/6; next off Wed 00:00, in 16 h
 
 Schedules rest, and go on.
 
   $ quorin_poectl schedule disable office
-  quorin_poectl: warning: its twin 4 "office (morning after)" of unit 1 stays enabled.
   disabled 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; never: disabled
+  disabled 5 "office (morning after)" of unit 1: off 00:00-07:30 tue-sat, 1/0/6; never: disabled
   $ quorin_poectl --quiet schedule enable office
   enabled 3 "office" of unit 1: off 20:00-07:30 mon-fri, 1/0/6; next off Tue 20:00, in 12 h
+  enabled 5 "office (morning after)" of unit 1: off 00:00-07:30 tue-sat, 1/0/6; next off Wed 00:00, in 16 h
 
 While a window is open, its end is what switches ports on again: it is asked before that goes.
 
@@ -51,18 +61,17 @@ While a window is open, its end is what switches ports on again: it is asked bef
   [2]
   $ quorin_poectl schedule delete office -y
   quorin_poectl: warning: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 may stay off.
-  quorin_poectl: warning: its twin stays. To delete it, too: quorin_poectl schedule delete 4
   deleted 3 "office" of unit 1
+  deleted 5 "office (morning after)" of unit 1
 
 Others go at once.
 
   $ quorin_poectl schedule delete evening
   deleted 1 "evening" of unit 1
   $ quorin_poectl schedule list
-  UNIT  ID  NAME                    ACTION           PORTS    DAYS                          NEXT                  LEFT
-     1   4  office (morning after)  off 00:00-07:30  1/0/6    tue-sat                       Wed 00:00 off         3 h
-     2   2  cameras                 restart 03:30    2/0/1-3  daily 2026-04-01..2026-04-30  Wed 2026-04-01 03:30  28 d 5 h
-  2 schedules, times in the switch's zone (CET)
+  UNIT  ID  NAME     ACTION         PORTS    DAYS                          NEXT                  LEFT
+     2   2  cameras  restart 03:30  2/0/1-3  daily 2026-04-01..2026-04-30  Wed 2026-04-01 03:30  28 d 5 h
+  1 schedule, times in the switch's zone (CET)
 
 Two units may have schedules of one name: then the unit is needed.
 
@@ -72,7 +81,7 @@ Two units may have schedules of one name: then the unit is needed.
   quorin_poectl: units 1 and 2 have a schedule "twin": say which with --unit N.
   [2]
   $ quorin_poectl schedule delete twin --unit 1
-  deleted 5 "twin" of unit 1
+  deleted 6 "twin" of unit 1
 
 What is not there, and what changes nothing.
 
@@ -85,3 +94,40 @@ What is not there, and what changes nothing.
   $ quorin_poectl schedule set twin --unit 2 --at 2
   quorin_poectl: "2" is not a time of day (00:00 to 23:59): the daemon would store it and never fire.
   [2]
+
+What is the id of one schedule and the name of another is not guessed. New names are none that would
+be taken for an id, or cannot be seen; what is there already stays usable.
+
+  $ quorin_poectl call schedule.create '{"unit":1,"schedule":{"name":"2","scheduleType":"restart",
+  > "recurrence":"daily","restartTime":"05:00","offTimeSec":5,"ifNums":[7]}}' >created
+  $ quorin_poectl schedule delete 2
+  quorin_poectl: 2 is the id of "cameras" and the name of 8: say which with --id or --name.
+  [2]
+  $ quorin_poectl schedule show --id 2 | sed -n '1,2p'
+  schedule  2 of unit 2
+  name      cameras
+  $ quorin_poectl schedule rename --name 2 doors
+  changed 8 "doors" of unit 1: restart 05:00 daily, 1/0/7; next restart Wed 05:00, in 8 h
+  $ quorin_poectl schedule rename doors 2
+  quorin_poectl: "2" is a number, which would be taken for an id: put a letter into the name.
+  [2]
+  $ quorin_poectl schedule rename doors " "
+  quorin_poectl: the schedule needs a name.
+  [2]
+  $ quorin_poectl schedule rename doors "$(printf 'a\342\200\256b')"
+  quorin_poectl: "a\u{202e}b" has characters that cannot be seen, or is not UTF-8.
+  [2]
+
+A twin that was changed by itself is told of, and left alone.
+
+  $ quorin_poectl schedule add shop --off 1/0/8 --from 20:00 --to 07:00 --weekly sat --twin >out
+  $ quorin_poectl schedule set "shop (morning after)" --to 06:00 >out
+  quorin_poectl: warning: 10 "shop (morning after)" of unit 1: fights with 9 "shop" over 1/0/8: at Sun 06:00 one wants off, the other on
+  $ quorin_poectl schedule check shop | sed -n '2,5p'
+    ! ends on its own days only (sat): from Sat 20:00 the ports stay off until Sat 2026-03-14 07:00
+      to end it each morning: quorin_poectl schedule set 9 --twin
+    ! its twin 10 "shop (morning after)" no longer fits
+      to mend it: quorin_poectl schedule set 9 --twin
+  $ quorin_poectl schedule delete shop
+  quorin_poectl: warning: 10 "shop (morning after)" of unit 1 has its twin's name, but does not end it: it stays as it is.
+  deleted 9 "shop" of unit 1

@@ -99,6 +99,33 @@ bool ScheduleChange::isChange() const {
   return strcmp(verb, "kept") != 0;
 }
 
+const Schedule* twinToCarry(const std::vector<Schedule>& all, const Schedule& schedule,
+                            Session& session) {
+  const Schedule* twin = twinNamed(all, schedule);
+  if (twin == nullptr || fitsAsTwin(*twin, schedule)) {
+    return twin;
+  }
+  session.output().warn(scheduleTitle(*twin) +
+                        " has its twin's name, but does not end it: it stays as it is.");
+  return nullptr;
+}
+
+std::vector<Schedule> withTwin(const Schedule& schedule, const Schedule* twin) {
+  std::vector<Schedule> both{schedule};
+  if (twin != nullptr) {
+    both.push_back(*twin);
+  }
+  return both;
+}
+
+std::optional<ScheduleChange> changedTwin(bool hasTwin, const ScheduleChange& done,
+                                          const std::function<ScheduleChange()>& change) try {
+  return hasTwin ? std::make_optional(change()) : std::nullopt;
+} catch (const Failure& failure) {
+  throw Failure(failure.status(), scheduleTitle(done.schedule) + " was " + done.verb +
+                                      ", but not its twin: " + failure.what());
+}
+
 void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session) {
   const View view = session.view();

@@ -2,6 +2,7 @@
 #ifndef QUORIN_CLIENT_COMMANDS_SCHEDULE_CHANGES_H
 #define QUORIN_CLIENT_COMMANDS_SCHEDULE_CHANGES_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,16 @@ struct ScheduleChange {
 
   bool isChange() const;
 };
+
+// The twin that goes along with whatever is done to the schedule; null where there is none. One of
+// the twin's name that does not fit is told of, and left alone.
+const Schedule* twinToCarry(const std::vector<Schedule>& all, const Schedule& schedule,
+                            Session& session);
+std::vector<Schedule> withTwin(const Schedule& schedule, const Schedule* twin);
+// What `change`, which is called only if there is a twin, does to it. Where that fails, the failure
+// says what was done before.
+std::optional<ScheduleChange> changedTwin(bool hasTwin, const ScheduleChange& done,
+                                          const std::function<ScheduleChange()>& change);
 
 // Prints {"schedule", "twin", "changed"} or a line for each, and warns of what is wrong with
 // those that may fire now.

@@ -6,6 +6,7 @@
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
+#include "client/commands/schedule/schedule_word.h"
 
 namespace {
 
@@ -58,9 +59,9 @@ JsonPtr checkJson(const std::vector<CheckedSchedule>& checked) {
   return jsonObject({{"schedules", jsonArray(checked, ofSchedule)}});
 }
 
-int runScheduleCheck(const std::string& id, Session& session) {
+int runScheduleCheck(const ScheduleWord& word, Session& session) {
   const std::vector<Schedule> all = session.schedules();
-  const Schedule* only = id.empty() ? nullptr : &findSchedule(all, id, session.options().unit);
+  const Schedule* only = word.isGiven() ? &word.find(all, session.options().unit) : nullptr;
   const std::vector<ScheduleWarnings> warnings = warningsOf(all, session.view(), session);
   std::vector<CheckedSchedule> checked;
   for (size_t i = 0; i < all.size(); ++i) {
@@ -82,7 +83,7 @@ std::vector<ScheduleWarnings> warningsOf(const std::vector<Schedule>& schedules,
 }
 
 SessionAction defineScheduleCheck(Arguments& app, Options&) {
-  const auto id = std::make_shared<std::string>();
-  app.add("ID", *id, "number or name; all when none is given");
-  return [id](Session& session) { return runScheduleCheck(*id, session); };
+  const auto word = std::make_shared<ScheduleWord>();
+  addScheduleWord(app, word.get(), "number or name; all when none is given");
+  return [word](Session& session) { return runScheduleCheck(*word, session); };
 }

@@ -1,25 +1,28 @@
-// schedule delete.
+// schedule delete: a schedule, and its twin.
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
+#include "client/commands/schedule/schedule_word.h"
 #include "forecast/check.h"
 
 namespace {
 
 struct DeleteOptions {
-  std::string id;
+  ScheduleWord schedule;
   bool isYes = false;
 };
 
 int runScheduleDelete(const DeleteOptions& given, Session& session) {
   const std::vector<Schedule> all = session.schedules();
-  const Schedule& schedule = findSchedule(all, given.id, session.options().unit);
-  confirmOpenWindows({schedule}, given.isYes, session);
+  const Schedule& schedule = given.schedule.find(all, session.options().unit);
+  const Schedule* twin = twinToCarry(all, schedule, session);
+  confirmOpenWindows(withTwin(schedule, twin), given.isYes, session);
   deleteSchedule(session.daemon(), schedule);
-  if (const Schedule* twin = twinNamed(all, schedule)) {
-    session.output().warn("its twin stays. To delete it, too: quorin_poectl schedule delete " +
-                          std::to_string(twin->scheduleId));
-  }
-  showChanges({"deleted", schedule}, std::nullopt, session);
+  const ScheduleChange change{"deleted", schedule};
+  const auto deleteTwin = [&]() -> ScheduleChange {
+    deleteSchedule(session.daemon(), *twin);
+    return {"deleted", *twin};
+  };
+  showChanges(change, changedTwin(twin != nullptr, change, deleteTwin), session);
   return kExitDone;
 }
 
@@ -27,7 +30,7 @@ int runScheduleDelete(const DeleteOptions& given, Session& session) {
 
 SessionAction defineScheduleDelete(Arguments& app, Options&) {
   const auto given = std::make_shared<DeleteOptions>();
-  app.add("ID", given->id, "number or name").required();
+  addScheduleWord(app, &given->schedule, "number or name").required();
   app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
   return [given](Session& session) { return runScheduleDelete(*given, session); };
 }

@@ -1,39 +1,40 @@
-// schedule enable, schedule disable.
+// schedule enable, schedule disable: a schedule, and its twin.
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
+#include "client/commands/schedule/schedule_word.h"
 #include "forecast/check.h"
 
 namespace {
 
 struct EnableOptions {
-  std::string id;
+  ScheduleWord schedule;
   bool isYes = false;
 };
 
-int runScheduleEnable(const EnableOptions& given, bool isEnabled, Session& session) {
-  const std::vector<Schedule> all = session.schedules();
-  Schedule schedule = findSchedule(all, given.id, session.options().unit);
-  const Schedule* twin = twinNamed(all, schedule);
+ScheduleChange store(Schedule schedule, bool isEnabled, Session& session) {
   if ((schedule.enabled != 0) == isEnabled) {
-    showChanges({"kept", schedule}, std::nullopt, session);
-    return kExitDone;
-  }
-  if (!isEnabled) {
-    confirmOpenWindows({schedule}, given.isYes, session);
+    return {"kept", schedule};
   }
   schedule.enabled = isEnabled ? 1 : 0;
-  const Schedule stored = updateSchedule(session.daemon(), schedule);
-  if (twin != nullptr && (twin->enabled != 0) != isEnabled) {
-    session.output().warn("its twin " + scheduleTitle(*twin) + " stays " +
-                          (isEnabled ? "disabled." : "enabled."));
+  return {isEnabled ? "enabled" : "disabled", updateSchedule(session.daemon(), schedule)};
+}
+
+int runScheduleEnable(const EnableOptions& given, bool isEnabled, Session& session) {
+  const std::vector<Schedule> all = session.schedules();
+  const Schedule& schedule = given.schedule.find(all, session.options().unit);
+  const Schedule* twin = twinToCarry(all, schedule, session);
+  if (!isEnabled) {
+    confirmOpenWindows(withTwin(schedule, twin), given.isYes, session);
   }
-  showChanges({isEnabled ? "enabled" : "disabled", stored}, std::nullopt, session);
+  const ScheduleChange change = store(schedule, isEnabled, session);
+  const auto storeTwin = [&] { return store(*twin, isEnabled, session); };
+  showChanges(change, changedTwin(twin != nullptr, change, storeTwin), session);
   return kExitDone;
 }
 
 SessionAction define(Arguments& app, bool isEnabled) {
   const auto given = std::make_shared<EnableOptions>();
-  app.add("ID", given->id, "number or name").required();
+  addScheduleWord(app, &given->schedule, "number or name").required();
   if (!isEnabled) {
     app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
   }

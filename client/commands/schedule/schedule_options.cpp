@@ -199,11 +199,9 @@ void applyName(const ScheduleWords& words, Schedule* schedule) {
   if (!words.name) {
     return;
   }
-  if (words.name->empty()) {
-    failUsage("the schedule needs a name.");
-  }
-  if (words.name->size() > kMaxNameBytes && !words.force) {
-    failUsage(inQuotes(*words.name) + " is longer than 63 bytes: the daemon would cut it.");
+  const std::string fault = nameFault(*words.name);
+  if (!fault.empty() && *words.name != schedule->name.c_str()) {
+    failUsage(fault);
   }
   schedule->name.assign(words.name->c_str());
 }

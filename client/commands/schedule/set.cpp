@@ -5,12 +5,13 @@
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
 #include "client/commands/schedule/schedule_options.h"
+#include "client/commands/schedule/schedule_word.h"
 #include "forecast/check.h"
 
 namespace {
 
 struct SetOptions {
-  std::string id;
+  ScheduleWord schedule;
   ScheduleWords words;
   bool isYes = false;
 };
@@ -19,15 +20,15 @@ bool isSame(const Schedule& a, const Schedule& b) {
   return strcmp(a.name.c_str(), b.name.c_str()) == 0 && isSameContent(a, b);
 }
 
-// The twin as it should be, with the id of that which there is.
-Schedule wantedTwin(const Schedule& schedule, const Schedule* present) {
+// The twin as it should be, with the id of that which there is. isOwn: that one is a twin already.
+Schedule wantedTwin(const Schedule& schedule, const Schedule* present, bool isOwn) {
   const std::string why = whyNoTwin(schedule);
   if (!why.empty()) {
     throw Failure(kExitUsage, "--twin is not for " + scheduleTitle(schedule) + ": " + why +
                                   ". Nothing was changed.");
   }
   Schedule wanted = twinOf(schedule);
-  if (present != nullptr && present->type != wanted.type) {
+  if (present != nullptr && present->type != wanted.type && !isOwn) {
     throw Failure(kExitUsage, scheduleTitle(*present) +
                                   " has the twin's name and another type: delete it, or give "
                                   "it another name. Nothing was changed.");
@@ -36,24 +37,24 @@ Schedule wantedTwin(const Schedule& schedule, const Schedule* present) {
   return wanted;
 }
 
-// present: as it is now; null for none.
-ScheduleChange store(const Schedule& wanted, const Schedule* present, Session& session) {
-  if (present == nullptr) {
-    return {"added", createSchedule(session.daemon(), wanted)};
+// present: as it is now; null for none. wanted: none for one that is needed no more. The daemon
+// changes no schedule's type.
+ScheduleChange store(const std::optional<Schedule>& wanted, const Schedule* present,
+                     Session& session) {
+  if (present != nullptr && (!wanted || wanted->type != present->type)) {
+    deleteSchedule(session.daemon(), *present);
+    return wanted ? ScheduleChange{"changed", createSchedule(session.daemon(), *wanted)}
+                  : ScheduleChange{"deleted", *present};
   }
-  return isSame(wanted, *present)
+  if (present == nullptr) {
+    return {"added", createSchedule(session.daemon(), *wanted)};
+  }
+  return isSame(*wanted, *present)
              ? ScheduleChange{"kept", *present}
-             : ScheduleChange{"changed", updateSchedule(session.daemon(), wanted)};
+             : ScheduleChange{"changed", updateSchedule(session.daemon(), *wanted)};
 }
 
-ScheduleChange storeTwin(const Schedule& wanted, const Schedule* present,
-                         const ScheduleChange& change, Session& session) try {
-  return store(wanted, present, session);
-} catch (const Failure& failure) {
-  throw Failure(failure.status(), scheduleTitle(change.schedule) + " was " + change.verb +
-                                      ", but not its twin: " + failure.what());
-}
-
+// A twin goes along, or goes where it is needed no more.
 int runScheduleSet(const SetOptions& given, Session& session) {
   const ScheduleWords& words = given.words;
   if (!words.any() && !words.twin) {
@@ -61,34 +62,31 @@ int runScheduleSet(const SetOptions& given, Session& session) {
                   "what shall change? Nothing is given. See: quorin_poectl schedule set --help");
   }
   const std::vector<Schedule> all = session.schedules();
-  const Schedule& present = findSchedule(all, given.id, session.options().unit);
-  const Schedule* presentTwin = twinNamed(all, present);
+  const Schedule& present = given.schedule.find(all, session.options().unit);
   const std::vector<PoePort> ports =
       words.ports().empty() ? std::vector<PoePort>() : session.portsNamed(words.ports());
   const Schedule wanted = applied(words, present, ports, session.now(), session.zone());
-  std::optional<Schedule> wantedOther;
-  if (words.twin) {
-    wantedOther = wantedTwin(wanted, presentTwin);
-  }
+
+  const Schedule* presentTwin =
+      words.twin ? twinNamed(all, present) : twinToCarry(all, present, session);
+  const bool isOwn = presentTwin != nullptr && fitsAsTwin(*presentTwin, present);
+  const bool isTwinWanted = words.twin || (presentTwin != nullptr && whyNoTwin(wanted).empty());
+  const auto wantedOther =
+      isTwinWanted ? std::make_optional(wantedTwin(wanted, presentTwin, isOwn)) : std::nullopt;
+  const bool hasTwin = wantedOther || presentTwin != nullptr;
 
   std::vector<Schedule> touched;
   if (!isSame(wanted, present)) {
     touched.push_back(present);
   }
-  if (wantedOther && presentTwin != nullptr && !isSame(*wantedOther, *presentTwin)) {
+  if (presentTwin != nullptr && (!wantedOther || !isSame(*wantedOther, *presentTwin))) {
     touched.push_back(*presentTwin);
   }
   confirmOpenWindows(touched, given.isYes, session);
 
   const ScheduleChange change = store(wanted, &present, session);
-  std::optional<ScheduleChange> twin;
-  if (wantedOther) {
-    twin = storeTwin(*wantedOther, presentTwin, change, session);
-  } else if (presentTwin != nullptr && change.isChange()) {
-    session.output().warn("its twin " + scheduleTitle(*presentTwin) +
-                          " stays as it was; with --twin it changes, too.");
-  }
-  showChanges(change, twin, session);
+  const auto storeTwin = [&] { return store(wantedOther, presentTwin, session); };
+  showChanges(change, changedTwin(hasTwin, change, storeTwin), session);
   return kExitDone;
 }
 
@@ -96,9 +94,16 @@ int runScheduleSet(const SetOptions& given, Session& session) {
 
 SessionAction defineScheduleSet(Arguments& app, Options&) {
   const auto given = std::make_shared<SetOptions>();
-  app.add("ID", given->id, "number or name").required();
-  app.add("--name", given->words.name, "another name");
+  addScheduleWord(app, &given->schedule, "number or name").required();
   addScheduleOptions(app, &given->words);
   app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
+  return [given](Session& session) { return runScheduleSet(*given, session); };
+}
+
+SessionAction defineScheduleRename(Arguments& app, Options&) {
+  const auto given = std::make_shared<SetOptions>();
+  given->isYes = true;  // a window goes on under another name
+  addScheduleWord(app, &given->schedule, "number or name").required();
+  app.add("NAME", given->words.name, "another name").required();
   return [given](Session& session) { return runScheduleSet(*given, session); };
 }

@@ -1,6 +1,7 @@
 // schedule show: one schedule.
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/commands/schedule/schedule_word.h"
 #include "client/commands/schedule/schedules.h"
 #include "forecast/firings.h"
 
@@ -40,9 +41,9 @@ std::string scheduleText(const Schedule& schedule, const View& view) {
   return table.text(view.screen) + view.footer() + "\n";
 }
 
-int runScheduleShow(const std::string& id, Session& session) {
+int runScheduleShow(const ScheduleWord& word, Session& session) {
   const std::vector<Schedule> all = session.schedules();
-  const Schedule& schedule = findSchedule(all, id, session.options().unit);
+  const Schedule& schedule = word.find(all, session.options().unit);
   const View view = session.view();
   session.print([&] { return scheduleText(schedule, view); },
                 [&] { return scheduleDocument(schedule, view); });
@@ -52,7 +53,7 @@ int runScheduleShow(const std::string& id, Session& session) {
 }  // namespace
 
 SessionAction defineScheduleShow(Arguments& app, Options&) {
-  const auto id = std::make_shared<std::string>();
-  app.add("ID", *id, "number or name").required();
-  return [id](Session& session) { return runScheduleShow(*id, session); };
+  const auto word = std::make_shared<ScheduleWord>();
+  addScheduleWord(app, word.get(), "number or name").required();
+  return [word](Session& session) { return runScheduleShow(*word, session); };
 }

@@ -222,6 +222,16 @@ std::vector<Schedule> storedBy(const ImportPlan& plan) {
   return stored;
 }
 
+// The daemon has them, so that an import takes what an export holds.
+void warnOfNames(const std::vector<Schedule>& stored, Session& session) {
+  for (const Schedule& schedule : stored) {
+    const std::string fault = nameFault(schedule.name.c_str());
+    if (!fault.empty()) {
+      session.output().warn(fault);
+    }
+  }
+}
+
 int runImport(const ImportOptions& given, Session& session) {
   const SiteFile file = readFile(given);
   const SiteConfig present = askSiteConfig(session);
@@ -253,6 +263,7 @@ int runImport(const ImportOptions& given, Session& session) {
   }
   if (!given.isDryRun) {
     output.flush();
+    warnOfNames(storedBy(plan), session);
     warnOfChanged(storedBy(plan), session);
   }
   return kExitDone;
