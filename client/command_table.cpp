@@ -7,6 +7,7 @@ const std::vector<ClientCommand>& clientCommands() {
       {"wait", "wait until the daemon answers", defineWait},
       {"ports", "show PoE ports, their names and their power", definePorts},
       {"reset", "power-cycle ports, and show each until it is back", defineReset},
+      {"on", "switch on ports that are off", defineOn},
       {"schedule", "look at schedules and change them", defineScheduleGroup},
       {"schedule list", "all schedules, and when each acts next", defineScheduleList},
       {"schedule show", "one schedule", defineScheduleShow},

@@ -51,7 +51,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
         " #5,#8 off since Tue 12:50: perhaps left off by a manual",
         "1 off by a schedule, 1 off by a schedule with no \"on\" to come, 3 off for no reason",
         "s: 1 success, 1 failed, 1 running\n",
-        "  to bring back: quorin_poectl reset #5,#8 --off-time", "next_firing_seconds 28368\n",
+        "  to bring back: quorin_poectl on #5,#8", "next_firing_seconds 28368\n",
         R"(_watts{unit="1",ifnum="1",port="1/0/1",label="a\\b \"c\"\\n"} 12.85)"}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
   }

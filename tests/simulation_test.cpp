@@ -576,7 +576,7 @@ class Simulation {
 }  // namespace
 
 TEST(SimulationTest, everyPortIsSwitchedAndRecordedInTheSecondInWhichItMustBe) {
-  const int days = environmentNumber("QUORIN_SIMULATION_DAYS", 12);
+  const int days = environmentNumber("QUORIN_SIMULATION_DAYS", 8);
   const unsigned lives = getenv("QUORIN_SIMULATION_SEED") != nullptr ? 1 : 3;
   const unsigned seed = environmentSeed("QUORIN_SIMULATION_SEED");
   for (unsigned i = 0; i < lives && !HasFatalFailure(); ++i) {

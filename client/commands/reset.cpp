@@ -1,10 +1,11 @@
-// reset: power-cycles ports, and shows each until it is back.
+// reset: power-cycles ports, and shows each until it is back. on: switches on those that are off.
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 #include <map>
 
 #include "base/sleep.h"
@@ -17,6 +18,7 @@
 namespace {
 
 constexpr int64_t kDefaultWaitMs = 90000;
+constexpr int64_t kShortestOffTimeMs = 1000;  // that makes a restart of a reset
 constexpr int32_t kSampleMs = 500;
 constexpr int64_t kRunEndMs = 3000;  // from the last port's end to its run's
 constexpr int64_t kPortMs = 30000;   // what a port's turn takes at most beside its pauses
@@ -35,6 +37,7 @@ struct ResetOptions {
   std::optional<int64_t> staggerMs;
   int64_t waitMs = kDefaultWaitMs;
   bool noWait = false;
+  bool isOneByOne = false;
   bool isAgreed = false;
 };
 
@@ -71,6 +74,10 @@ std::vector<UnitReset> splitByUnit(const std::vector<PoePort>& ports) {
   return mapped(units, [](const auto& unit) { return unit.second; });
 }
 
+bool isOn(const SensorPort& port) {
+  return port.isOn();
+}
+
 std::vector<UnitReset> whatToReset(const ResetOptions& given, Session& session) {
   const std::optional<int32_t> unit = session.options().unit;
   if (given.all == !given.ports.empty()) {
@@ -83,8 +90,7 @@ std::vector<UnitReset> whatToReset(const ResetOptions& given, Session& session) 
     throw Failure(kExitUsage, "--all resets a whole unit: say which with --unit N");
   }
   const std::vector<SensorPort>& sensors = session.sensors();
-  const auto enabled = std::count_if(sensors.begin(), sensors.end(),
-                                     [](const SensorPort& port) { return port.isOn(); });
+  const auto enabled = std::count_if(sensors.begin(), sensors.end(), isOn);
   if (sensors.empty()) {
     session.portsNamed({});  // says that the unit is not there
   }
@@ -364,50 +370,163 @@ void announce(const std::vector<Run>& runs, Session& session) {
   }
 }
 
-// The switch's own reset of a port that is off does not switch it on.
-void warnOfOff(const std::vector<UnitReset>& units, Session& session) {
-  std::vector<uint32_t> off;
+std::vector<SensorPort> portsOf(const std::vector<UnitReset>& units, Session& session) {
+  std::vector<SensorPort> ports;
   for (const UnitReset& reset : units) {
     for (const SensorPort& port : chosenPorts(session.sensors(), reset.ports)) {
-      if (port.isOff()) {
-        off.push_back(port.ifNum);
-      }
+      ports.push_back(port);
+    }
+  }
+  return ports;
+}
+
+// The switch's own reset of a port that is off does not switch it on.
+void refuseOff(const std::vector<SensorPort>& ports, Session& session) {
+  std::vector<uint32_t> off;
+  for (const SensorPort& port : ports) {
+    if (port.isOff()) {
+      off.push_back(port.ifNum);
     }
   }
   if (!off.empty()) {
-    const std::string them = off.size() == 1 ? "it" : "them";
-    session.output().warn(session.names().ranges(off) + (off.size() == 1 ? " is" : " are") +
-                          " off: the switch's own reset leaves " + them +
-                          " so; --off-time 1s switches " + them + " on");
+    const std::string them = session.names().ranges(off);
+    throw Failure(kExitUsage, them + (off.size() == 1 ? " is" : " are") +
+                                  " off, and a reset without --off-time leaves " +
+                                  (off.size() == 1 ? "it" : "them") +
+                                  " so. To switch on what is off: quorin_poectl on " + them);
   }
+}
+
+void confirmUnits(const std::vector<UnitReset>& units, size_t portCount, bool isAgreed) {
+  if (units.size() > 1) {
+    const std::vector<std::string> numbers =
+        mapped(units, [](const UnitReset& reset) { return std::to_string(reset.unit); });
+    confirm("Reset " + counted(portCount, "port") + " of units " + joined(numbers, " and ") + "?",
+            isAgreed);
+  }
+}
+
+// Ports that are restarted together are dark together, and the last one longest.
+void sayHowLong(const ResetOptions& given, const std::vector<UnitReset>& units, Session& session) {
+  const std::vector<SensorPort>& sensors = session.sensors();
+  size_t most =
+      given.all ? static_cast<size_t>(std::count_if(sensors.begin(), sensors.end(), isOn)) : 0;
+  for (const UnitReset& reset : units) {
+    most = std::max(most, reset.ports.size());
+  }
+  if (given.offTimeMs == 0 || most < 2) {
+    return;
+  }
+  const int64_t pausesMs = given.staggerMs.value_or(0) * static_cast<int64_t>(most - 1);
+  const std::string dark = "all dark at once for " + durationText(given.offTimeMs);
+  session.output().say(pausesMs == 0
+                           ? dark + ", then on again, one right after the other"
+                           : dark + ", then on again one after the other, " +
+                                 durationText(*given.staggerMs) + " apart: the last is dark for " +
+                                 durationText(given.offTimeMs + pausesMs));
+}
+
+struct Outcome {
+  std::vector<Run> runs;
+  std::vector<WatchedPort> ports;
+  std::optional<Failure> failure;
+
+  bool isAsWished() const {
+    return std::all_of(ports.begin(), ports.end(),
+                       [](const WatchedPort& port) { return port.watch.isBack(); });
+  }
+};
+
+// Begins the runs and, unless that is not wanted, watches them to their end.
+Outcome carryOut(const ResetOptions& given, const std::vector<UnitReset>& units, const View& view,
+                 Session& session) {
+  const auto before = ofUnits(mapped(units, [](const UnitReset& each) { return each.unit; }),
+                              [&](int32_t unit) { return askSensors(session.daemon(), unit); });
+  BegunRuns begun = begin(given, units, session);
+  announce(begun.runs, session);
+  Outcome outcome{begun.runs, watchedPorts(begun.runs, before, monotonicMs(), given.waitMs),
+                  begun.failure};
+  if (!given.noWait) {
+    watch(given, &outcome.runs, &outcome.ports, view, session);
+    for (const Run& run : outcome.runs) {
+      sayOutcome(run, session.output());
+    }
+  }
+  return outcome;
+}
+
+// Port after port, as long as each comes back.
+Outcome carryOutOneByOne(const ResetOptions& given, const std::vector<SensorPort>& ports,
+                         const View& view, Session& session) {
+  Outcome all;
+  for (size_t i = 0; i < ports.size() && all.isAsWished(); ++i) {
+    const Outcome one = carryOut(given, {{ports[i].unit, {ports[i]}}}, view, session);
+    all.runs.insert(all.runs.end(), one.runs.begin(), one.runs.end());
+    all.ports.insert(all.ports.end(), one.ports.begin(), one.ports.end());
+    if (!one.isAsWished() && i + 1 < ports.size()) {
+      const std::vector<uint32_t> rest = ifNumsOf(
+          std::vector<PoePort>(ports.begin() + static_cast<std::ptrdiff_t>(i) + 1, ports.end()));
+      session.output().say("stopped there: not reset: " + session.names().ranges(rest));
+    }
+  }
+  return all;
+}
+
+int conclude(const ResetOptions& given, const Outcome& outcome, const View& view,
+             Session& session) {
+  if (session.options().json) {
+    session.output().printJsonLine(resultJson(outcome.runs, outcome.ports, view));
+  }
+  if (outcome.failure) {
+    throw Failure(*outcome.failure);
+  }
+  return given.noWait || outcome.isAsWished() ? kExitDone : kExitNotAsWished;
 }
 
 int runReset(const ResetOptions& given, Session& session) {
   const std::vector<UnitReset> units = whatToReset(given, session);
+  std::vector<SensorPort> ports = portsOf(units, session);
   if (given.offTimeMs == 0) {
-    warnOfOff(units, session);
+    refuseOff(ports, session);
   }
-  const std::vector<SensorPort> before = session.sensors();
+  confirmUnits(units, ports.size(), given.isAgreed);
   const View view = session.view();
-  BegunRuns begun = begin(given, units, session);
-  announce(begun.runs, session);
+  if (!given.isOneByOne) {
+    sayHowLong(given, units, session);
+    return conclude(given, carryOut(given, units, view, session), view, session);
+  }
+  if (given.all) {
+    std::copy_if(session.sensors().begin(), session.sensors().end(), std::back_inserter(ports),
+                 isOn);
+  }
+  return conclude(given, carryOutOneByOne(given, ports, view, session), view, session);
+}
 
-  std::vector<WatchedPort> ports = watchedPorts(begun.runs, before, monotonicMs(), given.waitMs);
-  if (!given.noWait) {
-    watch(given, &begun.runs, &ports, view, session);
-    for (const Run& run : begun.runs) {
-      sayOutcome(run, session.output());
-    }
+// The daemon switches a port on by a restart alone.
+int runOn(ResetOptions given, Session& session) {
+  std::vector<PoePort> off;
+  std::vector<uint32_t> on;
+  for (const SensorPort& port : chosenPorts(session.sensors(), session.portsNamed(given.ports))) {
+    port.isOff() ? off.push_back(port) : on.push_back(port.ifNum);
   }
-  if (session.options().json) {
-    session.output().printJsonLine(resultJson(begun.runs, ports, view));
+  if (!on.empty()) {
+    session.output().say(session.names().ranges(on) + (on.size() == 1 ? " is" : " are") +
+                         " on: left alone");
   }
-  if (begun.failure) {
-    throw Failure(*begun.failure);
+  given.offTimeMs = kShortestOffTimeMs;
+  const View view = session.view();
+  if (off.empty()) {
+    return conclude(given, Outcome(), view, session);
   }
-  const bool areBack = std::all_of(ports.begin(), ports.end(),
-                                   [](const WatchedPort& port) { return port.watch.isBack(); });
-  return given.noWait || areBack ? kExitDone : kExitNotAsWished;
+  session.output().say("switched on by a restart of 1 s, the only way that there is");
+  return conclude(given, carryOut(given, splitByUnit(off), view, session), view, session);
+}
+
+Argument addWaiting(Arguments& app, ResetOptions* given) {
+  const Argument wait = app.duration("--wait-power", &given->waitMs,
+                                     "how long a port may take from its switch-on [90s]");
+  return app.flag("--no-wait", given->noWait, "do not wait until the ports are back")
+      .excludes(wait);
 }
 
 }  // namespace
@@ -422,14 +541,24 @@ SessionAction defineReset(Arguments& app, Options& options) {
   const auto stagger = std::make_shared<int64_t>(0);
   const Argument staggerOption =
       app.duration("--stagger", stagger.get(), "one port after the other, so far apart");
-  const Argument wait = app.duration("--wait-power", &given->waitMs,
-                                     "how long a port may take from its switch-on [90s]");
-  app.flag("--no-wait", given->noWait, "do not wait until the ports are back").excludes(wait);
-  app.flag("-y", given->isAgreed, "yes: do not ask before a whole unit");
+  const Argument noWait = addWaiting(app, given.get());
+  app.flag("--one-by-one", given->isOneByOne,
+           "each port when the one before is back; ends at the first that does not come back")
+      .excludes(staggerOption)
+      .excludes(noWait);
+  app.flag("-y,--yes", given->isAgreed, "do not ask before a whole unit, or several");
   return [given, stagger, staggerOption](Session& session) {
     if (staggerOption.isGiven()) {
       given->staggerMs = *stagger;
     }
     return runReset(*given, session);
   };
+}
+
+SessionAction defineOn(Arguments& app, Options& options) {
+  const auto given = std::make_shared<ResetOptions>();
+  app.add("PORT", given->ports, "ports to switch on; those that are on are left alone").required();
+  addUnit(app, options);
+  addWaiting(app, given.get());
+  return [given](Session& session) { return runOn(*given, session); };
 }

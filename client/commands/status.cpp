@@ -44,9 +44,8 @@ std::string statesText(const Status& status) {
   return joined(texts, ", ");
 }
 
-// The switch's own port reset leaves a port off that is off: the command asks for an off time.
 std::string bringBack(const std::string& ports) {
-  return "quorin_poectl reset " + ports + " --off-time 1s";
+  return "quorin_poectl on " + ports;
 }
 
 std::string whyOff(const StatedPort& each, const View& view) {

@@ -133,8 +133,7 @@ std::string notes(const WhyQuestion& question, const PortAccount& account,
   text += isForGood ? "No schedule switches it on again.\n" : "";
   const bool switchesBack = cause != nullptr && cause->run.isOpen() && cause->run.switchesBack();
   if (!account.expectedEnd() && !switchesBack) {
-    text += "To switch it on: quorin_poectl reset " + view.names.name(question.port.ifNum) +
-            " --off-time 1s\n";
+    text += "To switch it on: quorin_poectl on " + view.names.name(question.port.ifNum) + "\n";
   }
   return text;
 }

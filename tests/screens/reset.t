@@ -9,14 +9,19 @@ the lines of ports that are still on their way are left out: how many there are 
 the order.)
 
   $ quorin_poectl reset 1/0/1,1/0/2 --off-time 1s >out
+  all dark at once for 1 s, then on again, one right after the other
   run 1: 2 ports of unit 1
   $ grep -v '\.\.\.$' out | sort
   1/0/1  6.4 W > * > 6.4 W  back after * s (glob)
   1/0/2  searching*  on as before (searching) (glob)
 
-Ports of several units are a run each. `--stagger` restarts one after the other.
+Ports of several units are a run each, and are asked about. `--stagger` restarts one after the other.
 
-  $ quorin_poectl reset 1/0/3 2/0/1 --stagger 1s >out
+  $ quorin_poectl reset 1/0/3 2/0/1 --stagger 1s </dev/null
+  quorin_poectl: Reset 2 ports of units 1 and 2?
+  Nothing was changed. To do it all the same: -y
+  [2]
+  $ quorin_poectl reset 1/0/3 2/0/1 --stagger 1s -y >out
   run 2: 1 port of unit 1
   run 3: 1 port of unit 2
   $ grep -v '\.\.\.$' out | sort
@@ -65,19 +70,40 @@ An order that the switch refuses.
   1/0/10  15.3 W  failed: power_off failed
   $ switchsim fault clear
 
-The switch's own reset of a port, which is taken where no off time is given, leaves a port off that
-is off. With an off time it is switched on.
+The switch's own reset, which is taken where no off time is given, leaves a port off that is off: it
+is refused. `on` switches on what is off, and nothing else.
 
   $ switchsim set 1/0/16 off
-  $ quorin_poectl reset 1/0/16 >out
-  quorin_poectl: warning: 1/0/16 is off: the switch's own reset leaves it so; --off-time 1s switches it on
+  $ quorin_poectl reset 1/0/16-17
+  quorin_poectl: 1/0/16 is off, and a reset without --off-time leaves it so. To switch on what is off: quorin_poectl on 1/0/16
+  [2]
+  $ quorin_poectl on 1/0/16-17 >out
+  1/0/17 is on: left alone
+  switched on by a restart of 1 s, the only way that there is
   run 9: 1 port of unit 1
   $ grep -v '\.\.\.$' out
-  1/0/16  dark  as before (dark)
-  $ quorin_poectl reset 1/0/16 --off-time 1s >out
-  run 10: 1 port of unit 1
-  $ grep -v '\.\.\.$' out
   1/0/16  dark > *12.9 W  on after * s (glob)
+  $ quorin_poectl on 1/0/16-17
+  1/0/16-17 are on: left alone
+
+Port after port, and no further than the first that does not come back.
+
+  $ switchsim device 1/0/19 38
+  $ until_so 'quorin_poectl ports 1/0/19 | grep denied'
+  $ quorin_poectl reset 1/0/18-20 --one-by-one --wait-power 5s >out
+  run 10: 1 port of unit 1
+  run 11: 1 port of unit 1
+  stopped there: not reset: 1/0/20
+  [1]
+  $ grep -v '\.\.\.$' out | cut -d' ' -f1
+  1/0/18
+  1/0/19
+  $ tail -n 1 out | grep -o 'on, but.*\|not back.*'
+  on, but without power (denied: limit 30.0 W)
+  $ quorin_poectl reset 1/0/18 --one-by-one --stagger 1s
+  quorin_poectl: --stagger excludes --one-by-one
+  See: quorin_poectl reset --help
+  [2]
 
 A whole unit is asked for twice, for everything on it goes dark.
 

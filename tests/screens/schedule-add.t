@@ -115,3 +115,9 @@ that does, on the first days that follow and are none of its own.
   $ quorin_poectl schedule set fair --twin
   kept 4 "fair" of unit 1: off all day daily 2026-03-07..2026-03-08, 1/0/20; next off Sat 00:00, in 3 d 16 h
   added 15 "fair (morning after)" of unit 1: on all day daily 2026-03-09..2026-03-09, 1/0/20; next on Mon 00:00, in 5 d 16 h
+
+What is added in its own window begins with the next one. Its end comes all the same.
+
+  $ quorin_poectl schedule add today --off 1/0/19 --from 07:00 --to 17:00
+  added 16 "today" of unit 1: off 07:00-17:00 daily, 1/0/19; next on Tue 17:00, in 9 h
+  quorin_poectl: warning: 16 "today" of unit 1: its window is under way and is not begun now: at Tue 17:00 it switches its ports on all the same, and its first whole window begins Wed 07:00.

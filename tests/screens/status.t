@@ -51,7 +51,7 @@ keeps off, with the command that brings it back.
   units        1 (24 PoE ports), 2 (24 PoE ports)
   ports        24 delivering, 16 searching, 4 off by a schedule, 1 off for no reason known here, 3 with a fault or denied
                1/0/3 no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have
-                 to bring back: quorin_poectl reset 1/0/3 --off-time 1s
+                 to bring back: quorin_poectl on 1/0/3
                1/0/12,2/0/10,2/0/23 denied
   open runs    1 "night" since Tue 22:00
   next         Wed 06:00  on (end)  1/0/5-8  "night"
@@ -62,7 +62,7 @@ keeps off, with the command that brings it back.
   {"answerMicroseconds":*,"switchTime":"2026-03-03T22:00:00+01:00","zone":"Europe/Berlin","units":[ (glob)
   {"unit":1,"poePorts":24},
   {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":16,"offBySchedule":4,"offForGood":0,"offByRun":0,"offUnexplained":1,"fault":3},"offForGood":[],"unexplained":[
-  {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"since":null,"runId":null,"why":"no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have","command":"quorin_poectl reset 1/0/3 --off-time 1s"}],"faults":[
+  {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"since":null,"runId":null,"why":"no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have","command":"quorin_poectl on 1/0/3"}],"faults":[
   {"unit":1,"ifNum":12,"name":"1/0/12","label":null,"detectionStatus":"denied"},
   {"unit":2,"ifNum":38,"name":"2/0/10","label":null,"detectionStatus":"denied"},
   {"unit":2,"ifNum":51,"name":"2/0/23","label":null,"detectionStatus":"denied"}],"openRuns":[
@@ -77,7 +77,7 @@ What went wrong in the last day is told with the run to look at. Here the switch
   $ go_to "2026-03-04 06:00"
   $ quorin_poectl status | sed -n '7,8p;$p'
                1/0/6 off since Tue 22:00: switched off by schedule 1 "night" (off 22:00-06:00), run 1, partial: restore failed
-                 to bring back: quorin_poectl reset 1/0/6 --off-time 1s
+                 to bring back: quorin_poectl on 1/0/6
                1 "night" partial Tue 22:00: 1/0/6: restore failed (quorin_poectl history 1)
   $ quorin_poectl status --json | json | tail -n 1
   {"runId":1,"unit":1,"triggered":"scheduled","scheduleId":1,"scheduleName":"night","scheduleType":"power_off","status":"partial","startedAt":"2026-03-03T22:00:00+01:00","ifNums":[5,6,7,8],"portNames":["1/0/5","1/0/6","1/0/7","1/0/8"],"why":"1/0/6: restore failed"}]}
@@ -102,13 +102,13 @@ What a schedule has switched off, and none will switch on, is told apart.
   $ quorin_poectl status | sed -n '4,6p'
   ports        24 delivering, 17 searching, 2 off by a schedule with no "on" to come, 2 off for no reason known here, 3 with a fault or denied
                1/0/9-10 off since Thu 00:00: switched off by schedule 2 "fair" (off all day), run 3, success; no schedule switches it on again
-                 to bring back: quorin_poectl reset 1/0/9-10 --off-time 1s
+                 to bring back: quorin_poectl on 1/0/9-10
   $ quorin_poectl why 1/0/9 | sed -n '2,4p'
     Thu 2026-03-05 00:00:00  switched off by schedule 2 "fair" (off all day), run 3, success
   No schedule switches it on again.
-  To switch it on: quorin_poectl reset 1/0/9 --off-time 1s
+  To switch it on: quorin_poectl on 1/0/9
   $ quorin_poectl metrics | grep for_good
   quorin_poe_ports{condition="off_for_good"} 2
   $ quorin_poectl status --json | json | grep -A1 offForGood
   {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":17,"offBySchedule":0,"offForGood":2,"offByRun":0,"offUnexplained":2,"fault":3},"offForGood":[
-  {"unit":1,"ifNum":9,"name":"1/0/9","label":null,"since":"2026-03-05T00:00:00+01:00","runId":3,"why":"off since Thu 00:00: switched off by schedule 2 \"fair\" (off all day), run 3, success; no schedule switches it on again","command":"quorin_poectl reset 1/0/9 --off-time 1s"},
+  {"unit":1,"ifNum":9,"name":"1/0/9","label":null,"since":"2026-03-05T00:00:00+01:00","runId":3,"why":"off since Thu 00:00: switched off by schedule 2 \"fair\" (off all day), run 3, success; no schedule switches it on again","command":"quorin_poectl on 1/0/9"},

@@ -20,7 +20,7 @@ A port that somebody switched off by the switch's own CLI: no run explains it.
   $ quorin_poectl why 1/0/7 | sed -n '1,3p'
   1/0/7 is off.
   No run that is known left it off: somebody did with the switch's own CLI, or it was longer ago.
-  To switch it on: quorin_poectl reset 1/0/7 --off-time 1s
+  To switch it on: quorin_poectl on 1/0/7
 
 In the night the window is what keeps a port dark. Its end is what brings it back.
 
@@ -43,7 +43,7 @@ The next morning tells of the night, whose end failed for one of the ports.
   1/0/4 is off.
     Tue 2026-03-03 22:00:00  switched off by schedule 1 "night" (off 22:00-05:45), run 1, partial: restore failed
     Wed 2026-03-04 05:45:00  not switched by the end of that window: restore failed
-  To switch it on: quorin_poectl reset 1/0/4 --off-time 1s
+  To switch it on: quorin_poectl on 1/0/4
   Not known here: what somebody did with the switch's own CLI, and anything before Mon 2026-02-02.
   times in the switch's zone (CET)
   $ quorin_poectl why 1/0/6 | sed -n '1,3p'
@@ -86,13 +86,15 @@ of it: so the end is supposed, and `status` says the same.
   $ quorin_poectl schedule add enabled --on 1/0/9 --from 22:00 --to 06:00 --disabled >out
   $ go_to "2026-03-04 23:00"
   $ quorin_poectl schedule add made --on 1/0/10 --from 22:00 --to 06:00 >out
+  quorin_poectl: warning: 4 "made" of unit 1: its window is under way and is not begun now: at Thu 06:00 it switches its ports off all the same, and its first whole window begins Thu 22:00.
   $ quorin_poectl schedule enable enabled >out
+  quorin_poectl: warning: 3 "enabled" of unit 1: its window is under way and is not begun now: at Thu 06:00 it switches its ports off all the same, and its first whole window begins Thu 22:00.
   $ go_to "2026-03-05 06:05"
   $ quorin_poectl why 1/0/9
   1/0/9 is off.
     Thu 2026-03-05 06:00:00  perhaps switched off by the end of the window of schedule 3 "enabled" (on 22:00-06:00), not recorded: that window had no run
   Or somebody switched it off with the switch's own CLI.
-  To switch it on: quorin_poectl reset 1/0/9 --off-time 1s
+  To switch it on: quorin_poectl on 1/0/9
   Not known here: what somebody did with the switch's own CLI, and anything before Tue 2026-02-03.
   times in the switch's zone (CET)
   $ quorin_poectl why 1/0/10 | sed -n '2,3p'
@@ -125,7 +127,8 @@ is gone not even when.
 A manual reset without off time leaves a port as it was, each in its turn, and the cause before it
 stands.
 
-  $ quorin_poectl reset 1/0/11,1/0/13-15 --stagger 8s --no-wait 2>out
+  $ quorin_poectl call manual.reset '{"unit":1,"request":{"ifNums":[11,13,14,15],
+  > "executionMode":"sequential","interPortDelaySec":8}}' >out
   $ go_to "2026-03-05 10:01"
   $ quorin_poectl why 1/0/15 | sed -n '1,2p'
   1/0/15 is on, but finds no device that takes power.

@@ -53,6 +53,36 @@ JsonPtr changesJson(const ScheduleChange& change, const std::optional<ScheduleCh
                      {"changed", change.isChange() || isTwinChanged}});
 }
 
+bool isUnderWay(const Schedule& schedule, const View& view) {
+  const TickTime today = view.zone.tickAt(view.now());
+  for (const int32_t day : {-1, 0}) {
+    for (const Firing& each : firingsOn(schedule, dayAfter(today, day), view.zone)) {
+      const bool isStart = !each.isEnd && each.act != Act::restart && schedule.allDay == 0;
+      if (isStart && each.at <= view.now() &&
+          windowEnd(schedule, each.at, view.zone) > view.now()) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// The daemon begins a window in the minute of its start alone, and ends it in that of its end.
+std::string openWindowNote(const ScheduleChange& change, const View& view) {
+  const Schedule& schedule = change.schedule;
+  const bool isBegun = strcmp(change.verb, "added") == 0 || strcmp(change.verb, "enabled") == 0;
+  const std::optional<Firing> end = isBegun && isUnderWay(schedule, view)
+                                        ? nextFiring(schedule, view.now(), view.zone)
+                                        : std::nullopt;
+  if (!end || !end->isEnd) {
+    return "";
+  }
+  const std::optional<Firing> start = nextFiring(schedule, end->at, view.zone);
+  return scheduleTitle(schedule) + ": its window is under way and is not begun now: at " +
+         view.near(end->at) + " it switches its ports " + actText(end->act) + " all the same" +
+         (start ? ", and its first whole window begins " + view.near(start->at) : "") + ".";
+}
+
 // That it never fires stands in its line.
 void warnAfter(const std::vector<Schedule>& changed, Session& session) {
   const std::vector<Schedule> all = session.schedules();
@@ -126,6 +156,25 @@ std::optional<ScheduleChange> changedTwin(bool hasTwin, const ScheduleChange& do
                                       ", but not its twin: " + failure.what());
 }
 
+bool isSameSchedule(const Schedule& a, const Schedule& b) {
+  return strcmp(a.name.c_str(), b.name.c_str()) == 0 && isSameContent(a, b);
+}
+
+void requireUnchanged(const std::vector<Schedule>& read, Session& session) {
+  const std::vector<Schedule> all = read.empty() ? read : session.schedules();
+  for (const Schedule& schedule : read) {
+    const bool isUnchanged = std::any_of(all.begin(), all.end(), [&](const Schedule& now) {
+      return now.unit == schedule.unit && now.scheduleId == schedule.scheduleId &&
+             isSameSchedule(now, schedule);
+    });
+    if (!isUnchanged) {
+      throw Failure(kExitNotAsWished, scheduleTitle(schedule) +
+                                          " was changed by somebody else meanwhile. Nothing was "
+                                          "changed here: look at it again.");
+    }
+  }
+}
+
 void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session) {
   const View view = session.view();
@@ -137,6 +186,10 @@ void showChanges(const ScheduleChange& change, const std::optional<ScheduleChang
     if (each.isChange()) {
       changed.push_back(each.schedule);
     }
+  }
+  const std::string note = openWindowNote(change, view);
+  if (!note.empty()) {
+    session.output().warn(note);
   }
   warnOfChanged(changed, session);
 }

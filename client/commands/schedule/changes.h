@@ -34,6 +34,12 @@ std::vector<Schedule> withTwin(const Schedule& schedule, const Schedule* twin);
 std::optional<ScheduleChange> changedTwin(bool hasTwin, const ScheduleChange& done,
                                           const std::function<ScheduleChange()>& change);
 
+// With its name.
+bool isSameSchedule(const Schedule& a, const Schedule& b);
+// Throws Failure, kExitNotAsWished, where one of the schedules is not any more as it was read: who
+// changes it would undo what somebody else has changed since.
+void requireUnchanged(const std::vector<Schedule>& read, Session& session);
+
 // Prints {"schedule", "twin", "changed"} or a line for each, and warns of what is wrong with
 // those that may fire now.
 void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,

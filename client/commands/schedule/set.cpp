@@ -16,10 +16,6 @@ struct SetOptions {
   bool isYes = false;
 };
 
-bool isSame(const Schedule& a, const Schedule& b) {
-  return strcmp(a.name.c_str(), b.name.c_str()) == 0 && isSameContent(a, b);
-}
-
 // The twin as it should be, with the id of that which there is. isOwn: that one is a twin already.
 Schedule wantedTwin(const Schedule& schedule, const Schedule* present, bool isOwn) {
   const std::string why = whyNoTwin(schedule);
@@ -49,7 +45,7 @@ ScheduleChange store(const std::optional<Schedule>& wanted, const Schedule* pres
   if (present == nullptr) {
     return {"added", createSchedule(session.daemon(), *wanted)};
   }
-  return isSame(*wanted, *present)
+  return isSameSchedule(*wanted, *present)
              ? ScheduleChange{"kept", *present}
              : ScheduleChange{"changed", updateSchedule(session.daemon(), *wanted)};
 }
@@ -76,13 +72,14 @@ int runScheduleSet(const SetOptions& given, Session& session) {
   const bool hasTwin = wantedOther || presentTwin != nullptr;
 
   std::vector<Schedule> touched;
-  if (!isSame(wanted, present)) {
+  if (!isSameSchedule(wanted, present)) {
     touched.push_back(present);
   }
-  if (presentTwin != nullptr && (!wantedOther || !isSame(*wantedOther, *presentTwin))) {
+  if (presentTwin != nullptr && (!wantedOther || !isSameSchedule(*wantedOther, *presentTwin))) {
     touched.push_back(*presentTwin);
   }
   confirmOpenWindows(touched, given.isYes, session);
+  requireUnchanged(touched, session);
 
   const ScheduleChange change = store(wanted, &present, session);
   const auto storeTwin = [&] { return store(wantedOther, presentTwin, session); };

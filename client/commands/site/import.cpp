@@ -210,6 +210,7 @@ void confirmAll(const ImportPlan& plan, bool isYes, Session& session) {
     }
   }
   confirmOpenWindows(touched, isYes, session);
+  requireUnchanged(touched, session);
 }
 
 std::vector<Schedule> storedBy(const ImportPlan& plan) {
