@@ -50,8 +50,8 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
         "7-8     ....%....", " #6 no run of the last 30 days",
         " #5,#8 off since Tue 12:50: perhaps left off by a manual",
         "1 off by a schedule, 1 off by a schedule with no \"on\" to come, 3 off for no reason",
-        "s: 1 success, 1 failed, 1 running\n",
-        "  to bring back: quorin_poectl on #5,#8", "next_firing_seconds 28368\n",
+        "s: 1 success, 1 failed, 1 running\n", "  to bring back: quorin_poectl on #5,#8",
+        "next_firing_seconds 28368\n",
         R"(_watts{unit="1",ifnum="1",port="1/0/1",label="a\\b \"c\"\\n"} 12.85)"}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
   }

@@ -15,7 +15,7 @@ namespace {
 
 constexpr time_t kFirstDay = 1961452800;  // 2032-02-27, before a leap day
 constexpr int kDays = 14;
-constexpr int kPorts = 10;      // of the first unit
+constexpr int kPorts = 10;     // of the first unit
 constexpr int kQuestions = 8;  // to each of them
 constexpr time_t kLongestSweepSec = 61;
 constexpr time_t kUnclearSec = 2;  // records have whole seconds
