@@ -239,6 +239,17 @@ std::vector<SensorPort> chosenPorts(const std::vector<SensorPort>& all,
   return some;
 }
 
+// Blanks other than ' ', soft hyphens, what has no width, and the empty Braille cell.
+static bool hasUnseen(const std::string& name) {
+  constexpr const char* kUnseen[] = {"\u00a0", "\u00ad", "\u2000", "\u2001", "\u2002", "\u2003",
+                                     "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009",
+                                     "\u200a", "\u200b", "\u200c", "\u200d", "\u202f", "\u205f",
+                                     "\u2060", "\u2800", "\u3000", "\ufeff"};
+  return std::any_of(std::begin(kUnseen), std::end(kUnseen), [&name](const char* unseen) {
+    return name.find(unseen) != std::string::npos;
+  });
+}
+
 const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::string& word,
                              std::optional<int32_t> unit, WordIs meant) {
   using Found = std::vector<const Schedule*>;
@@ -272,8 +283,9 @@ std::string nameFault(const std::string& name) {
     return inQuotes(name) +
            " is a number, which would be taken for an id: put a letter into the name.";
   }
-  if (escaped(name) != name) {
-    return inQuotes(name) + " has characters that cannot be seen, or is not UTF-8.";
+  const bool isSpaced = name.front() == ' ' || name.back() == ' ';
+  if (isSpaced || escaped(name) != name || hasUnseen(name)) {
+    return inQuotes(name) + " has characters or blanks that cannot be seen, or is not UTF-8.";
   }
   return name.size() > kMaxNameBytes
              ? inQuotes(name) + " is longer than 63 bytes: the daemon would cut it."

@@ -244,12 +244,13 @@ void checkTwin(const Schedule& schedule, const CheckInput& input, ScheduleWarnin
   }
   const std::string title = std::to_string(twin->scheduleId) + " " + inQuotes(twin->name.c_str());
   const std::string id = std::to_string(twin->scheduleId);
-  if (!whyNoTwin(schedule).empty()) {
+  if (!needsTwin(schedule)) {
     warnings->push_back({"twin", "its twin " + title + " is needed no more: " + whyNoTwin(schedule),
                          "to delete it: quorin_poectl schedule delete " + id});
   } else if (!fitsAsTwin(*twin, schedule)) {
     warnings->push_back({"twin", "its twin " + title + " no longer fits",
-                         "to mend it: " + command(schedule, "--twin")});
+                         whyNoTwin(schedule).empty() ? "to mend it: " + command(schedule, "--twin")
+                                                     : "it can have none: " + whyNoTwin(schedule)});
   } else if (twin->enabled == 0 && !isDisabledIn(input.schedules, schedule)) {
     warnings->push_back({"twin", "its twin " + title + " is disabled",
                          "to enable it: quorin_poectl schedule enable " + id});

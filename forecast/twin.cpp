@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "forecast/firings.h"
+#include "rules/due_firings.h"
 
 namespace {
 
@@ -13,6 +14,7 @@ constexpr const char* kMidnight = "00:00";
 constexpr int32_t kDaysPerWeek = 7;
 constexpr int32_t kDaysPerMonth = 31;
 constexpr int32_t kDaysOfEveryMonth = 28;
+constexpr int32_t kDaysOfTwoMonths = 62;    // in which every day of a month comes
 constexpr size_t kMaxTwinedNameBytes = 47;  // a longer one has no room for the suffix
 
 // A text without a date in it is kept: the daemon takes it for no bound in both schedules.
@@ -50,6 +52,23 @@ std::vector<int32_t> daysAfter(const Schedule& schedule) {
   return days;
 }
 
+// Whether the last day of an all-day schedule is none that one of the twin's days follows.
+bool isCutShort(const Schedule& schedule, const std::vector<int32_t>& daysAfter) {
+  const std::optional<TickTime> end = dateRead(schedule.endDate.c_str());
+  if (!end) {
+    return false;
+  }
+  TickTime day = dayAfter(*end, 0);
+  const auto isDay = [&](const std::vector<int32_t>& days) {
+    return std::count(days.begin(), days.end(), recurrenceDay(schedule.recurrence, day)) > 0;
+  };
+  for (int32_t i = 0; i < kDaysOfTwoMonths && !isDay(schedule.days); ++i) {
+    day = dayAfter(day, -1);
+  }
+  day = dayAfter(day, 1);
+  return !isDay(daysAfter);
+}
+
 std::string whyNoTwinOfDays(const Schedule& schedule) {
   if (schedule.recurrence == Recurrence::daily) {
     return dateRead(schedule.endDate.c_str()) ? "" : "its days never end";
@@ -60,8 +79,10 @@ std::string whyNoTwinOfDays(const Schedule& schedule) {
                                return day > kDaysOfEveryMonth || day == 1;
                              });
   return isLateInMonth  ? "the days after those of a month are not the same every month"
-         : days.empty() ? "its days never end"
-                        : "";
+         : days.empty() ? "it has every day: say --daily, and --dates with a last one"
+         : isCutShort(schedule, days)
+             ? "its last date is not the last of days that follow each other: end it on that"
+             : "";
 }
 
 std::string whyNoTwinOfNights(const Schedule& schedule) {
@@ -94,6 +115,11 @@ bool isOverMidnight(const Schedule& schedule) {
 
 bool isAllDayOff(const Schedule& schedule) {
   return schedule.type == ScheduleType::powerOff && schedule.allDay != 0;
+}
+
+bool needsTwin(const Schedule& schedule) {
+  const bool endsItself = schedule.recurrence == Recurrence::daily && schedule.endDate.empty();
+  return isAllDayOff(schedule) || (isOverMidnight(schedule) && !endsItself);
 }
 
 std::string whyNoTwin(const Schedule& schedule) {

@@ -17,6 +17,9 @@ bool isOverMidnight(const Schedule& schedule);
 // Whether it switches ports off for days, with no end.
 bool isAllDayOff(const Schedule& schedule);
 
+// Whether something of the schedule has no end but by a twin.
+bool needsTwin(const Schedule& schedule);
+
 // Why the schedule can have no twin, or needs none: "it ends on the day on which it starts".
 // Empty for one that can.
 std::string whyNoTwin(const Schedule& schedule);

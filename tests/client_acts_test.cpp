@@ -9,7 +9,7 @@
 constexpr int64_t kTen = 1772402400;  // Sun 2026-03-01 22:00
 const char* const kAll = R"x({"schedules":[{"scheduleId":3,"scheduleType":"power_off","ifNums":[1],
     "startTime":"22:00","endTime":"06:00","endDate":"2026-12-31","recurrence":"daily",
-    "name":"night"},{"name":"night (morning after)","scheduleType":"power_off","ifNums":[1],
+    "name":"night"},{"scheduleId":4,"name":"night (morning after)","scheduleType":"power_off","ifNums":[1],
     "startTime":"0:0","endTime":"6:0","recurrence":"daily"}]})x";
 
 // Of samples "SECOND,STATUS,OUTCOME,MESSAGE,CLOSED" of a port, the first one from before its reset.
@@ -41,7 +41,11 @@ static std::string whyAtThree(const std::string& row) {
   const View view{names, SwitchNow(SwitchTime()), SystemTime(kTen + 50 * 3600), utc, utc, false,
                   {}};
   WhyQuestion asked{{1, 1}, SystemTime(kTen + 5 * 3600), {}, {}};
-  asked.records = {{run}, {run}, readSchedules(jsonParse(kAll).get(), 1)};
+  Run ofTwin =
+      readRun(jsonParse(R"({"unit":1,"runId":8,"scheduleId":4,"status":"success"})").get());
+  ofTwin.startedAt = SystemTime(kTen + 2 * 3600);
+  ofTwin.completedAt = SystemTime(kTen + 8 * 3600);
+  asked.records = {{run}, {run, ofTwin}, readSchedules(jsonParse(kAll).get(), 1)};
   return whyText(asked, view);
 }
 
@@ -72,7 +76,8 @@ TEST(ClientActs, resetAndWhyTellWhatPortsWentThrough) {
   }
   for (const auto& [run, part] : std::map<std::string, std::string>{
            {"power_off,0,7,success", "that window (dark for 7 h)"},
-           {"power_off,0,1,success," + cut, "closed before (perhaps dark for 8 h)"},
+           {"power_off,0,1,success," + cut,
+            "on then or later by the end of that window, not recorded: run 7 was closed before"},
            {"power_off,0,25,success,,Window end never fired", "\"night (morning after)\" ends"},
            {"restart,0,1,failed" + cut + cut, "p was perhaps off on Mon 2026-03-02 03:00"},
            {"restart,0,1,failed,power_on failed", "not switched on again: power_on failed"},

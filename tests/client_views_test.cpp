@@ -25,7 +25,9 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
       {"runId":43,"unit":1,"startedAt":"2026-03-03T12:40:00Z","status":"running","scheduleId":9,
        "scheduleType":"power_off","portSteps":[{"ifNum":4,"status":"success"}]},
       {"runId":42,"unit":1,"startedAt":"2026-03-03T12:30:00Z","status":"failed","scheduleId":1,
-       "errorMessage":"Window end never fired"}]})");
+       "completedAt":"2026-03-03T13:00:00Z","errorMessage":"Window end never fired"},
+      {"runId":45,"unit":1,"startedAt":"2026-03-03T12:31:00Z","status":"success","scheduleId":2,
+       "completedAt":"2026-03-03T12:32:00Z"}]})");
   Status status{400, {}, {}, {}, readRunPage(runs.get()).runs};
   for (const char* members :
        {R"("name":"n","scheduleType":"power_off","startTime":"22:00","endTime":"6:0",)"
@@ -50,7 +52,7 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
         "7-8     ....%....", " #6 no run of the last 30 days",
         " #5,#8 off since Tue 12:50: perhaps left off by a manual",
         "1 off by a schedule, 1 off by a schedule with no \"on\" to come, 3 off for no reason",
-        "s: 1 success, 1 failed, 1 running\n", "  to bring back: quorin_poectl on #5,#8",
+        "s: 2 success, 1 failed, 1 running\n", "  to bring back: quorin_poectl on #5,#8",
         "next_firing_seconds 28368\n",
         R"(_watts{unit="1",ifnum="1",port="1/0/1",label="a\\b \"c\"\\n"} 12.85)"}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;

@@ -6,7 +6,7 @@
 #include "cli/fields.h"
 #include "cli/text.h"
 #include "client/command.h"
-#include "client/diagnosis/port_state.h"
+#include "client/diagnosis/run_events.h"
 #include "forecast/twin.h"
 
 namespace {
@@ -234,17 +234,21 @@ RunPage chosenRuns(const HistoryOptions& given, std::optional<SystemTime> since,
   return chosen;
 }
 
-// A list of runs does not tell why they failed.
-void findTwins(std::vector<Run>* runs, Session& session) {
-  const std::vector<Schedule> schedules = session.schedules();
+// A list of runs does not tell why they failed. all: those and the ones around them.
+void findTwins(std::vector<Run>* runs, const std::vector<Run>& all, Session& session) {
+  const bool mayBe = std::any_of(runs->begin(), runs->end(), [](const Run& run) {
+    return run.status == RunStatus::failed && run.scheduleId;
+  });
+  const std::vector<Schedule> schedules = mayBe ? session.schedules() : std::vector<Schedule>();
   for (Run& run : *runs) {
     const Schedule* schedule = scheduleOf(run, schedules);
-    const bool mayBe = run.status == RunStatus::failed && schedule != nullptr &&
-                       twinAmong(schedules, *schedule) != nullptr;
-    run.endedByTwin =
-        mayBe && isEndedByTwin(
-                     run.errorMessage.empty() ? askRun(session.daemon(), run.unit, run.runId) : run,
-                     schedules);
+    if (run.status != RunStatus::failed || schedule == nullptr ||
+        twinNamed(schedules, *schedule) == nullptr) {
+      continue;
+    }
+    const Run whole =
+        run.errorMessage.empty() ? askRun(session.daemon(), run.unit, run.runId) : run;
+    run.endedByTwin = isEndedByTwin(whole, all, schedules);
   }
 }
 
@@ -300,10 +304,11 @@ int listRuns(const HistoryOptions& given, Session& session) {
       hasPorts ? session.portsNamed({given.port}) : std::vector<PoePort>();
   const std::optional<SystemTime> since = sinceOf(given, session);
   RunPage page = chosenRuns(given, since, session);
+  const std::vector<Run> all = page.runs;
   if (hasPorts) {
     page.runs = askRunsOfPorts(session.daemon(), page.runs, ports, SIZE_MAX);
   }
-  findTwins(&page.runs, session);
+  findTwins(&page.runs, all, session);
   if (given.failed) {
     page.runs = hasPorts ? portFailuresOf(page.runs) : failuresOf(page.runs);
   }
@@ -323,7 +328,10 @@ int listRuns(const HistoryOptions& given, Session& session) {
 
 int showRun(const HistoryOptions& given, Session& session) {
   std::vector<Run> runs{findRun(given.run, session)};
-  findTwins(&runs, session);
+  if (runs.front().status == RunStatus::failed && runs.front().startedAt) {
+    findTwins(&runs, askRunsSince(session.daemon(), runs.front().unit, *runs.front().startedAt),
+              session);
+  }
   const View view = session.view();
   session.print([&] { return runText(runs.front(), view); },
                 [&] { return runJson(runs.front(), RunDetail::ports, view); });

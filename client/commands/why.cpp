@@ -7,6 +7,7 @@
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/diagnosis/run_events.h"
 #include "forecast/firings.h"
 
 namespace {
@@ -15,6 +16,7 @@ constexpr int64_t kKeptSec = int64_t{30} * 24 * 3600;
 // So many runs of the port before and after the moment tell what was around it.
 constexpr size_t kRunsBefore = 20;
 constexpr size_t kRunsAfter = 10;
+constexpr size_t kMaxAsked = 1000;  // each is a request
 
 using State = PortAccount::State;
 
@@ -97,7 +99,8 @@ std::string eventsText(const PortAccount& account, const View& view) {
     table.row({view.moment(event->at), text});
     last = event;
   }
-  if (const std::optional<SystemTime> end = account.expectedEnd()) {
+  const auto end = account.state != State::on ? account.expectedEnd() : std::nullopt;
+  if (end) {
     table.row({view.moment(end), "will be switched on by the end of that window"});
   }
   std::string text;
@@ -116,15 +119,17 @@ std::string notes(const WhyQuestion& question, const PortAccount& account,
   }
   const MayBe known = stateAt(timeline, view.systemNow);
   if (account.state == State::on) {
-    return known.isOff() ? "No run switched it on again: somebody did with the switch's own CLI.\n"
-                         : "";
+    return known.isOff()
+               ? "No run switched it on again: somebody did with the switch's own CLI, or "
+                 "the end of a window that had no run.\n"
+               : "";
   }
   std::string text;
   const PortEvent* cause = whatLeftOff(timeline);
   if (cause == nullptr) {
     text =
-        "No run that is known left it off: somebody did with the switch's own CLI, or it was "
-        "longer ago.\n";
+        "No run that is known left it off: somebody did with the switch's own CLI, or the end of a "
+        "window that had no run, or it was longer ago.\n";
   } else if (!known.isOff()) {
     text = "Or somebody switched it off with the switch's own CLI.\n";
   }
@@ -214,13 +219,15 @@ JsonPtr whyJson(const WhyQuestion& question, const View& view) {
        {"knownSince", view.stamp(view.systemNow - kKeptSec)}});
 }
 
-// Those of the runs that have the port, in their order; as many as are enough.
+// Those of the runs that have the port, in their order, up to so many that switched it for certain.
 void addRuns(Daemon& daemon, const std::vector<Run>& runs, uint32_t ifNum, size_t enough,
              std::vector<Run>* own) {
-  enough += own->size();
-  for (auto run = runs.begin(); run != runs.end() && own->size() < enough; ++run) {
+  size_t asked = 0;
+  for (auto run = runs.begin(); run != runs.end() && enough > 0 && asked < kMaxAsked; ++run) {
     Run whole = askRun(daemon, run->unit, run->runId);
+    ++asked;
     if (whole.port(ifNum) != nullptr) {
+      enough -= hasSwitched(whole, ifNum) ? 1 : 0;
       own->push_back(std::move(whole));
     }
   }

@@ -5,8 +5,8 @@
 #include <set>
 
 #include "cli/text.h"
+#include "client/diagnosis/run_events.h"
 #include "forecast/firings.h"
-#include "forecast/twin.h"
 #include "rules/run_words.h"
 
 namespace {
@@ -33,12 +33,6 @@ PortState stateOfOff(const PoePort& port, const PortEvent* cause,
                                                           : PortState::offForGood;
   }
   return cause->run.isOpen() ? PortState::offByRun : PortState::offUnexplained;
-}
-
-// Runs that left a port as it was do not explain it.
-bool mayHaveSwitched(const RunPort& port) {
-  return port.status == PortStatus::success || port.status == PortStatus::failed ||
-         port.status == PortStatus::pending;
 }
 
 }  // namespace
@@ -78,7 +72,7 @@ void addRecordsBehindOff(Daemon& daemon, int32_t unit, const std::vector<SensorP
     ++asked;
     records->runs.push_back(askRun(daemon, unit, run.runId));
     for (const RunPort& port : records->runs.back().ports) {
-      unexplained.erase(mayHaveSwitched(port) ? port.ifNum : 0);
+      unexplained.erase(hasSwitched(records->runs.back(), port.ifNum) ? port.ifNum : 0);
     }
     if (unexplained.empty() && !enough) {
       enough = run.startedAt.value_or(SystemTime()) - kMarginSec;
@@ -94,16 +88,6 @@ std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit) {
     }
   }
   return runs;
-}
-
-bool isEndedByTwin(const Run& run, const std::vector<Schedule>& schedules) {
-  const Schedule* schedule = scheduleOf(run, schedules);
-  return schedule != nullptr && run.errorMessage == kRunNeverEnded &&
-         twinAmong(schedules, *schedule) != nullptr;
-}
-
-RunStatus resultOf(const Run& run, const std::vector<Schedule>& schedules) {
-  return isEndedByTwin(run, schedules) ? RunStatus::success : run.status.kind;
 }
 
 std::string failureText(const Run& run, const PortNames& names) {

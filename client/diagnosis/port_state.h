@@ -41,12 +41,6 @@ void addRecordsBehindOff(Daemon& daemon, int32_t unit, const std::vector<SensorP
 // The runs of the last 24 hours. Those that are neither open nor a success have their ports.
 std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit);
 
-// Whether the daemon calls the run, which has its message, failed only because its window's last
-// night is ended by a twin.
-bool isEndedByTwin(const Run& run, const std::vector<Schedule>& schedules);
-// The run's status; success where it isEndedByTwin.
-RunStatus resultOf(const Run& run, const std::vector<Schedule>& schedules);
-
 // What went wrong, as the daemon recorded it, escaped: the run's message, then each message of
 // ports with the ports that have it.
 std::string failureText(const Run& run, const PortNames& names);

@@ -76,10 +76,10 @@ class Course {
 void addOfRun(const Run& run, const PoePort& port, const PortRecords& records, SystemTime now,
               const Zone& zone, std::vector<PortEvent>* timeline) {
   const Schedule* schedule = scheduleOf(run, records.schedules);
-  const Schedule* twin = schedule != nullptr ? twinAmong(records.schedules, *schedule) : nullptr;
+  const bool isEnded = isEndedByTwin(run, records.begun, records.schedules);
   for (PortEvent& event : eventsOfRun(run, port.ifNum, records.runs)) {
     event.actionText = schedule != nullptr ? actionText(*schedule) : "";
-    event.twinName = twin != nullptr ? twin->name.c_str() : "";
+    event.twinName = isEnded ? twinName(*schedule) : "";
     if (event.cause == PortCause::windowStart) {
       event.endsAt = endToCome(run, port, records, now, zone);
     }

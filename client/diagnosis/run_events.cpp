@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "forecast/twin.h"
 #include "rules/run_words.h"
 
 namespace {
@@ -232,4 +233,26 @@ class RunEvents {
 
 std::vector<PortEvent> eventsOfRun(const Run& run, uint32_t ifNum, const std::vector<Run>& runs) {
   return RunEvents(run, ifNum, runs).all();
+}
+
+bool hasSwitched(const Run& run, uint32_t ifNum) {
+  const std::vector<PortEvent> events = eventsOfRun(run, ifNum, {});
+  return std::any_of(events.begin(), events.end(), [](const PortEvent& event) {
+    return event.effect == PortEffect::on || event.effect == PortEffect::off;
+  });
+}
+
+bool isEndedByTwin(const Run& run, const std::vector<Run>& runs,
+                   const std::vector<Schedule>& schedules) {
+  const Schedule* schedule = scheduleOf(run, schedules);
+  const Schedule* twin = schedule != nullptr ? twinNamed(schedules, *schedule) : nullptr;
+  if (twin == nullptr || run.errorMessage != kRunNeverEnded || !run.startedAt) {
+    return false;
+  }
+  return std::any_of(runs.begin(), runs.end(), [&](const Run& other) {
+    return other.unit == run.unit && other.scheduleId == twin->scheduleId &&
+           other.status == RunStatus::success && other.startedAt && other.completedAt &&
+           *other.startedAt > *run.startedAt &&
+           *other.completedAt <= run.completedAt.value_or(*other.completedAt);
+  });
 }

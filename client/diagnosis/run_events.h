@@ -11,4 +11,12 @@
 // end that was never recorded is none of these events.
 std::vector<PortEvent> eventsOfRun(const Run& run, uint32_t ifNum, const std::vector<Run>& runs);
 
+// Whether it switched the port for certain, so that what was before explains nothing any more.
+bool hasSwitched(const Run& run, uint32_t ifNum);
+
+// Whether the daemon calls the run, which has its message, failed only because its window's last
+// night was ended by a twin: one of the runs, with or without ports, is the twin's.
+bool isEndedByTwin(const Run& run, const std::vector<Run>& runs,
+                   const std::vector<Schedule>& schedules);
+
 #endif

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "cli/mapped.h"
+#include "client/diagnosis/run_events.h"
 
 namespace {
 
@@ -16,9 +17,15 @@ int64_t measureAnswerUs(Daemon& daemon) {
   return std::chrono::duration_cast<std::chrono::microseconds>(took).count();
 }
 
+// Success for a night that a twin has ended.
+RunStatus resultOf(const Run& run, const Status& status) {
+  return isEndedByTwin(run, status.runsOfDay, status.schedules) ? RunStatus::success
+                                                                : run.status.kind;
+}
+
 int64_t countOf(RunStatus result, const Status& status) {
   return std::count_if(status.runsOfDay.begin(), status.runsOfDay.end(),
-                       [&](const Run& run) { return resultOf(run, status.schedules) == result; });
+                       [&](const Run& run) { return resultOf(run, status) == result; });
 }
 
 }  // namespace
@@ -65,7 +72,7 @@ std::vector<Run> failedRuns(const Status& status) {
   std::vector<Run> failed;
   std::copy_if(status.runsOfDay.begin(), status.runsOfDay.end(), std::back_inserter(failed),
                [&status](const Run& run) {
-                 return run.isFailure() && resultOf(run, status.schedules) != RunStatus::success;
+                 return run.isFailure() && resultOf(run, status) != RunStatus::success;
                });
   return failed;
 }

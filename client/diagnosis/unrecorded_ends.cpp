@@ -9,11 +9,17 @@
 namespace {
 
 constexpr int64_t kKeptSec = int64_t{30} * 24 * 3600;  // by the daemon
+constexpr int64_t kSecPerMin = 60;
 constexpr int64_t kWeekSec = int64_t{7} * 24 * 3600;
 constexpr int64_t kLateSec = 120;  // in which a run begins that is due: a sweep makes it wait
 
 bool isWindow(const Schedule& schedule, const PoePort& port) {
   return isWindowType(schedule.type) && schedule.allDay == 0 && actsOn(schedule, port);
+}
+
+// A daemon that starts in the minute of an end carries it out.
+SwitchTime beforeMinuteOf(SystemTime at) {
+  return SwitchTime(at - at % kSecPerMin - 1);
 }
 
 class Ends {
@@ -57,23 +63,32 @@ class Ends {
     events_.push_back(std::move(event));
   }
 
-  // Where the schedule is another one now, its end may have come at any time until it began anew,
-  // or in a week.
+  // The end of a window is none of its record. Where no other run shows that the schedule is still
+  // what it was, it may have come at any time until it began anew, or in a week.
   void addEndOfCut(const Run& run) {
     const Schedule* schedule = scheduleOf(run, records_.schedules);
     const bool isSame = schedule != nullptr && isWindow(*schedule, port_) &&
                         schedule->type == run.scheduleType.kind &&
-                        isStartOf(*schedule, *run.startedAt);
+                        isMinuteOf(schedule->startTime.c_str(), *run.startedAt) &&
+                        hasEndedAsItIs(*schedule);
     if (!isSame) {
       add(run, schedule, *run.completedAt, latestEndOf(run));
       return;
     }
     Schedule enabled = *schedule;
     enabled.enabled = 1;
-    const auto next = nextFiring(enabled, SwitchTime(*run.completedAt), zone_);
+    const auto next = nextFiring(enabled, beforeMinuteOf(*run.completedAt), zone_);
     if (next && next->isEnd && SystemTime(next->at) <= now_) {
-      add(run, schedule, SystemTime(next->at), SystemTime(next->at));
+      const SystemTime at = std::max(SystemTime(next->at), *run.completedAt);
+      add(run, schedule, at, at);
     }
+  }
+
+  bool hasEndedAsItIs(const Schedule& schedule) const {
+    return anyOf(schedule, [&](const Run& run) {
+      return run.completedAt && isMinuteOf(schedule.startTime.c_str(), *run.startedAt) &&
+             isMinuteOf(schedule.endTime.c_str(), *run.completedAt);
+    });
   }
 
   SystemTime latestEndOf(const Run& run) const {
@@ -87,10 +102,10 @@ class Ends {
     return latest;
   }
 
-  bool isStartOf(const Schedule& schedule, SystemTime at) const {
-    const auto start = timeOfDay(schedule.startTime.c_str());
+  bool isMinuteOf(const char* time, SystemTime at) const {
+    const auto wanted = timeOfDay(time);
     const TickTime local = zone_.tickAt(at);
-    return start && start->first == local.hour && start->second == local.minute;
+    return wanted && wanted->first == local.hour && wanted->second == local.minute;
   }
 
   // A schedule that did not act at one start and does at the next was made or enabled between them.
@@ -143,7 +158,8 @@ class Ends {
       return *run.startedAt < end + kLateSec && (!run.completedAt || *run.completedAt >= end);
     });
     return wasOpen || std::any_of(events_.begin(), events_.end(), [&](const PortEvent& event) {
-             return event.run.scheduleId == schedule.scheduleId && event.at == end;
+             return event.run.scheduleId == schedule.scheduleId && event.at <= end &&
+                    end <= event.until;
            });
   }
 
@@ -164,11 +180,13 @@ std::vector<PortEvent> unrecordedEnds(const PoePort& port, const PortRecords& re
 std::optional<SystemTime> endToCome(const Run& run, const PoePort& port, const PortRecords& records,
                                     SystemTime now, const Zone& zone) {
   const Schedule* schedule = scheduleOf(run, records.schedules);
-  const bool isUnended = run.isOpen() || run.errorMessage == kRunInterrupted;
+  const bool isUnended =
+      run.isOpen() || run.errorMessage == kRunInterrupted || run.errorMessage == kRunScheduleGone;
   if (!isUnended || schedule == nullptr || !isWindow(*schedule, port)) {
     return std::nullopt;
   }
-  const SwitchTime closed(run.completedAt.value_or(now));  // as if the clocks were one
+  // As if the clocks were one.
+  const SwitchTime closed = run.completedAt ? beforeMinuteOf(*run.completedAt) : SwitchTime(now);
   const std::optional<Firing> next = nextFiring(*schedule, closed, zone);
   return next && next->isEnd && SystemTime(next->at) > now
              ? std::make_optional(SystemTime(next->at))

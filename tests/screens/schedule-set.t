@@ -115,7 +115,7 @@ be taken for an id, or cannot be seen; what is there already stays usable.
   quorin_poectl: the schedule needs a name.
   [2]
   $ quorin_poectl schedule rename doors "$(printf 'a\342\200\256b')"
-  quorin_poectl: "a\u{202e}b" has characters that cannot be seen, or is not UTF-8.
+  quorin_poectl: "a\u{202e}b" has characters or blanks that cannot be seen, or is not UTF-8.
   [2]
 
 A twin that was changed by itself is told of, and left alone.

@@ -19,7 +19,7 @@ A port that somebody switched off by the switch's own CLI: no run explains it.
   $ switchsim set 1/0/7 off
   $ quorin_poectl why 1/0/7 | sed -n '1,3p'
   1/0/7 is off.
-  No run that is known left it off: somebody did with the switch's own CLI, or it was longer ago.
+  No run that is known left it off: somebody did with the switch's own CLI, or the end of a window that had no run, or it was longer ago.
   To switch it on: quorin_poectl on 1/0/7
 
 In the night the window is what keeps a port dark. Its end is what brings it back.
@@ -115,7 +115,7 @@ is gone not even when.
   $ quorin_poectl why 1/0/11 | sed -n '1,4p'
   1/0/11 is off.
     Thu 2026-03-05 07:00:00  before: switched on by schedule 5 "cut" (on 07:00-09:00), run 5, cut off by a restart of the daemon
-    Thu 2026-03-05 09:00:00  perhaps switched off by the end of that window, not recorded: run 5 was closed before
+    Thu 2026-03-05 08:00:00  perhaps switched off then or later by the end of that window, not recorded: run 5 was closed before
   Or somebody switched it off with the switch's own CLI.
   $ quorin_poectl schedule delete cut -y >out
   $ quorin_poectl why 1/0/11 --at -30m | sed -n '1,4p'

@@ -20,8 +20,9 @@ struct SetOptions {
 Schedule wantedTwin(const Schedule& schedule, const Schedule* present, bool isOwn) {
   const std::string why = whyNoTwin(schedule);
   if (!why.empty()) {
-    throw Failure(kExitUsage, "--twin is not for " + scheduleTitle(schedule) + ": " + why +
-                                  ". Nothing was changed.");
+    throw Failure(kExitUsage, "no twin is for " + scheduleTitle(schedule) + ": " + why +
+                                  ". Nothing was changed." +
+                                  (isOwn ? " It has one: delete that first." : ""));
   }
   Schedule wanted = twinOf(schedule);
   if (present != nullptr && present->type != wanted.type && !isOwn) {
@@ -50,7 +51,8 @@ ScheduleChange store(const std::optional<Schedule>& wanted, const Schedule* pres
              : ScheduleChange{"changed", updateSchedule(session.daemon(), *wanted)};
 }
 
-// A twin goes along, or goes where it is needed no more.
+// A twin goes along. It is deleted where nothing needs it any more; where it could be none, nothing
+// is changed.
 int runScheduleSet(const SetOptions& given, Session& session) {
   const ScheduleWords& words = given.words;
   if (!words.any() && !words.twin) {
@@ -66,9 +68,13 @@ int runScheduleSet(const SetOptions& given, Session& session) {
   const Schedule* presentTwin =
       words.twin ? twinNamed(all, present) : twinToCarry(all, present, session);
   const bool isOwn = presentTwin != nullptr && fitsAsTwin(*presentTwin, present);
-  const bool isTwinWanted = words.twin || (presentTwin != nullptr && whyNoTwin(wanted).empty());
-  const auto wantedOther =
-      isTwinWanted ? std::make_optional(wantedTwin(wanted, presentTwin, isOwn)) : std::nullopt;
+  const bool isTwinWanted = words.twin || (presentTwin != nullptr && needsTwin(wanted));
+  std::optional<Schedule> wantedOther;
+  if (isTwinWanted) {
+    wantedOther = wantedTwin(wanted, presentTwin, isOwn);
+    const bool staysAsItWas = presentTwin != nullptr && !words.twin && !words.disabled;
+    wantedOther->enabled = staysAsItWas ? presentTwin->enabled : wanted.enabled;
+  }
   const bool hasTwin = wantedOther || presentTwin != nullptr;
 
   std::vector<Schedule> touched;
