@@ -229,9 +229,9 @@ std::string whyNever(const Schedule& schedule, SwitchTime now, const Zone& zone)
   return "no day of its dates is one of its days";
 }
 
-std::optional<SwitchTime> nextOn(const PoePort& port, const std::vector<Schedule>& schedules,
-                                 SwitchTime after, const Zone& zone) {
-  std::optional<SwitchTime> first;
+std::optional<Firing> nextOn(const PoePort& port, const std::vector<Schedule>& schedules,
+                             SwitchTime after, const Zone& zone) {
+  std::optional<Firing> first;
   for (const Schedule& schedule : schedules) {
     const bool neverOn = schedule.type == ScheduleType::powerOff && schedule.allDay != 0;
     std::optional<Firing> next =
@@ -240,7 +240,7 @@ std::optional<SwitchTime> nextOn(const PoePort& port, const std::vector<Schedule
       next = nextFiring(schedule, next->at, zone);
     }
     if (next && next->act != Act::off) {
-      first = first ? std::min(*first, next->at) : next->at;
+      first = !first || next->at < first->at ? next : first;
     }
   }
   return first;

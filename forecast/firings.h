@@ -60,10 +60,10 @@ std::vector<Firing> nextFirings(const std::vector<Schedule>& schedules, SwitchTi
 // What schedules make of one port over time: those of the firings that act on it, in their order.
 std::vector<Firing> courseOf(const PoePort& port, const std::vector<Firing>& firings);
 
-// When, after the instant, one of the schedules next switches the port on, be it by a restart; none
-// within kFiringYears.
-std::optional<SwitchTime> nextOn(const PoePort& port, const std::vector<Schedule>& schedules,
-                                 SwitchTime after, const Zone& zone);
+// What of the schedules next switches the port on after the instant, be it a restart; none within
+// kFiringYears. Points into the schedules.
+std::optional<Firing> nextOn(const PoePort& port, const std::vector<Schedule>& schedules,
+                             SwitchTime after, const Zone& zone);
 
 // Whether an all-day schedule applies on the day of the instant. The daemon then carries it out
 // within a minute unless it has on that day, whatever the time; its firing counts as that of 00:00.

@@ -87,7 +87,27 @@ std::string darkText(const PortAccount& account) {
                     : std::string(dark) + "less than a second)";
 }
 
-std::string eventsText(const PortAccount& account, const View& view) {
+// What will switch it on, where a schedule has it dark until now.
+std::optional<Firing> onToCome(const WhyQuestion& question, const PortAccount& account,
+                               const std::vector<PortEvent>& timeline, const View& view) {
+  const PortEvent* cause = whatLeftOff(timeline);
+  const bool isDark = account.state != State::on && account.on == nullptr;
+  return isDark && cause != nullptr && isOffBySchedule(*cause)
+             ? nextOn(question.port, question.records.schedules, view.now(), view.zone)
+             : std::nullopt;
+}
+
+std::string onToComeText(const Firing& on, const PortEvent* last) {
+  const Schedule& schedule = *on.schedule;
+  const bool isOwn = on.isEnd && last != nullptr && last->run.scheduleId == schedule.scheduleId;
+  return "will be switched on by " +
+         (isOwn ? "the end of that window"
+                : "schedule " + std::to_string(schedule.scheduleId) + " " +
+                      inQuotes(schedule.name.c_str()) + " (" + escaped(actionText(schedule)) + ")");
+}
+
+std::string eventsText(const PortAccount& account, const std::optional<Firing>& on,
+                       const View& view) {
   Table table({{""}, {""}});
   const PortEvent* last = nullptr;
   for (const PortEvent* event : account.events()) {
@@ -99,9 +119,8 @@ std::string eventsText(const PortAccount& account, const View& view) {
     table.row({view.moment(event->at), text});
     last = event;
   }
-  const auto end = account.state != State::on ? account.expectedEnd() : std::nullopt;
-  if (end) {
-    table.row({view.moment(end), "will be switched on by the end of that window"});
+  if (on) {
+    table.row({view.moment(on->at), onToComeText(*on, last)});
   }
   std::string text;
   for (const std::string& line : splitAt(table.text(view.screen), '\n')) {
@@ -113,7 +132,8 @@ std::string eventsText(const PortAccount& account, const View& view) {
 
 // What the events do not explain, and what helps.
 std::string notes(const WhyQuestion& question, const PortAccount& account,
-                  const std::vector<PortEvent>& timeline, const View& view) {
+                  const std::vector<PortEvent>& timeline, const std::optional<Firing>& on,
+                  const View& view) {
   if (!question.sensor) {
     return "";
   }
@@ -133,11 +153,10 @@ std::string notes(const WhyQuestion& question, const PortAccount& account,
   } else if (!known.isOff()) {
     text = "Or somebody switched it off with the switch's own CLI.\n";
   }
-  const bool isForGood = cause != nullptr && isOffBySchedule(*cause) &&
-                         !nextOn(question.port, question.records.schedules, view.now(), view.zone);
-  text += isForGood ? "No schedule switches it on again.\n" : "";
+  text += cause != nullptr && isOffBySchedule(*cause) && !on ? "No schedule switches it on again.\n"
+                                                             : "";
   const bool switchesBack = cause != nullptr && cause->run.isOpen() && cause->run.switchesBack();
-  if (!account.expectedEnd() && !switchesBack) {
+  if (!on && !switchesBack) {
     text += "To switch it on: quorin_poectl on " + view.names.name(question.port.ifNum) + "\n";
   }
   return text;
@@ -202,12 +221,13 @@ JsonPtr sensorJson(const SensorPort& sensor) {
 JsonPtr whyJson(const WhyQuestion& question, const View& view) {
   const std::vector<PortEvent> timeline = timelineOf(question, view);
   const PortAccount account = accountOf(timeline, question.at, question.sensor);
+  const std::optional<Firing> on = onToCome(question, account, timeline, view);
   const auto stamp = [&view](const PortEvent* event) {
     return event != nullptr ? view.stamp(event->at) : "";
   };
   JsonPtr dark = jsonObject({{"from", stamp(account.off)},
                              {"to", stamp(account.on)},
-                             {"expectedTo", view.stamp(account.expectedEnd())}});
+                             {"expectedTo", on ? view.stamp(on->at) : ""}});
   return jsonObject(
       portJson(question.port.unit, question.port.ifNum, view),
       {{"at", view.stamp(question.at)},
@@ -283,8 +303,9 @@ int runWhy(const WhyOptions& given, Session& session) {
 std::string whyText(const WhyQuestion& question, const View& view) {
   const std::vector<PortEvent> timeline = timelineOf(question, view);
   const PortAccount account = accountOf(timeline, question.at, question.sensor);
-  return headline(question, account, view) + "\n" + eventsText(account, view) +
-         notes(question, account, timeline, view) +
+  const std::optional<Firing> on = onToCome(question, account, timeline, view);
+  return headline(question, account, view) + "\n" + eventsText(account, on, view) +
+         notes(question, account, timeline, on, view) +
          "Not known here: what somebody did with the switch's own CLI, and anything before " +
          view.day(view.systemNow - kKeptSec) + ".\n";
 }

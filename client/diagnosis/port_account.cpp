@@ -65,14 +65,6 @@ bool PortAccount::isDarkCertain() const {
          on->at == on->until;
 }
 
-std::optional<SystemTime> PortAccount::expectedEnd() const {
-  std::optional<SystemTime> end;
-  for (const PortEvent* event : events()) {
-    end = event->endsAt && event->isToOff ? event->endsAt : end;
-  }
-  return on == nullptr ? end : std::nullopt;
-}
-
 PortAccount accountOf(const std::vector<PortEvent>& timeline, SystemTime at,
                       const std::optional<SensorPort>& sensor) {
   PortAccount account;

@@ -23,8 +23,6 @@ struct PortAccount {
   // How long it was dark, and whether that is certain; none while it is.
   std::optional<int64_t> darkSec() const;
   bool isDarkCertain() const;
-  // When the schedule that has it dark switches it on.
-  std::optional<SystemTime> expectedEnd() const;
 };
 
 // sensor: the port as it is at the moment; none where that is not known.

@@ -93,13 +93,13 @@ of it: so the end is supposed, and `status` says the same.
   $ quorin_poectl why 1/0/9
   1/0/9 is off.
     Thu 2026-03-05 06:00:00  perhaps switched off by the end of the window of schedule 3 "enabled" (on 22:00-06:00), not recorded: that window had no run
+    Thu 2026-03-05 22:00:00  will be switched on by schedule 3 "enabled" (on 22:00-06:00)
   Or somebody switched it off with the switch's own CLI.
-  To switch it on: quorin_poectl on 1/0/9
   Not known here: what somebody did with the switch's own CLI, and anything before Tue 2026-02-03.
   times in the switch's zone (CET)
   $ quorin_poectl why 1/0/10 | sed -n '2,3p'
     Thu 2026-03-05 06:00:00  perhaps switched off by the end of the window of schedule 4 "made" (on 22:00-06:00), not recorded: that window had no run
-  Or somebody switched it off with the switch's own CLI.
+    Thu 2026-03-05 22:00:00  will be switched on by schedule 4 "made" (on 22:00-06:00)
   $ quorin_poectl status | sed -n '4,5p'
   ports        11 delivering, 8 searching, 2 off by a schedule, 2 off for no reason known here, 1 with a fault or denied
                1/0/7 no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have
@@ -116,7 +116,7 @@ is gone not even when.
   1/0/11 is off.
     Thu 2026-03-05 07:00:00  before: switched on by schedule 5 "cut" (on 07:00-09:00), run 5, cut off by a restart of the daemon
     Thu 2026-03-05 08:00:00  perhaps switched off then or later by the end of that window, not recorded: run 5 was closed before
-  Or somebody switched it off with the switch's own CLI.
+    Fri 2026-03-06 07:00:00  will be switched on by schedule 5 "cut" (on 07:00-09:00)
   $ quorin_poectl schedule delete cut -y >out
   $ quorin_poectl why 1/0/11 --at -30m | sed -n '1,4p'
   1/0/11 was perhaps off on Thu 2026-03-05 09:30:00.
