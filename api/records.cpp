@@ -69,7 +69,11 @@ std::vector<const Schedule*> matching(const std::vector<Schedule>& schedules,
 }
 
 [[noreturn]] void failNoSchedule(const std::vector<Schedule>& schedules, const std::string& word,
-                                 std::optional<int32_t> unit) {
+                                 std::optional<int32_t> unit, WordIs meant) {
+  if (meant == WordIs::id) {
+    throw Failure(kExitNoSuch, "no schedule has the id " + inQuotes(word) +
+                                   ".  See: quorin_poectl schedule list");
+  }
   const std::vector<std::string> names =
       mapped(schedules, [](const Schedule& each) { return std::string(each.name.c_str()); });
   const std::string where = unit ? " in unit " + std::to_string(*unit) : "";
@@ -256,7 +260,7 @@ const Schedule& findSchedule(const std::vector<Schedule>& schedules, const std::
   const Found byId = meant != WordIs::name ? matching(schedules, word, unit, isNumbered) : Found();
   const Found byName = meant != WordIs::id ? matching(schedules, word, unit, isNamed) : Found();
   if (byId.empty() && byName.empty()) {
-    failNoSchedule(schedules, word, unit);
+    failNoSchedule(schedules, word, unit, meant);
   }
   const bool isAmbiguous =
       !byId.empty() && !byName.empty() && (byName.size() > 1 || byId.front() != byName.front());

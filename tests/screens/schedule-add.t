@@ -121,3 +121,11 @@ What is added in its own window begins with the next one. Its end comes all the 
   $ quorin_poectl schedule add today --off 1/0/19 --from 07:00 --to 17:00
   added 16 "today" of unit 1: off 07:00-17:00 daily, 1/0/19; next on Tue 17:00, in 9 h
   quorin_poectl: warning: 16 "today" of unit 1: its window is under way and is not begun now: at Tue 17:00 it switches its ports on all the same, and its first whole window begins Wed 07:00.
+
+One day is enough for dates. What is said to be an id is not looked for among the names.
+
+  $ quorin_poectl schedule add fest --on 1/0/20 --from 18:00 --to 23:00 --dates 2026-03-20
+  added 17 "fest" of unit 1: on 18:00-23:00 daily 2026-03-20..2026-03-20, 1/0/20; next on Fri 2026-03-20 18:00, in 17 d 10 h
+  $ quorin_poectl schedule show --id fest
+  quorin_poectl: no schedule has the id "fest".  See: quorin_poectl schedule list
+  [10]

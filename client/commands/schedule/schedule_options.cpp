@@ -181,11 +181,15 @@ void applyDates(const ScheduleWords& words, Schedule* schedule) {
     return;
   }
   const size_t dots = words.dates->find("..");
-  if (dots == std::string::npos) {
-    failUsage("--dates takes FIRST..LAST, such as 2026-01-01..2026-03-31; either may be left out.");
+  const bool isOneDay = dots == std::string::npos;
+  if (isOneDay && !isDate(*words.dates)) {
+    failUsage(
+        "--dates takes FIRST..LAST, such as 2026-01-01..2026-03-31, of which either may be left "
+        "out, "
+        "or one day.");
   }
   const std::string first = words.dates->substr(0, dots);
-  const std::string last = words.dates->substr(dots + 2);
+  const std::string last = isOneDay ? first : words.dates->substr(dots + 2);
   for (const std::string& date : {first, last}) {
     if (!date.empty() && !isDate(date) && !words.force) {
       failUsage(inQuotes(date) + " is no date of the calendar: dates are such as 2026-03-31.");
@@ -240,7 +244,8 @@ void addDayOptions(Arguments& app, ScheduleWords* words) {
   const Argument monthly = app.add("--monthly", words->monthly, "days such as 1,15");
   weekly.named("DAYS").excludes(daily).excludes(monthly);
   monthly.named("DAYS").excludes(daily);
-  app.add("--dates", words->dates, "first and last date: 2026-01-01..2026-03-31").named("A..B");
+  app.add("--dates", words->dates, "first and last date: 2026-01-01..2026-03-31; or one day")
+      .named("A..B");
 }
 
 }  // namespace
