@@ -10,6 +10,7 @@
 
 #include "base/sleep.h"
 #include "cli/confirm.h"
+#include "cli/lab_clock.h"
 #include "cli/mapped.h"
 #include "cli/text.h"
 #include "client/command.h"
@@ -342,6 +343,12 @@ void watch(const ResetOptions& given, std::vector<Run>* runs, std::vector<Watche
       if (areClosed(*runs) || monotonicMs() - overMs >= kRunEndMs) {
         return;
       }
+    }
+    if (!labFolder().empty() && systemSpeed() == 0) {
+      throw Failure(
+          kExitTimedOut,
+          "the lab stands, and the ports with it: switchsim lab at TIME, or switchsim lab "
+          "speed 1");
     }
     if (monotonicMs() >= giveUpMs) {
       throw Failure(kExitTimedOut, "the reset is not over after " + durationText(allMs));

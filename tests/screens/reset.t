@@ -123,3 +123,12 @@ What cannot be meant.
   $ quorin_poectl reset 1/0/1 --off-time 500ms
   quorin_poectl: --off-time takes whole seconds, 0 to 2147483647.
   [2]
+
+In a lab that stands nothing comes back.
+
+  $ switchsim lab speed 0 >out
+  $ quorin_poectl reset 2/0/24 --off-time 1s >out
+  run 12: 1 port of unit 2
+  quorin_poectl: the lab stands, and the ports with it: switchsim lab at TIME, or switchsim lab speed 1
+  run 12 goes on in the daemon. See: quorin_poectl history 12
+  [6]
