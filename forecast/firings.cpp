@@ -32,11 +32,11 @@ bool appliesOn(const Schedule& schedule, const TickTime& day) {
          std::find(schedule.days.begin(), schedule.days.end(), wanted) != schedule.days.end();
 }
 
-// In the order of the minute's work.
 bool isAllDay(const Schedule& schedule) {
   return isWindowType(schedule.type) && schedule.allDay != 0;
 }
 
+// In the order of the minute's work.
 std::vector<Firing> firingsOf(const Schedule& schedule, const DueFirings& due, SwitchTime at) {
   const Act start = schedule.type == ScheduleType::powerOn ? Act::on : Act::off;
   const Act end = start == Act::on ? Act::off : Act::on;
