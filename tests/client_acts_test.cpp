@@ -9,7 +9,8 @@
 constexpr int64_t kTen = 1772402400;  // Sun 2026-03-01 22:00
 const char* const kAll = R"x({"schedules":[{"scheduleId":3,"scheduleType":"power_off","ifNums":[1],
     "startTime":"22:00","endTime":"06:00","endDate":"2026-12-31","recurrence":"daily",
-    "name":"night"},{"scheduleId":4,"name":"night (morning after)","scheduleType":"power_off","ifNums":[1],
+    "name":"night"},{"scheduleId":4,"name":"night (morning after)",
+    "scheduleType":"power_off","ifNums":[1],
     "startTime":"0:0","endTime":"6:0","recurrence":"daily"}]})x";
 
 // Of samples "SECOND,STATUS,OUTCOME,MESSAGE,CLOSED" of a port, the first one from before its reset.
