@@ -20,7 +20,7 @@ enum class PortCause {
   lostEnd,  // a window's end that has no record: its run was closed before, or there was none
   allDay,
   restart,
-  plainReset,  // a manual reset without off time, of which the switch knows the moment
+  plainReset,  // a manual reset without off time: off for a moment of the switch's own
   bootDelay,
 };
 
@@ -46,8 +46,8 @@ struct PortEvent {
   // Of a window's start that has had no end yet: when the schedule as it is now ends it.
   std::optional<SystemTime> endsAt;
   std::string twinName;  // of the schedule that ends its schedule's last night; may be empty
-  bool isPerhapsPlain =
-      false;    // of a manual reset whose record does not tell if it had an off time
+  // Of a manual reset whose record does not tell if it had an off time.
+  bool isPerhapsPlain = false;
   MayBe after;  // the port, once it was done
 
   const RunPort& port() const { return run.ports.front(); }
@@ -55,7 +55,7 @@ struct PortEvent {
 };
 
 bool wasCutOff(const PortEvent& event);  // by a restart of the daemon
-// A schedule wants the port off, and its windows' ends or another schedule will switch it on.
+// A schedule wants the port off, whether one will switch it on again or not.
 bool isOffBySchedule(const PortEvent& event);
 
 // "switched off by schedule 3 "night" (off 22:00-06:00), run 4820, success"; escaped. After an

@@ -7,7 +7,6 @@
 #include "cli/text.h"
 #include "client/diagnosis/run_events.h"
 #include "forecast/firings.h"
-#include "rules/run_words.h"
 
 namespace {
 

@@ -124,10 +124,11 @@ class RunEvents {
       add(started(), true, Fate::refused, PortCause::plainReset).until = completed();
       return;
     }
-    const size_t before = events_.size();
     addHold(PortCause::restart, laterOn());
-    for (size_t i = before; i < events_.size() && offTime == OffTime::unclear; ++i) {
-      PortEvent& event = events_[i];
+    if (offTime == OffTime::some) {
+      return;
+    }
+    for (PortEvent& event : events_) {
       event.isPerhapsPlain = event.mayHaveSwitched();
       event.effect = event.isPerhapsPlain ? PortEffect::unclear : PortEffect::none;
     }
