@@ -171,6 +171,14 @@ std::vector<PoePort> PortNames::parseRange(const std::string& word,
   const size_t dash = word.rfind('-');
   const NameParts first = partsOf(word.substr(0, dash));
   const NameParts last = dash == std::string::npos ? first : partsOf(word.substr(dash + 1));
+  const auto failAcross = [&word]() {
+    throw Failure(kExitUsage, inQuotes(word) + " is no range: a range stays in its unit.");
+  };
+  const bool isAcross = first.number >= 0 && last.number >= 0 && !last.prefix.empty() &&
+                        last.prefix.back() == '/' && last.prefix != first.prefix;
+  if (dash != std::string::npos && isAcross) {
+    failAcross();
+  }
   const bool isRange = dash != std::string::npos && first.number >= 0 && last.number >= 0 &&
                        (last.prefix.empty() || last.prefix == first.prefix) &&
                        last.number - first.number < kMaxRange;
@@ -187,6 +195,9 @@ std::vector<PoePort> PortNames::parseRange(const std::string& word,
     const PoePort* port = find(name, all);
     if (port == nullptr) {
       failNoPort(name, all);
+    }
+    if (!ports.empty() && ports.front().unit != port->unit) {
+      failAcross();
     }
     ports.push_back(*port);
   }

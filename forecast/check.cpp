@@ -110,7 +110,13 @@ void checkPorts(const Schedule& schedule, const CheckInput& input, ScheduleWarni
   }
 }
 
-void checkLength(const Schedule& schedule, ScheduleWarnings* warnings) {
+// The twin of a window that ends at 00:00 begins and ends then.
+bool isTwinOfAny(const Schedule& schedule, const std::vector<Schedule>& all) {
+  return std::any_of(all.begin(), all.end(),
+                     [&](const Schedule& other) { return fitsAsTwin(schedule, other); });
+}
+
+void checkLength(const Schedule& schedule, const CheckInput& input, ScheduleWarnings* warnings) {
   const bool isRead = timeOfDay(schedule.startTime.c_str()) && timeOfDay(schedule.endTime.c_str());
   if (!isTimed(schedule) || !isRead) {
     return;
@@ -120,6 +126,9 @@ void checkLength(const Schedule& schedule, ScheduleWarnings* warnings) {
       schedule.executionMode == EXECUTION_SEQUENTIAL
           ? static_cast<int64_t>(schedule.ifNums.size()) * std::max(schedule.interPortDelaySec, 0)
           : 0;
+  if (length == 0 && isTwinOfAny(schedule, input.schedules)) {
+    return;
+  }
   if (length == 0) {
     warnings->push_back({"emptyWindow", "starts and ends in the same minute",
                          "to change it: " + command(schedule, "--to HH:MM")});
@@ -461,7 +470,7 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
     ScheduleWarnings warnings;
     checkTimes(schedule, input, &warnings);
     checkPorts(schedule, input, &warnings);
-    checkLength(schedule, &warnings);
+    checkLength(schedule, input, &warnings);
     checkEnd(schedule, input, &warnings);
     checkLastingOff(schedule, input, &warnings);
     checkTwin(schedule, input, &warnings);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
+#include <tuple>
 
 #include "cli/mapped.h"
 #include "cli/text.h"
@@ -83,12 +84,6 @@ std::string badTime(const Schedule& schedule) {
 }
 
 // Of dates as the daemon reads them: a day on which the end has passed is outside for good.
-bool isOver(const Schedule& schedule, const TickTime& today) {
-  Schedule endOnly = schedule;
-  endOnly.startDate.assign(nullptr);
-  return !isWithinDates(endOnly, today);
-}
-
 }  // namespace
 
 const char* actText(Act act) {
@@ -149,7 +144,7 @@ std::optional<Firing> nextFiring(const Schedule& schedule, SwitchTime after, con
     return std::nullopt;
   }
   TickTime day = dayAfter(zone.tickAt(after), 0);
-  for (int32_t i = 0; i < kMaxDays && !isOver(schedule, day); ++i) {
+  for (int32_t i = 0; i < kMaxDays && !areDatesOver(schedule, day); ++i) {
     for (const Firing& firing : firingsOn(schedule, day, zone)) {
       if (firing.at > after) {
         return firing;
@@ -216,7 +211,11 @@ std::string whyNever(const Schedule& schedule, SwitchTime now, const Zone& zone)
   if (!hasReadableTime(schedule)) {
     return badTime(schedule);
   }
-  if (isOver(schedule, zone.tickAt(now))) {
+  if (hasReversedDates(schedule)) {
+    return std::string("its dates are reversed: ") + schedule.endDate.c_str() + " is before " +
+           schedule.startDate.c_str();
+  }
+  if (areDatesOver(schedule, zone.tickAt(now))) {
     return std::string("its dates ended on ") + schedule.endDate.c_str();
   }
   const std::vector<Firing> today = firingsOn(schedule, zone.tickAt(now), zone);
@@ -248,6 +247,28 @@ std::optional<Firing> nextOn(const PoePort& port, const std::vector<Schedule>& s
 
 bool isAllDayDue(const Schedule& schedule, SwitchTime now, const Zone& zone) {
   return isAllDay(schedule) && !firingsOn(schedule, zone.tickAt(now), zone).empty();
+}
+
+std::optional<TickTime> dateRead(const char* text) {
+  TickTime date;
+  if (sscanf(text, "%d-%d-%d", &date.year, &date.month, &date.day) != 3) {
+    return std::nullopt;
+  }
+  return date;
+}
+
+bool areDatesOver(const Schedule& schedule, const TickTime& today) {
+  Schedule endOnly = schedule;
+  endOnly.startDate.assign(nullptr);
+  return !isWithinDates(endOnly, today);
+}
+
+bool hasReversedDates(const Schedule& schedule) {
+  const std::optional<TickTime> first = dateRead(schedule.startDate.c_str());
+  const std::optional<TickTime> last = dateRead(schedule.endDate.c_str());
+  return first && last &&
+         std::tie(last->year, last->month, last->day) <
+             std::tie(first->year, first->month, first->day);
 }
 
 TickTime dayAfter(const TickTime& day, int32_t days) {

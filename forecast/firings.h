@@ -32,6 +32,13 @@ std::string actWithEnd(const Firing& firing);
 // fires at, such as "25:00" and "".
 std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text);
 
+// The day of a date as the daemon reads it ("2026-3-1" is read); none for what is no bound.
+std::optional<TickTime> dateRead(const char* text);
+// Whether its last date is before the day.
+bool areDatesOver(const Schedule& schedule, const TickTime& today);
+// Both dates can be read, and the first one comes after the last.
+bool hasReversedDates(const Schedule& schedule);
+
 // When the window that began at the instant ends, whether the schedule fires on that day or not; of
 // an all-day schedule the end of the day, and the instant itself where no end can be read.
 SwitchTime windowEnd(const Schedule& schedule, SwitchTime start, const Zone& zone);

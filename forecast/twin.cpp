@@ -182,11 +182,3 @@ const Schedule* twinNamed(const std::vector<Schedule>& all, const Schedule& sche
   }
   return nullptr;
 }
-
-std::optional<TickTime> dateRead(const char* text) {
-  TickTime date;
-  if (sscanf(text, "%d-%d-%d", &date.year, &date.month, &date.day) != 3) {
-    return std::nullopt;
-  }
-  return date;
-}

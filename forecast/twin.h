@@ -40,7 +40,4 @@ const Schedule* twinAmong(const std::vector<Schedule>& all, const Schedule& sche
 // The schedule of the twin's name, which may be one no longer; null for none.
 const Schedule* twinNamed(const std::vector<Schedule>& all, const Schedule& schedule);
 
-// The day of a date as the daemon reads it ("2026-3-1" is read); none for what is no bound.
-std::optional<TickTime> dateRead(const char* text);
-
 #endif

@@ -15,7 +15,7 @@ constexpr size_t kShownRuns = 50;
 
 struct HistoryOptions {
   std::string run;
-  std::string port;
+  std::vector<std::string> ports;
   std::string since;
   bool failed = false;
 };
@@ -217,7 +217,7 @@ bool isNewer(const Run& a, const Run& b) {
 
 // The runs of all units that are meant, newest first, with how many there are at all.
 RunPage chosenRuns(const HistoryOptions& given, std::optional<SystemTime> since, Session& session) {
-  const bool needsAll = since || given.failed || !given.port.empty();
+  const bool needsAll = since || given.failed || !given.ports.empty();
   RunPage chosen;
   for (const int32_t unit : session.units()) {
     RunPage page;
@@ -299,9 +299,9 @@ JsonPtr listJson(const RunPage& page, RunDetail detail, const View& view) {
 }
 
 int listRuns(const HistoryOptions& given, Session& session) {
-  const bool hasPorts = !given.port.empty();
+  const bool hasPorts = !given.ports.empty();
   const std::vector<PoePort> ports =
-      hasPorts ? session.portsNamed({given.port}) : std::vector<PoePort>();
+      hasPorts ? session.portsNamed(given.ports) : std::vector<PoePort>();
   const std::optional<SystemTime> since = sinceOf(given, session);
   RunPage page = chosenRuns(given, since, session);
   const std::vector<Run> all = page.runs;
@@ -339,7 +339,7 @@ int showRun(const HistoryOptions& given, Session& session) {
 }
 
 int runHistory(const HistoryOptions& given, Session& session) {
-  const bool isFiltered = !given.port.empty() || !given.since.empty() || given.failed;
+  const bool isFiltered = !given.ports.empty() || !given.since.empty() || given.failed;
   if (!given.run.empty() && isFiltered) {
     throw Failure(kExitUsage, "RUN names one run: leave out --port, --since, --failed");
   }
@@ -352,7 +352,7 @@ SessionAction defineHistory(Arguments& app, Options& options) {
   const auto given = std::make_shared<HistoryOptions>();
   app.add("RUN", given->run, "one run, port by port");
   addUnit(app, options);
-  app.add("--port", given->port, "what runs did to this port").named("PORT");
+  app.add("--port", given->ports, "what runs did to these ports").named("PORT");
   app.add("--since", given->since, "from this time on: tue, -2h, \"2026-03-03 14:00\"")
       .named("TIME");
   app.flag("--failed", given->failed, "only what did not succeed");

@@ -3,7 +3,7 @@
 #include "cli/failure.h"
 #include "cli/text.h"
 #include "forecast/check.h"
-#include "forecast/twin.h"
+#include "forecast/firings.h"
 
 namespace {
 

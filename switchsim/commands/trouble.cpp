@@ -1,4 +1,5 @@
 // fault, server and clock: bad days of the switch OS.
+#include "cli/mapped.h"
 #include "cli/text.h"
 #include "switchsim/commands/command.h"
 #include "switchsim/view/view.h"
@@ -8,7 +9,7 @@ namespace {
 
 struct FaultOptions {
   std::string value;
-  std::string port;
+  std::vector<std::string> ports;
   Fault fault;
 };
 
@@ -49,6 +50,11 @@ std::string clockMistake(const ClockOptions& given) {
   return given.behindMs != 0 && given.value != "follow" ? "--behind-ms goes with follow" : "";
 }
 
+// All of them, or what findPort throws.
+std::vector<uint32_t> portsOf(const std::vector<std::string>& words) {
+  return mapped(words, [](const std::string& word) { return findPort(escaped(word)); });
+}
+
 void runFault(const FaultOptions& given) {
   if (given.value == "list") {
     listFaults();
@@ -60,8 +66,13 @@ void runFault(const FaultOptions& given) {
   }
   Fault fault = given.fault;
   fault.operation = *clientOperation(given.value);
-  fault.ifNum = given.port.empty() ? 0 : findPort(escaped(given.port));
-  addFault(fault);
+  if (given.ports.empty()) {
+    addFault(fault);
+  }
+  for (const uint32_t ifNum : portsOf(given.ports)) {
+    fault.ifNum = ifNum;
+    addFault(fault);
+  }
 }
 
 void runClock(const ClockOptions& given) {
@@ -78,7 +89,7 @@ Action defineFault(Arguments& app) {
   const auto given = std::make_shared<FaultOptions>();
   app.footer("Operations:\n" + clientOperationList());
   app.add("OPERATION", given->value, "An operation (see below), or list, or clear").required();
-  app.add("--port", given->port, "Only calls about this port");
+  app.add("--port", given->ports, "Only calls about these ports").named("PORT");
   app.add("--result", given->fault.result, "The calls do nothing and return this, for example -22");
   app.add("--delay-ms", given->fault.delayMs, "The calls are answered that much later");
   app.add("--times", given->fault.times, "For so many calls only").positive();

@@ -60,6 +60,21 @@ warned of. With `--twin` a second schedule ends the last night.
   added 8 "lobby" of unit 1: off 20:00-07:00 mon-fri, 1/0/7; next off Tue 20:00, in 12 h
   added 9 "lobby (morning after)" of unit 1: off 00:00-07:00 tue-sat, 1/0/7; next off Wed 00:00, in 16 h
 
+24:00 is an end. The daemon would never fire it: it gets 00:00, of the next day.
+
+  $ quorin_poectl schedule add eve --off 1/0/16 1/0/18 --from 22:00 --to 24:00 --weekly mon tue --twin
+  added 10 "eve" of unit 1: off 22:00-00:00 mon,tue, 1/0/16,1/0/18; next off Tue 22:00, in 14 h
+  added 11 "eve (morning after)" of unit 1: off 00:00-00:00 tue,wed, 1/0/16,1/0/18; next off Wed 00:00, in 16 h
+  $ quorin_poectl schedule delete eve
+  deleted 10 "eve" of unit 1
+  deleted 11 "eve (morning after)" of unit 1
+  $ quorin_poectl schedule add eve --off 1/0/16 --from 22:00 --to 24:00 --monthly 1 15
+  quorin_poectl: 24:00 is 00:00 of the next day, where the days after those of a month are not the same every month. To end it on its own day: --to 23:59
+  [2]
+  $ quorin_poectl schedule add eve --off 1/0/16 --from 24:00 --to 06:00
+  quorin_poectl: "24:00" is not a time of day (00:00 to 23:59): the daemon would store it and never fire.
+  [2]
+
 What would never fire is not stored, but with `--force`.
 
   $ quorin_poectl schedule add gone --restart 1/0/10 --at 12:00 --dates 2025-01-01..2025-12-31
@@ -67,7 +82,7 @@ What would never fire is not stored, but with `--force`.
   [2]
   $ quorin_poectl schedule add gone --restart 1/0/10 --at 12:00 --dates 2025-01-01..2025-12-31 \
   >   --force
-  added 10 "gone" of unit 1: restart 12:00 daily 2025-01-01..2025-12-31, 1/0/10; never: its dates ended on 2025-12-31
+  added 12 "gone" of unit 1: restart 12:00 daily 2025-01-01..2025-12-31, 1/0/10; never: its dates ended on 2025-12-31
 
 What is missing, what does not go together, and what cannot be read.
 
@@ -89,6 +104,12 @@ What is missing, what does not go together, and what cannot be read.
   $ quorin_poectl schedule add late --off 1/0/1 --from 22:00 --to 23:00 --dates 2026-02-30..
   quorin_poectl: "2026-02-30" is no date of the calendar: dates are such as 2026-03-31.
   [2]
+  $ quorin_poectl schedule add late --restart 1/0/1 --at 22:00 --dates 2026-05-31..2026-05-01
+  quorin_poectl: the daemon would store "late", but its dates are reversed: 2026-05-01 is before 2026-05-31. To store it all the same: --force
+  [2]
+  $ quorin_poectl schedule add late --off 1/0/23-2/0/4 --from 22:00 --to 23:00
+  quorin_poectl: "1/0/23-2/0/4" is no range: a range stays in its unit.
+  [2]
   $ quorin_poectl schedule add late --off 1/0/1,2/0/1 --from 22:00 --to 23:00
   quorin_poectl: 1/0/1,2/0/1: ports of units 1 and 2 cannot be in one schedule. Make a schedule for each unit.
   [2]
@@ -100,12 +121,12 @@ Nothing ends what an all-day schedule switches off: it is warned of, and `--twin
 that does, on the first days that follow and are none of its own.
 
   $ quorin_poectl schedule add weekend --off 1/0/21 --all-day --weekly sat,sun --twin
-  added 11 "weekend" of unit 1: off all day sat,sun, 1/0/21; next off Sat 00:00, in 3 d 16 h
-  added 12 "weekend (morning after)" of unit 1: on all day mon, 1/0/21; next on Mon 00:00, in 5 d 16 h
+  added 13 "weekend" of unit 1: off all day sat,sun, 1/0/21; next off Sat 00:00, in 3 d 16 h
+  added 14 "weekend (morning after)" of unit 1: on all day mon, 1/0/21; next on Mon 00:00, in 5 d 16 h
   $ quorin_poectl schedule add stock --off 1/0/22 --all-day --monthly 1,2,27 --twin
-  added 13 "stock" of unit 1: off all day 1,2,27 monthly, 1/0/22; next off Fri 2026-03-27 00:00, in 23 d 16 h
-  added 14 "stock (morning after)" of unit 1: on all day 3,28 monthly, 1/0/22; on within a minute, if it was not today; next on Sat 2026-03-28 00:00, in 24 d 16 h
-  quorin_poectl: warning: 13 "stock" of unit 1: fights with 5 "payday" over 1/0/22: at Wed 2026-04-01 12:00 one wants off, the other on
+  added 15 "stock" of unit 1: off all day 1,2,27 monthly, 1/0/22; next off Fri 2026-03-27 00:00, in 23 d 16 h
+  added 16 "stock (morning after)" of unit 1: on all day 3,28 monthly, 1/0/22; on within a minute, if it was not today; next on Sat 2026-03-28 00:00, in 24 d 16 h
+  quorin_poectl: warning: 15 "stock" of unit 1: fights with 5 "payday" over 1/0/22: at Wed 2026-04-01 12:00 one wants off, the other on
   $ quorin_poectl schedule add gone --off 1/0/23 --all-day --twin
   quorin_poectl: --twin is not for "gone": its days never end.
   [2]
@@ -114,18 +135,18 @@ that does, on the first days that follow and are none of its own.
   [2]
   $ quorin_poectl schedule set fair --twin
   kept 4 "fair" of unit 1: off all day daily 2026-03-07..2026-03-08, 1/0/20; next off Sat 00:00, in 3 d 16 h
-  added 15 "fair (morning after)" of unit 1: on all day daily 2026-03-09..2026-03-09, 1/0/20; next on Mon 00:00, in 5 d 16 h
+  added 17 "fair (morning after)" of unit 1: on all day daily 2026-03-09..2026-03-09, 1/0/20; next on Mon 00:00, in 5 d 16 h
 
 What is added in its own window begins with the next one. Its end comes all the same.
 
   $ quorin_poectl schedule add today --off 1/0/19 --from 07:00 --to 17:00
-  added 16 "today" of unit 1: off 07:00-17:00 daily, 1/0/19; next on Tue 17:00, in 9 h
-  quorin_poectl: warning: 16 "today" of unit 1: its window is under way and is not begun now: at Tue 17:00 it switches its ports on all the same, and its first whole window begins Wed 07:00.
+  added 18 "today" of unit 1: off 07:00-17:00 daily, 1/0/19; next on Tue 17:00, in 9 h
+  quorin_poectl: warning: 18 "today" of unit 1: its window is under way and is not begun now: at Tue 17:00 it switches its ports on all the same, and its first whole window begins Wed 07:00.
 
 One day is enough for dates. What is said to be an id is not looked for among the names.
 
   $ quorin_poectl schedule add fest --on 1/0/20 --from 18:00 --to 23:00 --dates 2026-03-20
-  added 17 "fest" of unit 1: on 18:00-23:00 daily 2026-03-20..2026-03-20, 1/0/20; next on Fri 2026-03-20 18:00, in 17 d 10 h
+  added 19 "fest" of unit 1: on 18:00-23:00 daily 2026-03-20..2026-03-20, 1/0/20; next on Fri 2026-03-20 18:00, in 17 d 10 h
   $ quorin_poectl schedule show --id fest
   quorin_poectl: no schedule has the id "fest".  See: quorin_poectl schedule list
   [10]

@@ -125,6 +125,9 @@ void applyTime(const std::optional<std::string>& text, bool force, FixedText<kBy
   }
 }
 
+// The daemon would never fire at 24:00.
+constexpr const char* kEndOfDay = "24:00";
+
 void applyRestart(const ScheduleWords& words, Schedule* schedule) {
   if (words.from || words.to || words.allDay) {
     failUsage("a restart has no window: give --at HH:MM and not --from, --to or --all-day.");
@@ -150,7 +153,11 @@ void applyWindow(const ScheduleWords& words, Schedule* schedule) {
     return;
   }
   applyTime(words.from, words.force, &schedule->startTime);
-  applyTime(words.to, words.force, &schedule->endTime);
+  if (words.to) {
+    schedule->endTime.assign(
+        (*words.to == kEndOfDay ? endTimeOf(*words.to) : checkedTime(*words.to, words.force))
+            .c_str());
+  }
   schedule->allDay = words.from || words.to ? 0 : schedule->allDay;
   if (schedule->allDay == 0 && (schedule->startTime.empty() || schedule->endTime.empty())) {
     failUsage("when is the window? Give --from HH:MM and --to HH:MM, or --all-day.");
@@ -161,12 +168,12 @@ void applyDays(const ScheduleWords& words, Schedule* schedule) {
   if (words.daily) {
     schedule->recurrence = Recurrence::daily;
     schedule->days.clear();
-  } else if (words.weekly) {
+  } else if (!words.weekly.empty()) {
     schedule->recurrence = Recurrence::weekly;
-    schedule->days = weekDaysOf(*words.weekly);
-  } else if (words.monthly) {
+    schedule->days = weekDaysOf(joined(words.weekly, ","));
+  } else if (!words.monthly.empty()) {
     schedule->recurrence = Recurrence::monthly;
-    schedule->days = monthDaysOf(*words.monthly);
+    schedule->days = monthDaysOf(joined(words.monthly, ","));
   }
 }
 
@@ -240,8 +247,8 @@ void addTimeOptions(Arguments& app, ScheduleWords* words) {
 
 void addDayOptions(Arguments& app, ScheduleWords* words) {
   const Argument daily = app.flag("--daily", words->daily, "on every day, as without days");
-  const Argument weekly = app.add("--weekly", words->weekly, "days such as mon-fri or sat,sun");
-  const Argument monthly = app.add("--monthly", words->monthly, "days such as 1,15");
+  const Argument weekly = app.add("--weekly", words->weekly, "days such as mon-fri or sat sun");
+  const Argument monthly = app.add("--monthly", words->monthly, "days such as 1 15");
   weekly.named("DAYS").excludes(daily).excludes(monthly);
   monthly.named("DAYS").excludes(daily);
   app.add("--dates", words->dates, "first and last date: 2026-01-01..2026-03-31; or one day")
@@ -255,8 +262,8 @@ const std::vector<std::string>& ScheduleWords::ports() const {
 }
 
 bool ScheduleWords::any() const {
-  return name || !ports().empty() || from || to || at || weekly || monthly || dates ||
-         offTimeMs >= 0 || staggerMs >= 0 || allDay || daily || disabled;
+  return name || !ports().empty() || from || to || at || !weekly.empty() || !monthly.empty() ||
+         dates || offTimeMs >= 0 || staggerMs >= 0 || allDay || daily || disabled;
 }
 
 void addScheduleOptions(Arguments& app, ScheduleWords* words) {
@@ -283,6 +290,10 @@ Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vecto
   applyDays(words, &schedule);
   applyDates(words, &schedule);
   applyRest(words, &schedule);
+  if (words.to == kEndOfDay && needsTwin(schedule) && !whyNoTwin(schedule).empty()) {
+    failUsage("24:00 is 00:00 of the next day, where " + whyNoTwin(schedule) +
+              ". To end it on its own day: --to 23:59");
+  }
 
   const bool isTaken = words.force || wasUseless;  // it gets no worse
   const std::string useless = isTaken ? "" : whyUseless(schedule, now, zone);
@@ -291,6 +302,10 @@ Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vecto
               ". To store it all the same: --force");
   }
   return schedule;
+}
+
+std::string endTimeOf(const std::string& text) {
+  return text == kEndOfDay ? "00:00" : checkedTime(text, false);
 }
 
 std::vector<int32_t> weekDaysOf(const std::string& text) {

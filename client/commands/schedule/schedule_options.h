@@ -17,11 +17,11 @@ struct ScheduleWords {
   std::vector<std::string> off;  // ports
   std::vector<std::string> on;
   std::vector<std::string> restart;
+  std::vector<std::string> weekly;  // days
+  std::vector<std::string> monthly;
   std::optional<std::string> from;
   std::optional<std::string> to;
   std::optional<std::string> at;
-  std::optional<std::string> weekly;
-  std::optional<std::string> monthly;
   std::optional<std::string> dates;
   int64_t offTimeMs = -1;
   int64_t staggerMs = -1;
@@ -45,6 +45,10 @@ void addScheduleOptions(Arguments& app, ScheduleWords* words);
 // words.force is set, for what the daemon would store but never do.
 Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vector<PoePort>& ports,
                  SwitchTime now, const Zone& zone);
+
+// "22:00" of a time of day as a person writes it; "00:00" of the end "24:00". Throws Failure,
+// kExitUsage.
+std::string endTimeOf(const std::string& text);
 
 // 1 Monday to 7 Sunday of "mon-fri", "sat,sun" or "1-5"; 1 to 31 of "1,15" or "28-31"; ascending.
 // Throw Failure, kExitUsage.
