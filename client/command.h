@@ -39,6 +39,7 @@ SessionAction defineMetrics(Arguments& app, Options& options);
 SessionAction defineNext(Arguments& app, Options& options);
 SessionAction definePorts(Arguments& app, Options& options);
 SessionAction defineRehearse(Arguments& app, Options& options);
+SessionAction defineOff(Arguments& app, Options& options);
 SessionAction defineOn(Arguments& app, Options& options);
 SessionAction defineReset(Arguments& app, Options& options);
 SessionAction defineScheduleAdd(Arguments& app, Options& options);

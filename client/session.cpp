@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "cli/failure.h"
+#include "cli/lab_clock.h"
 #include "cli/text.h"
 
 namespace {
@@ -145,4 +146,12 @@ View Session::view() {
           systemNow(),     zone_,
           shownZone_,      options_.utc,
           output_.screen()};
+}
+
+void requireMovingClock() {
+  if (!labFolder().empty() && systemSpeed() == 0) {
+    throw Failure(kExitTimedOut,
+                  "the lab stands, and the ports with it: switchsim lab at TIME, or switchsim lab "
+                  "speed 1");
+  }
 }

@@ -111,6 +111,9 @@ class Session {
   std::optional<std::vector<SensorPort>> sensors_;
 };
 
+// For what waits: throws Failure, kExitTimedOut, in a lab that stands.
+void requireMovingClock();
+
 // Carries a command out; its exit status.
 using SessionAction = std::function<int(Session&)>;
 

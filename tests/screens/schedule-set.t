@@ -56,13 +56,33 @@ While a window is open, its end is what switches ports on again: it is asked bef
 
   $ go_to "2026-03-03 21:00"
   $ quorin_poectl schedule delete office </dev/null
-  quorin_poectl: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 may stay off.
+  quorin_poectl: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 stay off.
   Nothing was changed. To do it all the same: -y
   [2]
   $ quorin_poectl schedule delete office -y
-  quorin_poectl: warning: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 may stay off.
+  quorin_poectl: warning: a window of 3 "office" of unit 1 is open since Tue 20:00 (run 1): its ports 1/0/6 stay off.
   deleted 3 "office" of unit 1
   deleted 5 "office (morning after)" of unit 1
+
+Several go together, and a twin with its schedule, named or not. Where one is not there, none goes.
+
+  $ quorin_poectl schedule add a --off 1/0/9 --from 20:00 --to 07:00 --weekly mon-fri --twin >out
+  quorin_poectl: warning: 6 "a" of unit 1: its window is under way and is not begun now: at Wed 07:00 it switches its ports on all the same, and its first whole window begins Wed 20:00.
+  $ quorin_poectl schedule add b --restart 1/0/9 --at 12:00 >out
+  $ quorin_poectl schedule disable a "a (morning after)" b
+  disabled 6 "a" of unit 1: off 20:00-07:00 mon-fri, 1/0/9; never: disabled
+  disabled 7 "a (morning after)" of unit 1: off 00:00-07:00 tue-sat, 1/0/9; never: disabled
+  disabled 8 "b" of unit 1: restart 12:00 daily, 1/0/9; never: disabled
+  $ quorin_poectl schedule enable b 8 --json | json | cut -c 1-60
+  {"changes":[
+  {"schedule":{"unit":1,"scheduleId":8,"name":"b","scheduleTyp
+  $ quorin_poectl schedule delete b c
+  quorin_poectl: no schedule "c". Did you mean a?  See: quorin_poectl schedule list
+  [10]
+  $ quorin_poectl schedule delete b a
+  deleted 8 "b" of unit 1
+  deleted 6 "a" of unit 1
+  deleted 7 "a (morning after)" of unit 1
 
 Others go at once.
 
@@ -81,7 +101,7 @@ Two units may have schedules of one name: then the unit is needed.
   quorin_poectl: units 1 and 2 have a schedule "twin": say which with --unit N.
   [2]
   $ quorin_poectl schedule delete twin --unit 1
-  deleted 6 "twin" of unit 1
+  deleted 9 "twin" of unit 1
 
 What is not there, and what changes nothing.
 
@@ -101,13 +121,13 @@ be taken for an id, or cannot be seen; what is there already stays usable.
   $ quorin_poectl call schedule.create '{"unit":1,"schedule":{"name":"2","scheduleType":"restart",
   > "recurrence":"daily","restartTime":"05:00","offTimeSec":5,"ifNums":[7]}}' >created
   $ quorin_poectl schedule delete 2
-  quorin_poectl: 2 is the id of "cameras" and the name of 8: say which with --id or --name.
+  quorin_poectl: 2 is the id of "cameras" and the name of 11: say which with --id or --name.
   [2]
   $ quorin_poectl schedule show --id 2 | sed -n '1,2p'
   schedule  2 of unit 2
   name      cameras
   $ quorin_poectl schedule rename --name 2 doors
-  changed 8 "doors" of unit 1: restart 05:00 daily, 1/0/7; next restart Wed 05:00, in 8 h
+  changed 11 "doors" of unit 1: restart 05:00 daily, 1/0/7; next restart Wed 05:00, in 8 h
   $ quorin_poectl schedule rename doors 2
   quorin_poectl: "2" is a number, which would be taken for an id: put a letter into the name.
   [2]
@@ -122,12 +142,12 @@ A twin that was changed by itself is told of, and left alone.
 
   $ quorin_poectl schedule add shop --off 1/0/8 --from 20:00 --to 07:00 --weekly sat --twin >out
   $ quorin_poectl schedule set "shop (morning after)" --to 06:00 >out
-  quorin_poectl: warning: 10 "shop (morning after)" of unit 1: fights with 9 "shop" over 1/0/8: at Sun 06:00 one wants off, the other on
+  quorin_poectl: warning: 13 "shop (morning after)" of unit 1: fights with 12 "shop" over 1/0/8: at Sun 06:00 one wants off, the other on
   $ quorin_poectl schedule check shop | sed -n '2,5p'
     ! ends on its own days only (sat): from Sat 20:00 the ports stay off until Sat 2026-03-14 07:00
-      to end it each morning: quorin_poectl schedule set 9 --twin
-    ! its twin 10 "shop (morning after)" no longer fits
-      to mend it: quorin_poectl schedule set 9 --twin
+      to end it each morning: quorin_poectl schedule set 12 --twin
+    ! its twin 13 "shop (morning after)" no longer fits
+      to mend it: quorin_poectl schedule set 12 --twin
   $ quorin_poectl schedule delete shop
-  quorin_poectl: warning: 10 "shop (morning after)" of unit 1 has its twin's name, but does not end it: it stays as it is.
-  deleted 9 "shop" of unit 1
+  quorin_poectl: warning: 13 "shop (morning after)" of unit 1 has its twin's name, but does not end it: it stays as it is.
+  deleted 12 "shop" of unit 1

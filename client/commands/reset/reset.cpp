@@ -1,19 +1,17 @@
 // reset: power-cycles ports, and shows each until it is back. on: switches on those that are off.
-#include <unistd.h>
-
 #include <algorithm>
-#include <csignal>
 #include <cstdint>
-#include <cstdio>
 #include <iterator>
 #include <map>
 
 #include "base/sleep.h"
 #include "cli/confirm.h"
+#include "cli/interrupt.h"
 #include "cli/mapped.h"
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/reset/watched_ports.h"
+#include "client/commands/until.h"
 
 namespace {
 
@@ -31,23 +29,6 @@ struct ResetOptions {
   bool isOneByOne = false;
   bool isAgreed = false;
 };
-
-// The handler may come at any moment: what it says stands ready before.
-char interruptText[512];
-
-void onInterrupt(int) {
-  const ssize_t ignored = write(STDERR_FILENO, interruptText, strnlen(interruptText, 512));
-  (void)ignored;
-  _exit(kExitInterrupted);
-}
-
-void sayWhenInterrupted(const std::string& text) {
-  snprintf(interruptText, sizeof interruptText, "\nquorin_poectl: interrupted: %s\n", text.c_str());
-  struct sigaction action {};
-  action.sa_handler = onInterrupt;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-}
 
 // One unit's part of the reset.
 struct UnitReset {
@@ -134,13 +115,13 @@ std::string whatBecomesOf(const std::vector<Run>& runs, ExitCode why) {
 
 BegunRuns begin(const ResetOptions& given, const std::vector<UnitReset>& units, Session& session) {
   BegunRuns begun;
-  sayWhenInterrupted("the reset may have begun. See: quorin_poectl history");
+  sayWhenInterrupted("quorin_poectl", "the reset may have begun. See: quorin_poectl history");
   for (const UnitReset& reset : units) {
     try {
       const JsonPtr answer = session.daemon().ask("manual.reset", requestOf(given, reset));
       begun.runs.push_back(readRun(answer.get()));
       begun.runs.back().status = "running";
-      sayWhenInterrupted(goesOn(begun.runs));
+      sayWhenInterrupted("quorin_poectl", goesOn(begun.runs));
     } catch (const Failure& failure) {
       if (begun.runs.empty()) {
         throw;
@@ -322,10 +303,7 @@ int runOn(ResetOptions given, Session& session) {
   for (const SensorPort& port : chosenPorts(session.sensors(), session.portsNamed(given.ports))) {
     port.isOff() ? off.push_back(port) : on.push_back(port.ifNum);
   }
-  if (!on.empty()) {
-    session.output().say(session.names().ranges(on) + (on.size() == 1 ? " is" : " are") +
-                         " on: left alone");
-  }
+  sayLeftAlone(on, "on", session);
   given.offTimeMs = kShortestOffTimeMs;
   const View view = session.view();
   if (off.empty()) {
@@ -335,11 +313,17 @@ int runOn(ResetOptions given, Session& session) {
   return conclude(given, carryOut(given, splitByUnit(off), view, session), view, session);
 }
 
-Argument addWaiting(Arguments& app, ResetOptions* given) {
+struct WaitOptions {
+  Argument wait;
+  Argument noWait;
+};
+
+WaitOptions addWaiting(Arguments& app, ResetOptions* given) {
   const Argument wait = app.duration("--wait-power", &given->waitMs,
                                      "how long a port may take from its switch-on [90s]");
-  return app.flag("--no-wait", given->noWait, "do not wait until the ports are back")
-      .excludes(wait);
+  return {
+      wait,
+      app.flag("--no-wait", given->noWait, "do not wait until the ports are back").excludes(wait)};
 }
 
 }  // namespace
@@ -354,7 +338,7 @@ SessionAction defineReset(Arguments& app, Options& options) {
   const auto stagger = std::make_shared<int64_t>(0);
   const Argument staggerOption =
       app.duration("--stagger", stagger.get(), "one port after the other, so far apart");
-  const Argument noWait = addWaiting(app, given.get());
+  const Argument noWait = addWaiting(app, given.get()).noWait;
   app.flag("--one-by-one", given->isOneByOne,
            "each port when the one before is back; ends at the first that does not come back")
       .excludes(staggerOption)
@@ -372,6 +356,14 @@ SessionAction defineOn(Arguments& app, Options& options) {
   const auto given = std::make_shared<ResetOptions>();
   app.add("PORT", given->ports, "ports to switch on; those that are on are left alone").required();
   addUnit(app, options);
-  addWaiting(app, given.get());
-  return [given](Session& session) { return runOn(*given, session); };
+  const auto until = std::make_shared<std::string>();
+  const WaitOptions waiting = addWaiting(app, given.get());
+  app.add("--until", *until, "by a schedule, when they are off again")
+      .named("HH:MM")
+      .excludes(waiting.wait)
+      .excludes(waiting.noWait);
+  return [given, until](Session& session) {
+    return until->empty() ? runOn(*given, session)
+                          : holdUntil(ScheduleType::powerOn, given->ports, *until, session);
+  };
 }

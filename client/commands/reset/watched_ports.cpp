@@ -4,7 +4,6 @@
 
 #include "base/sleep.h"
 #include "cli/failure.h"
-#include "cli/lab_clock.h"
 #include "cli/text.h"
 #include "client/command.h"
 
@@ -176,12 +175,7 @@ void watchPorts(int64_t longestMs, std::vector<Run>* runs, std::vector<WatchedPo
         return;
       }
     }
-    if (!labFolder().empty() && systemSpeed() == 0) {
-      throw Failure(
-          kExitTimedOut,
-          "the lab stands, and the ports with it: switchsim lab at TIME, or switchsim lab "
-          "speed 1");
-    }
+    requireMovingClock();
     if (monotonicMs() >= giveUpMs) {
       throw Failure(kExitTimedOut, "the reset is not over after " + durationText(longestMs));
     }

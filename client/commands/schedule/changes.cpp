@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <map>
 
 #include "cli/confirm.h"
@@ -17,12 +18,13 @@ bool isOpenWindowOf(const Run& run, const Schedule& schedule) {
   return run.scheduleId == schedule.scheduleId && run.scheduleType != ScheduleType::restart;
 }
 
-std::string openWindowText(const Run& run, const Schedule& schedule, const View& view) {
+std::string openWindowText(const Run& run, const Schedule& schedule, WindowFate fate,
+                           const View& view) {
   const std::string since = run.startedAt ? " since " + view.near(*run.startedAt) : "";
   const char* state = schedule.type == ScheduleType::powerOn ? "on" : "off";
   return "a window of " + scheduleTitle(schedule) + " is open" + since + " (run " +
          std::to_string(run.runId) + "): its ports " + view.names.ranges(schedule.ifNums) +
-         " may stay " + state + ".";
+         (fate == WindowFate::stays ? " stay " : " may stay ") + state + ".";
 }
 
 std::string changeLine(const ScheduleChange& change, const View& view) {
@@ -45,12 +47,27 @@ std::string changeLine(const ScheduleChange& change, const View& view) {
          "\n";
 }
 
-JsonPtr changesJson(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
-                    const View& view) {
+// What was done to a schedule, and to its twin.
+struct PairChange {
+  ScheduleChange first;
+  std::optional<ScheduleChange> twin;
+};
+
+JsonPtr changesJson(const PairChange& change, const View& view) {
+  const std::optional<ScheduleChange>& twin = change.twin;
   const bool isTwinChanged = twin && twin->isChange();
-  return jsonObject({{"schedule", scheduleDocument(change.schedule, view)},
+  return jsonObject({{"schedule", scheduleDocument(change.first.schedule, view)},
                      {"twin", twin ? scheduleDocument(twin->schedule, view) : JsonValue("")},
-                     {"changed", change.isChange() || isTwinChanged}});
+                     {"changed", change.first.isChange() || isTwinChanged}});
+}
+
+// For a failure after them.
+std::string doneText(const std::vector<PairChange>& done) {
+  std::string text;
+  for (const PairChange& each : done) {
+    text += scheduleTitle(each.first.schedule) + " was " + each.first.verb + ". ";
+  }
+  return text;
 }
 
 bool isUnderWay(const Schedule& schedule, const View& view) {
@@ -100,6 +117,33 @@ void warnAfter(const std::vector<Schedule>& changed, Session& session) {
   }
 }
 
+void showAll(const std::vector<PairChange>& changes, Session& session,
+             const std::function<JsonPtr(const View&)>& document) {
+  const View view = session.view();
+  const auto text = [&] {
+    std::string lines;
+    for (const PairChange& each : changes) {
+      lines += changeLine(each.first, view) + (each.twin ? changeLine(*each.twin, view) : "");
+    }
+    return lines;
+  };
+  session.print(text, [&] { return document(view); });
+
+  std::vector<Schedule> changed;
+  for (const PairChange& pair : changes) {
+    for (const ScheduleChange& each : {pair.first, pair.twin.value_or(pair.first)}) {
+      if (each.isChange()) {
+        changed.push_back(each.schedule);
+      }
+    }
+    const std::string note = openWindowNote(pair.first, view);
+    if (!note.empty()) {
+      session.output().warn(note);
+    }
+  }
+  warnOfChanged(changed, session);
+}
+
 }  // namespace
 
 std::string scheduleTitle(const Schedule& schedule) {
@@ -107,7 +151,8 @@ std::string scheduleTitle(const Schedule& schedule) {
          std::to_string(schedule.unit);
 }
 
-void confirmOpenWindows(const std::vector<Schedule>& touched, bool isYes, Session& session) {
+void confirmOpenWindows(const std::vector<Schedule>& touched, WindowFate fate, bool isYes,
+                        Session& session) {
   std::map<int32_t, std::vector<Run>> openRuns;  // by unit, each asked once
   std::vector<std::string> reasons;
   for (const Schedule& schedule : touched) {
@@ -116,7 +161,7 @@ void confirmOpenWindows(const std::vector<Schedule>& touched, bool isYes, Sessio
     }
     for (const Run& run : openRuns[schedule.unit]) {
       if (isOpenWindowOf(run, schedule)) {
-        reasons.push_back(openWindowText(run, schedule, session.view()));
+        reasons.push_back(openWindowText(run, schedule, fate, session.view()));
       }
     }
   }
@@ -140,12 +185,50 @@ const Schedule* twinToCarry(const std::vector<Schedule>& all, const Schedule& sc
   return nullptr;
 }
 
-std::vector<Schedule> withTwin(const Schedule& schedule, const Schedule* twin) {
-  std::vector<Schedule> both{schedule};
-  if (twin != nullptr) {
-    both.push_back(*twin);
+std::vector<ScheduleAndTwin> withTwins(const std::vector<const Schedule*>& chosen,
+                                       const std::vector<Schedule>& all, Session& session) {
+  std::vector<ScheduleAndTwin> pairs;
+  for (const Schedule* schedule : chosen) {
+    pairs.push_back({schedule, twinToCarry(all, *schedule, session)});
   }
-  return both;
+  const auto goesAlong = [&](const ScheduleAndTwin& each) {
+    return std::any_of(pairs.begin(), pairs.end(),
+                       [&](const ScheduleAndTwin& other) { return other.twin == each.schedule; });
+  };
+  std::vector<ScheduleAndTwin> once;
+  std::copy_if(pairs.begin(), pairs.end(), std::back_inserter(once),
+               [&](const ScheduleAndTwin& each) { return !goesAlong(each); });
+  return once;
+}
+
+void confirmAll(const std::vector<ScheduleAndTwin>& chosen, bool isYes, Session& session) {
+  std::vector<Schedule> touched;
+  for (const ScheduleAndTwin& each : chosen) {
+    touched.push_back(*each.schedule);
+    if (each.twin != nullptr) {
+      touched.push_back(*each.twin);
+    }
+  }
+  confirmOpenWindows(touched, WindowFate::stays, isYes, session);
+}
+
+void changeAll(const std::vector<ScheduleAndTwin>& chosen,
+               const std::function<ScheduleChange(const Schedule&)>& change, Session& session) {
+  std::vector<PairChange> done;
+  for (const ScheduleAndTwin& each : chosen) {
+    try {
+      const ScheduleChange first = change(*each.schedule);
+      const auto changeTwin = [&] { return change(*each.twin); };
+      done.push_back({first, changedTwin(each.twin != nullptr, first, changeTwin)});
+    } catch (const Failure& failure) {
+      throw Failure(failure.status(), doneText(done) + failure.what());
+    }
+  }
+  showAll(done, session, [&](const View& view) {
+    return jsonObject({{"changes", jsonArray(done, [&](const PairChange& each) {
+                          return changesJson(each, view);
+                        })}});
+  });
 }
 
 std::optional<ScheduleChange> changedTwin(bool hasTwin, const ScheduleChange& done,
@@ -177,21 +260,8 @@ void requireUnchanged(const std::vector<Schedule>& read, Session& session) {
 
 void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session) {
-  const View view = session.view();
-  session.print([&] { return changeLine(change, view) + (twin ? changeLine(*twin, view) : ""); },
-                [&] { return changesJson(change, twin, view); });
-
-  std::vector<Schedule> changed;
-  for (const ScheduleChange& each : {change, twin.value_or(change)}) {
-    if (each.isChange()) {
-      changed.push_back(each.schedule);
-    }
-  }
-  const std::string note = openWindowNote(change, view);
-  if (!note.empty()) {
-    session.output().warn(note);
-  }
-  warnOfChanged(changed, session);
+  const PairChange both{change, twin};
+  showAll({both}, session, [&](const View& view) { return changesJson(both, view); });
 }
 
 void warnOfChanged(std::vector<Schedule> changed, Session& session) {

@@ -1,28 +1,45 @@
-// schedule delete: a schedule, and its twin.
+// schedule delete: schedules, and their twins; or all whose dates are over.
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
 #include "client/commands/schedule/schedule_word.h"
-#include "forecast/check.h"
+#include "forecast/firings.h"
+#include "forecast/twin.h"
 
 namespace {
 
 struct DeleteOptions {
-  ScheduleWord schedule;
+  ManyScheduleWords schedules;
+  bool isEnded = false;
   bool isYes = false;
 };
 
+// The last night of a schedule goes on in its twin: the two go when both are over.
+std::vector<const Schedule*> endedOf(const std::vector<Schedule>& all, Session& session) {
+  const TickTime today = session.zone().tickAt(session.now());
+  std::vector<const Schedule*> ended;
+  for (const Schedule& schedule : all) {
+    const Schedule* twin = twinNamed(all, schedule);
+    if (areDatesOver(schedule, today) && (twin == nullptr || areDatesOver(*twin, today))) {
+      ended.push_back(&schedule);
+    }
+  }
+  return ended;
+}
+
 int runScheduleDelete(const DeleteOptions& given, Session& session) {
   const std::vector<Schedule> all = session.schedules();
-  const Schedule& schedule = given.schedule.find(all, session.options().unit);
-  const Schedule* twin = twinToCarry(all, schedule, session);
-  confirmOpenWindows(withTwin(schedule, twin), given.isYes, session);
-  deleteSchedule(session.daemon(), schedule);
-  const ScheduleChange change{"deleted", schedule};
-  const auto deleteTwin = [&]() -> ScheduleChange {
-    deleteSchedule(session.daemon(), *twin);
-    return {"deleted", *twin};
+  const std::vector<const Schedule*> meant =
+      given.isEnded ? endedOf(all, session) : given.schedules.find(all, session.options().unit);
+  if (given.isEnded && meant.empty()) {
+    session.output().say("there is no schedule whose dates are over");
+  }
+  const std::vector<ScheduleAndTwin> chosen = withTwins(meant, all, session);
+  confirmAll(chosen, given.isYes, session);
+  const auto change = [&](const Schedule& each) -> ScheduleChange {
+    deleteSchedule(session.daemon(), each);
+    return {"deleted", each};
   };
-  showChanges(change, changedTwin(twin != nullptr, change, deleteTwin), session);
+  changeAll(chosen, change, session);
   return kExitDone;
 }
 
@@ -30,7 +47,13 @@ int runScheduleDelete(const DeleteOptions& given, Session& session) {
 
 SessionAction defineScheduleDelete(Arguments& app, Options&) {
   const auto given = std::make_shared<DeleteOptions>();
-  addScheduleWord(app, &given->schedule, "number or name").required();
-  app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
+  addScheduleWords(app, &given->schedules);
+  app.flag("--ended", given->isEnded, "all whose last date is past");
+  app.flag("-y,--yes", given->isYes, "do not ask when a window of one is open");
+  app.refuse([given] {
+    return given->isEnded == given->schedules.texts.empty()
+               ? ""
+               : "which schedules? Name some, or those whose dates are over with --ended";
+  });
   return [given](Session& session) { return runScheduleDelete(*given, session); };
 }

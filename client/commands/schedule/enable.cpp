@@ -1,13 +1,12 @@
-// schedule enable, schedule disable: a schedule, and its twin.
+// schedule enable, schedule disable: schedules, and their twins.
 #include "client/command.h"
 #include "client/commands/schedule/changes.h"
 #include "client/commands/schedule/schedule_word.h"
-#include "forecast/check.h"
 
 namespace {
 
 struct EnableOptions {
-  ScheduleWord schedule;
+  ManyScheduleWords schedules;
   bool isYes = false;
 };
 
@@ -21,22 +20,21 @@ ScheduleChange store(Schedule schedule, bool isEnabled, Session& session) {
 
 int runScheduleEnable(const EnableOptions& given, bool isEnabled, Session& session) {
   const std::vector<Schedule> all = session.schedules();
-  const Schedule& schedule = given.schedule.find(all, session.options().unit);
-  const Schedule* twin = twinToCarry(all, schedule, session);
+  const std::vector<ScheduleAndTwin> chosen =
+      withTwins(given.schedules.find(all, session.options().unit), all, session);
   if (!isEnabled) {
-    confirmOpenWindows(withTwin(schedule, twin), given.isYes, session);
+    confirmAll(chosen, given.isYes, session);
   }
-  const ScheduleChange change = store(schedule, isEnabled, session);
-  const auto storeTwin = [&] { return store(*twin, isEnabled, session); };
-  showChanges(change, changedTwin(twin != nullptr, change, storeTwin), session);
+  const auto change = [&](const Schedule& each) { return store(each, isEnabled, session); };
+  changeAll(chosen, change, session);
   return kExitDone;
 }
 
 SessionAction define(Arguments& app, bool isEnabled) {
   const auto given = std::make_shared<EnableOptions>();
-  addScheduleWord(app, &given->schedule, "number or name").required();
+  addScheduleWords(app, &given->schedules).required();
   if (!isEnabled) {
-    app.flag("-y,--yes", given->isYes, "do not ask when a window of it is open");
+    app.flag("-y,--yes", given->isYes, "do not ask when a window of one is open");
   }
   return [given, isEnabled](Session& session) {
     return runScheduleEnable(*given, isEnabled, session);

@@ -84,7 +84,7 @@ int runScheduleSet(const SetOptions& given, Session& session) {
   if (presentTwin != nullptr && (!wantedOther || !isSameSchedule(*wantedOther, *presentTwin))) {
     touched.push_back(*presentTwin);
   }
-  confirmOpenWindows(touched, given.isYes, session);
+  confirmOpenWindows(touched, WindowFate::mayStay, given.isYes, session);
   requireUnchanged(touched, session);
 
   const ScheduleChange change = store(wanted, &present, session);

@@ -209,7 +209,7 @@ void confirmAll(const ImportPlan& plan, bool isYes, Session& session) {
       touched.push_back(*each.before);
     }
   }
-  confirmOpenWindows(touched, isYes, session);
+  confirmOpenWindows(touched, WindowFate::mayStay, isYes, session);
   requireUnchanged(touched, session);
 }
 
