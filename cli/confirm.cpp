@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "cli/failure.h"
+#include "cli/output.h"
 
 namespace {
 
@@ -26,7 +27,8 @@ void confirm(const std::string& reason, bool isYes) {
   if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0) {
     throw Failure(kExitUsage, reason + "\nNothing was changed. To do it all the same: -y");
   }
-  fprintf(stderr, "%s\nGo on? [y/N] ", reason.c_str());
+  tell(reason);
+  fputs("Go on? [y/N] ", stderr);
   if (!isAnsweredYes()) {
     throw Failure(kExitNotAsWished, "nothing was changed");
   }

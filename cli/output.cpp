@@ -16,9 +16,15 @@
 
 namespace {
 
-size_t terminalColumns() {
+constexpr size_t kTellIndent = 2;
+
+// 0: no terminal.
+size_t terminalColumns(int descriptor) {
+  if (isatty(descriptor) == 0) {
+    return 0;
+  }
   winsize size{};
-  const bool isTold = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  const bool isTold = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
   return isTold ? size.ws_col : 80;
 }
 
@@ -38,7 +44,7 @@ Screen screenOfStdout(ColorMode mode) {
   Screen screen;
   screen.utf8 = strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
   screen.color = wantsColor(mode, isTerminal);
-  screen.columns = isTerminal ? terminalColumns() : 0;
+  screen.columns = terminalColumns(STDOUT_FILENO);
   return screen;
 }
 
@@ -69,6 +75,10 @@ std::string redrawn(const std::string& text, size_t rows, size_t columns, const 
   return kClearScreen + joined(lines, "\n") + "\n" + rest + "\n";
 }
 
+void tell(const std::string& text) {
+  fprintf(stderr, "%s\n", wrapped(text, terminalColumns(STDERR_FILENO), kTellIndent).c_str());
+}
+
 void printNow(const std::string& text) {
   const Output output(Screen{}, false);
   output.print(text);
@@ -91,7 +101,7 @@ void Output::printJsonLine(const JsonPtr& document) const {
 
 void Output::say(const std::string& line) const {
   if (!quiet_) {
-    fprintf(stderr, "%s\n", line.c_str());
+    tell(line);
   }
 }
 

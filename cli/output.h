@@ -20,6 +20,9 @@ size_t terminalRows();
 // see it. A window of less than three rows is given all.
 std::string redrawn(const std::string& text, size_t rows, size_t columns, const char* toSeeAll);
 
+// To stderr, with a line end; on a terminal wrapped at words.
+void tell(const std::string& text);
+
 // To stdout, at once. Throws Failure where it cannot be written.
 void printNow(const std::string& text);
 
@@ -34,7 +37,7 @@ class Output {
   void printJson(const JsonPtr& document) const;
   // One line always, written at once: for commands that watch.
   void printJsonLine(const JsonPtr& document) const;
-  // One line on stderr, both silenced by -q.
+  // To stderr as tell does, both silenced by -q.
   void say(const std::string& line) const;
   void warn(const std::string& line) const;
   // Throws Failure when what was printed could not be written.

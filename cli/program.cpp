@@ -68,7 +68,7 @@ std::string mistakeText(const ParsedLine& parsed, const std::vector<CommandWords
 
 int fail(ExitCode status, const std::string& text) {
   fflush(stdout);
-  fprintf(stderr, "%s: %s\n", program_invocation_short_name, text.c_str());
+  tell(std::string(program_invocation_short_name) + ": " + text);
   return status;
 }
 

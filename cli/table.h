@@ -29,13 +29,22 @@ struct Cell {
 
 enum class Align { left, right };
 
+// What becomes of a column where the screen is too narrow for the row.
+enum class Fit {
+  whole,        // it is cut where the screen ends
+  yields,       // it becomes narrower, before all others
+  yieldsLater,  // when those are as narrow as they can be
+  wraps,        // as the last one: it is wrapped at words
+};
+
 struct Column {
   std::string title;
   Align align = Align::left;
+  Fit fit = Fit::whole;
 };
 
 // Columns as wide as needed and two blanks apart, no blanks at the end of a line; a column without
-// any text in its rows is left out. Texts are escaped.
+// any text in its rows is left out. Texts are escaped. Notes are wrapped.
 class Table {
  public:
   explicit Table(std::vector<Column> columns) : columns_(std::move(columns)) {}
@@ -46,8 +55,7 @@ class Table {
   void note(const std::string& line, Tint tint = Tint::plain);
   bool empty() const { return lines_.empty(); }
 
-  // Titles (none when every title is empty) and rows, each with its line end; lines are cut to the
-  // screen's columns.
+  // Titles (none when every title is empty) and rows, each with its line end.
   std::string text(const Screen& screen) const;
 
  private:
@@ -55,7 +63,8 @@ class Table {
     std::vector<Cell> cells;
     bool isNote = false;
   };
-  std::vector<size_t> widths() const;
+  std::vector<size_t> widths(const Screen& screen) const;
+  void narrow(Fit fit, size_t columns, std::vector<size_t>* widths) const;
   std::string rowText(const std::vector<Cell>& cells, const std::vector<size_t>& widths,
                       const Screen& screen) const;
 

@@ -75,6 +75,32 @@ size_t distance(std::string_view a, std::string_view b) {
   return table[a.size()][b.size()];
 }
 
+std::string withoutBlanksBehind(const std::string& text) {
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+// Where a line that is too wide is to be broken; 0 for one that fits, or cannot be broken.
+size_t breakOf(const std::string& line, size_t columns) {
+  if (displayWidth(line) <= columns) {
+    return 0;
+  }
+  const size_t first = line.find_first_not_of(' ');
+  if (first == std::string::npos) {
+    return 0;
+  }
+  const size_t fits = cutToWidth(line, columns).size();
+  const size_t blank = line.rfind(' ', fits);
+  if (blank != std::string::npos && blank > first) {
+    return blank;
+  }
+  const size_t comma = line.rfind(',', fits - 1);
+  if (comma != std::string::npos && comma > first) {
+    return comma + 1;
+  }
+  const size_t next = line.find(' ', fits);
+  return next == std::string::npos ? 0 : next;
+}
+
 }  // namespace
 
 std::string escaped(std::string_view text) {
@@ -129,6 +155,23 @@ std::string cutToWidth(std::string_view text, size_t columns) {
     bytes += character.bytes;
   }
   return std::string(text.substr(0, bytes));
+}
+
+std::string wrapped(const std::string& text, size_t columns, size_t indent) {
+  if (columns == 0) {
+    return text;
+  }
+  std::vector<std::string> lines;
+  for (const std::string& line : splitAt(text, '\n')) {
+    const std::string lead(std::min(line.find_first_not_of(' '), line.size()) + indent, ' ');
+    std::string rest = line;
+    while (const size_t end = breakOf(rest, columns)) {
+      lines.push_back(withoutBlanksBehind(rest.substr(0, end)));
+      rest = lead + rest.substr(std::min(rest.find_first_not_of(' ', end), rest.size()));
+    }
+    lines.push_back(rest);
+  }
+  return joined(lines, "\n");
 }
 
 std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {

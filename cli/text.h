@@ -27,6 +27,11 @@ size_t displayWidth(std::string_view text);
 // The longest beginning of valid UTF-8 that takes at most so many columns.
 std::string cutToWidth(std::string_view text, size_t columns);
 
+// Each line of the text broken at blanks, or where there is none behind a comma, into lines of at
+// most so many columns. Those that follow begin with the line's own blanks and with indent more.
+// What cannot be broken stays whole. columns 0: as it is.
+std::string wrapped(const std::string& text, size_t columns, size_t indent = 0);
+
 // The candidate that the word was most likely meant to be: at most a third of its letters, rounded
 // up, wrong, missing, too many or swapped with a neighbour. Empty when there is none.
 std::string nearest(std::string_view word, const std::vector<std::string>& candidates);

@@ -227,8 +227,10 @@ std::string rehearsalText(const Rehearsal& rehearsal, const RehearsalReport& rep
   }
   text += "\n";
   for (const Finding& finding : report.findings) {
-    text += "  " + findingText(finding, rehearsal, source, view) + "; " +
-            findingAdvice(finding, rehearsal, source, view) + "\n";
+    text += wrapped("  " + findingText(finding, rehearsal, source, view) + "; " +
+                        findingAdvice(finding, rehearsal, source, view),
+                    view.screen.columns, 2) +
+            "\n";
   }
   return text;
 }

@@ -88,7 +88,7 @@ Fields<Run> runFields(const View& view) {
   fields.column({"UNIT", Align::right}, [](Row run) { return std::to_string(run.unit); });
   fields.column({"STARTED"}, [&](Row run) { return view.moment(run.startedAt); });
   fields.column({"TOOK"}, [&](Row run) { return tookText(run, view); });
-  fields.column({"WHAT"}, titleOf);
+  fields.column({"WHAT", Align::left, Fit::yields}, titleOf);
   fields.column({"ACTION"}, actionOf);
   fields.column({"RESULT"}, resultCell);
   fields.column({"PORTS"}, portsText);
@@ -126,20 +126,23 @@ Fields<PortStep> stepFields(const View& view, bool isOfMany) {
   fields.both("ifNum", {"PORT"}, &PortStep::ifNum,
               [&](Row step) { return names.name(step.ifNum); });
   fields.member("name", [&](Row step) { return names.nameOrEmpty(step.ifNum); });
-  fields.text("label", {"LABEL"}, [&](Row step) { return names.labelOrEmpty(step.ifNum); });
+  fields.text("label", {"LABEL", Align::left, Fit::yields},
+              [&](Row step) { return names.labelOrEmpty(step.ifNum); });
   if (isOfMany) {
     fields.column({"RUN", Align::right}, [](Row step) { return std::to_string(step.run->runId); });
     fields.column({"STARTED"}, [&](Row step) { return view.moment(step.run->startedAt); });
     fields.column({"TOOK"}, [&](Row step) { return tookText(*step.run, view); });
-    fields.column({"WHAT"}, [](Row step) { return titleOf(*step.run); });
+    fields.column({"WHAT", Align::left, Fit::yields}, [](Row step) { return titleOf(*step.run); });
     fields.column({"ACTION"}, [](Row step) { return actionOf(*step.run); });
   }
   fields.both(
       "status", {isOfMany ? "PORT'S RESULT" : "RESULT"}, [](Row step) { return step.status.text; },
       [](Row step) { return Cell(step.status.text, tintOf(step)); });
-  fields.both("errorMessage", {"WHY"}, &PortStep::errorMessage, [isOfMany](Row step) {
-    return isOfMany && step.errorMessage.empty() ? step.run->errorMessage : step.errorMessage;
-  });
+  fields.both("errorMessage", {"WHY", Align::left, Fit::wraps}, &PortStep::errorMessage,
+              [isOfMany](Row step) {
+                return isOfMany && step.errorMessage.empty() ? step.run->errorMessage
+                                                             : step.errorMessage;
+              });
   return fields;
 }
 
@@ -161,7 +164,7 @@ JsonPtr runJson(const Run& run, RunDetail detail, const View& view) {
 std::string runText(const Run& run, const View& view) {
   const std::string schedule =
       run.scheduleId ? " (schedule " + std::to_string(*run.scheduleId) + ")" : "";
-  Table head({{""}, {""}});
+  Table head({{""}, {"", Align::left, Fit::wraps}});
   const auto line = [&head](const char* title, const Cell& text) {
     head.row({{title, Tint::faint}, text});
   };

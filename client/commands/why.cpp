@@ -16,6 +16,7 @@ constexpr int64_t kKeptSec = int64_t{30} * 24 * 3600;
 // So many runs of the port before and after the moment tell what was around it.
 constexpr size_t kRunsBefore = 20;
 constexpr size_t kRunsAfter = 10;
+constexpr size_t kIndent = 2;
 constexpr size_t kMaxAsked = 1000;  // each is a request
 
 using State = PortAccount::State;
@@ -108,7 +109,7 @@ std::string onToComeText(const Firing& on, const PortEvent* last) {
 
 std::string eventsText(const PortAccount& account, const std::optional<Firing>& on,
                        const View& view) {
-  Table table({{""}, {""}});
+  Table table({{""}, {"", Align::left, Fit::wraps}});
   const PortEvent* last = nullptr;
   for (const PortEvent* event : account.events()) {
     const bool isSameRun = last != nullptr && last->run.runId == event->run.runId;
@@ -122,9 +123,11 @@ std::string eventsText(const PortAccount& account, const std::optional<Firing>& 
   if (on) {
     table.row({view.moment(on->at), onToComeText(*on, last)});
   }
+  Screen inner = view.screen;
+  inner.columns -= std::min(inner.columns, kIndent);
   std::string text;
-  for (const std::string& line : splitAt(table.text(view.screen), '\n')) {
-    text += line.empty() ? "" : "  ";
+  for (const std::string& line : splitAt(table.text(inner), '\n')) {
+    text += std::string(line.empty() ? 0 : kIndent, ' ');
     text += line + (line.empty() ? "" : "\n");
   }
   return text;
@@ -304,10 +307,12 @@ std::string whyText(const WhyQuestion& question, const View& view) {
   const std::vector<PortEvent> timeline = timelineOf(question, view);
   const PortAccount account = accountOf(timeline, question.at, question.sensor);
   const std::optional<Firing> on = onToCome(question, account, timeline, view);
+  const std::string rest =
+      notes(question, account, timeline, on, view) +
+      "Not known here: what somebody did with the switch's own CLI, and anything before " +
+      view.day(view.systemNow - kKeptSec) + ".\n";
   return headline(question, account, view) + "\n" + eventsText(account, on, view) +
-         notes(question, account, timeline, on, view) +
-         "Not known here: what somebody did with the switch's own CLI, and anything before " +
-         view.day(view.systemNow - kKeptSec) + ".\n";
+         wrapped(rest, view.screen.columns, kIndent);
 }
 
 SessionAction defineWhy(Arguments& app, Options& options) {

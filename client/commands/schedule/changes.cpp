@@ -125,7 +125,7 @@ void showAll(const std::vector<PairChange>& changes, Session& session,
     for (const PairChange& each : changes) {
       lines += changeLine(each.first, view) + (each.twin ? changeLine(*each.twin, view) : "");
     }
-    return lines;
+    return wrapped(lines, view.screen.columns, 2);
   };
   session.print(text, [&] { return document(view); });
 

@@ -37,8 +37,11 @@ std::string checkText(const std::vector<CheckedSchedule>& checked, const Screen&
   for (const CheckedSchedule& each : checked) {
     text += isWarned(each) ? titleOf(each.schedule) + "\n" : "";
     for (const ScheduleWarning& warning : each.warnings) {
-      text += "  " + tinted("! " + escaped(warning.text), Tint::warning, screen) + "\n";
-      text += warning.advice.empty() ? "" : "    " + escaped(warning.advice) + "\n";
+      const std::string line = wrapped("  ! " + escaped(warning.text), screen.columns, 2);
+      text += tinted(line, Tint::warning, screen) + "\n";
+      text += warning.advice.empty()
+                  ? ""
+                  : wrapped("    " + escaped(warning.advice), screen.columns, 2) + "\n";
     }
   }
   const auto warned = std::count_if(checked.begin(), checked.end(), isWarned);

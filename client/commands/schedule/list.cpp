@@ -39,10 +39,13 @@ Fields<ScheduleRow> columnsOf(const View& view) {
   fields.column({"UNIT", Align::right}, [](Row row) { return std::to_string(row.schedule.unit); });
   fields.column({"ID", Align::right},
                 [](Row row) { return std::to_string(row.schedule.scheduleId); });
-  fields.column({"NAME"}, [](Row row) { return row.schedule.name.c_str(); });
+  fields.column({"NAME", Align::left, Fit::yields},
+                [](Row row) { return row.schedule.name.c_str(); });
   fields.column({"ACTION"}, [](Row row) { return actionText(row.schedule); });
-  fields.column({"PORTS"}, [&](Row row) { return view.names.ranges(row.schedule.ifNums); });
-  fields.column({"DAYS"}, [](Row row) { return daysText(row.schedule); });
+  fields.column({"PORTS", Align::left, Fit::yieldsLater},
+                [&](Row row) { return view.names.ranges(row.schedule.ifNums); });
+  fields.column({"DAYS", Align::left, Fit::yieldsLater},
+                [](Row row) { return daysText(row.schedule); });
   fields.column({"NEXT"}, [&](Row row) { return nextCell(row, view); });
   fields.column({"LEFT"},
                 [&](Row row) { return row.next ? secondsText(row.next->at - view.now()) : ""; });

@@ -23,7 +23,7 @@ std::string paceText(const Schedule& schedule) {
 }
 
 std::string scheduleText(const Schedule& schedule, const View& view) {
-  Table table({{""}, {""}});
+  Table table({{""}, {"", Align::left, Fit::wraps}});
   const auto line = [&table](const char* title, const std::string& text) {
     table.row({{title, Tint::faint}, text});
   };

@@ -280,7 +280,7 @@ SiteConfig askSiteConfig(Session& session) {
 
 std::string differencesText(const std::vector<Difference>& differences, const PortNames& names,
                             const Screen& screen) {
-  Table table({{""}, {""}, {""}, {""}, {""}});
+  Table table({{""}, {""}, {""}, {""}, {"", Align::left, Fit::wraps}});
   for (const Difference& each : differences) {
     if (each.kind != Kind::same) {
       table.row(cellsOf(each, names));
