@@ -82,8 +82,11 @@ class Patience {
                         (isChange(method_) ? "this is done" : "the answer comes") +
                         " once it goes on: switchsim lab at TIME, or switchsim lab speed 1");
     }
-    if (method_.rfind("schedule.", 0) == 0 && say_) {
-      say_("waiting: the daemon is switching ports of a schedule");
+    if (say_) {
+      const bool mayBeSwept = method_.rfind("schedule.", 0) == 0;
+      say_(std::string("waiting for the daemon") +
+           (mayBeSwept ? ", which may be switching ports of a schedule" : "") + ": up to " +
+           durationText(timeoutMs_ - kNoticeMs) + " more (--timeout)");
     }
   }
   [[noreturn]] void fail() const {

@@ -1,7 +1,10 @@
 #include "client/app.h"
 
+#include <unistd.h>
+
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/diagnosis/status_check.h"
 
 namespace {
 
@@ -9,7 +12,8 @@ constexpr const char* kFooter =
     "PORT is an ifNum (5), a name (1/0/5), a range (1/0/1-4), a label, or several with commas.\n"
     "Exit status: 0 done, 1 carried out but not as wished, 2 wrong usage, 4 the daemon answered "
     "with an error, 5 not permitted, 6 timed out, 8 no daemon answered, 10 no such port, schedule, "
-    "unit or run, 130 interrupted.\n"
+    "unit or run, 130 interrupted. status --check has those of monitoring plugins: 0 fine, 1 "
+    "warning, 2 critical, 3 unknown.\n"
     "Example: quorin_poectl ports 1/0/1-4";
 
 void addColorOption(const Arguments& top, Options* options) {
@@ -36,10 +40,17 @@ void addCommonOptions(const Arguments& top, Options* options) {
   top.flag("-q,--quiet", options->quiet, "no progress and no warnings");
 }
 
+// Who reads a file of messages is not waiting.
+void sayToPerson(const std::string& text, const Output& output) {
+  if (isatty(STDERR_FILENO) != 0) {
+    output.say(text);
+  }
+}
+
 int carryOut(const SessionAction& action, const Options& options) {
   const Output output(screenOfStdout(options.color), options.quiet);
   SocketDaemon daemon(options.socketPath, options.timeoutMs,
-                      [&output](const std::string& text) { output.say(text); });
+                      [&output](const std::string& text) { sayToPerson(text, output); });
   Session session(options, daemon, output);
   const int status = action(session);
   output.flush();
@@ -71,5 +82,9 @@ Program clientProgram(Options* options) {
 }
 
 int runClient(int argc, const char* const* argv, Options options) {
+  if (isStatusCheck(argc, argv)) {
+    options.quiet = true;
+    return runStatusCheck([&] { return clientProgram(&options).run(argc, argv); });
+  }
   return runProgram([&options] { return clientProgram(&options); }, argc, argv);
 }

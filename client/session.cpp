@@ -69,7 +69,10 @@ const PortNames& Session::names() {
   return *names_;
 }
 
-std::vector<int32_t> Session::units() const {
+std::vector<int32_t> Session::units() {
+  if (options_.unit && !std::exchange(isUnitChecked_, true)) {
+    requireUnit();
+  }
   if (options_.unit) {
     return {*options_.unit};
   }
@@ -104,17 +107,38 @@ std::vector<Schedule> Session::schedules() {
   return ofUnits(units(), [this](int32_t unit) { return askSchedules(daemon_, unit); });
 }
 
-SwitchTime Session::now() {
+void Session::requireUnit() try {
+  if (!sensors().empty() || !schedules().empty() ||
+      askRunPage(daemon_, *options_.unit, 1, 1).total > 0) {
+    return;
+  }
+  throw Failure(kExitNoSuch, "unit " + std::to_string(*options_.unit) +
+                                 " has no PoE ports, or is not there. See: quorin_poectl ports");
+} catch (const DaemonError&) {  // the switch does not answer the daemon: nothing is known
+}
+
+std::optional<SwitchClock> Session::switchClock() {
   SwitchLibrary* switchLibrary = library();
   (void)zone_.at(0);  // the library may go by TZ, which another zone has been in
-  const std::optional<SwitchClock> clock =
-      switchLibrary != nullptr ? switchLibrary->clock() : std::nullopt;
+  return switchLibrary != nullptr ? switchLibrary->clock() : std::nullopt;
+}
+
+SwitchTime Session::now() {
+  const std::optional<SwitchClock> clock = switchClock();
   warnIfSilent();
   if (!clock) {
     return SwitchTime(systemNow());
   }
-  checkClock(*clock);
+  const std::string trouble = troubleOf(*clock);
+  if (!trouble.empty() && !std::exchange(isClockChecked_, true)) {
+    output_.warn(trouble);
+  }
   return SwitchTime(zone_.instantNear(clock->local, systemNow()));
+}
+
+std::string Session::clockTrouble() {
+  const std::optional<SwitchClock> clock = switchClock();
+  return clock ? troubleOf(*clock) : library() ? "the switch does not tell its time" : "";
 }
 
 void Session::warnIfSilent() {
@@ -123,22 +147,21 @@ void Session::warnIfSilent() {
   }
 }
 
-void Session::checkClock(const SwitchClock& clock) {
-  if (std::exchange(isClockChecked_, true)) {
-    return;
-  }
+std::string Session::troubleOf(const SwitchClock& clock) {
   const SystemTime here = systemNow();
   const int64_t difference = zone_.instantNear(clock.local, here) - here;
   const auto offsetMin = static_cast<int32_t>(zone_.at(here).tm_gmtoff / kSecPerMin);
   if (std::abs(difference) > kMaxClockDifferenceSec) {
-    output_.warn("the switch's clock says " + momentText(here + difference, zone_) +
-                 ", this system's says " + momentText(here, zone_) +
-                 ": schedules go by the switch's clock. Is TZ the switch's zone?");
-  } else if (clock.zoneOffsetMin != offsetMin) {
-    output_.warn("the switch's zone is " + std::to_string(clock.zoneOffsetMin) +
-                 " min from UTC, TZ's is " + std::to_string(offsetMin) +
-                 " min: set TZ to the switch's zone.");
+    return "the switch's clock says " + momentText(here + difference, zone_) +
+           ", this system's says " + momentText(here, zone_) +
+           ": schedules go by the switch's clock. Is TZ the switch's zone?";
   }
+  if (clock.zoneOffsetMin != offsetMin) {
+    return "the switch's zone is " + std::to_string(clock.zoneOffsetMin) +
+           " min from UTC, TZ's is " + std::to_string(offsetMin) +
+           " min: set TZ to the switch's zone.";
+  }
+  return "";
 }
 
 View Session::view() {

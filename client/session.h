@@ -80,12 +80,15 @@ class Session {
   std::vector<PoePort> portsNamed(const std::vector<std::string>& words);
   // All schedules of the units 1 to 8, or of --unit, asked anew.
   std::vector<Schedule> schedules();
-  // 1 to 8, or --unit alone.
-  std::vector<int32_t> units() const;
+  // 1 to 8, or --unit alone. Throws Failure, kExitNoSuch, for one that has no PoE ports and of
+  // which the daemon has neither schedules nor runs: what has left the stack can be looked at.
+  std::vector<int32_t> units();
 
   // The switch's time: its clock's local time as the daemon reads it, in zone(). Without the
   // library, this system's. Warns once where the switch's clock and TZ disagree.
   SwitchTime now();
+  // What is wrong with the switch's clock; empty for nothing.
+  std::string clockTrouble();
   // The daemon's zone, by which schedules go: TZ.
   const Zone& zone() const { return zone_; }
   // The zone that times are shown in: that of --utc, else zone().
@@ -96,14 +99,17 @@ class Session {
  private:
   SwitchLibrary* library();
   void warnIfSilent();
-  void checkClock(const SwitchClock& clock);
+  std::string troubleOf(const SwitchClock& clock);
+  std::optional<SwitchClock> switchClock();
 
   const Options& options_;
   Daemon& daemon_;
   const Output& output_;
   Zone zone_;
   Zone shownZone_;
+  void requireUnit();
   bool isOpened_ = false;
+  bool isUnitChecked_ = false;
   bool isClockChecked_ = false;
   bool isSilenceTold_ = false;
   std::unique_ptr<SwitchLibrary> library_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 
 #include "base/sleep.h"
 #include "cli/fields.h"
@@ -60,7 +61,8 @@ Fields<PortRow> portFields(const View& view) {
   fields.member("unit", &PortRow::unit);
   fields.both("ifNum", {"PORT"}, &PortRow::ifNum, [&](Row row) { return names.name(row.ifNum); });
   fields.member("name", [&](Row row) { return names.nameOrEmpty(row.ifNum); });
-  fields.text("label", {"LABEL"}, [&](Row row) { return names.labelOrEmpty(row.ifNum); });
+  fields.text("label", {"LABEL", Align::left, Fit::yields},
+              [&](Row row) { return names.labelOrEmpty(row.ifNum); });
   fields.both(
       "adminMode", {"MODE"}, [](Row row) { return row.adminMode.text; },
       [](Row row) { return row.isOn()    ? "on"
@@ -79,21 +81,37 @@ Fields<PortRow> portFields(const View& view) {
   fields.both("powerLimitMw", {"LIMIT", Align::right}, &PortRow::powerLimitMw,
               [](Row row) { return row.powerLimitMw ? wattsText(*row.powerLimitMw) : ""; });
   fields.both(
-      "openRunId", {"NOW"},
+      "openRunId", {"NOW", Align::left, Fit::yieldsLater},
       [](Row row) { return row.openRun ? std::make_optional(row.openRun->runId) : std::nullopt; },
       nowText);
   fields.both(
-      "next", {"NEXT"}, [&](Row row) { return nextJson(row.next, view); },
+      "next", {"NEXT", Align::left, Fit::wraps}, [&](Row row) { return nextJson(row.next, view); },
       [&](Row row) { return nextText(row, view); });
   return fields;
+}
+
+// What the shown ports of each unit take together.
+std::map<int32_t, int64_t> powerByUnit(const std::vector<PortRow>& ports) {
+  std::map<int32_t, int64_t> sums;
+  for (const PortRow& port : ports) {
+    sums[port.unit] += port.powerMw;
+  }
+  return sums;
+}
+
+std::string powerText(const std::vector<PortRow>& ports) {
+  const auto ofUnit = [](const auto& unit) {
+    return "unit " + std::to_string(unit.first) + ": " + wattsText(unit.second);
+  };
+  return ports.size() < 2 ? "" : joined(mapped(powerByUnit(ports), ofUnit), ", ") + "\n";
 }
 
 std::string portsText(const std::vector<PortRow>& ports, const View& view) {
   const bool hasTimes = std::any_of(ports.begin(), ports.end(),
                                     [](const PortRow& row) { return row.next.has_value(); });
-  return ports.empty()
-             ? "no PoE ports\n"
-             : portFields(view).table(ports, view.screen) + (hasTimes ? view.footer() + "\n" : "");
+  return ports.empty() ? "no PoE ports\n"
+                       : portFields(view).table(ports, view.screen) + powerText(ports) +
+                             (hasTimes ? view.footer() + "\n" : "");
 }
 
 std::string portLine(uint32_t ifNum, const PortNames& names) {
@@ -118,35 +136,84 @@ int printNames(Session& session) {
   return kExitDone;
 }
 
-void show(const std::vector<SensorPort>& ports, const std::vector<Schedule>& schedules,
-          bool isWatching, Session& session) {
-  const auto openRuns =
-      ofUnits(unitsOf(ports), [&](int32_t unit) { return askOpenRuns(session.daemon(), unit); });
-  const View view = session.view();
-  const std::vector<PortRow> rows = portRows(ports, openRuns, schedules, view);
-  const Output& output = session.output();
-  const bool redraws = isWatching && output.screen().columns > 0;
-  if (isWatching && session.options().json) {
-    output.printJsonLine(portsJson(rows, view));
-    return;
-  }
-  session.print(
-      [&] {
-        const std::string text = portsText(rows, view);
-        return redraws ? redrawn(text, terminalRows(), output.screen().columns,
-                                 "name fewer ports, or enlarge the window")
-                       : text;
-      },
-      [&] { return portsJson(rows, view); });
+std::vector<Run> openRunsOf(const std::vector<SensorPort>& ports, Session& session) {
+  return ofUnits(unitsOf(ports), [&](int32_t unit) { return askOpenRuns(session.daemon(), unit); });
 }
 
-// The schedules are those of the beginning: asking for them waits for the daemon's sweeps.
+// A look at the ports, again and again. A daemon that is restarted meanwhile is waited for.
+class Watch {
+ public:
+  // The schedules are those of the beginning, and of a new daemon's: asking for them waits for the
+  // daemon's sweeps.
+  Watch(std::vector<PoePort> meant, Session& session)
+      : meant_(std::move(meant)), session_(session), schedules_(session.schedules()) {}
+
+  void look() try {
+    if (!trouble_.empty()) {
+      schedules_ = session_.schedules();
+    }
+    const std::vector<SensorPort> ports = chosenPorts(session_.freshSensors(), meant_);
+    const std::vector<Run> openRuns = openRunsOf(ports, session_);
+    trouble_.clear();
+    const View view = session_.view();
+    const std::vector<PortRow> rows = portRows(ports, openRuns, schedules_, view);
+    if (session_.options().json) {
+      session_.output().printJsonLine(portsJson(rows, view));
+      return;
+    }
+    heading_ = view.moment(view.now());
+    text_ = portsText(rows, view);
+    show(heading_ + "\n" + text_);
+  } catch (const Failure& failure) {
+    if (failure.status() != kExitNoDaemon && failure.status() != kExitTimedOut) {
+      throw;
+    }
+    tellTrouble(splitAt(failure.what(), '\n').front());
+  }
+
+ private:
+  void show(const std::string& text) {
+    const Output& output = session_.output();
+    const size_t columns = output.screen().columns;
+    output.print(columns == 0 ? text
+                              : redrawn(text, terminalRows(), columns,
+                                        "name fewer ports, or enlarge the window"));
+    output.flush();
+  }
+  // What was seen last stays on a screen; elsewhere it is told once.
+  void tellTrouble(const std::string& trouble) {
+    const bool isNew = std::exchange(trouble_, trouble).empty();
+    if (session_.output().screen().columns > 0 && !session_.options().json) {
+      show(heading_ + ", and since then " + trouble + "\n" + text_);
+    } else if (isNew) {
+      session_.output().say(trouble + ": waiting for it");
+    }
+  }
+
+  std::vector<PoePort> meant_;
+  Session& session_;
+  std::vector<Schedule> schedules_;
+  std::string heading_;
+  std::string text_;
+  std::string trouble_;
+};
+
 [[noreturn]] void watch(const std::vector<PoePort>& meant, int64_t pauseMs, Session& session) {
-  const std::vector<Schedule> schedules = session.schedules();
+  Watch watch(meant, session);
   for (;;) {
-    show(chosenPorts(session.freshSensors(), meant), schedules, true, session);
+    watch.look();
     sleepMilliseconds(static_cast<int32_t>(pauseMs));
   }
+}
+
+int showOnce(const std::vector<PoePort>& meant, Session& session) {
+  const std::vector<SensorPort> ports = chosenPorts(session.sensors(), meant);
+  const std::vector<Schedule> schedules = session.schedules();
+  const std::vector<Run> openRuns = openRunsOf(ports, session);
+  const View view = session.view();
+  const std::vector<PortRow> rows = portRows(ports, openRuns, schedules, view);
+  session.print([&] { return portsText(rows, view); }, [&] { return portsJson(rows, view); });
+  return kExitDone;
 }
 
 int runPorts(PortsOptions given, Session& session) {
@@ -162,8 +229,7 @@ int runPorts(PortsOptions given, Session& session) {
   if (given.watchOption->isGiven()) {
     watch(meant, std::clamp<int64_t>(pauseMs.value_or(kDefaultWatchMs), 100, INT32_MAX), session);
   }
-  show(chosenPorts(session.sensors(), meant), session.schedules(), false, session);
-  return kExitDone;
+  return showOnce(meant, session);
 }
 
 }  // namespace
@@ -191,7 +257,11 @@ std::vector<PortRow> portRows(const std::vector<SensorPort>& ports,
 }
 
 JsonPtr portsJson(const std::vector<PortRow>& ports, const View& view) {
-  return jsonObject({{"ports", portFields(view).json(ports)}});
+  const auto ofUnit = [](const auto& unit) {
+    return jsonObject({{"unit", unit.first}, {"powerMw", unit.second}});
+  };
+  return jsonObject(
+      {{"ports", portFields(view).json(ports)}, {"units", jsonArray(powerByUnit(ports), ofUnit)}});
 }
 
 SessionAction definePorts(Arguments& app, Options& options) {

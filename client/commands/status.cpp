@@ -9,6 +9,7 @@
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/next.h"
+#include "client/diagnosis/status_check.h"
 #include "forecast/firings.h"
 
 namespace {
@@ -27,7 +28,8 @@ constexpr std::array<const char*, kPortStates> kStateWords{
 std::string unitsText(const Status& status) {
   const auto unitText = [](const auto& unit) {
     return std::to_string(unit.first) + " (" +
-           counted(static_cast<size_t>(unit.second), "PoE port") + ")";
+           counted(static_cast<size_t>(unit.second.count), "PoE port") + ", " +
+           wattsText(unit.second.powerMw) + ")";
   };
   const std::vector<std::string> texts = mapped(portsByUnit(status), unitText);
   return texts.empty() ? "none with PoE ports" : joined(texts, ", ");
@@ -200,14 +202,15 @@ JsonPtr dayJson(const Status& status) {
   return jsonObject(std::move(day), {{"running", runsUnderWay(status)}});
 }
 
-// {"answerMicroseconds", "switchTime", "zone", "units": [{"unit", "poePorts"}], "ports": {a count
-// for each state}, "offForGood" and "unexplained": [{"unit", "ifNum", "name", "label", "since",
-// "runId", "why", "command"}], "faults": [{"unit", "ifNum", "name", "label", "detectionStatus"}],
-// "openRuns": [run], "next": [as next shows them], "last24h": {"runs" and a count for each result},
-// "failed": [run]}.
+// {"answerMicroseconds", "switchTime", "zone", "units": [{"unit", "poePorts", "powerMw"}], "ports":
+// {a count for each state}, "offForGood" and "unexplained": [{"unit", "ifNum", "name", "label",
+// "since", "runId", "why", "command"}], "faults": [{"unit", "ifNum", "name", "label",
+// "detectionStatus"}], "openRuns": [run], "next": [as next shows them], "last24h": {"runs" and a
+// count for each result}, "failed": [run]}.
 JsonPtr statusJson(const Status& status, const View& view) {
   const auto ofUnit = [](const auto& unit) {
-    return jsonObject({{"unit", unit.first}, {"poePorts", unit.second}});
+    return jsonObject(
+        {{"unit", unit.first}, {"poePorts", unit.second.count}, {"powerMw", unit.second.powerMw}});
   };
   const auto ofOff = [&](const StatedPort& each) { return offJson(each, view); };
   const auto ofFault = [&](const StatedPort& each) { return faultJson(each, view); };
@@ -226,9 +229,17 @@ JsonPtr statusJson(const Status& status, const View& view) {
                      {"failed", jsonArray(failedRuns(status), ofRun)}});
 }
 
-int runStatus(Session& session) {
+int runStatus(bool isCheck, Session& session) {
+  if (isCheck) {
+    session.refuseJson("status --check");
+  }
   const View view = session.view();
   const Status status = askStatus(session.daemon(), session.units(), view);
+  if (isCheck) {
+    const CheckResult result = checkedStatus(status, session.clockTrouble(), view);
+    session.output().print(result.line);
+    return result.status;
+  }
   session.print([&] { return statusText(status, view); }, [&] { return statusJson(status, view); });
   return kExitDone;
 }
@@ -236,7 +247,7 @@ int runStatus(Session& session) {
 }  // namespace
 
 std::string statusText(const Status& status, const View& view) {
-  Table table({{""}, {""}});
+  Table table({{""}, {"", Align::left, Fit::wraps}});
   const auto line = [&table](const char* title, const std::string& text) {
     table.row({{title, Tint::faint}, text});
   };
@@ -256,5 +267,8 @@ std::string statusText(const Status& status, const View& view) {
 
 SessionAction defineStatus(Arguments& app, Options& options) {
   addUnit(app, options);
-  return runStatus;
+  const auto isCheck = std::make_shared<bool>(false);
+  app.flag("--check", *isCheck,
+           "one line for a monitoring system: 0 fine, 1 warning, 2 critical, 3 unknown");
+  return [isCheck](Session& session) { return runStatus(*isCheck, session); };
 }

@@ -60,12 +60,14 @@ std::vector<StatedPort> portsIn(PortState state, const Status& status) {
   return ports;
 }
 
-std::map<int32_t, int64_t> portsByUnit(const Status& status) {
-  std::map<int32_t, int64_t> counts;
+std::map<int32_t, PortSum> portsByUnit(const Status& status) {
+  std::map<int32_t, PortSum> sums;
   for (const StatedPort& each : status.ports) {
-    ++counts[each.port.unit];
+    PortSum& sum = sums[each.port.unit];
+    ++sum.count;
+    sum.powerMw += each.port.powerMw;
   }
-  return counts;
+  return sums;
 }
 
 std::vector<Run> failedRuns(const Status& status) {

@@ -22,7 +22,11 @@ Status askStatus(Daemon& daemon, const std::vector<int32_t>& units, const View& 
 
 std::array<int64_t, kPortStates> portsByState(const Status& status);
 std::vector<StatedPort> portsIn(PortState state, const Status& status);
-std::map<int32_t, int64_t> portsByUnit(const Status& status);
+struct PortSum {
+  int64_t count = 0;
+  int64_t powerMw = 0;
+};
+std::map<int32_t, PortSum> portsByUnit(const Status& status);
 // Those of the day that have ended and are no success.
 std::vector<Run> failedRuns(const Status& status);
 // How many runs of the day ended in each way, by the daemon's words; ways that none ended in, too.

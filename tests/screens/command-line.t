@@ -8,7 +8,7 @@ What it is, what a port is, and what exit statuses say.
   quorin_poectl ?.*.* (glob)
   $ quorin_poectl --help | tail -n 3
   PORT is an ifNum (5), a name (1/0/5), a range (1/0/1-4), a label, or several with commas.
-  Exit status: 0 done, 1 carried out but not as wished, 2 wrong usage, 4 the daemon answered with an error, 5 not permitted, 6 timed out, 8 no daemon answered, 10 no such port, schedule, unit or run, 130 interrupted.
+  Exit status: 0 done, 1 carried out but not as wished, 2 wrong usage, 4 the daemon answered with an error, 5 not permitted, 6 timed out, 8 no daemon answered, 10 no such port, schedule, unit or run, 130 interrupted. status --check has those of monitoring plugins: 0 fine, 1 warning, 2 critical, 3 unknown.
   Example: quorin_poectl ports 1/0/1-4
 
 Words that are none, with the nearest that are.

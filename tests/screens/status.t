@@ -9,22 +9,22 @@ named: three devices want more than their port may give.
   $ quorin_poectl status
   daemon       answers, *.? ms (glob)
   switch time  Tue 2026-03-03 08:00:00, times in the switch's zone (CET)
-  units        1 (24 PoE ports), 2 (24 PoE ports)
+  units        1 (24 PoE ports, 147.4 W), 2 (24 PoE ports, 141.0 W)
   ports        27 delivering, 18 searching, 3 with a fault or denied
                1/0/12,2/0/10,2/0/23 denied
   open runs    none
   next         nothing
   last 24 h    0 runs
 
-One unit of the stack; one that is not there has no ports, and that is no fault.
+One unit of the stack; one that is not there is none for any command, unless something is known of it.
 
   $ quorin_poectl status --unit 1 | sed -n '3,5p'
-  units        1 (24 PoE ports)
+  units        1 (24 PoE ports, 147.4 W)
   ports        14 delivering, 9 searching, 1 with a fault or denied
                1/0/12 denied
-  $ quorin_poectl status --unit 3 | sed -n '3,4p'
-  units        none with PoE ports
-  ports
+  $ quorin_poectl status --unit 3
+  quorin_poectl: unit 3 has no PoE ports, or is not there. See: quorin_poectl ports
+  [10]
 
 Times can be told in UTC. What schedules are told in is the switch's zone all the same.
 
@@ -48,7 +48,7 @@ keeps off, with the command that brings it back.
   $ quorin_poectl status
   daemon       answers, *.? ms (glob)
   switch time  Tue 2026-03-03 22:00:00, times in the switch's zone (CET)
-  units        1 (24 PoE ports), 2 (24 PoE ports)
+  units        1 (24 PoE ports, 100.7 W), 2 (24 PoE ports, 141.0 W)
   ports        24 delivering, 16 searching, 4 off by a schedule, 1 off for no reason known here, 3 with a fault or denied
                1/0/3 no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have
                  to bring back: quorin_poectl on 1/0/3
@@ -60,8 +60,8 @@ keeps off, with the command that brings it back.
   last 24 h    1 run: 1 running
   $ quorin_poectl status --json | json
   {"answerMicroseconds":*,"switchTime":"2026-03-03T22:00:00+01:00","zone":"Europe/Berlin","units":[ (glob)
-  {"unit":1,"poePorts":24},
-  {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":16,"offBySchedule":4,"offForGood":0,"offByRun":0,"offUnexplained":1,"fault":3},"offForGood":[],"unexplained":[
+  {"unit":1,"poePorts":24,"powerMw":100700},
+  {"unit":2,"poePorts":24,"powerMw":141000}],"ports":{"delivering":24,"searching":16,"offBySchedule":4,"offForGood":0,"offByRun":0,"offUnexplained":1,"fault":3},"offForGood":[],"unexplained":[
   {"unit":1,"ifNum":3,"name":"1/0/3","label":null,"since":null,"runId":null,"why":"no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have","command":"quorin_poectl on 1/0/3"}],"faults":[
   {"unit":1,"ifNum":12,"name":"1/0/12","label":null,"detectionStatus":"denied"},
   {"unit":2,"ifNum":38,"name":"2/0/10","label":null,"detectionStatus":"denied"},
@@ -88,7 +88,39 @@ Colours are for a terminal, or where they are asked for.
   ^[[2mdaemon^[[0m       answers, *.? ms (glob)
                ^[[33m1/0/3 no run of the last 30 days, of the newest 200, left it off; the switch's own CLI may have^[[0m
 
-A unit that no stack has.
+For a monitoring system: a line, and no other exit statuses than its own.
+
+  $ quorin_poectl status --check
+  POE CRITICAL: 1/0/3,1/0/6 off for no reason known here, 1/0/12,2/0/10,2/0/23 denied, "night" partial (run 1) | delivering=* (glob)
+  [2]
+  $ quorin_poectl status --check --unit 2 | sed 's/ answer_time=.*//'
+  POE WARNING: 2/0/10,2/0/23 denied | delivering=13 searching=9 off_by_schedule=0 off_for_good=0;0 off_by_run=0 off_unexplained=0;;0 fault=0;;0 denied=2;0 failed_runs=0;0 power_watts=141.0
+  $ quorin_poectl status --check --unit 3
+  POE UNKNOWN: unit 3 has no PoE ports, or is not there. See: quorin_poectl ports
+  [3]
+  $ quorin_poectl status --check --unit 9
+  POE UNKNOWN: --unit: Value 9 not in range 1 to 8
+  [3]
+  $ quorin_poectl status --check --json
+  POE UNKNOWN: status --check prints no JSON: leave out --json
+  [3]
+  $ quorin_poectl status --check --socket /nowhere
+  POE CRITICAL: no daemon answers at /nowhere: No such file or directory
+  [2]
+  $ switchsim clock "2026-03-04 07:00:00"
+  $ quorin_poectl status --check --unit 2 | sed 's/ |.*//'
+  POE WARNING: 2/0/10,2/0/23 denied, the switch's clock says Wed 2026-03-04 07:00:00, this system's says Wed 2026-03-04 06:00:00: schedules go by the switch's clock. Is TZ the switch's zone?
+  $ switchsim clock follow
+
+A unit that no stack has, and one whose schedules are still there.
+
+  $ quorin_poectl next --unit 3
+  quorin_poectl: unit 3 has no PoE ports, or is not there. See: quorin_poectl ports
+  [10]
+  $ quorin_poectl call schedule.create '{"unit":3,"schedule":{"name":"left","scheduleType":"restart",
+  > "recurrence":"daily","restartTime":"05:00","offTimeSec":5,"ifNums":[57]}}' >created
+  $ quorin_poectl schedule delete left --unit 3
+  deleted 2 "left" of unit 3
 
   $ quorin_poectl status --unit 9
   quorin_poectl: --unit: Value 9 not in range 1 to 8
@@ -101,14 +133,14 @@ What a schedule has switched off, and none will switch on, is told apart.
   $ go_to "2026-03-06 09:00"
   $ quorin_poectl status | sed -n '4,6p'
   ports        24 delivering, 17 searching, 2 off by a schedule with no "on" to come, 2 off for no reason known here, 3 with a fault or denied
-               1/0/9-10 off since Thu 00:00: switched off by schedule 2 "fair" (off all day), run 3, success; no schedule switches it on again
+               1/0/9-10 off since Thu 00:00: switched off by schedule 3 "fair" (off all day), run 3, success; no schedule switches it on again
                  to bring back: quorin_poectl on 1/0/9-10
   $ quorin_poectl why 1/0/9 | sed -n '2,4p'
-    Thu 2026-03-05 00:00:00  switched off by schedule 2 "fair" (off all day), run 3, success
+    Thu 2026-03-05 00:00:00  switched off by schedule 3 "fair" (off all day), run 3, success
   No schedule switches it on again.
   To switch it on: quorin_poectl on 1/0/9
   $ quorin_poectl metrics | grep for_good
   quorin_poe_ports{condition="off_for_good"} 2
   $ quorin_poectl status --json | json | grep -A1 offForGood
-  {"unit":2,"poePorts":24}],"ports":{"delivering":24,"searching":17,"offBySchedule":0,"offForGood":2,"offByRun":0,"offUnexplained":2,"fault":3},"offForGood":[
-  {"unit":1,"ifNum":9,"name":"1/0/9","label":null,"since":"2026-03-05T00:00:00+01:00","runId":3,"why":"off since Thu 00:00: switched off by schedule 2 \"fair\" (off all day), run 3, success; no schedule switches it on again","command":"quorin_poectl on 1/0/9"},
+  {"unit":2,"poePorts":24,"powerMw":141000}],"ports":{"delivering":24,"searching":17,"offBySchedule":0,"offForGood":2,"offByRun":0,"offUnexplained":2,"fault":3},"offForGood":[
+  {"unit":1,"ifNum":9,"name":"1/0/9","label":null,"since":"2026-03-05T00:00:00+01:00","runId":3,"why":"off since Thu 00:00: switched off by schedule 3 \"fair\" (off all day), run 3, success; no schedule switches it on again","command":"quorin_poectl on 1/0/9"},
