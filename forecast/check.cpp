@@ -4,6 +4,7 @@
 
 #include "cli/mapped.h"
 #include "cli/text.h"
+#include "forecast/clashes.h"
 #include "forecast/firings.h"
 #include "rules/due_firings.h"
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr int32_t kDaysAhead = 35;
 constexpr int32_t kDaysOfTwoMonths = 62;  // in which every day of a month comes
+constexpr int32_t kDaysOfEveryMonth = 28;
 constexpr int32_t kDaysPerYear = 366;
 constexpr int32_t kMinPerHour = 60;
 constexpr int32_t kMinPerDay = 24 * kMinPerHour;
@@ -114,6 +116,22 @@ void checkPorts(const Schedule& schedule, const CheckInput& input, ScheduleWarni
 bool isTwinOfAny(const Schedule& schedule, const std::vector<Schedule>& all) {
   return std::any_of(all.begin(), all.end(),
                      [&](const Schedule& other) { return fitsAsTwin(schedule, other); });
+}
+
+// The daemon fires on the days that there are.
+void checkMonthDays(const Schedule& schedule, ScheduleWarnings* warnings) {
+  std::vector<std::string> late;
+  for (const int32_t day : schedule.days) {
+    if (schedule.recurrence == Recurrence::monthly && day > kDaysOfEveryMonth) {
+      late.push_back(std::to_string(day));
+    }
+  }
+  if (!late.empty()) {
+    warnings->push_back({"shortMonth",
+                         "not every month has a day " + joined(late, ", ") +
+                             ": it does not fire in those that lack it",
+                         ""});
+  }
 }
 
 void checkLength(const Schedule& schedule, const CheckInput& input, ScheduleWarnings* warnings) {
@@ -342,113 +360,6 @@ void checkGap(const Schedule& schedule, const Zone& zone, const std::vector<Tick
   }
 }
 
-// A firing, and when the window that it begins ends.
-struct WindowFiring : Firing {
-  SwitchTime end;
-};
-
-// What a schedule does in the coming weeks, looked up once for the comparison with all others.
-struct ScheduleFirings {
-  const Schedule* schedule = nullptr;
-  std::vector<WindowFiring> firings;
-};
-
-std::vector<ScheduleFirings> firingsOfAll(const CheckInput& input) {
-  const TickTime today = input.view.zone.tickAt(input.view.now());
-  return mapped(input.schedules, [&](const Schedule& schedule) {
-    ScheduleFirings own{&schedule, {}};
-    for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
-      for (const Firing& each : firingsOn(schedule, dayAfter(today, i), input.view.zone)) {
-        own.firings.push_back({each, windowEnd(schedule, each.at, input.view.zone)});
-      }
-    }
-    return own;
-  });
-}
-
-bool leavesOn(const Firing& firing) {
-  return firing.act != Act::off;
-}
-
-// Whether the ports are left alone from then on.
-bool isLast(const Firing& firing) {
-  return firing.isEnd || firing.act == Act::restart;
-}
-
-// Of two firings in one minute, an end and the start of a later schedule come in this order; a
-// power_on start and a restart work on threads of their own.
-bool isSettled(const Schedule& starting, const Firing& start, const Schedule& ending,
-               const Firing& end) {
-  return !isLast(start) && end.isEnd && !leavesOn(start) && starting.scheduleId > ending.scheduleId;
-}
-
-// Whether the first schedule's firing undoes what the second one's firing wants.
-bool undoes(const ScheduleFirings& first, const WindowFiring& act, const ScheduleFirings& second,
-            const WindowFiring& wanted) {
-  if (leavesOn(act) == leavesOn(wanted)) {
-    return false;
-  }
-  if (act.at == wanted.at) {
-    return !isSettled(*second.schedule, wanted, *first.schedule, act) &&
-           !isSettled(*first.schedule, act, *second.schedule, wanted);
-  }
-  const bool outlasts = isLast(act) || act.end > wanted.end;
-  return outlasts && !isLast(wanted) && wanted.at < act.at && act.at < wanted.end;
-}
-
-// When the first one's firings, from now on, first undo what the other wants.
-std::optional<SwitchTime> firstUndoing(const ScheduleFirings& first, const ScheduleFirings& second,
-                                       SwitchTime now) {
-  for (const WindowFiring& act : first.firings) {
-    if (act.at < now) {
-      continue;
-    }
-    auto wanted =
-        std::lower_bound(second.firings.begin(), second.firings.end(), act.at - kSecPerDay,
-                         [](const Firing& firing, int64_t instant) { return firing.at < instant; });
-    for (; wanted != second.firings.end() && wanted->at <= act.at; ++wanted) {
-      if (undoes(first, act, second, *wanted)) {
-        return act.at;
-      }
-    }
-  }
-  return std::nullopt;
-}
-
-std::vector<uint32_t> sharedPorts(const Schedule& a, const Schedule& b) {
-  std::vector<uint32_t> shared;
-  for (const uint32_t ifNum : a.ifNums) {
-    if (std::find(b.ifNums.begin(), b.ifNums.end(), ifNum) != b.ifNums.end()) {
-      shared.push_back(ifNum);
-    }
-  }
-  return shared;
-}
-
-void checkFights(const ScheduleFirings& own, const std::vector<ScheduleFirings>& all,
-                 const CheckInput& input, ScheduleWarnings* warnings) {
-  for (const ScheduleFirings& other : all) {
-    const bool isOther = &other != &own && other.schedule->unit == own.schedule->unit;
-    const std::vector<uint32_t> shared =
-        isOther ? sharedPorts(*own.schedule, *other.schedule) : std::vector<uint32_t>();
-    if (shared.empty()) {
-      continue;
-    }
-    const std::optional<SwitchTime> one = firstUndoing(own, other, input.view.now());
-    const std::optional<SwitchTime> two = firstUndoing(other, own, input.view.now());
-    if (!one && !two) {
-      continue;
-    }
-    const SwitchTime at = !two || (one && *one < *two) ? *one : *two;
-    warnings->push_back({"fight",
-                         "fights with " + std::to_string(other.schedule->scheduleId) + " " +
-                             inQuotes(other.schedule->name.c_str()) + " over " +
-                             input.view.names.ranges(shared) + ": at " + input.view.near(at) +
-                             " one wants off, the other on",
-                         ""});
-  }
-}
-
 // The schedule's own zone, and the one that is shown, which may be the switch's where TZ is not.
 std::vector<Zone> zonesOf(const CheckInput& input) {
   return input.view.zone.name() == input.view.shownZone.name()
@@ -460,24 +371,26 @@ std::vector<Zone> zonesOf(const CheckInput& input) {
 
 std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
   std::vector<ScheduleWarnings> all;
-  const std::vector<ScheduleFirings> firings = firingsOfAll(input);
+  const std::vector<ScheduleWarnings> clashes = clashesOf(input);
   const std::vector<Zone> zones = zonesOf(input);
   const auto gapDays =
       mapped(zones, [&input](const Zone& zone) { return daysWithGap(zone, input.view.now()); });
 
-  for (const ScheduleFirings& own : firings) {
-    const Schedule schedule = enabledCopy(*own.schedule);
+  for (const Schedule& own : input.schedules) {
+    const Schedule schedule = enabledCopy(own);
     ScheduleWarnings warnings;
     checkTimes(schedule, input, &warnings);
     checkPorts(schedule, input, &warnings);
     checkLength(schedule, input, &warnings);
+    checkMonthDays(schedule, &warnings);
     checkEnd(schedule, input, &warnings);
     checkLastingOff(schedule, input, &warnings);
     checkTwin(schedule, input, &warnings);
     for (size_t i = 0; i < zones.size(); ++i) {
       checkGap(schedule, zones[i], gapDays[i], &warnings);
     }
-    checkFights(own, firings, input, &warnings);
+    const ScheduleWarnings& ofOthers = clashes[all.size()];
+    warnings.insert(warnings.end(), ofOthers.begin(), ofOthers.end());
     all.push_back(std::move(warnings));
   }
   return all;

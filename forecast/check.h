@@ -9,16 +9,20 @@
 #include "api/view.h"
 #include "forecast/twin.h"
 
+// The clash of two schedules is said of the first of them alone, for lists of all, or of both.
+enum class TellClashes { once, ofBoth };
+
 struct CheckInput {
   // Of whole units: each is compared with the others of its unit.
   const std::vector<Schedule>& schedules;
   std::optional<std::vector<PoePort>> ports;  // none: not known, and nothing is said about them
   const View& view;
+  TellClashes tell = TellClashes::once;
 };
 
 struct ScheduleWarning {
   // "never", "badTime", "badDate", "noEnd", "staysOff", "twin", "noUnit", "noPort", "above128",
-  // "shortWindow", "emptyWindow", "clockChange" or "fight".
+  // "shortWindow", "emptyWindow", "shortMonth", "clockChange", "fight", "overlap" or "twice".
   const char* kind;
   std::string text;    // not escaped
   std::string advice;  // "to end it each morning: quorin_poectl ..."; may be empty

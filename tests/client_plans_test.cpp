@@ -45,6 +45,14 @@ fight|A power_off 08:00 18:00;B power_off 17:00 19:00
 |A power_off 08:00 18:00;B power_off 18:00 19:00
 fight|A power_off 18:00 19:00;B power_off 08:00 18:00
 fight|A power_off 08:00 18:00;B restart 12:00
+overlap|A restart 12:00  "offTimeSec":300,;B restart 12:04
+|A restart 12:00  "offTimeSec":300,;B restart 12:05
+overlap|A restart 12:00;B restart 12:00
+overlap|A power_off 12:04 13:00;B restart 12:00  "offTimeSec":300,
+|A power_on 12:04 13:00;B restart 12:00  "offTimeSec":300,
+overlap|A restart 12:00  "offTimeSec":90000,
+twice|A power_off 08:00 18:00;B power_off 08:00 18:00;C power_off 08:00 18:00
+shortMonth|A restart 12:00  "recurrence":"monthly","recurrenceDays":[28,31],
 clockChange|A restart 02:30
 badTime badDate noPort above128|A power_off 22:00 25:00 "ifNums":[200],"endDate":"soon",
 shortWindow|A power_off 8:0 8:1 "executionMode":"sequential","interPortDelaySec":61,)")) {

@@ -19,6 +19,7 @@ moment when it acts next.
     to switch them on after its days: quorin_poectl schedule set 4 --twin
   $ quorin_poectl schedule add payday --restart 1/0/22 --at 12:00 --monthly 1,31
   added 5 "payday" of unit 1: restart 12:00 1,31 monthly, 1/0/22; next restart Tue 2026-03-31 12:00, in 28 d 3 h
+  quorin_poectl: warning: 5 "payday" of unit 1: not every month has a day 31: it does not fire in those that lack it
   $ quorin_poectl schedule add spare --restart 1/0/23 --at 12:00 --disabled
   added 6 "spare" of unit 1: restart 12:00 daily, 1/0/23; never: disabled
   $ quorin_poectl schedule list
@@ -29,6 +30,7 @@ moment when it acts next.
             ! nothing switches 1/0/20 on again
               to switch them on after its days: quorin_poectl schedule set 4 --twin
      1   5  payday   restart 12:00    1/0/22            1,31 monthly                  Tue 2026-03-31 12:00  28 d 3 h
+            ! not every month has a day 31: it does not fire in those that lack it
      1   6  spare    restart 12:00    1/0/23            daily                         never: disabled
      2   3  cameras  restart 03:30    2/0/1-3           daily                         Wed 03:30             19 h 30 min
   6 schedules, times in the switch's zone (CET)

@@ -103,7 +103,8 @@ std::string openWindowNote(const ScheduleChange& change, const View& view) {
 // That it never fires stands in its line.
 void warnAfter(const std::vector<Schedule>& changed, Session& session) {
   const std::vector<Schedule> all = session.schedules();
-  const std::vector<ScheduleWarnings> warnings = warningsOf(all, session.view(), session);
+  const std::vector<ScheduleWarnings> warnings =
+      warningsOf(all, TellClashes::ofBoth, session.view(), session);
   for (size_t i = 0; i < all.size(); ++i) {
     const bool isChanged = std::any_of(changed.begin(), changed.end(), [&](const Schedule& each) {
       return each.unit == all[i].unit && strcmp(each.name.c_str(), all[i].name.c_str()) == 0;

@@ -65,7 +65,8 @@ JsonPtr checkJson(const std::vector<CheckedSchedule>& checked) {
 int runScheduleCheck(const ScheduleWord& word, Session& session) {
   const std::vector<Schedule> all = session.schedules();
   const Schedule* only = word.isGiven() ? &word.find(all, session.options().unit) : nullptr;
-  const std::vector<ScheduleWarnings> warnings = warningsOf(all, session.view(), session);
+  const std::vector<ScheduleWarnings> warnings = warningsOf(
+      all, only == nullptr ? TellClashes::once : TellClashes::ofBoth, session.view(), session);
   std::vector<CheckedSchedule> checked;
   for (size_t i = 0; i < all.size(); ++i) {
     if (only == nullptr || only == &all[i]) {
@@ -80,9 +81,9 @@ int runScheduleCheck(const ScheduleWord& word, Session& session) {
 
 }  // namespace
 
-std::vector<ScheduleWarnings> warningsOf(const std::vector<Schedule>& schedules, const View& view,
-                                         Session& session) {
-  return checkSchedules({schedules, knownPorts(session), view});
+std::vector<ScheduleWarnings> warningsOf(const std::vector<Schedule>& schedules, TellClashes tell,
+                                         const View& view, Session& session) {
+  return checkSchedules({schedules, knownPorts(session), view, tell});
 }
 
 SessionAction defineScheduleCheck(Arguments& app, Options&) {

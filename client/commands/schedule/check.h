@@ -9,7 +9,7 @@
 
 // The warnings of each of the schedules, which are all of their units. Where the daemon does not
 // tell the ports, nothing is said about them.
-std::vector<ScheduleWarnings> warningsOf(const std::vector<Schedule>& schedules, const View& view,
-                                         Session& session);
+std::vector<ScheduleWarnings> warningsOf(const std::vector<Schedule>& schedules, TellClashes tell,
+                                         const View& view, Session& session);
 
 #endif

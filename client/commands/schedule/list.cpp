@@ -75,7 +75,10 @@ int runScheduleList(Session& session) {
   const View view = session.view();
   const std::vector<Schedule> schedules = session.schedules();
   session.print(
-      [&] { return schedulesText(schedules, warningsOf(schedules, view, session), view); },
+      [&] {
+        return schedulesText(schedules, warningsOf(schedules, TellClashes::once, view, session),
+                             view);
+      },
       [&] { return listJson(schedules, view); });
   return kExitDone;
 }
