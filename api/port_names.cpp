@@ -26,6 +26,51 @@ NameParts partsOf(const std::string& name) {
   return {name.substr(0, digits), wholeNumber(name.substr(digits))};
 }
 
+// In their order, those that follow one another as ranges.
+std::string rangesOf(const std::vector<NameParts>& names) {
+  std::vector<std::string> texts;
+  for (auto first = names.begin(); first != names.end();) {
+    auto last = first;
+    auto next = std::next(first);
+    while (next != names.end() && first->number >= 0 && next->prefix == first->prefix &&
+           next->number == last->number + 1) {
+      last = next++;
+    }
+    const bool hasNumber = first->number >= 0;
+    texts.push_back(first->prefix + (hasNumber ? std::to_string(first->number) : "") +
+                    (last != first ? "-" + std::to_string(last->number) : ""));
+    first = next;
+  }
+  return joined(texts, ",");
+}
+
+[[noreturn]] void failAcross(const std::string& range) {
+  throw Failure(kExitUsage, inQuotes(range) + " is no range: a range stays in its unit.");
+}
+
+// The names in "1/0/1-4", "1/0/1-1/0/4", "5-8"; none for what is no range.
+std::vector<std::string> rangeNames(const std::string& word) {
+  const size_t dash = word.rfind('-');
+  const NameParts first = partsOf(word.substr(0, dash));
+  const NameParts last = dash == std::string::npos ? first : partsOf(word.substr(dash + 1));
+  const bool isAcross = first.number >= 0 && last.number >= 0 && !last.prefix.empty() &&
+                        last.prefix.back() == '/' && last.prefix != first.prefix;
+  if (dash != std::string::npos && isAcross) {
+    failAcross(word);
+  }
+  const bool isRange = dash != std::string::npos && first.number >= 0 && last.number >= 0 &&
+                       (last.prefix.empty() || last.prefix == first.prefix) &&
+                       last.number - first.number < kMaxRange;
+  if (isRange && last.number < first.number) {
+    throw Failure(kExitUsage, inQuotes(word) + " is no range: its end is before its beginning.");
+  }
+  std::vector<std::string> names;
+  for (int64_t number = first.number; isRange && number <= last.number; ++number) {
+    names.push_back(first.prefix + std::to_string(number));
+  }
+  return names;
+}
+
 // "5" and "#5" as 5; -1 for anything else.
 int64_t ifNumOf(const std::string& word) {
   return wholeNumber(!word.empty() && word[0] == '#' ? word.substr(1) : word);
@@ -68,6 +113,18 @@ std::vector<PortLine> parsePortLines(const std::string& text, std::vector<std::s
     lines.push_back({static_cast<uint32_t>(ifNum), name == "-" ? "" : name, rest});
   }
   return lines;
+}
+
+std::vector<std::string> namesIn(const std::string& words) {
+  std::vector<std::string> names;
+  for (const std::string& word : splitAt(words, ',')) {
+    const std::vector<std::string> range = rangeNames(trimmed(word));
+    names.insert(names.end(), range.begin(), range.end());
+    if (range.empty()) {
+      names.push_back(trimmed(word));
+    }
+  }
+  return names;
 }
 
 PortNames::PortNames(std::function<std::string(uint32_t)> askSwitch,
@@ -118,21 +175,16 @@ std::string PortNames::ranges(const std::vector<uint32_t>& ifNums) const {
   for (const uint32_t ifNum : ifNums) {
     names.insert(partsOf(name(ifNum)));
   }
+  return rangesOf({names.begin(), names.end()});
+}
 
-  std::vector<std::string> texts;
-  for (auto first = names.begin(); first != names.end();) {
-    auto last = first;
-    auto next = std::next(first);
-    while (next != names.end() && first->number >= 0 && next->prefix == first->prefix &&
-           next->number == last->number + 1) {
-      last = next++;
-    }
-    const bool hasNumber = first->number >= 0;
-    texts.push_back(first->prefix + (hasNumber ? std::to_string(first->number) : "") +
-                    (last != first ? "-" + std::to_string(last->number) : ""));
-    first = next;
-  }
-  return joined(texts, ",");
+std::string PortNames::words(const std::vector<uint32_t>& ifNums,
+                             const std::vector<PoePort>& all) const try {
+  const std::string text =
+      rangesOf(mapped(ifNums, [this](uint32_t ifNum) { return partsOf(nameOrEmpty(ifNum)); }));
+  return ifNumsOf(parse({text}, all)) == ifNums ? text : "";
+} catch (const Failure&) {
+  return "";
 }
 
 std::vector<PoePort> PortNames::parse(const std::vector<std::string>& words,
@@ -165,39 +217,20 @@ std::vector<PoePort> PortNames::parseOne(const std::string& word,
   return byLabel.empty() ? parseRange(word, all) : byLabel;
 }
 
-// "1/0/1-4", "1/0/1-1/0/4", "5-8".
 std::vector<PoePort> PortNames::parseRange(const std::string& word,
                                            const std::vector<PoePort>& all) const {
-  const size_t dash = word.rfind('-');
-  const NameParts first = partsOf(word.substr(0, dash));
-  const NameParts last = dash == std::string::npos ? first : partsOf(word.substr(dash + 1));
-  const auto failAcross = [&word]() {
-    throw Failure(kExitUsage, inQuotes(word) + " is no range: a range stays in its unit.");
-  };
-  const bool isAcross = first.number >= 0 && last.number >= 0 && !last.prefix.empty() &&
-                        last.prefix.back() == '/' && last.prefix != first.prefix;
-  if (dash != std::string::npos && isAcross) {
-    failAcross();
-  }
-  const bool isRange = dash != std::string::npos && first.number >= 0 && last.number >= 0 &&
-                       (last.prefix.empty() || last.prefix == first.prefix) &&
-                       last.number - first.number < kMaxRange;
-  if (!isRange) {
+  const std::vector<std::string> names = rangeNames(word);
+  if (names.empty()) {
     failNoPort(word, all);
   }
-  if (last.number < first.number) {
-    throw Failure(kExitUsage, inQuotes(word) + " is no range: its end is before its beginning.");
-  }
-
   std::vector<PoePort> ports;
-  for (int64_t number = first.number; number <= last.number; ++number) {
-    const std::string name = first.prefix + std::to_string(number);
+  for (const std::string& name : names) {
     const PoePort* port = find(name, all);
     if (port == nullptr) {
       failNoPort(name, all);
     }
     if (!ports.empty() && ports.front().unit != port->unit) {
-      failAcross();
+      failAcross(word);
     }
     ports.push_back(*port);
   }

@@ -62,6 +62,10 @@ struct PortLine {
 // *faults: "line 3: ...".
 std::vector<PortLine> parsePortLines(const std::string& text, std::vector<std::string>* faults);
 
+// Each port that words, separated by commas, tell, of a range all: "1/0/1-2,#7" is 1/0/1, 1/0/2 and
+// #7. Not whether there are such. Throws Failure, kExitUsage, for a range without an end.
+std::vector<std::string> namesIn(const std::string& words);
+
 // Names come from the switch, else from the file, else there is none and a port shows as "#5";
 // labels come from the file. A name is never concluded from a port's place in an answer.
 class PortNames {
@@ -79,6 +83,9 @@ class PortNames {
   std::set<uint32_t> listed() const;
   // "1/0/1-4,1/0/7": ranges, in the order of the names, each port once. Empty for no port.
   std::string ranges(const std::vector<uint32_t>& ifNums) const;
+  // What parse() reads as just these ports in this order, of names and ranges of them, where all
+  // are the ports that there are: "1/0/8,1/0/1-4". Empty where a port has no name or is not there.
+  std::string words(const std::vector<uint32_t>& ifNums, const std::vector<PoePort>& all) const;
 
   // The ports that a person's words mean, in their order, each once. A word is a label or,
   // separated by commas, ifNums ("5", "#5"), names ("1/0/5"), ranges of them ("1/0/1-4", "5-8") and

@@ -93,6 +93,10 @@ void failFile(const std::string& path, const char* what, int why, const char* if
                 escaped(path) + " could not be " + what + ": " + strerror(why) + hint);
 }
 
+std::string pathText(const std::string& path) {
+  return path == "-" ? "stdin" : escaped(path);
+}
+
 std::string readWholeFile(const std::string& path) {
   const FilePtr opened(path == "-" ? nullptr : fopen(path.c_str(), "re"));
   FILE* file = path == "-" ? stdin : opened.get();

@@ -11,6 +11,9 @@
 [[noreturn]] void failFile(const std::string& path, const char* what, int why,
                            const char* ifMissing = "");
 
+// What a file is called in messages: "-" is stdin.
+std::string pathText(const std::string& path);
+
 // "-" is stdin. Throws Failure.
 std::string readWholeFile(const std::string& path);
 

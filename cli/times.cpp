@@ -359,6 +359,11 @@ std::optional<int64_t> parseMoment(const std::string& text, int64_t now, const Z
   return iso ? iso : parseDayMoment(text, now, zone, toward);
 }
 
+bool isDate(const std::string& text) {
+  tm calendar{};
+  return readDate(text, &calendar);
+}
+
 std::optional<SystemTime> parseUtc(const char* textOrNull) {
   const auto at = textOrNull != nullptr ? parseIsoMoment(textOrNull, Zone("UTC")) : std::nullopt;
   return at ? std::make_optional(SystemTime(*at)) : std::nullopt;

@@ -94,6 +94,9 @@ std::optional<int64_t> parseMoment(const std::string& text, int64_t now, const Z
 constexpr const char* kMomentForms =
     "times are \"14:00\", \"tue 14:00\", \"yesterday\", \"2026-03-03 14:00\" or \"-2h\"";
 
+// Whether it is a date of the calendar: "2026-03-01" or "2026-3-1".
+bool isDate(const std::string& text);
+
 // 0 Sunday to 6 Saturday of "tue" or "Tuesday"; -1 for no weekday.
 int weekdayNamed(const std::string& text);
 

@@ -109,6 +109,11 @@ std::optional<std::pair<int32_t, int32_t>> timeOfDay(const char* text) {
   return std::pair(tick.hour, tick.minute);
 }
 
+bool isPlainTime(const std::string& text) {
+  return text.find_first_not_of("0123456789:") == std::string::npos &&
+         std::count(text.begin(), text.end(), ':') == 1 && timeOfDay(text.c_str());
+}
+
 SwitchTime windowEnd(const Schedule& schedule, SwitchTime start, const Zone& zone) {
   const TickTime day = zone.tickAt(start);
   if (isAllDay(schedule)) {

@@ -39,6 +39,9 @@ bool areDatesOver(const Schedule& schedule, const TickTime& today);
 // Both dates can be read, and the first one comes after the last.
 bool hasReversedDates(const Schedule& schedule);
 
+// Whether a time is what the daemon reads out of it, and nothing more: not "10:30pm".
+bool isPlainTime(const std::string& text);
+
 // When the window that began at the instant ends, whether the schedule fires on that day or not; of
 // an all-day schedule the end of the day, and the instant itself where no end can be read.
 SwitchTime windowEnd(const Schedule& schedule, SwitchTime start, const Zone& zone);

@@ -198,7 +198,7 @@ TEST_F(SwitchsimTest, ASwitchIsMadeOfThePortsOfAnotherInTheirState) {
   expectCommands("switchsim", R"(create --force --from ${SWITCHSIM_STATE}.ports -> 0
 show -> 0 1/0/1         9  off   disabled           -     2.0 W
 show -> 0 2/1/30        7  on    delivering     6.4 W     6.4 W
-create --force --from ${SWITCHSIM_STATE} -> 2 line 1 is no JSON)");
+create --force --from ${SWITCHSIM_STATE} -> 2 line 1, column 16: no JSON from here)");
 }
 
 // Over the change to daylight-saving time: on the 29th there is no 02:30.

@@ -13,6 +13,7 @@
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/commands/ports.h"
+#include "client/commands/site/site.h"
 #include "client/site/plan_faults.h"
 #include "forecast/rehearsal.h"
 
@@ -29,16 +30,13 @@ struct RehearseOptions {
 
 SiteConfig configOfFile(const std::string& path, Session& session) {
   std::vector<SiteFault> faults;
-  const SiteFile file = readSiteFile(readWholeFile(path), &faults);
-  if (!faults.empty()) {
-    const auto lines = mapped(faults, [](const SiteFault& each) { return "  " + each.text; });
-    throw Failure(kExitUsage, escaped(path) + " cannot be rehearsed:\n" + joined(lines, "\n"));
-  }
-  const ImportPlan plan = importPlan(file.config, {}, false);
-  for (const SiteFault& fault : planFaults(plan, file, session.poePorts(), session.view())) {
+  SiteFile file = readSite(path, {"now", "ports"}, session, &faults);
+  refuseFaults(faults, path, "cannot be rehearsed");
+  planFaults(importPlan(file.config, {}, false), file, session.poePorts(), session.view(), &faults);
+  for (const SiteFault& fault : faults) {
     session.output().warn("import would refuse the file: " + fault.text);
   }
-  return file.config;
+  return std::move(file.config);
 }
 
 // The schedules of the switch; or of a file; or the one that is named, enabled for this.
@@ -85,10 +83,10 @@ std::string documentOf(const SiteConfig& config, Session& session) {
     throw Failure(kExitNoSuch, "no PoE ports: there is nothing to rehearse on");
   }
   const View view = session.view();
-  return printedJson(
-      jsonObject(jsonObject(siteDocument(config, ScheduleMembers::all, session.names()),
-                            {{"now", rfc3339(view.now(), view.zone)}}),
-                 portsJson(portRows(ports, {}, {}, view), view)));
+  return printedJson(jsonObject(
+      jsonObject(siteDocument(config, ScheduleMembers::all, session.names(), session.poePorts()),
+                 {{"now", rfc3339(view.now(), view.zone)}}),
+      portsJson(portRows(ports, {}, {}, view), view)));
 }
 
 // Beside this program in a build folder, else on PATH.

@@ -1,74 +1,121 @@
 #include "client/site/plan_faults.h"
 
+#include <cjson/cJSON.h>
+
+#include <set>
+
+#include "api/schedule_keys.h"
 #include "cli/failure.h"
 #include "cli/text.h"
+#include "cli/times.h"
 #include "forecast/check.h"
 #include "forecast/firings.h"
 
 namespace {
 
-// Without a text for a port that the switch has under the name that the file gives it.
-SiteFault portFault(const PoePort& port, const SiteFile& file, const std::vector<PoePort>& ports,
-                    const View& view) {
-  const uint32_t ifNum = port.ifNum;
-  const std::string number = std::to_string(ifNum);
-  const std::string inFile = escaped(nameIn(file, ifNum));
-  const std::string here = escaped(view.names.nameOrEmpty(ifNum));
+constexpr int32_t kDaysPerWeek = 7;
+constexpr int32_t kDaysPerMonth = 31;
+constexpr const char* kForce = " (--force stores it)";
+
+// Empty for a port that the switch has under the name that the file gives it.
+std::string portFault(const PoePort& port, const SiteFile& file, const std::vector<PoePort>& ports,
+                      const View& view) {
+  const std::string number = "ifNum " + std::to_string(port.ifNum);
+  const std::string inFile = escaped(nameIn(file, port.ifNum));
+  const std::string here = escaped(view.names.nameOrEmpty(port.ifNum));
   if (findPort(ports, port) == nullptr) {
-    return {kExitNoSuch, "ifNum " + number +
-                             (inFile.empty() ? "" : ", " + inFile + " in the file,") +
-                             " is no PoE port of unit " + std::to_string(port.unit) +
-                             " here (--force stores it)"};
+    return number + (inFile.empty() ? "" : ", " + inFile + " in the file,") +
+           " is no PoE port of unit " + std::to_string(port.unit) + " here" + kForce;
   }
-  if (!inFile.empty() && !here.empty() && here != inFile) {
-    return {kExitUsage, "ifNum " + number + " is " + inFile + " in the file and " + here +
-                            " here (--force stores it)"};
+  return !inFile.empty() && !here.empty() && here != inFile
+             ? number + " is " + inFile + " in the file and " + here + " here" + kForce
+             : "";
+}
+
+bool areDays(const cJSON* days, int32_t last) {
+  const cJSON* day = nullptr;
+  cJSON_ArrayForEach(day, days) {
+    if (cJSON_IsNumber(day) && (day->valuedouble < 1 || day->valuedouble > last)) {
+      return false;
+    }
   }
-  return {};
+  return true;
+}
+
+// What the daemon would store and not go by, of a schedule in the file that may have other faults;
+// whether there is some.
+bool addValues(const cJSON* object, const SiteFile& file, std::vector<SiteFault>* faults) {
+  const size_t before = faults->size();
+  const auto check = [&](const char* key, bool (*isFit)(const std::string&), const char* what) {
+    const std::string text = textIn(object, key);
+    if (!text.empty() && !isFit(text)) {
+      faults->push_back(misfitAt(file, object, key, std::string(what) + kForce));
+    }
+  };
+  check("startDate", isDate, kDateWords);
+  check("endDate", isDate, kDateWords);
+  check("startTime", isPlainTime, kTimeWords);
+  check("endTime", isPlainTime, kTimeWords);
+  check("restartTime", isPlainTime, kTimeWords);
+
+  const bool isMonthly = textIn(object, "recurrence") == "monthly";
+  const char* days = "recurrenceDays";
+  if (!areDays(jsonMember(object, days), isMonthly ? kDaysPerMonth : kDaysPerWeek)) {
+    const char* what = isMonthly ? "1 to 31" : "1 (Monday) to 7";
+    faults->push_back(misfitAt(file, object, days, std::string(what) + kForce));
+  }
+  return faults->size() != before;
 }
 
 // Dates that are over are no fault: what was stored once can be stored again.
-SiteFault scheduleFault(const Schedule& schedule, const SiteFile& file,
-                        const std::vector<PoePort>& ports, const View& view) {
-  for (const uint32_t ifNum : schedule.ifNums) {
-    SiteFault fault = portFault({schedule.unit, ifNum}, file, ports, view);
-    if (!fault.text.empty()) {
-      return fault;
-    }
-  }
-  for (const char* date : {schedule.startDate.c_str(), schedule.endDate.c_str()}) {
-    if (*date != '\0' && !dateRead(date)) {
-      return {kExitUsage,
-              inQuotes(date) +
-                  " is not a date (2026-03-01): the daemon would store it, and it would "
-                  "set no bound (--force stores it)"};
-    }
-  }
+void addUseless(const Schedule& schedule, const SiteFile& file, const View& view,
+                std::vector<SiteFault>* faults) {
   Schedule undated = schedule;
   undated.startDate.assign(nullptr);
   undated.endDate.assign(nullptr);
   const std::string useless = whyUseless(undated, view.now(), view.zone);
-  if (useless.empty()) {
-    return {};
+  if (!useless.empty()) {
+    faults->push_back(faultAt(file, file.source(schedule), "name", kExitUsage,
+                              "the daemon would store it, but " + useless + kForce));
   }
-  return {kExitUsage, "the daemon would store it, but " + useless + " (--force stores it)"};
+}
+
+void addPorts(const Schedule& schedule, const SiteFile& file, const std::vector<PoePort>& ports,
+              const View& view, std::vector<SiteFault>* faults) {
+  for (const uint32_t ifNum : schedule.ifNums) {
+    const PoePort port{schedule.unit, ifNum};
+    const std::string fault = portFault(port, file, ports, view);
+    if (!fault.empty()) {
+      faults->push_back(faultAt(file, file.source(schedule), "ifNums",
+                                findPort(ports, port) == nullptr ? kExitNoSuch : kExitUsage,
+                                fault));
+    }
+  }
 }
 
 }  // namespace
 
-std::vector<SiteFault> planFaults(const ImportPlan& plan, const SiteFile& file,
-                                  const std::vector<PoePort>& ports, const View& view) {
-  std::vector<SiteFault> faults;
+void planFaults(const ImportPlan& plan, const SiteFile& file, const std::vector<PoePort>& ports,
+                const View& view, std::vector<SiteFault>* faults) {
+  using Kind = Difference::Kind;
+  std::set<const cJSON*> settled;  // what is stored already
   for (const Difference& each : plan.differences) {
-    const bool isSent =
-        each.kind == Difference::Kind::added || each.kind == Difference::Kind::changed;
-    if (isSent && each.after) {
-      SiteFault fault = scheduleFault(*each.after, file, ports, view);
-      if (!fault.text.empty()) {
-        fault.text = inQuotes(each.after->name.c_str()) + ": " + fault.text;
-        faults.push_back(std::move(fault));
+    if (each.kind == Kind::same && each.after) {
+      settled.insert(file.source(*each.after));
+    }
+  }
+  const cJSON* object = nullptr;
+  cJSON_ArrayForEach(object, jsonMember(file.document.get(), "schedules")) {
+    if (settled.count(object) == 0 && addValues(object, file, faults)) {
+      settled.insert(object);
+    }
+  }
+  for (const Difference& each : plan.differences) {
+    if ((each.kind == Kind::added || each.kind == Kind::changed) && each.after) {
+      addPorts(*each.after, file, ports, view, faults);
+      if (settled.count(file.source(*each.after)) == 0) {
+        addUseless(*each.after, file, view, faults);
       }
     }
   }
-  return faults;
 }

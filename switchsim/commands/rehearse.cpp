@@ -13,6 +13,7 @@
 #include "api/view.h"
 #include "cli/files.h"
 #include "cli/interrupt.h"
+#include "cli/json_text.h"
 #include "cli/lab_clock.h"
 #include "cli/text.h"
 #include "forecast/rehearsal_report.h"
@@ -71,51 +72,71 @@ class Progress {
   std::string shown_;
 };
 
-// Ports as the schedules of the file name them, all of them on.
-std::vector<PortRecord> portsOfSchedules(const SiteFile& file) {
-  std::vector<JsonPtr> ports;
-  std::set<uint32_t> taken;
-  for (const Schedule& schedule : file.config.schedules) {
-    for (const uint32_t ifNum : schedule.ifNums) {
-      if (taken.insert(ifNum).second) {
-        ports.push_back(
-            jsonObject({{"unit", schedule.unit}, {"ifNum", ifNum}, {"name", nameIn(file, ifNum)}}));
+// Ports as the schedules of a file name them, all of them on.
+class PortsOfSchedules {
+ public:
+  // What is wrong in it is left out: it is told when the file is read.
+  void read(const cJSON* schedule) try {
+    const int32_t unit = jsonInt32Member(schedule, "unit", 0);
+    const cJSON* names = jsonMember(schedule, "portNames");
+    const cJSON* ifNums = jsonMember(schedule, "ifNums");
+    for (int i = 0; i < cJSON_GetArraySize(ifNums); ++i) {
+      const cJSON* name = cJSON_GetArrayItem(names, i);
+      add(unit, jsonToInt32(cJSON_GetArrayItem(ifNums, i)->valuedouble),
+          cJSON_IsString(name) ? name->valuestring : "");
+    }
+    for (const std::string& word : namesIn(textIn(schedule, "ports"))) {
+      const std::optional<PortPlace> place = placeNamed(word.c_str());
+      if (place && names_.insert(word).second) {
+        named_.emplace_back(static_cast<int32_t>(place->unit), word);
       }
+      add(unit, wholeNumber(word.substr(word.rfind('#', 0) == 0 ? 1 : 0)), "");
+    }
+  } catch (const Failure&) {
+    return;
+  }
+
+  // Those that are named in words have ifNums that no other has.
+  JsonPtr document() {
+    int64_t free = 1;
+    for (const auto& [unit, name] : named_) {
+      while (taken_.count(free) > 0) {
+        ++free;
+      }
+      add(unit, free, name);
+    }
+    return jsonObject({{"ports", jsonArrayOf(std::move(ports_))}});
+  }
+
+ private:
+  void add(int32_t unit, int64_t ifNum, const std::string& name) {
+    if (ifNum > 0 && taken_.insert(ifNum).second) {
+      ports_.push_back(jsonObject({{"unit", unit}, {"ifNum", ifNum}, {"name", name}}));
     }
   }
-  return portsOfDocument(jsonObject({{"ports", jsonArrayOf(std::move(ports))}}).get());
+
+  std::vector<JsonPtr> ports_;
+  std::set<int64_t> taken_;
+  std::vector<std::pair<int32_t, std::string>> named_;
+  std::set<std::string> names_;
+};
+
+JsonPtr portsOfSchedules(const cJSON* document) {
+  PortsOfSchedules ports;
+  const cJSON* schedule = nullptr;
+  cJSON_ArrayForEach(schedule, jsonMember(document, "schedules")) {
+    ports.read(schedule);
+  }
+  return ports.document();
 }
 
-std::vector<PortRecord> portsFor(const RehearseOptions& given, const cJSON* document,
-                                 const SiteFile& file) {
+// Those that are given, those of the document, those of its schedules.
+JsonPtr portsFor(const RehearseOptions& given, const cJSON* document) {
   if (!given.ports.empty()) {
-    return readPortsFile(given.ports);
+    return parsedText(readWholeFile(given.ports), given.ports);
   }
-  return jsonMember(document, "ports") != nullptr ? portsOfDocument(document)
-                                                  : portsOfSchedules(file);
-}
-
-SiteFile readSchedules(const RehearseOptions& given, const std::string& text) {
-  std::vector<SiteFault> faults;
-  SiteFile file = readSiteFile(text, &faults);
-  if (!faults.empty()) {
-    const auto lines = mapped(faults, [](const SiteFault& each) { return "  " + each.text; });
-    throw Failure(kExitUsage,
-                  escaped(given.file) + " cannot be rehearsed:\n" + joined(lines, "\n"));
-  }
-  auto& schedules = file.config.schedules;
-  schedules.erase(std::remove_if(schedules.begin(), schedules.end(),
-                                 [](const Schedule& each) { return each.enabled == 0; }),
-                  schedules.end());
-  auto& delays = file.config.bootDelays;
-  delays.erase(
-      std::remove_if(delays.begin(), delays.end(),
-                     [&](const BootDelay& each) { return each.delaySec <= 0 || !given.withBoot; }),
-      delays.end());
-  if (schedules.empty() && delays.empty()) {
-    throw Failure(kExitNoSuch, "there is no enabled schedule to rehearse");
-  }
-  return file;
+  return jsonMember(document, "ports") != nullptr ? JsonPtr(cJSON_Duplicate(document, 1))
+                                                  : portsOfSchedules(document);
 }
 
 // The minute from which schedules act: the next one, for what this one has to do is done.
@@ -132,28 +153,52 @@ SwitchTime firstMinute(const std::string& from, SwitchTime now, const Zone& show
   return std::max(SwitchTime(*moment / kSecPerMin * kSecPerMin), next);
 }
 
-PortNames namesOf(const cJSON* document, const SiteFile& file) {
+PortNames namesOf(const cJSON* ports) {
   std::vector<PortLine> lines;
-  for (const auto& [ifNum, name] : file.portNames) {
-    lines.push_back({ifNum, name, ""});
-  }
   const cJSON* port = nullptr;
-  cJSON_ArrayForEach(port, jsonMember(document, "ports")) {
+  cJSON_ArrayForEach(port, jsonMember(ports, "ports")) {
     lines.push_back({static_cast<uint32_t>(jsonInt32Member(port, "ifNum", 0)), textIn(port, "name"),
                      textIn(port, "label")});
   }
   return PortNames({}, lines);
 }
 
-RehearsalPlan planOf(const RehearseOptions& given, const cJSON* document, const SiteFile& file,
+// What of the file's can act.
+SiteConfig readSchedules(const RehearseOptions& given, const std::string& text, const cJSON* ports,
+                         const PortNames& names) {
+  std::vector<PoePort> all;
+  const cJSON* port = nullptr;
+  cJSON_ArrayForEach(port, jsonMember(ports, "ports")) {
+    all.push_back({jsonInt32Member(port, "unit", 0),
+                   static_cast<uint32_t>(jsonInt32Member(port, "ifNum", 0))});
+  }
+  const auto portsOf = [&](const std::string& words) { return names.parse({words}, all); };
+  std::vector<SiteFault> faults;
+  SiteConfig config = readSiteFile(text, {given.file, portsOf, {"now", "ports"}}, &faults).config;
+  refuseFaults(faults, given.file, "cannot be rehearsed");
+  auto& schedules = config.schedules;
+  schedules.erase(std::remove_if(schedules.begin(), schedules.end(),
+                                 [](const Schedule& each) { return each.enabled == 0; }),
+                  schedules.end());
+  auto& delays = config.bootDelays;
+  delays.erase(
+      std::remove_if(delays.begin(), delays.end(),
+                     [&](const BootDelay& each) { return each.delaySec <= 0 || !given.withBoot; }),
+      delays.end());
+  if (schedules.empty() && delays.empty()) {
+    throw Failure(kExitNoSuch, "there is no enabled schedule to rehearse");
+  }
+  return config;
+}
+
+RehearsalPlan planOf(const RehearseOptions& given, const cJSON* document, const SiteConfig& config,
                      const Zone& zone) {
   const SwitchTime now(
       parseMoment(textIn(document, "now"), 0, zone).value_or(hostRealMs() / kMsPerSec));
   RehearsalPlan plan;
-  plan.schedules = file.config.schedules;
-  plan.bootDelays = file.config.bootDelays;
+  plan.schedules = config.schedules;
+  plan.bootDelays = config.bootDelays;
   plan.withBoot = given.withBoot;
-  plan.ports = portsFor(given, document, file);
   plan.now = now;
   plan.from = firstMinute(given.from, now, given.utc ? Zone("UTC") : zone);
   TickTime end = zone.tickAt(plan.from);
@@ -164,13 +209,15 @@ RehearsalPlan planOf(const RehearseOptions& given, const cJSON* document, const 
 
 int runRehearse(const RehearseOptions& given) {
   const std::string text = readWholeFile(given.file);
-  const SiteFile file = readSchedules(given, text);
   const JsonPtr document = jsonParse(text.c_str());
+  const JsonPtr ports = portsFor(given, document.get());
+  const PortNames names = namesOf(ports.get());
+  const SiteConfig config = readSchedules(given, text, ports.get(), names);
   const Zone zone = Zone::ofProcess();
   const Zone shownZone = given.utc ? Zone("UTC") : zone;
-  const RehearsalPlan plan = planOf(given, document.get(), file, zone);
+  RehearsalPlan plan = planOf(given, document.get(), config, zone);
+  plan.ports = portsOfDocument(ports.get());
 
-  const PortNames names = namesOf(document.get(), file);
   const View view{names,
                   SwitchNow(plan.from),
                   {},
@@ -201,7 +248,7 @@ Action defineRehearse(Arguments& app) {
       .required();
   app.add("--ports", given->ports,
           "The switch's ports: what `quorin_poectl ports --json` printed [those of the schedules, "
-          "all on]")
+          "all on, with ifNums of their own]")
       .named("FILE");
   app.add("--from", given->from, "First day: 2026-03-28, \"mon 14:00\", tomorrow [now]")
       .named("DATE");

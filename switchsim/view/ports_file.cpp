@@ -8,6 +8,7 @@
 #include "base/json.h"
 #include "cli/failure.h"
 #include "cli/files.h"
+#include "cli/json_text.h"
 #include "switchsim/view/view.h"
 
 namespace switchsim {
@@ -19,16 +20,6 @@ constexpr uint32_t kNoSlot = UINT32_MAX;  // of a port that is not named yet
 
 [[noreturn]] void refuse(const std::string& why) {
   throw Failure(kExitUsage, why);
-}
-
-JsonPtr parse(const std::string& text) {
-  const char* end = text.c_str();
-  JsonPtr tree(cJSON_ParseWithOpts(text.c_str(), &end, 1));
-  if (tree == nullptr) {
-    const auto line = std::count(text.c_str(), end, '\n') + 1;
-    refuse("line " + std::to_string(line) + " is no JSON");
-  }
-  return tree;
 }
 
 // A port of the document, and what it is called in messages.
@@ -189,11 +180,11 @@ std::vector<PortRecord> portsOfDocument(const cJSON* document) {
 }
 
 std::vector<PortRecord> readPortsFile(const std::string& path) {
-  const std::string text = readWholeFile(path);
+  const JsonPtr document = parsedText(readWholeFile(path), path);
   try {
-    return portsOfDocument(parse(text).get());
+    return portsOfDocument(document.get());
   } catch (const Failure& failure) {
-    throw Failure(failure.status(), (path == "-" ? "stdin" : path) + ": " + failure.what());
+    throw Failure(failure.status(), pathText(path) + ": " + failure.what());
   }
 }
 

@@ -58,11 +58,12 @@ A file, here or on a machine without a daemon, with the ports of its schedules o
   Wed 06:00  on (end)                  1/0/5-6  "night"
   $ switchsim rehearse site.json --from "2026-03-05" --days 1 --json | cut -c1-150
   {"from":"2026-03-05T00:00:00+01:00","until":"2026-03-06T00:00:00+01:00","changes":[{"at":"2026-03-05T00:00:30+01:00","act":"on","isEnd":false,"unit":1
-  $ sed 's/power_off/power_of/' site.json >bad.json
+  $ sed 's/power_off/power_of/; s,1/0/9,desk,' site.json >bad.json
   $ switchsim rehearse bad.json
   switchsim: bad.json cannot be rehearsed:
-    schedule 1 "night": name, days, times and ports must be there, an off time must be 1 s or more
-    schedule 3 "fair": name, days, times and ports must be there, an off time must be 1 s or more
+    line 6, "night": scheduleType "power_of" must be power_on, power_off or restart
+    line 30, "fair": scheduleType "power_of" must be power_on, power_off or restart
+    line 34, "fair": ports "desk": no PoE port "desk": unit 1 has 1/0/1 to 1/0/6.  See: quorin_poectl ports
   [2]
 
 What cannot be rehearsed.
@@ -77,7 +78,7 @@ What cannot be rehearsed.
   switchsim: there is no enabled schedule to rehearse
   [10]
   $ switchsim rehearse ports.json
-  switchsim: the file is no export: it must be a JSON document with "format" and "schedules". Make one with: quorin_poectl export FILE
+  switchsim: ports.json is no export: it must be a JSON document with "version" and "schedules". Make one with: quorin_poectl export FILE
   [2]
   $ quorin_poectl --socket nowhere rehearse 2>&1 | head -n 1
   quorin_poectl: no daemon answers at nowhere: No such file or directory

@@ -10,20 +10,25 @@ The file names ports as people do, so that it can be read and changed by hand.
 
   $ quorin_poectl export site.json
   2 schedules and 2 boot delays written to site.json
-  $ tr -d '\t' <site.json | sed -n '2,5p;11,13p;/bootDelays/,/}/p'
-  "format":1,
+  $ tr -d '\t' <site.json | sed '15,25d;30,$d'
+  {
+  "version":2,
   "schedules":[{
   "unit":1,
   "name":"night",
-  "ifNums":[5, 6, 7, 8],
-  "portNames":["1/0/5", "1/0/6", "1/0/7", "1/0/8"],
+  "scheduleType":"power_off",
+  "recurrence":"daily",
+  "ports":"1/0/5-8",
   "startTime":"22:00",
+  "endTime":"06:00",
+  "allDay":false,
+  "executionMode":"simultaneous",
+  "interPortDelaySec":0,
+  "enabled":true
+  }],
   "bootDelays":[{
   "unit":1,
   "delaySec":30,
-  "executionMode":"sequential",
-  "interPortDelaySec":5
-  }, {
   $ quorin_poectl export | cmp - site.json
 
 What is in it already is kept. Nothing happens in a dry run.
@@ -86,31 +91,114 @@ A schedule can't change its type: the old one is deleted, and another is added i
   $ quorin_poectl schedule list | sed -n 3p
      1   6  shop   off 18:00-21:30  1/0/13   sat    Sat 18:00 off  3 d 19 h
 
-Ports that are others here, or are not here, are told.
+A file of the first edition is still read. There the numbers counted: that they are those of other
+ports here is told, as are ports that are not here.
 
-  $ sed 's,"1/0/5","1/0/9",; s/"ifNums":\t*\[29,/"ifNums": [505,/' site.json >moved.json
+  $ cat >first.json <<END
+  > {"format": 1, "schedules": [
+  >   {"unit": 1, "name": "night", "scheduleType": "power_off", "recurrence": "daily",
+  >    "ifNums": [5, 6, 7, 8], "portNames": ["1/0/5", "1/0/6", "1/0/7", "1/0/8"],
+  >    "startTime": "21:30", "endTime": "06:00", "restartTime": null}]}
+  > END
+  $ quorin_poectl import first.json
+    -  unit 1  "shop"  (with --replace)
+  0 added, 0 changed, 0 removed, 1 the same, 1 not in the file
+  $ sed 's,"1/0/5","1/0/9",; s/8],/505],/' first.json >moved.json
   $ quorin_poectl import moved.json
   quorin_poectl: moved.json cannot be imported, nothing was changed:
-    "night": ifNum 5 is 1/0/9 in the file and 1/0/5 here (--force stores it)
-    "cameras": ifNum 505, 2/0/1 in the file, is no PoE port of unit 2 here (--force stores it)
+    line 3, "night": ifNum 5 is 1/0/9 in the file and 1/0/5 here (--force stores it)
+    line 3, "night": ifNum 505, 1/0/8 in the file, is no PoE port of unit 1 here (--force stores it)
+  [2]
+  $ sed 's/"format": 1/"version": 3/' first.json | quorin_poectl import -
+  quorin_poectl: stdin has version 3, and this client reads 1 (as "format") and 2.
   [2]
 
-Nothing of a file is taken that has a fault, and each fault is told.
+Nothing of a file is taken that has a fault. Each is told in one go: where it is, what stands there,
+and what may. What the daemon would store, but not go by, can be forced, also a port without a name.
 
-  $ sed 's/"03:30"/"25:30"/; s/"22:00"/"22"/' site.json >bad.json
+  $ cat >bad.json <<END
+  > {"version": 2, "schedule": [],
+  >  "schedules": [
+  >   {"unit": 1, "name": "a \"{[: b", "scheduleType": "power_of", "recurrence": "dayly",
+  >    "ports": "1/0/5-8", "startTime": "22:00",
+  >    "endTime": "6"},
+  >   {"unit": 1, "name": "bad days", "scheduleType": "power_off", "recurrence": "weekly",
+  >    "recurrenceDays": [0, 1],
+  >    "ports": "1/0/99",
+  >    "startDate": "2026-02-30",
+  >    "startTime": "22:00", "endTime": "24:00"},
+  >   {"unit": 2, "name": "few", "scheduleType": "restart", "recurrence": "daily",
+  >    "ports": "1/0/1", "offTimeSec": 0, "allDay": true},
+  >   {"unit": 9, "nam": "x", "ports": "1/0/1", "ports": "1/0/2", "enabled": "yes"},
+  >   {"unit": 1, "name": "two", "scheduleType": "power_on", "recurrence": "daily", "allDay": true,
+  >    "ports": "1/0/1", "ifNums": [1]},
+  >   7],
+  >  "bootDelays": [{"unit": 1, "delaySec": 601, "executionMode": "slow"}, {"unit": 2}]}
+  > END
   $ quorin_poectl import bad.json
   quorin_poectl: bad.json cannot be imported, nothing was changed:
-    "night": the daemon would store it, but "22" is not a time of day: it never starts (--force stores it)
-    "cameras": the daemon would store it, but "25:30" is not a time of day (--force stores it)
+    line 1: unknown key "schedule". Did you mean schedules?
+    line 3, "a "{[: b": scheduleType "power_of" must be power_on, power_off or restart
+    line 3, "a "{[: b": recurrence "dayly" must be daily, weekly or monthly
+    line 5, "a "{[: b": endTime "6" must be a time of day, 00:00 to 23:59 (--force stores it)
+    line 7, "bad days": recurrenceDays [0,1] must be 1 (Monday) to 7 (--force stores it)
+    line 8, "bad days": ports "1/0/99": no PoE port "1/0/99": unit 1 has 1/0/1 to 1/0/24.  See: quorin_poectl ports
+    line 9, "bad days": startDate "2026-02-30" must be a date of the calendar, such as 2026-03-31 (--force stores it)
+    line 10, "bad days": endTime "24:00" must be a time of day, 00:00 to 23:59 (--force stores it)
+    line 11, "few": restartTime is missing: it must be a time of day, 00:00 to 23:59
+    line 12, "few": allDay true must be false for a restart
+    line 12, "few": offTimeSec 0 must be 1 or more for a restart
+    line 12, "few": ports "1/0/1" must be ports of unit 2
+    line 13: unknown key "nam". Did you mean name?
+    line 13: ports "1/0/2" is there twice
+    line 13: unit 9 must be 1 to 8
+    line 13: enabled "yes" must be true or false
+    line 13: ports "1/0/1" must be ports of unit 9
+    line 15, "two": ports and ifNums: only one of them can tell the ports
+    line 16: this must be in {}, with keys and values
+    line 17: delaySec 601 must be 0 to 600
+    line 17: executionMode "slow" must be simultaneous or sequential
+    line 17: delaySec is missing: it must be 0 to 600
   [2]
-  $ sed 's/"scheduleType"/"scheduelType"/' site.json >mistyped.json
-  $ quorin_poectl import mistyped.json
-  quorin_poectl: mistyped.json cannot be imported, nothing was changed:
-    schedule 1 "night": unknown key "scheduelType". Did you mean scheduleType?
-    schedule 2 "cameras": unknown key "scheduelType". Did you mean scheduleType?
+  $ quorin_poectl import bad.json --force 2>&1 | grep -c force
+  0
+  [1]
+  $ sed '1,5d; 8s/.*/"ifNums": [7, 505],/; 11,$d' bad.json >forced.json
+  $ (echo '{"version":2,"schedules":['; sed '5s/,$/]}/' forced.json) >odd.json
+  $ quorin_poectl import odd.json --force
+    +  unit 1  "bad days"  off 22:00-24:00 0,mon 2026-02-30..  #505,1/0/7
+    -  unit 1  "night"     (with --replace)
+    -  unit 1  "shop"      (with --replace)
+  1 added, 0 changed, 0 removed, 0 the same, 2 not in the file
+  quorin_poectl: warning: 7 "bad days" of unit 1: "24:00" is not a time of day: it never ends
+    to correct it: quorin_poectl schedule set 7 --from HH:MM --to HH:MM
+  quorin_poectl: warning: 7 "bad days" of unit 1: #505: no PoE port of unit 1
+  quorin_poectl: warning: 7 "bad days" of unit 1: #505: the daemon switches no port with an ifNum above 128
+  $ quorin_poectl export >all.json
+  $ sed -n '/bad days/,/ifNums/p' all.json | tr -d '\t'
+  "name":"bad days",
+  "scheduleType":"power_off",
+  "startDate":"2026-02-30",
+  "recurrence":"weekly",
+  "recurrenceDays":[0, 1],
+  "ifNums":[7, 505],
+  $ quorin_poectl import all.json
+  0 added, 0 changed, 0 removed, 5 the same
+  $ quorin_poectl --quiet schedule delete "bad days" --yes >out
+
+A slip in the JSON itself is told with line and column, and so is what is no export.
+
+  $ sed '3s/"a.*", "sch/"a" "sch/' bad.json | quorin_poectl import -
+  quorin_poectl: stdin, line 3, column 27: no JSON from here: "scheduleType": "power_of", "r
+  [2]
+  $ printf '{"version": 2, "schedules": [],}' | quorin_poectl import -
+  quorin_poectl: stdin, line 1, column 32: no JSON from here: }
+  [2]
+  $ printf '{"version": 2,\n "schedules": [' | quorin_poectl import -
+  quorin_poectl: stdin, line 2, column 16: the text ends within its JSON
   [2]
   $ echo '[]' | quorin_poectl import -
-  quorin_poectl: the file is no export: it must be a JSON document with "format" and "schedules". Make one with: quorin_poectl export FILE
+  quorin_poectl: stdin is no export: it must be a JSON document with "version" and "schedules". Make one with: quorin_poectl export FILE
   [2]
   $ quorin_poectl import nowhere.json
   quorin_poectl: nowhere.json could not be read: No such file or directory
@@ -129,5 +217,14 @@ An import warns of what it has stored as `schedule add` does.
   $ quorin_poectl import fair.json
     +  unit 1  "fair"  off all day daily  1/0/12
   1 added, 0 changed, 0 removed, 4 the same
-  quorin_poectl: warning: 8 "fair" of unit 1: nothing switches 1/0/12 on again
+  quorin_poectl: warning: 9 "fair" of unit 1: nothing switches 1/0/12 on again
     to switch them on, too: quorin_poectl schedule add --help
+
+A window that is under way is not begun.
+
+  $ quorin_poectl export >late.json
+  $ quorin_poectl schedule delete night --yes >out 2>&1
+  $ quorin_poectl import late.json
+    +  unit 1  "night"  off 21:30-06:00 daily  1/0/5-8
+  1 added, 0 changed, 0 removed, 4 the same
+  quorin_poectl: warning: 10 "night" of unit 1: its window is under way and is not begun now: at Wed 06:00 it switches its ports on all the same, and its first whole window begins Wed 21:30.

@@ -100,8 +100,7 @@ std::string openWindowNote(const ScheduleChange& change, const View& view) {
          (start ? ", and its first whole window begins " + view.near(start->at) : "") + ".";
 }
 
-// That it never fires stands in its line.
-void warnAfter(const std::vector<Schedule>& changed, Session& session) {
+void warnAfter(const std::vector<Schedule>& changed, bool isNeverTold, Session& session) {
   const std::vector<Schedule> all = session.schedules();
   const std::vector<ScheduleWarnings> warnings =
       warningsOf(all, TellClashes::ofBoth, session.view(), session);
@@ -110,7 +109,7 @@ void warnAfter(const std::vector<Schedule>& changed, Session& session) {
       return each.unit == all[i].unit && strcmp(each.name.c_str(), all[i].name.c_str()) == 0;
     });
     for (const ScheduleWarning& warning : isChanged ? warnings[i] : ScheduleWarnings()) {
-      if (strcmp(warning.kind, "never") != 0) {
+      if (!isNeverTold || strcmp(warning.kind, "never") != 0) {
         session.output().warn(scheduleTitle(all[i]) + ": " + escaped(warning.text) +
                               (warning.advice.empty() ? "" : "\n  " + escaped(warning.advice)));
       }
@@ -137,10 +136,7 @@ void showAll(const std::vector<PairChange>& changes, Session& session,
         changed.push_back(each.schedule);
       }
     }
-    const std::string note = openWindowNote(pair.first, view);
-    if (!note.empty()) {
-      session.output().warn(note);
-    }
+    warnOfOpenWindow(pair.first, session);
   }
   warnOfChanged(changed, session);
 }
@@ -265,7 +261,14 @@ void showChanges(const ScheduleChange& change, const std::optional<ScheduleChang
   showAll({both}, session, [&](const View& view) { return changesJson(both, view); });
 }
 
-void warnOfChanged(std::vector<Schedule> changed, Session& session) {
+void warnOfOpenWindow(const ScheduleChange& change, Session& session) {
+  const std::string note = openWindowNote(change, session.view());
+  if (!note.empty()) {
+    session.output().warn(note);
+  }
+}
+
+void warnOfChanged(std::vector<Schedule> changed, Session& session, bool isNeverTold) {
   changed.erase(std::remove_if(changed.begin(), changed.end(),
                                [](const Schedule& each) { return each.enabled == 0; }),
                 changed.end());
@@ -273,7 +276,7 @@ void warnOfChanged(std::vector<Schedule> changed, Session& session) {
     return;
   }
   try {
-    warnAfter(changed, session);
+    warnAfter(changed, isNeverTold, session);
   } catch (const Failure& failure) {
     session.output().warn(std::string("it is done, but could not be checked: ") + failure.what());
   }

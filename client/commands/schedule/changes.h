@@ -63,7 +63,10 @@ void requireUnchanged(const std::vector<Schedule>& read, Session& session);
 void showChanges(const ScheduleChange& change, const std::optional<ScheduleChange>& twin,
                  Session& session);
 
-// Warns of what is wrong with those of the stored schedules that may fire.
-void warnOfChanged(std::vector<Schedule> changed, Session& session);
+// Warns where the window of a schedule that was added or enabled is under way.
+void warnOfOpenWindow(const ScheduleChange& change, Session& session);
+// Warns of what is wrong with those of the stored schedules that may fire; that one never does
+// unless that is told already.
+void warnOfChanged(std::vector<Schedule> changed, Session& session, bool isNeverTold = true);
 
 #endif

@@ -104,7 +104,7 @@ JsonPtr scheduleDocument(const Schedule& schedule, const View& view) {
   const ScheduleRow row = rowOf(schedule, view);
   JsonPtr next = jsonObject({{"at", row.next ? view.stamp(row.next->at) : ""},
                              {"act", row.next ? actText(row.next->act) : ""}});
-  return jsonObject(scheduleMembers(schedule, ScheduleMembers::all, view.names),
+  return jsonObject(scheduleMembers(schedule, view.names),
                     {{"next", std::move(next)}, {"never", whyNeverOf(row, view)}});
 }
 

@@ -100,9 +100,8 @@ void applyPorts(const ScheduleWords& words, const std::vector<PoePort>& ports, S
 // The daemon reads a time's beginning: "10:30pm" would be 10:30.
 std::string checkedTime(const std::string& text, bool force) {
   const auto time = timeOfDay(text.c_str());
-  const bool isPlain = text.find_first_not_of("0123456789:") == std::string::npos &&
-                       std::count(text.begin(), text.end(), ':') == 1;
-  if (force && (!time || !isPlain)) {
+  const bool isPlain = isPlainTime(text);
+  if (force && !isPlain) {
     return text;
   }
   if (!time) {
@@ -175,12 +174,6 @@ void applyDays(const ScheduleWords& words, Schedule* schedule) {
     schedule->recurrence = Recurrence::monthly;
     schedule->days = monthDaysOf(joined(words.monthly, ","));
   }
-}
-
-bool isDate(const std::string& text) {
-  const auto dashes = std::count(text.begin(), text.end(), '-');
-  const bool isPlain = text.find_first_not_of("0123456789-") == std::string::npos;
-  return isPlain && dashes == 2 && parseMoment(text, 0, Zone("UTC")).has_value();
 }
 
 void applyDates(const ScheduleWords& words, Schedule* schedule) {

@@ -24,7 +24,8 @@ int runExport(const std::string& path, Session& session) {
   leaveOutAbsentUnits(session.unitsWithPorts(), &config.bootDelays);
   // On several lines always: such files are compared.
   const std::string text = printedJson(
-      siteDocument(config, ScheduleMembers::stored, session.names()), JsonForm::indented);
+      siteDocument(config, ScheduleMembers::stored, session.names(), session.poePorts()),
+      JsonForm::indented);
   if (path.empty() || path == "-") {
     session.output().print(text);
     return kExitDone;

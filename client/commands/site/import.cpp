@@ -119,33 +119,17 @@ JsonPtr itemsJson(const ImportPlan& plan, const ImportResult& result,
   return jsonArray(items, itemJson);
 }
 
-void failOn(const std::vector<SiteFault>& faults, const std::string& path) {
-  if (faults.empty()) {
-    return;
-  }
-  const bool isPorts = std::all_of(faults.begin(), faults.end(), [](const SiteFault& each) {
-    return each.status == kExitNoSuch;
-  });
-  const auto lines = mapped(faults, [](const SiteFault& each) { return "  " + each.text; });
-  throw Failure(
-      isPorts ? kExitNoSuch : kExitUsage,
-      escaped(path) + " cannot be imported, nothing was changed:\n" + joined(lines, "\n"));
-}
-
-SiteFile readFile(const ImportOptions& given) {
-  std::vector<SiteFault> faults;
-  SiteFile file = readSiteFile(readWholeFile(given.path), &faults);
-  failOn(faults, given.path);
-  return file;
-}
-
-void carryOut(const ImportStep& step, Daemon& daemon) {
+// With what is stored now appended to *stored.
+void carryOut(const ImportStep& step, const Difference& difference, Daemon& daemon,
+              std::vector<ScheduleChange>* stored) {
+  const bool wasDisabled = difference.before && difference.before->enabled == 0;
   switch (step.kind) {
     case ImportStep::Kind::create:
-      (void)createSchedule(daemon, step.schedule);
+      stored->push_back({"added", createSchedule(daemon, step.schedule)});
       return;
     case ImportStep::Kind::update:
-      (void)updateSchedule(daemon, step.schedule);
+      stored->push_back(
+          {wasDisabled ? "enabled" : "changed", updateSchedule(daemon, step.schedule)});
       return;
     case ImportStep::Kind::remove:
       deleteSchedule(daemon, step.schedule);
@@ -186,11 +170,12 @@ std::string putBack(const ImportPlan& plan, size_t failed, Daemon& daemon) {
 }
 
 // Carries the plan out as far as it goes. Sets *status to that of the failure.
-ImportResult carryOutAll(const ImportPlan& plan, Session& session, ExitCode* status) {
+ImportResult carryOutAll(const ImportPlan& plan, Session& session, ExitCode* status,
+                         std::vector<ScheduleChange>* stored) {
   ImportResult result;
   for (const ImportStep& step : plan.steps) {
     try {
-      carryOut(step, session.daemon());
+      carryOut(step, plan.differences[step.difference], session.daemon(), stored);
     } catch (const Failure& failure) {
       *status = failure.status();
       result.failure = failureText(plan, result.stepsDone, failure.what()) +
@@ -213,34 +198,27 @@ void confirmAll(const ImportPlan& plan, bool isYes, Session& session) {
   requireUnchanged(touched, session);
 }
 
-std::vector<Schedule> storedBy(const ImportPlan& plan) {
-  std::vector<Schedule> stored;
-  for (const Difference& each : plan.differences) {
-    if (each.after && (each.kind == Kind::added || each.kind == Kind::changed)) {
-      stored.push_back(*each.after);
-    }
-  }
-  return stored;
-}
-
-// The daemon has them, so that an import takes what an export holds.
-void warnOfNames(const std::vector<Schedule>& stored, Session& session) {
-  for (const Schedule& schedule : stored) {
-    const std::string fault = nameFault(schedule.name.c_str());
+void warnOfStored(const std::vector<ScheduleChange>& stored, Session& session) {
+  for (const ScheduleChange& change : stored) {
+    // The daemon has such names, so that an import takes what an export holds.
+    const std::string fault = nameFault(change.schedule.name.c_str());
     if (!fault.empty()) {
       session.output().warn(fault);
     }
+    warnOfOpenWindow(change, session);
   }
+  warnOfChanged(mapped(stored, [](const ScheduleChange& each) { return each.schedule; }), session,
+                false);
 }
 
 int runImport(const ImportOptions& given, Session& session) {
-  const SiteFile file = readFile(given);
-  const SiteConfig present = askSiteConfig(session);
-  const ImportPlan plan = importPlan(file.config, present, given.isReplace);
-  const std::vector<PoePort> ports = session.poePorts();
+  std::vector<SiteFault> faults;
+  const SiteFile file = readSite(given.path, {}, session, &faults);
+  const ImportPlan plan = importPlan(file.config, askSiteConfig(session), given.isReplace);
   if (!given.isForced) {
-    failOn(planFaults(plan, file, ports, session.view()), given.path);
+    planFaults(plan, file, session.poePorts(), session.view(), &faults);
   }
+  refuseFaults(faults, given.path, "cannot be imported, nothing was changed");
 
   const Output& output = session.output();
   const bool isText = !session.options().json;
@@ -249,10 +227,11 @@ int runImport(const ImportOptions& given, Session& session) {
     output.flush();
   }
   ExitCode status = kExitDone;
+  std::vector<ScheduleChange> stored;
   ImportResult result{true, 0, ""};
   if (!given.isDryRun) {
     confirmAll(plan, given.isYes, session);
-    result = carryOutAll(plan, session, &status);
+    result = carryOutAll(plan, session, &status, &stored);
   }
   if (!isText) {
     output.printJson(importJson(plan, result));
@@ -262,11 +241,8 @@ int runImport(const ImportOptions& given, Session& session) {
   if (!result.failure.empty()) {
     throw Failure(status, result.failure);
   }
-  if (!given.isDryRun) {
-    output.flush();
-    warnOfNames(storedBy(plan), session);
-    warnOfChanged(storedBy(plan), session);
-  }
+  output.flush();
+  warnOfStored(stored, session);
   return kExitDone;
 }
 
@@ -276,6 +252,12 @@ SiteConfig askSiteConfig(Session& session) {
   return {session.schedules(), mapped(session.units(), [&session](int32_t unit) {
             return askBootDelay(session.daemon(), unit);
           })};
+}
+
+SiteFile readSite(const std::string& path, const std::vector<std::string>& moreKeys,
+                  Session& session, std::vector<SiteFault>* faults) {
+  const auto portsOf = [&session](const std::string& words) { return session.portsNamed({words}); };
+  return readSiteFile(readWholeFile(path), {path, portsOf, moreKeys}, faults);
 }
 
 std::string differencesText(const std::vector<Difference>& differences, const PortNames& names,

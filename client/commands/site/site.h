@@ -11,6 +11,11 @@
 // What there is now, of all units.
 SiteConfig askSiteConfig(Session& session);
 
+// What the file ("-": the input) holds, whose words for ports are those of this switch. moreKeys
+// and faults as readSiteFile has them. Throws Failure.
+SiteFile readSite(const std::string& path, const std::vector<std::string>& moreKeys,
+                  Session& session, std::vector<SiteFault>* faults);
+
 // A line for each difference: "+ unit 1  "night"  off 22:00-06:00 mon-fri  1/0/5-8", "~" for what
 // changes, "-" for what goes. What stays as it is has none.
 std::string differencesText(const std::vector<Difference>& differences, const PortNames& names,
