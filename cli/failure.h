@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -26,13 +27,19 @@ enum ExitCode : int {
 // by a command that can go on without what failed.
 class Failure : public std::exception {
  public:
-  Failure(ExitCode status, std::string text) : status_(status), text_(std::move(text)) {}
+  Failure(ExitCode status, std::string text, std::optional<int32_t> code = {})
+      : status_(status), text_(std::move(text)), code_(code) {}
   ExitCode status() const { return status_; }
   const char* what() const noexcept override { return text_.c_str(); }
+  // The daemon's, of base/result_codes.h, where it answered with an error.
+  std::optional<int32_t> code() const { return code_; }
+  // The same with another text.
+  Failure retold(std::string text) const { return {status_, std::move(text), code_}; }
 
  private:
   ExitCode status_;
   std::string text_;
+  std::optional<int32_t> code_;
 };
 
 // For what ends in kExitNotAsWished.
@@ -44,11 +51,7 @@ class Failure : public std::exception {
 class DaemonError : public Failure {
  public:
   DaemonError(ExitCode status, int32_t code, std::string text)
-      : Failure(status, std::move(text)), code_(code) {}
-  int32_t code() const { return code_; }  // of base/result_codes.h
-
- private:
-  int32_t code_;
+      : Failure(status, std::move(text), code) {}
 };
 
 #endif

@@ -99,14 +99,24 @@ void Output::printJsonLine(const JsonPtr& document) const {
   flush();
 }
 
-void Output::say(const std::string& line) const {
-  if (!quiet_) {
+void Output::report(const char* kind, const std::string& text, const std::string& line) const {
+  if (quiet_) {
+    return;
+  }
+  if (isJson_) {
+    const JsonPtr report = jsonObject({{kind, jsonObject({{"text", text}})}});
+    fputs(jsonEscaped(printedJson(report)).c_str(), stderr);
+  } else {
     tell(line);
   }
 }
 
+void Output::say(const std::string& line) const {
+  report("note", line, line);
+}
+
 void Output::warn(const std::string& line) const {
-  say("quorin_poectl: warning: " + line);
+  report("warning", line, "quorin_poectl: warning: " + line);
 }
 
 void Output::flush() const {

@@ -28,7 +28,8 @@ void printNow(const std::string& text);
 
 class Output {
  public:
-  Output(const Screen& screen, bool quiet) : screen_(screen), quiet_(quiet) {}
+  Output(const Screen& screen, bool quiet, bool isJson = false)
+      : screen_(screen), quiet_(quiet), isJson_(isJson) {}
   const Screen& screen() const { return screen_; }
 
   // As it is: what comes from outside is escaped before.
@@ -37,15 +38,19 @@ class Output {
   void printJson(const JsonPtr& document) const;
   // One line always, written at once: for commands that watch.
   void printJsonLine(const JsonPtr& document) const;
-  // To stderr as tell does, both silenced by -q.
+  // To stderr as tell does, both silenced by -q; for a program that is asked for JSON a line
+  // {"note": {"text"}} or {"warning": {"text"}}.
   void say(const std::string& line) const;
   void warn(const std::string& line) const;
   // Throws Failure when what was printed could not be written.
   void flush() const;
 
  private:
+  void report(const char* kind, const std::string& text, const std::string& line) const;
+
   Screen screen_;
   bool quiet_;
+  bool isJson_;
 };
 
 #endif

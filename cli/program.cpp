@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 #include <new>
 
+#include "cli/json.h"
 #include "cli/mapped.h"
 #include "cli/output.h"
 #include "cli/text.h"
@@ -66,10 +68,18 @@ std::string mistakeText(const ParsedLine& parsed, const std::vector<CommandWords
              : parsed.text;
 }
 
-int fail(ExitCode status, const std::string& text) {
-  fflush(stdout);
-  tell(std::string(program_invocation_short_name) + ": " + text);
-  return status;
+// Also where the command line has other mistakes.
+bool asksForJson(int argc, const char* const* argv) {
+  const auto isOf = [](const char* word) {
+    return [word](const char* each) { return strcmp(each, word) == 0; };
+  };
+  const auto* end = std::find_if(argv, argv + argc, isOf("--"));
+  return std::any_of(argv, end, isOf("--json"));
+}
+
+int fail(const Failure& failure, bool isJson) {
+  tellFailure(failure, isJson);
+  return failure.status();
 }
 
 }  // namespace
@@ -118,12 +128,25 @@ int Program::run(int argc, const char* const* argv) const {
   return actions_.at(line_.given().back())();
 }
 
+void tellFailure(const Failure& failure, bool isJson) {
+  fflush(stdout);
+  if (!isJson) {
+    tell(std::string(program_invocation_short_name) + ": " + failure.what());
+    return;
+  }
+  const JsonPtr error =
+      jsonObject({{"error", jsonObject({{"text", failure.what()},
+                                        {"exitStatus", static_cast<int>(failure.status())},
+                                        {"code", failure.code()}})}});
+  fputs(jsonEscaped(printedJson(error)).c_str(), stderr);
+}
+
 int runProgram(const std::function<Program()>& make, int argc, const char* const* argv) try {
   return make().run(argc, argv);
 } catch (const Failure& failure) {
-  return fail(failure.status(), failure.what());
+  return fail(failure, asksForJson(argc, argv));
 } catch (const std::bad_alloc&) {
-  return fail(kExitNotAsWished, "out of memory");
+  return fail({kExitNotAsWished, "out of memory"}, asksForJson(argc, argv));
 } catch (const std::exception& error) {
-  return fail(kExitNotAsWished, escaped(error.what()));
+  return fail({kExitNotAsWished, escaped(error.what())}, asksForJson(argc, argv));
 }

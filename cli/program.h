@@ -51,6 +51,13 @@ class Program {
   std::map<Arguments, Action> actions_;
 };
 
+// On stderr: "quorin_poectl: TEXT", or, for a program that is asked for JSON, on one line
+// {"error": {"text", "exitStatus", "code"}}, of which code is the daemon's, or null.
+void tellFailure(const Failure& failure, bool isJson);
+constexpr const char* kJsonErrors =
+    "With --json an error is a line of JSON on stderr, too: {\"error\": {\"text\": ..., "
+    "\"exitStatus\": 8, \"code\": null}}, with the daemon's code where it answered with one.";
+
 // Makes the program and runs it; tells on stderr what was thrown. The exit status.
 int runProgram(const std::function<Program()>& make, int argc, const char* const* argv);
 

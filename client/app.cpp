@@ -13,8 +13,8 @@ constexpr const char* kFooter =
     "Exit status: 0 done, 1 carried out but not as wished, 2 wrong usage, 4 the daemon answered "
     "with an error, 5 not permitted, 6 timed out, 8 no daemon answered, 10 no such port, schedule, "
     "unit or run, 130 interrupted. status --check has those of monitoring plugins: 0 fine, 1 "
-    "warning, 2 critical, 3 unknown.\n"
-    "Example: quorin_poectl ports 1/0/1-4";
+    "warning, 2 critical, 3 unknown.\n";
+constexpr const char* kExample = "\nExample: quorin_poectl ports 1/0/1-4";
 
 void addColorOption(const Arguments& top, Options* options) {
   const auto read = [options](const std::string& when) {
@@ -32,7 +32,8 @@ void addCommonOptions(const Arguments& top, Options* options) {
       .withDefault()
       .named("PATH")
       .lastCounts();
-  top.flag("--json", options->json, "print one JSON document");
+  top.flag("--json", options->json,
+           "print one JSON document; of reset, on and --watch, which go on, one a line");
   top.flag("--utc", options->utc, "show times in UTC");
   top.duration("--timeout", &options->timeoutMs,
                "how long to wait for an answer: 500ms, 60s, 2m [60s]");
@@ -48,7 +49,7 @@ void sayToPerson(const std::string& text, const Output& output) {
 }
 
 int carryOut(const SessionAction& action, const Options& options) {
-  const Output output(screenOfStdout(options.color), options.quiet);
+  const Output output(screenOfStdout(options.color), options.quiet, options.json);
   SocketDaemon daemon(options.socketPath, options.timeoutMs,
                       [&output](const std::string& text) { sayToPerson(text, output); });
   Session session(options, daemon, output);
@@ -64,7 +65,7 @@ Program clientProgram(Options* options) {
                   "Talks to quorin_poed, the daemon that schedules and carries out PoE actions.",
                   QUORIN_POED_VERSION);
   const Arguments top = program.top();
-  top.footer(kFooter);
+  top.footer(std::string(kFooter) + kJsonErrors + kExample);
   top.takesOuterOptions();
   addCommonOptions(top, options);
   for (const ClientCommand& command : clientCommands()) {

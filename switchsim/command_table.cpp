@@ -31,6 +31,7 @@ Program makeProgram() {
                   "The simulated switch. Its state is the file that SWITCHSIM_STATE names "
                   "(/tmp/switchsim.state).",
                   QUORIN_POED_VERSION);
+  program.top().footer(kJsonErrors);
   for (const Command& command : commands()) {
     program.add(command);
   }

@@ -117,10 +117,10 @@ int runCall(const CallOptions& options, Session& session) {
     return kExitDone;
   }
   const int32_t code = jsonInt32Member(answer.get(), "error", ERR_GENERAL);
-  throw Failure(kExitDaemonError,
-                "error " + std::to_string(code) + " (" + resultCodeName(code) +
-                    "): " + errorInWords(options.method, kept.get(), code) +
-                    (code == ERR_UNSUPPORTED ? nearestMethod(options.method) : ""));
+  throw DaemonError(kExitDaemonError, code,
+                    "error " + std::to_string(code) + " (" + resultCodeName(code) +
+                        "): " + errorInWords(options.method, kept.get(), code) +
+                        (code == ERR_UNSUPPORTED ? nearestMethod(options.method) : ""));
 }
 
 }  // namespace

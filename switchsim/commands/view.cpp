@@ -37,10 +37,10 @@ void show(const SwitchView& view, const ShowOptions& given) {
                    : text);
 }
 
-std::optional<SwitchView> viewOrWhyNot() try {
+std::optional<SwitchView> viewOrWhyNot(bool isJson) try {
   return viewSwitch();
 } catch (const Failure& failure) {
-  fprintf(stderr, "switchsim: %s\n", failure.what());
+  tellFailure(failure, isJson);
   return std::nullopt;
 }
 
@@ -49,7 +49,7 @@ void runShow(const ShowOptions& given) {
   show(viewSwitch(), given);
   while (given.isWatching) {
     std::this_thread::sleep_for(kWatchInterval);
-    if (const std::optional<SwitchView> view = viewOrWhyNot()) {
+    if (const std::optional<SwitchView> view = viewOrWhyNot(given.json)) {
       show(*view, given);
     }
   }

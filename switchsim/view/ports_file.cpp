@@ -184,7 +184,7 @@ std::vector<PortRecord> readPortsFile(const std::string& path) {
   try {
     return portsOfDocument(document.get());
   } catch (const Failure& failure) {
-    throw Failure(failure.status(), pathText(path) + ": " + failure.what());
+    throw failure.retold(pathText(path) + ": " + failure.what());
   }
 }
 

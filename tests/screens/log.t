@@ -57,8 +57,8 @@ The log has the daemon's own stamps, and no other form.
   quorin_poectl: log shows the daemon's own stamps: leave out --utc
   [2]
   $ quorin_poectl log --json
-  quorin_poectl: log prints no JSON: leave out --json
+  {"error":{"text":"log prints no JSON: leave out --json","exitStatus":2,"code":null}}
   [2]
   $ quorin_poectl log level --json
-  quorin_poectl: log level prints no JSON: leave out --json
+  {"error":{"text":"log level prints no JSON: leave out --json","exitStatus":2,"code":null}}
   [2]

@@ -31,7 +31,7 @@ Ports of several units are a run each, and are asked about. `--stagger` restarts
 The same for programs: a line a change, and at the end one with the results.
 
   $ quorin_poectl reset 1/0/4 --off-time 2s --json >out
-  run 4: 1 port of unit 1
+  {"note":{"text":"run 4: 1 port of unit 1"}}
   $ grep '"stage":"dark"' out
   {"event":"change","time":"2026-03-03T08:0?:??+01:00","unit":1,"ifNum":4,"name":"1/0/4","label":null,"runId":4,"stage":"dark","adminMode":"disable","detectionStatus":"disabled","powerMw":0,"powerLimitMw":30000,"outcome":"pending","errorMessage":null,"back":null,"backAfterMs":null,"verdict":null} (glob)
   $ tail -n 1 out | json
@@ -42,7 +42,7 @@ The same for programs: a line a change, and at the end one with the results.
 Who does not want to wait gets the number of the run.
 
   $ quorin_poectl reset 2/0/8 --off-time 300s --no-wait --json | json
-  run 5: 1 port of unit 2
+  {"note":{"text":"run 5: 1 port of unit 2"}}
   {"event":"result","time":"2026-03-03T08:0?:??+01:00","runs":[ (glob)
   {"runId":5,"unit":2,"status":"running"}],"ports":[
   {"unit":2,"ifNum":36,"name":"2/0/8","label":null,"runId":5,"stage":"delivering","adminMode":"enable","detectionStatus":"delivering","powerMw":15300,"powerLimitMw":30000,"outcome":null,"errorMessage":null,"back":null,"backAfterMs":null,"verdict":null}]}

@@ -143,8 +143,7 @@ void watch(const ResetOptions& given, std::vector<Run>* runs, std::vector<Watche
            const View& view, Session& session) try {
   watchPorts(longestMs(given, ports->size()), runs, ports, view, session);
 } catch (const Failure& failure) {
-  throw Failure(failure.status(),
-                std::string(failure.what()) + "\n" + whatBecomesOf(*runs, failure.status()));
+  throw failure.retold(std::string(failure.what()) + "\n" + whatBecomesOf(*runs, failure.status()));
 }
 
 void sayOutcome(const Run& run, const Output& output) {

@@ -25,8 +25,7 @@ void checkTwin(const Schedule& schedule, Session& session) {
 Schedule createTwin(const Schedule& added, Session& session) try {
   return createSchedule(session.daemon(), twinOf(added));
 } catch (const Failure& failure) {
-  throw Failure(failure.status(),
-                scheduleTitle(added) + " was added, but not its twin: " + failure.what());
+  throw failure.retold(scheduleTitle(added) + " was added, but not its twin: " + failure.what());
 }
 
 int runScheduleAdd(const ScheduleWords& words, Session& session) {

@@ -232,8 +232,8 @@ std::optional<ScheduleChange> changedTwin(bool hasTwin, const ScheduleChange& do
                                           const std::function<ScheduleChange()>& change) try {
   return hasTwin ? std::make_optional(change()) : std::nullopt;
 } catch (const Failure& failure) {
-  throw Failure(failure.status(), scheduleTitle(done.schedule) + " was " + done.verb +
-                                      ", but not its twin: " + failure.what());
+  throw failure.retold(scheduleTitle(done.schedule) + " was " + done.verb +
+                       ", but not its twin: " + failure.what());
 }
 
 bool isSameSchedule(const Schedule& a, const Schedule& b) {

@@ -169,17 +169,17 @@ std::string putBack(const ImportPlan& plan, size_t failed, Daemon& daemon) {
   return "\n" + inQuotes(old.name.c_str()) + " is there again as it was.";
 }
 
-// Carries the plan out as far as it goes. Sets *status to that of the failure.
-ImportResult carryOutAll(const ImportPlan& plan, Session& session, ExitCode* status,
+// Carries the plan out as far as it goes.
+ImportResult carryOutAll(const ImportPlan& plan, Session& session, std::optional<Failure>* why,
                          std::vector<ScheduleChange>* stored) {
   ImportResult result;
   for (const ImportStep& step : plan.steps) {
     try {
       carryOut(step, plan.differences[step.difference], session.daemon(), stored);
     } catch (const Failure& failure) {
-      *status = failure.status();
       result.failure = failureText(plan, result.stepsDone, failure.what()) +
                        putBack(plan, result.stepsDone, session.daemon());
+      *why = failure.retold(result.failure);
       return result;
     }
     ++result.stepsDone;
@@ -226,20 +226,20 @@ int runImport(const ImportOptions& given, Session& session) {
     output.print(differencesText(plan.differences, session.names(), output.screen()));
     output.flush();
   }
-  ExitCode status = kExitDone;
+  std::optional<Failure> failure;
   std::vector<ScheduleChange> stored;
   ImportResult result{true, 0, ""};
   if (!given.isDryRun) {
     confirmAll(plan, given.isYes, session);
-    result = carryOutAll(plan, session, &status, &stored);
+    result = carryOutAll(plan, session, &failure, &stored);
   }
   if (!isText) {
     output.printJson(importJson(plan, result));
-  } else if (result.failure.empty()) {
+  } else if (!failure) {
     output.print(importSummary(plan, result) + "\n");
   }
-  if (!result.failure.empty()) {
-    throw Failure(status, result.failure);
+  if (failure) {
+    throw Failure(*failure);
   }
   output.flush();
   warnOfStored(stored, session);
