@@ -76,6 +76,9 @@ struct SiteReading {
   std::vector<std::string> moreKeys;  // of the document, beside those of an export
 };
 
+// What a document to be rehearsed may have beside: what time it is, and `ports --json`.
+inline const std::vector<std::string> kRehearsalKeys{"now", "ports", "units"};
+
 // Throws Failure, kExitUsage, for what is no such document, and what portsOf throws but for words
 // that mean no ports; what is wrong inside is appended to *faults.
 SiteFile readSiteFile(const std::string& text, const SiteReading& how,

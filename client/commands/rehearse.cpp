@@ -30,7 +30,7 @@ struct RehearseOptions {
 
 SiteConfig configOfFile(const std::string& path, Session& session) {
   std::vector<SiteFault> faults;
-  SiteFile file = readSite(path, {"now", "ports"}, session, &faults);
+  SiteFile file = readSite(path, kRehearsalKeys, session, &faults);
   refuseFaults(faults, path, "cannot be rehearsed");
   planFaults(importPlan(file.config, {}, false), file, session.poePorts(), session.view(), &faults);
   for (const SiteFault& fault : faults) {

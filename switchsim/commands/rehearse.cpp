@@ -174,7 +174,7 @@ SiteConfig readSchedules(const RehearseOptions& given, const std::string& text, 
   }
   const auto portsOf = [&](const std::string& words) { return names.parse({words}, all); };
   std::vector<SiteFault> faults;
-  SiteConfig config = readSiteFile(text, {given.file, portsOf, {"now", "ports"}}, &faults).config;
+  SiteConfig config = readSiteFile(text, {given.file, portsOf, kRehearsalKeys}, &faults).config;
   refuseFaults(faults, given.file, "cannot be rehearsed");
   auto& schedules = config.schedules;
   schedules.erase(std::remove_if(schedules.begin(), schedules.end(),

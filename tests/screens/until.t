@@ -50,7 +50,7 @@ Those whose last date is past can go; while its twin's is not, a schedule stays.
   deleted 1 "off until 2026-03-03 09:00" of unit 1
   deleted 2 "off until 2026-03-03 09:00" of unit 2
   $ quorin_poectl schedule delete --ended --json
-  there is no schedule whose dates are over
+  {"note":{"text":"there is no schedule whose dates are over"}}
   {"changes":[]}
   $ quorin_poectl schedule delete --ended 3
   quorin_poectl: which schedules? Name some, or those whose dates are over with --ended
