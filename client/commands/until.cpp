@@ -142,23 +142,24 @@ std::string deleteWords(const std::vector<Hold>& holds) {
   return "quorin_poectl schedule delete " + joined(ids, " ");
 }
 
-// Either all are stored, or none is.
+// Either all are stored, or none is; where that fails, too, the failure says so.
 void store(std::vector<Hold>* holds, Session& session) {
-  std::vector<Schedule> stored;
-  const auto create = [&](const Schedule& wanted) {
-    stored.push_back(createSchedule(session.daemon(), wanted));
-    return stored.back();
-  };
+  std::vector<Hold> stored;
   try {
     for (Hold& hold : *holds) {
-      hold.schedule = create(hold.schedule);
+      hold.schedule = createSchedule(session.daemon(), hold.schedule);
+      stored.push_back(hold);
       if (isOverMidnight(hold.schedule)) {
-        hold.twin = create(twinOf(hold.schedule));
+        hold.twin = createSchedule(session.daemon(), twinOf(hold.schedule));
+        stored.back().twin = hold.twin;
       }
     }
-  } catch (const Failure&) {
-    for (const Schedule& each : stored) {
-      deleteSchedule(session.daemon(), each);
+  } catch (const Failure& failure) {
+    try {
+      std::for_each(stored.begin(), stored.end(), [&](const Hold& each) { remove(each, session); });
+    } catch (const Failure&) {
+      throw failure.retold(std::string(failure.what()) +
+                           "\nSome of it is stored. To undo it: " + deleteWords(stored));
     }
     throw;
   }
@@ -203,6 +204,8 @@ std::vector<SensorPort> settledPorts(const Hold& hold, Session& session) {
 
 void announce(const std::vector<Hold>& holds, SwitchTime start, Session& session) {
   const View view = session.view();
+  sayWhenInterrupted("quorin_poectl", "it is stored, and begins at " + view.near(start) +
+                                          ". To undo it: " + deleteWords(holds));
   std::vector<Schedule> added;
   for (const Hold& hold : holds) {
     session.output().say("added " + scheduleTitle(hold.schedule) + ": " +
@@ -212,8 +215,6 @@ void announce(const std::vector<Hold>& holds, SwitchTime start, Session& session
     added.push_back(hold.schedule);
   }
   warnOfChanged(added, session);
-  sayWhenInterrupted("quorin_poectl", "it is stored, and begins at " + view.near(start) +
-                                          ". To undo it: " + deleteWords(holds));
 }
 
 void waitUntil(int64_t systemMsThen) {
@@ -276,6 +277,19 @@ JsonPtr heldJson(const Held& held, const View& view) {
                      {"ports", jsonArray(held.ports, ofPort)}});
 }
 
+int conclude(const std::vector<Held>& held, SwitchTime ends, Session& session) {
+  const View view = session.view();
+  const auto text = [&] {
+    return joined(mapped(held, [&](const Held& each) { return heldText(each, ends, view); }), "");
+  };
+  const auto ofHeld = [&](const Held& each) { return heldJson(each, view); };
+  session.print(text, [&] { return jsonObject({{"holds", jsonArray(held, ofHeld)}}); });
+  const bool isDone = std::all_of(held.begin(), held.end(), [](const Held& each) {
+    return each.hold.run && areAsWished(each.ports, each.hold.schedule.type);
+  });
+  return isDone ? kExitDone : kExitNotAsWished;
+}
+
 // Those that are not as wished yet; the others are named.
 std::vector<SensorPort> portsToChange(ScheduleType type, const std::vector<std::string>& words,
                                       Session& session) {
@@ -310,34 +324,22 @@ int holdUntil(ScheduleType type, const std::vector<std::string>& words, const st
   const SwitchTime now = session.now();
   const SwitchTime start = firstMinute(now, session.zone());
   SwitchTime ends;
-  std::vector<Hold> holds =
-      holdsOf(windowOf(type, start, end, session.zone(), &ends), ports, session);
-  store(&holds, session);
-  std::vector<Held> held;
-  if (!holds.empty()) try {
-      announce(holds, start, session);
-      waitUntil(lookAtMs(start, now));
-      held = mapped(holds, [&](const Hold& hold) { return seen(hold, since, session); });
-    } catch (const Failure& failure) {
-      throw Failure(failure.status(),
-                    std::string(failure.what()) +
-                        "\nWhether it began was not seen. To undo it: " + deleteWords(holds));
-    }
+  const Schedule window = windowOf(type, start, end, session.zone(), &ends);
+  std::vector<Hold> holds = holdsOf(window, ports, session);
+  if (holds.empty()) {
+    return conclude({}, ends, session);
+  }
 
-  const View view = session.view();
-  session.print(
-      [&] {
-        return joined(mapped(held, [&](const Held& each) { return heldText(each, ends, view); }),
-                      "");
-      },
-      [&] {
-        return jsonObject(
-            {{"holds", jsonArray(held, [&](const Held& each) { return heldJson(each, view); })}});
-      });
-  const bool isDone = std::all_of(held.begin(), held.end(), [&](const Held& each) {
-    return each.hold.run && areAsWished(each.ports, type);
-  });
-  return isDone ? kExitDone : kExitNotAsWished;
+  store(&holds, session);
+  try {
+    announce(holds, start, session);
+    waitUntil(lookAtMs(start, now));
+    return conclude(mapped(holds, [&](const Hold& hold) { return seen(hold, since, session); }),
+                    ends, session);
+  } catch (const Failure& failure) {
+    throw failure.retold(std::string(failure.what()) +
+                         "\nWhether it began was not seen. To undo it: " + deleteWords(holds));
+  }
 }
 
 SessionAction defineOff(Arguments& app, Options& options) {
