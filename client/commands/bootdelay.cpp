@@ -23,6 +23,9 @@ BootDelay changed(BootDelay bootDelay, const BootDelayOptions& given) {
         wholeSeconds("--stagger", given.staggerMs, 0, kMaxBootInterPortDelaySec);
     bootDelay.sequential = bootDelay.interPortDelaySec > 0;
   }
+  if (bootDelay.delaySec == 0 && given.staggerMs > 0) {
+    throw Failure(kExitUsage, "without a delay there is nothing to stagger: give --delay, too");
+  }
   return bootDelay;
 }
 

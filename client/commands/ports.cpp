@@ -14,6 +14,7 @@
 namespace {
 
 constexpr int64_t kDefaultWatchMs = 2000;
+constexpr int64_t kLeastWatchMs = 100;
 
 struct PortsOptions {
   std::vector<std::string> ports;
@@ -221,13 +222,16 @@ int runPorts(PortsOptions given, Session& session) {
   if (!given.watch.empty() && !pauseMs) {
     given.ports.insert(given.ports.begin(), given.watch);  // "--watch 1/0/5": the port is no time
   }
+  if (pauseMs && *pauseMs < kLeastWatchMs) {
+    throw Failure(kExitUsage, "--watch takes 100ms or more");
+  }
   if (given.names) {
     return printNames(session);
   }
   const std::vector<PoePort> meant =
       given.ports.empty() ? session.poePorts() : session.portsNamed(given.ports);
   if (given.watchOption->isGiven()) {
-    watch(meant, std::clamp<int64_t>(pauseMs.value_or(kDefaultWatchMs), 100, INT32_MAX), session);
+    watch(meant, std::min<int64_t>(pauseMs.value_or(kDefaultWatchMs), INT32_MAX), session);
   }
   return showOnce(meant, session);
 }

@@ -143,7 +143,7 @@ std::string notes(const WhyQuestion& question, const PortAccount& account,
   const MayBe known = stateAt(timeline, view.systemNow);
   if (account.state == State::on) {
     return known.isOff()
-               ? "No run switched it on again: somebody did with the switch's own CLI, or "
+               ? "No run switched it on again: somebody did so with the switch's own CLI, or "
                  "the end of a window that had no run.\n"
                : "";
   }
@@ -151,7 +151,8 @@ std::string notes(const WhyQuestion& question, const PortAccount& account,
   const PortEvent* cause = whatLeftOff(timeline);
   if (cause == nullptr) {
     text =
-        "No run that is known left it off: somebody did with the switch's own CLI, or the end of a "
+        "No run that is known left it off: somebody did so with the switch's own CLI, or the end "
+        "of a "
         "window that had no run, or it was longer ago.\n";
   } else if (!known.isOff()) {
     text = "Or somebody switched it off with the switch's own CLI.\n";

@@ -36,6 +36,9 @@ std::string faultMistake(const FaultOptions& given) {
     return "no operation is called " + escaped(given.value) + "; there are\n" +
            clientOperationList();
   }
+  if (!given.ports.empty() && given.value.find("Port") == std::string::npos) {
+    return escaped(given.value) + " is about no port: leave out --port";
+  }
   const bool doesNothing = given.fault.result == 0 && given.fault.delayMs == 0;
   return doesNothing ? "a fault needs --result other than 0, or --delay-ms, or both" : "";
 }

@@ -30,3 +30,10 @@ Units that are not there, and what no delay can be.
   [2]
   $ quorin_poectl bootdelay 1
   boot delay of unit 1: none
+
+Ports that nothing holds back cannot be let go one after the other.
+
+  $ quorin_poectl bootdelay 2 --none >out
+  $ quorin_poectl bootdelay 2 --stagger 5s
+  quorin_poectl: without a delay there is nothing to stagger: give --delay, too
+  [2]

@@ -74,6 +74,9 @@ Ports that are not there, and words that are no ports. Labels that are much the 
   $ quorin_poectl --quiet ports 1/0/4-1/0/1
   quorin_poectl: "1/0/4-1/0/1" is no range: its end is before its beginning.
   [2]
+  $ quorin_poectl --quiet ports 1/0/1 --watch 0s
+  quorin_poectl: --watch takes 100ms or more
+  [2]
   $ quorin_poectl --quiet ports twice
   quorin_poectl: the label "twice" is on 2/0/5-6: name the port.
   [2]

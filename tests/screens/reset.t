@@ -120,6 +120,9 @@ What cannot be meant.
   $ quorin_poectl reset 1/0/28
   quorin_poectl: no PoE port "1/0/28": unit 1 has 1/0/1 to 1/0/24.  See: quorin_poectl ports
   [10]
+  $ quorin_poectl reset 1/0/1 --unit 1 --all
+  quorin_poectl: name ports, or take a whole unit with --all, not both
+  [2]
   $ quorin_poectl reset 1/0/1 --off-time 500ms
   quorin_poectl: --off-time takes whole seconds, 0 to 2147483647.
   [2]

@@ -60,6 +60,10 @@ What cannot be done.
   switchsim: "toaster" is no device: it is camera, phone, ap, a number of watts (more than 0, at most 90), or none
   See: switchsim device --help
   [2]
+  $ switchsim fault openapiClockGet --result 1 --port 1/0/1
+  switchsim: openapiClockGet is about no port: leave out --port
+  See: switchsim fault --help
+  [2]
   $ switchsim fault openapiClockGt --result 1 2>&1 | head -n 2
   switchsim: no operation is called openapiClockGt; there are
     l7proc_crashlog_register

@@ -19,7 +19,7 @@ A port that somebody switched off by the switch's own CLI: no run explains it.
   $ switchsim set 1/0/7 off
   $ quorin_poectl why 1/0/7 | sed -n '1,3p'
   1/0/7 is off.
-  No run that is known left it off: somebody did with the switch's own CLI, or the end of a window that had no run, or it was longer ago.
+  No run that is known left it off: somebody did so with the switch's own CLI, or the end of a window that had no run, or it was longer ago.
   To switch it on: quorin_poectl on 1/0/7
 
 In the night the window is what keeps a port dark. Its end is what brings it back.

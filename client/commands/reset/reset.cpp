@@ -52,7 +52,10 @@ bool isOn(const SensorPort& port) {
 
 std::vector<UnitReset> whatToReset(const ResetOptions& given, Session& session) {
   const std::optional<int32_t> unit = session.options().unit;
-  if (given.all == !given.ports.empty()) {
+  if (given.all && !given.ports.empty()) {
+    throw Failure(kExitUsage, "name ports, or take a whole unit with --all, not both");
+  }
+  if (!given.all && given.ports.empty()) {
     throw Failure(kExitUsage, "which ports? Name some, or a whole unit with --unit N --all");
   }
   if (!given.all) {
