@@ -34,6 +34,7 @@ def validator(method, part, is_ok=True):
 
 def fault(method, part, document):
     """The deepest of what is wrong with a "request" or an "answer", in a line; None for nothing."""
+    method = method if isinstance(method, str) else None
     is_ok = part == "answer" and document.get("ok") is True
     errors = list(validator(method, part, is_ok).iter_errors(document))
     if not errors:
