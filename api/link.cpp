@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "api/answer_shapes.h"
 #include "api/error_words.h"
 #include "base/result_codes.h"
 #include "cli/failure.h"
@@ -12,6 +13,17 @@ namespace {
 
 ExitCode statusOf(int32_t code) {
   return code == ERR_NOT_FOUND ? kExitNoSuch : kExitDaemonError;
+}
+
+void checkAnswer(const std::string& method, const cJSON* answer) {
+  const std::string fault = answerFault(method, answer);
+  if (!fault.empty()) {
+    const char* mayBeDone =
+        isChange(method) ? " It may be done nevertheless: look before you do it again." : "";
+    throw Failure(kExitDaemonError, "the daemon's answer to " + method +
+                                        " is not as it should be: " + fault +
+                                        ". It is older or newer than this client." + mayBeDone);
+  }
 }
 
 }  // namespace
@@ -53,6 +65,7 @@ JsonPtr parsedAnswer(const std::string& answerLine) {
 JsonPtr Daemon::ask(const char* method, JsonPtr params) {
   const JsonPtr kept(cJSON_Duplicate(params.get(), 1));
   const JsonPtr answer = parsedAnswer(exchange(method, requestLine(method, std::move(params))));
+  checkAnswer(method, answer.get());
   if (!cJSON_IsTrue(jsonMember(answer.get(), "ok"))) {
     const int32_t code = jsonInt32Member(answer.get(), "error", ERR_GENERAL);
     throw DaemonError(statusOf(code), code, errorInWords(method, kept.get(), code));

@@ -21,8 +21,9 @@ class Daemon {
   // How long each exchange from now on may take.
   virtual void setTimeout(int64_t /*milliseconds*/) {}
 
-  // The "result" of a request; null when the method has none. Throws Failure when no answer comes,
-  // and DaemonError, said in words for this request, when the answer is an error.
+  // The "result" of a request; null when the method has none. Throws Failure when no answer comes
+  // or one that lacks what the method's answers have, and DaemonError, said in words for this
+  // request, when the answer is an error.
   JsonPtr ask(const char* method, JsonPtr params);
 };
 

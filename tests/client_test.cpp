@@ -2,6 +2,7 @@
 #include <clocale>
 #include <regex>
 
+#include "api/requests.h"
 #include "cli/failure.h"
 #include "client/commands/schedule/schedules.h"
 #include "daemon/paths.h"
@@ -22,6 +23,16 @@ std::string outcome(const std::function<std::string()>& call) try {
 std::string beginning(const std::string& text, const std::string& expected) {
   return text.substr(0, expected.size());
 }
+
+// Answers whatever it is asked with the same line.
+class OneAnswer : public Daemon {
+ public:
+  explicit OneAnswer(std::string line) : line_(std::move(line)) {}
+  std::string exchange(const std::string&, const std::string&) override { return line_; }
+
+ private:
+  std::string line_;
+};
 
 using ClientTest = RunningDaemonTest;
 
@@ -99,6 +110,25 @@ TEST(ClientWords, schedulesTellWhenTheyActNextOrWhyNever) {
     const std::string row = std::regex_replace(text, std::regex(" +"), " ");
     EXPECT_EQ(beginning(row.substr(row.find("#1 ") + 3), expected), expected);
   }
+}
+
+TEST(ClientWords, anAnswerThatLacksWhatItMustHaveIsNoEmptyList) {
+  for (const auto& [answer, expected] : rowsOf(R"({"ok":true} -> it has no result
+{"ok":true,"result":[]} -> result is no object
+{"ok":true,"result":{}} -> result has no schedules
+{"ok":true,"result":{"schedules":7}} -> result.schedules is no array
+{"ok":true,"result":{"schedules":[7]}} -> result.schedules[0] is no object
+{"ok":true,"result":{"schedules":[{"scheduleId":"1"}]}} -> result.schedules[0].scheduleId is no number
+{"ok":false} -> it has no error)")) {
+    const std::string words = outcome([line = answer] {
+      OneAnswer daemon(line);
+      return std::to_string(askSchedules(daemon, 1).size());
+    });
+    EXPECT_EQ(words, "4 the daemon's answer to schedule.list is not as it should be: " + expected +
+                         ". It is older or newer than this client.");
+  }
+  OneAnswer newer(R"({"ok":true,"more":1,"result":{"schedules":[],"more":{}}})");
+  EXPECT_EQ(askSchedules(newer, 1).size(), 0U);
 }
 
 TEST_F(ClientTest, theProgramTellsHowItWentByItsExitStatus) {
