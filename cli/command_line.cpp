@@ -4,6 +4,7 @@
 #include <optional>
 #include <sstream>
 
+#include "cli/text.h"
 #include "cli/times.h"
 
 Argument Argument::required() const {
@@ -103,14 +104,31 @@ Argument Arguments::flag(const std::string& name, bool& value, const std::string
   return Argument(app_->add_flag(name, value, help));
 }
 
-Argument Arguments::duration(const std::string& name, int64_t* milliseconds,
-                             const std::string& help) const {
-  const auto readDuration = [milliseconds](const std::string& text) {
+namespace {
+
+// units: what is said of them where a text is no such duration.
+std::function<std::string(const std::string&)> durationReader(int64_t* milliseconds, int64_t stepMs,
+                                                              const char* units) {
+  return [milliseconds, stepMs, units](const std::string& text) {
     const std::optional<int64_t> duration = parseDurationMs(text);
     *milliseconds = duration.value_or(0);
-    return duration ? "" : "\"" + text + "\" is no duration such as 500ms, 10s or 2m";
+    return duration && *duration % stepMs == 0 ? "" : inQuotes(text) + " is no duration " + units;
   };
-  return read(name, readDuration, help).named("TIME");
+}
+
+}  // namespace
+
+Argument Arguments::duration(const std::string& name, int64_t* milliseconds,
+                             const std::string& help) const {
+  constexpr const char* kUnits = "in ms, s, m, h or d, such as 500ms or 1m30s";
+  return read(name, durationReader(milliseconds, 1, kUnits), help).named("TIME");
+}
+
+Argument Arguments::wholeSeconds(const std::string& name, int64_t* milliseconds,
+                                 const std::string& help) const {
+  constexpr int64_t kMsPerSec = 1000;
+  constexpr const char* kUnits = "in s, m, h or d, such as 10s or 1m30s";
+  return read(name, durationReader(milliseconds, kMsPerSec, kUnits), help).named("TIME");
 }
 
 Argument Arguments::read(const std::string& name,
@@ -206,7 +224,7 @@ ParsedLine parsed(CLI::App& app, Words&&... words) try {
 CommandLine::CommandLine(const std::string& summary, const std::string& program,
                          const std::string& version)
     : app_(std::make_unique<CLI::App>(summary, program)) {
-  app_->set_version_flag("--version", version);
+  app_->set_version_flag("-V,--version", version);
 }
 
 CommandLine::~CommandLine() = default;

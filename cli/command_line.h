@@ -56,8 +56,10 @@ class Arguments {
   template <typename Value>
   Argument add(const std::string& name, Value& value, const std::string& help) const;
   Argument flag(const std::string& name, bool& value, const std::string& help) const;
-  // An option that takes a duration such as "10s".
+  // An option that takes a duration such as "10s", of milliseconds or of whole seconds.
   Argument duration(const std::string& name, int64_t* milliseconds, const std::string& help) const;
+  Argument wholeSeconds(const std::string& name, int64_t* milliseconds,
+                        const std::string& help) const;
   // An option of which `read` makes something; it returns what is wrong with the value, or nothing.
   Argument read(const std::string& name, const std::function<std::string(const std::string&)>& read,
                 const std::string& help) const;

@@ -103,14 +103,40 @@ void Program::add(const Command& command) {
   }
 }
 
+void Program::addHelp(const char* summary) {
+  helpOf_ = std::make_shared<std::vector<std::string>>();
+  top().command("help", summary).add("COMMAND", *helpOf_, "its words");
+}
+
+int Program::printHelp() const {
+  CommandWords level = line_.words();
+  for (const std::string& word : *helpOf_) {
+    const auto inner =
+        std::find_if(level.commands.begin(), level.commands.end(),
+                     [&word](const CommandWords& each) { return each.name == word; });
+    if (inner == level.commands.end()) {
+      throw Failure(kExitUsage, "there is no command " + inQuotes(word) + "." +
+                                    didYouMean(word, commandNames(level)) + "\nSee: " + name_ +
+                                    " --help");
+    }
+    level = CommandWords(*inner);
+  }
+  std::vector<std::string> words = *helpOf_;
+  words.emplace_back("--help");
+  printNow(line_.parse(words).text);
+  return kExitDone;
+}
+
 const Action& Program::actionOf(const std::vector<std::string>& words) const {
   const ParsedLine parsed = line_.parse(words);
-  if (parsed.kind != ParsedLine::Kind::command) {
-    throw Failure(kExitUsage, parsed.kind == ParsedLine::Kind::help
-                                  ? "help is nothing that can be done"
-                                  : mistakeText(parsed, wordsOfGiven(line_)));
+  if (parsed.kind == ParsedLine::Kind::mistake) {
+    throw Failure(kExitUsage, mistakeText(parsed, wordsOfGiven(line_)));
   }
-  return actions_.at(line_.given().back());
+  const auto action = actions_.find(line_.given().back());
+  if (parsed.kind == ParsedLine::Kind::help || action == actions_.end()) {
+    throw Failure(kExitUsage, "help is nothing that can be done");
+  }
+  return action->second;
 }
 
 int Program::run(int argc, const char* const* argv) const {
@@ -125,7 +151,8 @@ int Program::run(int argc, const char* const* argv) const {
     throw Failure(kExitUsage,
                   mistakeText(parsed, levels) + "\nSee: " + joined(names, " ") + " --help");
   }
-  return actions_.at(line_.given().back())();
+  const auto action = actions_.find(line_.given().back());
+  return action != actions_.end() ? action->second() : printHelp();
 }
 
 void tellFailure(const Failure& failure, bool isJson) {

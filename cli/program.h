@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ class Program {
   Arguments top() const { return line_.top(); }
   // A group comes before its commands.
   void add(const Command& command);
+  // "help COMMAND", which is "COMMAND --help". summary: of it, for the help.
+  void addHelp(const char* summary);
 
   // Parses and carries out; the exit status. A mistake in the command line is told on stderr.
   int run(int argc, const char* const* argv) const;
@@ -45,10 +48,13 @@ class Program {
   CommandWords words() const { return line_.words(); }
 
  private:
+  int printHelp() const;
+
   std::string name_;
   CommandLine line_;
   std::map<std::string, Arguments> commands_;
   std::map<Arguments, Action> actions_;
+  std::shared_ptr<std::vector<std::string>> helpOf_;  // words of a command
 };
 
 // On stderr: "quorin_poectl: TEXT", or, for a program that is asked for JSON, on one line

@@ -79,6 +79,7 @@ Program clientProgram(Options* options) {
                    return [action, options] { return carryOut(action, *options); };
                  }});
   }
+  program.addHelp("show the help of a command");
   return program;
 }
 

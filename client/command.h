@@ -23,8 +23,8 @@ const std::vector<ClientCommand>& clientCommands();
 // "--unit N" of a command, into options.unit.
 Argument addUnit(Arguments& app, Options& options);
 
-// The seconds of an option's duration. Throws Failure, kExitUsage, when they are not whole, or not
-// least to most.
+// The seconds of an option's duration, which are whole. Throws Failure, kExitUsage, when they are
+// not least to most.
 int32_t wholeSeconds(const char* option, int64_t milliseconds, int32_t least, int32_t most);
 
 SessionAction defineBootDelay(Arguments& app, Options& options);

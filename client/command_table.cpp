@@ -44,7 +44,7 @@ Argument addUnit(Arguments& app, Options& options) {
 int32_t wholeSeconds(const char* option, int64_t milliseconds, int32_t least, int32_t most) {
   constexpr int64_t kMsPerSec = 1000;
   const int64_t seconds = milliseconds / kMsPerSec;
-  if (milliseconds % kMsPerSec != 0 || seconds < least || seconds > most) {
+  if (seconds < least || seconds > most) {
     throw Failure(kExitUsage, std::string(option) + " takes whole seconds, " +
                                   std::to_string(least) + " to " + std::to_string(most) + ".");
   }

@@ -35,6 +35,7 @@ Program makeProgram() {
   for (const Command& command : commands()) {
     program.add(command);
   }
+  program.addHelp("Show the help of a command");
   return program;
 }
 

@@ -61,8 +61,9 @@ SessionAction defineBootDelay(Arguments& app, Options&) {
   const auto given = std::make_shared<BootDelayOptions>();
   app.add("UNIT", given->unit, "unit of the stack").required().range(1, kMaxUnits);
   const Argument none = app.flag("--none", given->isNone, "no delay");
-  app.duration("--delay", &given->delayMs, "how long ports stay off after a start").excludes(none);
-  app.duration("--stagger", &given->staggerMs, "then one port after the other, so far apart")
+  app.wholeSeconds("--delay", &given->delayMs, "how long ports stay off after a start")
+      .excludes(none);
+  app.wholeSeconds("--stagger", &given->staggerMs, "then one port after the other, so far apart")
       .excludes(none);
   return [given](Session& session) { return runBootDelay(*given, session); };
 }

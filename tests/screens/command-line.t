@@ -4,13 +4,26 @@ What all commands of `quorin_poectl` have in common.
 
 What it is, what a port is, and what exit statuses say.
 
-  $ quorin_poectl --version
+  $ quorin_poectl --version | tee version
   quorin_poectl ?.*.* (glob)
+  $ quorin_poectl -V | cmp - version
   $ quorin_poectl --help | tail -n 4
   PORT is an ifNum (5), a name (1/0/5), a range (1/0/1-4), a label, or several with commas.
   Exit status: 0 done, 1 carried out but not as wished, 2 wrong usage, 4 the daemon answered with an error, 5 not permitted, 6 timed out, 8 no daemon answered, 10 no such port, schedule, unit or run, 130 interrupted. status --check has those of monitoring plugins: 0 fine, 1 warning, 2 critical, 3 unknown.
   With --json an error is a line of JSON on stderr, too: {"error": {"text": ..., "exitStatus": 8, "code": null}}, with the daemon's code where it answered with one.
   Example: quorin_poectl ports 1/0/1-4
+
+Help of a command is asked for in two ways.
+
+  $ for command in "" status "schedule set"; do
+  >   quorin_poectl help $command >help && quorin_poectl $command --help | cmp - help
+  > done
+  $ switchsim help lab up | head -n 1
+  Make a lab, or go on with one that was taken down
+  $ quorin_poectl help schedule lst
+  quorin_poectl: there is no command "lst". Did you mean list?
+  See: quorin_poectl --help
+  [2]
 
 Words that are none, with the nearest that are.
 
@@ -27,7 +40,7 @@ Words that are none, with the nearest that are.
   See: quorin_poectl status --help
   [2]
   $ quorin_poectl --timeout 5x status
-  quorin_poectl: --timeout: "5x" is no duration such as 500ms, 10s or 2m
+  quorin_poectl: --timeout: "5x" is no duration in ms, s, m, h or d, such as 500ms or 1m30s
   See: quorin_poectl status --help
   [2]
   $ quorin_poectl --color red status

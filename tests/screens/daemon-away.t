@@ -34,6 +34,6 @@ One that is too slow: the switch OS does not answer it in time.
 Times that are none.
 
   $ quorin_poectl wait --for soon
-  quorin_poectl: --for: "soon" is no duration such as 500ms, 10s or 2m
+  quorin_poectl: --for: "soon" is no duration in ms, s, m, h or d, such as 500ms or 1m30s
   See: quorin_poectl wait --help
   [2]

@@ -124,7 +124,8 @@ What cannot be meant.
   quorin_poectl: name ports, or take a whole unit with --all, not both
   [2]
   $ quorin_poectl reset 1/0/1 --off-time 500ms
-  quorin_poectl: --off-time takes whole seconds, 0 to 2147483647.
+  quorin_poectl: --off-time: "500ms" is no duration in s, m, h or d, such as 10s or 1m30s
+  See: quorin_poectl reset --help
   [2]
 
 In a lab that stands nothing comes back.

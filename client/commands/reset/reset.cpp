@@ -335,11 +335,11 @@ SessionAction defineReset(Arguments& app, Options& options) {
   app.add("PORT", given->ports, "ports to reset");
   addUnit(app, options);
   app.flag("--all", given->all, "every enabled port of the unit");
-  app.duration("--off-time", &given->offTimeMs,
-               "dark for this time, all together [the switch's own reset of a port]");
+  app.wholeSeconds("--off-time", &given->offTimeMs,
+                   "dark for this time, all together [the switch's own reset of a port]");
   const auto stagger = std::make_shared<int64_t>(0);
   const Argument staggerOption =
-      app.duration("--stagger", stagger.get(), "one port after the other, so far apart");
+      app.wholeSeconds("--stagger", stagger.get(), "one port after the other, so far apart");
   const Argument noWait = addWaiting(app, given.get()).noWait;
   app.flag("--one-by-one", given->isOneByOne,
            "each port when the one before is back; ends at the first that does not come back")

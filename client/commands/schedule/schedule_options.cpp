@@ -235,7 +235,7 @@ void addTimeOptions(Arguments& app, ScheduleWords* words) {
   app.add("--from", words->from, "when the window begins").named("HH:MM").excludes(allDay);
   app.add("--to", words->to, "when the window ends").named("HH:MM").excludes(allDay);
   app.add("--at", words->at, "when the ports restart").named("HH:MM");
-  app.duration("--off-time", &words->offTimeMs, "how long a restart keeps them dark [10s]");
+  app.wholeSeconds("--off-time", &words->offTimeMs, "how long a restart keeps them dark [10s]");
 }
 
 void addDayOptions(Arguments& app, ScheduleWords* words) {
@@ -263,7 +263,7 @@ void addScheduleOptions(Arguments& app, ScheduleWords* words) {
   addPortOptions(app, words);
   addTimeOptions(app, words);
   addDayOptions(app, words);
-  app.duration("--stagger", &words->staggerMs, "one port after the other, so far apart");
+  app.wholeSeconds("--stagger", &words->staggerMs, "one port after the other, so far apart");
   app.flag("--disabled", words->disabled, "store it, but do not let it fire");
   app.flag(
       "--twin", words->twin,
