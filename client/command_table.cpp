@@ -20,7 +20,7 @@ const std::vector<ClientCommand>& clientCommands() {
       {"schedule disable", "keep a schedule from firing", defineScheduleDisable},
       {"schedule delete", "delete a schedule", defineScheduleDelete},
       {"next", "what schedules do next", defineNext},
-      {"week", "seven days of ports as schedules make them", defineWeek},
+      {"week", "seven days of ports, as they were and as schedules will make them", defineWeek},
       {"rehearse", "try days of schedules in a lab, before they go live", defineRehearse},
       {"history", "runs, and how they went", defineHistory},
       {"why", "why a port has no power, or had none", defineWhy},

@@ -1,7 +1,8 @@
-// Seven days of ports as their schedules make them.
+// Seven days of ports: as they were, and as their schedules will make them.
 #ifndef QUORIN_FORECAST_WEEK_H
 #define QUORIN_FORECAST_WEEK_H
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -10,20 +11,19 @@
 
 constexpr int32_t kDaysOfWeek = 7;
 
-// A port's mode from an instant on.
+// A port's mode from an instant on; none where nothing tells.
 struct ModeChange {
   SwitchTime at;
-  bool isOn = false;
-  bool isRestart = false;  // off and on again
+  std::optional<bool> isOn;
+  bool isRestart = false;  // it went off and on again, or will
 };
 
-// Up to now the modes follow from the firings of schedules; from now on they follow from the mode
-// that the port has.
+// From now on the modes follow from the mode that the port has and from what schedules do.
 struct PortWeek {
   SensorPort port;
   bool isScheduled = false;         // some schedule has the port
-  std::vector<ModeChange> changes;  // from long before the week until its end
-  std::vector<Firing> firings;      // of the week
+  std::vector<ModeChange> changes;  // from the first that is known until the week's end
+  std::vector<Firing> firings;      // of the week, those to come
 
   // None where nothing tells.
   std::optional<bool> isOnAt(int64_t instant) const;
@@ -36,8 +36,11 @@ struct Week {
   std::vector<PortWeek> ports;
 };
 
+// What is known of a port's modes up to now, oldest first.
+using PastOf = std::function<std::vector<ModeChange>(const SensorPort& port)>;
+
 // schedules must outlive what comes back.
 Week weekOf(const std::vector<SensorPort>& ports, const std::vector<Schedule>& schedules,
-            const TickTime& firstDay, const View& view);
+            const TickTime& firstDay, const PastOf& pastOf, const View& view);
 
 #endif

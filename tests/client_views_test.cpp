@@ -43,13 +43,16 @@ TEST(ClientViews, sayWhatPortsDoAndWhyAndWhatFailed) {
   for (uint32_t i = 1; i <= 8; ++i) {
     ports.push_back({{1, i}, 12850, 0, 0, 38, i < 4 ? "enable" : "disable", "denied", "", "", {}});
   }
-  status.ports = statedPorts(ports, {status.runsOfDay, status.runsOfDay, status.schedules}, view);
-  const std::string text = statusText(status, view) +
-                           weekText(weekOf(ports, status.schedules, {2026, 3, 3}, view), view) +
-                           metricsText(metricsOf(status, view));
+  const PortRecords records{status.runsOfDay, status.runsOfDay, status.schedules};
+  status.ports = statedPorts(ports, records, view);
+  const auto past = [&](const SensorPort& port) { return pastModes(port, records, view); };
+  const std::string text =
+      statusText(status, view) +
+      weekText(weekOf(ports, status.schedules, {2026, 3, 3}, past, view), view) +
+      metricsText(metricsOf(status, view));
   for (const char* part :
-       {"1/0/1    ..%#######%...", ".\n1/0/2-3        #####################R####",
-        "7-8     ....%....", " #6 no run of the last 30 days",
+       {"1/0/1           ###%...%####", ".\n1/0/2-3         ####################R####",
+        "7-8            .........%....", " #6 no run of the last 30 days",
         " #5,#8 off since Tue 12:50: perhaps left off by a manual",
         "1 off by a schedule, 1 off by a schedule with no \"on\" to come, 3 off for no reason",
         "s: 2 success, 1 failed, 1 running\n", "  to bring back: quorin_poectl on #5,#8",

@@ -1,8 +1,8 @@
 // What `quorin_poectl why --at` tells for certain of a port is what the switch did: lives of two
 // weeks, of schedules that share ports and are made, changed, disabled and deleted in mid-window,
 // of resets of all kinds, of a daemon that is killed and of boot delays, and then questions for
-// instants of those weeks. And `status` says of no port what `why` does not. QUORIN_TRUTH_SEED
-// gives other lives than the usual ones, QUORIN_TRUTH_LIVES more of them.
+// instants of those weeks. The same of `week`; and `status` says of no port what `why` does not.
+// QUORIN_TRUTH_SEED gives other lives than the usual ones, QUORIN_TRUTH_LIVES more of them.
 #include <cjson/cJSON.h>
 
 #include <regex>
@@ -57,6 +57,7 @@ class Weeks {
 
   // How many answers of all are "perhaps".
   double ask() {
+    compareWithWeek();
     int asked = 0, perhaps = 0;
     for (uint32_t port = 1; port <= kPorts; ++port) {
       for (int i = 0; i < kQuestions; ++i) {
@@ -116,6 +117,34 @@ class Weeks {
   std::string why(uint32_t port, time_t at) const {
     const std::string told = lab_.client(fill("why 1/0/% --json --at %", port, instantText(at)));
     return jsonText(jsonParse(told.c_str()), "state");
+  }
+
+  // Of the last days. A port that no schedule has is not told of.
+  void compareWithWeek() {
+    const std::string told = lab_.client("week --json --from=-6d");
+    const JsonPtr week = jsonParse(told.c_str());
+    int certain = 0;
+    const cJSON* port = nullptr;
+    cJSON_ArrayForEach(port, cJSON_GetObjectItem(week.get(), "ports")) {
+      for (int i = 0; i < kQuestions; ++i) {
+        const time_t at = now_ - pick(&random_, 1, 6 * static_cast<int>(kDaySec));
+        const cJSON* isOn = cJSON_GetObjectItem(port, "isOnAtStart");
+        const cJSON* change = nullptr;
+        cJSON_ArrayForEach(change, cJSON_GetObjectItem(port, "past")) {
+          std::string since = cJSON_GetObjectItem(change, "at")->valuestring;
+          since.replace(10, 1, " ");
+          isOn = localInstant(since) <= at ? cJSON_GetObjectItem(change, "isOn") : isOn;
+        }
+        const auto ifNum = static_cast<uint32_t>(cJSON_GetObjectItem(port, "ifNum")->valueint);
+        const std::string state = stateAt(ifNum, at);
+        certain += cJSON_IsBool(isOn) && !state.empty() ? 1 : 0;
+        EXPECT_TRUE(!cJSON_IsBool(isOn) || state.empty() ||
+                    state == (cJSON_IsTrue(isOn) ? "on" : "off"))
+            << ifNum << " " << instantText(at) << " " << state << "\n"
+            << told;
+      }
+    }
+    EXPECT_GT(certain, kQuestions);
   }
 
   void compareWithStatus() const {

@@ -1,19 +1,24 @@
-// week: seven days of ports as their schedules make them.
+// week: seven days of ports, as runs of the history left them and as schedules will.
 #include "client/commands/week.h"
 
 #include <algorithm>
+#include <iterator>
+#include <map>
+#include <set>
 
 #include "cli/failure.h"
 #include "cli/mapped.h"
 #include "cli/text.h"
 #include "client/command.h"
+#include "client/diagnosis/port_state.h"
 
 namespace {
 
 constexpr int32_t kHoursPerDay = 24;
 constexpr size_t kGap = 2;  // of a table's columns
 constexpr const char* kUpToNow =
-    "up to now as schedules would have it, from now on from the modes that the ports have\n";
+    "up to now as recorded runs left them, from now on as schedules will\n";
+constexpr size_t kMaxDetails = 500;  // of a unit's runs, each a request
 
 struct WeekOptions {
   std::vector<std::string> ports;
@@ -33,11 +38,14 @@ const Characters& charactersOf(const Screen& screen) {
   return screen.utf8 ? kUtf8 : kAscii;
 }
 
-// The character of the hours between two instants.
+// The character of the hours between two instants. Of a time that is not known for all of it no
+// more is shown than what did happen in it.
 const char* characterOf(const PortWeek& week, int64_t from, int64_t until,
                         const Characters& characters) {
-  std::optional<bool> isOn = week.isOnAt(from);
-  bool isBoth = false;
+  const std::optional<bool> first = week.isOnAt(from);
+  bool isKnown = first.has_value();
+  bool wasOn = first.value_or(false);
+  bool wasOff = !first.value_or(true);
   for (const ModeChange& change : week.changes) {
     if (change.at < from || change.at >= until) {
       continue;
@@ -45,10 +53,14 @@ const char* characterOf(const PortWeek& week, int64_t from, int64_t until,
     if (change.isRestart) {
       return characters.restart;
     }
-    isBoth = isBoth || (isOn && *isOn != change.isOn);
-    isOn = change.isOn;
+    isKnown = isKnown && change.isOn.has_value();
+    wasOn = wasOn || change.isOn.value_or(false);
+    wasOff = wasOff || !change.isOn.value_or(true);
   }
-  return isBoth ? characters.both : !isOn ? " " : *isOn ? characters.on : characters.off;
+  return wasOn && wasOff ? characters.both
+         : !isKnown      ? " "
+         : wasOn         ? characters.on
+                         : characters.off;
 }
 
 std::string stripOf(const PortWeek& port, const Week& week, int32_t hours, const View& view) {
@@ -138,18 +150,48 @@ JsonPtr firingOfPort(const Firing& firing, const View& view) {
                      {"scheduleName", firing.schedule->name.c_str()}});
 }
 
-// {"from", "until", "ports": [{"unit", "ifNum", "name", "label", "isOnAtStart", "firings": [{"at",
-// "act", "isEnd", "scheduleId", "scheduleName"}]}]}; "isOnAtStart" is null where nothing tells.
+JsonPtr changeJson(const ModeChange& change, const View& view) {
+  return jsonObject(
+      {{"at", view.stamp(change.at)}, {"isOn", change.isOn}, {"isRestart", change.isRestart}});
+}
+
+// {"from", "until", "ports": [{"unit", "ifNum", "name", "label", "isOnAtStart", "past": [{"at",
+// "isOn", "isRestart"}], "firings": [{"at", "act", "isEnd", "scheduleId", "scheduleName"}]}]}: what
+// is known of the time until now, and what schedules will do. "isOn" is null where nothing tells.
 JsonPtr weekJson(const Week& week, const View& view) {
   const auto ofFiring = [&](const Firing& firing) { return firingOfPort(firing, view); };
+  const auto ofChange = [&](const ModeChange& change) { return changeJson(change, view); };
   const auto ofPort = [&](const PortWeek& port) {
-    return jsonObject(
-        portJson(port.port.unit, port.port.ifNum, view),
-        {{"isOnAtStart", port.isOnAt(week.from)}, {"firings", jsonArray(port.firings, ofFiring)}});
+    std::vector<ModeChange> past;
+    std::copy_if(
+        port.changes.begin(), port.changes.end(), std::back_inserter(past),
+        [&](const ModeChange& each) { return each.at >= week.from && each.at < view.now(); });
+    return jsonObject(portJson(port.port.unit, port.port.ifNum, view),
+                      {{"isOnAtStart", port.isOnAt(week.from)},
+                       {"past", jsonArray(past, ofChange)},
+                       {"firings", jsonArray(port.firings, ofFiring)}});
   };
   return jsonObject({{"from", view.stamp(week.from)},
                      {"until", view.stamp(week.until)},
                      {"ports", jsonArray(week.ports, ofPort)}});
+}
+
+// What tells of the ports that schedules act on since the instant, and how they were then.
+PortRecords recordsSince(SystemTime from, const std::vector<SensorPort>& ports,
+                         std::vector<Schedule> schedules, Session& session) {
+  PortRecords records{{}, {}, std::move(schedules)};
+  std::map<int32_t, std::set<uint32_t>> scheduled;
+  for (const SensorPort& port : ports) {
+    for (const Schedule& schedule : records.schedules) {
+      if (actsOn(schedule, port)) {
+        scheduled[port.unit].insert(port.ifNum);
+      }
+    }
+  }
+  for (const auto& [unit, ifNums] : scheduled) {
+    addRecordsBehind(session.daemon(), unit, ifNums, from, kMaxDetails, &records);
+  }
+  return records;
 }
 
 TickTime firstDayOf(const std::string& from, const View& view) {
@@ -168,12 +210,54 @@ int runWeek(const WeekOptions& given, Session& session) {
       given.ports.empty() ? session.sensors()
                           : chosenPorts(session.sensors(), session.portsNamed(given.ports));
   const std::vector<Schedule> schedules = session.schedules();
-  const Week week = weekOf(ports, schedules, firstDay, view);
+  const SystemTime from(view.shownZone.instantOf(firstDay));
+  const PortRecords records = from < view.systemNow ? recordsSince(from, ports, schedules, session)
+                                                    : PortRecords{{}, {}, schedules};
+  const PastOf pastOf = [&](const SensorPort& port) { return pastModes(port, records, view); };
+  const Week week = weekOf(ports, schedules, firstDay, pastOf, view);
   session.print([&] { return weekText(week, view); }, [&] { return weekJson(week, view); });
   return kExitDone;
 }
 
 }  // namespace
+
+std::vector<ModeChange> pastModes(const SensorPort& port, const PortRecords& records,
+                                  const View& view) {
+  std::vector<PortEvent> timeline = portTimeline(port, records, view.systemNow, view.zone);
+  if (port.isOn()) {
+    confirmOn(&timeline);
+  }
+  const MayBe last = stateAt(timeline, view.systemNow);
+  const bool isContradicted = port.isOn() ? last.isOff() : last.isOn();
+  std::vector<ModeChange> past;
+  const auto add = [&](SystemTime at, bool isRestart) {
+    const MayBe mode = stateAt(timeline, at);
+    const bool isKnown = mode.isOn() || mode.isOff();
+    past.push_back(
+        {SwitchTime(at), isKnown ? std::make_optional(mode.isOn()) : std::nullopt, isRestart});
+  };
+  size_t lastSwitching = 0;
+  for (const PortEvent& event : timeline) {
+    const bool isPlain =
+        event.cause == PortCause::plainReset && event.port().status == PortStatus::success;
+    const bool isRestart = event.cause == PortCause::restart && event.effect == PortEffect::off;
+    lastSwitching = event.mayHaveSwitched() ? past.size() : lastSwitching;
+    add(event.at, isPlain || isRestart);
+    if (event.until > event.at) {
+      add(event.until, false);
+    }
+  }
+  // Somebody switched it with the switch's own CLI since then, who knows when.
+  for (size_t i = lastSwitching; isContradicted && i < past.size(); ++i) {
+    past[i].isOn.reset();
+  }
+  past.erase(std::remove_if(past.begin(), past.end(),
+                            [&](const ModeChange& each) { return each.at >= view.now(); }),
+             past.end());
+  std::stable_sort(past.begin(), past.end(),
+                   [](const ModeChange& a, const ModeChange& b) { return a.at < b.at; });
+  return past;
+}
 
 std::string weekText(const Week& week, const View& view) {
   size_t namesWidth = 0;

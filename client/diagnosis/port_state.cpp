@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <set>
 
 #include "cli/text.h"
 #include "client/diagnosis/run_events.h"
@@ -49,34 +48,40 @@ std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
   });
 }
 
-void addRecordsBehindOff(Daemon& daemon, int32_t unit, const std::vector<SensorPort>& ports,
-                         PortRecords* records) {
-  std::set<uint32_t> unexplained;
-  for (const SensorPort& port : ports) {
-    if (port.unit == unit && port.isOff()) {
-      unexplained.insert(port.ifNum);
-    }
-  }
-  if (unexplained.empty()) {
+void addRecordsBehind(Daemon& daemon, int32_t unit, std::set<uint32_t> ifNums, SystemTime before,
+                      size_t atMost, PortRecords* records) {
+  if (ifNums.empty()) {
     return;
   }
-
   std::optional<int64_t> enough;
   size_t asked = 0;
   for (const Run& run : askRunsSince(daemon, unit, SystemTime(systemNow() - kKeptSec))) {
+    const SystemTime started = run.startedAt.value_or(SystemTime());
     records->begun.push_back(run);
-    if (asked == kMaxDetails || (enough && run.startedAt.value_or(SystemTime()) < *enough)) {
+    if (asked == atMost || (enough && started < SystemTime(*enough))) {
       continue;
     }
     ++asked;
     records->runs.push_back(askRun(daemon, unit, run.runId));
     for (const RunPort& port : records->runs.back().ports) {
-      unexplained.erase(hasSwitched(records->runs.back(), port.ifNum) ? port.ifNum : 0);
+      const bool explains = started < before && hasSwitched(records->runs.back(), port.ifNum);
+      ifNums.erase(explains ? port.ifNum : 0);
     }
-    if (unexplained.empty() && !enough) {
-      enough = run.startedAt.value_or(SystemTime()) - kMarginSec;
+    if (ifNums.empty() && !enough) {
+      enough = started - kMarginSec;
     }
   }
+}
+
+void addRecordsBehindOff(Daemon& daemon, int32_t unit, const std::vector<SensorPort>& ports,
+                         PortRecords* records) {
+  std::set<uint32_t> off;
+  for (const SensorPort& port : ports) {
+    if (port.unit == unit && port.isOff()) {
+      off.insert(port.ifNum);
+    }
+  }
+  addRecordsBehind(daemon, unit, off, SystemTime(INT64_MAX), kMaxDetails, records);
 }
 
 std::vector<Run> askRunsOfDay(Daemon& daemon, int32_t unit) {

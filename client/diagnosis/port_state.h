@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,9 +33,12 @@ struct StatedPort {
 std::vector<StatedPort> statedPorts(const std::vector<SensorPort>& ports,
                                     const PortRecords& records, const View& view);
 
-// Adds the unit's runs from the newest to those that switched the ports that are off, and the two
-// days before them: what began there may have ended later. At most 200, and those of the time that
-// the daemon keeps; what was before is not explained.
+// Adds the unit's runs from the newest to those that switched the ports before the instant, and the
+// two days before them: what began there may have ended later. As many as atMost, and those of the
+// time that the daemon keeps; what was before is not explained.
+void addRecordsBehind(Daemon& daemon, int32_t unit, std::set<uint32_t> ifNums, SystemTime before,
+                      size_t atMost, PortRecords* records);
+// Those behind the ports of the unit that are off.
 void addRecordsBehindOff(Daemon& daemon, int32_t unit, const std::vector<SensorPort>& ports,
                          PortRecords* records);
 
