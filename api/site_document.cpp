@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <set>
 
 #include "api/schedule_keys.h"
@@ -305,7 +306,11 @@ JsonPtr siteSchedule(const Schedule& schedule, ScheduleMembers which, const std:
 JsonPtr siteDocument(const SiteConfig& config, ScheduleMembers members, const PortNames& names,
                      const std::vector<PoePort>& ports) {
   const auto ofSchedule = [&](const Schedule& schedule) {
-    return siteSchedule(schedule, members, names.words(schedule.ifNums, ports));
+    // The daemon takes ports of another unit; words that mean such are refused.
+    std::vector<PoePort> own;
+    std::copy_if(ports.begin(), ports.end(), std::back_inserter(own),
+                 [&](const PoePort& port) { return port.unit == schedule.unit; });
+    return siteSchedule(schedule, members, names.words(schedule.ifNums, own));
   };
   return jsonObject({{"version", kSiteVersion},
                      {"schedules", jsonArray(config.schedules, ofSchedule)},

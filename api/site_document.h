@@ -28,7 +28,7 @@ enum class ScheduleMembers { stored, all };
 
 // {"version": 2, "schedules": [...], "bootDelays": [...]}. A schedule has "unit" and the daemon's
 // keys (an export those that are stored), as far as they have a value, with "ports" ("1/0/5-8") in
-// place of "ifNums" unless names does not tell all its ports among those that there are.
+// place of "ifNums" unless names does not tell all its ports among those that its unit has.
 JsonPtr siteDocument(const SiteConfig& config, ScheduleMembers members, const PortNames& names,
                      const std::vector<PoePort>& ports);
 

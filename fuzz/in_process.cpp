@@ -1,7 +1,5 @@
 #include "fuzz/in_process.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
 
 #include "base/database.h"
@@ -30,13 +28,6 @@ extern "C" int fsync(int) {
 }
 extern "C" int fdatasync(int) {
   return 0;
-}
-
-void require(bool condition, const char* message) {
-  if (!condition) {
-    fprintf(stderr, "finding: %s\n", message);
-    abort();
-  }
 }
 
 void openInProcess() {

@@ -6,13 +6,12 @@
 #ifndef QUORIN_FUZZ_IN_PROCESS_H
 #define QUORIN_FUZZ_IN_PROCESS_H
 
+#include "fuzz/require.h"
+
 // The first time: opens everything with a fresh switch of two units. Ends the process on a failure.
 void openInProcess();
 
 // Forgets all schedules and runs once in a while, so that a long session does not slow down.
 void forgetOften();
-
-// Ends the process with the message unless the condition holds: a finding.
-void require(bool condition, const char* message);
 
 #endif

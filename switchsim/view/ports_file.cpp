@@ -9,6 +9,7 @@
 #include "cli/failure.h"
 #include "cli/files.h"
 #include "cli/json_text.h"
+#include "cli/text.h"
 #include "switchsim/view/view.h"
 
 namespace switchsim {
@@ -65,7 +66,7 @@ struct Source {
     const std::optional<std::string> given = text(key);
     const auto found = std::find(std::begin(words), std::end(words), given.value_or(""));
     if (given && found == std::end(words)) {
-      refuse(std::string(key) + " is \"" + *given + "\", which is not known");
+      refuse(std::string(key) + " is " + inQuotes(*given) + ", which is not known");
     }
     return given ? std::make_optional(static_cast<uint32_t>(found - words)) : std::nullopt;
   }
@@ -80,7 +81,7 @@ PortPlace readPlace(const Source& source) {
   }
   const std::optional<PortPlace> place = placeNamed(name->c_str());
   if (!place) {
-    source.refuse("\"" + *name + "\" is no name of a port, such as 1/0/5 or 0/5");
+    source.refuse(inQuotes(*name) + " is no name of a port, such as 1/0/5 or 0/5");
   }
   if (place->unit != unit) {
     source.refuse(*name + " is not on unit " + std::to_string(unit));

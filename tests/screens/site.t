@@ -228,3 +228,18 @@ A window that is under way is not begun.
     +  unit 1  "night"  off 21:30-06:00 daily  1/0/5-8
   1 added, 0 changed, 0 removed, 4 the same
   quorin_poectl: warning: 10 "night" of unit 1: its window is under way and is not begun now: at Wed 06:00 it switches its ports on all the same, and its first whole window begins Wed 21:30.
+
+The daemon takes ports of another unit, and what is exported then can be read again.
+
+  $ quorin_poectl call schedule.create '{"unit":2,"schedule":{"name":"strange",
+  > "scheduleType":"restart","recurrence":"daily","restartTime":"03:30","offTimeSec":5,
+  > "ifNums":[1]}}' >out
+  $ quorin_poectl export strange.json >out
+  4 schedules and 2 boot delays written to strange.json
+  $ tr -d '\t' <strange.json | grep -A 3 strange
+  "name":"strange",
+  "scheduleType":"restart",
+  "recurrence":"daily",
+  "ifNums":[1],
+  $ quorin_poectl import strange.json
+  0 added, 0 changed, 0 removed, 6 the same

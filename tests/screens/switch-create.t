@@ -94,6 +94,9 @@ What is no switch.
   $ echo '{}' | switchsim create --force --from -
   switchsim: stdin: there is no array "ports", as `quorin_poectl ports --json` prints it
   [2]
+  $ echo '{"ports":[{"unit":1,"ifNum":1,"name":"\u001b[31m"}]}' | switchsim create --force --from -
+  switchsim: stdin: ports[0]: "\x1b[31m" is no name of a port, such as 1/0/5 or 0/5
+  [2]
   $ switchsim set 1/0/9 on
   switchsim: no port is called "1/0/9": a port is an ifNum such as 5 or a name such as 1/0/5
   [1]
