@@ -4,7 +4,13 @@ import functools, json, pathlib
 import jsonschema
 
 FOLDER = pathlib.Path(__file__).resolve().parents[2] / "docs/schema"
-SOCKET = json.loads((FOLDER / "socket.schema.json").read_text())
+
+
+def read(name):
+    return json.loads((FOLDER / f"{name}.schema.json").read_text())
+
+
+SOCKET = read("socket")
 
 
 def whole(schema):
@@ -36,7 +42,17 @@ def fault(method, part, document):
     """The deepest of what is wrong with a "request" or an "answer", in a line; None for nothing."""
     method = method if isinstance(method, str) else None
     is_ok = part == "answer" and document.get("ok") is True
-    errors = list(validator(method, part, is_ok).iter_errors(document))
+    return first_fault(validator(method, part, is_ok), document)
+
+
+def document_fault(schema, name, document):
+    """The same of a document that a schema has in its $defs by that name."""
+    whole_schema = {"$ref": f"#/$defs/{name}", "$defs": schema["$defs"]}
+    return first_fault(jsonschema.Draft202012Validator(whole_schema), document)
+
+
+def first_fault(of, document):
+    errors = list(of.iter_errors(document))
     if not errors:
         return None
     # What holds a fault counts as unevaluated, too.

@@ -4,12 +4,13 @@ says: requests that are made from the schema, and such with one place broken, ar
 in a lab. Every one must get an answer of the contract with a code that its method may have.
 usage: requests_test.py PROGRAMS [REQUESTS [SEED]]   (REQUESTS of each method and kind)
 """
-import atexit, json, math, pathlib, shutil, socket, subprocess, sys, tempfile
+import json, math, sys
 
 from hypothesis import HealthCheck, Phase, given, seed, settings
 
 import contract
 import generated
+from lab import Lab
 
 OK, GENERAL, INVALID, EXISTS, NOT_FOUND, UNSUPPORTED = 0, 10000, 10003, 10011, 10023, 17002
 # Of requests that the schema allows. A reset may name ports that the unit has not, or be the 257th;
@@ -28,33 +29,6 @@ CODES = {
     "bootdelay.set": {OK},
 }
 REQUESTS = 40
-
-
-class Lab:
-    """A daemon of which the clock stands, so that no schedule acts."""
-
-    def __init__(self, programs):
-        self.folder = tempfile.mkdtemp(prefix="contract-")
-        self.switchsim = pathlib.Path(programs) / "switchsim"
-        atexit.register(self.end)
-        self.run("up", "--units", "1", "--at", "2026-03-03 08:00", "--speed", "0")
-        shown = json.loads(self.run("show", "--json"))
-        self.socket = shown["socket"]
-
-    def run(self, *arguments):
-        command = [self.switchsim, "lab", *arguments, "--dir", self.folder]
-        return subprocess.run(command, check=True, capture_output=True, text=True).stdout
-
-    def end(self):
-        self.run("down", "--clean")
-        shutil.rmtree(self.folder, ignore_errors=True)
-
-    def answer(self, request):
-        with socket.socket(socket.AF_UNIX) as connection:
-            connection.connect(self.socket)
-            connection.sendall(json.dumps(request).encode() + b"\n")
-            with connection.makefile("rb") as stream:
-                return stream.read()
 
 
 # --- What the daemon makes of a request, as docs/protocol.md tells it
