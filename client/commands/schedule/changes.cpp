@@ -218,7 +218,7 @@ void changeAll(const std::vector<ScheduleAndTwin>& chosen,
       const auto changeTwin = [&] { return change(*each.twin); };
       done.push_back({first, changedTwin(each.twin != nullptr, first, changeTwin)});
     } catch (const Failure& failure) {
-      throw Failure(failure.status(), doneText(done) + failure.what());
+      throw failure.retold(doneText(done) + failure.what());
     }
   }
   showAll(done, session, [&](const View& view) {
