@@ -7,6 +7,7 @@
 #include <new>
 #include <vector>
 
+#include "base/utf8.h"
 #include "cli/failure.h"
 #include "cli/files.h"
 #include "cli/text.h"
@@ -88,12 +89,21 @@ size_t slipAt(const std::string& text, size_t stop) {
                                               : "no JSON from here: " + escaped(rest)));
 }
 
+// Where the text has what no JSON has: a byte 0, or bytes that are not UTF-8. Its size for nowhere.
+size_t strangeByteIn(const std::string& text) {
+  size_t at = 0;
+  for (size_t bytes = 1; bytes > 0 && at < text.size(); at += bytes) {
+    bytes = utf8CharBytes(&text[at]);
+  }
+  return at;
+}
+
 }  // namespace
 
 JsonPtr parsedText(const std::string& text, const std::string& path) {
-  const size_t nul = text.find('\0');
-  if (nul != std::string::npos) {
-    failAt(text, nul, path);
+  const size_t strange = strangeByteIn(text);
+  if (strange < text.size()) {
+    failAt(text, strange, path);
   }
   constexpr cJSON_bool kWholeText = 1;
   const char* end = text.c_str();

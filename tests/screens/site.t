@@ -194,6 +194,9 @@ A slip in the JSON itself is told with line and column, and so is what is no exp
   $ printf '{"version": 2, "schedules": [],}' | quorin_poectl import -
   quorin_poectl: stdin, line 1, column 32: no JSON from here: }
   [2]
+  $ printf '{"version":2,"schedules":[{\n"name":"caf\351"}]}' | quorin_poectl import -
+  quorin_poectl: stdin, line 2, column 12: no JSON from here: \xe9"}]}
+  [2]
   $ printf '{"version": 2,\n "schedules": [' | quorin_poectl import -
   quorin_poectl: stdin, line 2, column 16: the text ends within its JSON
   [2]
