@@ -18,6 +18,7 @@ namespace {
 
 constexpr uint32_t kPorts = 48;  // of two units
 constexpr int64_t kTuesday = 1772543232;
+constexpr int64_t kDaySec = int64_t{24} * 3600;
 
 void requireShowable(const std::string& text) {
   for (const std::string& line : splitAt(text, '\n')) {
@@ -89,7 +90,7 @@ void readScenario(const std::string& text) {
   size_t last = 0;
   for (const switchsim::Event& event : scenario.events) {
     require(event.line > last, "events out of their order");
-    require(event.afterMs >= 0 && event.atSec.value_or(0) < 24 * 3600, "a time that is none");
+    require(event.afterMs >= 0 && event.atSec.value_or(0) < kDaySec, "a time that is none");
     last = event.line;
   }
 }
