@@ -49,6 +49,9 @@ std::string suggestion(const std::vector<std::string>& extras,
     const bool isOption = word.size() > 1 && word[0] == '-';
     std::string text = didYouMean(word.substr(0, word.find('=')),
                                   isOption ? optionNames(levels) : commandNames(levels.back()));
+    if (text == didYouMean(word, {word})) {
+      return isOption ? " It stands behind its command." : "";
+    }
     if (!text.empty()) {
       return text;
     }

@@ -10,6 +10,7 @@ namespace {
 constexpr size_t kGap = 2;
 constexpr size_t kNoteIndent = 10;
 constexpr size_t kLeastYielding = 8;   // columns of what has become narrow
+constexpr size_t kNarrowIndent = 4;    // of what is wrapped below its row
 constexpr size_t kLeastWrapping = 24;  // of what is wrapped rather than cut
 
 const char* colorOf(Tint tint) {
@@ -79,6 +80,13 @@ size_t sumOf(const std::vector<size_t>& widths) {
 
 // In lines of so many columns, the second and further ones behind blanks.
 void addWrapped(const Cell& cell, size_t blanks, LineBuilder* line, std::string* text) {
+  if (cell.text.empty()) {
+    return;
+  }
+  if (line->used() != blanks) {  // there is no room beside what stands in the line
+    *text += line->take();
+    line->blanks(blanks);
+  }
   const std::vector<std::string> parts = splitAt(wrapped(cell.text, line->room()), '\n');
   for (size_t i = 0; i < parts.size(); ++i) {
     if (i > 0) {
@@ -153,8 +161,9 @@ std::string Table::rowText(const std::vector<Cell>& cells, const std::vector<siz
     if (widths[i] == 0) {
       continue;
     }
-    if (columns_[i].fit == Fit::wraps && line.room() >= kLeastWrapping) {
-      addWrapped(cells[i], line.used(), &line, &text);
+    if (columns_[i].fit == Fit::wraps) {
+      addWrapped(cells[i], line.room() >= kLeastWrapping ? line.used() : kNarrowIndent, &line,
+                 &text);
       continue;
     }
     const std::string shown = cutTo(cells[i].text, widths[i], screen);

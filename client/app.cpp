@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
+
 #include "cli/text.h"
 #include "client/command.h"
 #include "client/diagnosis/status_check.h"
@@ -46,6 +49,18 @@ void sayToPerson(const std::string& text, const Output& output) {
   if (isatty(STDERR_FILENO) != 0) {
     output.say(text);
   }
+}
+
+// Whether it is a command line of status --check, right or wrong.
+bool isStatusCheck(int argc, const char* const* argv) {
+  const auto* end = argv + argc;
+  const auto* command = std::find_if(argv + 1, end, [](const char* word) {
+    const auto& all = clientCommands();
+    return std::any_of(all.begin(), all.end(),
+                       [word](const ClientCommand& each) { return strcmp(each.name, word) == 0; });
+  });
+  return command < end && strcmp(*command, "status") == 0 &&
+         std::any_of(command, end, [](const char* word) { return strcmp(word, "--check") == 0; });
 }
 
 int carryOut(const SessionAction& action, const Options& options) {

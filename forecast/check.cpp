@@ -376,8 +376,8 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
   const auto gapDays =
       mapped(zones, [&input](const Zone& zone) { return daysWithGap(zone, input.view.now()); });
 
-  for (const Schedule& own : input.schedules) {
-    const Schedule schedule = enabledCopy(own);
+  for (size_t own = 0; own < input.schedules.size(); ++own) {
+    const Schedule schedule = enabledCopy(input.schedules[own]);
     ScheduleWarnings warnings;
     checkTimes(schedule, input, &warnings);
     checkPorts(schedule, input, &warnings);
@@ -389,8 +389,7 @@ std::vector<ScheduleWarnings> checkSchedules(const CheckInput& input) {
     for (size_t i = 0; i < zones.size(); ++i) {
       checkGap(schedule, zones[i], gapDays[i], &warnings);
     }
-    const ScheduleWarnings& ofOthers = clashes[all.size()];
-    warnings.insert(warnings.end(), ofOthers.begin(), ofOthers.end());
+    warnings.insert(warnings.end(), clashes[own].begin(), clashes[own].end());
     all.push_back(std::move(warnings));
   }
   return all;

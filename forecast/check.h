@@ -22,7 +22,8 @@ struct CheckInput {
 
 struct ScheduleWarning {
   // "never", "badTime", "badDate", "noEnd", "staysOff", "twin", "noUnit", "noPort", "above128",
-  // "shortWindow", "emptyWindow", "shortMonth", "clockChange", "fight", "overlap" or "twice".
+  // "shortWindow", "emptyWindow", "shortMonth", "clockChange", "fight", "overlap", "lost" or
+  // "twice".
   const char* kind;
   std::string text;    // not escaped
   std::string advice;  // "to end it each morning: quorin_poectl ..."; may be empty

@@ -9,7 +9,8 @@
 
 namespace {
 
-constexpr int32_t kDaysAhead = 35;
+constexpr int32_t kDaysAhead = 62;
+constexpr int64_t kSecPerMinute = 60;
 constexpr int64_t kSecPerDay = 86400;
 constexpr const char* kFight = "fight";
 constexpr const char* kTwice = "twice";
@@ -25,12 +26,28 @@ struct ScheduleFirings {
   std::vector<WindowFiring> firings;
 };
 
+// The days from which a schedule's firings are compared: the coming weeks, in which every day of a
+// month comes, and those from its next firing on. A window or a restart of yesterday may go on.
+std::vector<TickTime> daysOf(const Schedule& schedule, const View& view) {
+  const TickTime today = view.zone.tickAt(view.now());
+  std::vector<TickTime> days;
+  for (int32_t i = -1; i < kDaysAhead; ++i) {
+    days.push_back(dayAfter(today, i));
+  }
+  const std::optional<Firing> next = nextFiring(schedule, view.now(), view.zone);
+  if (next && next->at - view.now() > kDaysAhead * kSecPerDay) {
+    for (int32_t i = 0; i < kDaysAhead; ++i) {
+      days.push_back(dayAfter(view.zone.tickAt(next->at), i));
+    }
+  }
+  return days;
+}
+
 std::vector<ScheduleFirings> firingsOfAll(const CheckInput& input) {
-  const TickTime today = input.view.zone.tickAt(input.view.now());
   return mapped(input.schedules, [&](const Schedule& schedule) {
     ScheduleFirings own{&schedule, {}};
-    for (int32_t i = -1; i < kDaysAhead; ++i) {  // a window of yesterday may be open
-      for (const Firing& each : firingsOn(schedule, dayAfter(today, i), input.view.zone)) {
+    for (const TickTime& day : daysOf(schedule, input.view)) {
+      for (const Firing& each : firingsOn(schedule, day, input.view.zone)) {
         own.firings.push_back({each, windowEnd(schedule, each.at, input.view.zone)});
       }
     }
@@ -97,40 +114,77 @@ std::vector<uint32_t> sharedPorts(const Schedule& a, const Schedule& b) {
   return shared;
 }
 
-// How long a restart has its ports: until the last one is on again.
-int64_t restartSec(const Schedule& schedule) {
+// The pauses between its ports.
+int64_t pausesSec(const Schedule& schedule) {
   const int64_t pauseSec =
       schedule.executionMode == EXECUTION_SEQUENTIAL ? std::max(schedule.interPortDelaySec, 0) : 0;
-  const auto ports = static_cast<int64_t>(schedule.ifNums.size());
-  return std::max(schedule.offTimeSec, 0) + pauseSec * std::max<int64_t>(ports - 1, 0);
+  return pauseSec * std::max<int64_t>(static_cast<int64_t>(schedule.ifNums.size()) - 1, 0);
 }
 
-// A restart and what comes while it has the ports, which the daemon skips: they are busy. What is
-// to switch them on is made good by the restart. Of two restarts in one minute either may be first.
-struct Overlap {
+// How long a restart has its ports: until the last one is on again.
+int64_t restartSec(const Schedule& schedule) {
+  return std::max(schedule.offTimeSec, 0) + pausesSec(schedule);
+}
+
+// Of two schedules, one that begins something and what of the other comes too early for it.
+struct Meeting {
   SwitchTime from;
   SwitchTime at;
 };
 
-std::optional<Overlap> firstOverlap(const ScheduleFirings& dark, const ScheduleFirings& skipped,
-                                    SwitchTime now) {
-  const int64_t length = restartSec(*dark.schedule);
-  for (const WindowFiring& begin : dark.firings) {
-    if (begin.act != Act::restart || begin.at < now) {
+// The first meeting, which is yet to come, of what begins and lasts for so long. lasts: of a firing
+// of one; meets: whether a firing of the other is lost by it.
+template <typename Lasts, typename Meets>
+std::optional<Meeting> firstMeeting(const ScheduleFirings& one, const ScheduleFirings& other,
+                                    SwitchTime now, const Lasts& lasts, const Meets& meets) {
+  for (const WindowFiring& begin : one.firings) {
+    const int64_t length = lasts(begin);
+    if (length == 0 || begin.at + length < now) {
       continue;
     }
-    const bool isSelf = &dark == &skipped;
-    auto other = std::lower_bound(
-        skipped.firings.begin(), skipped.firings.end(), begin.at,
+    auto each = std::lower_bound(
+        other.firings.begin(), other.firings.end(), begin.at,
         [](const Firing& firing, SwitchTime instant) { return firing.at < instant; });
-    for (; other != skipped.firings.end() && other->at < begin.at + length; ++other) {
-      const bool isLater = other->at > begin.at && other->act != Act::on;
-      if (isLater || (!isSelf && other->act == Act::restart)) {
-        return Overlap{begin.at, other->at};
+    for (; each != other.firings.end() && each->at <= begin.at + length; ++each) {
+      if (each->at >= now && meets(begin, *each)) {
+        return Meeting{begin.at, each->at};
       }
     }
   }
   return std::nullopt;
+}
+
+// What comes while a restart has the ports is skipped: they are busy. An "off" window's end is made
+// good by the restart. Of two restarts in one minute either may be first.
+std::optional<Meeting> firstOverlap(const ScheduleFirings& dark, const ScheduleFirings& skipped,
+                                    SwitchTime now) {
+  const int64_t length = restartSec(*dark.schedule);
+  const bool isSelf = &dark == &skipped;
+  return firstMeeting(
+      dark, skipped, now,
+      [&](const WindowFiring& begin) {
+        const bool mayHaveBegun = !isSelf || begin.at >= now;  // a new one was not there before
+        return begin.act == Act::restart && mayHaveBegun ? length : 0;
+      },
+      [&](const WindowFiring& begin, const WindowFiring& other) {
+        return other.at == begin.at ? !isSelf && other.act == Act::restart
+                                    : !other.isEnd || other.act == Act::off;
+      });
+}
+
+// The daemon switches the ports of a window's end, and of the beginning of "off", in the thread
+// that looks at schedules: a minute that it works through, no schedule fires in.
+std::optional<Meeting> firstLost(const ScheduleFirings& slow, const ScheduleFirings& lost,
+                                 SwitchTime now) {
+  const int64_t length = isWindowType(slow.schedule->type) ? pausesSec(*slow.schedule) : 0;
+  return firstMeeting(
+      slow, lost, now,
+      [&](const WindowFiring& begin) {
+        return length >= kSecPerMinute && (begin.isEnd || begin.act == Act::off) ? length : 0;
+      },
+      [&](const WindowFiring& begin, const WindowFiring& other) {
+        return other.at > begin.at && other.at + kSecPerMinute <= begin.at + length;
+      });
 }
 
 // The first window of one that is whole one of the other's, too.
@@ -155,37 +209,56 @@ struct Clash {
   const char* kind;
   std::string ports;
   SwitchTime at;
-  std::string text;  // of an overlap
+  std::string text;  // of an overlap, and of what is lost
 };
 
-// skipped: null for the restart itself.
-std::string overlapText(const Schedule& dark, const Overlap& overlap, const std::string& ports,
-                        const Schedule* skipped, const View& view) {
-  return nameOf(dark) + " keeps " + ports + " dark from " + view.near(overlap.from) + " to " +
-         view.near(SwitchTime(overlap.from + restartSec(dark))) + ": " +
-         (skipped != nullptr
-              ? nameOf(*skipped) + " comes at " + view.near(overlap.at) + " and skips what is busy"
-              : "its own time at " + view.near(overlap.at) + " is skipped");
+std::string overlapText(const ScheduleFirings& dark, const ScheduleFirings& skipped,
+                        const Meeting& meeting, const std::string& ports, const View& view) {
+  const std::string has = nameOf(*dark.schedule) + " has " + ports + " for " +
+                          secondsText(restartSec(*dark.schedule)) + " from " +
+                          view.near(meeting.from) + ": ";
+  if (&dark == &skipped) {
+    return has + "its own time at " + view.near(meeting.at) + " is skipped";
+  }
+  return has + nameOf(*skipped.schedule) + " comes " +
+         (meeting.at == meeting.from ? "in the same minute, and one of the two is skipped"
+                                     : "at " + view.near(meeting.at) + " and skips what is busy");
+}
+
+std::string lostText(const ScheduleFirings& slow, const ScheduleFirings& lost,
+                     const Meeting& meeting, const View& view) {
+  return nameOf(*slow.schedule) + " takes " + secondsText(pausesSec(*slow.schedule)) + " from " +
+         view.near(meeting.from) +
+         " for its ports, one after the other: " + nameOf(*lost.schedule) + " at " +
+         view.near(meeting.at) + " does not happen";
+}
+
+std::optional<Clash> clashOfTimes(const ScheduleFirings& one, const ScheduleFirings& two,
+                                  const std::vector<uint32_t>& shared, const View& view) {
+  for (const auto& [first, second] : {std::pair(&one, &two), std::pair(&two, &one)}) {
+    const auto overlap = shared.empty() ? std::nullopt : firstOverlap(*first, *second, view.now());
+    if (overlap) {
+      const std::string ports = view.names.ranges(shared);
+      return Clash{"overlap", ports, overlap->at,
+                   overlapText(*first, *second, *overlap, ports, view)};
+    }
+    if (const auto lost = firstLost(*first, *second, view.now())) {
+      return Clash{"lost", "", lost->at, lostText(*first, *second, *lost, view)};
+    }
+  }
+  return std::nullopt;
 }
 
 std::optional<Clash> clashOf(const ScheduleFirings& one, const ScheduleFirings& two,
                              const View& view) {
-  const bool isSelf = &one == &two;
-  const std::vector<uint32_t> shared = sharedPorts(*one.schedule, *two.schedule);
-  if (one.schedule->unit != two.schedule->unit || shared.empty()) {
-    return std::nullopt;
+  const std::vector<uint32_t> shared = one.schedule->unit == two.schedule->unit
+                                           ? sharedPorts(*one.schedule, *two.schedule)
+                                           : std::vector<uint32_t>();
+  std::optional<Clash> ofTimes = clashOfTimes(one, two, shared, view);
+  if (ofTimes || &one == &two || shared.empty()) {
+    return ofTimes;
   }
   const std::string ports = view.names.ranges(shared);
-  for (const auto& [dark, skipped] : {std::pair(&one, &two), std::pair(&two, &one)}) {
-    if (const auto overlap = firstOverlap(*dark, *skipped, view.now())) {
-      const Schedule* other = isSelf ? nullptr : skipped->schedule;
-      return Clash{"overlap", ports, overlap->at,
-                   overlapText(*dark->schedule, *overlap, ports, other, view)};
-    }
-  }
-  if (isSelf) {
-    return std::nullopt;
-  }
   const std::optional<SwitchTime> first = firstUndoing(one, two, view.now());
   const std::optional<SwitchTime> second = firstUndoing(two, one, view.now());
   if (first || second) {

@@ -46,10 +46,14 @@ fight|A power_off 08:00 18:00;B power_off 17:00 19:00
 fight|A power_off 18:00 19:00;B power_off 08:00 18:00
 fight|A power_off 08:00 18:00;B restart 12:00
 overlap|A restart 12:00  "offTimeSec":300,;B restart 12:04
-|A restart 12:00  "offTimeSec":300,;B restart 12:05
+overlap|A restart 12:00  "offTimeSec":300,;B restart 12:05
+|A restart 12:00  "offTimeSec":300,;B restart 12:06
+lost|A power_off 08:00 18:00 "ifNums":[1,2],"executionMode":"sequential","interPortDelaySec":120,;B restart 18:01  "ifNums":[3],
+|A power_off 08:00 18:00 "ifNums":[1,2],"executionMode":"sequential","interPortDelaySec":119,;B restart 18:01  "ifNums":[3],
 overlap|A restart 12:00;B restart 12:00
 overlap|A power_off 12:04 13:00;B restart 12:00  "offTimeSec":300,
-|A power_on 12:04 13:00;B restart 12:00  "offTimeSec":300,
+overlap|A power_on 12:04 13:00;B restart 12:00  "offTimeSec":300,
+|A power_off 11:00 12:04;B restart 12:10  "offTimeSec":300,
 overlap|A restart 12:00  "offTimeSec":90000,
 twice|A power_off 08:00 18:00;B power_off 08:00 18:00;C power_off 08:00 18:00
 shortMonth|A restart 12:00  "recurrence":"monthly","recurrenceDays":[28,31],

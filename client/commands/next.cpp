@@ -28,12 +28,14 @@ Fields<Firing> firingFields(const View& view) {
   fields.both(
       "act", {"ACT"}, [](Row row) { return actText(row.act); }, actWithEnd);
   fields.member("isEnd", &Firing::isEnd);
-  fields.column({"PORTS"}, [&](Row row) { return view.names.ranges(row.schedule->ifNums); });
+  fields.column({"PORTS", Align::left, Fit::yields},
+                [&](Row row) { return view.names.ranges(row.schedule->ifNums); });
   fields.both(
       "unit", {"UNIT", Align::right}, [](Row row) { return row.schedule->unit; },
       [](Row row) { return std::to_string(row.schedule->unit); });
   fields.both(
-      "scheduleId", {"SCHEDULE"}, [](Row row) { return row.schedule->scheduleId; },
+      "scheduleId", {"SCHEDULE", Align::left, Fit::wraps},
+      [](Row row) { return row.schedule->scheduleId; },
       [](Row row) { return idAndName(*row.schedule); });
   fields.member("scheduleName", [](Row row) { return row.schedule->name.c_str(); });
   fields.member("ifNums", [](Row row) { return row.schedule->ifNums; });

@@ -86,7 +86,7 @@ Fields<PortRow> portFields(const View& view) {
       [](Row row) { return row.openRun ? std::make_optional(row.openRun->runId) : std::nullopt; },
       nowText);
   fields.both(
-      "next", {"NEXT", Align::left, Fit::wraps}, [&](Row row) { return nextJson(row.next, view); },
+      "next", {"NEXT"}, [&](Row row) { return nextJson(row.next, view); },
       [&](Row row) { return nextText(row, view); });
   return fields;
 }
@@ -102,9 +102,10 @@ std::map<int32_t, int64_t> powerByUnit(const std::vector<PortRow>& ports) {
 
 std::string powerText(const std::vector<PortRow>& ports) {
   const auto ofUnit = [](const auto& unit) {
-    return "unit " + std::to_string(unit.first) + ": " + wattsText(unit.second);
+    return wattsText(unit.second) + " of unit " + std::to_string(unit.first);
   };
-  return ports.size() < 2 ? "" : joined(mapped(powerByUnit(ports), ofUnit), ", ") + "\n";
+  return ports.size() < 2 ? ""
+                          : "shown: " + joined(mapped(powerByUnit(ports), ofUnit), ", ") + "\n";
 }
 
 std::string portsText(const std::vector<PortRow>& ports, const View& view) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <tuple>
 
+#include "base/result_codes.h"
 #include "base/sleep.h"
 #include "cli/interrupt.h"
 #include "cli/lab_clock.h"
@@ -20,12 +21,21 @@
 namespace {
 
 constexpr int64_t kSecPerMinute = 60;
+constexpr int64_t kHalfDaySec = 12 * 3600;
 constexpr int64_t kMsPerSec = 1000;
-constexpr int64_t kNoticeSec = 15;       // for storing the schedule before its minute
-constexpr int64_t kLookSec = 5;          // after which a tick of the daemon has begun
-constexpr int64_t kClockSlackSec = 2;    // the switch tells whole seconds
-constexpr int64_t kSwitchingMs = 10000;  // what executors may need for their ports
+constexpr int64_t kNoticeSec = 15;  // for storing the schedule before its minute
+constexpr int64_t kMinuteMs = kSecPerMinute * kMsPerSec;
+constexpr int64_t kLookMs = 5000;  // after which a tick of the daemon has begun
+constexpr int64_t kClockSlackMs =
+    3000;  // the switch tells whole seconds, the daemon looks each second
+constexpr int64_t kSwitchingMs = 10000;      // what executors may need for their ports
+constexpr int64_t kLongestSweepMs = 600000;  // during which the daemon tells no schedules
 constexpr int32_t kPauseMs = 200;
+constexpr int32_t kMaxNames = 100;
+constexpr size_t kDateInMoment = 4;  // "Tue 2026-03-03 14:07:12"
+constexpr size_t kDateBytes = 10;
+constexpr size_t kTimeInMoment = 15;
+constexpr size_t kTimeBytes = 5;
 
 // One unit's ports, held by a schedule, which a twin ends where the night is between.
 struct Hold {
@@ -76,55 +86,88 @@ std::string endWord(ScheduleType type, const std::string& until, Session& sessio
   return "00:01";
 }
 
-// The schedule of a unit yet to be chosen. ends: where its end is.
-Schedule windowOf(ScheduleType type, SwitchTime start, const std::string& end, const Zone& zone,
-                  SwitchTime* ends) {
+// What is to be held, the same for each unit.
+struct Plan {
+  Schedule window;  // of no unit yet
+  SwitchTime start;
+  SwitchTime end;
+  bool hasTwin = false;  // the end is on the day after its dates
+  int64_t startMs = 0;   // of the start, by this system's clock
+};
+
+TickTime atTime(TickTime day, const std::string& time) {
+  std::tie(day.hour, day.minute) = *timeOfDay(time.c_str());
+  day.second = 0;
+  return day;
+}
+
+// The first end after the start. In the night in which an hour comes twice it may be on the same
+// day although its time is the earlier one.
+SwitchTime endAfter(SwitchTime start, const std::string& end, const Zone& zone) {
   const TickTime first = zone.tickAt(start);
-  char text[64];
-  Schedule window;
+  const TickTime sameDay = atTime(first, end);
+  for (const int64_t at :
+       {zone.instantOf(sameDay), zone.instantNear(sameDay, start + kHalfDaySec)}) {
+    if (at > int64_t{start} && zone.existingInstantOf(sameDay)) {
+      return SwitchTime(at);
+    }
+  }
+  const TickTime last = atTime(dayAfter(first, 1), end);
+  const bool isLater = *timeOfDay(end.c_str()) > std::pair(first.hour, first.minute);
+  if (isLater || !zone.existingInstantOf(last)) {
+    throw Failure(kExitUsage, "there is no " + end + " in that night: the clock goes forward");
+  }
+  return SwitchTime(zone.instantOf(last));
+}
+
+// What lies between now and the first minute would be tomorrow's.
+void refuseTooSoon(SwitchTime now, SwitchTime start, const std::string& end, const Zone& zone) {
+  for (const SwitchTime day : {now, start}) {
+    const std::optional<int64_t> at = zone.existingInstantOf(atTime(zone.tickAt(day), end));
+    if (at && *at > int64_t{now} && *at <= int64_t{start}) {
+      throw Failure(kExitUsage, "it can begin at " +
+                                    momentText(start, zone).substr(kTimeInMoment, kTimeBytes) +
+                                    " at the earliest: give a later time");
+    }
+  }
+}
+
+Plan planOf(ScheduleType type, SwitchTime now, const std::string& end, const Zone& zone) {
+  Plan plan;
+  plan.start = firstMinute(now, zone);
+  plan.startMs = systemMs() + (plan.start - now) * kMsPerSec;
+  refuseTooSoon(now, plan.start, end, zone);
+  plan.end = endAfter(plan.start, end, zone);
+
+  const std::string first = momentText(plan.start, zone);  // "Tue 2026-03-03 14:07:12"
+  const std::string last = momentText(plan.end, zone);
+  const std::string firstDay = first.substr(kDateInMoment, kDateBytes);
+  const std::string lastDay = last.substr(kDateInMoment, kDateBytes);
+  plan.hasTwin = firstDay != lastDay;
+  Schedule& window = plan.window;
   window.type = type;
   window.recurrence = Recurrence::daily;
   window.enabled = 1;
-  snprintf(text, sizeof text, "%02d:%02d", first.hour, first.minute);
-  window.startTime.assign(text);
+  window.startDate.assign(firstDay.c_str());
+  window.endDate.assign(firstDay.c_str());
+  window.startTime.assign(first.substr(kTimeInMoment, kTimeBytes).c_str());
   window.endTime.assign(end.c_str());
-  if (end == text) {
-    throw Failure(kExitUsage, "it can begin at " + end + " at the earliest: give a later time");
-  }
-  snprintf(text, sizeof text, "%04d-%02d-%02d", first.year, first.month, first.day);
-  window.startDate.assign(text);
-  window.endDate.assign(text);
-
-  TickTime last = dayAfter(first, isOverMidnight(window) ? 1 : 0);
-  std::tie(last.hour, last.minute) = *timeOfDay(end.c_str());
-  last.second = 0;
-  if (!zone.existingInstantOf(last)) {
-    throw Failure(kExitUsage, "there is no " + end + " in that night: the clock goes forward");
-  }
-  *ends = SwitchTime(zone.instantNear(last, start));
-  snprintf(text, sizeof text, "%s until %04d-%02d-%02d %s", stateOf(type), last.year, last.month,
-           last.day, end.c_str());
-  window.name.assign(text);
-  return window;
+  window.name.assign((std::string(stateOf(type)) + " until " + lastDay + " " + end).c_str());
+  return plan;
 }
 
-std::vector<Hold> holdsOf(const Schedule& window, const std::vector<SensorPort>& ports,
-                          Session& session) {
+std::vector<Hold> holdsOf(const Plan& plan, const std::vector<SensorPort>& ports) {
   std::map<int32_t, Hold> byUnit;
   for (const SensorPort& port : ports) {
     byUnit[port.unit].ports.push_back(port);
   }
-  std::vector<Hold> holds;
-  for (auto& [unit, hold] : byUnit) {
-    hold.schedule = window;
-    hold.schedule.unit = unit;
+  return mapped(byUnit, [&](const auto& each) {
+    Hold hold = each.second;
+    hold.schedule = plan.window;
+    hold.schedule.unit = each.first;
     hold.schedule.ifNums = ifNumsOf(hold.ports);
-    const std::string name =
-        freeName(window.name.c_str(), hold.schedule, askSchedules(session.daemon(), unit));
-    hold.schedule.name.assign(name.c_str());
-    holds.push_back(hold);
-  }
-  return holds;
+    return hold;
+  });
 }
 
 void remove(const Hold& hold, Session& session) {
@@ -134,22 +177,45 @@ void remove(const Hold& hold, Session& session) {
   }
 }
 
-std::string deleteWords(const std::vector<Hold>& holds) {
+// Without its schedule nothing switches on what it has switched off.
+std::string undoWords(const std::vector<Hold>& holds, Session& session) {
   std::vector<std::string> ids;
+  std::vector<uint32_t> ports;
   for (const Hold& hold : holds) {
     ids.push_back(std::to_string(hold.schedule.scheduleId));
+    ports.insert(ports.end(), hold.schedule.ifNums.begin(), hold.schedule.ifNums.end());
   }
-  return "quorin_poectl schedule delete " + joined(ids, " ");
+  const bool isOff = holds.front().schedule.type == ScheduleType::powerOff;
+  return "To undo it: quorin_poectl schedule delete " + joined(ids, " ") +
+         (isOff ? ", and if it has begun quorin_poectl on " + session.names().ranges(ports) : "");
+}
+
+// Under the first name that is free, which somebody else may take meanwhile.
+void create(Schedule* schedule, Session& session) {
+  const std::string wanted = schedule->name.c_str();
+  for (int32_t i = 0; i < kMaxNames; ++i) {
+    const std::vector<Schedule> all = askSchedules(session.daemon(), schedule->unit);
+    schedule->name.assign(freeName(wanted, *schedule, all).c_str());
+    try {
+      *schedule = createSchedule(session.daemon(), *schedule);
+      return;
+    } catch (const DaemonError& error) {
+      if (error.code() != ERR_EXISTS) {
+        throw;
+      }
+    }
+  }
+  throw Failure(kExitDaemonError, "no name is free for " + inQuotes(wanted));
 }
 
 // Either all are stored, or none is; where that fails, too, the failure says so.
-void store(std::vector<Hold>* holds, Session& session) {
+void store(const Plan& plan, std::vector<Hold>* holds, Session& session) {
   std::vector<Hold> stored;
   try {
     for (Hold& hold : *holds) {
-      hold.schedule = createSchedule(session.daemon(), hold.schedule);
+      create(&hold.schedule, session);
       stored.push_back(hold);
-      if (isOverMidnight(hold.schedule)) {
+      if (plan.hasTwin) {
         hold.twin = createSchedule(session.daemon(), twinOf(hold.schedule));
         stored.back().twin = hold.twin;
       }
@@ -158,24 +224,42 @@ void store(std::vector<Hold>* holds, Session& session) {
     try {
       std::for_each(stored.begin(), stored.end(), [&](const Hold& each) { remove(each, session); });
     } catch (const Failure&) {
-      throw failure.retold(std::string(failure.what()) +
-                           "\nSome of it is stored. To undo it: " + deleteWords(stored));
+      throw failure.retold(std::string(failure.what()) + "\nSome of it is stored. " +
+                           undoWords(stored, session));
     }
     throw;
   }
 }
 
-// The daemon ticks in the minutes of its own clock, which need not be those of the switch's.
-int64_t lookAtMs(SwitchTime start, SwitchTime now) {
-  const int64_t beginsSec = systemMs() / kMsPerSec + (start - now);
-  const int64_t minutes = (beginsSec - kClockSlackSec + kSecPerMinute - 1) / kSecPerMinute;
-  return (std::max(beginsSec, minutes * kSecPerMinute) + kLookSec) * kMsPerSec;
+// When to look whether it has begun. The daemon ticks in the minutes of its own clock, which need
+// not be those of the switch's; where the two are the same but for a moment, its tick may be this
+// one or the next.
+std::vector<int64_t> looksMs(const Plan& plan) {
+  const auto tickAfter = [](int64_t ms) { return (ms + kMinuteMs - 1) / kMinuteMs * kMinuteMs; };
+  const int64_t first = std::max(plan.startMs, tickAfter(plan.startMs - kClockSlackMs));
+  const int64_t last = tickAfter(plan.startMs + kClockSlackMs);
+  return {first + kLookMs, std::max(first, last) + kLookMs};
 }
 
-// The daemon gives schedules out when no sweep is under way, and a sweep's run is recorded then.
+// The daemon tells of schedules when no sweep is under way, and a sweep's run is recorded then.
+void awaitSweep(int32_t unit, Session& session) {
+  const int64_t giveUpMs = systemMonotonicMs() + kLongestSweepMs;
+  for (;;) {
+    try {
+      askSchedules(session.daemon(), unit);
+      return;
+    } catch (const Failure& failure) {
+      if (failure.status() != kExitTimedOut || systemMonotonicMs() >= giveUpMs) {
+        throw;
+      }
+      requireMovingClock();
+    }
+  }
+}
+
 std::optional<Run> runOf(const Hold& hold, SystemTime since, Session& session) {
   const int32_t unit = hold.schedule.unit;
-  askSchedules(session.daemon(), unit);
+  awaitSweep(unit, session);
   for (const Run& run : askRunsSince(session.daemon(), unit, since)) {
     if (run.scheduleId == hold.schedule.scheduleId) {
       return run;
@@ -204,17 +288,17 @@ std::vector<SensorPort> settledPorts(const Hold& hold, Session& session) {
 
 void announce(const std::vector<Hold>& holds, SwitchTime start, Session& session) {
   const View view = session.view();
-  sayWhenInterrupted("quorin_poectl", "it is stored, and begins at " + view.near(start) +
-                                          ". To undo it: " + deleteWords(holds));
-  std::vector<Schedule> added;
+  sayWhenInterrupted("quorin_poectl", "it is stored, and begins at " + view.near(start) + ". " +
+                                          undoWords(holds, session));
+  const int64_t leftSec = start - view.now();
   for (const Hold& hold : holds) {
     session.output().say("added " + scheduleTitle(hold.schedule) + ": " +
                          view.names.ranges(hold.schedule.ifNums) + " " +
-                         stateOf(hold.schedule.type) + " at " + view.near(start) + ", in " +
-                         secondsText(start - view.now()));
-    added.push_back(hold.schedule);
+                         stateOf(hold.schedule.type) + " at " + view.near(start) +
+                         (leftSec > 0 ? ", in " + secondsText(leftSec)
+                                      : ", if the daemon, which was busy, still has time for it"));
   }
-  warnOfChanged(added, session);
+  warnOfChanged(mapped(holds, [](const Hold& hold) { return hold.schedule; }), session);
 }
 
 void waitUntil(int64_t systemMsThen) {
@@ -228,26 +312,51 @@ void waitUntil(int64_t systemMsThen) {
 struct Held {
   Hold hold;
   std::vector<SensorPort> ports;
+  bool isDeleted = false;
 };
 
-// A schedule that did not begin is deleted.
-Held seen(Hold hold, SystemTime since, Session& session) {
-  hold.run = runOf(hold, since, session);
-  if (!hold.run) {
-    remove(hold, session);
-    return {hold, {}};
+bool haveBegun(const std::vector<Hold>& holds) {
+  return std::all_of(holds.begin(), holds.end(),
+                     [](const Hold& hold) { return hold.run.has_value(); });
+}
+
+// Looks until all have begun, as often as there is a tick in which they may.
+void awaitBeginning(const Plan& plan, SystemTime since, std::vector<Hold>* holds,
+                    Session& session) {
+  const int64_t storedMs = systemMs();
+  for (const int64_t lookMs : looksMs(plan)) {
+    waitUntil(std::max(lookMs, storedMs + kLookMs));
+    for (Hold& hold : *holds) {
+      hold.run = hold.run ? hold.run : runOf(hold, since, session);
+    }
+    if (haveBegun(*holds)) {
+      return;
+    }
   }
-  return {hold, settledPorts(hold, session)};
+}
+
+// A schedule that did not begin is deleted. One may begin while it is.
+Held concluded(Hold hold, SystemTime since, Session& session) {
+  const bool isDeleted = !hold.run;
+  if (isDeleted) {
+    remove(hold, session);
+    hold.run = runOf(hold, since, session);
+  }
+  return {hold, hold.run ? settledPorts(hold, session) : std::vector<SensorPort>(), isDeleted};
 }
 
 std::string heldText(const Held& held, SwitchTime ends, const View& view) {
   const Schedule& schedule = held.hold.schedule;
   const std::string state = stateOf(schedule.type);
+  const std::string ports = view.names.ranges(schedule.ifNums);
   if (!held.hold.run) {
     return scheduleTitle(schedule) +
-           " did not begin: the daemon had no time for its minute. It is "
-           "deleted, and its ports " +
-           view.names.ranges(schedule.ifNums) + " are as they were.\n";
+           " did not begin: the daemon had no time for its minute. It is deleted, and its ports " +
+           ports + " are as they were.\n";
+  }
+  if (held.isDeleted) {
+    return scheduleTitle(schedule) + " began too late, while it was deleted: nothing ends it for " +
+           ports + "\n";
   }
   std::vector<uint32_t> good;
   std::string bad;
@@ -285,7 +394,7 @@ int conclude(const std::vector<Held>& held, SwitchTime ends, Session& session) {
   const auto ofHeld = [&](const Held& each) { return heldJson(each, view); };
   session.print(text, [&] { return jsonObject({{"holds", jsonArray(held, ofHeld)}}); });
   const bool isDone = std::all_of(held.begin(), held.end(), [](const Held& each) {
-    return each.hold.run && areAsWished(each.ports, each.hold.schedule.type);
+    return each.hold.run && !each.isDeleted && areAsWished(each.ports, each.hold.schedule.type);
   });
   return isDone ? kExitDone : kExitNotAsWished;
 }
@@ -321,24 +430,21 @@ int holdUntil(ScheduleType type, const std::vector<std::string>& words, const st
   const std::string end = endWord(type, until, session);
   const std::vector<SensorPort> ports = portsToChange(type, words, session);
   const SystemTime since = systemNow();
-  const SwitchTime now = session.now();
-  const SwitchTime start = firstMinute(now, session.zone());
-  SwitchTime ends;
-  const Schedule window = windowOf(type, start, end, session.zone(), &ends);
-  std::vector<Hold> holds = holdsOf(window, ports, session);
+  const Plan plan = planOf(type, session.now(), end, session.zone());
+  std::vector<Hold> holds = holdsOf(plan, ports);
   if (holds.empty()) {
-    return conclude({}, ends, session);
+    return conclude({}, plan.end, session);
   }
 
-  store(&holds, session);
+  store(plan, &holds, session);
   try {
-    announce(holds, start, session);
-    waitUntil(lookAtMs(start, now));
-    return conclude(mapped(holds, [&](const Hold& hold) { return seen(hold, since, session); }),
-                    ends, session);
+    announce(holds, plan.start, session);
+    awaitBeginning(plan, since, &holds, session);
+    const auto conclusion = [&](const Hold& hold) { return concluded(hold, since, session); };
+    return conclude(mapped(holds, conclusion), plan.end, session);
   } catch (const Failure& failure) {
-    throw failure.retold(std::string(failure.what()) +
-                         "\nWhether it began was not seen. To undo it: " + deleteWords(holds));
+    throw failure.retold(std::string(failure.what()) + "\nWhether it began was not seen. " +
+                         undoWords(holds, session));
   }
 }
 

@@ -283,8 +283,13 @@ std::string weekText(const Week& week, const View& view) {
     table.row({view.names.ranges(strip.ifNums), strip.text});
   }
   const std::string upToNow = week.from < view.now() ? kUpToNow : "";
-  return (strips.empty() ? "" : heading(week, hours, view) + table.text(view.screen) + upToNow) +
-         unscheduledLine(week, view.names);
+  const auto sentence = [&](const std::string& text) {
+    return wrapped(text, view.screen.columns, 2);
+  };
+  return (strips.empty() ? ""
+                         : sentence(heading(week, hours, view)) + table.text(view.screen) +
+                               sentence(upToNow)) +
+         sentence(unscheduledLine(week, view.names));
 }
 
 SessionAction defineWeek(Arguments& app, Options& options) {

@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <set>
 #include <tuple>
 
 #include "cli/failure.h"
 #include "cli/mapped.h"
-#include "cli/output.h"
 #include "cli/text.h"
 
 namespace {
@@ -99,6 +97,9 @@ std::string runWords(const Run& run) {
 std::vector<Finding> findingsOf(const Status& status, const std::string& clockTrouble,
                                 const View& view) {
   std::vector<Finding> findings;
+  if (status.ports.empty()) {
+    findings.push_back({kCheckCritical, "the switch tells of no PoE ports"});
+  }
   const auto addPorts = [&](CheckStatus how, bool (*isMeant)(const StatedPort&), const char* what) {
     const std::vector<uint32_t> ifNums = ifNumsIn(status, isMeant);
     if (!ifNums.empty()) {
@@ -141,6 +142,12 @@ std::string figuresOf(const Status& status) {
   return text;
 }
 
+// Also where nothing can be written.
+int ended(CheckStatus status, const std::string& text) {
+  fputs(lineOf(status, text, "").c_str(), stdout);
+  return fflush(stdout) == 0 && ferror(stdout) == 0 ? status : kCheckUnknown;
+}
+
 CheckStatus checkStatusOf(ExitCode status) {
   const bool isSilent = status == kExitNoDaemon || status == kExitTimedOut;
   return isSilent || status == kExitDaemonError ? kCheckCritical : kCheckUnknown;
@@ -161,21 +168,10 @@ CheckResult checkedStatus(const Status& status, const std::string& clockTrouble,
   return {worst, lineOf(worst, text, figuresOf(status))};
 }
 
-bool isStatusCheck(int argc, const char* const* argv) {
-  const auto has = [&](const char* word) {
-    return std::any_of(argv, argv + argc,
-                       [word](const char* each) { return strcmp(each, word) == 0; });
-  };
-  return has("status") && has("--check");
-}
-
 int runStatusCheck(const std::function<int()>& program) try {
   return program();
 } catch (const Failure& failure) {
-  const CheckStatus status = checkStatusOf(failure.status());
-  printNow(lineOf(status, failure.what(), ""));
-  return status;
+  return ended(checkStatusOf(failure.status()), failure.what());
 } catch (const std::exception& error) {
-  printNow(lineOf(kCheckUnknown, escaped(error.what()), ""));
-  return kCheckUnknown;
+  return ended(kCheckUnknown, escaped(error.what()));
 }

@@ -19,8 +19,6 @@ struct CheckResult {
 };
 CheckResult checkedStatus(const Status& status, const std::string& clockTrouble, const View& view);
 
-// Whether it is a command line of status --check.
-bool isStatusCheck(int argc, const char* const* argv);
 // Runs the program. What it throws becomes the line, and one of the statuses.
 int runStatusCheck(const std::function<int()>& program);
 

@@ -14,7 +14,7 @@ A port is told by its number, its name or a label. Labels come from a file on th
   1/0/12            on    denied                 5  30.0 W
   1/0/13            on    searching              0  30.0 W
   2/0/3   cam-yard  on    searching              0  30.0 W
-  unit 1: 2.1 W, unit 2: 0.0 W
+  shown: 2.1 W of unit 1, 0.0 W of unit 2
 
 What a port is in just now, and what comes next for it.
 
@@ -24,7 +24,7 @@ What a port is in just now, and what comes next for it.
   1/0/3         on    delivering  12.9 W      3  30.0 W  Tue 22:00 off night
   1/0/4         on    delivering   3.2 W      1  30.0 W
   1/0/5  door   on    searching               0  30.0 W  Tue 22:00 off night
-  unit 1: 16.1 W
+  shown: 16.1 W of unit 1
   times in the switch's zone (CET)
   $ go_to "2026-03-03 22:00"
   $ quorin_poectl ports 1/0/3-5
@@ -32,7 +32,7 @@ What a port is in just now, and what comes next for it.
   1/0/3         off   disabled               0  30.0 W  run 1 night  Wed 06:00 on night
   1/0/4         on    delivering  3.2 W      1  30.0 W
   1/0/5  door   off   disabled               0  30.0 W  run 1 night  Wed 06:00 on night
-  unit 1: 3.2 W
+  shown: 3.2 W of unit 1
   times in the switch's zone (CET)
   $ quorin_poectl ports door --json
   {"ports":[{"unit":1,"ifNum":5,"name":"1/0/5","label":"door","adminMode":"disable","detectionStatus":"disabled","powerMw":0,"currentMa":0,"voltageMv":0,"temperature":38,"powerClass":"0","priority":"low","powerLimitMw":30000,"openRunId":1,"next":{"at":"2026-03-04T06:00:00+01:00","act":"on","scheduleId":1,"scheduleName":"night"}}],"units":[{"unit":1,"powerMw":0}]}

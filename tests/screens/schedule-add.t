@@ -73,6 +73,9 @@ warned of. With `--twin` a second schedule ends the last night.
   $ quorin_poectl schedule add eve --off 1/0/16 --from 22:00 --to 24:00 --monthly 1 15
   quorin_poectl: 24:00 is 00:00 of the next day, where the days after those of a month are not the same every month. To end it on its own day: --to 23:59
   [2]
+  $ quorin_poectl schedule add eve --off 1/0/16 --from 00:00 --to 24:00
+  quorin_poectl: 00:00 to 24:00 would begin and end in one minute: --all-day, or --to 23:59
+  [2]
   $ quorin_poectl schedule add eve --off 1/0/16 --from 24:00 --to 06:00
   quorin_poectl: "24:00" is not a time of day (00:00 to 23:59): the daemon would store it and never fire.
   [2]

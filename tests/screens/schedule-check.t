@@ -72,15 +72,15 @@ a window is there twice. Told of one schedule alone, it is told of either.
   > "recurrence":"daily","restartTime":"24:00","offTimeSec":5,"ifNums":[2],"startDate":"2026-05-31",
   > "endDate":"2026-05-01"}}' >created
   $ quorin_poectl schedule check | sed -n '/ 6 /,$p'
-    ! 6 "early" keeps 1/0/21 dark from Wed 03:00 to Wed 03:10: 7 "late" comes at Wed 03:05 and skips what is busy
-    ! 6 "early" keeps 1/0/22 dark from Wed 03:00 to Wed 03:10: 8 "dark" comes at Wed 03:09 and skips what is busy
-    ! 6 "early" keeps 1/0/22 dark from Sun 2026-03-29 03:00 to Sun 2026-03-29 03:10: 9 "again" comes at Sun 2026-03-29 03:09 and skips what is busy
+    ! 6 "early" has 1/0/21 for 10 min from Wed 03:00: 7 "late" comes at Wed 03:05 and skips what is busy
+    ! 6 "early" has 1/0/22 for 10 min from Wed 03:00: 8 "dark" comes at Wed 03:09 and skips what is busy
+    ! 6 "early" has 1/0/22 for 10 min from Sun 2026-03-29 03:00: 9 "again" comes at Sun 2026-03-29 03:09 and skips what is busy
   8 "dark" of unit 1
     ! has the same window as 9 "again" for 1/0/22
   9 "again" of unit 1
     ! not every month has a day 29, 30, 31: it does not fire in those that lack it
   10 "noon" of unit 1
-    ! 10 "noon" keeps 1/0/23 dark from Tue 12:00 to Wed 13:00: its own time at Wed 12:00 is skipped
+    ! 10 "noon" has 1/0/23 for 1 d 1 h from Tue 12:00: its own time at Wed 12:00 is skipped
   11 "empty" of unit 1
     ! starts and ends in the same minute
       to change it: quorin_poectl schedule set 11 --to HH:MM
@@ -95,6 +95,6 @@ a window is there twice. Told of one schedule alone, it is told of either.
   12 schedules checked, 10 with warnings
   $ quorin_poectl schedule check late
   7 "late" of unit 1
-    ! 6 "early" keeps 1/0/21 dark from Wed 03:00 to Wed 03:10: 7 "late" comes at Wed 03:05 and skips what is busy
+    ! 6 "early" has 1/0/21 for 10 min from Wed 03:00: 7 "late" comes at Wed 03:05 and skips what is busy
   1 schedule checked, 1 with warnings
   [1]

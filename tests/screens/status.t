@@ -107,6 +107,12 @@ For a monitoring system: a line, and no other exit statuses than its own.
   $ quorin_poectl status --check --socket /nowhere
   POE CRITICAL: no daemon answers at /nowhere: No such file or directory
   [2]
+  $ quorin_poectl status --check 2>errors >/dev/full
+  [3]
+  $ switchsim server down
+  $ quorin_poectl status --check | sed 's/ |.*//'
+  POE CRITICAL: the switch tells of no PoE ports, "night" partial (run 1)
+  $ switchsim server up
   $ switchsim clock "2026-03-04 07:00:00"
   $ quorin_poectl status --check --unit 2 | sed 's/ |.*//'
   POE WARNING: 2/0/10,2/0/23 denied, the switch's clock says Wed 2026-03-04 07:00:00, this system's says Wed 2026-03-04 06:00:00: schedules go by the switch's clock. Is TZ the switch's zone?

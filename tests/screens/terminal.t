@@ -50,7 +50,7 @@ What a terminal of 80 columns shows: lines are broken at words, and names give w
   1/0/5  off   disabled                0  30.0 W  run 4 a>  Fri 06:00 on a night >
   1/0/6  off   disabled                0  30.0 W  run 4 a>  Fri 06:00 on a night >
   2/0/1  on    delivering  12.9 W      3  30.0 W
-  unit 1: 0.0 W, unit 2: 12.9 W
+  shown: 0.0 W of unit 1, 12.9 W of unit 2
   times in the switch's zone (CET)
   $ on_terminal quorin_poectl schedule add x --off 1/0/19 --from 20:00 --to 07:00 --weekly mon-fri
   added 3 "x" of unit 1: off 20:00-07:00 mon-fri, 1/0/19; next on Fri 07:00, in 8

@@ -360,12 +360,12 @@ SessionAction defineOn(Arguments& app, Options& options) {
   addUnit(app, options);
   const auto until = std::make_shared<std::string>();
   const WaitOptions waiting = addWaiting(app, given.get());
-  app.add("--until", *until, "by a schedule, when they are off again")
-      .named("HH:MM")
-      .excludes(waiting.wait)
-      .excludes(waiting.noWait);
-  return [given, until](Session& session) {
-    return until->empty() ? runOn(*given, session)
-                          : holdUntil(ScheduleType::powerOn, given->ports, *until, session);
+  const Argument untilOption = app.add("--until", *until, "by a schedule, when they are off again")
+                                   .named("HH:MM")
+                                   .excludes(waiting.wait)
+                                   .excludes(waiting.noWait);
+  return [given, until, untilOption](Session& session) {
+    return untilOption.isGiven() ? holdUntil(ScheduleType::powerOn, given->ports, *until, session)
+                                 : runOn(*given, session);
   };
 }

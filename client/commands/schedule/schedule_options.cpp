@@ -283,6 +283,9 @@ Schedule applied(const ScheduleWords& words, Schedule schedule, const std::vecto
   applyDays(words, &schedule);
   applyDates(words, &schedule);
   applyRest(words, &schedule);
+  if (words.to == kEndOfDay && timeOfDay(schedule.startTime.c_str()) == timeOfDay("00:00")) {
+    failUsage("00:00 to 24:00 would begin and end in one minute: --all-day, or --to 23:59");
+  }
   if (words.to == kEndOfDay && needsTwin(schedule) && !whyNoTwin(schedule).empty()) {
     failUsage("24:00 is 00:00 of the next day, where " + whyNoTwin(schedule) +
               ". To end it on its own day: --to 23:59");
