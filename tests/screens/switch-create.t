@@ -94,6 +94,13 @@ What is no switch.
   $ echo '{}' | switchsim create --force --from -
   switchsim: stdin: there is no array "ports", as `quorin_poectl ports --json` prints it
   [2]
+  $ for n in 0 2.5 '"2"' 4294967296; do
+  >   echo "{\"ports\":[{\"unit\":1,\"ifNum\":$n}]}" | switchsim create --force --from -; done
+  switchsim: stdin: ports[0]: ifNum is no whole number from 1 to 4294967295
+  switchsim: stdin: ports[0]: ifNum is no whole number from 1 to 4294967295
+  switchsim: stdin: ports[0]: ifNum is no whole number from 1 to 4294967295
+  switchsim: stdin: ports[0]: ifNum is no whole number from 1 to 4294967295
+  [2]
   $ echo '{"ports":[{"unit":1,"ifNum":1,"name":"\u001b[31m"}]}' | switchsim create --force --from -
   switchsim: stdin: ports[0]: "\x1b[31m" is no name of a port, such as 1/0/5 or 0/5
   [2]
