@@ -167,7 +167,7 @@ std::string wrapped(const std::string& text, size_t columns, size_t indent) {
     std::string rest = line;
     while (const size_t end = breakOf(rest, columns)) {
       lines.push_back(withoutBlanksBehind(rest.substr(0, end)));
-      rest = lead + rest.substr(std::min(rest.find_first_not_of(' ', end), rest.size()));
+      rest.replace(0, std::min(rest.find_first_not_of(' ', end), rest.size()), lead);
     }
     lines.push_back(rest);
   }

@@ -21,7 +21,7 @@
 namespace {
 
 constexpr int64_t kSecPerMinute = 60;
-constexpr int64_t kHalfDaySec = 12 * 3600;
+constexpr int64_t kHalfDaySec = int64_t{12} * 3600;
 constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kNoticeSec = 15;  // for storing the schedule before its minute
 constexpr int64_t kMinuteMs = kSecPerMinute * kMsPerSec;
@@ -78,7 +78,7 @@ std::string freeName(const std::string& wanted, Schedule schedule,
 
 // A window that powers on is not ended at 00:00 by a twin.
 std::string endWord(ScheduleType type, const std::string& until, Session& session) {
-  const std::string end = endTimeOf(until);
+  std::string end = endTimeOf(until);
   if (type != ScheduleType::powerOn || timeOfDay(end.c_str()) != timeOfDay("00:00")) {
     return end;
   }
@@ -277,7 +277,7 @@ bool areAsWished(const std::vector<SensorPort>& ports, ScheduleType type) {
 std::vector<SensorPort> settledPorts(const Hold& hold, Session& session) {
   const int64_t giveUpMs = systemMonotonicMs() + kSwitchingMs;
   for (;;) {
-    const std::vector<SensorPort> ports =
+    std::vector<SensorPort> ports =
         chosenPorts(askSensors(session.daemon(), hold.schedule.unit), hold.ports);
     if (areAsWished(ports, hold.schedule.type) || systemMonotonicMs() >= giveUpMs) {
       return ports;

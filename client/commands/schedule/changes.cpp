@@ -7,6 +7,7 @@
 
 #include "cli/confirm.h"
 #include "cli/failure.h"
+#include "cli/mapped.h"
 #include "cli/text.h"
 #include "client/commands/schedule/check.h"
 #include "client/commands/schedule/schedules.h"
@@ -184,10 +185,9 @@ const Schedule* twinToCarry(const std::vector<Schedule>& all, const Schedule& sc
 
 std::vector<ScheduleAndTwin> withTwins(const std::vector<const Schedule*>& chosen,
                                        const std::vector<Schedule>& all, Session& session) {
-  std::vector<ScheduleAndTwin> pairs;
-  for (const Schedule* schedule : chosen) {
-    pairs.push_back({schedule, twinToCarry(all, *schedule, session)});
-  }
+  const auto pairs = mapped(chosen, [&](const Schedule* schedule) {
+    return ScheduleAndTwin{schedule, twinToCarry(all, *schedule, session)};
+  });
   const auto goesAlong = [&](const ScheduleAndTwin& each) {
     return std::any_of(pairs.begin(), pairs.end(),
                        [&](const ScheduleAndTwin& other) { return other.twin == each.schedule; });
