@@ -6,8 +6,8 @@
 #include "cli/interrupt.h"
 #include "cli/json.h"
 #include "cli/text.h"
-#include "cli/times.h"
 #include "switchsim/commands/command.h"
+#include "switchsim/lab/moves.h"
 #include "switchsim/switch/shared_state.h"
 #include "switchsim/switch/switch_state.h"
 #include "switchsim/view/ports_file.h"
@@ -28,30 +28,6 @@ struct LabOptions {
   bool json = false;
   bool clean = false;
 };
-
-// The lab's zone: that of its daemon, whatever TZ is here.
-Zone zoneOf(const Lab& lab) {
-  return Zone(lab.zone());
-}
-
-int64_t momentOf(const std::string& text, int64_t nowMs, const Zone& zone) {
-  const auto moment = parseMoment(text, nowMs / kMsPerSec, zone, Toward::future);
-  if (!moment) {
-    throw Failure(kExitUsage, "no such time: " + escaped(text) + "; " + kMomentForms);
-  }
-  return *moment;
-}
-
-// With its zone where a local time comes twice, in the night in which the clock goes back.
-std::string unmistakable(int64_t instant, const Zone& zone) {
-  std::string text = momentText(instant, zone);
-  for (const int64_t difference : {-3600, -1800, 1800, 3600}) {
-    if (momentText(instant + difference, zone) == text) {
-      return text + " " + zone.abbreviation(instant);
-    }
-  }
-  return text;
-}
 
 void sayTime(const Lab& lab, const Zone& zone) {
   printNow("it is " + unmistakable(lab.nowMs() / kMsPerSec, zone) + "\n");
@@ -93,16 +69,8 @@ void runUp(Lab& lab, const LabOptions& given) {
 
 void runAt(Lab& lab, const LabOptions& given) {
   const Zone zone = zoneOf(lab);
-  lab.requireRunning();
-  lab.claim();
-  const int64_t moment = momentOf(given.moment, lab.nowMs(), zone);
-  if (moment * kMsPerSec < lab.nowMs()) {
-    throw Failure(kExitUsage, "in the lab it is " + unmistakable(lab.nowMs() / kMsPerSec, zone) +
-                                  " already: `switchsim lab jump` sets its clock back, and does "
-                                  "not undo what was done");
-  }
   catchInterrupts();
-  lab.travelTo(moment * kMsPerSec, [&lab, &zone] {
+  goTo(lab, given.moment, [&lab, &zone] {
     if (isInterrupted()) {
       throw Failure(kExitInterrupted,
                     "interrupted on the way, it is " + momentText(lab.nowMs() / kMsPerSec, zone));
@@ -112,17 +80,12 @@ void runAt(Lab& lab, const LabOptions& given) {
 }
 
 void runJump(Lab& lab, const LabOptions& given) {
-  const Zone zone = zoneOf(lab);
-  lab.requireRunning();
-  lab.claim();
-  lab.jumpTo(momentOf(given.moment, lab.nowMs(), zone) * kMsPerSec);
-  sayTime(lab, zone);
+  jumpTo(lab, given.moment);
+  sayTime(lab, zoneOf(lab));
 }
 
 void runSpeed(Lab& lab, const LabOptions& given) {
-  lab.requireRunning();
-  lab.claim();
-  lab.setSpeed(given.speed.value_or(1));
+  setSpeed(lab, given.speed.value_or(1));
   sayTime(lab, zoneOf(lab));
 }
 

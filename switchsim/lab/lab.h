@@ -50,6 +50,8 @@ class Lab {
   // From now on no other program moves the clock. Throws where one does. What a killed one left
   // undone ends here.
   void claim();
+  // Others may move it again.
+  void release() { claim_.reset(-1); }
 
   // The wall time of the lab, since 1970 UTC.
   int64_t nowMs() const;

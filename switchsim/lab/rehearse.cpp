@@ -1,17 +1,12 @@
 #include "switchsim/lab/rehearse.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <map>
 
 #include "api/requests.h"
 #include "cli/failure.h"
 #include "switchsim/lab/lab.h"
+#include "switchsim/lab/own_lab.h"
 #include "switchsim/switch/switch_state.h"
 
 namespace switchsim {
@@ -29,44 +24,10 @@ constexpr int64_t kBeforeFromSec = 62 * kSecPerDay;
 // What began before the end may go on after it.
 constexpr int64_t kAfterEndSec = 2 * kSecPerDay;
 
-// A folder of its own.
-class Place {
- public:
-  Place() {
-    const char* folder = getenv("TMPDIR");
-    path_ = std::string(folder != nullptr && *folder == '/' ? folder : "/tmp") +
-            "/quorin-rehearsal.XXXXXX";
-    if (mkdtemp(path_.data()) == nullptr) {
-      fail("cannot make " + path_ + ": " + strerror(errno));
-    }
-  }
-  ~Place() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-  }
-  Place(const Place&) = delete;
-  Place& operator=(const Place&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 class Stage {
  public:
   Stage(const RehearsalPlan& plan, const std::function<void(SwitchTime)>& passing)
-      : plan_(plan),
-        passing_(passing),
-        lab_(place_.path() + "/lab"),
-        daemon_(lab_.socketPath(), kAskTimeoutMs, {}) {}
-  ~Stage() {
-    try {
-      lab_.down(true);
-    } catch (const std::exception&) {  // its folder goes all the same
-    }
-  }
-  Stage(const Stage&) = delete;
-  Stage& operator=(const Stage&) = delete;
+      : plan_(plan), passing_(passing), daemon_(lab_.socketPath(), kAskTimeoutMs, {}) {}
 
   Rehearsal play() {
     begin();
@@ -201,8 +162,8 @@ class Stage {
 
   const RehearsalPlan& plan_;
   const std::function<void(SwitchTime)>& passing_;
-  const Place place_;
-  Lab lab_;
+  OwnLab own_{"quorin-rehearsal"};
+  Lab& lab_ = own_.lab();
   SocketDaemon daemon_;
   std::map<int64_t, int64_t> ids_;  // those of the lab, and those of the plan
   uint64_t lastSeen_ = 0;           // of the journal
