@@ -20,6 +20,7 @@ std::vector<Command> commands() {
   all.insert(all.end(), lab.begin(), lab.end());
   all.push_back(
       {"rehearse", "Try days of schedules in a lab, before they go live", defineRehearse});
+  all.push_back({"web", "Show a lab as a page in the browser", defineWeb});
   all.push_back({"play", "Play a scenario: events and expectations, one a line", definePlay});
   return all;
 }
@@ -37,6 +38,11 @@ Program makeProgram() {
   }
   program.addHelp("Show the help of a command");
   return program;
+}
+
+std::function<void()> actionOf(const std::vector<std::string>& words) {
+  const auto program = std::make_shared<Program>(makeProgram());
+  return [act = program->actionOf(words), program] { act(); };
 }
 
 }  // namespace switchsim

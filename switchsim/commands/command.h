@@ -4,8 +4,10 @@
 #ifndef QUORIN_SWITCHSIM_COMMANDS_COMMAND_H
 #define QUORIN_SWITCHSIM_COMMANDS_COMMAND_H
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "cli/output.h"
 #include "cli/program.h"
@@ -13,6 +15,9 @@
 namespace switchsim {
 
 Program makeProgram();
+// What the command line of these words would do, for a later moment. Throws Failure (kExitUsage)
+// for what is none.
+std::function<void()> actionOf(const std::vector<std::string>& words);
 
 constexpr const char* kPortHelp = "An ifNum such as 5 or a name such as 1/0/5";
 
@@ -27,6 +32,7 @@ Action defineRehearse(Arguments& app);
 Action defineServer(Arguments& app);
 Action defineSet(Arguments& app);
 Action defineShow(Arguments& app);
+Action defineWeb(Arguments& app);
 
 // "lab" and the commands in it.
 std::vector<Command> labCommands();

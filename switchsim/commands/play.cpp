@@ -37,14 +37,8 @@ std::vector<std::string> mistakesOf(const Scenario& scenario, const PlayOptions&
   return texts;
 }
 
-// An event is what the command line would do.
-EventAction readCommand(const std::vector<std::string>& words) {
-  const auto program = std::make_shared<Program>(makeProgram());
-  return [act = program->actionOf(words), program] { act(); };
-}
-
 void runPlay(const PlayOptions& given) {
-  const Scenario scenario = readScenario(readWholeFile(given.file), readCommand);
+  const Scenario scenario = readScenario(readWholeFile(given.file), actionOf);
   const std::vector<std::string> mistakes = mistakesOf(scenario, given);
   if (!mistakes.empty()) {
     throw Failure(kExitUsage, "nothing was done:\n" + joined(mistakes, "\n"));
