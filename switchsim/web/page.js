@@ -24,7 +24,7 @@ function isNew(key, ...value) {
 const waits = new Map(), troubles = new Map();
 function tell() {
   $('#waiting').textContent = waits.size ? `waiting for ${[...waits.values()].join(', ')}` : '';
-  const text = [...new Set(troubles.values())].join(' ');
+  const text = [...new Set(troubles.values())].join('\n');
   if (isNew('trouble', text)) $('#trouble').textContent = text;
 }
 
@@ -213,7 +213,7 @@ function choose(ifNum) {
   button.setAttribute('aria-current', 'true');
   goToPort(button);
   $('#port').hidden = false;
-  $('#why').textContent = '';
+  $('#why').textContent = $('#reset .error').textContent = '';
   $('[name=device]').value = port.device === 'steady' ? port.deviceWatts : port.device;
   tickPorts($('#reset'), port.unit, [ifNum]);
   showChosen();
