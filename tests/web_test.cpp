@@ -341,8 +341,8 @@ TEST_F(WebTest, FuzzedRequestsGetNoAnswerWithoutTheTokenAndEndNothing) {
                            of({length, length, length, ""}) + "\r\n" + body));
     caller.end();
     const std::string answer = caller.hear("\r\n\r\n");
-    EXPECT_TRUE(isKnown || answer.find("HTTP/1.1 2") == std::string::npos) << answer;
-    ++answers[answer.substr(0, 12)];
+    EXPECT_TRUE(isKnown || answer.find(" 200 ") == std::string::npos) << answer;
+    ++answers[answer.rfind("HTTP/1.", 0) == 0 ? answer.substr(0, 12) : "answers of the library"];
   }
   for (const auto& [status, count] : answers) {
     std::cout << count << " x " << status << "\n";

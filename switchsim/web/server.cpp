@@ -111,6 +111,7 @@ Server::Server(uint16_t port, std::vector<Route> routes)
   const std::string listening = "127.0.0.1:" + std::to_string(port);
   const char* options[] = {"listening_ports",    listening.c_str(), "num_threads", kConnections,
                            "request_timeout_ms", kSilenceMs,        nullptr};
+  const std::lock_guard<std::mutex> starting(starting_);
   context_ = mg_start(&callbacks, this, options);
   mg_server_port listened{};
   if (context_ == nullptr || mg_get_server_ports(context_, 1, &listened) != 1) {
@@ -160,6 +161,7 @@ Answer Server::answer(mg_connection* connection, Request* request, const Write& 
 
 int Server::begin(mg_connection* connection) try {
   auto* self = static_cast<Server*>(mg_get_user_data(mg_get_context(connection)));
+  { const std::lock_guard<std::mutex> started(self->starting_); }
   Request request = requestOf(connection);
   if (!self->isAdmitted(connection, request)) {
     send(connection, 403, "Content-Type: text/plain\r\n",

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -62,8 +63,9 @@ class Server {
   const std::vector<Route> routes_;
   const std::string query_;  // "token=..."
   mg_context* context_ = nullptr;
-  std::string host_;    // "127.0.0.1:8900"
-  std::string cookie_;  // "bench8900=..."
+  std::mutex starting_;  // until the port is known; a request waits for that
+  std::string host_;     // "127.0.0.1:8900"
+  std::string cookie_;   // "bench8900=..."
   std::atomic<bool> isStopping_{false};
 };
 
