@@ -187,7 +187,7 @@ TEST_F(WebTest, AnswersOddRequestsWithAStatusAndWords) {
       {"POST /switch", R"({"words":["lab","down"]})", "400 \"words\" are those of"},
       {"POST /switch", R"({"words":["device","1/0/99","none"]})", "409 no port is called"},
       {"POST /switch", R"({"words":["device","1","cow"]})", "400 \"cow\" is no device"},
-      {"POST /switch", R"({"words":["set","1/0/5","off"]})", "200 {\n"},
+      {"POST /switch", R"({"words":["set","1/0/5","off"]})", R"(200 {"ok":true})"},
       {"POST /lab", "{", "400 a request is one JSON object"},
       {"POST /lab", R"({"speed":1001})", "400 it takes a time"},
       {"POST /lab", R"({"at":"soon"})", "400 no such time"},

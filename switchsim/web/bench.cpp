@@ -49,10 +49,6 @@ JsonPtr objectOf(const Request& request) {
   return body;
 }
 
-Answer viewOfSwitch() {
-  return {200, kJson, viewJson(viewSwitch(), false)};
-}
-
 // {"words": ["device", "1/0/5", "camera"]}: a command as the command line has it.
 Answer changeSwitch(const Request& request, const Command& carryOut) {
   const JsonPtr body = objectOf(request);
@@ -66,7 +62,7 @@ Answer changeSwitch(const Request& request, const Command& carryOut) {
     refuse(R"("words" are those of `switchsim device`, `set` or `fault`)");
   }
   carryOut(command);
-  return viewOfSwitch();
+  return {200, kJson, "{\"ok\":true}\n"};
 }
 
 // To the daemon and back, as it is.
@@ -188,7 +184,10 @@ std::vector<Route> benchRoutes(Lab& lab, const Command& carryOut, bool (*isStopp
           {"GET", "/page.css", file("text/css; charset=utf-8", kPageCss)},
           {"GET", "/page.js", file("text/javascript; charset=utf-8", kPageJs)},
           {"POST", "/rpc", [bench](In request, Out) { return callDaemon(bench->lab, request); }},
-          {"GET", "/switch", [](In, Out) { return viewOfSwitch(); }},
+          {"GET", "/switch",
+           [](In, Out) {
+             return Answer{200, kJson, viewJson(viewSwitch(), false)};
+           }},
           {"POST", "/switch",
            [bench](In request, Out) { return changeSwitch(request, bench->carryOut); }},
           {"POST", "/lab", [bench](In request, Out) { return moveClock(*bench, request); }},

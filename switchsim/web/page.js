@@ -244,8 +244,8 @@ keep('why the port is so', 3, async () => {
 function onSubmit(selector, work) {
   on($(selector), 'submit', (event) => { event.preventDefault(); work(event.target.elements); });
 }
-onSubmit('#device', ({ device }) => act('the switch', async () => showSwitch(await post(
-  'switchsim device', '/switch', { words: ['device', String(chosen), device.value] }))));
+onSubmit('#device', ({ device }) => act('the switch', () => post('switchsim device', '/switch',
+  { words: ['device', String(chosen), device.value] })));
 onSubmit('#reset', ({ offTimeSec }) => {
   const ifNums = ticked($('#reset'), 'ifNums');
   $('#reset .error').textContent = ifNums.length ? ''
