@@ -7,7 +7,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -34,8 +33,7 @@ constexpr size_t kReadBytes = 65536;
 constexpr const char* kClient = "SWITCHSIM_CLIENT";  // has the path of quorin_poectl
 const std::string kAskClient =
     "exec timeout 5 $SWITCHSIM_EMULATOR \"$SWITCHSIM_CLIENT\" -q --json ";
-constexpr int kOverTime = 124;                    // the status of timeout(1)
-constexpr const char* kHead = "quorin_poectl: ";  // of its messages
+constexpr int kOverTime = 124;  // the status of timeout(1)
 
 [[noreturn]] void refuse(const std::string& text) {
   throw Failure(kExitUsage, text);
@@ -85,10 +83,10 @@ Answer askClient(const std::string& arguments) {
   }
   const int status = program != nullptr ? pclose(program) : -1;
   const int exit = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  text.erase(0, text.rfind(kHead, 0) == 0 ? strlen(kHead) : 0);
-  return exit == kExitDone   ? Answer{200, kJson, text}
-         : exit == kOverTime ? words(504, "no answer within 5 s: the daemon is busy or hangs")
-                             : failed(exit, text);
+  return exit == kExitDone ? Answer{200, kJson, text}
+         : exit == kOverTime
+             ? words(504, "no answer within 5 s: the daemon is busy or hangs")
+             : failed(exit, textIn(jsonMember(jsonParse(text.c_str()).get(), "error"), "text"));
 }
 
 // The port that is asked about reaches the client as a number.

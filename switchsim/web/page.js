@@ -268,21 +268,26 @@ const ticked = (form, name) => [...form.querySelectorAll(`[name=${name}]:checked
 
 // --- The week
 
-// [what it is, from, until]: as schedules would have it up to now, from then on from its mode.
+// [what it is, from, until]: up to now as runs bear out, from its mode on as schedules make it.
 function spansOf(port, { from, until, now }) {
-  const mode = { at: now, act: portOf(port.ifNum)?.adminMode ? 'on' : 'off' };
-  const acts = port.firings.map((firing) => ({ at: Date.parse(firing.at), act: firing.act }));
+  const kind = (isOn) => ({ true: 'lit', false: 'dark' }[isOn] ?? 'unknown');
+  const changes = [...changesOf(port), [now, Boolean(portOf(port.ifNum)?.adminMode)], [until]];
   const spans = [];
-  let since = from, is = { true: 'lit', false: 'dark' }[port.isOnAtStart] ?? 'unknown';
-  for (const each of [...acts, mode].sort((a, b) => a.at - b.at).concat({ at: until })) {
-    spans.push([is, since, each.at]);
-    if (each.act === 'restart') spans.push(['restart', each.at, each.at]);
-    [since, is] = [each.at, each.act === 'off' ? 'dark' : 'lit'];
+  let since = from, is = kind(port.isOnAtStart);
+  for (const [at, isOn, isRestart] of changes.sort((a, b) => a[0] - b[0])) {
+    spans.push([is, since, at]);
+    if (isRestart) spans.push(['restart', at, at]);
+    [since, is] = [at, kind(isOn)];
   }
   return [...spans, ['now', now, now]];
 }
+const changesOf = ({ past, firings }) => [
+  ...past.map((each) => [Date.parse(each.at), each.isOn, each.isRestart]),
+  ...firings.map(({ at, act: to }) => [Date.parse(at), to !== 'off', to === 'restart'])];
 function stripOf(port, times) {
-  const words = port.firings.map((firing) => `${firing.act} ${when(firing.at)}`).join(', ');
+  const word = (isOn) => ({ true: 'on', false: 'off' }[isOn] ?? 'not known');
+  const words = changesOf(port).map(([at, isOn, isRestart]) => (
+    `${isRestart ? 'restart' : word(isOn)} ${when(at)}`)).join(', ');
   const share = (ms) => `${(100 * ms) / (times.until - times.from)}%`;
   const strip = make('div', { class: 'strip', role: 'img', 'aria-label': words, title: words });
   for (const [is, from, until] of spansOf(port, times)) {
@@ -300,14 +305,14 @@ function showWeek() {
   const [from, until, now] = [week.from, week.until, lab.time].map(Date.parse);
   const modes = ports().map((port) => port.adminMode), times = { from, until, now };
   if (!isNew('week', week, Math.floor(now / 300e3), modes)) return;
-  const busy = week.ports.filter((port) => port.firings.length);
-  const rows = Map.groupBy(busy, (port) => JSON.stringify([port.firings, spansOf(port, times)]));
+  const busy = week.ports.filter((port) => changesOf(port).length);
+  const rows = Map.groupBy(busy, (port) => JSON.stringify(spansOf(port, times)));
   const numbers = (all) => namesOf(all.map((port) => port.ifNum));
   const days = [0.5, 1.5, 2.5, 3.5, 4.5, 5.5, 6.5].map((day) => when(from + day * 86400e3));
   $('#days').replaceChildren(...days.map((day) => make('span', {}, day.slice(0, 3))));
   $('#strips').replaceChildren(...[...rows.values()].map((same) => make('div', { class: 'row' },
     make('span', {}, numbers(same)), stripOf(same[0], times))));
-  const idle = week.ports.filter((port) => !port.firings.length);
+  const idle = week.ports.filter((port) => !changesOf(port).length);
   $('#idle').textContent = idle.length ? `No schedule acts on ${numbers(idle)}.` : '';
   const firings = busy.flatMap((port) => port.firings).map((firing) => Date.parse(firing.at));
   nextFiring = Math.min(...firings.filter((at) => at > now));

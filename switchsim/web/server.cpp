@@ -41,11 +41,11 @@ std::string newToken() {
 
 // In a time that tells nothing of where they differ.
 bool isSecret(const std::string& given, const std::string& secret) {
-  volatile bool differs = given.size() != secret.size();
+  volatile size_t differences = given.size() ^ secret.size();
   for (size_t i = 0; i < secret.size(); ++i) {
-    differs = differs | ((i < given.size() ? given[i] : '\0') != secret[i]);
+    differences = differences + ((i < given.size() ? given[i] : '\0') != secret[i] ? 1U : 0U);
   }
-  return !differs;
+  return differences == 0;
 }
 
 std::string header(mg_connection* connection, const char* name) {
