@@ -69,10 +69,13 @@ void addLines(const cJSON* value, const std::vector<size_t>& lines,
 size_t slipAt(const std::string& text, size_t stop) {
   size_t before = stop - std::min<size_t>(stop, 1);
   const bool isText = before < stop && !isBlank(text[before]) && text[before] != '"';
+  const char misplaced = isText ? text[before] : ' ';
   while (before > 0 && isBlank(text[before - 1])) {
     --before;
   }
-  return isText && before > 0 && isOneOf("{,", text[before - 1]) ? stop - 1 : stop;
+  const char lead = before > 0 ? text[before - 1] : ' ';
+  const bool isKeyDue = lead == ',' || (lead == '{' && misplaced != '}');  // "{}" is whole
+  return isText && isKeyDue ? stop - 1 : stop;
 }
 
 [[noreturn]] void failAt(const std::string& text, size_t at, const std::string& path) {

@@ -114,18 +114,6 @@ std::vector<uint32_t> sharedPorts(const Schedule& a, const Schedule& b) {
   return shared;
 }
 
-// The pauses between its ports.
-int64_t pausesSec(const Schedule& schedule) {
-  const int64_t pauseSec =
-      schedule.executionMode == EXECUTION_SEQUENTIAL ? std::max(schedule.interPortDelaySec, 0) : 0;
-  return pauseSec * std::max<int64_t>(static_cast<int64_t>(schedule.ifNums.size()) - 1, 0);
-}
-
-// How long a restart has its ports: until the last one is on again.
-int64_t restartSec(const Schedule& schedule) {
-  return std::max(schedule.offTimeSec, 0) + pausesSec(schedule);
-}
-
 // Of two schedules, one that begins something and what of the other comes too early for it.
 struct Meeting {
   SwitchTime from;

@@ -128,6 +128,16 @@ SwitchTime windowEnd(const Schedule& schedule, SwitchTime start, const Zone& zon
   return SwitchTime(zone.instantOf(last));
 }
 
+int64_t pausesSec(const Schedule& schedule) {
+  const int64_t pauseSec =
+      schedule.executionMode == EXECUTION_SEQUENTIAL ? std::max(schedule.interPortDelaySec, 0) : 0;
+  return pauseSec * std::max<int64_t>(static_cast<int64_t>(schedule.ifNums.size()) - 1, 0);
+}
+
+int64_t restartSec(const Schedule& schedule) {
+  return std::max(schedule.offTimeSec, 0) + pausesSec(schedule);
+}
+
 std::vector<Firing> firingsOn(const Schedule& schedule, const TickTime& day, const Zone& zone) {
   std::vector<Firing> firings;
   if (!appliesOn(schedule, day)) {

@@ -46,6 +46,11 @@ bool isPlainTime(const std::string& text);
 // an all-day schedule the end of the day, and the instant itself where no end can be read.
 SwitchTime windowEnd(const Schedule& schedule, SwitchTime start, const Zone& zone);
 
+// The pauses between the schedule's ports, in seconds.
+int64_t pausesSec(const Schedule& schedule);
+// How long a restart has its ports, in seconds: until the last one is on again.
+int64_t restartSec(const Schedule& schedule);
+
 // What the schedule does on the local day of the tick, whatever its time, in order; of a start and
 // an end in one minute the start comes first. Times that the zone skips on that day are left out,
 // of those that come twice the first counts. Nothing for a disabled schedule.

@@ -26,13 +26,21 @@ Week weekOf(const std::vector<SensorPort>& ports, const std::vector<Schedule>& s
         std::any_of(schedules.begin(), schedules.end(),
                     [&port](const Schedule& schedule) { return actsOn(schedule, port); });
     PortWeek own{port, isScheduled, isScheduled ? pastOf(port) : std::vector<ModeChange>(), {}};
-    own.changes.push_back({view.now(), port.isOn(), false});
+    if (own.changes.empty() || own.changes.back().at < view.now()) {
+      own.changes.push_back({view.now(), port.isOn(), false});
+    }
     for (const Firing& firing : courseOf(port, toCome)) {
-      own.changes.push_back({firing.at, firing.act != Act::off, firing.act == Act::restart});
+      const bool isRestart = firing.act == Act::restart;
+      own.changes.push_back({firing.at, firing.act == Act::on, isRestart});
+      if (isRestart) {
+        own.changes.push_back({SwitchTime(firing.at + restartSec(*firing.schedule)), true, false});
+      }
       if (firing.at >= week.from) {
         own.firings.push_back(firing);
       }
     }
+    std::stable_sort(own.changes.begin(), own.changes.end(),
+                     [](const ModeChange& a, const ModeChange& b) { return a.at < b.at; });
     week.ports.push_back(std::move(own));
   }
   return week;

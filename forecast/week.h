@@ -36,7 +36,8 @@ struct Week {
   std::vector<PortWeek> ports;
 };
 
-// What is known of a port's modes up to now, oldest first.
+// What is known of a port's modes up to now, oldest first; with a last one of now where the mode
+// that the port has is none that lasts until a schedule acts: a run is about to switch it on.
 using PastOf = std::function<std::vector<ModeChange>(const SensorPort& port)>;
 
 // schedules must outlive what comes back.

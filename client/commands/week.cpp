@@ -16,6 +16,7 @@ namespace {
 
 constexpr int32_t kHoursPerDay = 24;
 constexpr size_t kGap = 2;  // of a table's columns
+constexpr int64_t kFurthestSec = int64_t{366} * 86400;
 constexpr const char* kUpToNow =
     "up to now as recorded runs left them, from now on as schedules will\n";
 constexpr size_t kMaxDetails = 500;  // of a unit's runs, each a request
@@ -200,6 +201,9 @@ TickTime firstDayOf(const std::string& from, const View& view) {
   if (!moment) {
     throw Failure(kExitUsage, "--from: " + inQuotes(from) + " is no day; " + kMomentForms + ".");
   }
+  if (*moment - view.now() > kFurthestSec) {
+    throw Failure(kExitUsage, "--from: " + inQuotes(from) + " is more than a year ahead");
+  }
   return dayAfter(view.shownZone.tickAt(*moment), 0);
 }
 
@@ -256,6 +260,10 @@ std::vector<ModeChange> pastModes(const SensorPort& port, const PortRecords& rec
              past.end());
   std::stable_sort(past.begin(), past.end(),
                    [](const ModeChange& a, const ModeChange& b) { return a.at < b.at; });
+  const PortEvent* cause = whatLeftOff(timeline);
+  if (port.isOff() && cause != nullptr && cause->run.isOpen() && cause->run.switchesBack()) {
+    past.push_back({view.now(), std::nullopt, false});
+  }
   return past;
 }
 

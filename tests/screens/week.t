@@ -85,3 +85,13 @@ Days and ports that are none.
   $ quorin_poectl week 3/0/1
   quorin_poectl: no PoE port "3/0/1": unit 1 has 1/0/1 to 1/0/24, unit 2 has 2/0/1 to 2/0/24.  See: quorin_poectl ports
   [10]
+
+A restart that goes on will switch its ports on; one to come keeps them dark as long as it says.
+
+  $ quorin_poectl --quiet schedule add long --restart 1/0/23 --at 23:30 --off-time 3h >out
+  $ go_to "2026-03-05 23:45"
+  $ quorin_poectl week 1/0/23 --from 2026-03-05 | grep '^1/0/23'
+  1/0/23                         R.%#########R.%#########R.%#########R.%#########R.%#########R
+  $ quorin_poectl week --from 9999-12-31
+  quorin_poectl: --from: "9999-12-31" is more than a year ahead
+  [2]
