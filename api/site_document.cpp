@@ -268,7 +268,9 @@ SiteFile SiteReader::read(const std::string& text) {
   }
   version_ = jsonInt32Member(document, "version", jsonInt32Member(document, "format", 0));
   if (version_ < 1 || version_ > kSiteVersion) {
-    throw Failure(kExitUsage, pathText(how_.path) + " has version " + std::to_string(version_) +
+    throw Failure(kExitUsage, pathText(how_.path) +
+                                  (version_ == 0 ? " has no version that is a number"
+                                                 : " has version " + std::to_string(version_)) +
                                   ", and this client reads 1 (as \"format\") and 2.");
   }
 

@@ -13,7 +13,7 @@ namespace {
 // A unit without ports that was never set is none.
 void leaveOutAbsentUnits(const std::set<int32_t>& units, std::vector<BootDelay>* bootDelays) {
   const auto isAbsent = [&units](const BootDelay& each) {
-    return each.delaySec == 0 && units.count(each.unit) == 0;
+    return isSameBootDelay(each, {each.unit, 0, 0, false}) && units.count(each.unit) == 0;
   };
   bootDelays->erase(std::remove_if(bootDelays->begin(), bootDelays->end(), isAbsent),
                     bootDelays->end());
