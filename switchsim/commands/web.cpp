@@ -37,6 +37,7 @@ void runWeb(const WebOptions& given) {
   LabPlan plan;
   plan.makeSwitch = [] { createSwitch(SwitchOptions(), false); };
   own.lab().up(plan);
+  own.lab().release();  // `switchsim lab` may move its clock, too
   serve(own.lab(), given);
 }
 

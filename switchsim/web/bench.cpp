@@ -28,10 +28,10 @@ constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kAskTimeoutMs = 10000;  // a sweep's pauses hold up what asks about schedules
 constexpr int32_t kLookMs = 100;          // at the journal
 constexpr int64_t kClockMs = 1000;
-constexpr int kMaxFollowers = 4;  // of the server's eight connections
-constexpr size_t kReadBytes = 65536;
+constexpr int64_t kMaxFollowers = 4;  // of the server's eight connections
+constexpr size_t kReadBytes = 4096;
 constexpr const char* kClient = "SWITCHSIM_CLIENT";  // has the path of quorin_poectl
-const std::string kAskClient =
+const std::string kAskClient =  // an emulator is a program and its options: no quotes
     "exec timeout 5 $SWITCHSIM_EMULATOR \"$SWITCHSIM_CLIENT\" -q --json ";
 constexpr int kOverTime = 124;  // the status of timeout(1)
 
@@ -53,7 +53,9 @@ Answer changeSwitch(const Request& request, const Command& carryOut) {
   std::vector<std::string> command;
   const cJSON* each = nullptr;
   cJSON_ArrayForEach(each, jsonMember(body.get(), "words")) {
-    command.emplace_back(cJSON_IsString(each) != 0 ? each->valuestring : "");
+    command.emplace_back(cJSON_IsString(each) != 0
+                             ? each->valuestring
+                             : throw Failure(kExitUsage, R"("words" are texts)"));
   }
   const std::string name = command.empty() ? "" : command.front();
   if (name != "device" && name != "set" && name != "fault") {
@@ -102,8 +104,8 @@ struct Bench {
   const Zone zone;
   const Command carryOut;
   bool (*const isStopping)();
-  std::mutex moving;  // for the request that moves the clock
-  std::atomic<int> followers{0};
+  std::mutex moving;                  // for the request that moves the clock
+  std::atomic<int64_t> followers{0};  // that ever came
 };
 
 std::string clockJson(const Bench& bench) {
@@ -137,21 +139,20 @@ Answer moveClock(Bench& bench, const Request& request) {
   return {200, kJson, clockJson(bench)};
 }
 
-// The journal as it goes on, and what the clock shows, once a second. A switch that is made anew
-// counts from the start again.
+// The journal as it goes on, and the clock, once a second. A switch that is made anew counts from
+// the start again. A new page takes the place of the oldest, which asks again if it is not gone.
 Answer follow(Bench& bench, const Request& request, const Write& write) {
   const int64_t after = wholeNumber(request.lastEventId);
   if (after < 0 && !request.lastEventId.empty()) {
     refuse("Last-Event-ID is the number of an entry of the journal");
   }
-  const std::shared_ptr<Bench> place(&bench, [](Bench* left) { --left->followers; });
-  if (++bench.followers > kMaxFollowers) {
-    return words(503, "four pages follow this bench already: close one");
-  }
+  const int64_t place = ++bench.followers;
   uint64_t seq = after < 0 ? lastSeq() : static_cast<uint64_t>(after);
   // The page has its place in the journal even if it is gone before the next entry.
   std::string events = "id: " + std::to_string(seq) + "\ndata: {}\n\n";
-  for (int64_t toldMs = 0; events.empty() || write(events); sleepMilliseconds(kLookMs)) {
+  for (int64_t toldMs = 0;
+       (events.empty() || write(events)) && bench.followers < place + kMaxFollowers;
+       sleepMilliseconds(kLookMs)) {
     events.clear();
     seq = lastSeq() < seq ? 0 : seq;
     for (const JournalEntry& entry : journalSince(seq)) {

@@ -4,6 +4,7 @@
 #include <sys/random.h>
 
 #include <algorithm>
+#include <future>
 
 #include "base/sleep.h"
 #include "cli/failure.h"
@@ -14,7 +15,7 @@ namespace {
 
 constexpr size_t kTokenBytes = 16;
 constexpr long long kMaxBody = 1 << 20;
-constexpr int64_t kBodyMs = 5000;           // for a whole body
+constexpr int64_t kBodyMs = 5000;           // for a whole body, and for what nobody wants of one
 constexpr const char* kSilenceMs = "5000";  // of a connection
 constexpr const char* kConnections = "8";   // at a time; the next ones wait for their turn
 constexpr const char* kHeaders =
@@ -60,22 +61,21 @@ Request requestOf(mg_connection* connection) {
           header(connection, "Last-Event-ID")};
 }
 
+// A few at a time: the library takes its time anew for each byte, until it has what it was asked.
+bool readBytes(mg_connection* connection, long long size, std::string* bytes) {
+  const int64_t endMs = monotonicMs() + kBodyMs;
+  char few[4];
+  for (int n = 1; n > 0 && size > 0 && monotonicMs() < endMs; size -= std::max(n, 0)) {
+    n = mg_read(connection, few, std::min(static_cast<size_t>(size), sizeof few));
+    bytes->append(few, static_cast<size_t>(std::max(n, 0)));
+  }
+  return size <= 0;
+}
+
 // 0, or the status of what is wrong with it.
 int readBody(mg_connection* connection, std::string* body) {
   const long long size = mg_get_request_info(connection)->content_length;
-  if (size < 0 || size > kMaxBody) {
-    return size < 0 ? 411 : 413;
-  }
-  const int64_t endMs = monotonicMs() + kBodyMs;
-  body->resize(static_cast<size_t>(size));
-  for (size_t has = 0; has < body->size();) {
-    const int n = mg_read(connection, &(*body)[has], body->size() - has);
-    if (n <= 0 || monotonicMs() > endMs) {
-      return 408;
-    }
-    has += static_cast<size_t>(n);
-  }
-  return 0;
+  return size < 0 ? 411 : size > kMaxBody ? 413 : readBytes(connection, size, body) ? 0 : 408;
 }
 
 bool send(mg_connection* connection, int status, const std::string& headers,
@@ -84,6 +84,14 @@ bool send(mg_connection* connection, int status, const std::string& headers,
                             mg_get_response_code_text(connection, status) + "\r\n" + kHeaders +
                             headers + "\r\n" + text;
   return mg_write(connection, bytes.data(), bytes.size()) == static_cast<int>(bytes.size());
+}
+
+// What is left unread would reset the connection, and the answer could be lost with it.
+int endBody(mg_connection* connection, const Request& request, int status) {
+  const long long size = std::min(mg_get_request_info(connection)->content_length, 2 * kMaxBody);
+  std::string left;
+  readBytes(connection, size - static_cast<long long>(request.body.size()), &left);
+  return status;
 }
 
 }  // namespace
@@ -141,6 +149,7 @@ bool Server::isAdmitted(mg_connection* connection, const Request& request) const
          (origin.empty() || origin == "http://" + host);
 }
 
+// A handler has a thread of its own: the stack of the library's is too small for deep JSON.
 Answer Server::answer(mg_connection* connection, Request* request, const Write& write) const try {
   bool isPath = false;
   for (const Route& route : routes_) {
@@ -150,7 +159,7 @@ Answer Server::answer(mg_connection* connection, Request* request, const Write& 
       return fault == 411   ? words(fault, "a request must tell its length")
              : fault == 413 ? words(fault, "a request has 1 MiB at most")
              : fault == 408 ? words(fault, "the request did not come in time")
-                            : route.handler(*request, write);
+                            : std::async(std::launch::async, route.handler, *request, write).get();
     }
   }
   return isPath ? words(405, escaped(request->path) + " has no " + escaped(request->method))
@@ -162,11 +171,12 @@ Answer Server::answer(mg_connection* connection, Request* request, const Write& 
 int Server::begin(mg_connection* connection) try {
   auto* self = static_cast<Server*>(mg_get_user_data(mg_get_context(connection)));
   { const std::lock_guard<std::mutex> started(self->starting_); }
+  mg_disable_connection_keep_alive(connection);  // else it waits for the rest of a body
   Request request = requestOf(connection);
   if (!self->isAdmitted(connection, request)) {
     send(connection, 403, "Content-Type: text/plain\r\n",
          "open the address that `switchsim web` prints\n");
-    return 403;
+    return endBody(connection, request, 403);
   }
   bool isWritten = false;
   const auto write = [&](const std::string& events) {
@@ -186,7 +196,7 @@ int Server::begin(mg_connection* connection) try {
                     : ""),
          answer.text);
   }
-  return answer.status;
+  return answer.status == 408 ? 408 : endBody(connection, request, answer.status);
 } catch (const std::exception& error) {  // nothing may leave to the library, which is C
   mg_send_http_error(connection, 500, "%s", error.what());
   return 500;

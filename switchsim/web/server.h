@@ -63,7 +63,7 @@ class Server {
   const std::vector<Route> routes_;
   const std::string query_;  // "token=..."
   mg_context* context_ = nullptr;
-  std::mutex starting_;  // until the port is known; a request waits for that
+  std::mutex starting_;  // a request may come before the constructor knows the port: it waits
   std::string host_;     // "127.0.0.1:8900"
   std::string cookie_;   // "bench8900=..."
   std::atomic<bool> isStopping_{false};
