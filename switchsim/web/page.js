@@ -20,7 +20,6 @@ function isNew(key, ...value) {
   return was !== (drawn[key] = JSON.stringify(value));
 }
 
-
 const waits = new Map(), troubles = new Map();
 function tell() {
   $('#waiting').textContent = waits.size ? `waiting for ${[...waits.values()].join(', ')}` : '';
@@ -71,9 +70,8 @@ async function ask(path, body) {
 
 function note(what, request, answer, isOfPage) {
   const list = $('#drawer ol'), line = `${++count} ${what}${isOfPage ? ', by the page' : ''}`;
-  const copy = (text) => () => navigator.clipboard.writeText(text);
   const shown = [request, answer].map((text) => make('pre', {},
-    make('button', { click: copy(text) }, 'Copy'), ` ${text}`));
+    make('button', { click: () => navigator.clipboard.writeText(text) }, 'Copy'), ` ${text}`));
   const item = make('details', {}, make('summary', {}, line), ...shown);
   const same = [...list.children].find((each) => isOfPage && each.dataset.of === request);
   if (same && !$('details', same).open) same.remove();
@@ -88,8 +86,7 @@ async function post(what, path, request, isOfPage = false) {
   try {
     return JSON.parse(answer = await ask(path, body));
   } catch (error) {
-    answer = error.message;
-    throw error;
+    throw Error(answer = error.message);
   } finally {
     note(`${what}, ${(performance.now() - start).toFixed(1)} ms`, body, answer, isOfPage);
   }
@@ -109,8 +106,7 @@ async function rpc(method, params, isOfPage) {
   if (!ok) throw Error(`${method}: ${words} (${error})`);
   return result;
 }
-// Of all units.
-async function everywhere(method, params, key) {
+async function everywhere(method, params, key) {  // of all units
   const all = [];
   for (const { unit } of units) {
     const result = await rpc(method, { unit, ...params }, true);
@@ -119,14 +115,20 @@ async function everywhere(method, params, key) {
   return all;
 }
 
-
-// The lab's zone; of one that the browser does not know, what it is now.
-function zone() {
+// The lab's zone; where the browser does not know it, the offset that a text ends with: its own, or
+// that of the text nearest to a number.
+function zoneAt(instant) {
   try { return Intl.DateTimeFormat('en', { timeZone: lab.zone ?? undefined }).resolvedOptions(); }
-  catch { return { timeZone: lab.time.slice(-6) }; }
+  catch {
+    const acts = (week?.ports ?? []).flatMap(({ past, firings }) => [...past, ...firings]);
+    const texts = [lab.time, ...acts.map((each) => each.at)];
+    const far = (text) => Math.abs(Date.parse(text) - instant);
+    const nearest = () => texts.reduce((a, b) => (far(b) < far(a) ? b : a));
+    return { timeZone: (typeof instant === 'string' ? instant : nearest()).slice(-6) };
+  }
 }
 function when(instant, isWhole = false) {
-  const { timeZone } = zone(), date = new Date(instant);
+  const { timeZone } = zoneAt(instant), date = new Date(instant);
   const text = date.toLocaleString('sv-SE', { timeZone });  // 2026-03-03 22:00:00
   const isNear = Math.abs(date - Date.parse(lab.time)) < 6 * 86400e3;
   const day = date.toLocaleString('en', { timeZone, weekday: 'short' });
@@ -164,7 +166,7 @@ const kindOf = (port) => (!port.poe ? 'no' : !port.adminMode ? 'off'
 keep('the switch', 1, async () => showSwitch(JSON.parse(await ask('/switch'))));
 function showSwitch(view) {
   units = view.units;
-  if (isNew('layout', ports().map((port) => port.name))) layPanel();
+  if (isNew('layout', ports().map(({ name, poe }) => [name, poe]))) layPanel();
   for (const { unit, powerMw } of units) {
     $(`#unit${unit}`).textContent = `Unit ${unit} delivers ${watts(powerMw)}`;
   }
@@ -179,7 +181,8 @@ function layPanel() {
   $('#units').replaceChildren(...units.flatMap(({ unit, ports: all }) => [
     make('h2', { id: `unit${unit}` }),
     make('div', { class: 'unit' }, ...all.flatMap((_, i) => (i % 2 ? [] : pair(all, i))))]));
-  $('.port:enabled').tabIndex = 0;
+  $('.port:enabled')?.setAttribute('tabindex', 0);
+  for (const { name } of ports()) delete drawn[name];
   $('[name=unit]').replaceChildren(...units.map(({ unit }) => make('option', {}, unit)));
   refresh();
 }
@@ -227,8 +230,8 @@ function showChosen() {
   $('#portName').textContent = `Port ${port.name}`;
   $('#facts').textContent = `${port.adminMode ? `On, ${kindOf(port)}` : 'Off'}, ` +
     `${watts(port.powerMw)} of ${watts(port.limitMw)}, ${port.temperature} °C; ${device}`;
-  const own = schedules.filter((each) => each.ifNums.includes(chosen));
-  $('#own').replaceChildren(...own.map((each) => make('li', {}, `${each.name}: ${wordsOf(each)}`)));
+  $('#own').replaceChildren(...schedules.filter((each) => each.ifNums.includes(chosen))
+    .map((each) => make('li', {}, `${each.name}: ${wordsOf(each)}`)));
 }
 keep('why the port is so', 3, async () => {
   if (!chosen) return;
@@ -319,6 +322,7 @@ function showWeek() {
   $('#next').disabled = nextFiring === Infinity;
   $('#next').textContent = $('#next').disabled ? 'No firing this week'
     : `To the next firing, ${when(nextFiring)}`;
+  $('#slider').disabled = false;
   $('#slider').max = (until - from) / kSlideMs;
   if (!isSliding) $('#slider').value = (now - from) / kSlideMs;
 }
@@ -336,9 +340,8 @@ function showLab(told) {
 }
 const move = (request) => act('the lab', async () => showLab(await post('lab', '/lab', request)));
 const instant = (ms) => new Date(ms).toISOString().replace('.000', '');
-for (const each of document.querySelectorAll('[data-by]')) {
-  on(each, 'click', () => move({ at: each.dataset.by }));
-}
+document.querySelectorAll('[data-by]')
+  .forEach((each) => on(each, 'click', () => move({ at: each.dataset.by })));
 on($('#next'), 'click', () => move({ at: instant(nextFiring) }));
 on($('#speed'), 'change', (event) => move({ speed: Number(event.target.value) }));
 
@@ -432,18 +435,24 @@ keep('history.list', 1, async () => {
 });
 function runItem({ unit, runId, status, portCount, ...run }) {
   const list = make('ul');
-  const toggle = async () => {
+  const toggle = ({ target }) => target.open && attempt('the run', 'history.detail', async () => {
     const { portSteps } = await rpc('history.detail', { unit, runId });
     list.replaceChildren(...portSteps.map((step) => make('li', {},
       `${nameOf(step.ifNum)} ${step.status} ${step.errorMessage ?? ''}`)));
-  };
+  });
   const words = ` ${status}, ${run.successPortCount} of ${portCount} ports`;
   return make('li', {}, make('details', { toggle }, make('summary', {},
     `${runId} ${when(run.startedAt)} `, make('b', {}, run.scheduleName), words), list));
 }
 
 history.replaceState(null, '', '/');  // the token is in the cookie now
-const events = new EventSource('/events');
-on(events, 'clock', (event) => showLab(JSON.parse(event.data)));
-on(events, 'message', refresh);
-on(events, 'open', refresh);
+(function follow() {
+  const events = new EventSource('/events');
+  const hear = (text) => { troubles[text ? 'set' : 'delete']('events', text); tell(); };
+  on(events, 'clock', (event) => showLab(JSON.parse(event.data)));
+  on(events, 'message', () => { hear(''); refresh(); });  // there is one at the start
+  on(events, 'error', () => {
+    hear('The bench tells no events; the page asks for them again.');
+    if (events.readyState === EventSource.CLOSED) setTimeout(follow, 3000);
+  });
+}());
