@@ -44,7 +44,7 @@ Keys fileScheduleKeys(int32_t version) {
   Keys keys{kUnitKey, version == 1
                           ? ScheduleKey{"portNames", isJsonArray, "names in brackets", true}
                           : kPortsKey};
-  keys.insert(keys.end(), scheduleKeys().begin(), scheduleKeys().end());
+  std::copy(scheduleKeys().begin(), scheduleKeys().end(), std::back_inserter(keys));
   return keys;
 }
 
