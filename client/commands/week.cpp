@@ -207,6 +207,12 @@ TickTime firstDayOf(const std::string& from, const View& view) {
   return dayAfter(view.shownZone.tickAt(*moment), 0);
 }
 
+// By a run that goes on.
+bool isToBeSwitchedBack(const std::vector<PortEvent>& timeline) {
+  const PortEvent* cause = whatLeftOff(timeline);
+  return cause != nullptr && cause->run.isOpen() && cause->run.switchesBack();
+}
+
 int runWeek(const WeekOptions& given, Session& session) {
   const View view = session.view();
   const TickTime firstDay = firstDayOf(given.from, view);
@@ -260,8 +266,7 @@ std::vector<ModeChange> pastModes(const SensorPort& port, const PortRecords& rec
              past.end());
   std::stable_sort(past.begin(), past.end(),
                    [](const ModeChange& a, const ModeChange& b) { return a.at < b.at; });
-  const PortEvent* cause = whatLeftOff(timeline);
-  if (port.isOff() && cause != nullptr && cause->run.isOpen() && cause->run.switchesBack()) {
+  if (port.isOff() && isToBeSwitchedBack(timeline)) {
     past.push_back({view.now(), std::nullopt, false});
   }
   return past;
