@@ -2,7 +2,6 @@
 #include "client/commands/until.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <tuple>
 
@@ -26,8 +25,8 @@ constexpr int64_t kMsPerSec = 1000;
 constexpr int64_t kNoticeSec = 15;  // for storing the schedule before its minute
 constexpr int64_t kMinuteMs = kSecPerMinute * kMsPerSec;
 constexpr int64_t kLookMs = 5000;  // after which a tick of the daemon has begun
-constexpr int64_t kClockSlackMs =
-    3000;  // the switch tells whole seconds, the daemon looks each second
+// The switch tells whole seconds, and the daemon looks at its clock once a second.
+constexpr int64_t kClockSlackMs = 3000;
 constexpr int64_t kSwitchingMs = 10000;      // what executors may need for their ports
 constexpr int64_t kLongestSweepMs = 600000;  // during which the daemon tells no schedules
 constexpr int32_t kPauseMs = 200;
